@@ -1,0 +1,33 @@
+# Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_cli11.
+#
+# Natively they come from Debian's -dev packages. The Windows build compiles pugixml from Debian's source package, takes
+# zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because /usr/include must
+# never be on the cross compiler's path. `./run` lays these out under VEX_DEPS.
+
+set(VEX_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Where ./run lays out sources and headers for the Windows build")
+
+if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
+    message(FATAL_ERROR "GoogleTest's sources are missing; install the package googletest")
+endif()
+set(INSTALL_GTEST OFF)
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+foreach(target IN ITEMS gtest gtest_main gmock gmock_main)
+    target_compile_options(${target} PRIVATE -w)
+endforeach()
+add_library(vex_gtest INTERFACE)
+target_link_libraries(vex_gtest INTERFACE gmock gtest_main)
+
+add_library(vex_zlib INTERFACE)
+add_library(vex_cli11 INTERFACE)
+if(WIN32)
+    target_link_libraries(vex_zlib INTERFACE z)
+    add_library(vex_pugixml STATIC ${VEX_DEPS}/pugixml/src/pugixml.cpp)
+    target_include_directories(vex_pugixml SYSTEM PUBLIC ${VEX_DEPS}/pugixml/src)
+    target_include_directories(vex_cli11 SYSTEM INTERFACE ${VEX_DEPS}/include)
+else()
+    find_package(ZLIB REQUIRED)
+    target_link_libraries(vex_zlib INTERFACE ZLIB::ZLIB)
+    find_package(pugixml REQUIRED)
+    add_library(vex_pugixml INTERFACE)
+    target_link_libraries(vex_pugixml INTERFACE pugixml::pugixml)
+endif()

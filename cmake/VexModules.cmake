@@ -1,0 +1,62 @@
+# How a module, a test and a fuzz target of this project are declared.
+
+# Warnings are errors on every compiler used; what all targets of the project share.
+add_library(vex_options INTERFACE)
+target_compile_options(vex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # clang sees sign conversions where g++ does not; one set of rules for both
+    target_compile_options(vex_options INTERFACE -Wno-sign-conversion -Wno-implicit-int-float-conversion)
+endif()
+target_include_directories(vex_options INTERFACE ${CMAKE_SOURCE_DIR})
+if(WIN32)
+    target_compile_definitions(vex_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+    # only system DLLs are needed at run time
+    target_link_options(vex_options INTERFACE -static)
+else()
+    find_package(Threads REQUIRED)
+    target_link_libraries(vex_options INTERFACE Threads::Threads)
+endif()
+
+if(VEX_SANITIZE STREQUAL "address")
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    add_link_options(-fsanitize=address,undefined)
+elseif(VEX_SANITIZE STREQUAL "thread")
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer -g)
+    add_link_options(-fsanitize=thread)
+endif()
+
+# vex_sdk_module(NAME SOURCES file... [DEPS module...]): a static library of sdk/, in the folder of its sources.
+function(vex_sdk_module name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC vex_options ${ARG_DEPS})
+endfunction()
+
+# vex_test(NAME SOURCES file... [DEPS module...] [TIMEOUT seconds] [LABELS label...]): a GoogleTest program, run as one
+# test; under Windows builds it runs in Wine.
+function(vex_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE vex_options ${ARG_DEPS} vex_gtest)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+# vex_fuzz(NAME SOURCES file... [DEPS module...]): a libFuzzer program; built only when VEX_FUZZ is on.
+function(vex_fuzz name)
+    if(NOT VEX_FUZZ)
+        return()
+    endif()
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE vex_options ${ARG_DEPS})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()
+
+if(VEX_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -g)
+    add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,33 @@
+// The host's IPv4 network interfaces.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "sdk/net/address.h"
+
+namespace net {
+
+/// One IPv4 address of one network adapter; an adapter with two addresses appears twice.
+struct Interface {
+    std::string id;           ///< stable name of the adapter ("eth0", an adapter GUID)
+    std::string description;  ///< what a person calls it; UTF-8
+    Ipv4Address address;
+    Ipv4Address mask;
+    Ipv4Address gateway;    ///< 0.0.0.0 when there is none or it is not known
+    MacAddress mac;         ///< zero for loopback
+    std::uint32_t mtu = 0;  ///< bytes; 0 when not known
+    bool loopback = false;
+
+    bool operator==(const Interface&) const = default;
+};
+
+/// All interfaces that are up and have an IPv4 address, loopback included, in the system's order.
+/// Throws std::system_error when the system does not tell.
+[[nodiscard]] std::vector<Interface> list_interfaces();
+
+/// The local address from which the system would reach `destination`; 0.0.0.0 when there is no route.
+[[nodiscard]] Ipv4Address local_address_towards(Ipv4Address destination) noexcept;
+
+}  // namespace net

@@ -1,0 +1,133 @@
+// GVSP, the GigE Vision streaming protocol: packet layouts, encoded and decoded, for both ends of the wire.
+//
+// A block (an image, say) travels as a leader, payload packets 1 to N and a trailer N+1. Decoders take one datagram,
+// trust nothing in it and return nothing when it is malformed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "sdk/wire/gvcp.h"
+
+namespace wire::gvsp {
+
+using Status = gvcp::Status;
+
+inline constexpr std::size_t standard_header_size = 8;
+inline constexpr std::size_t extended_header_size = 20;
+/// IP and UDP headers, which the packet size register counts in.
+inline constexpr std::size_t ip_udp_header_size = 28;
+
+enum class Format : std::uint8_t {
+    leader = 1,
+    trailer = 2,
+    payload = 3,
+    all_in = 4,
+    h264 = 5,
+    multi_zone = 6,
+    multi_part = 7,
+    gendc = 8,
+};
+
+namespace payload_type {
+inline constexpr std::uint16_t image = 0x0001;
+inline constexpr std::uint16_t raw_data = 0x0002;
+inline constexpr std::uint16_t file = 0x0003;
+inline constexpr std::uint16_t chunk_data = 0x0004;
+inline constexpr std::uint16_t extended_chunk_data = 0x0005;
+inline constexpr std::uint16_t jpeg = 0x0006;
+inline constexpr std::uint16_t jpeg2000 = 0x0007;
+inline constexpr std::uint16_t h264 = 0x0008;
+inline constexpr std::uint16_t multi_zone = 0x0009;
+inline constexpr std::uint16_t multi_part = 0x000A;
+inline constexpr std::uint16_t gendc = 0x000B;
+inline constexpr std::uint16_t chunks_appended = 0x4000;  ///< ORed in: chunks follow the data
+}  // namespace payload_type
+
+/// The packet header in both its forms.
+struct Header {
+    Status status{};
+    bool extended_ids = false;
+    std::uint16_t flags = 0;  ///< extended form only
+    Format format{};
+    std::uint64_t block_id = 0;
+    std::uint32_t packet_id = 0;
+    std::uint8_t part_count = 0;  ///< extended form, byte 7: parts of a multi-part leader
+
+    [[nodiscard]] std::size_t size() const noexcept
+    {
+        return extended_ids ? extended_header_size : standard_header_size;
+    }
+};
+
+namespace header_flag {
+inline constexpr std::uint16_t resend_range_error = 0x0004;
+inline constexpr std::uint16_t previous_block_dropped = 0x0002;
+inline constexpr std::uint16_t resent = 0x0001;
+}  // namespace header_flag
+
+/// A packet: its header and what follows it.
+struct Packet {
+    Header header;
+    std::span<const std::uint8_t> payload;
+};
+
+/// Reads the header in the form that the packet itself announces. Malformed: shorter than its header, block ID 0.
+[[nodiscard]] std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noexcept;
+
+/// Writes the header into `out`, which has room for header.size() bytes, and returns that size.
+std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noexcept;
+
+/// Data bytes that one payload packet carries when the packet size register holds `packet_size`; 0 when it is too small
+/// to carry any.
+[[nodiscard]] constexpr std::size_t data_per_packet(std::size_t packet_size, bool extended_ids) noexcept
+{
+    const std::size_t overhead = ip_udp_header_size + (extended_ids ? extended_header_size : standard_header_size);
+    return packet_size > overhead ? packet_size - overhead : 0;
+}
+
+/// Geometry and format of an image as a leader carries it.
+struct ImageInfo {
+    std::uint32_t pixel_format = 0;
+    std::uint32_t size_x = 0;
+    std::uint32_t size_y = 0;
+    std::uint32_t offset_x = 0;
+    std::uint32_t offset_y = 0;
+    std::uint16_t padding_x = 0;
+    std::uint16_t padding_y = 0;
+};
+
+/// A leader of the image, raw data, file, chunk and extended chunk types; other types keep only the common fields.
+struct Leader {
+    std::uint8_t field_id = 0;
+    std::uint8_t field_count = 0;
+    std::uint8_t flags = 0;
+    std::uint16_t payload_type = 0;             ///< as on the wire, chunks_appended included
+    std::uint64_t timestamp = 0;                ///< device ticks
+    std::optional<ImageInfo> image;             ///< image and extended chunk types
+    std::optional<std::uint64_t> payload_size;  ///< raw data and file types, bytes
+    std::span<const std::uint8_t> file_name;    ///< file type: the name without its terminating zero
+
+    [[nodiscard]] std::uint16_t base_type() const noexcept
+    {
+        return static_cast<std::uint16_t>(payload_type & ~payload_type::chunks_appended);
+    }
+};
+inline constexpr std::size_t largest_leader = 512;
+[[nodiscard]] std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload) noexcept;
+/// Returns the bytes written; `out` has room for largest_leader bytes.
+std::size_t encode_leader(const Leader& leader, std::span<std::uint8_t> out) noexcept;
+
+struct Trailer {
+    std::uint16_t payload_type = 0;
+    std::optional<std::uint32_t> size_y;  ///< image types: lines actually delivered
+    std::optional<std::uint32_t> chunk_data_length;
+    std::optional<std::uint32_t> chunk_layout_id;
+};
+inline constexpr std::size_t largest_trailer = 24;
+[[nodiscard]] std::optional<Trailer> decode_trailer(std::span<const std::uint8_t> payload) noexcept;
+std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) noexcept;
+
+}  // namespace wire::gvsp

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include "sdk/base/PvResult.h"
+
+TEST(PvResult, DefaultIsOkWithTheCodesOwnText)
+{
+    const PvResult result;
+    EXPECT_EQ(result.GetCode(), PvResult::OK);
+    EXPECT_TRUE(result.IsOK());
+    EXPECT_TRUE(result.IsSuccess());
+    EXPECT_FALSE(result.IsFailure());
+    EXPECT_FALSE(result.IsPending());
+    EXPECT_EQ(result.description(), "OK");
+}
+
+TEST(PvResult, PendingIsNeitherOkNorFailure)
+{
+    const PvResult result = PvResult::Pending;
+    EXPECT_FALSE(result.IsOK());
+    EXPECT_TRUE(result.IsPending());
+    EXPECT_TRUE(result.IsSuccess());
+    EXPECT_FALSE(result.IsFailure());
+}
+
+TEST(PvResult, SettingTheCodeKeepsTheDescription)
+{
+    PvResult bare = PvResult::Timeout;
+    const PvString text = bare.GetDescription();
+    bare.SetCode(PvResult::NotFound);
+    EXPECT_EQ(bare.GetCode(), PvResult::NotFound);
+    EXPECT_EQ(bare.GetDescription(), text);
+}
+
+TEST(PvResult, SettingTheDescriptionKeepsTheCode)
+{
+    PvResult result = PvResult::Timeout;
+    result.SetDescription("no camera at 10.0.0.1 answered");
+    EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+    EXPECT_EQ(result.description(), "no camera at 10.0.0.1 answered");
+    result.SetDescription(PvString());
+    EXPECT_EQ(result.description(), "");
+}
+
+TEST(PvResult, CodesWithoutANamePassThrough)
+{
+    const auto code = static_cast<PvResult::Code>(0x12345678);
+    const PvResult result = code;
+    EXPECT_EQ(result.GetCode(), code);
+    EXPECT_TRUE(result.IsFailure());
+    EXPECT_FALSE(result.description().empty());
+}
+
+TEST(PvResult, CopiesAreIndependent)
+{
+    PvResult first(PvResult::NotFound, "no such feature");
+    const PvResult copy = first;
+    first.SetDescription("changed");
+    EXPECT_EQ(copy.description(), "no such feature");
+}
