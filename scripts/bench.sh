@@ -1,0 +1,22 @@
+# ./run bench: benchmarks. Sourced by ./run. Each prints the figures of its peers from the same run.
+
+run_benchmarks() {
+    local names=("$@") name
+    [ ${#names[@]} -gt 0 ] || names=(com stream genapi)
+    ensure_packages
+    for name in "${names[@]}"; do
+        case "$name" in
+            com)
+                build windows
+                wine_start
+                register_server
+                in_wine "$build_windows/bench/com/com_frame_bench.exe"
+                ;;
+            *)
+                build native
+                [ -x "$build_native/bench/$name/${name}_bench" ] || fail "there is no benchmark '$name'"
+                "$build_native/bench/$name/${name}_bench"
+                ;;
+        esac
+    done
+}

@@ -1,0 +1,187 @@
+# Shared steps: packages, third-party sources, builds, the Wine prefix. Sourced by ./run, which stands in the root.
+
+root=$PWD
+build_native=$root/build/native
+build_windows=$root/build/windows
+deps=$root/build/deps
+wine_loader=/usr/lib/wine/wine64
+wine_server=/usr/lib/wine/wineserver64
+export WINEPREFIX=$root/build/wine WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+
+say() { printf '\033[1m== %s\033[0m\n' "$*"; }
+fail() { printf './run: %s\n' "$*" >&2; exit 1; }
+
+# One ./run at a time works in a checkout; another waits.
+mkdir -p build
+exec {lock_fd}>build/.lock
+flock -n "$lock_fd" || { say "another ./run works in this folder; waiting for it"; flock "$lock_fd"; }
+
+# ---- packages ----
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)" = installed ] || printf '%s ' "$package"
+    done
+}
+
+listed() { sed 's/#.*//' "$@"; }
+
+ensure_packages() {
+    local files=(scripts/packages) missing run_as=()
+    [ "${1:-}" != test ] || files+=(scripts/packages-test)
+    # shellcheck disable=SC2046
+    missing=$(missing_packages $(listed "${files[@]}"))
+    [ -n "$missing" ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        sudo -n true 2>/dev/null || fail "these Debian packages are missing; install them first: apt-get install $missing"
+        run_as=(sudo)
+    fi
+    say "installing: $missing"
+    export DEBIAN_FRONTEND=noninteractive
+    "${run_as[@]}" apt-get update -q >build/apt.log 2>&1 || { tail -5 build/apt.log; fail "apt-get update failed"; }
+    # shellcheck disable=SC2086
+    "${run_as[@]}" apt-get install -y --no-install-recommends $missing 2>&1 | tee -a build/apt.log |
+        progress 'Unpacking|Setting up' "packages" 2
+    # shellcheck disable=SC2046
+    missing=$(missing_packages $(listed "${files[@]}"))
+    [ -z "$missing" ] || { tail -5 build/apt.log; fail "could not install: $missing"; }
+}
+
+# progress PATTERN WHAT [PARTS]: counts matching lines of the input on one line of the terminal, or one line per hundred
+# where the output is no terminal.
+progress() {
+    local parts=${3:-1}
+    awk -v pattern="$1" -v what="$2" -v parts="$parts" -v tty="$([ -t 1 ] && echo 1 || echo 0)" '
+        $0 ~ pattern { n++; done = int(n / parts)
+            if (tty) printf "\r   %d %s", done, what; else if (n % (100 * parts) == 0) printf "   %d %s\n", done, what
+            fflush() }
+        END { if (tty && n) printf "\n"; else if (n) printf "   %d %s\n", int(n / parts), what }'
+}
+
+# ---- sources for the Windows build ----
+
+# Debian ships pugixml for MinGW as source only. The source list is a copy of the system's own, so that the system's
+# configuration stays untouched.
+fetch_sources() {
+    [ -e "$deps/.ready" ] || {
+        say "fetching pugixml's source"
+        rm -rf "$deps"
+        mkdir -p "$deps/apt/lists/partial" "$deps/include" "$deps/pugixml"
+        local list
+        for list in /etc/apt/sources.list.d/*.sources; do
+            [ ! -e "$list" ] || sed 's/^Types:.*/Types: deb-src/' "$list" >"$deps/apt/$(basename "$list")"
+        done
+        if [ -s /etc/apt/sources.list ]; then
+            sed -n 's/^deb /deb-src /p' /etc/apt/sources.list >"$deps/apt/system.list"
+        fi
+        local apt=(apt-get -q -o "Dir::Etc::sourceparts=$deps/apt" -o Dir::Etc::sourcelist=/dev/null
+            -o "Dir::State::lists=$deps/apt/lists" -o APT::Sandbox::User=root)
+        "${apt[@]}" update >"$deps/log" 2>&1 || { tail -5 "$deps/log"; fail "the source list cannot be read"; }
+        (cd "$deps" && "${apt[@]}" source --download-only pugixml >>log 2>&1) || { tail -5 "$deps/log"; fail "pugixml's source cannot be fetched"; }
+        tar -xf "$deps"/pugixml_*.orig.tar.* -C "$deps/pugixml" --strip-components=1
+        ln -sfn /usr/include/CLI "$deps/include/CLI"
+        touch "$deps/.ready"
+    }
+}
+
+# ---- builds ----
+
+launcher=()
+if command -v ccache >/dev/null; then
+    launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+
+# configure_and_build FOLDER CMAKE-ARGUMENT...
+configure_and_build() {
+    local folder=$1
+    shift
+    [ -e "$folder/build.ninja" ] ||
+        cmake -S "$root" -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder.log" 2>&1 ||
+        { tail -30 "$folder.log"; fail "cmake could not configure $folder"; }
+    cmake --build "$folder" >"$folder.log" 2>&1 &
+    local job=$! shown=''
+    while kill -0 "$job" 2>/dev/null; do
+        sleep 0.5
+        local step
+        step=$(grep -oE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -1 || true)
+        if [ "$step" != "$shown" ] && [ -t 1 ]; then printf '\r   %s ' "$step"; fi
+        shown=$step
+    done
+    [ -z "$shown" ] || printf '\r   %s\n' "$shown"
+    wait "$job" || { grep -vE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -60; fail "the build in $folder failed"; }
+}
+
+# build native|windows|address|thread|fuzz
+build() {
+    fetch_sources
+    mkdir -p build
+    say "building: $1"
+    case "$1" in
+        native) configure_and_build "$build_native" -DCMAKE_BUILD_TYPE=Release ;;
+        windows) configure_and_build "$build_windows" -DCMAKE_BUILD_TYPE=Release \
+            -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
+        address | thread) configure_and_build "$root/build/$1" -DCMAKE_BUILD_TYPE=RelWithDebInfo "-DVEX_SANITIZE=$1" ;;
+        fuzz) configure_and_build "$root/build/fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEX_FUZZ=ON \
+            -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ ;;
+        *) fail "there is no build '$1'" ;;
+    esac
+}
+
+build_targets() {
+    ensure_packages
+    local target
+    for target in "$@"; do
+        if [ "$target" = all ]; then build native; build windows; else build "$target"; fi
+    done
+}
+
+# ---- Wine ----
+
+wine_started=''
+
+# Wine without a display: what needs none must not depend on one.
+in_wine() { env -u DISPLAY "$wine_loader" "$@"; }
+
+# Starts one Wine server that stays until ./run ends: without it every program pays seconds for starting its own.
+wine_start() {
+    [ -z "$wine_started" ] || return 0
+    "$wine_server" -p {lock_fd}>&-
+    wine_started=1
+    trap wine_stop EXIT
+    if [ ! -e "$WINEPREFIX/.ready" ]; then
+        say "making a Wine prefix"
+        in_wine wineboot -i >build/wine.log 2>&1 || { tail -5 build/wine.log; fail "Wine could not make its prefix"; }
+        touch "$WINEPREFIX/.ready"
+    fi
+}
+
+wine_stop() {
+    [ -n "$wine_started" ] || return 0
+    "$wine_server" -k 2>/dev/null || true
+    wine_started=''
+}
+
+windows_path() { printf 'Z:%s' "${1//\//\\}"; }
+
+server_dll=$build_windows/bin/VexKamCOMWrapper.dll
+
+register_server() {
+    # registering writes the same values each time; once per built DLL is enough
+    [ ! "$WINEPREFIX/.registered" -nt "$server_dll" ] || return 0
+    say "registering VexKamCOMWrapper.dll"
+    timeout 60 "$wine_loader" regsvr32 /s "$(windows_path "$server_dll")" || fail "regsvr32 failed with $?"
+    touch "$WINEPREFIX/.registered"
+}
+
+# run_script LIMIT SCRIPT LAST-LINE [ARG...]: runs a script under cscript. Under Wine the host ends with 0 even when a
+# script has a syntax error, so a script must end with its own code and say its last line.
+run_script() {
+    local limit=$1 script=$2 last=$3 code=0 output
+    shift 3
+    output=$root/build/script.out
+    timeout "$limit" env -u DISPLAY "$wine_loader" cscript //nologo "$(windows_path "$root/$script")" "$@" </dev/null |
+        tr -d '\r' | tee "$output" || code=${PIPESTATUS[0]}
+    [ "$code" -eq 0 ] || { printf '%s ended with code %s\n' "$script" "$code" >&2; return 1; }
+    [ "$(tail -1 "$output")" = "$last" ] || { printf '%s stopped before its end\n' "$script" >&2; return 1; }
+}

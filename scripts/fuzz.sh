@@ -1,0 +1,18 @@
+# ./run fuzz: the libFuzzer targets. Sourced by ./run.
+
+# fuzz_all SECONDS: each target for that long, from its kept corpus; new findings stay under build/fuzz-corpus.
+fuzz_all() {
+    local seconds=$1 target name
+    ensure_packages test
+    build fuzz
+    for target in build/fuzz/tests/fuzz/fuzz_*; do
+        [ -x "$target" ] && [ -f "$target" ] || continue
+        name=$(basename "$target")
+        mkdir -p "build/fuzz-corpus/$name" "build/fuzz-findings/$name"
+        say "fuzzing: $name for $seconds s"
+        "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -verbosity=0 -print_final_stats=1 \
+            -artifact_prefix="build/fuzz-findings/$name/" "build/fuzz-corpus/$name" "tests/fuzz/corpus/$name" 2>&1 |
+            tee "build/fuzz-findings/$name.log" | grep -E '^stat::number_of_executed_units|ERROR|SUMMARY' || true
+        [ "${PIPESTATUS[0]}" -eq 0 ] || { tail -40 "build/fuzz-findings/$name.log"; fail "$name found a failing input"; }
+    done
+}

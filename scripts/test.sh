@@ -1,0 +1,82 @@
+# ./run test: every test there is. Sourced by ./run. Suites run independently: one failing does not hide the next.
+
+suites_all=(style native windows scripts interop address thread fuzz)
+
+# ctest in a build folder; WHAT names it in the summary.
+run_ctest() {
+    local folder=$1
+    shift
+    ctest --test-dir "$folder" --output-on-failure --no-tests=error "$@"
+}
+
+suite_style() {
+    local files
+    mapfile -t files < <(git ls-files '*.h' '*.cpp')
+    clang-format --dry-run --Werror "${files[@]}"
+}
+
+suite_native() { build native && run_ctest "$build_native" -j2; }
+
+suite_address() { build address && run_ctest "$root/build/address" -j2; }
+
+suite_thread() { build thread && run_ctest "$root/build/thread" -j2; }
+
+suite_windows() {
+    build windows
+    wine_start
+    register_server
+    env -u DISPLAY ctest --test-dir "$build_windows" --output-on-failure --no-tests=error
+}
+
+suite_scripts() {
+    build native
+    build windows
+    wine_start
+    register_server
+    tests/scripts/run_all
+}
+
+suite_interop() {
+    [ "$(id -u)" -eq 0 ] || { echo "interop: not run: the test peers need network namespaces, and those need root"; return 0; }
+    build native
+    build windows
+    wine_start
+    register_server
+    wine_stop
+    tests/interop/run_all
+}
+
+# Every fuzz target over its kept corpus and a short while beyond it; `./run fuzz` runs them for long.
+suite_fuzz() {
+    source scripts/fuzz.sh
+    fuzz_all 10
+}
+
+run_tests() {
+    local suites=("$@") suite passed=0 failed=() started=$SECONDS
+    [ ${#suites[@]} -gt 0 ] || suites=("${suites_all[@]}")
+    for suite in "${suites[@]}"; do
+        declare -F "suite_$suite" >/dev/null || fail "there is no test suite '$suite': ${suites_all[*]}"
+    done
+    ensure_packages test
+    for suite in "${suites[@]}"; do
+        local since=$SECONDS
+        say "tests: $suite"
+        # a subshell of its own, so that `set -e` ends the suite at its first failing step and nothing more; not as the
+        # condition of an `if`, where bash would ignore `set -e`
+        set +e
+        (set -e; trap wine_stop EXIT; "suite_$suite")
+        local code=$?
+        set -e
+        if [ "$code" -eq 0 ]; then
+            passed=$((passed + 1))
+            say "tests: $suite passed in $((SECONDS - since)) s"
+        else
+            failed+=("$suite")
+            say "tests: $suite FAILED after $((SECONDS - since)) s"
+        fi
+    done
+    say "suites in $((SECONDS - started)) s${failed[*]:+, failed: ${failed[*]}}"
+    echo "$passed passed, ${#failed[@]} failed"
+    [ ${#failed[@]} -eq 0 ]
+}
