@@ -1,0 +1,129 @@
+// PvDevice: the connection to one camera, its control channel and its features.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "sdk/base/PvResult.h"
+#include "sdk/base/PvString.h"
+#include "sdk/device/PvTypes.h"
+
+class PvDeviceEventSink;
+class PvDeviceInfo;
+class PvGenParameterArray;
+
+/// The connection to a GigE Vision device.
+///
+/// Time: every operation that talks to the device is bounded by the link's command timeout and retries (see GetGenLink)
+/// and fails with Timeout when the device stays silent; NotConnected when there is no connection. Failure descriptions
+/// name the device, the register or address, and what the device answered.
+///
+/// Heartbeat: while connected, a thread of the device keeps the privilege alive. When the device falls silent for its
+/// heartbeat timeout, or says that the privilege is gone, that thread disconnects and calls OnLinkDisconnected.
+///
+/// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
+/// Disconnect wait for each other. They may be called from within a notification, and so may destruction.
+class PvDevice {
+public:
+    PvDevice();
+    /// Disconnects. No notification is sent once destruction has begun; one that is under way on another thread is
+    /// waited for.
+    virtual ~PvDevice();
+    PvDevice(const PvDevice&) = delete;
+    PvDevice& operator=(const PvDevice&) = delete;
+
+    /// Connects to a device that a search found: takes the privilege, reads the device's description and builds its
+    /// features. `aDeviceInfo` is used during the call only.
+    ///
+    /// InvalidParameter: null information or PvAccessUnknown. StateError: connected already; or, naming the holder, the
+    /// device is controlled by another application. BadVersion: the device speaks a version this SDK does not. Timeout:
+    /// no answer. GenICamXMLError: the description cannot be had or used. NotSupported: the description is not in the
+    /// device. After a failure nothing is connected and nothing is held.
+    PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
+
+    /// Connects to the device that `aInfo` names: an IP address, a MAC address, a user-defined name or a serial number.
+    /// All but the IP address are searched for on all interfaces, which takes up to a second.
+    ///
+    /// As above, and NotFound when no device answers to the name, InvalidParameter when several do.
+    PvResult Connect(const PvString& aInfo, PvAccessType aAccessType = PvAccessControl);
+
+    /// Gives the privilege back and closes the connection. Bounded to about half a second also when the device is gone;
+    /// an access under way on another thread fails with NotConnected. OK when nothing is connected. Parameter arrays
+    /// stay valid; their features are not available until the next connection.
+    PvResult Disconnect();
+
+    [[nodiscard]] bool IsConnected() const;
+
+    /// The device has serial ports and an I2C bus of its own, by its description. False when not connected.
+    [[nodiscard]] bool IsIPEngine() const;
+
+    /// The device's features; null before the first successful connection. The array belongs to this object and, with
+    /// its parameters, stays valid until this object is destroyed. A connection to a device with the same description
+    /// brings the same array back.
+    [[nodiscard]] PvGenParameterArray* GetGenParameters();
+    /// The parameters of the connection itself: timeouts, retries, heartbeat, statistics. Never null; valid until this
+    /// object is destroyed.
+    [[nodiscard]] PvGenParameterArray* GetGenLink();
+
+    /// Writes the device's description, unpacked, to a file, replacing one that is there. CannotOpenFile, FileError.
+    PvResult DumpGenICamXML(const PvString& aFilename);
+    /// The file name that the device gives its description, ending in ".xml".
+    PvResult GetDefaultGenICamXMLFilename(PvString& aFilename);
+
+    /// Tells the device where to send a stream channel's packets. InvalidParameter: not an IPv4 address, port 0, or a
+    /// channel that the device does not have.
+    PvResult SetStreamDestination(const PvString& aIPAddress, std::uint16_t aDataPort, std::uint32_t aChannel = 0);
+    /// Closes a stream channel: the device sends nothing until it has a destination again.
+    PvResult ResetStreamDestination(std::uint32_t aChannel = 0);
+
+    /// Finds the largest packet that reaches this host and sets it. The device sends test packets of different sizes;
+    /// only a size that arrived whole is ever left in the device. The destination of the channel is the same
+    /// afterwards.
+    ///
+    /// `aDefaultPacketSize` (bytes, IP header to last data byte; 0 for none) is set instead when the device sends no
+    /// test packets; the result then is OK and its description says so. With no default, the size in the device stays
+    /// and the result is NotSupported. StateError: the channel is streaming to somebody (it has a destination) and
+    /// cannot be tested.
+    PvResult NegotiatePacketSize(std::uint32_t aChannel = 0, std::uint32_t aDefaultPacketSize = 0);
+
+    /// Restarts the device by its DeviceReset feature. The connection is lost with it, and told as any other loss.
+    /// NotSupported when the device has no such feature.
+    PvResult Reset();
+
+    /// 32-bit registers, in host byte order.
+    PvResult ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue);
+    PvResult WriteRegister(std::uint32_t aAddress, std::uint32_t aValue);
+    /// Memory of any address and length. Devices only take whole 32-bit words: a write that begins or ends inside one
+    /// reads that word first.
+    PvResult ReadMemory(std::uint32_t aAddress, unsigned char* aDestination, std::uint32_t aByteCount);
+    PvResult WriteMemory(std::uint32_t aAddress, const unsigned char* aSource, std::uint32_t aByteCount);
+
+    /// Waits up to `aTimeout` ms until no event of the device is being delivered any more. A device whose message
+    /// channel is not open is idle.
+    PvResult WaitForMessagingChannelIdle(std::uint32_t aTimeout);
+
+    /// Gives the device with this MAC address an IP configuration that holds until it restarts. Sent by broadcast on
+    /// every interface, so it reaches devices whose present address does not fit.
+    ///
+    /// An empty mask becomes the one of the host's interface whose subnet holds the address, else "255.255.255.0"; an
+    /// empty gateway none. InvalidParameter: a text that is no address, or an address no host can have. NotFound: no
+    /// device with this MAC address took the configuration within two seconds. StateError: it refused.
+    static PvResult SetIPConfiguration(const PvString& aMACAddress, const PvString& aIP, const PvString& aSubnetMask,
+                                       const PvString& aGateway);
+
+    /// An application that receives no images tells so with ReportStreamTimeout: the link is checked at once instead of
+    /// at the next heartbeat. The reports per channel are counted until ResetStreamTimeoutCounter.
+    PvResult ResetStreamTimeoutCounter(std::uint32_t aChannel = 0);
+    PvResult ReportStreamTimeout(std::uint32_t aChannel = 0);
+
+    /// Adds a sink, which is called after those registered before it. It must stay alive until it is unregistered or
+    /// this object is destroyed. InvalidParameter for null, StateError when it is registered already.
+    PvResult RegisterEventSink(PvDeviceEventSink* aEventSink);
+    /// After this no notification of the sink begins; one under way on another thread is waited for. NotFound when the
+    /// sink is not registered.
+    PvResult UnregisterEventSink(PvDeviceEventSink* aEventSink);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
