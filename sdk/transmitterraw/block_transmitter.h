@@ -1,0 +1,124 @@
+// The sending end of GVSP: cuts blocks into packets and remembers the last ones for resend requests.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <system_error>
+#include <vector>
+
+#include "sdk/net/clock.h"
+#include "sdk/net/udp_socket.h"
+#include "sdk/transmitterraw/pacer.h"
+#include "sdk/wire/gvcp.h"
+#include "sdk/wire/gvsp.h"
+
+namespace transmitter {
+
+/// How blocks travel.
+struct StreamSettings {
+    net::Endpoint destination;
+    std::uint32_t packet_size = 1500;  ///< bytes, IP and UDP headers included
+    bool extended_ids = false;
+    net::Clock::duration packet_delay{};  ///< between the starts of two packets
+    double bytes_per_second = 0;          ///< upper bound on payload; 0 for none
+};
+
+/// A block as it leaves. The data is sent from where it lies; `owner` keeps it alive for as long as a resend may need
+/// it.
+struct Block {
+    std::uint64_t block_id = 0;  ///< not 0; 16 bits without extended IDs
+    wire::gvsp::Leader leader;
+    wire::gvsp::Trailer trailer;
+    std::span<const std::uint8_t> data;
+    std::shared_ptr<const void> owner;
+};
+
+/// Decides about each outgoing packet whether it gets lost on purpose; for tests and demonstrations of loss.
+class PacketLoss {
+public:
+    virtual ~PacketLoss() = default;
+    [[nodiscard]] virtual bool loses(std::uint64_t block_id, std::uint32_t packet_id, bool resend) = 0;
+};
+
+struct TransmitterStatistics {
+    std::uint64_t blocks = 0;         ///< sent to their end
+    std::uint64_t packets = 0;        ///< leaders and trailers included, resends not
+    std::uint64_t payload_bytes = 0;  ///< of those packets, headers not
+    std::uint64_t resent_packets = 0;
+    std::uint64_t refused_packets = 0;  ///< asked for and no longer (or never) there
+    std::uint64_t lost_packets = 0;     ///< by PacketLoss
+    std::uint64_t send_errors = 0;      ///< blocks abandoned because the system refused a packet
+};
+
+/// The next block ID in the mode: 16-bit IDs wrap from 0xFFFF to 1, 0 is never used.
+[[nodiscard]] constexpr std::uint64_t next_block_id(std::uint64_t id, bool extended_ids) noexcept
+{
+    return extended_ids ? id + 1 : (id >= 0xFFFF ? 1 : id + 1);
+}
+
+/// Sends blocks over a socket.
+///
+/// Thread safety: one thread sends blocks; resend, abort, test packets and statistics may come from others at the same
+/// time. configure() needs the sending thread's absence.
+class BlockTransmitter {
+public:
+    /// Waits until a moment of the clock, or returns early when `aborted` becomes true.
+    using Wait = std::function<void(net::Clock::time_point until, const std::atomic<bool>& aborted)>;
+
+    /// `socket` and `clock` must outlive the transmitter. `history` is the number of blocks kept for resends.
+    BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock = net::Clock::steady());
+
+    void configure(const StreamSettings& settings);
+    void set_loss(std::shared_ptr<PacketLoss> loss);
+    /// Replaces the real waiting between packets, which tests with a clock of their own need.
+    void set_wait(Wait wait) { wait_ = std::move(wait); }
+
+    /// Sends the whole block. Errors: std::errc::operation_canceled after abort(), invalid_argument when the packet
+    /// size leaves no room for data, else what the system said; the rest of the block is not sent then.
+    std::error_code send(std::shared_ptr<const Block> block);
+
+    /// Makes a running send() return soon; the next send() works again after clear_abort().
+    void abort() noexcept { aborted_ = true; }
+    void clear_abort() noexcept { aborted_ = false; }
+
+    /// Sends the packets of the range again. What is not there any more is answered with a packet that carries only a
+    /// status, one of the newer codes where `extended_status` allows them.
+    void resend(const wire::gvcp::PacketResend& range, bool extended_status);
+
+    /// Forgets all blocks, so that nothing refers to their data.
+    void forget();
+
+    /// A test packet: as long as the packet size says, IP and UDP headers included, status and IDs zero.
+    std::error_code send_test_packet(const net::Endpoint& destination, std::uint32_t packet_size);
+
+    [[nodiscard]] TransmitterStatistics statistics() const;
+
+    /// Packets of a block of `bytes` data bytes: leader, payload, trailer. 0 when the packet size is too small.
+    [[nodiscard]] static std::uint64_t packet_count(std::size_t bytes, std::uint32_t packet_size, bool extended_ids);
+
+private:
+    struct Sent;  // a block with what its packets need
+    std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
+    void refuse(const wire::gvcp::PacketResend& range, std::uint32_t packet, wire::gvcp::Status status);
+
+    net::UdpSocket& socket_;
+    const net::Clock& clock_;
+    const std::size_t history_size_;
+    Wait wait_;
+    std::atomic<bool> aborted_{false};
+    Pacer pacer_;
+
+    mutable std::mutex mutex_;  // guards what follows
+    StreamSettings settings_;
+    std::shared_ptr<PacketLoss> loss_;
+    std::deque<std::shared_ptr<const Sent>> history_;  // oldest first
+    TransmitterStatistics statistics_;
+};
+
+}  // namespace transmitter

@@ -1,0 +1,167 @@
+// The device's end of GVCP: takes command datagrams, executes them on a register space and answers.
+//
+// It knows neither sockets nor threads, so that every rule of the protocol is tested with literal datagrams and a clock
+// that the test moves. GvcpServer puts it on the network.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "sdk/net/address.h"
+#include "sdk/net/clock.h"
+#include "sdk/virtualdevice/bootstrap_device.h"
+#include "sdk/virtualdevice/register_map.h"
+#include "sdk/wire/gvcp.h"
+
+namespace virtual_device {
+
+/// Where and how a stream channel sends, as its registers say.
+struct StreamChannel {
+    net::Endpoint destination;      ///< port 0: closed
+    std::uint32_t packet_size = 0;  ///< IP and UDP headers included, bytes
+    bool do_not_fragment = false;
+    std::uint32_t packet_delay = 0;  ///< timestamp ticks
+    bool extended_ids = false;
+
+    [[nodiscard]] bool is_open() const noexcept { return destination.port != 0 && !destination.address.is_any(); }
+};
+
+/// What the owner of the device is asked and told. Every call comes with the responder's lock held, on the thread that
+/// handled the datagram; an implementation must not call back into handle(), tick() or lock().
+class DeviceHooks {
+public:
+    virtual ~DeviceHooks() = default;
+    /// An application took control, gave it up or lost it. Without control all channels are closed.
+    virtual void on_control_changed(bool /*controlled*/) {}
+    virtual void on_stream_channel_changed(unsigned /*channel*/, const StreamChannel& /*state*/) {}
+    /// One test packet of the channel's packet size is wanted at its destination.
+    virtual void on_test_packet(unsigned /*channel*/, const StreamChannel& /*state*/) {}
+    virtual void on_packet_resend(const wire::gvcp::PacketResend& /*range*/) {}
+    virtual void on_action(unsigned /*signal*/, const wire::gvcp::Action& /*action*/) {}
+    /// The device is to change its address; 0.0.0.0 means that it restarts its address configuration. The answer is
+    /// sent before the change takes effect.
+    virtual Status on_force_ip(const wire::gvcp::ForceIp& /*settings*/) { return Status::access_denied; }
+    /// The device's time in ticks of DeviceDescription::timestamp_frequency.
+    virtual std::uint64_t timestamp() = 0;
+    virtual void reset_timestamp() {}
+};
+
+/// What became of the datagrams.
+struct GvcpStatistics {
+    std::uint64_t received = 0;           ///< all datagrams
+    std::uint64_t executed = 0;           ///< commands carried out, successfully or not
+    std::uint64_t repeated = 0;           ///< retries answered from memory
+    std::uint64_t not_for_us = 0;         ///< FORCEIP for another device, ACTION that no signal matches
+    std::uint64_t malformed = 0;          ///< dropped: not a GVCP command
+    std::uint64_t denied = 0;             ///< refused for want of privilege
+    std::uint64_t heartbeat_expired = 0;  ///< control taken away from a silent application
+};
+
+/// The protocol machine of one device.
+///
+/// Thread safety: all public functions may be called from any thread; a lock inside serialises them. The register map
+/// is touched only with that lock held: see lock().
+class GvcpResponder {
+public:
+    /// Sends one datagram to an application.
+    using Send = std::function<void(const net::Endpoint& destination, std::span<const std::uint8_t> datagram)>;
+
+    /// `hooks` and `clock` must outlive the responder.
+    GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks,
+                  const net::Clock& clock = net::Clock::steady());
+
+    /// Handles one datagram; answers go to `send` before it returns.
+    void handle(std::span<const std::uint8_t> datagram, const net::Endpoint& source, const Send& send);
+
+    /// Takes control away from an application that has been silent for longer than the heartbeat timeout. Call it
+    /// several times a second.
+    void tick();
+
+    /// Serialises access to registers() with the handling of datagrams.
+    [[nodiscard]] std::unique_lock<std::mutex> lock() { return std::unique_lock(mutex_); }
+
+    /// The register space; the owner adds its own regions above wire::bootstrap::manufacturer_space. Hold lock(), or be
+    /// in a hook.
+    [[nodiscard]] RegisterMap& registers() noexcept { return registers_; }
+    /// The state of a stream channel; hold lock(), or be in a hook.
+    [[nodiscard]] StreamChannel stream_channel(unsigned channel) const;
+    /// True while an application holds control; hold lock(), or be in a hook.
+    [[nodiscard]] bool controlled() const noexcept { return controller_.has_value(); }
+    /// Whether the application that controls the device asked for the newer status codes.
+    [[nodiscard]] bool extended_status() const;
+
+    /// From within a register hook: the running command will take about `time`. The application is told, when it
+    /// enabled pending acknowledges, so that it waits instead of trying again.
+    void announce_delay(std::chrono::milliseconds time);
+
+    /// The device's address changed. Takes the lock.
+    void set_address(net::Ipv4Address address, net::Ipv4Address mask, net::Ipv4Address gateway);
+
+    /// Ends control as if the application had been silent. Takes the lock.
+    void drop_control();
+
+    [[nodiscard]] GvcpStatistics statistics() const;
+
+private:
+    struct Answered {
+        net::Endpoint source;
+        std::uint64_t used = 0;  // for finding the entry that was used longest ago
+        std::vector<std::uint8_t> request;
+        std::vector<std::uint8_t> acknowledge;
+    };
+
+    void add_identity_registers();
+    void add_capability_registers();
+    void add_control_registers();
+    void add_message_registers();
+    void add_stream_registers(unsigned channel);
+    void add_action_registers();
+
+    void execute(const wire::gvcp::CommandView& command);
+    void discovery(const wire::gvcp::CommandView& command);
+    void force_ip(const wire::gvcp::CommandView& command);
+    void read_registers(const wire::gvcp::CommandView& command);
+    void write_registers(const wire::gvcp::CommandView& command);
+    void read_memory(const wire::gvcp::CommandView& command);
+    void write_memory(const wire::gvcp::CommandView& command);
+    void packet_resend(const wire::gvcp::CommandView& command);
+    void action(const wire::gvcp::CommandView& command);
+
+    [[nodiscard]] Status read_allowed(std::uint32_t address, std::size_t length);
+    [[nodiscard]] Status write_allowed(std::uint32_t address, std::size_t length);
+    [[nodiscard]] Status accept_privilege(std::uint32_t& value);
+    [[nodiscard]] bool heartbeat_disabled() const;
+    void release_control();
+    void close_channels();
+
+    void answer(const wire::gvcp::Message& message);
+    void answer_status(const wire::gvcp::CommandView& command, Status status);
+    bool answer_from_memory(std::span<const std::uint8_t> datagram);
+
+    DeviceDescription description_;
+    DeviceHooks& hooks_;
+    const net::Clock& clock_;
+    mutable std::mutex mutex_;
+    RegisterMap registers_;
+    GvcpStatistics statistics_;
+
+    std::optional<net::Endpoint> controller_;
+    net::Clock::time_point last_sign_of_life_{};
+
+    // the datagram being handled
+    std::span<const std::uint8_t> request_;
+    net::Endpoint source_;
+    std::uint16_t request_id_ = 0;
+    const Send* send_ = nullptr;
+
+    std::array<Answered, 8> answered_;  // the last answer to each of the last few applications
+    std::uint64_t answers_ = 0;
+};
+
+}  // namespace virtual_device
