@@ -99,15 +99,16 @@ struct ImageInfo {
     std::uint16_t padding_y = 0;
 };
 
-/// A leader of the image, raw data, file, chunk and extended chunk types; other types keep only the common fields.
+/// A leader of the image, raw data, file, chunk and extended chunk types; of other types only the common fields and,
+/// where the leader tells it, the payload size.
 struct Leader {
     std::uint8_t field_id = 0;
     std::uint8_t field_count = 0;
     std::uint8_t flags = 0;
     std::uint16_t payload_type = 0;             ///< as on the wire, chunks_appended included
-    std::uint64_t timestamp = 0;                ///< device ticks
+    std::uint64_t timestamp = 0;                ///< device ticks; 0 for H.264, whose packets carry it
     std::optional<ImageInfo> image;             ///< image and extended chunk types
-    std::optional<std::uint64_t> payload_size;  ///< raw data and file types, bytes
+    std::optional<std::uint64_t> payload_size;  ///< raw data, file, JPEG, H.264, GenDC: bytes
     std::span<const std::uint8_t> file_name;    ///< file type: the name without its terminating zero
 
     [[nodiscard]] std::uint16_t base_type() const noexcept
@@ -117,7 +118,8 @@ struct Leader {
 };
 inline constexpr std::size_t largest_leader = 512;
 [[nodiscard]] std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload) noexcept;
-/// Returns the bytes written; `out` has room for largest_leader bytes.
+/// For the image, raw data, file, chunk and extended chunk types. Returns the bytes written; `out` has room for
+/// largest_leader bytes.
 std::size_t encode_leader(const Leader& leader, std::span<std::uint8_t> out) noexcept;
 
 struct Trailer {

@@ -1,0 +1,125 @@
+#include "sdk/net/interfaces.h"
+
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netpacket/packet.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+
+#include "sdk/net/posix_socket.h"
+
+namespace net {
+
+namespace {
+
+/// Default gateways by adapter name, from the kernel's routing table.
+std::map<std::string, Ipv4Address> default_gateways()
+{
+    constexpr unsigned gateway_flag = 0x2;
+    std::map<std::string, Ipv4Address> gateways;
+    std::ifstream table("/proc/net/route");
+    std::string line;
+    std::getline(table, line);
+    while (std::getline(table, line)) {
+        std::istringstream fields(line);
+        std::string name;
+        std::uint32_t destination = 0;
+        std::uint32_t gateway = 0;
+        unsigned flags = 0;
+        // addresses stand there as the network-order word printed in hexadecimal
+        if (fields >> name >> std::hex >> destination >> gateway >> flags && destination == 0 &&
+            (flags & gateway_flag) != 0)
+            gateways.emplace(name, Ipv4Address{ntohl(gateway)});
+    }
+    return gateways;
+}
+
+std::uint32_t mtu_of(int descriptor, const std::string& name) noexcept
+{
+    ifreq request{};
+    if (name.size() >= sizeof request.ifr_name)
+        return 0;
+    std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
+    return ::ioctl(descriptor, SIOCGIFMTU, &request) == 0 ? static_cast<std::uint32_t>(request.ifr_mtu) : 0;
+}
+
+/// The adapter's name: an address label "eth0:1" names an address, not another adapter.
+std::string adapter_name(const char* label)
+{
+    const std::string name(label);
+    return name.substr(0, name.find(':'));
+}
+
+Ipv4Address address_of(const sockaddr* address) noexcept
+{
+    sockaddr_in in{};
+    std::memcpy(&in, address, sizeof in);
+    return from_system(in).address;
+}
+
+}  // namespace
+
+std::vector<Interface> list_interfaces()
+{
+    ifaddrs* raw = nullptr;
+    if (::getifaddrs(&raw) != 0)
+        throw std::system_error(last_error(), "cannot list the network interfaces");
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(raw, &::freeifaddrs);
+
+    std::map<std::string, MacAddress> macs;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_PACKET)
+            continue;
+        sockaddr_ll link{};
+        std::memcpy(&link, entry->ifa_addr, sizeof link);
+        MacAddress mac;
+        if (link.sll_halen == mac.bytes.size())
+            std::copy_n(link.sll_addr, mac.bytes.size(), mac.bytes.begin());
+        macs[entry->ifa_name] = mac;
+    }
+
+    const std::map<std::string, Ipv4Address> gateways = default_gateways();
+    const UdpSocket probe = UdpSocket::open({});
+    std::vector<Interface> interfaces;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET || (entry->ifa_flags & IFF_UP) == 0)
+            continue;
+        Interface one;
+        one.id = adapter_name(entry->ifa_name);
+        one.description = one.id;
+        one.address = address_of(entry->ifa_addr);
+        if (entry->ifa_netmask != nullptr)
+            one.mask = address_of(entry->ifa_netmask);
+        if (const auto gateway = gateways.find(one.id); gateway != gateways.end())
+            one.gateway = gateway->second;
+        if (const auto mac = macs.find(one.id); mac != macs.end())
+            one.mac = mac->second;
+        one.mtu = mtu_of(descriptor_of(probe.handle()), one.id);
+        one.loopback = (entry->ifa_flags & IFF_LOOPBACK) != 0;
+        interfaces.push_back(std::move(one));
+    }
+    return interfaces;
+}
+
+Ipv4Address local_address_towards(Ipv4Address destination) noexcept
+{
+    try {
+        const UdpSocket probe = UdpSocket::open({}, {.broadcast = true});
+        // connecting a UDP socket sends nothing; it only chooses the route. The port plays no part.
+        const sockaddr_in address = to_system(Endpoint{destination, 9});
+        if (::connect(descriptor_of(probe.handle()), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            return any_address;
+        return probe.local().address;
+    } catch (const std::exception&) {
+        return any_address;
+    }
+}
+
+}  // namespace net

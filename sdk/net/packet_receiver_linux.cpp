@@ -1,0 +1,174 @@
+#include "sdk/net/packet_receiver.h"
+
+#include <netinet/udp.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "sdk/net/posix_socket.h"
+
+#ifndef UDP_GRO
+#define UDP_GRO 104
+#endif
+
+namespace net {
+
+namespace {
+
+/// The kernel joins at most this many datagrams of one sender into one block.
+constexpr std::size_t most_segments = 128;
+constexpr std::size_t largest_coalesced_block = 65536;
+/// Blocks per system call; with coalescing each may hold dozens of datagrams.
+constexpr std::size_t most_coalesced_blocks = 32;
+
+/// recvmmsg into a slab of equal slots. Where the kernel can, datagrams arrive coalesced (generic receive offload),
+/// which saves most of the per-packet cost of small packets; they are then told apart here.
+class BatchReceiver final : public PacketReceiver {
+public:
+    BatchReceiver(UdpSocket& socket, std::size_t largest_packet, std::size_t batch)
+        : socket_(socket), largest_packet_(std::max<std::size_t>(largest_packet, 1)),
+          batch_(std::max<std::size_t>(batch, 1)), coalescing_(set_coalescing(true))
+    {
+        const std::size_t slots = coalescing_ ? std::min(batch_, most_coalesced_blocks) : batch_;
+        slot_size_ = coalescing_ ? largest_coalesced_block : largest_packet_;
+        slab_ = std::make_unique_for_overwrite<std::uint8_t[]>(slots * slot_size_);
+        messages_.resize(slots);
+        parts_.resize(slots);
+        sources_.resize(slots);
+        controls_.resize(slots);
+        datagrams_.reserve(coalescing_ ? slots * most_segments : slots);
+        for (std::size_t i = 0; i < slots; ++i) {
+            parts_[i] = {slab_.get() + i * slot_size_, slot_size_};
+            messages_[i] = {};
+            messages_[i].msg_hdr.msg_iov = &parts_[i];
+            messages_[i].msg_hdr.msg_iovlen = 1;
+            messages_[i].msg_hdr.msg_name = &sources_[i];
+            messages_[i].msg_hdr.msg_control = coalescing_ ? controls_[i].bytes : nullptr;
+        }
+    }
+
+    ~BatchReceiver() override
+    {
+        // whoever reads the socket next knows nothing of coalescing
+        if (coalescing_)
+            set_coalescing(false);
+    }
+
+    BatchReceiver(const BatchReceiver&) = delete;
+    BatchReceiver& operator=(const BatchReceiver&) = delete;
+
+    std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
+    {
+        if (delivered_ == datagrams_.size() && !refill(timeout))
+            return {};
+        const std::size_t count = std::min(batch_, datagrams_.size() - delivered_);
+        const std::span<const Datagram> out(datagrams_.data() + delivered_, count);
+        delivered_ += count;
+        return out;
+    }
+
+private:
+    struct alignas(cmsghdr) Control {
+        char bytes[CMSG_SPACE(sizeof(int))];
+    };
+
+    bool set_coalescing(bool on) const noexcept
+    {
+        const int value = on ? 1 : 0;
+        return socket_.is_open() &&
+               ::setsockopt(descriptor_of(socket_.handle()), IPPROTO_UDP, UDP_GRO, &value, sizeof value) == 0;
+    }
+
+    /// Replaces the delivered datagrams by new ones; false when none came in time.
+    bool refill(std::chrono::milliseconds timeout)
+    {
+        datagrams_.clear();
+        delivered_ = 0;
+        if (!socket_.is_open())
+            return false;
+        const int descriptor = descriptor_of(socket_.handle());
+        const Deadline deadline(timeout);
+        for (;;) {
+            for (std::size_t i = 0; i < used_; ++i)
+                reset(i);
+            const int count = ::recvmmsg(descriptor, messages_.data(), static_cast<unsigned>(messages_.size()),
+                                         MSG_DONTWAIT, nullptr);
+            used_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+            for (std::size_t i = 0; i < used_; ++i)
+                take(i);
+            if (!datagrams_.empty())
+                return true;
+            if (count < 0 && (errno == EBADF || errno == ENOTSOCK))
+                return false;
+            if (!wait_for_input(descriptor, deadline))
+                return false;
+        }
+    }
+
+    /// The kernel writes lengths back into the headers; they are set again before the slot is used again.
+    void reset(std::size_t slot) noexcept
+    {
+        msghdr& header = messages_[slot].msg_hdr;
+        header.msg_namelen = sizeof(sockaddr_in);
+        header.msg_controllen = coalescing_ ? sizeof(Control) : 0;
+        header.msg_flags = 0;
+    }
+
+    void take(std::size_t slot)
+    {
+        const msghdr& header = messages_[slot].msg_hdr;
+        if ((header.msg_flags & MSG_TRUNC) != 0)
+            return;
+        const std::size_t size = messages_[slot].msg_len;
+        const std::size_t segment = segment_size(header, size);
+        const Endpoint source = from_system(sources_[slot]);
+        std::size_t offset = 0;
+        do {
+            const std::size_t length = std::min(segment, size - offset);
+            // past the reserve a block could only come from a kernel with a higher limit; never grow on this path
+            if (length <= largest_packet_ && datagrams_.size() < datagrams_.capacity())
+                datagrams_.push_back({{slab_.get() + slot * slot_size_ + offset, length}, source});
+            offset += length;
+        } while (offset < size);
+    }
+
+    /// The size of the datagrams in a coalesced block, `size` when it is a single one.
+    static std::size_t segment_size(const msghdr& header, std::size_t size) noexcept
+    {
+        for (const cmsghdr* control = CMSG_FIRSTHDR(&header); control != nullptr;
+             control = CMSG_NXTHDR(const_cast<msghdr*>(&header), const_cast<cmsghdr*>(control))) {
+            if (control->cmsg_level == IPPROTO_UDP && control->cmsg_type == UDP_GRO &&
+                control->cmsg_len >= CMSG_LEN(sizeof(std::uint16_t))) {
+                int value = 0;
+                std::memcpy(&value, CMSG_DATA(control), std::min(sizeof value, control->cmsg_len - CMSG_LEN(0)));
+                if (value > 0)
+                    return static_cast<std::size_t>(value);
+            }
+        }
+        return size;
+    }
+
+    UdpSocket& socket_;
+    const std::size_t largest_packet_;
+    const std::size_t batch_;
+    const bool coalescing_;
+    std::size_t slot_size_ = 0;
+    std::unique_ptr<std::uint8_t[]> slab_;
+    std::vector<mmsghdr> messages_;
+    std::vector<iovec> parts_;
+    std::vector<sockaddr_in> sources_;
+    std::vector<Control> controls_;
+    std::vector<Datagram> datagrams_;
+    std::size_t delivered_ = 0;  ///< of datagrams_, in earlier calls
+    std::size_t used_ = 0;       ///< slots that the last call filled
+};
+
+}  // namespace
+
+std::unique_ptr<PacketReceiver> PacketReceiver::create(UdpSocket& socket, std::size_t largest_packet, std::size_t batch)
+{
+    return std::make_unique<BatchReceiver>(socket, largest_packet, batch);
+}
+
+}  // namespace net

@@ -1,0 +1,23 @@
+// The parts of UdpSocket that are the same on every system.
+#include "sdk/net/udp_socket.h"
+
+#include <utility>
+
+namespace net {
+
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept : handle_(std::exchange(other.handle_, invalid_handle)) {}
+
+UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept
+{
+    if (this != &other) {
+        close();
+        handle_ = std::exchange(other.handle_, invalid_handle);
+    }
+    return *this;
+}
+
+UdpSocket::~UdpSocket() { close(); }
+
+bool UdpSocket::is_open() const noexcept { return handle_ != invalid_handle; }
+
+}  // namespace net

@@ -1,0 +1,221 @@
+#include "sdk/net/udp_socket.h"
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "sdk/net/posix_socket.h"
+
+namespace net {
+
+namespace {
+
+/// Datagrams handed to the system with one call; more gain nothing.
+constexpr std::size_t send_batch_size = 64;
+
+std::error_code set_option(int descriptor, int level, int name, int value) noexcept
+{
+    return ::setsockopt(descriptor, level, name, &value, sizeof value) == 0 ? std::error_code{} : last_error();
+}
+
+/// The forced form may exceed the system's limit but needs a privilege; the plain one takes what the limit allows.
+void set_buffer(int descriptor, int forced_name, int name, int bytes) noexcept
+{
+    if (bytes > 0 && set_option(descriptor, SOL_SOCKET, forced_name, bytes))
+        set_option(descriptor, SOL_SOCKET, name, bytes);
+}
+
+iovec to_iovec(std::span<const std::uint8_t> bytes) noexcept
+{
+    return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
+UdpSocket UdpSocket::open(Endpoint local, const UdpOptions& options)
+{
+    const auto check = [&local](std::error_code error) {
+        if (error)
+            throw std::system_error(error, "cannot open a UDP socket on " + local.to_string());
+    };
+
+    const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0)
+        check(last_error());
+    UdpSocket socket(static_cast<Handle>(descriptor));
+
+    if (options.reuse_address)
+        check(set_option(descriptor, SOL_SOCKET, SO_REUSEADDR, 1));
+    if (options.broadcast)
+        check(set_option(descriptor, SOL_SOCKET, SO_BROADCAST, 1));
+    if (options.dont_fragment)
+        check(socket.set_dont_fragment(true));
+    set_buffer(descriptor, SO_RCVBUFFORCE, SO_RCVBUF, options.receive_buffer_bytes);
+    set_buffer(descriptor, SO_SNDBUFFORCE, SO_SNDBUF, options.send_buffer_bytes);
+    // without this a socket bound to no address also gets the groups that other sockets of the host have joined
+    check(set_option(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, 0));
+
+    const sockaddr_in address = to_system(local);
+    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        check(last_error());
+    return socket;
+}
+
+void UdpSocket::close() noexcept
+{
+    if (is_open())
+        ::close(descriptor_of(std::exchange(handle_, invalid_handle)));
+}
+
+Endpoint UdpSocket::local() const noexcept
+{
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (!is_open() || ::getsockname(descriptor_of(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        return {};
+    return from_system(address);
+}
+
+std::error_code UdpSocket::send_to(const Endpoint& destination, std::span<const std::uint8_t> data) noexcept
+{
+    if (!is_open())
+        return std::make_error_code(std::errc::bad_file_descriptor);
+    const sockaddr_in address = to_system(destination);
+    for (;;) {
+        if (::sendto(descriptor_of(handle_), data.data(), data.size(), MSG_NOSIGNAL,
+                     reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0)
+            return {};
+        if (errno != EINTR)
+            return last_error();
+    }
+}
+
+std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const OutgoingDatagram> datagrams,
+                                  std::error_code& error) noexcept
+{
+    error = is_open() ? std::error_code{} : std::make_error_code(std::errc::bad_file_descriptor);
+    if (error)
+        return 0;
+
+    sockaddr_in address = to_system(destination);
+    std::array<mmsghdr, send_batch_size> messages;
+    std::array<std::array<iovec, 2>, send_batch_size> parts;
+    std::size_t sent = 0;
+    while (sent < datagrams.size()) {
+        const std::size_t count = std::min(datagrams.size() - sent, send_batch_size);
+        for (std::size_t i = 0; i < count; ++i) {
+            const OutgoingDatagram& datagram = datagrams[sent + i];
+            parts[i] = {to_iovec(datagram.head), to_iovec(datagram.body)};
+            messages[i] = {};
+            messages[i].msg_hdr.msg_name = &address;
+            messages[i].msg_hdr.msg_namelen = sizeof address;
+            messages[i].msg_hdr.msg_iov = parts[i].data();
+            messages[i].msg_hdr.msg_iovlen = parts[i].size();
+        }
+        const int done =
+            ::sendmmsg(descriptor_of(handle_), messages.data(), static_cast<unsigned>(count), MSG_NOSIGNAL);
+        if (done >= 0) {
+            sent += static_cast<std::size_t>(done);
+        } else if (errno != EINTR) {
+            error = last_error();
+            break;
+        }
+    }
+    return sent;
+}
+
+std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept
+{
+    if (!is_open())
+        return std::nullopt;
+    const Deadline deadline(timeout);
+    for (;;) {
+        sockaddr_in source{};
+        iovec part{buffer.data(), buffer.size()};
+        msghdr message{};
+        message.msg_name = &source;
+        message.msg_namelen = sizeof source;
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        const ssize_t size = ::recvmsg(descriptor_of(handle_), &message, MSG_DONTWAIT);
+        if (size >= 0)
+            return Received{static_cast<std::size_t>(size), (message.msg_flags & MSG_TRUNC) != 0, from_system(source)};
+        if (errno == EBADF || errno == ENOTSOCK || !wait_for_input(descriptor_of(handle_), deadline))
+            return std::nullopt;
+    }
+}
+
+std::error_code UdpSocket::join(Ipv4Address group, Ipv4Address interface_address) noexcept
+{
+    const ip_mreq request{to_system(group), to_system(interface_address)};
+    return ::setsockopt(descriptor_of(handle_), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0
+               ? std::error_code{}
+               : last_error();
+}
+
+std::error_code UdpSocket::leave(Ipv4Address group, Ipv4Address interface_address) noexcept
+{
+    const ip_mreq request{to_system(group), to_system(interface_address)};
+    return ::setsockopt(descriptor_of(handle_), IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request) == 0
+               ? std::error_code{}
+               : last_error();
+}
+
+std::error_code UdpSocket::set_multicast_interface(Ipv4Address interface_address, int time_to_live) noexcept
+{
+    const in_addr address = to_system(interface_address);
+    if (::setsockopt(descriptor_of(handle_), IPPROTO_IP, IP_MULTICAST_IF, &address, sizeof address) != 0)
+        return last_error();
+    return set_option(descriptor_of(handle_), IPPROTO_IP, IP_MULTICAST_TTL, time_to_live);
+}
+
+std::error_code UdpSocket::set_dont_fragment(bool dont_fragment) noexcept
+{
+    return set_option(descriptor_of(handle_), IPPROTO_IP, IP_MTU_DISCOVER,
+                      dont_fragment ? IP_PMTUDISC_DO : IP_PMTUDISC_WANT);
+}
+
+std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
+                                         std::chrono::milliseconds timeout) noexcept
+{
+    // hosts have a handful of interfaces; only an unusual one needs the heap
+    std::array<pollfd, 64> inline_entries;
+    std::unique_ptr<pollfd[]> heap_entries;
+    pollfd* entries = inline_entries.data();
+    if (sockets.size() > inline_entries.size()) {
+        heap_entries.reset(new (std::nothrow) pollfd[sockets.size()]);
+        entries = heap_entries.get();
+        if (entries == nullptr)
+            return std::nullopt;
+    }
+
+    bool any_open = false;
+    for (std::size_t i = 0; i < sockets.size(); ++i) {
+        const bool open = sockets[i] != nullptr && sockets[i]->is_open();
+        any_open = any_open || open;
+        // the system skips negative descriptors
+        entries[i] = {open ? descriptor_of(sockets[i]->handle()) : -1, POLLIN, 0};
+    }
+    if (!any_open)
+        return std::nullopt;
+
+    const Deadline deadline(timeout);
+    for (;;) {
+        const int left = deadline.remaining_ms();
+        if (::poll(entries, sockets.size(), left) > 0) {
+            for (std::size_t i = 0; i < sockets.size(); ++i)
+                if ((entries[i].revents & POLLIN) != 0)
+                    return i;
+        }
+        if (left == 0)
+            return std::nullopt;
+    }
+}
+
+}  // namespace net

@@ -1,0 +1,48 @@
+// What the Windows sources of this folder share about the system's socket types.
+#pragma once
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <system_error>
+
+#include "sdk/net/address.h"
+#include "sdk/net/deadline.h"
+#include "sdk/net/udp_socket.h"
+
+namespace net {
+
+/// Starts the socket library with the first call; it stays started as long as the process. Throws std::system_error.
+void start_winsock();
+
+/// The error of the calling thread's last socket call. Its category translates to the generic conditions, so that
+/// callers compare with std::errc as on other systems.
+[[nodiscard]] std::error_code last_socket_error() noexcept;
+
+[[nodiscard]] inline SOCKET socket_of(UdpSocket::Handle handle) noexcept { return static_cast<SOCKET>(handle); }
+
+[[nodiscard]] inline in_addr to_system(Ipv4Address address) noexcept
+{
+    in_addr out{};
+    out.s_addr = htonl(address.value);
+    return out;
+}
+
+[[nodiscard]] inline sockaddr_in to_system(const Endpoint& endpoint) noexcept
+{
+    sockaddr_in out{};
+    out.sin_family = AF_INET;
+    out.sin_port = htons(endpoint.port);
+    out.sin_addr = to_system(endpoint.address);
+    return out;
+}
+
+[[nodiscard]] inline Endpoint from_system(const sockaddr_in& in) noexcept
+{
+    return {{ntohl(in.sin_addr.s_addr)}, ntohs(in.sin_port)};
+}
+
+/// Waits until the socket can be read or its next receive fails at once; false when the deadline has passed.
+[[nodiscard]] bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept;
+
+}  // namespace net
