@@ -5,6 +5,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/buffer/PvPixelType.h"
+#include "sdk/wire/pixel_format.h"
 
 class PvBuffer;
 
@@ -39,7 +40,7 @@ public:
     [[nodiscard]] std::uint32_t GetBitsPerPixel() const noexcept { return GetPixelBitCount(pixel_type_); }
     [[nodiscard]] static constexpr std::uint32_t GetPixelBitCount(PvPixelType type) noexcept
     {
-        return (static_cast<std::uint32_t>(type) >> 16) & 0xFF;
+        return wire::bits_per_pixel(type);
     }
 
     /// Bytes of the image that were acquired; less than GetImageSize() when packets were lost or the image ended early.

@@ -34,8 +34,8 @@ struct BlockStart {
     std::uint64_t reception_time = 0;  ///< host microseconds, monotonic
     /// Bytes to make room for. The image's own required size is made room for in any case.
     std::uint64_t payload_size = 0;
-    std::optional<ImageGeometry> image;                 ///< used for the image payload type
-    std::optional<std::uint64_t> announced_raw_length;  ///< used for the raw data payload type
+    std::optional<ImageGeometry> image{};                 ///< used for the image payload type
+    std::optional<std::uint64_t> announced_raw_length{};  ///< used for the raw data payload type
 };
 
 /// Makes the buffer ready for a block: payload type and attributes of the start, everything of an earlier acquisition
@@ -69,16 +69,16 @@ struct ImageStatus {
 
 /// What is known when a block has ended, whole or not.
 struct BlockEnd {
-    PvResult result;
+    PvResult result{};
     std::uint64_t acquired_size = 0;  ///< bytes received; capped at the block's size
     std::uint32_t expected_resend_count = 0;
     std::uint32_t lost_packet_count = 0;
     std::uint32_t ignored_packet_count = 0;
-    std::span<const PacketRange> missing;  ///< copied; ascending, not overlapping
-    ImageStatus status;
+    std::span<const PacketRange> missing{};  ///< copied; ascending, not overlapping
+    ImageStatus status{};
     /// Lines that the trailer announced. Fewer than the leader's height shorten the image; more are ignored, as there
     /// is no memory for them.
-    std::optional<std::uint32_t> delivered_lines;
+    std::optional<std::uint32_t> delivered_lines{};
 };
 
 /// Records how a block ended. Never fails: without memory for the list of missing packets, the list stays empty.

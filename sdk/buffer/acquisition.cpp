@@ -1,0 +1,145 @@
+#include "sdk/buffer/acquisition.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "sdk/buffer/failure.h"
+#include "sdk/buffer/memory.h"
+#include "sdk/wire/pixel_format.h"
+
+namespace acquisition {
+
+/// The one way into the private members of the buffer's classes.
+struct Access {
+    static PvResult make_room(PvBuffer& buffer, std::uint64_t needed)
+    {
+        if (needed <= buffer.size_)
+            return PvResult::OK;
+        if (needed > std::numeric_limits<std::uint32_t>::max())
+            return failure(PvResult::ErrOverflow, "a block of ", needed, " bytes does not fit below 4 GiB");
+        if (buffer.attached_)
+            return failure(PvResult::BufferTooSmall, "the attached memory has ", buffer.size_,
+                           " bytes, the block needs ", needed);
+        auto* grown = buffer_memory::allocate(static_cast<std::size_t>(needed));
+        if (grown == nullptr)
+            return failure(PvResult::NotEnoughMemory, "there is no memory for a block of ", needed, " bytes");
+        buffer_memory::release(buffer.data_);
+        buffer.data_ = grown;
+        buffer.size_ = static_cast<std::uint32_t>(needed);
+        return PvResult::OK;
+    }
+
+    static PvResult begin(PvBuffer& buffer, const BlockStart& start)
+    {
+        buffer.clear_acquisition();
+        buffer.payload_type_ = start.payload_type;
+        buffer.block_id_ = start.block_id;
+        buffer.timestamp_ = start.timestamp;
+        buffer.reception_time_ = start.reception_time;
+        std::uint64_t needed = start.payload_size;
+        if (start.payload_type == PvPayloadTypeImage && start.image) {
+            const auto& image = *start.image;
+            buffer.image_.set_geometry(image.width, image.height, image.pixel_type, image.padding_x, image.padding_y);
+            buffer.image_.offset_x_ = image.offset_x;
+            buffer.image_.offset_y_ = image.offset_y;
+            needed = std::max(needed, required_size(image));
+        }
+        if (start.payload_type == PvPayloadTypeRawData && start.announced_raw_length) {
+            buffer.raw_data_.announced_ = true;
+            buffer.raw_data_.payload_length_ = *start.announced_raw_length;
+        }
+        return make_room(buffer, needed);
+    }
+
+    static void finish(PvBuffer& buffer, const BlockEnd& end) noexcept
+    {
+        buffer.acquired_size_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(end.acquired_size, buffer.size_));
+        buffer.expected_resend_count_ = end.expected_resend_count;
+        buffer.lost_packet_count_ = end.lost_packet_count;
+        buffer.ignored_packet_count_ = end.ignored_packet_count;
+        buffer.missing_.clear();
+        try {
+            buffer.operation_result_ = end.result;
+            buffer.missing_.reserve(end.missing.size());
+            for (const auto& range : end.missing)
+                buffer.missing_.push_back({range.low, range.high});
+        } catch (const std::bad_alloc&) {
+            buffer.operation_result_ = end.result.GetCode();
+            buffer.missing_.clear();
+        }
+        auto& image = buffer.image_;
+        image.partial_line_missing_ = end.status.partial_line_missing;
+        image.full_line_missing_ = end.status.full_line_missing;
+        image.eof_by_line_count_ = end.status.eof_by_line_count;
+        image.interlaced_even_ = end.status.interlaced_even;
+        image.interlaced_odd_ = end.status.interlaced_odd;
+        image.image_dropped_ = end.status.image_dropped;
+        image.data_overrun_ = end.status.data_overrun;
+        if (end.delivered_lines)
+            image.height_ = std::min(image.height_, *end.delivered_lines);
+    }
+
+    static bool hold(PvBuffer& buffer, Holder& holder) noexcept
+    {
+        Holder* nobody = nullptr;
+        return buffer.holder_.compare_exchange_strong(nobody, &holder, std::memory_order_acq_rel);
+    }
+
+    static void release(PvBuffer& buffer, Holder& holder) noexcept
+    {
+        Holder* expected = &holder;
+        buffer.holder_.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel);
+    }
+
+    static bool is_held(const PvBuffer& buffer) noexcept { return buffer.is_held(); }
+};
+
+std::uint64_t required_size(const ImageGeometry& geometry) noexcept
+{
+    constexpr auto saturated = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t stride = wire::line_bytes(geometry.pixel_type, geometry.width) + geometry.padding_x;
+    if (geometry.height != 0 && stride > (saturated - geometry.padding_y) / geometry.height)
+        return saturated;
+    return stride * geometry.height + geometry.padding_y;
+}
+
+PvResult begin(PvBuffer& buffer, const BlockStart& start) { return Access::begin(buffer, start); }
+
+std::span<std::uint8_t> memory(PvBuffer& buffer) noexcept { return {buffer.GetDataPointer(), buffer.GetSize()}; }
+
+bool write(PvBuffer& buffer, std::uint64_t offset, std::span<const std::uint8_t> bytes) noexcept
+{
+    const std::uint64_t size = buffer.GetSize();
+    if (offset > size || bytes.size() > size - offset)
+        return false;
+    if (!bytes.empty())
+        std::memcpy(buffer.GetDataPointer() + offset, bytes.data(), bytes.size());
+    return true;
+}
+
+void finish(PvBuffer& buffer, const BlockEnd& end) noexcept { Access::finish(buffer, end); }
+
+std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept
+{
+    const auto* image = buffer.GetImage();
+    if (image == nullptr || image->GetPixelType() == PvPixelUndefined)
+        return std::nullopt;
+    return ImageGeometry{image->GetWidth(),   image->GetHeight(),   image->GetPixelType(), image->GetOffsetX(),
+                         image->GetOffsetY(), image->GetPaddingX(), image->GetPaddingY()};
+}
+
+std::span<const std::uint8_t> payload(const PvBuffer& buffer) noexcept
+{
+    std::size_t size = buffer.GetAcquiredSize() != 0 ? buffer.GetAcquiredSize() : buffer.GetSize();
+    if (geometry(buffer))
+        size = buffer.GetImage()->GetImageSize();
+    return {buffer.GetDataPointer(), size};
+}
+
+bool hold(PvBuffer& buffer, Holder& holder) noexcept { return Access::hold(buffer, holder); }
+void release(PvBuffer& buffer, Holder& holder) noexcept { Access::release(buffer, holder); }
+bool is_held(const PvBuffer& buffer) noexcept { return Access::is_held(buffer); }
+
+}  // namespace acquisition
