@@ -1,0 +1,90 @@
+// PvGenParameterArray: the parameters of a device, a link or a stream, by name and by index.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "sdk/base/PvResult.h"
+#include "sdk/base/PvString.h"
+#include "sdk/genicam/PvGenBoolean.h"
+#include "sdk/genicam/PvGenCategory.h"
+#include "sdk/genicam/PvGenCommand.h"
+#include "sdk/genicam/PvGenEnum.h"
+#include "sdk/genicam/PvGenFloat.h"
+#include "sdk/genicam/PvGenInteger.h"
+#include "sdk/genicam/PvGenParameter.h"
+#include "sdk/genicam/PvGenRegister.h"
+#include "sdk/genicam/PvGenString.h"
+
+namespace GenApi {
+class INodeMap;
+}
+
+/// The features of a node map, in the order in which the categories list them, starting at Root. Only features with a
+/// value or an action are parameters; indexes start at 0.
+///
+/// Access by name reports NotFound for a name that is none, InvalidParameter for a parameter of another type, and else
+/// what the parameter reports.
+///
+/// Thread safety: every member may be called from any thread.
+class PvGenParameterArray {
+public:
+    /// Takes the node map over. What its ports refer to must outlive the array.
+    explicit PvGenParameterArray(std::unique_ptr<GenApi::INodeMap> node_map);
+    virtual ~PvGenParameterArray();
+    PvGenParameterArray(const PvGenParameterArray&) = delete;
+    PvGenParameterArray& operator=(const PvGenParameterArray&) = delete;
+
+    [[nodiscard]] std::uint32_t GetCount() const noexcept;
+    [[nodiscard]] std::uint32_t GetCategoryCount() const noexcept;
+    /// Null for an array that was not built yet.
+    [[nodiscard]] GenApi::INodeMap* GetNodeMap() const noexcept;
+
+    /// Null for an unknown index or name.
+    [[nodiscard]] PvGenParameter* Get(std::uint32_t aIndex) const noexcept;
+    [[nodiscard]] PvGenParameter* Get(const PvString& aName) const noexcept;
+    /// Null for an unknown name and for a parameter of another type.
+    [[nodiscard]] PvGenInteger* GetInteger(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenFloat* GetFloat(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenEnum* GetEnum(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenBoolean* GetBoolean(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenCommand* GetCommand(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenString* GetString(const PvString& aName) const noexcept;
+    [[nodiscard]] PvGenRegister* GetRegister(const PvString& aName) const noexcept;
+    /// Null for an unknown index or name. Root is found by name only.
+    [[nodiscard]] PvGenCategory* GetCategory(std::uint32_t aIndex) const noexcept;
+    [[nodiscard]] PvGenCategory* GetCategory(const PvString& aName) const noexcept;
+
+    PvResult GetIntegerValue(const PvString& aName, std::int64_t& aValue) const;
+    PvResult SetIntegerValue(const PvString& aName, std::int64_t aValue);
+    PvResult GetFloatValue(const PvString& aName, double& aValue) const;
+    PvResult SetFloatValue(const PvString& aName, double aValue);
+    PvResult GetEnumValue(const PvString& aName, PvString& aValue) const;
+    PvResult GetEnumValue(const PvString& aName, std::int64_t& aValue) const;
+    PvResult SetEnumValue(const PvString& aName, const PvString& aValue);
+    PvResult SetEnumValue(const PvString& aName, std::int64_t aValue);
+    PvResult GetBooleanValue(const PvString& aName, bool& aValue) const;
+    PvResult SetBooleanValue(const PvString& aName, bool aValue);
+    PvResult GetString(const PvString& aName, PvString& aValue) const;
+    PvResult SetString(const PvString& aName, const PvString& aValue);
+    PvResult ExecuteCommand(const PvString& aName);
+
+    /// Forgets every cached value; the next reads go to the device.
+    PvResult InvalidateCache();
+
+protected:
+    /// An array without parameters, to be built later.
+    PvGenParameterArray();
+    /// Replaces node map and parameters; parameters handed out before are gone. Not while another thread uses the
+    /// array.
+    void build(std::unique_ptr<GenApi::INodeMap> node_map);
+
+private:
+    struct Contents;
+    template <class Parameter>
+    [[nodiscard]] Parameter* typed(const PvString& aName) const noexcept;
+    template <class Parameter, class Operation>
+    PvResult by_name(const PvString& aName, const char* type, Operation&& operation) const;
+
+    std::unique_ptr<Contents> contents_;
+};
