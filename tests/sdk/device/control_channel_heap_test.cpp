@@ -1,0 +1,64 @@
+// The fast path leaves the heap alone; in a file of its own because it replaces the program's operator new.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "sdk/device/control_channel.h"
+
+static std::atomic<bool> counting{false};
+static std::atomic<int> allocations{0};
+
+void* operator new(std::size_t size)
+{
+    if (counting)
+        ++allocations;
+    if (void* memory = std::malloc(size))
+        return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+/// Answers from fixed memory, so that what the test counts is the channel's own.
+class FixedTransport final : public device::ControlTransport {
+public:
+    std::error_code send(std::span<const std::uint8_t> datagram) noexcept override
+    {
+        id_[0] = datagram[6];
+        id_[1] = datagram[7];
+        return {};
+    }
+    std::optional<net::Received> receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds) noexcept override
+    {
+        const std::uint8_t reply[] = {0, 0, 0, 0x81, 0, 4, id_[0], id_[1], 0, 0, 0, 42};
+        std::memcpy(buffer.data(), reply, sizeof reply);
+        return net::Received{sizeof reply, false, device()};
+    }
+    void wake() noexcept override {}
+    [[nodiscard]] net::Endpoint device() const noexcept override { return {{1}, 3956}; }
+    [[nodiscard]] net::Endpoint local() const noexcept override { return {}; }
+
+private:
+    std::uint8_t id_[2] = {};
+};
+
+TEST(ControlChannel, ReadsARegisterWithoutTheHeap)
+{
+    FixedTransport transport;
+    device::ControlChannel channel(transport, net::Clock::steady());
+    std::uint32_t value = 0;
+    counting = true;
+    const auto outcome = channel.read_register(0x0A00, value);
+    const PvResult result = to_result(outcome, transport.device());
+    counting = false;
+    EXPECT_TRUE(result.IsOK());
+    EXPECT_EQ(value, 42U);
+    EXPECT_EQ(allocations, 0);
+}
+
+}  // namespace
