@@ -6,7 +6,6 @@
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/failure.h"
-#include "sdk/wire/pixel_format.h"
 
 namespace {
 
@@ -52,7 +51,10 @@ std::uint32_t PvImage::GetEffectiveImageSize() const noexcept
     return saturated(acquisition::required_size({width_, height_, pixel_type_, 0, 0, 0, 0}));
 }
 
-std::uint32_t PvImage::GetLineSize() const noexcept { return saturated(wire::line_bytes(pixel_type_, width_)); }
+std::uint32_t PvImage::GetLineSize() const noexcept
+{
+    return saturated(acquisition::line_layout(pixel_type_, width_).line_bytes);
+}
 
 PvResult PvImage::Alloc(std::uint32_t size_x, std::uint32_t size_y, PvPixelType pixel_type, std::uint16_t padding_x,
                         std::uint16_t padding_y)

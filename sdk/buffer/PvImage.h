@@ -17,7 +17,8 @@ struct Access;
 /// Alloc, Attach, Detach and Free act on that block.
 ///
 /// Geometry: lines run from the top of the picture to the bottom, each with GetPaddingX() bytes after its pixels; after
-/// the last line follow GetPaddingY() bytes. Offsets say where in the sensor the first pixel lies and take no memory.
+/// the last line follow GetPaddingY() bytes. Planar types have the lines of the red plane, then green's, then blue's.
+/// Offsets say where in the sensor the first pixel lies and take no memory.
 ///
 /// Lives as long as its buffer and is found with PvBuffer::GetImage.
 ///
@@ -62,7 +63,8 @@ public:
     /// Bytes after the last line.
     [[nodiscard]] std::uint16_t GetPaddingY() const noexcept { return padding_y_; }
 
-    /// Bytes of one line's pixels, and the distance in bytes from one line to the next.
+    /// Bytes of one line's pixels (of one plane, where the type is planar), and the distance in bytes from one line to
+    /// the next.
     [[nodiscard]] std::uint32_t GetLineSize() const noexcept;
     [[nodiscard]] std::uint32_t GetLineStride() const noexcept { return GetLineSize() + padding_x_; }
 

@@ -40,11 +40,8 @@ struct Access {
         buffer.reception_time_ = start.reception_time;
         std::uint64_t needed = start.payload_size;
         if (start.payload_type == PvPayloadTypeImage && start.image) {
-            const auto& image = *start.image;
-            buffer.image_.set_geometry(image.width, image.height, image.pixel_type, image.padding_x, image.padding_y);
-            buffer.image_.offset_x_ = image.offset_x;
-            buffer.image_.offset_y_ = image.offset_y;
-            needed = std::max(needed, required_size(image));
+            set_geometry(buffer, *start.image);
+            needed = std::max(needed, required_size(*start.image));
         }
         if (start.payload_type == PvPayloadTypeRawData && start.announced_raw_length) {
             buffer.raw_data_.announced_ = true;
@@ -55,18 +52,17 @@ struct Access {
 
     static void finish(PvBuffer& buffer, const BlockEnd& end) noexcept
     {
+        set_result(buffer, end.result);
         buffer.acquired_size_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(end.acquired_size, buffer.size_));
         buffer.expected_resend_count_ = end.expected_resend_count;
         buffer.lost_packet_count_ = end.lost_packet_count;
         buffer.ignored_packet_count_ = end.ignored_packet_count;
         buffer.missing_.clear();
         try {
-            buffer.operation_result_ = end.result;
             buffer.missing_.reserve(end.missing.size());
             for (const auto& range : end.missing)
                 buffer.missing_.push_back({range.low, range.high});
         } catch (const std::bad_alloc&) {
-            buffer.operation_result_ = end.result.GetCode();
             buffer.missing_.clear();
         }
         auto& image = buffer.image_;
@@ -79,6 +75,54 @@ struct Access {
         image.data_overrun_ = end.status.data_overrun;
         if (end.delivered_lines)
             image.height_ = std::min(image.height_, *end.delivered_lines);
+    }
+
+    static PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry)
+    {
+        if (buffer.GetImage() == nullptr)
+            return failure(PvResult::InvalidParameter, "the buffer's payload is not an image");
+        if (const auto needed = required_size(geometry); needed > buffer.size_)
+            return failure(PvResult::BufferTooSmall, "the buffer has ", buffer.size_, " bytes, the image needs ",
+                           needed);
+        set_geometry(buffer, geometry);
+        return PvResult::OK;
+    }
+
+    static void derive(PvBuffer& buffer, const PvBuffer& original) noexcept
+    {
+        buffer.block_id_ = original.block_id_;
+        buffer.timestamp_ = original.timestamp_;
+        buffer.reception_time_ = original.reception_time_;
+        set_result(buffer, original.operation_result_);
+        auto& to = buffer.image_;
+        const auto& from = original.image_;
+        to.offset_x_ = from.offset_x_;
+        to.offset_y_ = from.offset_y_;
+        to.partial_line_missing_ = from.partial_line_missing_;
+        to.full_line_missing_ = from.full_line_missing_;
+        to.eof_by_line_count_ = from.eof_by_line_count_;
+        to.interlaced_even_ = from.interlaced_even_;
+        to.interlaced_odd_ = from.interlaced_odd_;
+        to.image_dropped_ = from.image_dropped_;
+        to.data_overrun_ = from.data_overrun_;
+        buffer.acquired_size_ = to.GetImageSize();
+    }
+
+    static void set_geometry(PvBuffer& buffer, const ImageGeometry& geometry) noexcept
+    {
+        buffer.image_.set_geometry(geometry.width, geometry.height, geometry.pixel_type, geometry.padding_x,
+                                   geometry.padding_y);
+        buffer.image_.offset_x_ = geometry.offset_x;
+        buffer.image_.offset_y_ = geometry.offset_y;
+    }
+
+    static void set_result(PvBuffer& buffer, const PvResult& result) noexcept
+    {
+        try {
+            buffer.operation_result_ = result;
+        } catch (const std::bad_alloc&) {
+            buffer.operation_result_ = result.GetCode();
+        }
     }
 
     static bool hold(PvBuffer& buffer, Holder& holder) noexcept
@@ -94,6 +138,136 @@ struct Access {
     }
 
     static bool is_held(const PvBuffer& buffer) noexcept { return buffer.is_held(); }
+};
+
+LineLayout line_layout(PvPixelType type, std::uint32_t width) noexcept
+{
+    switch (type) {
+    case PvPixelRGB8Planar: return {width, 3};
+    case PvPixelRGB10Planar:
+    case PvPixelRGB12Planar:
+    case PvPixelRGB16Planar: return {std::uint64_t{width} * 2, 3};
+    default: return {wire::line_bytes(type, width), 1};
+    }
+}
+
+std::uint64_t required_size(const ImageGeometry& geometry) noexcept
+{
+    constexpr auto saturated = std::numeric_limits<std::uint64_t>::max();
+    const auto layout = line_layout(geometry.pixel_type, geometry.width);
+    const std::uint64_t stride = layout.line_bytes + geometry.padding_x;
+    const std::uint64_t lines = std::uint64_t{geometry.height} * layout.planes;
+    if (lines != 0 && stride > (saturated - geometry.padding_y) / lines)
+        return saturated;
+    return stride * lines + geometry.padding_y;
+}
+
+PvResult begin(PvBuffer& buffer, const BlockStart& start)
+{
+    buffer.clear_acquisition();
+    buffer.payload_type_ = start.payload_type;
+    buffer.block_id_ = start.block_id;
+    buffer.timestamp_ = start.timestamp;
+    buffer.reception_time_ = start.reception_time;
+    std::uint64_t needed = start.payload_size;
+    if (start.payload_type == PvPayloadTypeImage && start.image) {
+        set_geometry(buffer, *start.image);
+        needed = std::max(needed, required_size(*start.image));
+    }
+    if (start.payload_type == PvPayloadTypeRawData && start.announced_raw_length) {
+        buffer.raw_data_.announced_ = true;
+        buffer.raw_data_.payload_length_ = *start.announced_raw_length;
+    }
+    return make_room(buffer, needed);
+}
+
+static void finish(PvBuffer& buffer, const BlockEnd& end) noexcept
+{
+    set_result(buffer, end.result);
+    buffer.acquired_size_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(end.acquired_size, buffer.size_));
+    buffer.expected_resend_count_ = end.expected_resend_count;
+    buffer.lost_packet_count_ = end.lost_packet_count;
+    buffer.ignored_packet_count_ = end.ignored_packet_count;
+    buffer.missing_.clear();
+    try {
+        buffer.missing_.reserve(end.missing.size());
+        for (const auto& range : end.missing)
+            buffer.missing_.push_back({range.low, range.high});
+    } catch (const std::bad_alloc&) {
+        buffer.missing_.clear();
+    }
+    auto& image = buffer.image_;
+    image.partial_line_missing_ = end.status.partial_line_missing;
+    image.full_line_missing_ = end.status.full_line_missing;
+    image.eof_by_line_count_ = end.status.eof_by_line_count;
+    image.interlaced_even_ = end.status.interlaced_even;
+    image.interlaced_odd_ = end.status.interlaced_odd;
+    image.image_dropped_ = end.status.image_dropped;
+    image.data_overrun_ = end.status.data_overrun;
+    if (end.delivered_lines)
+        image.height_ = std::min(image.height_, *end.delivered_lines);
+}
+
+static PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry)
+{
+    if (buffer.GetImage() == nullptr)
+        return failure(PvResult::InvalidParameter, "the buffer's payload is not an image");
+    if (const auto needed = required_size(geometry); needed > buffer.size_)
+        return failure(PvResult::BufferTooSmall, "the buffer has ", buffer.size_, " bytes, the image needs ", needed);
+    set_geometry(buffer, geometry);
+    return PvResult::OK;
+}
+
+static void derive(PvBuffer& buffer, const PvBuffer& original) noexcept
+{
+    buffer.block_id_ = original.block_id_;
+    buffer.timestamp_ = original.timestamp_;
+    buffer.reception_time_ = original.reception_time_;
+    set_result(buffer, original.operation_result_);
+    auto& to = buffer.image_;
+    const auto& from = original.image_;
+    to.offset_x_ = from.offset_x_;
+    to.offset_y_ = from.offset_y_;
+    to.partial_line_missing_ = from.partial_line_missing_;
+    to.full_line_missing_ = from.full_line_missing_;
+    to.eof_by_line_count_ = from.eof_by_line_count_;
+    to.interlaced_even_ = from.interlaced_even_;
+    to.interlaced_odd_ = from.interlaced_odd_;
+    to.image_dropped_ = from.image_dropped_;
+    to.data_overrun_ = from.data_overrun_;
+    buffer.acquired_size_ = to.GetImageSize();
+}
+
+static void set_geometry(PvBuffer& buffer, const ImageGeometry& geometry) noexcept
+{
+    buffer.image_.set_geometry(geometry.width, geometry.height, geometry.pixel_type, geometry.padding_x,
+                               geometry.padding_y);
+    buffer.image_.offset_x_ = geometry.offset_x;
+    buffer.image_.offset_y_ = geometry.offset_y;
+}
+
+static void set_result(PvBuffer& buffer, const PvResult& result) noexcept
+{
+    try {
+        buffer.operation_result_ = result;
+    } catch (const std::bad_alloc&) {
+        buffer.operation_result_ = result.GetCode();
+    }
+}
+
+static bool hold(PvBuffer& buffer, Holder& holder) noexcept
+{
+    Holder* nobody = nullptr;
+    return buffer.holder_.compare_exchange_strong(nobody, &holder, std::memory_order_acq_rel);
+}
+
+static void release(PvBuffer& buffer, Holder& holder) noexcept
+{
+    Holder* expected = &holder;
+    buffer.holder_.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel);
+}
+
+static bool is_held(const PvBuffer& buffer) noexcept { return buffer.is_held(); }
 };
 
 std::uint64_t required_size(const ImageGeometry& geometry) noexcept
@@ -120,6 +294,9 @@ bool write(PvBuffer& buffer, std::uint64_t offset, std::span<const std::uint8_t>
 }
 
 void finish(PvBuffer& buffer, const BlockEnd& end) noexcept { Access::finish(buffer, end); }
+
+PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry) { return Access::reshape(buffer, geometry); }
+void derive(PvBuffer& buffer, const PvBuffer& original) noexcept { Access::derive(buffer, original); }
 
 std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept
 {

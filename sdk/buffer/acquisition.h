@@ -22,8 +22,16 @@ struct ImageGeometry {
     friend bool operator==(const ImageGeometry&, const ImageGeometry&) = default;
 };
 
+/// How the pixels of a line lie in memory: one line, or one in each of three planes.
+struct LineLayout {
+    std::uint64_t line_bytes = 0;  ///< of one plane's line, without padding
+    std::uint32_t planes = 1;
+};
+[[nodiscard]] LineLayout line_layout(PvPixelType type, std::uint32_t width) noexcept;
+
 /// Bytes that an image of this geometry takes, padding included; saturates instead of wrapping. A code that is no
 /// enumerator is sized by its own bit count.
+/// A planar type has the lines of three planes, padding X after each.
 [[nodiscard]] std::uint64_t required_size(const ImageGeometry& geometry) noexcept;
 
 /// What is known when a block begins.
@@ -83,6 +91,14 @@ struct BlockEnd {
 
 /// Records how a block ended. Never fails: without memory for the list of missing packets, the list stays empty.
 void finish(PvBuffer& buffer, const BlockEnd& end) noexcept;
+
+/// Gives the buffer's image another geometry over the memory that it has. Status flags are cleared.
+///
+/// Fails and changes nothing: InvalidParameter when the payload type is not image, BufferTooSmall.
+PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry);
+/// Marks an image made from another one: it takes over block ID, timestamps, offsets, status flags and operation result
+/// and counts as acquired whole. Both must be images.
+void derive(PvBuffer& buffer, const PvBuffer& original) noexcept;
 
 /// Geometry of the buffer's image; nothing when it is no image or has no pixel type.
 [[nodiscard]] std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept;

@@ -183,6 +183,43 @@ TEST(Acquisition, PayloadIsTheAcquiredPartElseTheBlock)
     EXPECT_FALSE(acquisition::geometry(buffer).has_value());
 }
 
+TEST(Acquisition, ReshapeKeepsTheMemoryAndRefusesWhatDoesNotFit)
+{
+    PvBuffer buffer;
+    ASSERT_TRUE(buffer.GetImage()->Alloc(4, 4, PvPixelMono8).IsOK());
+    auto* memory = buffer.GetDataPointer();
+    memory[0] = 7;
+    ASSERT_TRUE(acquisition::reshape(buffer, {2, 2, PvPixelBGRA8Packed, 1, 1}).IsOK());
+    EXPECT_EQ(buffer.GetImage()->GetWidth(), 2u);
+    EXPECT_EQ(buffer.GetDataPointer(), memory);
+    EXPECT_EQ(memory[0], 7);
+    EXPECT_EQ(acquisition::reshape(buffer, {3, 2, PvPixelBGRA8Packed}).GetCode(), PvResult::BufferTooSmall);
+    EXPECT_EQ(buffer.GetImage()->GetWidth(), 2u);
+    PvBuffer raw(PvPayloadTypeRawData);
+    EXPECT_EQ(acquisition::reshape(raw, {1, 1, PvPixelMono8}).GetCode(), PvResult::InvalidParameter);
+}
+
+TEST(Acquisition, DerivedImageTakesOverWhereItCameFrom)
+{
+    PvBuffer original;
+    ASSERT_TRUE(acquisition::begin(original, {.block_id = 1, .timestamp = 2, .reception_time = 3, .image = small_image})
+                    .IsOK());
+    acquisition::finish(original,
+                        {.result = PvResult::MissingPackets, .acquired_size = 5, .status = {.interlaced_odd = true}});
+    PvBuffer derived;
+    derived.SetID(8);
+    ASSERT_TRUE(derived.GetImage()->Alloc(4, 3, PvPixelBGRA8Packed).IsOK());
+    acquisition::derive(derived, original);
+    EXPECT_EQ(derived.GetID(), 8u);
+    EXPECT_EQ(derived.GetBlockID(), 1u);
+    EXPECT_EQ(derived.GetTimestamp(), 2u);
+    EXPECT_EQ(derived.GetReceptionTime(), 3u);
+    EXPECT_EQ(derived.GetOperationResult().GetCode(), PvResult::MissingPackets);
+    EXPECT_EQ(derived.GetImage()->GetOffsetY(), 2u);
+    EXPECT_TRUE(derived.GetImage()->IsInterlacedOdd());
+    EXPECT_EQ(derived.GetAcquiredSize(), 48u);
+}
+
 TEST(HeldBuffer, RefusesEveryChangeOfMemoryAndType)
 {
     std::array<std::uint8_t, 4> other{};

@@ -63,6 +63,19 @@ TEST(Image, PackedLinesStartOnBytes)
     EXPECT_EQ(image.GetRequiredSize(), 16u);
 }
 
+TEST(Image, PlanarTypesHaveTheLinesOfThreePlanes)
+{
+    PvBuffer buffer;
+    auto& image = *buffer.GetImage();
+    ASSERT_TRUE(image.Alloc(5, 2, PvPixelRGB8Planar, 3, 1).IsOK());
+    EXPECT_EQ(image.GetLineSize(), 5u);
+    EXPECT_EQ(image.GetRequiredSize(), (5u + 3) * 2 * 3 + 1);
+    EXPECT_EQ(image.GetEffectiveImageSize(), 30u);
+    ASSERT_TRUE(image.Alloc(5, 2, PvPixelRGB12Planar).IsOK());
+    EXPECT_EQ(image.GetLineSize(), 10u);
+    EXPECT_EQ(image.GetRequiredSize(), 60u);
+}
+
 TEST(Image, SizeNeverExceedsTheMemory)
 {
     std::array<std::uint8_t, 10> memory{};
