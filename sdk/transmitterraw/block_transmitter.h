@@ -105,7 +105,7 @@ public:
 private:
     struct Sent;  // a block with what its packets need
     std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
-    void refuse(const wire::gvcp::PacketResend& range, std::uint32_t packet, wire::gvcp::Status status);
+    void refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, wire::gvcp::Status status);
 
     net::UdpSocket& socket_;
     const net::Clock& clock_;

@@ -123,6 +123,7 @@ private:
     void add_stream_registers(unsigned channel);
     void add_action_registers();
 
+    void expire();
     void execute(const wire::gvcp::CommandView& command);
     void discovery(const wire::gvcp::CommandView& command);
     void force_ip(const wire::gvcp::CommandView& command);
@@ -155,10 +156,11 @@ private:
     net::Clock::time_point last_sign_of_life_{};
 
     // the datagram being handled
-    std::span<const std::uint8_t> request_;
     net::Endpoint source_;
     std::uint16_t request_id_ = 0;
+    bool answer_wanted_ = false;
     const Send* send_ = nullptr;
+    Answered* remembered_ = nullptr;  // where its answer is kept for retries
 
     std::array<Answered, 8> answered_;  // the last answer to each of the last few applications
     std::uint64_t answers_ = 0;

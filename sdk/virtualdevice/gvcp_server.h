@@ -33,14 +33,14 @@ public:
     ~GvcpServer() { stop(); }
 
     /// Throws std::system_error when the address cannot be listened on, for instance because something else does.
-    void start(const net::Interface& interface);
+    void start(const net::Interface& adapter);
     /// Returns when the thread has ended. Nothing to do when not started.
     void stop() noexcept;
     [[nodiscard]] bool is_running() const noexcept { return thread_.joinable(); }
 
     /// Listens on another address from the next turn of the thread on, as FORCEIP asks. When the new address cannot be
     /// listened on, the old one stays.
-    void rebind(const net::Interface& interface);
+    void rebind(const net::Interface& adapter);
 
     /// Where it listens now.
     [[nodiscard]] net::Ipv4Address address() const;
@@ -49,10 +49,11 @@ private:
     struct Sockets {
         net::UdpSocket unicast;
         std::vector<net::UdpSocket> broadcast;
-        net::Interface interface;
+        net::Interface adapter;
     };
-    [[nodiscard]] static Sockets open(const net::Interface& interface);
+    [[nodiscard]] static Sockets open(const net::Interface& adapter);
     void run();
+    void take_wanted_address();
     void serve(net::UdpSocket& socket, bool broadcast);
 
     GvcpResponder& responder_;

@@ -1,0 +1,267 @@
+#include "sdk/transmitterraw/block_transmitter.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <thread>
+
+namespace transmitter {
+
+namespace {
+
+namespace gvsp = wire::gvsp;
+using wire::gvcp::Status;
+
+constexpr std::size_t largest_batch = 64;
+// Refusals of one request: a receiver that asks for all of a lost block learns what it needs from the first of them.
+constexpr std::uint64_t most_refusals = 64;
+
+// Sleeps while the system's timer is good enough, then yields.
+void wait_with(const net::Clock& clock, net::Clock::time_point until, const std::atomic<bool>& aborted)
+{
+#ifdef _WIN32
+    constexpr net::Clock::duration timer_error = std::chrono::milliseconds(2);
+#else
+    constexpr net::Clock::duration timer_error = std::chrono::microseconds(80);
+#endif
+    constexpr net::Clock::duration longest_sleep = std::chrono::milliseconds(20);
+    for (auto left = until - clock.now(); left > net::Clock::duration::zero() && !aborted; left = until - clock.now()) {
+        if (left > timer_error)
+            std::this_thread::sleep_for(std::min(left - timer_error, longest_sleep));
+        else
+            std::this_thread::yield();
+    }
+}
+
+}  // namespace
+
+struct BlockTransmitter::Sent {
+    std::shared_ptr<const Block> block;
+    net::Endpoint destination;
+    bool extended_ids = false;
+    std::size_t data_per_packet = 0;
+    std::uint64_t trailer_id = 0;               // the last packet
+    std::atomic<std::uint64_t> next_packet{0};  // the first that has not left yet
+};
+
+BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
+    : socket_(socket), clock_(clock), history_size_(history),
+      wait_([&clock](net::Clock::time_point until, const std::atomic<bool>& aborted) {
+          wait_with(clock, until, aborted);
+      })
+{}
+
+void BlockTransmitter::configure(const StreamSettings& settings)
+{
+    const std::lock_guard guard(mutex_);
+    settings_ = settings;
+    pacer_.configure(settings.packet_delay, settings.bytes_per_second);
+}
+
+void BlockTransmitter::set_loss(std::shared_ptr<PacketLoss> loss)
+{
+    const std::lock_guard guard(mutex_);
+    loss_ = std::move(loss);
+}
+
+std::uint64_t BlockTransmitter::packet_count(std::size_t bytes, std::uint32_t packet_size, bool extended_ids)
+{
+    const std::size_t data = gvsp::data_per_packet(packet_size, extended_ids);
+    return data == 0 ? 0 : (bytes + data - 1) / data + 2;
+}
+
+std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
+{
+    const auto sent = std::make_shared<Sent>();
+    sent->block = std::move(block);
+    {
+        const std::lock_guard guard(mutex_);
+        sent->destination = settings_.destination;
+        sent->extended_ids = settings_.extended_ids;
+        sent->data_per_packet = gvsp::data_per_packet(settings_.packet_size, settings_.extended_ids);
+        if (sent->data_per_packet == 0 || settings_.destination.port == 0 || sent->block->block_id == 0)
+            return std::make_error_code(std::errc::invalid_argument);
+        sent->trailer_id = packet_count(sent->block->data.size(), settings_.packet_size, settings_.extended_ids) - 1;
+        if (history_size_ > 0) {
+            while (history_.size() >= history_size_)
+                history_.pop_front();
+            history_.push_back(sent);
+        }
+    }
+
+    const std::size_t packet_bytes = sent->data_per_packet;
+    std::uint64_t next = 0;
+    while (next <= sent->trailer_id) {
+        if (aborted_)
+            return std::make_error_code(std::errc::operation_canceled);
+        if (!pacer_.unlimited())
+            wait_(pacer_.next(), aborted_);
+        if (aborted_)
+            return std::make_error_code(std::errc::operation_canceled);
+        const std::uint64_t last = std::min(next + pacer_.batch(packet_bytes, largest_batch) - 1, sent->trailer_id);
+        if (const std::error_code error = send_range(*sent, next, last, false)) {
+            const std::lock_guard guard(mutex_);
+            ++statistics_.send_errors;
+            return error;
+        }
+        const auto packets = static_cast<std::size_t>(last - next + 1);
+        if (!pacer_.unlimited())
+            pacer_.sent(clock_.now(), packets, packets * packet_bytes);
+        next = last + 1;
+        sent->next_packet.store(next, std::memory_order_release);
+    }
+    const std::lock_guard guard(mutex_);
+    ++statistics_.blocks;
+    return {};
+}
+
+std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend)
+{
+    std::shared_ptr<PacketLoss> loss;
+    {
+        const std::lock_guard guard(mutex_);
+        loss = loss_;
+    }
+    const Block& block = *sent.block;
+    std::array<std::uint8_t, largest_batch * gvsp::extended_header_size> heads;
+    std::array<std::uint8_t, gvsp::largest_leader> leader;
+    std::array<std::uint8_t, gvsp::largest_trailer> trailer;
+    std::array<net::OutgoingDatagram, largest_batch> datagrams;
+
+    gvsp::Header header;
+    header.extended_ids = sent.extended_ids;
+    header.block_id = block.block_id;
+    if (resend && sent.extended_ids) {
+        // Receivers of the short header take a packet with this status to be empty; only the long one can tell.
+        header.status = Status::packet_resend;
+        header.flags = gvsp::header_flag::resent;
+    }
+
+    std::uint64_t lost = 0;
+    std::uint64_t packets = 0;
+    std::uint64_t payload_bytes = 0;
+    std::error_code error;
+    for (std::uint64_t next = first; next <= last && !error;) {
+        std::size_t count = 0;
+        for (; next <= last && count < largest_batch; ++next) {
+            if (loss && loss->loses(block.block_id, static_cast<std::uint32_t>(next), resend)) {
+                ++lost;
+                continue;
+            }
+            header.packet_id = static_cast<std::uint32_t>(next);
+            net::OutgoingDatagram& datagram = datagrams[count];
+            if (next == 0) {
+                header.format = gvsp::Format::leader;
+                datagram.body = {leader.data(), gvsp::encode_leader(block.leader, leader)};
+            } else if (next == sent.trailer_id) {
+                header.format = gvsp::Format::trailer;
+                datagram.body = {trailer.data(), gvsp::encode_trailer(block.trailer, trailer)};
+            } else {
+                header.format = gvsp::Format::payload;
+                const std::size_t offset = static_cast<std::size_t>(next - 1) * sent.data_per_packet;
+                datagram.body = block.data.subspan(offset, std::min(sent.data_per_packet, block.data.size() - offset));
+                payload_bytes += datagram.body.size();
+            }
+            const std::span<std::uint8_t> head(heads.data() + count * gvsp::extended_header_size,
+                                               gvsp::extended_header_size);
+            datagram.head = head.first(gvsp::encode_header(header, head));
+            ++count;
+        }
+        packets += socket_.send_batch(sent.destination, {datagrams.data(), count}, error);
+    }
+
+    const std::lock_guard guard(mutex_);
+    statistics_.lost_packets += lost;
+    if (resend) {
+        statistics_.resent_packets += packets;
+    } else {
+        statistics_.packets += packets;
+        statistics_.payload_bytes += payload_bytes;
+    }
+    return error;
+}
+
+void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extended_status)
+{
+    std::shared_ptr<const Sent> sent;
+    bool older = false;
+    {
+        const std::lock_guard guard(mutex_);
+        const auto found =
+            std::ranges::find(history_, range.block_id, [](const auto& entry) { return entry->block->block_id; });
+        if (found != history_.end())
+            sent = *found;
+        else
+            older = !history_.empty();
+    }
+    if (!sent) {
+        const Status gone = older ? Status::packet_and_previous_removed : Status::packet_removed;
+        refuse(range, range.last_packet, extended_status ? gone : Status::packet_unavailable);
+        return;
+    }
+    if (range.first_packet > sent->trailer_id) {
+        refuse(range, range.first_packet, Status::packet_unavailable);
+        return;
+    }
+    const std::uint64_t last = std::min<std::uint64_t>(range.last_packet, sent->trailer_id);
+    const std::uint64_t available = sent->next_packet.load(std::memory_order_acquire);
+    if (range.first_packet < available)
+        send_range(*sent, range.first_packet, std::min(last, available - 1), true);
+    // What has not left yet will come; only a receiver that knows the newer codes understands being told so.
+    if (last >= available && extended_status) {
+        wire::gvcp::PacketResend rest = range;
+        rest.first_packet = static_cast<std::uint32_t>(std::max<std::uint64_t>(range.first_packet, available));
+        refuse(rest, static_cast<std::uint32_t>(last), Status::packet_not_yet_available);
+    }
+}
+
+void BlockTransmitter::refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, Status status)
+{
+    StreamSettings settings;
+    {
+        const std::lock_guard guard(mutex_);
+        settings = settings_;
+    }
+    if (settings.destination.port == 0 || range.block_id == 0)
+        return;
+    gvsp::Header header;
+    header.status = status;
+    header.extended_ids = settings.extended_ids;
+    header.flags = settings.extended_ids ? gvsp::header_flag::resend_range_error : std::uint16_t{0};
+    header.format = gvsp::Format::payload;
+    header.block_id = range.block_id;
+    std::array<std::uint8_t, gvsp::extended_header_size> packet;
+    std::uint64_t refused = 0;
+    for (std::uint64_t id = range.first_packet; id <= last && refused < most_refusals; ++id) {
+        header.packet_id = static_cast<std::uint32_t>(id);
+        const std::size_t size = gvsp::encode_header(header, packet);
+        if (socket_.send_to(settings.destination, {packet.data(), size}))
+            break;
+        ++refused;
+    }
+    const std::lock_guard guard(mutex_);
+    statistics_.refused_packets += refused;
+}
+
+void BlockTransmitter::forget()
+{
+    const std::lock_guard guard(mutex_);
+    history_.clear();
+}
+
+std::error_code BlockTransmitter::send_test_packet(const net::Endpoint& destination, std::uint32_t packet_size)
+{
+    if (packet_size <= gvsp::ip_udp_header_size + gvsp::standard_header_size)
+        return std::make_error_code(std::errc::invalid_argument);
+    // all zeros: block ID 0 keeps receivers from taking it for data
+    const std::vector<std::uint8_t> packet(packet_size - gvsp::ip_udp_header_size);
+    return socket_.send_to(destination, packet);
+}
+
+TransmitterStatistics BlockTransmitter::statistics() const
+{
+    const std::lock_guard guard(mutex_);
+    return statistics_;
+}
+
+}  // namespace transmitter

@@ -1,0 +1,344 @@
+#include "sdk/virtualdevice/gvcp_responder.h"
+
+#include <algorithm>
+
+#include "sdk/wire/bootstrap.h"
+#include "sdk/wire/bytes.h"
+
+namespace virtual_device {
+
+namespace {
+
+namespace reg = wire::bootstrap;
+namespace gvcp = wire::gvcp;
+using gvcp::Command;
+using gvcp::CommandView;
+using gvcp::Message;
+
+// What fits one acknowledge beside its header and the address.
+constexpr std::size_t largest_read = gvcp::largest_message - gvcp::header_size - 4;
+
+}  // namespace
+
+GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks, const net::Clock& clock)
+    : description_(description), hooks_(hooks), clock_(clock)
+{
+    add_identity_registers();
+    add_capability_registers();
+    add_control_registers();
+    add_message_registers();
+    for (unsigned channel = 0; channel < description_.stream_channels; ++channel)
+        add_stream_registers(channel);
+    add_action_registers();
+}
+
+void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::Endpoint& source, const Send& send)
+{
+    const std::lock_guard guard(mutex_);
+    ++statistics_.received;
+    expire();
+    const std::optional<CommandView> command = gvcp::decode_command(datagram);
+    if (!command) {
+        ++statistics_.malformed;
+        return;
+    }
+    if (controller_ == source)
+        last_sign_of_life_ = clock_.now();
+
+    source_ = source;
+    request_id_ = command->request_id;
+    send_ = &send;
+    answer_wanted_ = command->acknowledge_required();
+    remembered_ = nullptr;
+    // discovery and resend requests change nothing, so that repeating them does no harm
+    const bool remember = command->command != Command::discovery && command->command != Command::packet_resend;
+    if (!remember) {
+        execute(*command);
+    } else if (!answer_from_memory(datagram)) {
+        execute(*command);
+    }
+    send_ = nullptr;
+    remembered_ = nullptr;
+}
+
+void GvcpResponder::tick()
+{
+    const std::lock_guard guard(mutex_);
+    expire();
+}
+
+void GvcpResponder::expire()
+{
+    if (!controller_ || heartbeat_disabled())
+        return;
+    if (clock_.now() - last_sign_of_life_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout)))
+        return;
+    ++statistics_.heartbeat_expired;
+    release_control();
+}
+
+void GvcpResponder::drop_control()
+{
+    const std::lock_guard guard(mutex_);
+    release_control();
+}
+
+void GvcpResponder::set_address(net::Ipv4Address address, net::Ipv4Address mask, net::Ipv4Address gateway)
+{
+    const std::lock_guard guard(mutex_);
+    registers_.set_value(reg::current_ip, address.value);
+    registers_.set_value(reg::current_mask, mask.value);
+    registers_.set_value(reg::current_gateway, gateway.value);
+}
+
+GvcpStatistics GvcpResponder::statistics() const
+{
+    const std::lock_guard guard(mutex_);
+    return statistics_;
+}
+
+bool GvcpResponder::answer_from_memory(std::span<const std::uint8_t> datagram)
+{
+    Answered* slot = nullptr;
+    for (Answered& entry : answered_) {
+        if (entry.used != 0 && entry.source == source_) {
+            // the whole request is compared, not only its ID: an application that started anew counts from 1 again
+            if (std::ranges::equal(entry.request, datagram)) {
+                ++statistics_.repeated;
+                if (!entry.acknowledge.empty())
+                    (*send_)(source_, entry.acknowledge);
+                return true;
+            }
+            slot = &entry;
+            break;
+        }
+    }
+    if (slot == nullptr)
+        slot = &*std::ranges::min_element(answered_, {}, &Answered::used);
+    slot->source = source_;
+    slot->used = ++answers_;
+    slot->request.assign(datagram.begin(), datagram.end());
+    slot->acknowledge.clear();
+    remembered_ = slot;
+    return false;
+}
+
+void GvcpResponder::answer(const Message& message)
+{
+    if (!answer_wanted_)
+        return;
+    if (remembered_ != nullptr)
+        remembered_->acknowledge.assign(message.bytes().begin(), message.bytes().end());
+    (*send_)(source_, message.bytes());
+}
+
+void GvcpResponder::answer_status(const CommandView& command, Status status)
+{
+    answer(Message::acknowledge(acknowledge_of(command.command), command.request_id, status));
+}
+
+void GvcpResponder::announce_delay(std::chrono::milliseconds time)
+{
+    if (send_ == nullptr || !answer_wanted_)
+        return;
+    if ((registers_.value(reg::gvcp_configuration) & reg::configuration::pending_ack) == 0)
+        return;
+    const auto ms = std::clamp<std::chrono::milliseconds::rep>(time.count(), 1, 0xFFFF);
+    (*send_)(source_, gvcp::pending_acknowledge(request_id_, static_cast<std::uint16_t>(ms)).bytes());
+}
+
+void GvcpResponder::execute(const CommandView& command)
+{
+    ++statistics_.executed;
+    switch (command.command) {
+    case Command::discovery: return discovery(command);
+    case Command::force_ip: return force_ip(command);
+    case Command::packet_resend: return packet_resend(command);
+    case Command::read_register: return read_registers(command);
+    case Command::write_register: return write_registers(command);
+    case Command::read_memory: return read_memory(command);
+    case Command::write_memory: return write_memory(command);
+    case Command::action: return action(command);
+    default: return answer_status(command, Status::not_implemented);
+    }
+}
+
+void GvcpResponder::discovery(const CommandView& command)
+{
+    std::array<std::uint8_t, gvcp::discovery_ack_size> identity{};
+    if (registers_.read(0, identity) != Status::success)
+        return answer_status(command, Status::error);
+    answer(gvcp::discovery_acknowledge(command.request_id, identity));
+}
+
+void GvcpResponder::force_ip(const CommandView& command)
+{
+    const std::optional<gvcp::ForceIp> settings = gvcp::decode_force_ip(command.payload);
+    if (!settings)
+        return answer_status(command, Status::invalid_header);
+    if (settings->mac != description_.mac) {
+        ++statistics_.not_for_us;  // it was broadcast to all devices; only the one that it means speaks up
+        return;
+    }
+    if (controller_) {
+        ++statistics_.denied;
+        return answer_status(command, Status::access_denied);
+    }
+    answer_status(command, hooks_.on_force_ip(*settings));
+}
+
+Status GvcpResponder::read_allowed(std::uint32_t address, std::size_t length)
+{
+    const bool exclusive =
+        (registers_.value(reg::control_channel_privilege) & reg::privilege::exclusive) != 0 && controller_ != source_;
+    if (!exclusive)
+        return Status::success;
+    // who was refused may at least learn who has the device
+    const bool who_controls =
+        length == 4 && (address == reg::control_channel_privilege || address == reg::primary_application_port ||
+                        address == reg::primary_application_ip);
+    if (who_controls)
+        return Status::success;
+    ++statistics_.denied;
+    return Status::access_denied;
+}
+
+Status GvcpResponder::write_allowed(std::uint32_t address, std::size_t length)
+{
+    if (address == reg::control_channel_privilege && length == 4)
+        return Status::success;  // the register itself knows who may take control
+    if (controller_ == source_)
+        return Status::success;
+    ++statistics_.denied;
+    return Status::access_denied;
+}
+
+void GvcpResponder::read_registers(const CommandView& command)
+{
+    const std::size_t count = command.payload.size() / 4;
+    if (count == 0 || command.payload.size() % 4 != 0)
+        return answer_status(command, Status::invalid_header);
+    std::array<std::uint32_t, gvcp::largest_message / 4> values{};
+    Status status = count <= values.size() ? Status::success : Status::invalid_header;
+    std::size_t done = 0;
+    while (status == Status::success && done < count) {
+        const std::uint32_t address = wire::load_be32(command.payload.data() + 4 * done);
+        std::array<std::uint8_t, 4> bytes{};
+        status = address % 4 != 0 ? Status::bad_alignment : read_allowed(address, bytes.size());
+        if (status == Status::success)
+            status = registers_.read(address, bytes);
+        if (status == Status::success)
+            values[done++] = wire::load_be32(bytes.data());
+    }
+    answer(gvcp::read_registers_acknowledge(command.request_id, status, {values.data(), done}));
+}
+
+void GvcpResponder::write_registers(const CommandView& command)
+{
+    const std::size_t count = command.payload.size() / 8;
+    if (count == 0 || command.payload.size() % 8 != 0)
+        return answer_status(command, Status::invalid_header);
+    Status status = Status::success;
+    std::size_t done = 0;
+    while (status == Status::success && done < count) {
+        const std::uint8_t* entry = command.payload.data() + 8 * done;
+        const std::uint32_t address = wire::load_be32(entry);
+        status = address % 4 != 0 ? Status::bad_alignment : write_allowed(address, 4);
+        if (status == Status::success)
+            status = registers_.write(address, {entry + 4, 4});
+        if (status == Status::success)
+            ++done;
+    }
+    answer(gvcp::write_acknowledge(Command::write_register_ack, command.request_id, status,
+                                   static_cast<std::uint16_t>(done)));
+}
+
+void GvcpResponder::read_memory(const CommandView& command)
+{
+    const std::optional<gvcp::MemoryRead> read = gvcp::decode_read_memory(command.payload);
+    if (!read)
+        return answer_status(command, Status::invalid_header);
+    if (read->address % 4 != 0 || read->count % 4 != 0)
+        return answer_status(command, Status::bad_alignment);
+    if (read->count == 0 || read->count > largest_read)
+        return answer_status(command, Status::invalid_parameter);
+    std::array<std::uint8_t, largest_read> bytes{};
+    const std::span<std::uint8_t> data(bytes.data(), read->count);
+    Status status = read_allowed(read->address, data.size());
+    if (status == Status::success)
+        status = registers_.read(read->address, data);
+    if (status != Status::success)
+        return answer_status(command, status);
+    answer(gvcp::read_memory_acknowledge(command.request_id, read->address, data));
+}
+
+void GvcpResponder::write_memory(const CommandView& command)
+{
+    const std::optional<gvcp::MemoryWrite> write = gvcp::decode_write_memory(command.payload);
+    if (!write)
+        return answer_status(command, Status::invalid_header);
+    Status status = Status::success;
+    if (write->address % 4 != 0 || write->data.size() % 4 != 0)
+        status = Status::bad_alignment;
+    else if (write->data.empty())
+        status = Status::invalid_parameter;
+    else
+        status = write_allowed(write->address, write->data.size());
+    if (status == Status::success)
+        status = registers_.write(write->address, write->data);
+    const std::size_t done = status == Status::success ? write->data.size() : 0;
+    answer(gvcp::write_acknowledge(Command::write_memory_ack, command.request_id, status,
+                                   static_cast<std::uint16_t>(done)));
+}
+
+void GvcpResponder::packet_resend(const CommandView& command)
+{
+    if (!description_.packet_resend)
+        return answer_status(command, Status::not_implemented);
+    const std::optional<gvcp::PacketResend> range = gvcp::decode_packet_resend(command);
+    if (!range)
+        return answer_status(command, Status::invalid_header);
+    if (range->channel >= description_.stream_channels || range->first_packet > range->last_packet)
+        return answer_status(command, Status::invalid_parameter);
+    // requests come from the receiver's socket, which is not the one that has control; its host must be concerned
+    const StreamChannel state = stream_channel(range->channel);
+    const bool concerned = (controller_ && controller_->address == source_.address) ||
+                           (state.is_open() && state.destination.address == source_.address);
+    if (!concerned) {
+        ++statistics_.denied;
+        return answer_status(command, Status::access_denied);
+    }
+    hooks_.on_packet_resend(*range);
+    answer_status(command, Status::success);
+}
+
+void GvcpResponder::action(const CommandView& command)
+{
+    if (description_.action_signals == 0)
+        return answer_status(command, Status::not_implemented);
+    const std::optional<gvcp::Action> action = gvcp::decode_action(command);
+    if (!action)
+        return answer_status(command, Status::invalid_header);
+    if (action->time)
+        return answer_status(command, Status::not_implemented);  // scheduled actions are not offered
+    const bool unconditional =
+        (registers_.value(reg::gvcp_configuration) & reg::configuration::unconditional_action) != 0;
+    bool matched = false;
+    if ((controller_ || unconditional) && action->device_key == registers_.value(reg::action_device_key)) {
+        for (unsigned signal = 0; signal < description_.action_signals; ++signal) {
+            const std::uint32_t offset = reg::action_stride * signal;
+            if (action->group_key == registers_.value(reg::action_group_key + offset) &&
+                (action->group_mask & registers_.value(reg::action_group_mask + offset)) != 0) {
+                matched = true;
+                hooks_.on_action(signal, *action);
+            }
+        }
+    }
+    if (!matched) {
+        ++statistics_.not_for_us;
+        return;
+    }
+    answer_status(command, Status::success);
+}
+
+}  // namespace virtual_device
