@@ -1,0 +1,148 @@
+#include "sdk/device/PvSystem.h"
+
+#include <algorithm>
+#include <exception>
+#include <new>
+#include <system_error>
+
+#include "sdk/device/PvSystemEventSink.h"
+#include "sdk/device/system_impl.h"
+#include "sdk/net/interfaces.h"
+
+namespace {
+
+/// The version of GigE Vision whose extended block IDs, status codes and capabilities this SDK knows.
+constexpr std::uint32_t protocol_major = 2;
+constexpr std::uint32_t protocol_minor = 0;
+
+}  // namespace
+
+PvSystem::PvSystem() : impl_(std::make_unique<Impl>()) {}
+PvSystem::~PvSystem() = default;
+
+std::uint32_t PvSystem::GetInterfaceCount() const { return static_cast<std::uint32_t>(impl_->listed.size()); }
+
+PvInterface* PvSystem::GetInterface(std::uint32_t aIndex) const
+{
+    return aIndex < impl_->listed.size() ? impl_->listed[aIndex] : nullptr;
+}
+
+std::uint32_t PvSystem::GetDetectionTimeout() const
+{
+    return static_cast<std::uint32_t>(impl_->detection_timeout.count());
+}
+
+void PvSystem::SetDetectionTimeout(std::uint32_t aTimeout)
+{
+    impl_->detection_timeout = std::chrono::milliseconds(aTimeout);
+}
+
+std::uint32_t PvSystem::GetProtocolVersionMajor() const { return protocol_major; }
+std::uint32_t PvSystem::GetProtocolVersionMinor() const { return protocol_minor; }
+
+bool PvSystem::GetBroadcastAcknowledge() const { return impl_->broadcast_acknowledge; }
+void PvSystem::SetBroadcastAcknowledge(bool aAllowed) { impl_->broadcast_acknowledge = aAllowed; }
+
+std::uint64_t PvSystem::GetMalformedPacketCount() const { return impl_->malformed; }
+
+PvResult PvSystem::Find()
+{
+    if (impl_->searching)
+        return {PvResult::StateError, "A search is under way already"};
+    std::vector<net::Interface> present;
+    try {
+        present = net::list_interfaces();
+    } catch (const std::system_error& error) {
+        return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
+    }
+    impl_->listed.clear();
+    for (const net::Interface& facts : present)
+        impl_->listed.push_back(&impl_->interface_for(facts));
+    return impl_->search(impl_->listed);
+}
+
+PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)
+{
+    if (aEventSink == nullptr)
+        return {PvResult::InvalidParameter, "The event sink is null"};
+    if (std::find(impl_->sinks.begin(), impl_->sinks.end(), aEventSink) != impl_->sinks.end())
+        return {PvResult::StateError, "The event sink is registered already"};
+    impl_->sinks.push_back(aEventSink);
+    return PvResult::OK;
+}
+
+PvResult PvSystem::UnregisterEventSink(PvSystemEventSink* aEventSink)
+{
+    if (std::erase(impl_->sinks, aEventSink) == 0)
+        return {PvResult::NotFound, "The event sink is not registered"};
+    return PvResult::OK;
+}
+
+PvInterface& PvSystem::Impl::interface_for(const net::Interface& facts)
+{
+    const auto it = std::find_if(all.begin(), all.end(), [&](const auto& known) {
+        return known->impl_->facts.id == facts.id && known->impl_->facts.address == facts.address;
+    });
+    if (it != all.end()) {
+        (*it)->impl_->facts = facts;
+        return **it;
+    }
+    all.push_back(std::unique_ptr<PvInterface>(new PvInterface(std::make_unique<PvInterface::Impl>(*this, facts))));
+    return *all.back();
+}
+
+PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
+{
+    if (searching)
+        return {PvResult::StateError, "A search is under way already"};
+    struct Searching {
+        explicit Searching(bool& state) : flag(state) { flag = true; }
+        Searching(const Searching&) = delete;
+        Searching& operator=(const Searching&) = delete;
+        ~Searching() { flag = false; }
+        bool& flag;
+    } const guard(searching);
+
+    std::vector<net::Interface> hosts;
+    for (PvInterface* interface : interfaces) {
+        interface->impl_->listed.clear();
+        hosts.push_back(interface->impl_->facts);
+    }
+
+    device::DiscoveryOptions options;
+    options.timeout = detection_timeout;
+    options.broadcast_acknowledge = broadcast_acknowledge;
+    device::Discovery discovery(hosts, options);
+    discovery.run([&](const device::FoundDevice& found) {
+        PvInterface& interface = *interfaces[found.interface_index];
+        PvDeviceInfo& info = interface.impl_->device_for(interface, found);
+        bool ignore = false;
+        notify(interface, info, ignore);
+        if (!ignore)
+            interface.impl_->listed.push_back(&info);
+        return true;
+    });
+    malformed += discovery.statistics().malformed;
+
+    if (discovery.unusable().size() < interfaces.size())
+        return PvResult::OK;
+    std::string text = interfaces.empty() ? "The host has no network interface" : "No interface can be searched";
+    for (const device::UnusableInterface& unusable : discovery.unusable())
+        text += "; " + interfaces[unusable.interface_index]->impl_->id() + ": " + unusable.reason;
+    return {PvResult::NetworkError, text};
+}
+
+void PvSystem::Impl::notify(PvInterface& host, PvDeviceInfo& info, bool& ignore)
+{
+    const std::vector<PvSystemEventSink*> now = sinks;
+    for (PvSystemEventSink* sink : now) {
+        // one sink may unregister another
+        if (std::find(sinks.begin(), sinks.end(), sink) == sinks.end())
+            continue;
+        try {
+            sink->OnDeviceFound(&host, &info, ignore);
+        } catch (...) {
+            // what the application throws into the search is not the search's to handle
+        }
+    }
+}

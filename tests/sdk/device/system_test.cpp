@@ -1,0 +1,345 @@
+#include "sdk/device/PvSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "sdk/device/PvDeviceInfo.h"
+#include "sdk/device/PvInterface.h"
+#include "sdk/device/PvSystemEventSink.h"
+#include "sdk/net/interfaces.h"
+#include "tests/sdk/device/raw_camera.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+using device_test::RawCamera;
+using device_test::RawCameraOptions;
+
+constexpr net::Ipv4Address first_address{0x7F00001E};   // 127.0.0.30
+constexpr net::Ipv4Address second_address{0x7F00001F};  // 127.0.0.31
+
+RawCameraOptions options_at(net::Ipv4Address address)
+{
+    RawCameraOptions options;
+    options.address = address;
+    options.mac[5] = static_cast<std::uint8_t>(address.value);
+    return options;
+}
+
+/// Other cameras may be about on the loopback; these tests look for their own.
+PvDeviceInfo* find_by_mac(const PvInterface& interface, const std::string& mac)
+{
+    for (std::uint32_t i = 0; i < interface.GetDeviceCount(); ++i)
+        if (interface.GetDeviceInfo(i)->GetMACAddress().str() == mac)
+            return interface.GetDeviceInfo(i);
+    return nullptr;
+}
+
+PvInterface* loopback_of(const PvSystem& system)
+{
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i)
+        if (system.GetInterface(i)->GetIPAddress().str() == "127.0.0.1")
+            return system.GetInterface(i);
+    return nullptr;
+}
+
+constexpr const char* first_mac = "02:11:22:33:44:1e";
+constexpr const char* second_mac = "02:11:22:33:44:1f";
+
+class Sink : public PvSystemEventSink {
+public:
+    void OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore) override
+    {
+        thread = std::this_thread::get_id();
+        EXPECT_EQ(aDeviceInfo->GetInterface(), aInterface);
+        EXPECT_FALSE(aIgnore);
+        seen.push_back(aDeviceInfo->GetMACAddress().str());
+        if (seen.back() == ignore)
+            aIgnore = true;
+        if (throwing)
+            throw std::runtime_error("from the application");
+    }
+
+    std::string ignore;
+    bool throwing = false;
+    std::vector<std::string> seen;
+    std::thread::id thread;
+};
+
+class SystemTest : public testing::Test {
+protected:
+    SystemTest() { system.SetDetectionTimeout(300); }
+    PvSystem system;
+};
+
+TEST_F(SystemTest, IsEmptyBeforeTheFirstSearch)
+{
+    EXPECT_EQ(system.GetInterfaceCount(), 0U);
+    EXPECT_EQ(system.GetInterface(0), nullptr);
+    EXPECT_EQ(PvSystem().GetDetectionTimeout(), 1000U);
+    EXPECT_EQ(system.GetProtocolVersionMajor(), 2U);
+}
+
+TEST_F(SystemTest, ListsTheHostsInterfaces)
+{
+    EXPECT_TRUE(system.Find().IsOK());
+    const auto expected = net::list_interfaces();
+    ASSERT_EQ(system.GetInterfaceCount(), expected.size());
+    EXPECT_EQ(system.GetInterface(system.GetInterfaceCount()), nullptr);
+    for (std::uint32_t i = 0; i < expected.size(); ++i) {
+        const PvInterface& interface = *system.GetInterface(i);
+        EXPECT_EQ(interface.GetIPAddress().str(), expected[i].address.to_string());
+        EXPECT_EQ(interface.GetSubnetMask().str(), expected[i].mask.to_string());
+        EXPECT_EQ(interface.GetDefaultGateway().str(), expected[i].gateway.to_string());
+        EXPECT_EQ(interface.GetMACAddress().str(), expected[i].mac.to_string());
+        EXPECT_EQ(interface.GetDescription().str(), expected[i].description);
+        EXPECT_EQ(interface.GetType(), PvInterfaceNetworkStack);
+        for (std::uint32_t j = 0; j < i; ++j)
+            EXPECT_NE(interface.GetID(), system.GetInterface(j)->GetID());
+    }
+}
+
+TEST_F(SystemTest, TellsWhatACameraSaysOfItself)
+{
+    auto options = options_at(first_address);
+    options.name = "front door, left";  // fills its field without a terminating zero
+    const RawCamera camera(options);
+    ASSERT_TRUE(system.Find().IsOK());
+    ASSERT_NE(loopback_of(system), nullptr);
+    const PvDeviceInfo* info = find_by_mac(*loopback_of(system), first_mac);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->GetIPAddress().str(), "127.0.0.30");
+    EXPECT_EQ(info->GetSubnetMask().str(), "255.0.0.0");
+    EXPECT_EQ(info->GetDefaultGateway().str(), "0.0.0.0");
+    EXPECT_EQ(info->GetVendor().str(), "Raw Cameras");
+    EXPECT_EQ(info->GetModel().str(), "Raw 1");
+    EXPECT_EQ(info->GetVersion().str(), "1.2.3");
+    EXPECT_EQ(info->GetManufacturerInfo().str(), "made for tests");
+    EXPECT_EQ(info->GetSerialNumber().str(), "RAW-1");
+    EXPECT_EQ(info->GetUserDefinedName().str(), "front door, left");
+    EXPECT_EQ(info->GetID().str(), first_mac);
+    EXPECT_EQ(info->GetProtocolVersionMajor(), 2U);
+    EXPECT_EQ(info->GetProtocolVersionMinor(), 0U);
+    EXPECT_EQ(info->GetClass(), PvDeviceClassTransmitter);
+    EXPECT_EQ(info->GetAccessStatus(), PvAccessOpen);
+    EXPECT_TRUE(info->IsIPConfigurationValid());
+    EXPECT_EQ(info->GetInterface(), loopback_of(system));
+}
+
+TEST_F(SystemTest, ReadsTheClassFromTheDeviceMode)
+{
+    const std::pair<std::uint32_t, PvDeviceClass> cases[] = {{0x90000001, PvDeviceClassReceiver},
+                                                             {0xA0000001, PvDeviceClassTransceiver},
+                                                             {0xB0000001, PvDeviceClassPeripheral},
+                                                             {0xF0000001, PvDeviceClassUnknown}};
+    for (const auto& [mode, expected] : cases) {
+        auto options = options_at(first_address);
+        options.mode = mode;
+        const RawCamera camera(options);
+        ASSERT_TRUE(system.Find().IsOK());
+        ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+        EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetClass(), expected);
+    }
+}
+
+TEST_F(SystemTest, TellsWhoControlsACamera)
+{
+    RawCamera camera(options_at(first_address));
+    const std::pair<std::uint32_t, PvAccessType> cases[] = {
+        {2, PvAccessControl}, {1, PvAccessExclusive}, {3, PvAccessExclusive}, {0, PvAccessOpen}};
+    for (const auto& [privilege, expected] : cases) {
+        camera.set_control(privilege, {{0x7F000001}, 1});
+        ASSERT_TRUE(system.Find().IsOK());
+        ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+        EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetAccessStatus(), expected);
+    }
+}
+
+TEST_F(SystemTest, FindsACameraThatDoesNotTellWhoControlsIt)
+{
+    RawCamera camera(options_at(first_address));
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x80)
+            return std::vector<Bytes>{};
+        return std::nullopt;
+    });
+    ASSERT_TRUE(system.Find().IsOK());
+    ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetAccessStatus(), PvAccessUnknown);
+    EXPECT_GE(camera.count(0x0080), 2);
+}
+
+TEST_F(SystemTest, ListsACameraOnceHoweverOftenItAnswers)
+{
+    RawCamera camera(options_at(first_address));
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x02)
+            return std::nullopt;
+        const Bytes reply = RawCamera::ack(request, 0, camera.discovery_payload());
+        return std::vector<Bytes>{reply, reply, reply};
+    });
+    Sink sink;
+    system.RegisterEventSink(&sink);
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), first_mac), 1);
+}
+
+TEST_F(SystemTest, TellsCamerasWithoutMacAddressApartByTheirIpAddress)
+{
+    auto first = options_at(first_address);
+    auto second = options_at(second_address);
+    first.mac = second.mac = Bytes(6, 0);
+    first.version = second.version = 0;
+    first.mask = second.mask = 0;
+    const RawCamera first_camera(first);
+    const RawCamera second_camera(second);
+    ASSERT_TRUE(system.Find().IsOK());
+    int found = 0;
+    const PvInterface& loopback = *loopback_of(system);
+    for (std::uint32_t i = 0; i < loopback.GetDeviceCount(); ++i) {
+        const PvDeviceInfo& info = *loopback.GetDeviceInfo(i);
+        if (info.GetMACAddress().str() != "00:00:00:00:00:00")
+            continue;
+        found += info.GetID() == info.GetIPAddress() ? 1 : 0;
+        EXPECT_TRUE(info.IsIPConfigurationValid());
+    }
+    EXPECT_EQ(found, 2);
+}
+
+TEST_F(SystemTest, ShowsACameraOfAnotherSubnetAsMisconfigured)
+{
+    auto options = options_at(first_address);
+    options.told_address = 0xC0A8FA01;  // 192.168.250.1
+    options.mask = 0xFFFFFF00;
+    RawCamera camera(options);
+    ASSERT_TRUE(system.Find().IsOK());
+    const PvDeviceInfo* info = find_by_mac(*loopback_of(system), first_mac);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->GetIPAddress().str(), "192.168.250.1");
+    EXPECT_FALSE(info->IsIPConfigurationValid());
+    EXPECT_EQ(info->GetAccessStatus(), PvAccessUnknown);
+}
+
+TEST_F(SystemTest, TellsTheSinkOnTheCallersThreadAndDropsWhatItIgnores)
+{
+    const RawCamera first(options_at(first_address));
+    const RawCamera second(options_at(second_address));
+    Sink sink;
+    sink.ignore = first_mac;
+    EXPECT_TRUE(system.RegisterEventSink(&sink).IsOK());
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_EQ(sink.thread, std::this_thread::get_id());
+    EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), first_mac), 1);
+    EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), second_mac), 1);
+    EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*loopback_of(system), second_mac), nullptr);
+}
+
+TEST_F(SystemTest, GoesOnWhenASinkThrows)
+{
+    const RawCamera camera(options_at(first_address));
+    Sink sink;
+    sink.throwing = true;
+    system.RegisterEventSink(&sink);
+    EXPECT_TRUE(system.Find().IsOK());
+    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+}
+
+TEST_F(SystemTest, KeepsSinksApart)
+{
+    Sink sink;
+    EXPECT_EQ(system.RegisterEventSink(nullptr).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(system.UnregisterEventSink(&sink).GetCode(), PvResult::NotFound);
+    EXPECT_TRUE(system.RegisterEventSink(&sink).IsOK());
+    EXPECT_EQ(system.RegisterEventSink(&sink).GetCode(), PvResult::StateError);
+    EXPECT_TRUE(system.UnregisterEventSink(&sink).IsOK());
+    const RawCamera camera(options_at(first_address));
+    EXPECT_TRUE(system.Find().IsOK());
+    EXPECT_TRUE(sink.seen.empty());
+}
+
+TEST_F(SystemTest, RefusesASearchWithinASearch)
+{
+    struct Searching : PvSystemEventSink {
+        explicit Searching(PvSystem& its_system) : system(its_system) {}
+        void OnDeviceFound(PvInterface* aInterface, PvDeviceInfo*, bool&) override
+        {
+            codes.push_back(system.Find().GetCode());
+            codes.push_back(aInterface->Find().GetCode());
+        }
+        PvSystem& system;
+        std::vector<PvResult::Code> codes;
+    } sink(system);
+    const RawCamera camera(options_at(first_address));
+    system.RegisterEventSink(&sink);
+    EXPECT_TRUE(system.Find().IsOK());
+    ASSERT_GE(sink.codes.size(), 2U);
+    for (const PvResult::Code code : sink.codes)
+        EXPECT_EQ(code, PvResult::StateError);
+    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+}
+
+TEST_F(SystemTest, KeepsTheObjectsOfWhatIsFoundAgain)
+{
+    RawCamera camera(options_at(first_address));
+    ASSERT_TRUE(system.Find().IsOK());
+    const PvInterface* loopback = loopback_of(system);
+    const PvDeviceInfo* info = find_by_mac(*loopback, first_mac);
+    ASSERT_NE(info, nullptr);
+
+    camera.set_control(2, {{0x7F000001}, 1});
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_EQ(loopback_of(system), loopback);
+    EXPECT_EQ(find_by_mac(*loopback, first_mac), info);
+    EXPECT_EQ(info->GetAccessStatus(), PvAccessControl);
+
+    camera.mute(true);
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_EQ(find_by_mac(*loopback, first_mac), nullptr);
+    EXPECT_EQ(info->GetModel().str(), "Raw 1");  // still readable
+}
+
+TEST_F(SystemTest, SearchesOneInterfaceAlone)
+{
+    RawCamera camera(options_at(first_address));
+    camera.mute(true);
+    Sink sink;
+    system.RegisterEventSink(&sink);
+    ASSERT_TRUE(system.Find().IsOK());
+    PvInterface* loopback = loopback_of(system);
+    EXPECT_EQ(find_by_mac(*loopback, first_mac), nullptr);
+    camera.mute(false);
+    EXPECT_TRUE(loopback->Find().IsOK());
+    EXPECT_NE(find_by_mac(*loopback, first_mac), nullptr);
+    EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), first_mac), 1);
+}
+
+TEST_F(SystemTest, DropsMalformedAnswersAndCountsThem)
+{
+    RawCamera camera(options_at(first_address));
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x02)
+            return std::nullopt;
+        Bytes good = RawCamera::ack(request, 0, camera.discovery_payload());
+        Bytes cut(good.begin(), good.begin() + 100);                  // says 248 bytes and has fewer
+        Bytes too_short = RawCamera::ack(request, 0, Bytes(247, 0));  // one byte less than the least
+        return std::vector<Bytes>{cut, too_short, {0x00}, good};
+    });
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_GE(system.GetMalformedPacketCount(), 3U);
+}
+
+TEST_F(SystemTest, SearchesAllInterfacesWithinOneTimeout)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(system.Find().IsOK());
+    const auto took = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(took, 300ms);
+    EXPECT_LT(took, 300ms + 250ms + 400ms);  // timeout, access status, scheduling
+}
+
+}  // namespace
