@@ -1,0 +1,260 @@
+#include "devices/VexDevice.h"
+
+#include <utility>
+
+#include "devices/VexDeviceInfo.h"
+
+namespace {
+
+constexpr DISPID on_cmd_link_read = 1;
+constexpr DISPID on_cmd_link_write = 2;
+constexpr DISPID on_event = 3;
+constexpr DISPID on_link_disconnected = 4;
+constexpr DISPID on_link_reconnected = 5;
+constexpr DISPID on_restore_acquisition = 6;
+constexpr DISPID on_restore_configuration = 7;
+constexpr DISPID on_restore_device = 8;
+
+PvAccessType to_sdk(VexAccessType access) noexcept { return static_cast<PvAccessType>(access); }
+
+}  // namespace
+
+HRESULT CVexDevice::final_construct()
+{
+    own_new();
+    HRESULT created = server::create_object(parameters_);
+    if (SUCCEEDED(created)) {
+        created = server::create_object(link_);
+    }
+    if (SUCCEEDED(created) && sdk() != nullptr) {
+        sdk()->RegisterEventSink(this);
+    }
+    return created;
+}
+
+void CVexDevice::final_release() noexcept
+{
+    parameters_.reset();
+    link_.reset();
+    // while the object is whole: the SDK device may still be notifying, and waits for that when it is deleted
+    SdkObject::AttachSdkObject(nullptr);
+}
+
+void CVexDevice::AttachSdkObject(PvDevice* borrowed) noexcept
+{
+    SdkObject::AttachSdkObject(borrowed);
+    if (borrowed != nullptr && std::exchange(register_on_attach_, false)) {
+        borrowed->RegisterEventSink(this);
+    }
+}
+
+HRESULT CVexDevice::get_IsConnected(VARIANT_BOOL* pVal) noexcept
+{
+    return value(pVal, [](PvDevice& device) { return device.IsConnected(); });
+}
+
+HRESULT CVexDevice::get_IsIPEngine(VARIANT_BOOL* pVal) noexcept
+{
+    return value(pVal, [](PvDevice& device) { return device.IsIPEngine(); });
+}
+
+HRESULT CVexDevice::get_GenParameters(IVexGenParameterArray** pVal) noexcept
+{
+    return child(pVal, parameters_, [](PvDevice& device) { return device.GetGenParameters(); });
+}
+
+HRESULT CVexDevice::get_GenLink(IVexGenParameterArray** pVal) noexcept
+{
+    return child(pVal, link_, [](PvDevice& device) { return device.GetGenLink(); });
+}
+
+HRESULT CVexDevice::ConnectDeviceInfo(IVexDeviceInfo* aDeviceInfo, VexAccessType aAccessType, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) {
+        return device.Connect(&server::sdk_of<CVexDeviceInfo>(aDeviceInfo), to_sdk(aAccessType));
+    });
+}
+
+HRESULT CVexDevice::ConnectString(BSTR aInfo, VexAccessType aAccessType, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.Connect(server::from_bstr(aInfo), to_sdk(aAccessType)); });
+}
+
+HRESULT CVexDevice::Disconnect(IVexResult** out) noexcept
+{
+    return result(out, [](PvDevice& device) { return device.Disconnect(); });
+}
+
+HRESULT CVexDevice::DumpGenICamXML(BSTR aFileName, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.DumpGenICamXML(server::from_bstr(aFileName)); });
+}
+
+HRESULT CVexDevice::GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) {
+        PvString name;
+        PvResult outcome = device.GetDefaultGenICamXMLFilename(name);
+        server::store(aFileName, name);
+        return outcome;
+    });
+}
+
+HRESULT CVexDevice::SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
+                                         IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) {
+        return device.SetStreamDestination(server::from_bstr(aIPAddress), aDataPort, aChannel);
+    });
+}
+
+HRESULT CVexDevice::ResetStreamDestination(unsigned int aChannel, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.ResetStreamDestination(aChannel); });
+}
+
+HRESULT CVexDevice::NegotiatePacketSize(unsigned int aChannel, unsigned int aDefaultPacketSize,
+                                        IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.NegotiatePacketSize(aChannel, aDefaultPacketSize); });
+}
+
+HRESULT CVexDevice::Reset(IVexResult** out) noexcept
+{
+    return result(out, [](PvDevice& device) { return device.Reset(); });
+}
+
+HRESULT CVexDevice::ReadRegister(unsigned int aAddress, unsigned int* aValue, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) {
+        std::uint32_t read = 0;
+        PvResult outcome = device.ReadRegister(aAddress, read);
+        server::store(aValue, read);
+        return outcome;
+    });
+}
+
+HRESULT CVexDevice::WriteRegister(unsigned int aAddress, unsigned int aValue, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.WriteRegister(aAddress, aValue); });
+}
+
+HRESULT CVexDevice::ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
+                               IVexResult** out) noexcept
+{
+    const server::ArrayLock destination(aDestination);
+    if (FAILED(destination.status())) {
+        return destination.status();
+    }
+    return result(out, [&](PvDevice& device) { return device.ReadMemory(aAddress, destination.data(), aByteCount); });
+}
+
+HRESULT CVexDevice::WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
+                                IVexResult** out) noexcept
+{
+    const server::ArrayLock source(aSource);
+    if (FAILED(source.status())) {
+        return source.status();
+    }
+    return result(out, [&](PvDevice& device) { return device.WriteMemory(aAddress, source.data(), aByteCount); });
+}
+
+HRESULT CVexDevice::WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.WaitForMessagingChannelIdle(aTimeout); });
+}
+
+HRESULT CVexDevice::SetIPConfiguration(BSTR aMACAddress, BSTR aIP, BSTR aSubnetMask, BSTR aGateway,
+                                       IVexResult** out) noexcept
+{
+    return result(out, [&] {
+        return PvDevice::SetIPConfiguration(server::from_bstr(aMACAddress), server::from_bstr(aIP),
+                                            server::from_bstr(aSubnetMask), server::from_bstr(aGateway));
+    });
+}
+
+HRESULT CVexDevice::ResetStreamTimeoutCounter(unsigned int aChannel, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.ResetStreamTimeoutCounter(aChannel); });
+}
+
+HRESULT CVexDevice::ReportStreamTimeout(unsigned int aChannel, IVexResult** out) noexcept
+{
+    return result(out, [&](PvDevice& device) { return device.ReportStreamTimeout(aChannel); });
+}
+
+HRESULT CVexDevice::RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept
+{
+    client_sink_ = aEventSink;
+    return S_OK;
+}
+
+HRESULT CVexDevice::UnregisterEventSink(IVexDeviceEventSink* /*aEventSink*/) noexcept
+{
+    client_sink_ = nullptr;
+    return S_OK;
+}
+
+IVexDevice* CVexDevice::show(PvDevice* device) noexcept
+{
+    server::Ref<CVexDevice> shown;
+    if (device == nullptr || FAILED(server::create_object(shown))) {
+        return nullptr;
+    }
+    shown->register_on_attach_ = false;
+    shown->AttachSdkObject(device);
+    return shown.detach();
+}
+
+template <class... Parameters, class... Arguments>
+void CVexDevice::notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(Parameters...),
+                        Arguments... arguments) noexcept
+{
+    fire(event, arguments...);
+    if (client_sink_ != nullptr) {
+        (client_sink_->*member)(arguments...);
+    }
+}
+
+void CVexDevice::OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
+{
+    notify(on_cmd_link_read, &IVexDeviceEventSink::OnCmdLinkRead, server::to_address(aBuffer), aAddress, aLength);
+}
+
+void CVexDevice::OnCmdLinkWrite(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
+{
+    notify(on_cmd_link_write, &IVexDeviceEventSink::OnCmdLinkWrite, server::to_address(aBuffer), aAddress, aLength);
+}
+
+void CVexDevice::OnEvent(PvDevice* aDevice, std::uint16_t aEventID, std::uint16_t aChannel, std::uint64_t aBlockID,
+                         std::uint64_t aTimestamp, const void* aData, std::uint32_t aDataLength)
+{
+    // clients know block IDs of 16 bits
+    notify(on_event, &IVexDeviceEventSink::OnEvent, show(aDevice), aEventID, aChannel,
+           static_cast<unsigned short>(aBlockID), aTimestamp, server::to_address(aData), aDataLength);
+}
+
+void CVexDevice::OnLinkDisconnected(PvDevice* aDevice)
+{
+    notify(on_link_disconnected, &IVexDeviceEventSink::OnLinkDisconnected, show(aDevice));
+}
+
+void CVexDevice::OnLinkReconnected(PvDevice* aDevice)
+{
+    notify(on_link_reconnected, &IVexDeviceEventSink::OnLinkReconnected, show(aDevice));
+}
+
+void CVexDevice::OnRestoreAcquisition(PvDevice* aDevice)
+{
+    notify(on_restore_acquisition, &IVexDeviceEventSink::OnRestoreAcquisition, show(aDevice));
+}
+
+void CVexDevice::OnRestoreConfiguration(PvDevice* aDevice)
+{
+    notify(on_restore_configuration, &IVexDeviceEventSink::OnRestoreConfiguration, show(aDevice));
+}
+
+void CVexDevice::OnRestoreDevice(PvDevice* aDevice)
+{
+    notify(on_restore_device, &IVexDeviceEventSink::OnRestoreDevice, show(aDevice));
+}

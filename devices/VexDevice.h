@@ -1,0 +1,74 @@
+// VexDevice: the connection to one camera, its control channel and its features.
+#pragma once
+
+#include "genicam/VexGenParameterArray.h"
+#include "sdk/device/PvDevice.h"
+#include "sdk/device/PvDeviceEventSink.h"
+#include "server/wrapper.h"
+
+/// Owns the SDK device and is its event sink. Each notification that concerns a device shows clients a new wrapper that
+/// borrows the SDK device, and leaves that wrapper alive, so that a client may keep it without a reference of its own.
+class CVexDevice : public server::Wrapper<CVexDevice>, public PvDeviceEventSink, public server::SdkObject<PvDevice> {
+public:
+    HRESULT final_construct();
+    void final_release() noexcept;
+
+    /// Also becomes the borrowed device's event sink, unless this wrapper is one that shows a notification's device.
+    void AttachSdkObject(PvDevice* borrowed) noexcept;
+
+    HRESULT STDMETHODCALLTYPE get_IsConnected(VARIANT_BOOL* pVal) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_IsIPEngine(VARIANT_BOOL* pVal) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_GenParameters(IVexGenParameterArray** pVal) noexcept override;
+    HRESULT STDMETHODCALLTYPE get_GenLink(IVexGenParameterArray** pVal) noexcept override;
+    HRESULT STDMETHODCALLTYPE ConnectDeviceInfo(IVexDeviceInfo* aDeviceInfo, VexAccessType aAccessType,
+                                                IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ConnectString(BSTR aInfo, VexAccessType aAccessType,
+                                            IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE Disconnect(IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE DumpGenICamXML(BSTR aFileName, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
+                                                   IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ResetStreamDestination(unsigned int aChannel, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE NegotiatePacketSize(unsigned int aChannel, unsigned int aDefaultPacketSize,
+                                                  IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE Reset(IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
+                                           IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE WriteRegister(unsigned int aAddress, unsigned int aValue,
+                                            IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
+                                         IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
+                                          IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE SetIPConfiguration(BSTR aMACAddress, BSTR aIP, BSTR aSubnetMask, BSTR aGateway,
+                                                 IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ResetStreamTimeoutCounter(unsigned int aChannel, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE ReportStreamTimeout(unsigned int aChannel, IVexResult** result) noexcept override;
+    HRESULT STDMETHODCALLTYPE RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept override;
+    HRESULT STDMETHODCALLTYPE UnregisterEventSink(IVexDeviceEventSink* aEventSink) noexcept override;
+
+    void OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength) override;
+    void OnCmdLinkWrite(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength) override;
+    void OnEvent(PvDevice* aDevice, std::uint16_t aEventID, std::uint16_t aChannel, std::uint64_t aBlockID,
+                 std::uint64_t aTimestamp, const void* aData, std::uint32_t aDataLength) override;
+    void OnLinkDisconnected(PvDevice* aDevice) override;
+    void OnLinkReconnected(PvDevice* aDevice) override;
+    void OnRestoreAcquisition(PvDevice* aDevice) override;
+    void OnRestoreConfiguration(PvDevice* aDevice) override;
+    void OnRestoreDevice(PvDevice* aDevice) override;
+
+private:
+    /// A new wrapper around a notification's device, alive for good; null for null or when it cannot be made.
+    static IVexDevice* show(PvDevice* device) noexcept;
+    /// Fires the event to the advised sinks, then calls the client sink.
+    template <class... Parameters, class... Arguments>
+    void notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(Parameters...),
+                Arguments... arguments) noexcept;
+
+    server::Ref<CVexGenParameterArray> parameters_;
+    server::Ref<CVexGenParameterArray> link_;
+    bool register_on_attach_ = true;
+    IVexDeviceEventSink* client_sink_ = nullptr;  // no reference: the client unregisters before it goes away
+};
