@@ -1,0 +1,218 @@
+#include "server/late_binding.h"
+
+#include <algorithm>
+#include <array>
+
+#include "server/array_arguments.h"
+
+namespace server {
+
+namespace {
+
+constexpr VARTYPE bytes_type = VT_ARRAY | VT_UI1;
+constexpr VARTYPE variants_type = VT_ARRAY | VT_VARIANT;
+constexpr UINT most_arguments = 16;  // more than any member has
+
+/// A cheap look at a call's arguments: most calls have none that a member's types might not fit.
+bool may_need_adapting(const DISPPARAMS& parameters) noexcept
+{
+    return std::any_of(parameters.rgvarg, parameters.rgvarg + parameters.cArgs, [](const VARIANT& argument) {
+        switch (V_VT(&argument)) {
+        case VT_BYREF | VT_VARIANT:
+        case variants_type:
+        case VT_BYREF | variants_type:
+        case VT_BYREF | bytes_type:
+        case VT_DISPATCH: return true;  // an array-like object may come where bytes are wanted
+        default: return false;
+        }
+    });
+}
+
+/// The value a chain of references to variables ends in.
+VARIANT* referent(VARIANT* argument) noexcept
+{
+    while (V_VT(argument) == (VT_BYREF | VT_VARIANT)) {
+        argument = V_VARIANTREF(argument);
+    }
+    return argument;
+}
+
+/// One argument on its way to the member and back.
+class Argument {
+public:
+    Argument() noexcept { VariantInit(&temporary_); }
+    Argument(const Argument&) = delete;
+    Argument& operator=(const Argument&) = delete;
+    ~Argument() { VariantClear(&temporary_); }
+
+    /// Replaces `passed`, a shallow copy of the caller's argument, by what the parameter wants.
+    HRESULT adapt(VARIANT& passed, const ParameterFacts& wanted) noexcept
+    {
+        if (wanted.type == VT_VARIANT || wanted.type == VT_EMPTY) {
+            return S_OK;
+        }
+        if (wanted.type == bytes_type) {
+            return wanted.by_reference ? adapt_byte_reference(passed, wanted) : adapt_bytes(passed, wanted);
+        }
+        if (V_VT(&passed) != (VT_BYREF | VT_VARIANT)) {
+            return S_OK;
+        }
+        VARIANT* variable = referent(&passed);
+        if (!wanted.by_reference || V_VT(variable) == (VT_BYREF | wanted.type)) {
+            passed = *variable;
+            return S_OK;
+        }
+        return pass_temporary(passed, *variable, wanted);
+    }
+
+    /// Copies back what the member wrote, once it has succeeded.
+    void give_back() noexcept
+    {
+        if (elements_ != nullptr) {
+            fill_elements(V_ARRAY(&temporary_), *elements_);
+        } else if (variable_ != nullptr) {
+            VariantClear(variable_);
+            *variable_ = temporary_;
+            VariantInit(&temporary_);
+        }
+    }
+
+private:
+    /// A typed pointer is wanted: the member works on a temporary of that type.
+    HRESULT pass_temporary(VARIANT& passed, VARIANT& variable, const ParameterFacts& wanted) noexcept
+    {
+        const bool is_object = wanted.type == VT_DISPATCH || wanted.type == VT_UNKNOWN;
+        const bool holds_nothing = V_VT(&variable) == VT_EMPTY || V_VT(&variable) == VT_NULL;
+        if (wanted.in && !(holds_nothing && (is_object || (wanted.type & VT_ARRAY)))) {
+            if (const HRESULT converted = VariantChangeType(&temporary_, &variable, 0, wanted.type);
+                FAILED(converted)) {
+                return converted;
+            }
+        }
+        V_VT(&temporary_) = wanted.type;
+        if (wanted.out) {
+            variable_ = &variable;
+        }
+        V_VT(&passed) = static_cast<VARTYPE>(VT_BYREF | wanted.type);
+        V_BYREF(&passed) = &V_NONE(&temporary_);
+        return S_OK;
+    }
+
+    /// Bytes by value, which the member reads or fills in place.
+    HRESULT adapt_bytes(VARIANT& passed, const ParameterFacts& wanted) noexcept
+    {
+        VARIANT* given = referent(&passed);
+        switch (V_VT(given)) {
+        case VT_BYREF | bytes_type:
+            V_VT(&passed) = bytes_type;
+            V_ARRAY(&passed) = *V_ARRAYREF(given);
+            return S_OK;
+        case variants_type:
+        case VT_BYREF | variants_type:
+        case VT_DISPATCH: return pass_converted(passed, *given, wanted, bytes_type);
+        default: passed = *given; return S_OK;
+        }
+    }
+
+    /// A pointer to bytes, which the member may also replace.
+    HRESULT adapt_byte_reference(VARIANT& passed, const ParameterFacts& wanted) noexcept
+    {
+        VARIANT* given = referent(&passed);
+        switch (V_VT(given)) {
+        case VT_BYREF | bytes_type: passed = *given; return S_OK;
+        case bytes_type:
+            if (given == &passed) {
+                return S_OK;
+            }
+            V_VT(&passed) = VT_BYREF | bytes_type;
+            V_ARRAYREF(&passed) = &V_ARRAY(given);
+            return S_OK;
+        case variants_type:
+        case VT_BYREF | variants_type:
+            if (wanted.in) {
+                return pass_converted(passed, *given, wanted, VT_BYREF | bytes_type);
+            }
+            break;
+        default: break;
+        }
+        return given != &passed ? pass_temporary(passed, *given, wanted) : S_OK;
+    }
+
+    HRESULT pass_converted(VARIANT& passed, VARIANT& given, const ParameterFacts& wanted, VARTYPE as) noexcept
+    {
+        SAFEARRAY* bytes = nullptr;
+        const HRESULT converted = elements_to_bytes(given, &bytes);
+        if (converted == S_FALSE) {
+            // an object that is no array; the call itself says what is wrong with it
+            passed = given;
+            return S_OK;
+        }
+        if (FAILED(converted)) {
+            return converted;
+        }
+        V_VT(&temporary_) = bytes_type;
+        V_ARRAY(&temporary_) = bytes;
+        if (wanted.out) {
+            elements_ = &given;
+        }
+        V_VT(&passed) = as;
+        if (as & VT_BYREF) {
+            V_ARRAYREF(&passed) = &V_ARRAY(&temporary_);
+        } else {
+            V_ARRAY(&passed) = bytes;
+        }
+        return S_OK;
+    }
+
+    VARIANT temporary_;
+    VARIANT* variable_ = nullptr;  // the caller's variable that takes the temporary over
+    VARIANT* elements_ = nullptr;  // the caller's array whose elements take the temporary's bytes
+};
+
+HRESULT invoke_adapted(const TypeInfo& info, const MethodFacts& method, void* object, DISPID id, WORD flags,
+                       const DISPPARAMS& given, VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) noexcept
+{
+    std::array<Argument, most_arguments> arguments;
+    std::array<VARIANT, most_arguments> passed;
+    for (UINT at = 0; at < given.cArgs; ++at) {
+        // named arguments come first and name their parameter; the others follow, last first
+        const UINT last = given.cArgs - 1 - at;
+        const bool named = at < given.cNamedArgs && given.rgdispidNamedArgs[at] != DISPID_PROPERTYPUT;
+        const UINT place = named ? static_cast<UINT>(given.rgdispidNamedArgs[at]) : last;
+        passed[at] = given.rgvarg[at];
+        if (place >= method.parameters.size()) {
+            continue;
+        }
+        const HRESULT adapted = arguments[at].adapt(passed[at], method.parameters[place]);
+        if (FAILED(adapted)) {
+            if (bad_argument != nullptr) {
+                *bad_argument = at;
+            }
+            return adapted;
+        }
+    }
+    DISPPARAMS parameters = given;
+    parameters.rgvarg = passed.data();
+    const HRESULT called = info.get()->Invoke(object, id, flags, &parameters, result, exception, bad_argument);
+    if (SUCCEEDED(called)) {
+        for (UINT at = 0; at < given.cArgs; ++at) {
+            arguments[at].give_back();
+        }
+    }
+    return called;
+}
+
+}  // namespace
+
+HRESULT invoke(const TypeInfo& info, void* object, DISPID id, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+               EXCEPINFO* exception, UINT* bad_argument) noexcept
+{
+    if (parameters != nullptr && parameters->cArgs <= most_arguments && may_need_adapting(*parameters)) {
+        if (const MethodFacts* method = info.find(id, flags); method != nullptr) {
+            return invoke_adapted(info, *method, object, id, flags, *parameters, result, exception, bad_argument);
+        }
+    }
+    return info.get()->Invoke(object, id, flags, parameters, result, exception, bad_argument);
+}
+
+}  // namespace server

@@ -1,0 +1,13 @@
+// The one routine that turns an SDK outcome into the object clients see.
+#pragma once
+
+#include "sdk/base/PvResult.h"
+#include "server/type_library.h"
+
+namespace server {
+
+/// Stores a new result object with a copy of `result`, one reference, in *object. E_OUTOFMEMORY when it cannot be made;
+/// *object is not written then. E_POINTER for a null `object`.
+HRESULT CreateResultObject(const PvResult& result, IVexResult** object) noexcept;
+
+}  // namespace server

@@ -1,0 +1,33 @@
+// The wall between the SDK's C++ and COM: no exception crosses an interface.
+#pragma once
+
+#include "sdk/base/PvResult.h"
+#include "server/com.h"
+
+namespace server {
+
+/// Thrown inside the wall by helpers that find a call outside the contract, such as a null argument.
+struct HresultError {
+    HRESULT code;
+};
+
+/// The HRESULT that fits the exception being handled: an HresultError's own code, E_OUTOFMEMORY for bad_alloc,
+/// E_FAIL for anything else. Call from a catch block only.
+[[nodiscard]] HRESULT hresult_of_exception() noexcept;
+
+/// The result that fits the exception being handled where a member reports by result object: GenericError with the
+/// exception's text. HresultError and bad_alloc have no result; they stay exceptions and are thrown on.
+[[nodiscard]] PvResult result_of_exception();
+
+/// Runs body, which returns an HRESULT, and turns an exception into one.
+template <class Body>
+[[nodiscard]] HRESULT guarded(Body&& body) noexcept
+{
+    try {
+        return body();
+    } catch (...) {
+        return hresult_of_exception();
+    }
+}
+
+}  // namespace server
