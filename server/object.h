@@ -17,10 +17,23 @@ class ReferenceCount {
 public:
     ULONG add() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
     ULONG remove() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+    /// Adds one unless the object is going away already.
+    bool add_if_alive() noexcept
+    {
+        ULONG count = count_.load(std::memory_order_relaxed);
+        while (count != 0 && count < going_away) {
+            if (count_.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) {
+                return true;
+            }
+        }
+        return false;
+    }
     /// An object that goes away may hand itself out once more while it does; that must not destroy it twice.
-    void keep_from_returning_to_zero() noexcept { count_.store(0x40000000, std::memory_order_relaxed); }
+    void keep_from_returning_to_zero() noexcept { count_.store(going_away, std::memory_order_relaxed); }
 
 private:
+    static constexpr ULONG going_away = 0x40000000;
+
     std::atomic<ULONG> count_{0};
 };
 
@@ -63,6 +76,7 @@ public:
         }
         return left;
     }
+    bool hold_if_alive() noexcept override { return references_.add_if_alive(); }
 
 private:
     template <class U>
@@ -106,6 +120,7 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return outer_->AddRef(); }
     ULONG STDMETHODCALLTYPE Release() noexcept override { return outer_->Release(); }
+    bool hold_if_alive() noexcept override { return inner_.hold_if_alive(*outer_); }
 
 private:
     class Inner final : public IUnknown {
@@ -134,6 +149,16 @@ private:
                 delete &object_;
             }
             return left;
+        }
+        /// The outer object lives while this one does, so its own count decides; the reference is the outer object's.
+        bool hold_if_alive(IUnknown& outer) noexcept
+        {
+            if (!references_.add_if_alive()) {
+                return false;
+            }
+            outer.AddRef();
+            Release();
+            return true;
         }
 
     private:

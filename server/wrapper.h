@@ -48,6 +48,9 @@ public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override = 0;
     ULONG STDMETHODCALLTYPE AddRef() noexcept override = 0;
     ULONG STDMETHODCALLTYPE Release() noexcept override = 0;
+    /// Takes a reference unless the object is going away already: for whoever keeps a bare pointer that final_release
+    /// takes back. Any thread.
+    virtual bool hold_if_alive() noexcept = 0;
 
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) noexcept final
     {
@@ -118,6 +121,40 @@ protected:
         return guarded([&] { return CreateResultObject(outcome(call), not_null(out)); });
     }
 
+    /// A member that reports by result object and has one more output: `call` takes the SDK object and a Value to fill,
+    /// and returns a PvResult. The output is stored as the SDK left it, whatever the result.
+    template <class Value, class Out, class Call>
+    HRESULT result_with(IVexResult** out, Out* filled, Call&& call) noexcept
+    {
+        return guarded([&] {
+            Value left{};
+            auto fill = [&](auto& sdk) { return std::invoke(call, sdk, left); };
+            const PvResult outcome_of_call = outcome(fill);
+            store(filled, left);
+            return CreateResultObject(outcome_of_call, not_null(out));
+        });
+    }
+
+    /// A getter that reports failures as error information: `call` takes the SDK object and a Value to fill, and
+    /// returns a PvResult. The value is stored as the SDK left it; then a result that is not OK is raised.
+    template <class Value, class Out, class Call>
+    HRESULT get(Out* out, Call&& call) noexcept
+    {
+        return guarded([&]() -> HRESULT {
+            Value left{};
+            auto fill = [&](auto& sdk) { return std::invoke(call, sdk, left); };
+            const PvResult outcome_of_call = on_sdk(fill);
+            store(out, left);
+            return outcome_of_call.IsOK() ? S_OK : raise(outcome_of_call);
+        });
+    }
+    /// The same for an SDK getter of the usual form, given as a pointer to it.
+    template <class Value, class Sdk, class Out>
+    HRESULT get(Out* out, PvResult (Sdk::*getter)(Value&) const) noexcept
+    {
+        return get<Value>(out, [getter](const Sdk& sdk, Value& left) { return (sdk.*getter)(left); });
+    }
+
     /// A getter: what `call` returns is stored by the conversion rules.
     template <class Out, class Call>
     HRESULT value(Out* out, Call&& call) noexcept
@@ -175,7 +212,7 @@ private:
     decltype(auto) on_sdk(Call& call)
     {
         if constexpr (uses_sdk<Call>) {
-            return call(*not_null(static_cast<T*>(this)->sdk()));
+            return std::invoke(call, *not_null(static_cast<T*>(this)->sdk()));
         } else {
             return call();
         }
