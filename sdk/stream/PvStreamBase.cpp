@@ -1,0 +1,129 @@
+#include "sdk/stream/PvStreamBase.h"
+
+#include <optional>
+#include <string>
+
+#include "sdk/net/interfaces.h"
+#include "sdk/stream/stream_channel.h"
+
+namespace {
+
+/// An address given by the client; `what` names it in the failure's text.
+PvResult parse(const PvString& text, const char* what, net::Ipv4Address& address)
+{
+    const std::optional<net::Ipv4Address> parsed = net::Ipv4Address::parse(text.view());
+    if (!parsed.has_value())
+        return {PvResult::InvalidParameter,
+                "the " + std::string(what) + " '" + text.str() + "' is not an IPv4 address"};
+    address = *parsed;
+    return PvResult::OK;
+}
+
+/// Fills in the device's address and the interface's; an empty `local_ip` takes the interface that leads to the device.
+PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::Endpoints& endpoints)
+{
+    if (PvResult result = parse(device_ip, "device address", endpoints.device); !result.IsOK())
+        return result;
+    if (endpoints.device.is_any() || endpoints.device.is_multicast())
+        return {PvResult::InvalidParameter, "'" + device_ip.str() + "' is no device's address"};
+    if (!local_ip.empty())
+        return parse(local_ip, "local address", endpoints.local);
+    endpoints.local = net::local_address_towards(endpoints.device);
+    if (endpoints.local.is_any())
+        return {PvResult::NetworkError, "no interface leads to " + device_ip.str()};
+    return PvResult::OK;
+}
+
+}  // namespace
+
+PvStreamBase::PvStreamBase() : channel_(std::make_unique<stream::StreamChannel>()) {}
+
+PvStreamBase::~PvStreamBase() = default;
+
+PvResult PvStreamBase::Open(const PvString& device_ip, std::uint16_t local_port, std::uint16_t channel,
+                            const PvString& local_ip)
+{
+    stream::Endpoints endpoints{.channel = channel, .port = local_port};
+    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK())
+        return result;
+    return channel_->open(endpoints);
+}
+
+PvResult PvStreamBase::Open(const PvString& device_ip, const PvString& multicast_ip, std::uint16_t data_port,
+                            std::uint16_t channel, const PvString& local_ip)
+{
+    stream::Endpoints endpoints{.channel = channel, .port = data_port};
+    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK())
+        return result;
+    net::Ipv4Address group;
+    if (PvResult result = parse(multicast_ip, "multicast address", group); !result.IsOK())
+        return result;
+    if (!group.is_multicast())
+        return {PvResult::InvalidParameter, "'" + multicast_ip.str() + "' is not a multicast address"};
+    if (data_port == 0)
+        return {PvResult::InvalidParameter, "a multicast stream needs the port that the device sends to"};
+    endpoints.group = group;
+    return channel_->open(endpoints);
+}
+
+PvResult PvStreamBase::Close()
+{
+    channel_->close();
+    return PvResult::OK;
+}
+
+bool PvStreamBase::IsOpen() const { return channel_->endpoints().has_value(); }
+
+PvResult PvStreamBase::QueueBuffer(PvBuffer* buffer) { return channel_->queue(buffer); }
+
+PvResult PvStreamBase::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout)
+{
+    if (buffer == nullptr || operation_result == nullptr)
+        return {PvResult::InvalidParameter, "the buffer and its operation result need a place"};
+    return channel_->retrieve(*buffer, *operation_result, timeout);
+}
+
+PvResult PvStreamBase::AbortQueuedBuffers() { return channel_->abort(); }
+
+PvResult PvStreamBase::FlushPacketQueue() { return channel_->flush(); }
+
+std::uint32_t PvStreamBase::GetQueuedBufferCount() const { return channel_->held_buffers(); }
+
+std::uint32_t PvStreamBase::GetQueuedBufferMaximum() const { return stream::StreamChannel::most_buffers; }
+
+std::uint16_t PvStreamBase::GetLocalPort() const
+{
+    const auto endpoints = channel_->endpoints();
+    return endpoints.has_value() ? endpoints->port : std::uint16_t{0};
+}
+
+PvString PvStreamBase::GetLocalIPAddress() const
+{
+    const auto endpoints = channel_->endpoints();
+    return endpoints.has_value() ? PvString(endpoints->local.to_string()) : PvString();
+}
+
+PvString PvStreamBase::GetMulticastIPAddress() const
+{
+    const auto endpoints = channel_->endpoints();
+    return endpoints.has_value() && endpoints->group.has_value() ? PvString(endpoints->group->to_string()) : PvString();
+}
+
+std::uint16_t PvStreamBase::GetChannel() const
+{
+    const auto endpoints = channel_->endpoints();
+    return endpoints.has_value() ? endpoints->channel : std::uint16_t{0};
+}
+
+PvString PvStreamBase::GetDeviceIPAddress() const
+{
+    const auto endpoints = channel_->endpoints();
+    return endpoints.has_value() ? PvString(endpoints->device.to_string()) : PvString();
+}
+
+PvResult PvStreamBase::IsDriverInstalled(const PvString& device_ip, bool& installed, const PvString& local_ip)
+{
+    installed = false;
+    stream::Endpoints endpoints;
+    return resolve(device_ip, local_ip, endpoints);
+}

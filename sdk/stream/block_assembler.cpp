@@ -1,0 +1,394 @@
+#include "sdk/stream/block_assembler.h"
+
+#include <algorithm>
+
+namespace stream {
+
+namespace gvsp = wire::gvsp;
+
+namespace {
+
+/// 16-bit block IDs count from 1 to 65535 and begin again at 1.
+constexpr std::int64_t standard_cycle = 65535;
+/// No gap of 64-bit IDs is this long; the device counts from elsewhere.
+constexpr std::int64_t longest_gap = std::int64_t{1} << 31;
+/// A block that ended this many blocks ago gets no packets any more.
+constexpr std::int64_t latest_packets = 100;
+
+bool carries_data(gvsp::Status status) noexcept
+{
+    // devices mark packets that they send again with a status of its own, in either form of the header
+    return status == gvsp::Status::success || status == gvsp::Status::packet_resend;
+}
+
+struct AllInLayout {
+    std::size_t leader;
+    std::size_t trailer;
+};
+
+/// Bytes of leader and trailer in an all-in packet; empty for types that do not travel that way or are not known here.
+std::optional<AllInLayout> layout_of(const gvsp::Leader& leader) noexcept
+{
+    const std::size_t chunk_information = leader.payload_type != leader.base_type() ? 8 : 0;
+    switch (leader.base_type()) {
+    case gvsp::payload_type::image: return AllInLayout{36, 8 + chunk_information};
+    case gvsp::payload_type::raw_data: return AllInLayout{20, 4 + chunk_information};
+    case gvsp::payload_type::chunk_data: return AllInLayout{12, 8};
+    default: return std::nullopt;
+    }
+}
+
+bool is_marked_resent(const gvsp::Header& header) noexcept
+{
+    return header.status == gvsp::Status::packet_resend ||
+           (header.extended_ids && (header.flags & gvsp::header_flag::resent) != 0);
+}
+
+}  // namespace
+
+void BlockAssembler::process(std::span<const net::Datagram> datagrams, time_point now)
+{
+    now_ = now;
+    for (const net::Datagram& datagram : datagrams) {
+        ++counters_.of(take_in(datagram));
+        if (block_completed_)
+            settle();
+    }
+    settle();
+}
+
+void BlockAssembler::on_time(time_point now)
+{
+    now_ = now;
+    settle();
+}
+
+PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
+{
+    if (!device_.is_any() && datagram.source.address != device_)
+        return PacketFate::foreign;
+    const std::optional<gvsp::Packet> packet = gvsp::decode_packet(datagram.data);
+    return packet.has_value() ? take_in(*packet) : PacketFate::malformed;
+}
+
+PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
+{
+    const gvsp::Header& header = packet.header;
+    if (!carries_data(header.status)) {
+        if (header.status == gvsp::Status::data_overrun)
+            if (BlockFrame* frame = frame_of(header, nullptr))
+                frame->note_overrun();
+        return PacketFate::unavailable;
+    }
+    if (header.format == gvsp::Format::leader)
+        return put_leader(packet);
+    if (header.format == gvsp::Format::all_in)
+        return put_all_in(packet);
+    BlockFrame* frame = frame_of(header, nullptr);
+    return frame != nullptr ? put(*frame, packet) : PacketFate::late;
+}
+
+PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
+{
+    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
+    if (!leader.has_value() || packet.header.packet_id != 0)
+        return PacketFate::malformed;
+    BlockFrame* frame = frame_of(packet.header, &*leader);
+    if (frame == nullptr)
+        return PacketFate::late;
+    const PacketFate fate = frame->put_leader(*leader, habits_);
+    account(*frame, packet.header, fate);
+    return fate;
+}
+
+PacketFate BlockAssembler::put(BlockFrame& frame, const gvsp::Packet& packet)
+{
+    PacketFate fate = PacketFate::unsupported;
+    if (packet.header.format == gvsp::Format::payload) {
+        fate = put_payload(frame, packet.header.packet_id, packet.payload);
+    } else if (packet.header.format == gvsp::Format::trailer) {
+        const std::optional<gvsp::Trailer> trailer = gvsp::decode_trailer(packet.payload);
+        fate = trailer.has_value() ? frame.put_trailer(packet.header.packet_id, *trailer, counters_)
+                                   : PacketFate::malformed;
+    } else {
+        frame.note_unsupported();
+    }
+    account(frame, packet.header, fate);
+    return fate;
+}
+
+PacketFate BlockAssembler::put_payload(BlockFrame& frame, std::uint32_t packet_id, std::span<const std::uint8_t> data)
+{
+    if (frame.buffer() == nullptr && !give_buffer(frame))
+        return PacketFate::no_buffer;
+    return frame.put_payload(packet_id, data, habits_, counters_);
+}
+
+/// A whole block in one packet: leader, trailer, data.
+PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
+{
+    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
+    if (!leader.has_value() || packet.header.packet_id != 0)
+        return PacketFate::malformed;
+    const std::optional<AllInLayout> layout = layout_of(*leader);
+    BlockFrame* frame = frame_of(packet.header, &*leader);
+    if (frame == nullptr)
+        return PacketFate::late;
+    PacketFate fate = PacketFate::unsupported;
+    if (!layout.has_value()) {
+        frame->note_unsupported();
+    } else if (packet.payload.size() <= layout->leader + layout->trailer) {
+        fate = PacketFate::malformed;
+    } else if (const std::optional<gvsp::Trailer> trailer =
+                   gvsp::decode_trailer(packet.payload.subspan(layout->leader, layout->trailer));
+               !trailer.has_value()) {
+        fate = PacketFate::malformed;
+    } else {
+        fate = frame->put_leader(*leader, habits_);
+        if (fate == PacketFate::stored)
+            fate = put_payload(*frame, 1, packet.payload.subspan(layout->leader + layout->trailer));
+        if (fate == PacketFate::stored || fate == PacketFate::no_room || fate == PacketFate::no_buffer)
+            frame->put_trailer(2, *trailer, counters_);
+    }
+    account(*frame, packet.header, fate);
+    return fate;
+}
+
+/// What every packet of a block in flight has in common.
+void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, PacketFate fate)
+{
+    frame.touch(now_);
+    if (fate != PacketFate::stored)
+        frame.note_ignored();
+    if (is_marked_resent(header)) {
+        ++counters_.packets_resent;
+        frame.note_resent();
+    }
+    block_completed_ = block_completed_ || frame.complete();
+}
+
+bool BlockAssembler::give_buffer(BlockFrame& frame)
+{
+    if (frame.dropped())
+        return false;
+    PvBuffer* buffer = port_.take();
+    if (buffer == nullptr) {
+        frame.drop();
+        return false;
+    }
+    frame.use(*buffer, habits_);
+    return true;
+}
+
+/// The frame of the packet's block, opened if need be; null for a block that has ended. `leader` is the packet's own
+/// content when it is a leader.
+BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Leader* leader)
+{
+    if (current_ != nullptr && current_->block_id() == header.block_id && extended_ids_ == header.extended_ids &&
+        leader == nullptr)
+        return current_;
+    if (numbering_known_ && header.extended_ids != extended_ids_)
+        begin_anew();
+    if (!numbering_known_)
+        return &begin_numbering(header);
+
+    const std::int64_t distance = distance_from_newest(header.block_id);
+    if (distance > longest_gap || distance < -longest_gap) {
+        begin_anew();
+        return &begin_numbering(header);
+    }
+    const std::int64_t order = newest_order_ + distance;
+    BlockFrame* frame = find(order);
+    const bool another_of_its_number =
+        frame != nullptr && leader != nullptr && frame->has_leader() && frame->timestamp() != leader->timestamp;
+    if (another_of_its_number || is_new_beginning(order, leader)) {
+        begin_anew();
+        return &begin_numbering(header);
+    }
+    if (frame != nullptr)
+        return current_ = frame;
+    if (order < next_order_)
+        return nullptr;
+    if (open_count_ == window) {
+        end_first(false);
+        if (order < next_order_)
+            return nullptr;
+    }
+    if (order > newest_order_) {
+        newest_order_ = order;
+        newest_id_ = header.block_id;
+    }
+    return &open(order, header.block_id);
+}
+
+BlockFrame* BlockAssembler::find(std::int64_t order) const noexcept
+{
+    for (BlockFrame* frame : in_flight())
+        if (frame->order() == order)
+            return frame;
+    return nullptr;
+}
+
+BlockFrame& BlockAssembler::begin_numbering(const gvsp::Header& header)
+{
+    numbering_known_ = true;
+    extended_ids_ = header.extended_ids;
+    newest_id_ = header.block_id;
+    first_order_ = newest_order_;
+    next_order_ = newest_order_;
+    began_at_ = now_;
+    return open(newest_order_, header.block_id);
+}
+
+std::int64_t BlockAssembler::distance_from_newest(std::uint64_t block_id) const noexcept
+{
+    if (extended_ids_)
+        return static_cast<std::int64_t>(block_id - newest_id_);
+    const std::int64_t distance = static_cast<std::int64_t>(block_id) - static_cast<std::int64_t>(newest_id_);
+    if (distance > standard_cycle / 2)
+        return distance - standard_cycle;
+    return distance < -(standard_cycle / 2) ? distance + standard_cycle : distance;
+}
+
+/// Whether a packet of a block that has ended shows that the device counts anew, rather than being late: it is a leader
+/// with another timestamp, or comes when nothing of that block can be on its way any more.
+bool BlockAssembler::is_new_beginning(std::int64_t order, const gvsp::Leader* leader) const noexcept
+{
+    if (order >= next_order_)
+        return false;
+    if (order < next_order_ - latest_packets)
+        return true;
+    const Ended ended =
+        order >= first_order_ ? ended_[static_cast<std::size_t>(order % memory_of_ended)] : Ended{.at = began_at_};
+    if (leader == nullptr)
+        return now_ - ended.at > settings_.pause;
+    return (ended.leader_seen && ended.timestamp != leader->timestamp) || now_ - ended.at > settings_.retention;
+}
+
+/// Ends what is in flight, as the numbers that follow have nothing to do with it.
+void BlockAssembler::begin_anew()
+{
+    while (open_count_ != 0)
+        end_first(false);
+    numbering_known_ = false;
+    newest_order_ = next_order_;  // orders go on ascending
+    ++counters_.restarts;
+}
+
+BlockFrame& BlockAssembler::open(std::int64_t order, std::uint64_t block_id)
+{
+    const auto is_free = [this](const BlockFrame& frame) { return std::ranges::count(in_flight(), &frame) == 0; };
+    BlockFrame& frame = *std::ranges::find_if(frames_, is_free);
+    frame.open(order, block_id, now_);
+    std::size_t position = open_count_++;
+    for (; position > 0 && open_[position - 1]->order() > order; --position)
+        open_[position] = open_[position - 1];
+    open_[position] = &frame;
+    current_ = &frame;
+    ++counters_.blocks_begun;
+    return frame;
+}
+
+/// Ends, in block order, what is complete or given up.
+void BlockAssembler::settle()
+{
+    block_completed_ = false;
+    while (open_count_ != 0) {
+        const std::optional<time_point> due = next_deadline();
+        if (!open_[0]->complete() && (!due.has_value() || *due > now_))
+            return;
+        end_first(false);
+    }
+}
+
+std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const noexcept
+{
+    if (open_count_ == 0)
+        return std::nullopt;
+    const BlockFrame& first = *open_[0];
+    const std::span<BlockFrame* const> later = in_flight().subspan(1);
+    if (std::ranges::any_of(later, [](const BlockFrame* frame) { return frame->complete(); }))
+        return first.last_packet() + std::min(settings_.reordering, settings_.retention);
+    if (!later.empty() || first.has_hole() || first.dropped())
+        return first.last_packet() + settings_.retention;
+    // a leader alone announces a block whose exposure may take any time
+    if (!first.has_payload())
+        return std::nullopt;
+    return first.last_packet() + settings_.pause;
+}
+
+void BlockAssembler::end_first(bool aborted)
+{
+    BlockFrame& frame = *open_[0];
+    const Ended ended{.leader_seen = frame.has_leader(), .timestamp = frame.timestamp(), .at = now_};
+    remember(frame.order(), ended);
+    deliver(frame, aborted);
+    remove(0);
+}
+
+void BlockAssembler::deliver(BlockFrame& frame, bool aborted)
+{
+    if (frame.buffer() == nullptr && aborted && !frame.dropped()) {
+        ++counters_.of(BlockFate::discarded);
+    } else if (frame.buffer() == nullptr && !give_buffer(frame)) {
+        ++counters_.of(BlockFate::no_buffer);
+    } else {
+        PvBuffer& buffer = *frame.buffer();
+        const BlockFate fate = frame.finish(aborted, habits_, counters_);
+        ++counters_.of(fate);
+        port_.deliver(buffer, fate);
+    }
+}
+
+void BlockAssembler::remove(std::size_t position) noexcept
+{
+    if (current_ == open_[position])
+        current_ = nullptr;
+    std::copy(open_.begin() + static_cast<std::ptrdiff_t>(position) + 1,
+              open_.begin() + static_cast<std::ptrdiff_t>(open_count_),
+              open_.begin() + static_cast<std::ptrdiff_t>(position));
+    --open_count_;
+}
+
+/// Notes the end of a block, and of those before it of which nothing ever came.
+void BlockAssembler::remember(std::int64_t order, const Ended& ended) noexcept
+{
+    const std::int64_t missing = order - next_order_;
+    counters_.block_ids_missing += static_cast<std::uint64_t>(missing);
+    for (std::int64_t i = std::min(missing, memory_of_ended); i > 0; --i)
+        ended_[static_cast<std::size_t>((order - i) % memory_of_ended)] = {.at = ended.at};
+    ended_[static_cast<std::size_t>(order % memory_of_ended)] = ended;
+    next_order_ = order + 1;
+}
+
+void BlockAssembler::abort()
+{
+    while (open_count_ != 0)
+        end_first(true);
+}
+
+void BlockAssembler::discard()
+{
+    while (open_count_ != 0) {
+        const std::size_t last = open_count_ - 1;
+        if (PvBuffer* buffer = open_[last]->buffer())
+            port_.put_back(*buffer);
+        ++counters_.of(BlockFate::discarded);
+        remove(last);
+    }
+    numbering_known_ = false;
+    next_order_ = ++newest_order_;
+}
+
+bool BlockAssembler::forget(const PvBuffer& buffer) noexcept
+{
+    for (BlockFrame* frame : in_flight()) {
+        if (frame->buffer() == &buffer) {
+            frame->drop();
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace stream

@@ -1,0 +1,503 @@
+#include "sdk/stream/block_frame.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "sdk/wire/pixel_format.h"
+
+namespace stream {
+
+namespace {
+
+constexpr std::uint64_t endless = std::numeric_limits<std::uint64_t>::max();
+/// Formats of a maker's own may be compressed: their bit count bounds their size from above only.
+constexpr std::uint32_t custom_format = 0x80000000;
+/// Payload packets that leave an ID for the trailer.
+constexpr std::uint64_t most_packets = 0xFFFFFFFE;
+
+/// Bytes of an image whose lines follow each other without being filled up to whole bytes, as some packed formats do.
+std::uint64_t unaligned_size(const acquisition::ImageGeometry& image) noexcept
+{
+    const std::uint64_t pixels = std::uint64_t{image.width} * image.height;
+    const unsigned bits = wire::bits_per_pixel(static_cast<std::uint32_t>(image.pixel_type));
+    if (bits != 0 && pixels > (endless - 7) / bits)
+        return endless - 1;
+    const std::uint64_t bytes = (pixels * bits + 7) / 8;
+    const std::uint64_t padding = std::uint64_t{image.padding_x} * image.height + image.padding_y;
+    return bytes > endless - 1 - padding ? endless - 1 : bytes + padding;
+}
+
+std::uint64_t packets_for(std::uint64_t bytes, std::uint32_t stride) noexcept
+{
+    return bytes / stride + (bytes % stride != 0 ? 1 : 0);
+}
+
+PvPayloadType payload_type_of(std::uint16_t base_type) noexcept
+{
+    namespace type = wire::gvsp::payload_type;
+    if ((base_type >= type::image && base_type <= type::extended_chunk_data) ||
+        base_type >= PvPayloadTypeDeviceSpecificBase)
+        return static_cast<PvPayloadType>(base_type);
+    return PvPayloadTypeUndefined;
+}
+
+std::uint64_t microseconds(net::Clock::time_point time) noexcept
+{
+    const auto since = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+    return since > 0 ? static_cast<std::uint64_t>(since) : 0;
+}
+
+}  // namespace
+
+void BlockFrame::open(std::int64_t order, std::uint64_t block_id, time_point now) noexcept
+{
+    order_ = order;
+    block_id_ = block_id;
+    first_packet_ = now;
+    last_packet_ = now;
+    buffer_ = nullptr;
+    memory_ = nullptr;
+    capacity_ = 0;
+    dropped_ = false;
+    forget_payload();
+    payload_packets_ = 0;
+    leader_seen_ = false;
+    payload_type_ = PvPayloadTypeUndefined;
+    timestamp_ = 0;
+    image_.reset();
+    raw_length_.reset();
+    announced_ = {};
+    field_id_ = 0;
+    field_count_ = 0;
+    trailer_seen_ = false;
+    delivered_lines_ = 0;
+    data_overrun_ = false;
+    unsupported_ = false;
+    failure_ = PvResult::OK;
+    ignored_ = 0;
+    resent_ = 0;
+}
+
+void BlockFrame::forget_payload() noexcept
+{
+    stride_ = 0;
+    highest_ = 0;
+    received_ = 0;
+    outside_ = 0;
+    bytes_ = 0;
+    extent_ = 0;
+    short_id_ = 0;
+    short_length_ = 0;
+    parked_id_ = 0;
+    arrived_.clear();
+}
+
+void BlockFrame::drop() noexcept
+{
+    buffer_ = nullptr;
+    memory_ = nullptr;
+    capacity_ = 0;
+    dropped_ = true;
+}
+
+void BlockFrame::use(PvBuffer& buffer, const StreamHabits& habits)
+{
+    buffer_ = &buffer;
+    begin_buffer(habits);
+}
+
+/// Tells the buffer what is known of the block and makes room for it.
+void BlockFrame::begin_buffer(const StreamHabits& habits)
+{
+    acquisition::BlockStart start;
+    start.payload_type = leader_seen_ ? payload_type_ : habits.payload_type;
+    start.block_id = block_id_;
+    start.timestamp = timestamp_;
+    start.reception_time = microseconds(first_packet_);
+    start.payload_size = announced_.ends() ? announced_.most : std::max(announced_.least, habits.payload_size);
+    start.image = image_;
+    start.announced_raw_length = raw_length_;
+    const PvResult result = acquisition::begin(*buffer_, start);
+    // that memory of the client's own is too small shows when a packet does not fit
+    if (result.GetCode() == PvResult::NotEnoughMemory || result.GetCode() == PvResult::ErrOverflow)
+        failure_ = result.GetCode();
+
+    const std::span<std::uint8_t> memory = acquisition::memory(*buffer_);
+    if ((memory.data() != memory_ || memory.size() != capacity_) && received_ != 0)
+        forget_payload();  // it went with the memory that was too small
+    memory_ = memory.data();
+    capacity_ = memory.size();
+}
+
+void BlockFrame::read_announcement(const wire::gvsp::Leader& leader) noexcept
+{
+    payload_type_ = payload_type_of(leader.base_type());
+    timestamp_ = leader.timestamp;
+    field_id_ = leader.field_id;
+    field_count_ = leader.field_count;
+    raw_length_ = leader.payload_size;
+    const bool chunks_follow = (leader.payload_type & wire::gvsp::payload_type::chunks_appended) != 0 ||
+                               payload_type_ == PvPayloadTypeChunkData ||
+                               payload_type_ == PvPayloadTypeExtendedChunkData;
+    if (leader.image.has_value()) {
+        const wire::gvsp::ImageInfo& info = *leader.image;
+        image_ = acquisition::ImageGeometry{.width = info.size_x,
+                                            .height = info.size_y,
+                                            .pixel_type = static_cast<PvPixelType>(info.pixel_format),
+                                            .offset_x = info.offset_x,
+                                            .offset_y = info.offset_y,
+                                            .padding_x = info.padding_x,
+                                            .padding_y = info.padding_y};
+        announced_.least = (info.pixel_format & custom_format) != 0 ? 0 : unaligned_size(*image_);
+        announced_.most = acquisition::required_size(*image_);
+    } else if (raw_length_.has_value()) {
+        announced_ = {*raw_length_, *raw_length_};
+    }
+    if (chunks_follow)
+        announced_.most = endless;
+}
+
+PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const StreamHabits& habits)
+{
+    if (leader_seen_)
+        return PacketFate::redundant;
+    leader_seen_ = true;
+    read_announcement(leader);
+    if (buffer_ != nullptr)
+        begin_buffer(habits);
+    return PacketFate::stored;
+}
+
+PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters)
+{
+    if (trailer_seen_)
+        return packet_id == payload_packets_ + 1 ? PacketFate::redundant : PacketFate::malformed;
+    if (packet_id == 0 || packet_id <= highest_)
+        return PacketFate::malformed;
+    trailer_seen_ = true;
+    payload_packets_ = packet_id - 1;
+    delivered_lines_ = trailer.size_y.value_or(0);
+    if (short_id_ != 0 && short_id_ != payload_packets_)
+        take_back(short_id_, short_length_, counters);
+    reject_cut_packet(counters);
+    return PacketFate::stored;
+}
+
+PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data,
+                                   const StreamHabits& habits, Counters& counters)
+{
+    if (packet_id == 0 || data.empty() || (trailer_seen_ && packet_id > payload_packets_))
+        return PacketFate::malformed;
+    if (stride_ == 0) {
+        if (packet_id == parked_id_)
+            return PacketFate::redundant;
+        if (!settle_stride(packet_id, data.size(), habits))
+            return park(packet_id, data);
+        place_parked(counters);
+    }
+    if (data.size() > stride_) {
+        // only packet 1 came so far, and it was cut on its way: this one tells the stride
+        if (highest_ != 1)
+            return PacketFate::malformed;
+        take_back(1, stride_, counters);
+        stride_ = static_cast<std::uint32_t>(data.size());
+    }
+    return place(packet_id, data, counters);
+}
+
+/// Whether this packet makes the stride certain: full packets are the rule, packet 1 is full unless it is the only one,
+/// and of any two packets at most one is the last.
+bool BlockFrame::settle_stride(std::uint32_t packet_id, std::size_t length, const StreamHabits& habits) noexcept
+{
+    if (parked_id_ != 0)
+        stride_ = static_cast<std::uint32_t>(std::max(length, parked_.size()));
+    else if (packet_id == 1 || length == habits.stride)
+        stride_ = static_cast<std::uint32_t>(length);
+    return stride_ != 0;
+}
+
+PacketFate BlockFrame::park(std::uint32_t packet_id, std::span<const std::uint8_t> data)
+{
+    try {
+        parked_.assign(data.begin(), data.end());
+    } catch (const std::bad_alloc&) {
+        failure_ = PvResult::NotEnoughMemory;
+        return PacketFate::no_room;
+    }
+    parked_id_ = packet_id;
+    highest_ = packet_id;
+    return PacketFate::stored;
+}
+
+void BlockFrame::place_parked(Counters& counters)
+{
+    if (parked_id_ == 0)
+        return;
+    const std::uint32_t id = parked_id_;
+    parked_id_ = 0;
+    const PacketFate fate = place(id, parked_, counters);
+    if (fate != PacketFate::stored) {
+        --counters.of(PacketFate::stored);
+        ++counters.of(fate);
+    }
+}
+
+PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters)
+{
+    if (arrived_.test(packet_id))
+        return PacketFate::redundant;
+    if (short_id_ != 0 && packet_id > short_id_)
+        take_back(short_id_, short_length_, counters);
+
+    const bool is_short = data.size() < stride_;
+    if (is_short && (packet_id < highest_ || (trailer_seen_ && packet_id != payload_packets_)))
+        return PacketFate::malformed;
+
+    const std::uint64_t offset = std::uint64_t{packet_id - 1} * stride_;
+    std::size_t length = data.size();
+    // some devices fill the last packet up to the full length
+    if (offset < announced_.most && length > announced_.most - offset)
+        length = static_cast<std::size_t>(announced_.most - offset);
+
+    const bool in_order = packet_id >= highest_;
+    if (in_order)
+        highest_ = packet_id;
+    else
+        ++counters.packets_out_of_order;
+    extent_ = std::max(extent_, offset + length);
+    if (offset + length > capacity_) {
+        ++outside_;
+        return PacketFate::no_room;
+    }
+    try {
+        arrived_.set(packet_id);
+    } catch (const std::bad_alloc&) {
+        failure_ = PvResult::NotEnoughMemory;
+        return PacketFate::no_room;
+    }
+    std::memcpy(memory_ + offset, data.data(), length);
+    ++received_;
+    bytes_ += length;
+    counters.stored_bytes += length;
+    if (is_short) {
+        short_id_ = packet_id;
+        short_length_ = static_cast<std::uint32_t>(length);
+        reject_cut_packet(counters);
+    }
+    return PacketFate::stored;
+}
+
+/// A packet that was taken for complete turned out to be cut.
+void BlockFrame::take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept
+{
+    if (arrived_.test(packet_id)) {
+        arrived_.reset(packet_id);
+        --received_;
+        bytes_ -= length;
+        counters.stored_bytes -= length;
+        --counters.of(PacketFate::stored);
+        ++counters.of(PacketFate::malformed);
+        ++ignored_;
+    }
+    if (packet_id == short_id_)
+        short_id_ = 0;
+}
+
+/// With the trailer there, a last packet that does not reach the announced end is known to be cut.
+void BlockFrame::reject_cut_packet(Counters& counters) noexcept
+{
+    if (short_id_ == 0 || !trailer_seen_ || short_id_ != payload_packets_)
+        return;
+    const std::uint64_t end = std::uint64_t{short_id_ - 1} * stride_ + short_length_;
+    if (end < needed_bytes())
+        take_back(short_id_, short_length_, counters);
+}
+
+/// The least bytes that the block must have by its leader and, where a device ended an image early, by its trailer.
+std::uint64_t BlockFrame::needed_bytes() const noexcept
+{
+    if (image_.has_value() && announced_.least != 0 && delivered_lines_ != 0 && delivered_lines_ < image_->height) {
+        acquisition::ImageGeometry shortened = *image_;
+        shortened.height = delivered_lines_;
+        shortened.padding_y = 0;
+        return unaligned_size(shortened);
+    }
+    return announced_.least;
+}
+
+/// The number of payload packets, once it is certain; 0 while it is not.
+std::uint64_t BlockFrame::known_packets() const noexcept
+{
+    if (trailer_seen_)
+        return payload_packets_;
+    if (stride_ != 0 && announced_.ends()) {
+        const std::uint64_t packets = packets_for(announced_.most, stride_);
+        if (packets_for(announced_.least, stride_) == packets || highest_ == packets)
+            return std::max<std::uint64_t>(packets, highest_);
+    }
+    return short_id_;
+}
+
+bool BlockFrame::has_hole() const noexcept { return trailer_seen_ || received_ + outside_ != highest_; }
+
+bool BlockFrame::complete() const noexcept
+{
+    if (dropped_ || unsupported_)
+        return trailer_seen_;
+    return leader_seen_ && trailer_seen_ && received_ + outside_ >= payload_packets_;
+}
+
+bool BlockFrame::all_payload_there() const noexcept
+{
+    const std::uint64_t packets = known_packets();
+    return (packets != 0 || trailer_seen_) && received_ == packets && bytes_ >= needed_bytes();
+}
+
+BlockFate BlockFrame::fate(bool aborted) const noexcept
+{
+    if (aborted)
+        return BlockFate::aborted;
+    if (failure_ != PvResult::OK)
+        return BlockFate::failed;
+    if (unsupported_)
+        return BlockFate::invalid_format;
+    if (outside_ != 0)
+        return BlockFate::buffer_too_small;
+    return leader_seen_ && all_payload_there() ? BlockFate::complete : BlockFate::missing_packets;
+}
+
+PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const
+{
+    const std::string block = "block " + std::to_string(block_id_);
+    switch (fate) {
+    case BlockFate::aborted: return PvResult::Aborted;
+    case BlockFate::failed: return failure_;
+    case BlockFate::invalid_format:
+        return {PvResult::InvalidDataFormat, block + " came in a payload layout that is not supported"};
+    case BlockFate::buffer_too_small:
+        return {PvResult::BufferTooSmall,
+                block + " needs " + std::to_string(extent_) + " bytes, the buffer has " + std::to_string(capacity_)};
+    case BlockFate::missing_packets:
+        return {PvResult::MissingPackets,
+                block + ": " + std::to_string(lost) + " of " + std::to_string(packets) + " packets did not arrive"};
+    default: return PvResult::OK;
+    }
+}
+
+/// Fills the list of missing ranges, leader and trailer included, and returns how many packets that are.
+std::uint64_t BlockFrame::list_missing(std::uint64_t packets)
+{
+    missing_.clear();
+    std::uint64_t lost = 0;
+    const auto add = [&](std::uint32_t low, std::uint32_t high) {
+        lost += std::uint64_t{high} - low + 1;
+        if (!missing_.empty() && missing_.back().high + 1 == low)
+            missing_.back().high = high;
+        else
+            missing_.push_back({low, high});
+    };
+    if (!leader_seen_)
+        add(0, 0);
+    // what did arrive but had no room is not missing
+    const std::uint64_t last = outside_ != 0 && stride_ != 0 ? std::min(packets, capacity_ / stride_) : packets;
+    arrived_.for_each_gap(1, last, add);
+    if (!trailer_seen_)
+        add(static_cast<std::uint32_t>(packets + 1), static_cast<std::uint32_t>(packets + 1));
+    return lost;
+}
+
+acquisition::ImageStatus BlockFrame::image_status() const noexcept
+{
+    acquisition::ImageStatus status;
+    status.data_overrun = data_overrun_;
+    if (field_count_ > 1) {
+        status.interlaced_odd = field_id_ % 2 != 0;
+        status.interlaced_even = !status.interlaced_odd;
+    }
+    if (!image_.has_value() || stride_ == 0)
+        return status;
+    const std::uint64_t line =
+        wire::line_bytes(static_cast<std::uint32_t>(image_->pixel_type), image_->width) + image_->padding_x;
+    const std::uint64_t end = needed_bytes();
+    for (const acquisition::PacketRange& range : missing_) {
+        const std::uint64_t from = std::uint64_t{std::max(range.low, 1U) - 1} * stride_;
+        const std::uint64_t to = std::min(std::uint64_t{range.high} * stride_, end);
+        if (from >= to || line == 0)
+            continue;
+        const std::uint64_t first_whole_line = (from + line - 1) / line * line;
+        if (first_whole_line + line <= to)
+            status.full_line_missing = true;
+        if (from % line != 0 || to % line != 0)
+            status.partial_line_missing = true;
+    }
+    return status;
+}
+
+/// For a block of which a single packet came, and not packet 1.
+void BlockFrame::guess_stride(const StreamHabits& habits) noexcept
+{
+    const std::size_t length = parked_.size();
+    if (length <= habits.stride)
+        stride_ = habits.stride;
+    else
+        stride_ = static_cast<std::uint32_t>(length);
+}
+
+BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& counters)
+{
+    if (parked_id_ != 0 && stride_ == 0) {
+        guess_stride(habits);
+        place_parked(counters);
+    }
+    if (stride_ == 0)
+        stride_ = habits.stride;
+    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && bytes_ < needed_bytes())
+        take_back(short_id_, short_length_, counters);
+
+    const BlockFate end_fate = fate(aborted);
+    const std::uint64_t known = known_packets();
+    const std::uint64_t packets =
+        std::min(known != 0 || trailer_seen_ ? known : std::max<std::uint64_t>(highest_, 1), most_packets);
+
+    acquisition::BlockEnd end;
+    std::uint64_t lost = 0;
+    try {
+        lost = list_missing(packets);
+        end.result = describe(end_fate, lost, packets + 2);
+    } catch (const std::bad_alloc&) {
+        missing_.clear();
+        end.result = PvResult::NotEnoughMemory;
+    }
+    end.acquired_size = bytes_;
+    end.expected_resend_count = resent_;
+    end.lost_packet_count = static_cast<std::uint32_t>(std::min<std::uint64_t>(lost, endless >> 32));
+    end.ignored_packet_count = ignored_;
+    end.missing = missing_;
+    end.status = image_status();
+    if (delivered_lines_ != 0)
+        end.delivered_lines = delivered_lines_;
+    acquisition::finish(*buffer_, end);
+
+    counters.packets_lost += aborted ? 0 : lost;
+    counters.data_overruns += end.status.data_overrun ? 1 : 0;
+    counters.partial_line_missing += end.status.partial_line_missing ? 1 : 0;
+    counters.full_line_missing += end.status.full_line_missing ? 1 : 0;
+    if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage)
+        ++counters.images;
+    if (!end.result.IsOK())
+        counters.last_error = end.result.GetCode();
+
+    if (received_ > 1 || (received_ == 1 && highest_ == 1))
+        habits.stride = stride_;
+    if (leader_seen_)
+        habits.payload_type = payload_type_;
+    // learnt only from what was really sent: a lying packet ID must not make buffers grow
+    if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends())
+        habits.payload_size = std::max(habits.payload_size, extent_);
+    buffer_ = nullptr;
+    return end_fate;
+}
+
+}  // namespace stream

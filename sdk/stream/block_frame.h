@@ -1,0 +1,151 @@
+// One block while its packets arrive.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "sdk/buffer/acquisition.h"
+#include "sdk/net/clock.h"
+#include "sdk/stream/counters.h"
+#include "sdk/stream/packet_bitmap.h"
+#include "sdk/wire/gvsp.h"
+
+namespace stream {
+
+/// What a block tells about the ones that follow it; used where their own packets have not told yet.
+struct StreamHabits {
+    std::uint32_t stride = 0;        ///< data bytes of a full payload packet; 0 until one was seen
+    std::uint64_t payload_size = 0;  ///< bytes of the largest recent block of unannounced size
+    PvPayloadType payload_type = PvPayloadTypeUndefined;
+};
+
+/// Puts the packets of one block in their places and keeps account of them.
+///
+/// All payload packets but the last carry the same number of bytes, the stride; packet k lies at (k - 1) * stride. The
+/// stride is taken from the packets, never from a configuration: it is the length of packet 1, or of any two packets
+/// the greater length. Until it is certain, the one packet that cannot be placed yet is kept aside.
+///
+/// A packet shorter than the stride is the last one. It is taken for that until a later one shows that it was cut.
+///
+/// Reused from block to block; after the first blocks it allocates nothing. Not thread-safe.
+class BlockFrame {
+public:
+    using time_point = net::Clock::time_point;
+
+    /// Starts anew for a block. `order` is the block's place in the sequence of blocks.
+    void open(std::int64_t order, std::uint64_t block_id, time_point now) noexcept;
+
+    [[nodiscard]] std::int64_t order() const noexcept { return order_; }
+    [[nodiscard]] std::uint64_t block_id() const noexcept { return block_id_; }
+    [[nodiscard]] time_point last_packet() const noexcept { return last_packet_; }
+    void touch(time_point now) noexcept { last_packet_ = now; }
+
+    [[nodiscard]] PvBuffer* buffer() const noexcept { return buffer_; }
+    /// Uses `buffer` for the block, made ready for what is known of it.
+    void use(PvBuffer& buffer, const StreamHabits& habits);
+    /// There is no buffer for this block: its packets are counted and thrown away.
+    void drop() noexcept;
+    [[nodiscard]] bool dropped() const noexcept { return dropped_; }
+
+    [[nodiscard]] bool has_leader() const noexcept { return leader_seen_; }
+    [[nodiscard]] std::uint64_t timestamp() const noexcept { return timestamp_; }
+    [[nodiscard]] bool has_payload() const noexcept { return highest_ != 0; }
+    /// All packets up to the last one seen are there, so that the rest may just not have been sent yet.
+    [[nodiscard]] bool has_hole() const noexcept;
+    /// Nothing more is to come.
+    [[nodiscard]] bool complete() const noexcept;
+
+    PacketFate put_leader(const wire::gvsp::Leader& leader, const StreamHabits& habits);
+    /// Needs a buffer. `counters` is told when an earlier packet turns out to be malformed.
+    PacketFate put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data, const StreamHabits& habits,
+                           Counters& counters);
+    PacketFate put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters);
+
+    void note_overrun() noexcept { data_overrun_ = true; }
+    void note_unsupported() noexcept { unsupported_ = true; }
+    void note_ignored() noexcept { ++ignored_; }
+    void note_resent() noexcept { ++resent_; }
+
+    /// Ends the block and records its outcome in the buffer, which it gives up. `aborted` tells that it was the client
+    /// who ended it. Returns how the block ended.
+    BlockFate finish(bool aborted, StreamHabits& habits, Counters& counters);
+
+private:
+    /// Payload bytes that a leader announces; where chunks of unknown size follow, `most` is without end.
+    struct Size {
+        std::uint64_t least = 0;
+        std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+
+        [[nodiscard]] bool ends() const noexcept { return most != std::numeric_limits<std::uint64_t>::max(); }
+    };
+
+    void begin_buffer(const StreamHabits& habits);
+    void forget_payload() noexcept;
+    void read_announcement(const wire::gvsp::Leader& leader) noexcept;
+    PacketFate park(std::uint32_t packet_id, std::span<const std::uint8_t> data);
+    bool settle_stride(std::uint32_t packet_id, std::size_t length, const StreamHabits& habits) noexcept;
+    PacketFate place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters);
+    void place_parked(Counters& counters);
+    void guess_stride(const StreamHabits& habits) noexcept;
+    void take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept;
+    void reject_cut_packet(Counters& counters) noexcept;
+    [[nodiscard]] std::uint64_t needed_bytes() const noexcept;
+    [[nodiscard]] std::uint64_t known_packets() const noexcept;
+    [[nodiscard]] bool all_payload_there() const noexcept;
+    [[nodiscard]] BlockFate fate(bool aborted) const noexcept;
+    [[nodiscard]] PvResult describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const;
+    std::uint64_t list_missing(std::uint64_t packets);
+    [[nodiscard]] acquisition::ImageStatus image_status() const noexcept;
+
+    std::int64_t order_ = 0;
+    std::uint64_t block_id_ = 0;
+    time_point first_packet_;
+    time_point last_packet_;
+
+    PvBuffer* buffer_ = nullptr;
+    std::uint8_t* memory_ = nullptr;
+    std::uint64_t capacity_ = 0;
+    bool dropped_ = false;
+
+    std::uint32_t stride_ = 0;           // 0 until certain
+    std::uint32_t highest_ = 0;          // highest payload packet ID seen
+    std::uint64_t received_ = 0;         // payload packets in memory
+    std::uint64_t outside_ = 0;          // payload packets for which there was no room
+    std::uint64_t bytes_ = 0;            // payload bytes in memory
+    std::uint64_t extent_ = 0;           // end of the furthest payload seen, in memory or not
+    std::uint64_t payload_packets_ = 0;  // by the trailer, once it came
+    PacketBitmap arrived_;
+
+    // the last packet, when it is shorter than the stride
+    std::uint32_t short_id_ = 0;
+    std::uint32_t short_length_ = 0;
+
+    // the packet that cannot be placed yet
+    std::uint32_t parked_id_ = 0;
+    std::vector<std::uint8_t> parked_;
+
+    bool leader_seen_ = false;
+    PvPayloadType payload_type_ = PvPayloadTypeUndefined;
+    std::uint64_t timestamp_ = 0;
+    std::optional<acquisition::ImageGeometry> image_;
+    std::optional<std::uint64_t> raw_length_;
+    Size announced_;
+    std::uint8_t field_id_ = 0;
+    std::uint8_t field_count_ = 0;
+
+    bool trailer_seen_ = false;
+    std::uint32_t delivered_lines_ = 0;  // 0 when not told
+
+    bool data_overrun_ = false;
+    bool unsupported_ = false;
+    PvResult::Code failure_ = PvResult::OK;
+    std::uint32_t ignored_ = 0;
+    std::uint32_t resent_ = 0;
+    std::vector<acquisition::PacketRange> missing_;
+};
+
+}  // namespace stream

@@ -1,0 +1,390 @@
+#include "sdk/stream/stream_channel.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <new>
+#include <string>
+#include <system_error>
+
+#include "sdk/base/thread_name.h"
+#include "sdk/net/packet_receiver.h"
+
+namespace stream {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The largest UDP payload there is: whatever packet size a device uses, its packets fit.
+constexpr std::size_t largest_packet = 65507;
+constexpr std::size_t packets_per_batch = 64;
+/// Bridges the receive thread's pauses: 100 ms at a gigabit per second. The system may give less.
+constexpr int socket_buffer_bytes = 16 * 1024 * 1024;
+/// How soon the receive thread notices that it shall stop or flush.
+constexpr std::chrono::milliseconds longest_wait = 20ms;
+/// A flush that a device keeps feeding ends after so many batches.
+constexpr int most_flushed_batches = 4096;
+
+PvResult not_open() { return {PvResult::NotConnected, "the stream is not open"}; }
+
+}  // namespace
+
+/// Holds `work_` for another thread than the receive thread, which steps aside while somebody waits: under full load it
+/// would take the lock again before the other is awake.
+class StreamChannel::WorkLock {
+public:
+    explicit WorkLock(const StreamChannel& channel) : channel_(channel)
+    {
+        channel_.waiting_for_work_.fetch_add(1, std::memory_order_relaxed);
+        channel_.work_.lock();
+        channel_.waiting_for_work_.fetch_sub(1, std::memory_order_relaxed);
+    }
+    ~WorkLock() { channel_.work_.unlock(); }
+    WorkLock(const WorkLock&) = delete;
+    WorkLock& operator=(const WorkLock&) = delete;
+
+private:
+    const StreamChannel& channel_;
+};
+
+StreamChannel::StreamChannel(const net::Clock& clock) : clock_(clock)
+{
+    idle_.reserve(most_buffers);
+    ready_.reserve(most_buffers);
+}
+
+StreamChannel::~StreamChannel() { close(); }
+
+net::UdpSocket StreamChannel::open_socket(const Endpoints& endpoints) const
+{
+    net::UdpOptions options;
+    options.receive_buffer_bytes = socket_buffer_bytes;
+    if (!endpoints.group.has_value())
+        return net::UdpSocket::open({endpoints.local, endpoints.port}, options);
+
+    options.reuse_address = true;
+    net::UdpSocket socket;
+    try {
+        // bound to the group, the socket does not see the groups that others on this host have joined
+        socket = net::UdpSocket::open({*endpoints.group, endpoints.port}, options);
+    } catch (const std::system_error&) {
+        socket = net::UdpSocket::open({net::any_address, endpoints.port}, options);
+    }
+    if (const std::error_code error = socket.join(*endpoints.group, endpoints.local))
+        throw std::system_error(error,
+                                "cannot join " + endpoints.group->to_string() + " on " + endpoints.local.to_string());
+    return socket;
+}
+
+PvResult StreamChannel::open(const Endpoints& endpoints)
+{
+    const std::lock_guard lifecycle(lifecycle_);
+    {
+        const std::lock_guard lock(queues_);
+        if (open_)
+            return {PvResult::StateError, "the stream is open already"};
+    }
+    try {
+        socket_ = open_socket(endpoints);
+        receiver_ = net::PacketReceiver::create(socket_, largest_packet, packets_per_batch);
+        {
+            const WorkLock work(*this);
+            assembler_ = std::make_unique<BlockAssembler>(static_cast<BufferPort&>(*this), endpoints.device);
+            assembler_->set_settings(settings_);
+        }
+        {
+            const std::lock_guard lock(queues_);
+            endpoints_ = endpoints;
+            endpoints_.port = socket_.local().port;
+            open_ = true;
+            ++session_;
+            counters_ = {};
+            reset_at_ = {};
+            rates_.reset();
+        }
+        stop_ = false;
+        thread_ = std::thread([this] { receive_loop(); });
+        return PvResult::OK;
+    } catch (const std::exception& error) {
+        {
+            const std::lock_guard lock(queues_);
+            open_ = false;
+        }
+        changed_.notify_all();
+        flushed_.notify_all();
+        give_all_back();
+        receiver_.reset();
+        socket_.close();
+        if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr)
+            return PvResult::NotEnoughMemory;
+        return {PvResult::NetworkError, std::string("cannot open the stream: ") + error.what()};
+    }
+}
+
+void StreamChannel::close()
+{
+    const std::lock_guard lifecycle(lifecycle_);
+    {
+        const std::lock_guard lock(queues_);
+        if (!open_)
+            return;
+        open_ = false;
+    }
+    changed_.notify_all();
+    flushed_.notify_all();
+    stop_ = true;
+    thread_.join();
+    if (endpoints_.group.has_value())
+        socket_.leave(*endpoints_.group, endpoints_.local);
+    receiver_.reset();
+    socket_.close();
+    {
+        const WorkLock work(*this);
+        assembler_->abort();
+        assembler_.reset();
+        give_all_back();
+    }
+}
+
+/// Lets go of all buffers; those that are not filled are marked as aborted.
+void StreamChannel::give_all_back()
+{
+    const std::lock_guard lock(queues_);
+    for (PvBuffer* buffer : idle_) {
+        mark_aborted(*buffer);
+        acquisition::release(*buffer, *this);
+    }
+    for (PvBuffer* buffer : ready_)
+        acquisition::release(*buffer, *this);
+    idle_.clear();
+    ready_.clear();
+}
+
+void StreamChannel::mark_aborted(PvBuffer& buffer) noexcept
+{
+    acquisition::begin(buffer, {.payload_type = buffer.GetPayloadType()});
+    acquisition::finish(buffer, {.result = PvResult::Aborted});
+}
+
+PvResult StreamChannel::queue(PvBuffer* buffer)
+{
+    if (buffer == nullptr)
+        return {PvResult::InvalidParameter, "there is no buffer to queue"};
+    const std::lock_guard lock(queues_);
+    if (!open_)
+        return not_open();
+    if (idle_.size() + ready_.size() + filling_ >= most_buffers)
+        return {PvResult::ErrOverflow, "the queue holds " + std::to_string(most_buffers) + " buffers already"};
+    if (!acquisition::hold(*buffer, *this))
+        return {PvResult::StateError, "the buffer is queued already"};
+    idle_.push_back(buffer);
+    return PvResult::OK;
+}
+
+PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms)
+{
+    buffer = nullptr;
+    std::unique_lock lock(queues_);
+    PvResult result = wait_for_block(lock, timeout_ms);
+    if (result.IsOK()) {
+        buffer = ready_.front();
+        ready_.erase(ready_.begin());
+        operation_result = buffer->GetOperationResult();
+        acquisition::release(*buffer, *this);
+    } else {
+        operation_result = result;
+    }
+    return result;
+}
+
+PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms)
+{
+    const std::uint64_t session = session_;
+    const std::uint64_t underruns = underruns_;
+    const auto closed = [&] { return !open_ || session_ != session; };
+    const auto done = [&] { return !ready_.empty() || closed(); };
+    if (!open_)
+        return not_open();
+    if (timeout_ms == wait_forever)
+        changed_.wait(lock, done);
+    else
+        changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), done);
+    if (closed())
+        return {PvResult::NotConnected, "the stream was closed"};
+    if (!ready_.empty())
+        return PvResult::OK;
+    if (underruns_ != underruns)
+        return {PvResult::NoAvailableData, "blocks arrived for which no buffer was queued"};
+    return {PvResult::Timeout, "no block was completed within " + std::to_string(timeout_ms) + " ms"};
+}
+
+PvResult StreamChannel::abort()
+{
+    const WorkLock work(*this);
+    if (assembler_ == nullptr)
+        return not_open();
+    assembler_->abort();
+    {
+        const std::lock_guard lock(queues_);
+        for (PvBuffer* buffer : idle_) {
+            mark_aborted(*buffer);
+            ready_.push_back(buffer);
+        }
+        idle_.clear();
+    }
+    changed_.notify_all();
+    return PvResult::OK;
+}
+
+PvResult StreamChannel::flush()
+{
+    std::unique_lock lock(queues_);
+    if (!open_)
+        return not_open();
+    const std::uint64_t session = session_;
+    const std::uint64_t done = flushes_done_;
+    flush_wanted_ = true;
+    flushed_.wait(lock, [&] { return flushes_done_ != done || !open_ || session_ != session; });
+    return flushes_done_ != done ? PvResult(PvResult::OK) : not_open();
+}
+
+std::uint32_t StreamChannel::held_buffers() const
+{
+    const std::lock_guard lock(queues_);
+    return static_cast<std::uint32_t>(idle_.size() + ready_.size()) + filling_;
+}
+
+std::optional<Endpoints> StreamChannel::endpoints() const
+{
+    const std::lock_guard lock(queues_);
+    return open_ ? std::optional(endpoints_) : std::nullopt;
+}
+
+Statistics StreamChannel::statistics() const
+{
+    const net::Clock::time_point now = clock_.now();
+    const std::lock_guard lock(queues_);
+    return {counters_.since(reset_at_), rates_.current(now), rates_.average(), rates_.sampling_time()};
+}
+
+void StreamChannel::reset_statistics()
+{
+    const std::lock_guard lock(queues_);
+    reset_at_ = counters_;
+    rates_.reset();
+}
+
+AssemblerSettings StreamChannel::settings() const
+{
+    const WorkLock work(*this);
+    return settings_;
+}
+
+void StreamChannel::set_settings(const AssemblerSettings& settings)
+{
+    const WorkLock work(*this);
+    settings_ = settings;
+    if (assembler_ != nullptr)
+        assembler_->set_settings(settings);
+}
+
+void StreamChannel::receive_loop()
+{
+    name_this_thread("pv-stream");
+    std::chrono::milliseconds wait = longest_wait;
+    while (!stop_) {
+        const std::span<const net::Datagram> datagrams = receiver_->receive(wait);
+        if (flush_wanted_) {
+            flush_received();
+            continue;
+        }
+        while (waiting_for_work_.load(std::memory_order_relaxed) != 0)
+            std::this_thread::yield();
+        const std::lock_guard work(work_);
+        wait = take_in(datagrams);
+    }
+}
+
+/// Takes a batch in and returns how long the next one may take to come. With `work_` held.
+std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> datagrams)
+{
+    const net::Clock::time_point now = clock_.now();
+    try {
+        assembler_->process(datagrams, now);
+    } catch (const std::bad_alloc&) {
+        // the rest of the batch is lost like packets on the wire
+    }
+    {
+        const std::lock_guard lock(queues_);
+        counters_ = assembler_->counters();
+    }
+    const auto deadline = assembler_->next_deadline();
+    if (!deadline.has_value())
+        return longest_wait;
+    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(*deadline - now), 0ms, longest_wait);
+}
+
+/// Throws away what the system has received, and the blocks in flight.
+void StreamChannel::flush_received()
+{
+    for (int i = 0; i < most_flushed_batches && !receiver_->receive(0ms).empty(); ++i)
+        ;
+    {
+        const std::lock_guard work(work_);
+        assembler_->discard();
+        const std::lock_guard lock(queues_);
+        counters_ = assembler_->counters();
+        flush_wanted_ = false;
+        ++flushes_done_;
+    }
+    flushed_.notify_all();
+}
+
+PvBuffer* StreamChannel::take() noexcept
+{
+    const std::lock_guard lock(queues_);
+    if (idle_.empty()) {
+        ++underruns_;
+        return nullptr;
+    }
+    PvBuffer* buffer = idle_.front();
+    idle_.erase(idle_.begin());
+    ++filling_;
+    return buffer;
+}
+
+void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
+{
+    const net::Clock::time_point now = clock_.now();
+    {
+        const std::lock_guard lock(queues_);
+        --filling_;
+        counters_ = assembler_->counters();
+        if (fate != BlockFate::aborted)
+            rates_.add(buffer.GetAcquiredSize(), now);
+        ready_.push_back(&buffer);
+    }
+    changed_.notify_one();
+}
+
+void StreamChannel::put_back(PvBuffer& buffer) noexcept
+{
+    const std::lock_guard lock(queues_);
+    --filling_;
+    idle_.insert(idle_.begin(), &buffer);
+}
+
+/// On the thread that destroys the buffer.
+void StreamChannel::buffer_destroyed(PvBuffer& buffer) noexcept
+{
+    const WorkLock work(*this);
+    const bool filling = assembler_ != nullptr && assembler_->forget(buffer);
+    const std::lock_guard lock(queues_);
+    if (filling)
+        --filling_;
+    std::erase(idle_, &buffer);
+    std::erase(ready_, &buffer);
+}
+
+}  // namespace stream

@@ -1,0 +1,122 @@
+// The machinery behind a stream class: socket, receive thread, assembler and the queues of buffers.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <thread>
+#include <vector>
+
+#include "sdk/base/PvResult.h"
+#include "sdk/buffer/acquisition.h"
+#include "sdk/net/address.h"
+#include "sdk/net/clock.h"
+#include "sdk/net/udp_socket.h"
+#include "sdk/stream/block_assembler.h"
+#include "sdk/stream/rate_meter.h"
+
+namespace stream {
+
+/// Where a stream receives from and on.
+struct Endpoints {
+    net::Ipv4Address device{};
+    std::uint16_t channel = 0;
+    net::Ipv4Address local{};                 ///< of the receiving interface
+    std::uint16_t port = 0;                   ///< 0: the system chooses
+    std::optional<net::Ipv4Address> group{};  ///< multicast
+};
+
+/// Counters and rates, as of one moment.
+struct Statistics {
+    Counters counters;
+    RateMeter::Rates current;
+    RateMeter::Rates average;
+    net::Clock::duration sampling_time{};
+};
+
+/// One thread receives, assembles and delivers; any number of others queue and retrieve. Two locks: `work_` is held
+/// while a batch of packets is taken in, and by whoever takes buffers away from the assembler; `queues_` guards the
+/// queues and is held for moments only. `work_` is taken first.
+///
+/// Thread safety: all members may be called from any thread; destruction needs that none is running.
+class StreamChannel final : private BufferPort, private acquisition::Holder {
+public:
+    explicit StreamChannel(const net::Clock& clock = net::Clock::steady());
+    ~StreamChannel();
+    StreamChannel(const StreamChannel&) = delete;
+    StreamChannel& operator=(const StreamChannel&) = delete;
+
+    /// What PvStreamBase says of the members of the same names.
+    PvResult open(const Endpoints& endpoints);
+    void close();
+    PvResult queue(PvBuffer* buffer);
+    PvResult retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms);
+    PvResult abort();
+    PvResult flush();
+    [[nodiscard]] std::uint32_t held_buffers() const;
+    /// Nothing when closed; the port is the one in use.
+    [[nodiscard]] std::optional<Endpoints> endpoints() const;
+
+    [[nodiscard]] Statistics statistics() const;
+    void reset_statistics();
+    [[nodiscard]] AssemblerSettings settings() const;
+    /// Effective from the next packet on.
+    void set_settings(const AssemblerSettings& settings);
+
+    static constexpr std::uint32_t most_buffers = 512;
+    static constexpr std::uint32_t wait_forever = 0xFFFFFFFF;
+
+private:
+    class WorkLock;
+
+    [[nodiscard]] PvBuffer* take() noexcept override;
+    void deliver(PvBuffer& buffer, BlockFate fate) noexcept override;
+    void put_back(PvBuffer& buffer) noexcept override;
+    void buffer_destroyed(PvBuffer& buffer) noexcept override;
+
+    [[nodiscard]] net::UdpSocket open_socket(const Endpoints& endpoints) const;
+    void receive_loop();
+    [[nodiscard]] std::chrono::milliseconds take_in(std::span<const net::Datagram> datagrams);
+    void flush_received();
+    void give_all_back();
+    static void mark_aborted(PvBuffer& buffer) noexcept;
+    [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms);
+
+    const net::Clock& clock_;
+    std::mutex lifecycle_;  // open and close, one at a time
+
+    // owned by the receive thread while it runs
+    net::UdpSocket socket_;
+    std::unique_ptr<net::PacketReceiver> receiver_;
+    std::thread thread_;
+    std::atomic<bool> stop_{false};
+
+    mutable std::mutex work_;
+    mutable std::atomic<int> waiting_for_work_{0};
+    std::unique_ptr<BlockAssembler> assembler_;
+    AssemblerSettings settings_;
+
+    mutable std::mutex queues_;
+    std::condition_variable changed_;  // for those who wait for a block
+    std::condition_variable flushed_;
+    bool open_ = false;
+    std::uint64_t session_ = 0;  // of being open
+    Endpoints endpoints_;
+    // with room for all buffers from the start, so that nothing can fail when a block is done
+    std::vector<PvBuffer*> idle_;
+    std::vector<PvBuffer*> ready_;
+    std::uint32_t filling_ = 0;
+    std::uint64_t underruns_ = 0;
+    std::atomic<bool> flush_wanted_{false};
+    std::uint64_t flushes_done_ = 0;
+    Counters counters_;  // of this opening, as of the last batch
+    Counters reset_at_;  // subtracted from them
+    RateMeter rates_;
+};
+
+}  // namespace stream

@@ -1,0 +1,221 @@
+#include "sdk/stream/stream_parameters.h"
+
+#include <chrono>
+#include <utility>
+
+namespace stream {
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr std::int64_t longest_timeout_ms = 60'000;
+
+/// Adds the parameters of one channel to a list, a line each.
+class Builder {
+public:
+    Builder(SoftwareParameters& parameters, StreamChannel& channel) : parameters_(parameters), channel_(channel) {}
+
+    void timeout(const char* name, const char* display_name, const char* tool_tip,
+                 net::Clock::duration AssemblerSettings::*setting)
+    {
+        SoftwareInteger parameter;
+        parameter.name = name;
+        parameter.category = "Settings";
+        parameter.display_name = display_name;
+        parameter.tool_tip = tool_tip;
+        parameter.visibility = GenApi::Visibility::expert;
+        parameter.streamable = true;
+        parameter.min = 0;
+        parameter.max = longest_timeout_ms;
+        parameter.unit = "ms";
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel, setting] {
+            return static_cast<std::int64_t>(
+                std::chrono::duration_cast<Milliseconds>(channel.settings().*setting).count());
+        };
+        parameter.set = [&channel, setting](std::int64_t value) {
+            AssemblerSettings settings = channel.settings();
+            settings.*setting = Milliseconds(value);
+            channel.set_settings(settings);
+            return PvResult(PvResult::OK);
+        };
+        parameters_.add(std::move(parameter));
+    }
+
+    /// `value` computes the figure from Statistics.
+    template <typename Value>
+    void count(const char* name, const char* display_name, const char* tool_tip, Value value, const char* unit = "")
+    {
+        SoftwareInteger parameter;
+        describe(parameter, name, display_name, tool_tip);
+        parameter.unit = unit;
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel, value] { return static_cast<std::int64_t>(value(channel.statistics())); };
+        parameters_.add(std::move(parameter));
+    }
+
+    void packets(const char* name, const char* display_name, const char* tool_tip, PacketFate fate)
+    {
+        count(name, display_name, tool_tip, [fate](const Statistics& s) { return s.counters.of(fate); });
+    }
+
+    void blocks(const char* name, const char* display_name, const char* tool_tip, BlockFate fate)
+    {
+        count(name, display_name, tool_tip, [fate](const Statistics& s) { return s.counters.of(fate); });
+    }
+
+    void sum(const char* name, const char* display_name, const char* tool_tip, std::uint64_t Counters::*counter)
+    {
+        count(name, display_name, tool_tip, [counter](const Statistics& s) { return s.counters.*counter; });
+    }
+
+    void rate(const char* name, const char* display_name, const char* tool_tip, const char* unit,
+              RateMeter::Rates Statistics::*rates, double RateMeter::Rates::*rate)
+    {
+        SoftwareFloat parameter;
+        describe(parameter, name, display_name, tool_tip);
+        parameter.min = 0;
+        parameter.unit = unit;
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel, rates, rate] { return channel.statistics().*rates.*rate; };
+        parameters_.add(std::move(parameter));
+    }
+
+    void last_error()
+    {
+        SoftwareString parameter;
+        describe(parameter, "LastError", "Last Error", "How the latest block that failed has failed.");
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel] { return std::string(PvResult::text_of(channel.statistics().counters.last_error)); };
+        parameters_.add(std::move(parameter));
+    }
+
+    void reset()
+    {
+        SoftwareCommand parameter;
+        parameter.name = "Reset";
+        parameter.category = "Statistics";
+        parameter.display_name = "Reset Statistics";
+        parameter.tool_tip = "Starts all counters and rates from zero.";
+        StreamChannel& channel = channel_;
+        parameter.execute = [&channel] {
+            channel.reset_statistics();
+            return PvResult(PvResult::OK);
+        };
+        parameters_.add(std::move(parameter));
+    }
+
+private:
+    static void describe(SoftwareParameter& parameter, const char* name, const char* display_name, const char* tool_tip)
+    {
+        parameter.name = name;
+        parameter.category = "Statistics";
+        parameter.display_name = display_name;
+        parameter.tool_tip = tool_tip;
+        parameter.is_volatile = true;
+    }
+
+    SoftwareParameters& parameters_;
+    StreamChannel& channel_;
+};
+
+void add_settings(Builder& add)
+{
+    add.timeout("RequestTimeout", "Request Timeout",
+                "A block that has begun and lacks nothing but its tail is given up when no packet came for this long.",
+                &AssemblerSettings::pause);
+    add.timeout("PacketTimeout", "Packet Timeout",
+                "A block that lacks packets is given up when none of its packets came for this long.",
+                &AssemblerSettings::retention);
+    add.timeout("ReorderingTimeout", "Reordering Timeout",
+                "A block that lacks packets is given up this long after its last one when a later block is complete.",
+                &AssemblerSettings::reordering);
+}
+
+void add_block_statistics(Builder& add)
+{
+    add.count("BlockCount", "Block Count", "Blocks handed to the client, complete or not.", [](const Statistics& s) {
+        const Counters& counters = s.counters;
+        return counters.of(BlockFate::complete) + counters.of(BlockFate::missing_packets) +
+               counters.of(BlockFate::buffer_too_small) + counters.of(BlockFate::invalid_format) +
+               counters.of(BlockFate::failed);
+    });
+    add.sum("ImageCount", "Image Count", "Complete images.", &Counters::images);
+    add.sum("BytesCount", "Bytes Count", "Payload bytes received.", &Counters::stored_bytes);
+    add.count(
+        "SamplingTime", "Sampling Time", "Time between the first and the latest block.",
+        [](const Statistics& s) { return std::chrono::duration_cast<Milliseconds>(s.sampling_time).count(); }, "ms");
+    add.count("ErrorCount", "Error Count", "Blocks that were lost or handed over with an error.",
+              [](const Statistics& s) { return s.counters.failed_blocks(); });
+    add.last_error();
+    add.blocks("ResultMissingPackets", "Result Missing Packets", "Blocks that lack packets.",
+               BlockFate::missing_packets);
+    add.blocks("ResultBufferTooSmall", "Result Buffer Too Small", "Blocks that did not fit into their buffer.",
+               BlockFate::buffer_too_small);
+    add.blocks("ResultInvalidDataFormat", "Result Invalid Data Format", "Blocks of a layout that is not supported.",
+               BlockFate::invalid_format);
+    add.blocks("ResultAborted", "Result Aborted", "Blocks that were being received when the queue was aborted.",
+               BlockFate::aborted);
+    add.blocks("BlocksDropped", "Blocks Dropped", "Blocks for which no buffer was queued.", BlockFate::no_buffer);
+    add.sum("BlockIDsMissing", "Block IDs Missing", "Block IDs of which no packet came.", &Counters::block_ids_missing);
+    add.sum("RestartCount", "Restart Count", "Times the device began to number its blocks anew.", &Counters::restarts);
+    add.sum("DataOverrunCount", "Data Overrun Count", "Blocks that the device could not send fast enough.",
+            &Counters::data_overruns);
+    add.sum("PartialLineMissing", "Partial Line Missing", "Images that lack a part of a line.",
+            &Counters::partial_line_missing);
+    add.sum("FullLineMissing", "Full Line Missing", "Images that lack a whole line.", &Counters::full_line_missing);
+}
+
+void add_packet_statistics(Builder& add)
+{
+    add.count("PacketCount", "Packet Count", "Packets received, of any kind.", [](const Statistics& s) {
+        std::uint64_t sum = 0;
+        for (const std::uint64_t count : s.counters.packets)
+            sum += count;
+        return sum;
+    });
+    add.sum("LostPacketCount", "Lost Packet Count", "Packets still missing when their block ended.",
+            &Counters::packets_lost);
+    add.count("IgnoredPacketCount", "Ignored Packet Count", "Packets that came and were not used.",
+              [](const Statistics& s) {
+                  std::uint64_t sum = 0;
+                  for (const std::uint64_t count : s.counters.packets)
+                      sum += count;
+                  return sum - s.counters.of(PacketFate::stored);
+              });
+    add.packets("RedundantPacket", "Redundant Packets", "Packets that came more than once.", PacketFate::redundant);
+    add.packets("LatePacket", "Late Packets", "Packets of blocks that had ended.", PacketFate::late);
+    add.packets("ForeignPacket", "Foreign Packets", "Packets from other senders than the device.", PacketFate::foreign);
+    add.packets("MalformedPacket", "Malformed Packets", "Packets that do not follow the protocol.",
+                PacketFate::malformed);
+    add.packets("PacketUnavailable", "Packets Unavailable", "Packets that tell of an error of the device.",
+                PacketFate::unavailable);
+    add.sum("PacketOutOfOrder", "Packets Out of Order", "Payload packets that came after later ones of their block.",
+            &Counters::packets_out_of_order);
+    add.sum("ResentPacketCount", "Resent Packet Count", "Packets that the device marked as sent again.",
+            &Counters::packets_resent);
+}
+
+}  // namespace
+
+std::unique_ptr<SoftwareParameterArray> make_parameters(StreamChannel& channel)
+{
+    SoftwareParameters parameters("StreamParameters");
+    Builder add(parameters, channel);
+    add_settings(add);
+    add.rate("AcquisitionRate", "Acquisition Rate", "Blocks per second, of the last second.", "Hz",
+             &Statistics::current, &RateMeter::Rates::blocks);
+    add.rate("AcquisitionRateAverage", "Average Acquisition Rate", "Blocks per second since the first block.", "Hz",
+             &Statistics::average, &RateMeter::Rates::blocks);
+    add.rate("Bandwidth", "Bandwidth", "Payload bits per second, of the last second.", "bit/s", &Statistics::current,
+             &RateMeter::Rates::bits);
+    add.rate("BandwidthAverage", "Average Bandwidth", "Payload bits per second since the first block.", "bit/s",
+             &Statistics::average, &RateMeter::Rates::bits);
+    add_block_statistics(add);
+    add_packet_statistics(add);
+    add.reset();
+    return parameters.build();
+}
+
+}  // namespace stream
