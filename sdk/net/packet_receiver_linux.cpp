@@ -45,6 +45,7 @@ public:
             messages_[i].msg_hdr.msg_iovlen = 1;
             messages_[i].msg_hdr.msg_name = &sources_[i];
             messages_[i].msg_hdr.msg_control = coalescing_ ? controls_[i].bytes : nullptr;
+            reset(i);
         }
     }
 

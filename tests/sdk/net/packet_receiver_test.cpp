@@ -1,0 +1,186 @@
+// The batch receiver over loopback.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <vector>
+
+#include "sdk/net/packet_receiver.h"
+
+#ifndef _WIN32
+#include <netinet/in.h>
+#include <netinet/udp.h>
+#include <sys/socket.h>
+#endif
+
+namespace {
+
+using namespace std::chrono_literals;
+using net::PacketReceiver;
+using net::UdpSocket;
+using Bytes = std::vector<std::uint8_t>;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto long_enough = 5s;
+
+/// A datagram of `size` bytes that says its number.
+Bytes numbered(unsigned number, std::size_t size)
+{
+    Bytes bytes(size, static_cast<std::uint8_t>(number * 31));
+    bytes[0] = static_cast<std::uint8_t>(number >> 8);
+    bytes[1] = static_cast<std::uint8_t>(number);
+    return bytes;
+}
+
+class Receiver : public testing::Test {
+protected:
+    /// Receives until `count` datagrams are there, checking that each batch keeps to its limit.
+    std::vector<Bytes> collect(PacketReceiver& receiver, std::size_t count, std::size_t batch)
+    {
+        std::vector<Bytes> all;
+        while (all.size() < count) {
+            const auto datagrams = receiver.receive(long_enough);
+            if (datagrams.empty()) {
+                ADD_FAILURE() << "nothing after " << all.size() << " of " << count;
+                break;
+            }
+            EXPECT_LE(datagrams.size(), batch);
+            for (const net::Datagram& one : datagrams) {
+                EXPECT_EQ(one.source, sender.local());
+                all.emplace_back(one.data.begin(), one.data.end());
+            }
+        }
+        return all;
+    }
+
+    UdpSocket sender = UdpSocket::open({net::loopback_address, 0}, {.send_buffer_bytes = 1 << 20});
+    UdpSocket socket = UdpSocket::open({net::loopback_address, 0}, {.receive_buffer_bytes = 4 << 20});
+};
+
+TEST_F(Receiver, HandsOutWhatArrivedInOrder)
+{
+    const auto receiver = PacketReceiver::create(socket, 1500, 16);
+    std::vector<Bytes> sent;
+    for (unsigned i = 0; i < 100; ++i) {
+        sent.push_back(numbered(i, 2 + i * 14));
+        ASSERT_FALSE(sender.send_to(socket.local(), sent.back()));
+    }
+    EXPECT_TRUE(collect(*receiver, sent.size(), 16) == sent);
+    EXPECT_TRUE(receiver->receive(0ms).empty());
+}
+
+TEST_F(Receiver, TakesSeveralDatagramsWithOneCall)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    for (unsigned i = 0; i < 8; ++i)
+        ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
+}
+
+TEST_F(Receiver, KeepsABatchReadableUntilTheNextCall)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 4);
+    for (unsigned i = 0; i < 8; ++i)
+        ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    const auto batch = receiver->receive(long_enough);
+    ASSERT_EQ(batch.size(), 4U);
+    for (unsigned i = 0; i < 4; ++i)
+        EXPECT_EQ(Bytes(batch[i].data.begin(), batch[i].data.end()), numbered(i, 50));
+    EXPECT_EQ(receiver->receive(long_enough).size(), 4U);
+}
+
+TEST_F(Receiver, DropsDatagramsLongerThanTheLargestPacket)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(0, 100)));
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 101)));
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(2, 9000)));
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(3, 99)));
+    EXPECT_TRUE(collect(*receiver, 2, 8) == (std::vector<Bytes>{numbered(0, 100), numbered(3, 99)}));
+    EXPECT_TRUE(receiver->receive(0ms).empty());
+}
+
+TEST_F(Receiver, OnlyDroppedDatagramsCountAsNone)
+{
+    const auto receiver = PacketReceiver::create(socket, 10, 8);
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(0, 11)));
+    EXPECT_TRUE(receiver->receive(20ms).empty());
+}
+
+TEST_F(Receiver, TakesTheLargestDatagramsOfUdp)
+{
+    const auto receiver = PacketReceiver::create(socket, 65507, 2);
+    const std::vector<Bytes> sent{numbered(0, 65507), numbered(1, 65507), numbered(2, 8192)};
+    for (const Bytes& one : sent)
+        ASSERT_FALSE(sender.send_to(socket.local(), one));
+    EXPECT_TRUE(collect(*receiver, sent.size(), 2) == sent);
+}
+
+TEST_F(Receiver, HandsOutEmptyDatagramsToo)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 2);
+    ASSERT_FALSE(sender.send_to(socket.local(), {}));
+    const auto batch = receiver->receive(long_enough);
+    ASSERT_EQ(batch.size(), 1U);
+    EXPECT_TRUE(batch[0].data.empty());
+}
+
+TEST_F(Receiver, WakesWithinItsTimeout)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    for (const auto timeout : {0ms, 1ms, 30ms, 120ms}) {
+        const auto start = Clock::now();
+        EXPECT_TRUE(receiver->receive(timeout).empty());
+        const auto took = Clock::now() - start;
+        EXPECT_GE(took, timeout);
+        EXPECT_LT(took, timeout + 2s);
+    }
+}
+
+TEST_F(Receiver, GivesNothingOnceTheSocketIsClosed)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    socket.close();
+    const auto start = Clock::now();
+    EXPECT_TRUE(receiver->receive(60s).empty());
+    EXPECT_LT(Clock::now() - start, 30s);
+}
+
+TEST_F(Receiver, OddLimitsStillReceive)
+{
+    const auto receiver = PacketReceiver::create(socket, 0, 0);
+    ASSERT_FALSE(sender.send_to(socket.local(), Bytes{1}));
+    EXPECT_EQ(receiver->receive(long_enough).size(), 1U);
+}
+
+TEST_F(Receiver, LeavesTheSocketUsableAfterItself)
+{
+    {
+        const auto receiver = PacketReceiver::create(socket, 100, 8);
+        EXPECT_TRUE(receiver->receive(0ms).empty());
+    }
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 50)));
+    Bytes buffer(100);
+    const auto received = socket.receive(buffer, long_enough);
+    ASSERT_TRUE(received);
+    EXPECT_EQ(received->size, 50U);
+}
+
+#ifndef _WIN32
+TEST_F(Receiver, TellsCoalescedDatagramsApart)
+{
+    const auto receiver = PacketReceiver::create(socket, 1000, 16);
+    // one send that the kernel carries as one block of 40 datagrams, the last of them shorter
+    const int segment = 1000;
+    ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
+    Bytes block;
+    std::vector<Bytes> expected;
+    for (unsigned i = 0; i < 40; ++i) {
+        expected.push_back(numbered(i, i < 39 ? 1000 : 123));
+        block.insert(block.end(), expected.back().begin(), expected.back().end());
+    }
+    ASSERT_FALSE(sender.send_to(socket.local(), block));
+    EXPECT_TRUE(collect(*receiver, expected.size(), 16) == expected);
+}
+#endif
+
+}  // namespace
