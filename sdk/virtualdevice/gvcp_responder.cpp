@@ -59,6 +59,10 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::En
     }
     send_ = nullptr;
     remembered_ = nullptr;
+    if (release_when_answered_) {
+        release_when_answered_ = false;
+        release_control();
+    }
 }
 
 void GvcpResponder::tick()

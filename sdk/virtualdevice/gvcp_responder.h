@@ -100,6 +100,9 @@ public:
     /// enabled pending acknowledges, so that it waits instead of trying again.
     void announce_delay(std::chrono::milliseconds time);
 
+    /// From within a hook: control ends once the running command has been answered, as when the device restarts.
+    void release_when_answered() { release_when_answered_ = true; }
+
     /// The device's address changed. Takes the lock.
     void set_address(net::Ipv4Address address, net::Ipv4Address mask, net::Ipv4Address gateway);
 
@@ -159,6 +162,7 @@ private:
     net::Endpoint source_;
     std::uint16_t request_id_ = 0;
     bool answer_wanted_ = false;
+    bool release_when_answered_ = false;
     const Send* send_ = nullptr;
     Answered* remembered_ = nullptr;  // where its answer is kept for retries
 

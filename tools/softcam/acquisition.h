@@ -1,0 +1,111 @@
+// Takes pictures at the set rate and sends them.
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "sdk/net/clock.h"
+#include "sdk/net/udp_socket.h"
+#include "sdk/transmitterraw/block_transmitter.h"
+#include "sdk/virtualdevice/gvcp_responder.h"
+#include "sdk/virtualdevice/test_pattern.h"
+
+namespace softcam {
+
+enum class AcquisitionMode : std::uint32_t { continuous = 0, single_frame = 1, multi_frame = 2 };
+
+struct AcquisitionSettings {
+    test_pattern::FrameSettings frame;
+    AcquisitionMode mode = AcquisitionMode::continuous;
+    std::uint32_t frame_count = 1;                ///< of multi_frame
+    std::chrono::nanoseconds period{33'333'333};  ///< between the starts of two frames
+    bool triggered = false;                       ///< each frame waits for trigger()
+};
+
+/// The frames of one setting, rendered when first needed and kept while they fit into a bounded amount of memory.
+///
+/// Thread safety: one thread at a time.
+class FrameCache {
+public:
+    using Frame = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+    [[nodiscard]] Frame frame(const test_pattern::FrameSettings& settings, std::uint64_t block_id);
+
+private:
+    test_pattern::FrameSettings settings_;
+    std::array<Frame, test_pattern::cycle> frames_;
+    std::size_t bytes_ = 0;
+};
+
+/// The camera's sensor and transmitter: one worker thread that lives as long as the object.
+///
+/// Thread safety: all functions may be called from any thread. None of them waits for a frame, except reopen(), which
+/// waits for the block that is being sent.
+class Acquisition {
+public:
+    /// Sends from `source`. Throws std::system_error when that cannot be bound.
+    Acquisition(net::Ipv4Address source, std::size_t history_blocks, const net::Clock& clock);
+    Acquisition(const Acquisition&) = delete;
+    Acquisition& operator=(const Acquisition&) = delete;
+    ~Acquisition();
+
+    /// Begins to take frames; a running acquisition begins anew.
+    void start(const AcquisitionSettings& settings);
+    /// No further frame after the one being sent.
+    void stop();
+    /// Not even the rest of that one.
+    void abort();
+    [[nodiscard]] bool is_running() const;
+    /// What applies from the next frame on.
+    void change(const AcquisitionSettings& settings);
+    /// One frame, when the settings say that frames wait for triggers.
+    void trigger();
+
+    /// Where frames go; nothing is sent while the channel is closed. Block IDs start anew when it opens.
+    void set_channel(const virtual_device::StreamChannel& channel);
+    void send_test_packet(const virtual_device::StreamChannel& channel);
+    void resend(const wire::gvcp::PacketResend& range, bool extended_status);
+
+    /// Ticks since power-on or the last reset, in nanoseconds.
+    [[nodiscard]] std::uint64_t timestamp() const;
+    void reset_timestamp();
+
+    [[nodiscard]] std::uint16_t source_port() const;
+    /// Sends from another address from now on.
+    void reopen(net::Ipv4Address source);
+
+    void set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { transmitter_.set_loss(std::move(loss)); }
+    [[nodiscard]] transmitter::TransmitterStatistics statistics() const { return transmitter_.statistics(); }
+
+private:
+    void run();
+    void take_frame(std::unique_lock<std::mutex>& lock);
+    [[nodiscard]] bool ready_for_frame() const;
+
+    const net::Clock& clock_;
+    net::UdpSocket socket_;
+    transmitter::BlockTransmitter transmitter_;
+    FrameCache cache_;  // the worker's own
+
+    mutable std::mutex mutex_;  // guards what follows
+    std::condition_variable changed_;
+    AcquisitionSettings settings_;
+    virtual_device::StreamChannel channel_;
+    bool quit_ = false;
+    bool running_ = false;
+    bool sending_ = false;
+    std::uint32_t triggers_ = 0;     // pending
+    std::uint32_t frames_left_ = 0;  // of single and multi frame
+    std::uint64_t block_id_ = 0;     // of the last block
+    net::Clock::time_point next_frame_{};
+    net::Clock::time_point epoch_;
+
+    std::thread worker_;
+};
+
+}  // namespace softcam
