@@ -340,7 +340,10 @@ std::uint64_t BlockFrame::known_packets() const noexcept
     return short_id_;
 }
 
-bool BlockFrame::has_hole() const noexcept { return trailer_seen_ || received_ + outside_ != highest_; }
+bool BlockFrame::has_hole() const noexcept
+{
+    return !leader_seen_ || trailer_seen_ || received_ + outside_ != highest_;
+}
 
 bool BlockFrame::complete() const noexcept
 {

@@ -54,7 +54,7 @@ public:
     [[nodiscard]] bool has_leader() const noexcept { return leader_seen_; }
     [[nodiscard]] std::uint64_t timestamp() const noexcept { return timestamp_; }
     [[nodiscard]] bool has_payload() const noexcept { return highest_ != 0; }
-    /// All packets up to the last one seen are there, so that the rest may just not have been sent yet.
+    /// A packet before the last one seen is missing. Without a hole, the rest may just not have been sent yet.
     [[nodiscard]] bool has_hole() const noexcept;
     /// Nothing more is to come.
     [[nodiscard]] bool complete() const noexcept;
