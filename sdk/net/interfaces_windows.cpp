@@ -11,19 +11,6 @@ namespace net {
 
 namespace {
 
-std::string to_utf8(const wchar_t* text)
-{
-    if (text == nullptr)
-        return {};
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1)
-        return {};
-    std::string out(static_cast<std::size_t>(size), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), size, nullptr, nullptr);
-    out.pop_back();
-    return out;
-}
-
 Ipv4Address address_of(const SOCKET_ADDRESS& address) noexcept
 {
     if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET)

@@ -1,5 +1,6 @@
 #include "sdk/net/winsock_socket.h"
 
+#include <iterator>
 #include <string>
 
 namespace net {
@@ -12,9 +13,13 @@ public:
 
     [[nodiscard]] std::string message(int value) const override
     {
-        const std::error_condition condition = default_error_condition(value);
-        const std::string number = "Windows error " + std::to_string(value);
-        return condition.category() == std::generic_category() ? condition.message() + " (" + number + ')' : number;
+        wchar_t text[256];
+        const DWORD size = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                            static_cast<DWORD>(value), 0, text, std::size(text), nullptr);
+        std::string message = size > 0 ? to_utf8(text) : std::string();
+        while (!message.empty() && (message.back() == '\n' || message.back() == '\r' || message.back() == ' '))
+            message.pop_back();
+        return message.empty() ? "Windows error " + std::to_string(value) : message;
     }
 
     [[nodiscard]] std::error_condition default_error_condition(int value) const noexcept override
@@ -64,6 +69,19 @@ std::error_code last_socket_error() noexcept
 {
     static const SocketErrorCategory category;
     return {::WSAGetLastError(), category};
+}
+
+std::string to_utf8(const wchar_t* text)
+{
+    if (text == nullptr)
+        return {};
+    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1)
+        return {};
+    std::string out(static_cast<std::size_t>(size), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), size, nullptr, nullptr);
+    out.pop_back();
+    return out;
 }
 
 bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept

@@ -4,6 +4,7 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <string>
 #include <system_error>
 
 #include "sdk/net/address.h"
@@ -41,6 +42,9 @@ void start_winsock();
 {
     return {{ntohl(in.sin_addr.s_addr)}, ntohs(in.sin_port)};
 }
+
+/// The system's text as UTF-8; empty for a null pointer.
+[[nodiscard]] std::string to_utf8(const wchar_t* text);
 
 /// Waits until the socket can be read or its next receive fails at once; false when the deadline has passed.
 [[nodiscard]] bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sdk/net/udp_socket.h"
+#include "tests/sdk/net/wine.h"
 
 namespace {
 
@@ -34,11 +35,11 @@ Bytes pattern(std::size_t size, unsigned start = 0)
     return bytes;
 }
 
-TEST(UdpSocket, CarriesDatagramsBetweenLoopbackAddresses)
+TEST(UdpSocket, CarriesDatagramsBothWays)
 {
-    UdpSocket a = open_on("127.41.0.1");
-    UdpSocket b = open_on("127.41.0.2");
-    EXPECT_EQ(a.local().address, address("127.41.0.1"));
+    UdpSocket a = open_on("127.0.0.1");
+    UdpSocket b = open_on("127.0.0.1");
+    EXPECT_EQ(a.local().address, address("127.0.0.1"));
     EXPECT_NE(a.local().port, 0);
 
     const Bytes sent = pattern(1000);
@@ -56,6 +57,30 @@ TEST(UdpSocket, CarriesDatagramsBetweenLoopbackAddresses)
     Bytes answer(10);
     ASSERT_TRUE(a.receive(answer, long_enough));
     EXPECT_EQ(answer[0], 1);
+}
+
+TEST(UdpSocket, ReachesOtherLoopbackAddresses)
+{
+    UdpSocket a = open_on("127.0.0.1");
+    UdpSocket b = open_on("127.41.0.2");
+    EXPECT_EQ(b.local().address, address("127.41.0.2"));
+    EXPECT_FALSE(a.send_to(b.local(), Bytes{1}));
+    Bytes buffer(10);
+    const auto received = b.receive(buffer, long_enough);
+    ASSERT_TRUE(received);
+    EXPECT_EQ(received->source, a.local());
+}
+
+TEST(UdpSocket, SendsFromTheAddressItIsBoundTo)
+{
+    SKIP_WHERE_BINDING_IS_LOOSE();
+    UdpSocket a = open_on("127.41.0.1");
+    UdpSocket b = open_on("127.41.0.2");
+    EXPECT_FALSE(a.send_to(b.local(), Bytes{1}));
+    Bytes buffer(10);
+    const auto received = b.receive(buffer, long_enough);
+    ASSERT_TRUE(received);
+    EXPECT_EQ(received->source, a.local());
 }
 
 TEST(UdpSocket, CarriesEmptyAndLargestDatagrams)
@@ -218,7 +243,6 @@ TEST(UdpSocket, MulticastReachesMembersUntilTheyLeave)
 {
     const Ipv4Address group = address("239.41.7.9");
     UdpSocket member = UdpSocket::open({}, {.reuse_address = true});
-    UdpSocket other = UdpSocket::open({net::any_address, member.local().port}, {.reuse_address = true});
     UdpSocket sender = open_on("127.0.0.1");
     ASSERT_FALSE(member.join(group, net::loopback_address));
     ASSERT_FALSE(sender.set_multicast_interface(net::loopback_address, 1));
@@ -228,21 +252,30 @@ TEST(UdpSocket, MulticastReachesMembersUntilTheyLeave)
     Bytes buffer(10);
     ASSERT_TRUE(member.receive(buffer, long_enough));
     EXPECT_EQ(buffer[0], 6);
-#ifndef _WIN32
-    EXPECT_FALSE(other.receive(buffer, 0ms)) << "a socket that joined no group got its traffic";
-#endif
 
     ASSERT_FALSE(member.leave(group, net::loopback_address));
     ASSERT_FALSE(sender.send_to(destination, Bytes{7}));
     // a datagram to the socket itself, sent after the multicast, shows that the multicast did not come
     ASSERT_FALSE(sender.send_to({net::loopback_address, member.local().port}, Bytes{8}));
-    UdpSocket& last_bound = other;  // of several sockets on a port the last one gets what is sent to one
-    std::vector<UdpSocket*> both{&member, &last_bound};
-    const auto index = net::wait_readable(both, long_enough);
-    ASSERT_TRUE(index);
-    ASSERT_TRUE(both[*index]->receive(buffer, 0ms));
+    ASSERT_TRUE(member.receive(buffer, long_enough));
     EXPECT_EQ(buffer[0], 8);
     EXPECT_FALSE(member.receive(buffer, 0ms));
+}
+
+TEST(UdpSocket, MulticastOfOthersGroupsDoesNotComeIn)
+{
+    if (under_wine())
+        GTEST_SKIP() << "Wine hands every socket of the port the groups that any socket of the host has joined";
+    const Ipv4Address group = address("239.41.7.11");
+    UdpSocket member = UdpSocket::open({}, {.reuse_address = true});
+    UdpSocket other = UdpSocket::open({net::any_address, member.local().port}, {.reuse_address = true});
+    UdpSocket sender = open_on("127.0.0.1");
+    ASSERT_FALSE(member.join(group, net::loopback_address));
+    ASSERT_FALSE(sender.set_multicast_interface(net::loopback_address, 1));
+    ASSERT_FALSE(sender.send_to({group, member.local().port}, Bytes{6}));
+    Bytes buffer(10);
+    ASSERT_TRUE(member.receive(buffer, long_enough));
+    EXPECT_FALSE(other.receive(buffer, 0ms));
 }
 
 TEST(UdpSocket, JoiningWhatIsNoGroupFails)
@@ -267,12 +300,13 @@ TEST(UdpSocket, DontFragmentCanBeSetAndTakenBack)
 
 TEST(UdpSocket, OpeningFailsOnAnAddressOfAnotherHostAndNamesIt)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     try {
-        static_cast<void>(UdpSocket::open({address("192.0.2.1"), 0}));
+        static_cast<void>(UdpSocket::open({address("198.51.100.1"), 0}));
         FAIL() << "opened";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.code(), std::errc::address_not_available);
-        EXPECT_NE(std::string(error.what()).find("192.0.2.1"), std::string::npos) << error.what();
+        EXPECT_NE(std::string(error.what()).find("198.51.100.1"), std::string::npos) << error.what();
     }
 }
 
@@ -284,11 +318,14 @@ TEST(UdpSocket, OpeningFailsOnAPortThatIsTaken)
         FAIL() << "opened";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.code(), std::errc::address_in_use);
+        EXPECT_NE(std::string(error.what()).find(first.local().to_string()), std::string::npos) << error.what();
+        EXPECT_EQ(std::string(error.what()).find("Unknown"), std::string::npos) << error.what();
     }
 }
 
 TEST(UdpSocket, SameLoopbackPortIsFreeOnAnotherLoopbackAddress)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     UdpSocket first = open_on("127.41.0.3");
     UdpSocket second = UdpSocket::open({address("127.41.0.4"), first.local().port});
     EXPECT_EQ(second.local().port, first.local().port);
