@@ -108,6 +108,12 @@ struct Access {
         buffer.acquired_size_ = to.GetImageSize();
     }
 
+    static void mark_progressive(PvBuffer& buffer) noexcept
+    {
+        buffer.image_.interlaced_even_ = false;
+        buffer.image_.interlaced_odd_ = false;
+    }
+
     static void set_geometry(PvBuffer& buffer, const ImageGeometry& geometry) noexcept
     {
         buffer.image_.set_geometry(geometry.width, geometry.height, geometry.pixel_type, geometry.padding_x,
@@ -180,6 +186,7 @@ void finish(PvBuffer& buffer, const BlockEnd& end) noexcept { Access::finish(buf
 
 PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry) { return Access::reshape(buffer, geometry); }
 void derive(PvBuffer& buffer, const PvBuffer& original) noexcept { Access::derive(buffer, original); }
+void mark_progressive(PvBuffer& buffer) noexcept { Access::mark_progressive(buffer); }
 
 std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept
 {

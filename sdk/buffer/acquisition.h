@@ -99,6 +99,8 @@ PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry);
 /// Marks an image made from another one: it takes over block ID, timestamps, offsets, status flags and operation result
 /// and counts as acquired whole. Both must be images.
 void derive(PvBuffer& buffer, const PvBuffer& original) noexcept;
+/// The image is no field of an interlaced one (any more).
+void mark_progressive(PvBuffer& buffer) noexcept;
 
 /// Geometry of the buffer's image; nothing when it is no image or has no pixel type.
 [[nodiscard]] std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept;

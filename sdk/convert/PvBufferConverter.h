@@ -31,7 +31,8 @@ static_assert(sizeof(PvBayerFilterType) == 4);
 /// - Alpha is carried from RGBA8Packed and BGRA8Packed to each other; elsewhere it is written as 255.
 /// - All types have their lines from top to bottom, the Windows types too: a bitmap over such lines has a negative
 /// height.
-///   Where Convert allocates a Windows image, padding X makes each line a multiple of four bytes, as bitmaps need it.
+///   Where Convert gives a Windows image another size or memory, padding X makes each line a multiple of four bytes, as
+///   bitmaps need it.
 /// - Padding bytes of the destination are not written.
 ///
 /// Large images are divided among threads that the converter keeps. The result does not depend on their number.

@@ -1,0 +1,105 @@
+#include "sdk/convert/color.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "sdk/convert/PvFilterRGB.h"
+
+namespace convert {
+namespace {
+
+// BT.601 with 14 fractional bits: the rows for Y, U and V sum to 1, 0 and 0, so that grey stays exactly grey.
+constexpr int fraction_bits = 14;
+constexpr int half = 1 << (fraction_bits - 1);
+constexpr int y_red = 4899, y_green = 9617, y_blue = 1868;
+constexpr int u_red = -2765, u_green = -5427, u_blue = 8192;
+constexpr int v_red = 8192, v_green = -6860, v_blue = -1332;
+static_assert(y_red + y_green + y_blue == 1 << fraction_bits);
+static_assert(u_red + u_green + u_blue == 0 && v_red + v_green + v_blue == 0);
+constexpr int red_v = 22970, green_u = -5638, green_v = -11700, blue_u = 29032;
+
+std::uint8_t limited(int value) noexcept { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
+
+std::uint32_t fixed_gain(double gain) noexcept
+{
+    if (!(gain > 0))  // no number included
+        return 0;
+    return static_cast<std::uint32_t>(std::min(gain, 16.0) * 4096 + 0.5);
+}
+
+}  // namespace
+
+ColorGains gains_of(const PvFilterRGB& filter) noexcept
+{
+    const double gains[] = {filter.GetGainR(), filter.GetGainG(), filter.GetGainB()};
+    const int offsets[] = {filter.GetOffsetR(), filter.GetOffsetG(), filter.GetOffsetB()};
+    ColorGains result;
+    for (std::size_t c = 0; c < 3; ++c) {
+        result.gain[c] = std::min<std::uint32_t>(fixed_gain(gains[c]), 65535);
+        result.offset[c] = std::clamp(offsets[c], -255, 255);
+    }
+    return result;
+}
+
+template <class Sample>
+void apply_gain(const ColorGains& gains, std::size_t color, std::size_t width, std::size_t step, Sample* line) noexcept
+{
+    constexpr std::int32_t largest = std::numeric_limits<Sample>::max();
+    const std::uint32_t gain = gains.gain[color];
+    const std::int32_t offset = gains.offset[color] * (largest / 255);
+    for (std::size_t x = 0; x < width; x += step) {
+        const auto scaled = static_cast<std::int32_t>((line[x] * gain + 2048) >> 12);
+        line[x] = static_cast<Sample>(std::clamp(scaled + offset, 0, largest));
+    }
+}
+template void apply_gain(const ColorGains&, std::size_t, std::size_t, std::size_t, std::uint8_t*) noexcept;
+template void apply_gain(const ColorGains&, std::size_t, std::size_t, std::size_t, std::uint16_t*) noexcept;
+
+template <class Sample>
+void rgb_to_grey(const Channels<const Sample>& from, std::size_t width, Sample* to) noexcept
+{
+    const auto& [red, green, blue] = from.color;
+    for (std::size_t x = 0; x < width; ++x)
+        to[x] = static_cast<Sample>((y_red * red[x] + y_green * green[x] + y_blue * blue[x] + half) >> fraction_bits);
+}
+template void rgb_to_grey(const Channels<const std::uint8_t>&, std::size_t, std::uint8_t*) noexcept;
+template void rgb_to_grey(const Channels<const std::uint16_t>&, std::size_t, std::uint16_t*) noexcept;
+
+void rgb_to_yuv(std::size_t width, const Channels<const std::uint8_t>& from, const Channels<std::uint8_t>& to) noexcept
+{
+    for (std::size_t x = 0; x < width; ++x) {
+        const int r = from.color[0][x];
+        const int g = from.color[1][x];
+        const int b = from.color[2][x];
+        to.color[0][x] = static_cast<std::uint8_t>((y_red * r + y_green * g + y_blue * b + half) >> fraction_bits);
+        to.color[1][x] = limited(((u_red * r + u_green * g + u_blue * b + half) >> fraction_bits) + 128);
+        to.color[2][x] = limited(((v_red * r + v_green * g + v_blue * b + half) >> fraction_bits) + 128);
+    }
+}
+
+void yuv_to_rgb(std::size_t width, const Channels<std::uint8_t>& line) noexcept
+{
+    for (std::size_t x = 0; x < width; ++x) {
+        const int y = line.color[0][x];
+        const int u = line.color[1][x] - 128;
+        const int v = line.color[2][x] - 128;
+        line.color[0][x] = limited(y + ((red_v * v + half) >> fraction_bits));
+        line.color[1][x] = limited(y + ((green_u * u + green_v * v + half) >> fraction_bits));
+        line.color[2][x] = limited(y + ((blue_u * u + half) >> fraction_bits));
+    }
+}
+
+void narrow_line(const std::uint16_t* from, std::size_t width, std::uint8_t* to) noexcept
+{
+    for (std::size_t x = 0; x < width; ++x)
+        to[x] = static_cast<std::uint8_t>(from[x] >> 8);
+}
+
+void widen_line(const std::uint8_t* from, std::size_t width, std::uint16_t* to) noexcept
+{
+    for (std::size_t x = 0; x < width; ++x)
+        to[x] = widen(from[x], 8);
+}
+
+}  // namespace convert

@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "sdk/buffer/acquisition.h"
+#include "sdk/convert/PvBufferConverter.h"
+#include "tests/sdk/convert/images.h"
+
+namespace {
+
+using test::Bytes;
+
+struct BayerType {
+    PvPixelType type;
+    std::uint32_t red_x, red_y;
+    unsigned bits;
+    bool packed;
+};
+
+const std::vector<BayerType> bayer_types = {
+    {PvPixelBayerGR8, 1, 0, 8, false},        {PvPixelBayerRG8, 0, 0, 8, false},
+    {PvPixelBayerGB8, 0, 1, 8, false},        {PvPixelBayerBG8, 1, 1, 8, false},
+    {PvPixelBayerGR10, 1, 0, 10, false},      {PvPixelBayerRG10, 0, 0, 10, false},
+    {PvPixelBayerGB10, 0, 1, 10, false},      {PvPixelBayerBG10, 1, 1, 10, false},
+    {PvPixelBayerGR12, 1, 0, 12, false},      {PvPixelBayerRG12, 0, 0, 12, false},
+    {PvPixelBayerGB12, 0, 1, 12, false},      {PvPixelBayerBG12, 1, 1, 12, false},
+    {PvPixelBayerGR10Packed, 1, 0, 10, true}, {PvPixelBayerRG10Packed, 0, 0, 10, true},
+    {PvPixelBayerGB10Packed, 0, 1, 10, true}, {PvPixelBayerBG10Packed, 1, 1, 10, true},
+    {PvPixelBayerGR12Packed, 1, 0, 12, true}, {PvPixelBayerRG12Packed, 0, 0, 12, true},
+    {PvPixelBayerGB12Packed, 0, 1, 12, true}, {PvPixelBayerBG12Packed, 1, 1, 12, true},
+    {PvPixelBayerGR16, 1, 0, 16, false},      {PvPixelBayerRG16, 0, 0, 16, false},
+    {PvPixelBayerGB16, 0, 1, 16, false},      {PvPixelBayerBG16, 1, 1, 16, false},
+};
+
+using Color = std::array<unsigned, 3>;
+
+/// A Bayer image of a scene, with values of the type's own depth.
+template <class Scene>
+std::unique_ptr<PvBuffer> mosaic(const BayerType& bayer, std::uint32_t width, std::uint32_t height, Scene&& scene)
+{
+    auto buffer = test::blank(width, height, bayer.type);
+    for (std::uint32_t y = 0; y < height; ++y) {
+        auto* line = buffer->GetDataPointer() + y * buffer->GetImage()->GetLineStride();
+        for (std::uint32_t x = 0; x < width; ++x) {
+            const bool red_line = y % 2 == bayer.red_y;
+            const bool red_column = x % 2 == bayer.red_x;
+            const unsigned value = scene(x, y)[red_line && red_column ? 0 : (red_line || red_column ? 1 : 2)];
+            if (bayer.packed) {
+                const unsigned low_bits = bayer.bits - 8;
+                const unsigned low = value & ((1U << low_bits) - 1);
+                auto* pair = line + x / 2 * 3;
+                pair[x % 2 * 2] = static_cast<std::uint8_t>(value >> low_bits);
+                pair[1] = static_cast<std::uint8_t>(pair[1] | low << (x % 2 * 4));
+            } else if (bayer.bits == 8) {
+                line[x] = static_cast<std::uint8_t>(value);
+            } else {
+                line[2 * x] = static_cast<std::uint8_t>(value);
+                line[2 * x + 1] = static_cast<std::uint8_t>(value >> 8);
+            }
+        }
+    }
+    return buffer;
+}
+
+Bytes demosaiced(const PvBuffer& source, PvBayerFilterType filter, PvPixelType type = PvPixelRGB8Packed)
+{
+    const auto destination = test::blank(source.GetImage()->GetWidth(), source.GetImage()->GetHeight(), type);
+    PvBufferConverter converter;
+    EXPECT_TRUE(converter.SetBayerFilter(filter).IsOK());
+    EXPECT_TRUE(converter.Convert(&source, destination.get()).IsOK());
+    return test::bytes_of(*destination);
+}
+
+TEST(Bayer, AUniformSceneIsUniformInEveryTypeAndSizeUpToTheBorders)
+{
+    for (const auto& bayer : bayer_types) {
+        SCOPED_TRACE(bayer.type);
+        const unsigned shift = bayer.bits - 8;
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+            for (const auto& [width, height] : {std::pair{2u, 2u}, {3u, 2u}, {2u, 3u}, {5u, 7u}, {8u, 6u}}) {
+                const auto source = mosaic(bayer, width, height, [&](auto, auto) {
+                    return Color{200u << shift, 100u << shift, 50u << shift};
+                });
+                const auto rgb = demosaiced(*source, filter);
+                for (std::size_t i = 0; i < rgb.size(); i += 3) {
+                    ASSERT_EQ(rgb[i], 200) << width << "x" << height << " at " << i / 3;
+                    ASSERT_EQ(rgb[i + 1], 100) << width << "x" << height << " at " << i / 3;
+                    ASSERT_EQ(rgb[i + 2], 50) << width << "x" << height << " at " << i / 3;
+                }
+            }
+    }
+}
+
+TEST(Bayer, ThreeByThreeIsTheMeanOfTheNeighbours)
+{
+    // R 10  G 20  R 30
+    // G 40  B 50  G 61
+    // R 70  G 80  R 91
+    const auto source = test::image(3, 3, PvPixelBayerRG8, {10, 20, 30, 40, 50, 61, 70, 80, 91});
+    const Bytes expected = {
+        10, 30, 50,  // green (20 + 20 + 40 + 40) / 4; blue 50, mirrored four times
+        20, 20, 50,  // red (10 + 30) / 2; blue (50 + 50) / 2
+        30, 41, 50,  // green (20 + 20 + 61 + 61 + 2) / 4
+        40, 40, 50,  // red (10 + 70) / 2; blue mirrored
+        50, 50, 50,  // red (10 + 30 + 70 + 91 + 2) / 4; green (20 + 40 + 61 + 80 + 2) / 4
+        61, 61, 50,  // red (30 + 91 + 1) / 2
+        70, 60, 50,  // green (80 + 80 + 40 + 40) / 4
+        81, 80, 50,  // red (70 + 91 + 1) / 2
+        91, 71, 50,  // green (80 + 80 + 61 + 61 + 2) / 4
+    };
+    EXPECT_EQ(demosaiced(*source, PvBayerFilter3X3), expected);
+}
+
+TEST(Bayer, SimpleTakesTheTwoByTwoPixelsThatBeginWithEach)
+{
+    const auto source = test::image(3, 3, PvPixelBayerRG8, {10, 20, 30, 40, 50, 61, 70, 80, 91});
+    const Bytes expected = {
+        10, 30, 50,              // green (20 + 40) / 2
+        30, 41, 50,              // red to the right; green (20 + 61 + 1) / 2, blue below
+        30, 41, 50,              // the last column looks back: green (20 + 61 + 1) / 2
+        70, 60, 50,              // green (40 + 80) / 2
+        91, 71, 50,              // green (61 + 80 + 1) / 2
+        91, 71, 50, 70, 60, 50,  // the last line looks up: green (80 + 40) / 2
+        91, 71, 50, 91, 71, 50,
+    };
+    EXPECT_EQ(demosaiced(*source, PvBayerFilterSimple), expected);
+}
+
+TEST(Bayer, PhaseIsTheTypesWhateverTheImagesOffset)
+{
+    const auto source = test::image(2, 2, PvPixelBayerGR8, {100, 200, 50, 100});
+    for (const std::uint32_t offset : {0u, 1u, 7u}) {
+        source->GetImage()->SetOffsetX(offset);
+        source->GetImage()->SetOffsetY(offset);
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+            EXPECT_EQ(demosaiced(*source, filter), (Bytes{200, 100, 50, 200, 100, 50, 200, 100, 50, 200, 100, 50}));
+    }
+}
+
+TEST(Bayer, SingleLinesColumnsAndPixelsConvert)
+{
+    for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3}) {
+        EXPECT_EQ(demosaiced(*test::image(1, 1, PvPixelBayerRG8, {77}), filter), (Bytes{77, 77, 77}));
+        EXPECT_EQ(demosaiced(*test::image(3, 1, PvPixelBayerBG8, {9, 9, 9}), filter), Bytes(9, 9));
+        EXPECT_EQ(demosaiced(*test::image(1, 3, PvPixelBayerGB12, {0x90, 0, 0x90, 0, 0x90, 0}), filter), Bytes(9, 9));
+    }
+}
+
+TEST(Bayer, DeepTypesKeepTheirDepthInDeepDestinations)
+{
+    const auto source = mosaic({PvPixelBayerRG12, 0, 0, 12, false}, 2, 2, [](auto, auto) {
+        return Color{0xABC, 0x123, 0xFFF};
+    });
+    EXPECT_EQ(demosaiced(*source, PvBayerFilter3X3, PvPixelRGB16Packed),
+              (Bytes{0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF, 0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF,
+                     0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF, 0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF}));
+}
+
+Color smooth_scene(std::uint32_t x, std::uint32_t y, unsigned full_scale)
+{
+    const auto wave = [&](double u, double v, double phase) {
+        const double value = 0.5 + 0.25 * std::sin(u * x + phase) + 0.2 * std::cos(v * y - phase);
+        return static_cast<unsigned>(value * full_scale);
+    };
+    return {wave(0.11, 0.07, 0.0), wave(0.09, 0.13, 1.0), wave(0.05, 0.12, 2.0)};
+}
+
+double psnr(const Bytes& rgb, std::uint32_t width, std::uint32_t height)
+{
+    double squares = 0;
+    for (std::uint32_t y = 0; y < height; ++y)
+        for (std::uint32_t x = 0; x < width; ++x) {
+            const auto expected = smooth_scene(x, y, 255);
+            for (std::size_t c = 0; c < 3; ++c)
+                squares += std::pow(rgb[(y * width + x) * 3 + c] - static_cast<double>(expected[c]), 2);
+        }
+    return 10 * std::log10(255.0 * 255.0 / (squares / (3.0 * width * height)));
+}
+
+TEST(Bayer, ASmoothSceneComesBackCloselyAndThreeByThreeIsCloser)
+{
+    for (const auto& bayer : bayer_types) {
+        SCOPED_TRACE(bayer.type);
+        const unsigned full_scale = (1U << bayer.bits) - 1;
+        const auto source = mosaic(bayer, 97, 61, [&](auto x, auto y) { return smooth_scene(x, y, full_scale); });
+        const double simple = psnr(demosaiced(*source, PvBayerFilterSimple), 97, 61);
+        const double three = psnr(demosaiced(*source, PvBayerFilter3X3), 97, 61);
+        EXPECT_GT(simple, 30);
+        EXPECT_GT(three, 45);
+        EXPECT_GT(three, simple + 10);
+    }
+}
+
+TEST(Bayer, GreyOfABayerImageIsOfItsColours)
+{
+    const auto source = test::image(2, 2, PvPixelBayerRG8, {255, 0, 0, 0});
+    EXPECT_EQ(demosaiced(*source, PvBayerFilter3X3, PvPixelMono8)[0], 76);
+}
+
+}  // namespace
