@@ -1,0 +1,92 @@
+// What the seven typed parameter objects have in common: their base object, their binding, their change events.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "genicam/parameter_link.h"
+#include "genicam/parameter_members.h"
+#include "server/wrapper.h"
+
+/// The base of implementation class T over the SDK's parameter class Sdk. A view: the parameter belongs to its array.
+///
+/// Thread safety: as Wrapper. Change events are fired on the SDK's thread.
+template <class T, class Sdk>
+class ParameterObject : public server::Wrapper<T, ParameterMembers<typename server::ClassFacts<T>::Interface>>,
+                        public server::SdkObject<Sdk>,
+                        private ParameterListener {
+public:
+    HRESULT final_construct() { return this->make_base_object(); }
+    void final_release() noexcept
+    {
+        if (link_) {
+            link_->cut();
+        }
+    }
+
+    /// Points the object at an SDK parameter, and starts to listen to that parameter's changes the first time. Pointed
+    /// at another parameter later, it keeps listening to the first.
+    void AttachSdkObject(Sdk* parameter) noexcept
+    {
+        point_at(parameter);
+        if (parameter != nullptr) {
+            listen_to(*parameter);
+        }
+    }
+
+protected:
+    ParameterObject() = default;
+    ~ParameterObject() = default;
+
+    /// What a class hides that keeps more of its parameter: the parameter is gone.
+    void forget_parameter() noexcept {}
+
+private:
+    void point_at(Sdk* parameter) noexcept
+    {
+        server::SdkObject<Sdk>::AttachSdkObject(parameter);
+        this->base_object().AttachSdkObject(parameter);
+    }
+
+    void listen_to(Sdk& parameter) noexcept
+    {
+        if (std::exchange(registration_pending_, false)) {
+            link_ = ParameterLink::make(parameter, *this, ParameterLink::Purpose::changes);
+        } else if (link_ && link_->is_over()) {
+            link_ = ParameterLink::make(parameter, *this, ParameterLink::Purpose::lifetime);
+        }
+    }
+
+    bool hold() noexcept final { return this->hold_if_alive(); }
+    void let_go() noexcept final { this->Release(); }
+
+    void parameter_changed(PvGenParameter* parameter) noexcept final
+    {
+        T* shown = nullptr;
+        if (parameter != nullptr) {
+            server::Ref<T> fresh;
+            if (FAILED(server::create_object(fresh))) {
+                return;
+            }
+            fresh->registration_pending_ = false;
+            fresh->AttachSdkObject(static_cast<Sdk*>(parameter));
+            // The reference is never given back: clients may keep what they are shown without one of their own.
+            shown = fresh.detach();
+        }
+        this->fire(DISPID{1}, static_cast<IDispatch*>(shown));
+        if (IVexGenEventSink* sink = this->base_object().client_sink(); sink != nullptr) {
+            sink->OnParameterUpdate(shown);
+        }
+    }
+
+    void parameter_gone(PvGenParameter* parameter) noexcept final
+    {
+        if (this->sdk() == parameter) {
+            point_at(nullptr);
+            static_cast<T*>(this)->forget_parameter();
+        }
+    }
+
+    bool registration_pending_ = true;
+    std::shared_ptr<ParameterLink> link_;
+};
