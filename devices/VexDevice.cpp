@@ -92,12 +92,8 @@ HRESULT CVexDevice::DumpGenICamXML(BSTR aFileName, IVexResult** out) noexcept
 
 HRESULT CVexDevice::GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** out) noexcept
 {
-    return result(out, [&](PvDevice& device) {
-        PvString name;
-        PvResult outcome = device.GetDefaultGenICamXMLFilename(name);
-        server::store(aFileName, name);
-        return outcome;
-    });
+    return result_with<PvString>(
+        out, aFileName, [](PvDevice& device, PvString& name) { return device.GetDefaultGenICamXMLFilename(name); });
 }
 
 HRESULT CVexDevice::SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
@@ -126,12 +122,8 @@ HRESULT CVexDevice::Reset(IVexResult** out) noexcept
 
 HRESULT CVexDevice::ReadRegister(unsigned int aAddress, unsigned int* aValue, IVexResult** out) noexcept
 {
-    return result(out, [&](PvDevice& device) {
-        std::uint32_t read = 0;
-        PvResult outcome = device.ReadRegister(aAddress, read);
-        server::store(aValue, read);
-        return outcome;
-    });
+    return result_with<std::uint32_t>(
+        out, aValue, [&](PvDevice& device, std::uint32_t& read) { return device.ReadRegister(aAddress, read); });
 }
 
 HRESULT CVexDevice::WriteRegister(unsigned int aAddress, unsigned int aValue, IVexResult** out) noexcept
