@@ -13,8 +13,8 @@ class PvBuffer;
 ///
 /// The caller loads a pool of its own buffers, takes free ones with RetrieveFreeBuffer, fills and queues them; a buffer
 /// that has been sent (or aborted) is free again. A buffer that was never part of the pool may be queued too and joins
-/// it. Buffers stay the caller's: one that is destroyed leaves the pool and the queue first. While a buffer is queued
-/// it is held (see PvBuffer) and must not be changed.
+/// it. Buffers stay the caller's and must live as long as they are in the pool; one that is destroyed while it is
+/// queued leaves queue and pool first. While a buffer is queued it is held (see PvBuffer) and must not be changed.
 ///
 /// Block IDs start at 1 with every Open and count up by one for every buffer sent; 16-bit IDs wrap from 65535 to 1. The
 /// timestamp in the leader is the buffer's own, or the time since Open in microseconds when that is 0.

@@ -1,0 +1,443 @@
+#include "sdk/transmitterraw/PvTransmitterRaw.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "sdk/buffer/PvBuffer.h"
+#include "sdk/buffer/acquisition.h"
+#include "sdk/net/interfaces.h"
+#include "sdk/transmitterraw/block_transmitter.h"
+#include "sdk/transmitterraw/transmission_meter.h"
+
+namespace {
+
+constexpr std::uint32_t smallest_packet = 576;
+constexpr std::uint32_t largest_packet = 65000;
+constexpr std::uint32_t default_packet = 1440;
+constexpr std::uint32_t endless = 0xFFFFFFFF;
+constexpr int send_buffer_bytes = 4 << 20;
+constexpr int multicast_hops = 16;
+
+template <typename Container>
+bool contains(const Container& container, const PvBuffer* buffer)
+{
+    return std::ranges::find(container, buffer) != container.end();
+}
+
+// What the receiver is told of the buffer; the data is sent from where it lies.
+std::shared_ptr<const transmitter::Block> make_block(const PvBuffer& buffer, std::uint64_t block_id,
+                                                     std::uint64_t timestamp)
+{
+    auto block = std::make_shared<transmitter::Block>();
+    block->block_id = block_id;
+    block->data = acquisition::payload(buffer);
+    block->leader.timestamp = timestamp;
+    if (const auto geometry = acquisition::geometry(buffer)) {
+        block->leader.payload_type = wire::gvsp::payload_type::image;
+        block->leader.image = wire::gvsp::ImageInfo{.pixel_format = static_cast<std::uint32_t>(geometry->pixel_type),
+                                                    .size_x = geometry->width,
+                                                    .size_y = geometry->height,
+                                                    .offset_x = geometry->offset_x,
+                                                    .offset_y = geometry->offset_y,
+                                                    .padding_x = geometry->padding_x,
+                                                    .padding_y = geometry->padding_y};
+        block->trailer.size_y = geometry->height;
+    } else {
+        block->leader.payload_type = wire::gvsp::payload_type::raw_data;
+        block->leader.payload_size = block->data.size();
+    }
+    block->trailer.payload_type = block->leader.payload_type;
+    return block;
+}
+
+bool can_be_sent(const PvBuffer& buffer)
+{
+    if (acquisition::payload(buffer).empty())
+        return false;
+    return acquisition::geometry(buffer).has_value() || buffer.GetPayloadType() == PvPayloadTypeRawData;
+}
+
+}  // namespace
+
+class PvTransmitterRaw::Impl final : private acquisition::Holder {
+public:
+    ~Impl() { close(); }
+
+    PvResult open(const PvString& destination_address, std::uint16_t destination_port, const PvString& source_address,
+                  std::uint16_t source_port, bool dont_fragment);
+    PvResult close();
+    [[nodiscard]] bool is_open() const;
+
+    PvResult load_pool(PvBuffer** buffers, std::uint32_t count);
+    PvResult queue(PvBuffer* buffer);
+    PvResult retrieve(PvBuffer** buffer, std::uint32_t timeout);
+    PvResult abort_queued(bool wait_for_current, std::uint32_t timeout);
+
+    PvResult set_packet_size(std::uint32_t size);
+    PvResult set_throughput(float megabits);
+
+    [[nodiscard]] std::uint32_t packet_size() const { return locked(packet_size_); }
+    [[nodiscard]] float throughput() const { return locked(megabits_per_second_); }
+    [[nodiscard]] net::Endpoint destination() const { return locked(destination_); }
+    [[nodiscard]] net::Endpoint source() const { return locked(source_); }
+    [[nodiscard]] std::uint32_t queued_count() const
+    {
+        const std::lock_guard guard(mutex_);
+        return static_cast<std::uint32_t>(queue_.size() + (current_ != nullptr ? 1 : 0));
+    }
+    [[nodiscard]] transmitter::TransmissionMeter meter() const { return locked(meter_); }
+    void reset_meter()
+    {
+        const std::lock_guard guard(mutex_);
+        meter_.reset(net::Clock::steady().now());
+    }
+
+private:
+    void buffer_destroyed(PvBuffer& buffer) noexcept override;
+    void run();
+    void send_next(std::unique_lock<std::mutex>& lock);
+    void make_free(PvBuffer* buffer);
+    void make_queue_free();
+
+    template <typename Value>
+    [[nodiscard]] Value locked(const Value& value) const
+    {
+        const std::lock_guard guard(mutex_);
+        return value;
+    }
+
+    net::UdpSocket socket_;
+    std::unique_ptr<transmitter::BlockTransmitter> sender_;
+    std::thread worker_;
+
+    mutable std::mutex mutex_;  // guards what follows
+    std::condition_variable changed_;
+    bool open_ = false;
+    std::uint64_t closings_ = 0;  // so that a waiting caller notices one
+    std::vector<PvBuffer*> pool_;
+    std::deque<PvBuffer*> free_;
+    std::deque<PvBuffer*> queue_;
+    PvBuffer* current_ = nullptr;  // being sent
+    std::uint64_t block_id_ = 0;
+    net::Clock::time_point opened_{};
+    net::Endpoint destination_;
+    net::Endpoint source_;
+    std::uint32_t packet_size_ = default_packet;
+    float megabits_per_second_ = 0;
+    transmitter::TransmissionMeter meter_;
+};
+
+PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::uint16_t destination_port,
+                                      const PvString& source_address, std::uint16_t source_port, bool dont_fragment)
+{
+    if (is_open())
+        return {PvResult::StateError, "the transmitter is open already"};
+    const auto destination = net::Ipv4Address::parse(destination_address.view());
+    if (!destination || destination->is_any())
+        return {PvResult::InvalidParameter, "\"" + destination_address.str() + "\" is not a destination address"};
+    if (destination_port == 0)
+        return {PvResult::InvalidParameter, "0 is not a destination port"};
+    net::Ipv4Address source;
+    if (source_address.empty()) {
+        source = net::local_address_towards(*destination);
+        if (source.is_any())
+            return {PvResult::NetworkError, "no network interface reaches " + destination->to_string()};
+    } else if (const auto parsed = net::Ipv4Address::parse(source_address.view())) {
+        source = *parsed;
+    } else {
+        return {PvResult::InvalidParameter, "\"" + source_address.str() + "\" is not a source address"};
+    }
+
+    try {
+        socket_ = net::UdpSocket::open(
+            {source, source_port},
+            {.broadcast = true, .dont_fragment = dont_fragment, .send_buffer_bytes = send_buffer_bytes});
+    } catch (const std::system_error& error) {
+        return {PvResult::NetworkError, std::string("the transmitter cannot open: ") + error.what()};
+    }
+    if (destination->is_multicast()) {
+        if (const std::error_code error = socket_.set_multicast_interface(source, multicast_hops))
+            return {PvResult::NetworkError,
+                    "multicasts cannot leave by " + source.to_string() + ": " + error.message()};
+    }
+    sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, 0);
+    {
+        const std::lock_guard guard(mutex_);
+        destination_ = {*destination, destination_port};
+        source_ = socket_.local();
+        opened_ = net::Clock::steady().now();
+        meter_.start(opened_);
+        block_id_ = 0;
+        open_ = true;
+    }
+    worker_ = std::thread([this] { run(); });
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::close()
+{
+    {
+        const std::lock_guard guard(mutex_);
+        if (!open_)
+            return PvResult::OK;
+        open_ = false;
+        if (current_ != nullptr)
+            sender_->abort();
+        changed_.notify_all();
+    }
+    worker_.join();
+    socket_.close();
+    const std::lock_guard guard(mutex_);
+    make_queue_free();
+    destination_ = {};
+    source_ = {};
+    meter_.stop(net::Clock::steady().now());
+    ++closings_;
+    changed_.notify_all();
+    return PvResult::OK;
+}
+
+bool PvTransmitterRaw::Impl::is_open() const { return locked(open_); }
+
+PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t count)
+{
+    std::vector<PvBuffer*> pool;
+    if (buffers != nullptr)
+        pool.assign(buffers, buffers + count);
+    for (auto buffer = pool.begin(); buffer != pool.end(); ++buffer) {
+        if (*buffer == nullptr)
+            return {PvResult::InvalidParameter, "a buffer of the pool is null"};
+        if (std::find(pool.begin(), buffer, *buffer) != buffer)
+            return {PvResult::InvalidParameter, "a buffer is in the pool twice"};
+    }
+    const std::lock_guard guard(mutex_);
+    if (!queue_.empty() || current_ != nullptr)
+        return {PvResult::StateError, "buffers of the pool are queued"};
+    pool_ = std::move(pool);
+    free_.assign(pool_.begin(), pool_.end());
+    changed_.notify_all();
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
+{
+    if (buffer == nullptr)
+        return {PvResult::InvalidParameter, "there is no buffer to queue"};
+    const std::lock_guard guard(mutex_);
+    if (!open_)
+        return {PvResult::StateError, "the transmitter is not open"};
+    if (!can_be_sent(*buffer))
+        return {PvResult::InvalidParameter, "the buffer holds no image or raw data to send"};
+    if (!acquisition::hold(*buffer, *this))
+        return {PvResult::StateError, "the buffer is queued already"};
+    queue_.push_back(buffer);
+    if (!contains(pool_, buffer))
+        pool_.push_back(buffer);
+    std::erase(free_, buffer);
+    changed_.notify_all();
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::retrieve(PvBuffer** buffer, std::uint32_t timeout)
+{
+    if (buffer == nullptr)
+        return {PvResult::InvalidParameter, "there is no place for the buffer"};
+    *buffer = nullptr;
+    std::unique_lock lock(mutex_);
+    if (pool_.empty())
+        return {PvResult::NoAvailableData, "the transmitter has no buffer pool"};
+    const std::uint64_t closings = closings_;
+    const auto ready = [&] { return !free_.empty() || closings_ != closings; };
+    if (timeout == endless)
+        changed_.wait(lock, ready);
+    else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout), ready))
+        return {PvResult::Timeout, "no buffer became free in time"};
+    if (free_.empty())
+        return {PvResult::Aborted, "the transmitter was closed"};
+    *buffer = free_.front();
+    free_.pop_front();
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::abort_queued(bool wait_for_current, std::uint32_t timeout)
+{
+    std::unique_lock lock(mutex_);
+    make_queue_free();
+    const auto idle = [this] { return current_ == nullptr; };
+    bool in_time = true;
+    if (wait_for_current) {
+        if (timeout == endless)
+            changed_.wait(lock, idle);
+        else
+            in_time = changed_.wait_for(lock, std::chrono::milliseconds(timeout), idle);
+    }
+    if (!idle()) {
+        sender_->abort();
+        changed_.wait(lock, idle);
+    }
+    if (!in_time)
+        return {PvResult::Timeout, "the current block was cut off, it took longer than the timeout"};
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::set_packet_size(std::uint32_t size)
+{
+    if (size < smallest_packet || size > largest_packet)
+        return {PvResult::InvalidParameter, "the packet size must be from " + std::to_string(smallest_packet) + " to " +
+                                                std::to_string(largest_packet) + " bytes, not " + std::to_string(size)};
+    const std::lock_guard guard(mutex_);
+    packet_size_ = size;
+    return PvResult::OK;
+}
+
+PvResult PvTransmitterRaw::Impl::set_throughput(float megabits)
+{
+    if (!(megabits >= 0.0F))
+        return {PvResult::InvalidParameter, "the maximum payload throughput must be 0 or more Mbit/s"};
+    const std::lock_guard guard(mutex_);
+    megabits_per_second_ = megabits;
+    return PvResult::OK;
+}
+
+void PvTransmitterRaw::Impl::make_free(PvBuffer* buffer)
+{
+    acquisition::release(*buffer, *this);
+    // one that is being destroyed has left the pool, and a pool loaded meanwhile has other buffers
+    if (contains(pool_, buffer))
+        free_.push_back(buffer);
+}
+
+void PvTransmitterRaw::Impl::make_queue_free()
+{
+    for (PvBuffer* buffer : queue_)
+        make_free(buffer);
+    queue_.clear();
+    changed_.notify_all();
+}
+
+void PvTransmitterRaw::Impl::buffer_destroyed(PvBuffer& buffer) noexcept
+{
+    std::unique_lock lock(mutex_);
+    std::erase(pool_, &buffer);
+    std::erase(queue_, &buffer);
+    if (current_ == &buffer) {
+        sender_->abort();
+        changed_.wait(lock, [&] { return current_ != &buffer; });
+    }
+}
+
+void PvTransmitterRaw::Impl::run()
+{
+    std::unique_lock lock(mutex_);
+    while (open_) {
+        if (queue_.empty())
+            changed_.wait(lock);
+        else
+            send_next(lock);
+    }
+}
+
+void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
+{
+    current_ = queue_.front();
+    queue_.pop_front();
+    block_id_ = transmitter::next_block_id(block_id_, false);
+    sender_->clear_abort();
+    sender_->configure({.destination = destination_,
+                        .packet_size = packet_size_,
+                        .bytes_per_second = static_cast<double>(megabits_per_second_) * 1e6 / 8.0});
+    const PvBuffer& buffer = *current_;
+    const auto since_open = std::chrono::duration_cast<std::chrono::microseconds>(net::Clock::steady().now() - opened_);
+    const std::uint64_t timestamp =
+        buffer.GetTimestamp() != 0 ? buffer.GetTimestamp() : static_cast<std::uint64_t>(since_open.count());
+    const std::uint64_t block_id = block_id_;
+    lock.unlock();
+
+    const auto block = make_block(buffer, block_id, timestamp);
+    const std::error_code error = sender_->send(block);
+
+    lock.lock();
+    if (!error)
+        meter_.block_sent(net::Clock::steady().now(), block->data.size());
+    PvBuffer* const sent = current_;
+    current_ = nullptr;
+    make_free(sent);
+    changed_.notify_all();
+}
+
+PvTransmitterRaw::PvTransmitterRaw() : impl_(std::make_unique<Impl>()) {}
+PvTransmitterRaw::~PvTransmitterRaw() = default;
+
+PvResult PvTransmitterRaw::Open(const PvString& destination_address, std::uint16_t destination_port,
+                                const PvString& source_address, std::uint16_t source_port, bool dont_fragment)
+{
+    return impl_->open(destination_address, destination_port, source_address, source_port, dont_fragment);
+}
+PvResult PvTransmitterRaw::Close() { return impl_->close(); }
+bool PvTransmitterRaw::IsOpen() const { return impl_->is_open(); }
+
+PvResult PvTransmitterRaw::LoadBufferPool(PvBuffer** buffers, std::uint32_t count)
+{
+    return impl_->load_pool(buffers, count);
+}
+PvResult PvTransmitterRaw::QueueBuffer(PvBuffer* buffer) { return impl_->queue(buffer); }
+PvResult PvTransmitterRaw::RetrieveFreeBuffer(PvBuffer** buffer, std::uint32_t timeout)
+{
+    return impl_->retrieve(buffer, timeout);
+}
+PvResult PvTransmitterRaw::AbortQueuedBuffers(bool wait_for_current_block, std::uint32_t timeout)
+{
+    return impl_->abort_queued(wait_for_current_block, timeout);
+}
+
+PvResult PvTransmitterRaw::SetPacketSize(std::uint32_t size) { return impl_->set_packet_size(size); }
+std::uint32_t PvTransmitterRaw::GetPacketSize() const { return impl_->packet_size(); }
+PvResult PvTransmitterRaw::SetMaxPayloadThroughput(float megabits_per_second)
+{
+    return impl_->set_throughput(megabits_per_second);
+}
+float PvTransmitterRaw::GetMaxPayloadThroughput() const { return impl_->throughput(); }
+
+PvString PvTransmitterRaw::GetDestinationIPAddress() const
+{
+    const net::Endpoint destination = impl_->destination();
+    return destination.port == 0 ? PvString() : PvString(destination.address.to_string());
+}
+std::uint16_t PvTransmitterRaw::GetDestinationPort() const { return impl_->destination().port; }
+PvString PvTransmitterRaw::GetSourceIPAddress() const
+{
+    const net::Endpoint source = impl_->source();
+    return source.port == 0 ? PvString() : PvString(source.address.to_string());
+}
+std::uint16_t PvTransmitterRaw::GetSourcePort() const { return impl_->source().port; }
+
+std::uint32_t PvTransmitterRaw::GetQueuedBufferCount() const { return impl_->queued_count(); }
+
+std::uint32_t PvTransmitterRaw::GetBlocksTransmitted() const
+{
+    return static_cast<std::uint32_t>(impl_->meter().blocks());
+}
+std::uint64_t PvTransmitterRaw::GetPayloadBytesTransmitted() const { return impl_->meter().bytes(); }
+std::uint64_t PvTransmitterRaw::GetSamplingTime() const
+{
+    const auto time = impl_->meter().sampling_time(net::Clock::steady().now());
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+}
+float PvTransmitterRaw::GetAveragePayloadThroughput() const
+{
+    return impl_->meter().average_megabits(net::Clock::steady().now());
+}
+float PvTransmitterRaw::GetInstantaneousPayloadThroughput() const { return impl_->meter().instantaneous_megabits(); }
+float PvTransmitterRaw::GetAverageTransmissionRate() const
+{
+    return impl_->meter().average_rate(net::Clock::steady().now());
+}
+float PvTransmitterRaw::GetInstantaneousTransmissionRate() const { return impl_->meter().instantaneous_rate(); }
+void PvTransmitterRaw::ResetStats() { impl_->reset_meter(); }
