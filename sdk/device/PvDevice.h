@@ -22,7 +22,9 @@ class PvGenParameterArray;
 /// heartbeat timeout, or says that the privilege is gone, that thread disconnects and calls OnLinkDisconnected.
 ///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
-/// Disconnect wait for each other. They may be called from within a notification, and so may destruction.
+/// Disconnect wait for each other. They, and destruction, may be called from within a notification other than
+/// OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and features are not to be used in them
+/// either.
 class PvDevice {
 public:
     PvDevice();
@@ -37,8 +39,9 @@ public:
     ///
     /// InvalidParameter: null information or PvAccessUnknown. StateError: connected already; or, naming the holder, the
     /// device is controlled by another application. BadVersion: the device speaks a version this SDK does not. Timeout:
-    /// no answer. GenICamXMLError: the description cannot be had or used. NotSupported: the description is not in the
-    /// device. After a failure nothing is connected and nothing is held.
+    /// no answer. NotFound: another device answers at the address. GenICamXMLError: the description cannot be had or
+    /// used. NotSupported: the description is not in the device. After a failure nothing is connected and nothing is
+    /// held.
     PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Connects to the device that `aInfo` names: an IP address, a MAC address, a user-defined name or a serial number.
@@ -90,7 +93,8 @@ public:
     /// NotSupported when the device has no such feature.
     PvResult Reset();
 
-    /// 32-bit registers, in host byte order.
+    /// 32-bit registers, in host byte order. Features keep what they have cached of registers that are written here,
+    /// and of memory that is written below, until their cache is invalidated.
     PvResult ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue);
     PvResult WriteRegister(std::uint32_t aAddress, std::uint32_t aValue);
     /// Memory of any address and length. Devices only take whole 32-bit words: a write that begins or ends inside one

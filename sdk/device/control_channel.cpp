@@ -57,6 +57,19 @@ void ControlChannel::close() noexcept
     transport_.wake();
 }
 
+ControlOutcome ControlChannel::close_with(const RegisterWrite& last, Patience patience) noexcept
+{
+    close();
+    const std::scoped_lock lock(mutex_);
+    is_last_ = true;
+    const auto message = wire::gvcp::write_registers(next_request_id(), {&last, 1});
+    const auto outcome = exchange(
+        message, {Command::write_register, last.address, word}, patience,
+        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+    is_last_ = false;
+    return outcome;
+}
+
 std::uint16_t ControlChannel::next_request_id() noexcept
 {
     // 0 is no request ID
@@ -91,7 +104,7 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
 
     requests_.add();
     while (outcome.attempts < patience.attempts) {
-        if (closed_)
+        if (must_end())
             return failed(Kind::closed);
         const time_point sent = outcome.attempts == 0 ? begin : clock_.now();
         retries_.add(outcome.attempts == 0 ? 0 : 1);
@@ -103,7 +116,7 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
         time_point deadline = sent + patience.answer_timeout;
         for (time_point now = sent; now < deadline; now = clock_.now()) {
             const auto received = transport_.receive(buffer_, until(deadline, now));
-            if (closed_)
+            if (must_end())
                 return failed(Kind::closed);
             if (!received)
                 continue;
@@ -140,7 +153,9 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
                 deadline = std::min(arrived + milliseconds(*more) + patience.answer_timeout, pending_end);
                 continue;
             }
+            const time_point arrived = clock_.now();
             if (is_error(acknowledge->status)) {
+                last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
                 refused(acknowledge->payload, outcome);
                 outcome.status = acknowledge->status;
                 return failed(Kind::refused);
@@ -150,8 +165,9 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
                 malformed_.add();
                 continue;
             }
+            last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
             const auto round_trip = static_cast<std::uint64_t>(
-                std::chrono::duration_cast<std::chrono::nanoseconds>(clock_.now() - sent).count());
+                std::chrono::duration_cast<std::chrono::nanoseconds>(arrived - sent).count());
             round_trip_last_.set(round_trip);
             round_trip_max_.set(std::max(round_trip_max_.get(), round_trip));
             return outcome;

@@ -51,6 +51,8 @@ using wire::gvcp::RegisterWrite;
 /// Thread safety: all members may be called from any thread. Long accesses let others in between their messages.
 class ControlChannel {
 public:
+    using time_point = net::Clock::time_point;
+
     /// The most time that PENDING_ACKs may add to one exchange, and how many of them are heeded.
     static constexpr std::chrono::milliseconds pending_limit{10'000};
     static constexpr unsigned most_pendings = 100;
@@ -89,7 +91,15 @@ public:
 
     /// Ends the exchange under way soon and fails all later ones.
     void close() noexcept;
+    /// The same, and then sends one last write.
+    ControlOutcome close_with(const RegisterWrite& last, Patience patience) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }
+
+    /// When the device last acknowledged anything, refusals included; the epoch before it did.
+    [[nodiscard]] time_point last_answer() const noexcept
+    {
+        return time_point(net::Clock::duration(last_answer_.load(std::memory_order_relaxed)));
+    }
 
     [[nodiscard]] ControlStatistics statistics() const noexcept;
     void reset_statistics() noexcept;
@@ -98,8 +108,6 @@ public:
     [[nodiscard]] net::Endpoint local() const noexcept { return transport_.local(); }
 
 private:
-    using time_point = net::Clock::time_point;
-
     /// What a request is about, for the outcome.
     struct Access {
         wire::gvcp::Command command;
@@ -127,6 +135,7 @@ private:
     /// The end of what an operation of so many messages may take.
     class Budget;
     std::uint16_t next_request_id() noexcept;
+    [[nodiscard]] bool must_end() const noexcept { return closed_ && !is_last_; }
 
     /// A counter that one thread at a time writes and any thread reads.
     class Counter {
@@ -144,7 +153,9 @@ private:
     std::mutex mutex_;  ///< held during an exchange
     std::uint16_t request_id_ = 0;
     std::array<std::uint8_t, 2048> buffer_;
+    bool is_last_ = false;  ///< the exchange under way is the one that may run on a closed channel
     std::atomic<bool> closed_{false};
+    std::atomic<net::Clock::duration::rep> last_answer_{0};
     std::atomic<bool> concatenation_{false};
     std::atomic<bool> write_memory_{true};
     std::atomic<std::uint32_t> answer_timeout_ms_;

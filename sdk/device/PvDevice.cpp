@@ -1,0 +1,266 @@
+#include "sdk/device/PvDevice.h"
+
+#include <fstream>
+#include <span>
+#include <string>
+#include <system_error>
+
+#include "sdk/device/device_impl.h"
+#include "sdk/device/device_info_impl.h"
+#include "sdk/device/device_lookup.h"
+#include "sdk/device/file_path.h"
+#include "sdk/device/force_ip.h"
+#include "sdk/genapi/node_map.h"
+#include "sdk/net/interfaces.h"
+#include "sdk/wire/bytes.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds callback_patience{5000};
+
+/// OK, or why a connection cannot be made or ended from where the caller is.
+PvResult check_caller()
+{
+    if (device::in_link_notification())
+        return {PvResult::StateError, "A command link notification cannot connect or disconnect its device"};
+    return PvResult::OK;
+}
+
+PvResult check_access(PvAccessType access)
+{
+    switch (access) {
+    case PvAccessOpen:
+    case PvAccessControl:
+    case PvAccessReadOnly:
+    case PvAccessExclusive: return PvResult::OK;
+    case PvAccessUnknown: break;
+    }
+    return {PvResult::InvalidParameter, "There is no access type " + std::to_string(static_cast<int>(access))};
+}
+
+}  // namespace
+
+PvDevice::PvDevice() : impl_(std::make_unique<Impl>(*this)) {}
+PvDevice::~PvDevice() = default;
+
+PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType)
+{
+    if (aDeviceInfo == nullptr)
+        return {PvResult::InvalidParameter, "The device information is null"};
+    if (PvResult result = check_access(aAccessType); !result.IsOK())
+        return result;
+    if (PvResult result = check_caller(); !result.IsOK())
+        return result;
+    const PvDeviceInfo::Impl& info = *aDeviceInfo->impl_;
+    return impl_->connect({.device = {info.facts.address, wire::gvcp::port},
+                           .local = info.host.address,
+                           .mac = info.facts.mac,
+                           .hint = device::reachability_hint(info.host, info.facts),
+                           .access = aAccessType});
+}
+
+PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
+{
+    if (PvResult result = check_access(aAccessType); !result.IsOK())
+        return result;
+    if (PvResult result = check_caller(); !result.IsOK())
+        return result;
+    if (const auto current = impl_->connection())
+        return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+    device::ConnectionTarget target;
+    target.access = aAccessType;
+    if (PvResult result = device::look_up_device(aInfo.view(), target); !result.IsOK())
+        return result;
+    return impl_->connect(target);
+}
+
+PvResult PvDevice::Disconnect()
+{
+    if (PvResult result = check_caller(); !result.IsOK())
+        return result;
+    return impl_->disconnect();
+}
+
+bool PvDevice::IsConnected() const { return impl_->connection() != nullptr; }
+
+bool PvDevice::IsIPEngine() const
+{
+    // serial ports and the I2C bus are no matter of the protocol: a device that has them describes them
+    const Impl::Features* features = impl_->features();
+    return IsConnected() && features->array->GetNodeMap()->node("IPEngine") != nullptr;
+}
+
+PvGenParameterArray* PvDevice::GetGenParameters()
+{
+    const Impl::Features* features = impl_->features();
+    return features != nullptr ? features->array.get() : nullptr;
+}
+
+PvGenParameterArray* PvDevice::GetGenLink() { return &impl_->link.parameters(); }
+
+PvResult PvDevice::DumpGenICamXML(const PvString& aFilename)
+{
+    const Impl::Features* features = impl_->features();
+    if (features == nullptr)
+        return {PvResult::NotConnected, "No device has been connected whose description could be written"};
+    std::ofstream file(device::file_path(aFilename), std::ios::binary | std::ios::trunc);
+    if (!file)
+        return {PvResult::CannotOpenFile, "The file \"" + aFilename.str() + "\" cannot be written"};
+    const std::string& xml = features->description.xml;
+    file.write(xml.data(), static_cast<std::streamsize>(xml.size()));
+    file.close();
+    if (!file)
+        return {PvResult::FileError, "The description could not be written to \"" + aFilename.str() + "\" completely"};
+    return PvResult::OK;
+}
+
+PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)
+{
+    const Impl::Features* features = impl_->features();
+    if (features == nullptr)
+        return {PvResult::NotConnected, "No device has been connected whose description has a name"};
+    aFilename = PvString(features->description.name);
+    return PvResult::OK;
+}
+
+PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_t aDataPort, std::uint32_t aChannel)
+{
+    const auto address = net::Ipv4Address::parse(aIPAddress.view());
+    if (!address || address->is_any())
+        return {PvResult::InvalidParameter, "\"" + aIPAddress.str() + "\" is no IPv4 address that can be sent to"};
+    if (aDataPort == 0)
+        return {PvResult::InvalidParameter, "A stream cannot be sent to port 0"};
+    return impl_->set_stream_destination(aChannel, *address, aDataPort);
+}
+
+PvResult PvDevice::ResetStreamDestination(std::uint32_t aChannel)
+{
+    return impl_->set_stream_destination(aChannel, net::any_address, 0);
+}
+
+PvResult PvDevice::NegotiatePacketSize(std::uint32_t aChannel, std::uint32_t aDefaultPacketSize)
+{
+    return impl_->negotiate_packet_size(aChannel, aDefaultPacketSize);
+}
+
+PvResult PvDevice::Reset()
+{
+    std::shared_ptr<device::Connection> current;
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+        return result;
+    PvGenParameterArray& array = *impl_->features()->array;
+    if (array.GetCommand("DeviceReset") == nullptr)
+        return {PvResult::NotSupported,
+                "The device " + current->device().address.to_string() + " has no DeviceReset feature"};
+    const PvResult result = array.ExecuteCommand("DeviceReset");
+    if (result.GetCode() == PvResult::Timeout)
+        return {PvResult::OK, "The device did not acknowledge the reset; devices that restart at once do not"};
+    return result;
+}
+
+PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
+{
+    const auto current = impl_->connection();
+    if (!current)
+        return PvResult::NotConnected;
+    const auto outcome = current->channel().read_register(aAddress, aValue);
+    if (!outcome.ok())
+        return current->result_of(outcome);
+    if (!impl_->sinks->empty()) {
+        std::uint8_t bytes[4];
+        wire::store_be32(bytes, aValue);
+        const auto sinks = impl_->sinks;
+        device::notify_read(*sinks, aAddress, bytes);
+    }
+    return PvResult::OK;
+}
+
+PvResult PvDevice::WriteRegister(std::uint32_t aAddress, std::uint32_t aValue)
+{
+    std::shared_ptr<device::Connection> current;
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+        return result;
+    if (const auto outcome = current->channel().write_register(aAddress, aValue); !outcome.ok())
+        return current->result_of(outcome);
+    if (!impl_->sinks->empty()) {
+        std::uint8_t bytes[4];
+        wire::store_be32(bytes, aValue);
+        const auto sinks = impl_->sinks;
+        device::notify_write(*sinks, aAddress, bytes);
+    }
+    return PvResult::OK;
+}
+
+PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestination, std::uint32_t aByteCount)
+{
+    if (aDestination == nullptr && aByteCount > 0)
+        return {PvResult::InvalidParameter, "The destination is null"};
+    const auto current = impl_->connection();
+    if (!current)
+        return PvResult::NotConnected;
+    const std::span<std::uint8_t> destination(aDestination, aByteCount);
+    if (const auto outcome = current->channel().read_memory(aAddress, destination); !outcome.ok())
+        return current->result_of(outcome);
+    const auto sinks = impl_->sinks;
+    device::notify_read(*sinks, aAddress, destination);
+    return PvResult::OK;
+}
+
+PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSource, std::uint32_t aByteCount)
+{
+    if (aSource == nullptr && aByteCount > 0)
+        return {PvResult::InvalidParameter, "The source is null"};
+    std::shared_ptr<device::Connection> current;
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+        return result;
+    const std::span<const std::uint8_t> source(aSource, aByteCount);
+    if (const auto outcome = current->channel().write_memory(aAddress, source); !outcome.ok())
+        return current->result_of(outcome);
+    const auto sinks = impl_->sinks;
+    device::notify_write(*sinks, aAddress, source);
+    return PvResult::OK;
+}
+
+PvResult PvDevice::WaitForMessagingChannelIdle(std::uint32_t aTimeout)
+{
+    static_cast<void>(aTimeout);
+    // without an open message channel there is nothing to wait for
+    return IsConnected() ? PvResult::OK : PvResult::NotConnected;
+}
+
+PvResult PvDevice::SetIPConfiguration(const PvString& aMACAddress, const PvString& aIP, const PvString& aSubnetMask,
+                                      const PvString& aGateway)
+{
+    std::vector<net::Interface> hosts;
+    try {
+        hosts = net::list_interfaces();
+    } catch (const std::system_error& error) {
+        return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
+    }
+    wire::gvcp::ForceIp settings;
+    if (PvResult result = device::parse_ip_configuration(aMACAddress, aIP, aSubnetMask, aGateway, hosts, settings);
+        !result.IsOK())
+        return result;
+    return device::force_ip(settings, hosts);
+}
+
+PvResult PvDevice::ResetStreamTimeoutCounter(std::uint32_t aChannel)
+{
+    const auto current = impl_->connection();
+    if (!current)
+        return PvResult::NotConnected;
+    if (PvResult result = current->check_stream_channel(aChannel); !result.IsOK())
+        return result;
+    impl_->link.reset_stream_timeouts(aChannel);
+    return PvResult::OK;
+}
+
+PvResult PvDevice::ReportStreamTimeout(std::uint32_t aChannel) { return impl_->report_stream_timeout(aChannel); }
+
+PvResult PvDevice::RegisterEventSink(PvDeviceEventSink* aEventSink) { return impl_->sinks->add(aEventSink); }
+
+PvResult PvDevice::UnregisterEventSink(PvDeviceEventSink* aEventSink)
+{
+    const auto sinks = impl_->sinks;
+    return sinks->remove(aEventSink, callback_patience);
+}

@@ -1,0 +1,271 @@
+#include "sdk/device/device_impl.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "sdk/device/packet_size.h"
+#include "sdk/genapi/errors.h"
+#include "sdk/genapi/node_map.h"
+#include "sdk/net/interfaces.h"
+#include "sdk/wire/bootstrap.h"
+
+namespace {
+
+namespace stream = wire::bootstrap::stream;
+using std::chrono::milliseconds;
+
+/// How long the application's callbacks are waited for before a thread of ours is left behind.
+constexpr milliseconds callback_patience{5000};
+constexpr std::uint32_t port_mask = 0xFFFF;
+
+/// The host interface's MTU towards the device, 0 when it is not known.
+std::uint32_t mtu_of(net::Ipv4Address local)
+{
+    try {
+        for (const net::Interface& host : net::list_interfaces())
+            if (host.address == local || (host.loopback && local.is_loopback()))
+                return host.mtu;
+    } catch (const std::exception&) {
+        // then packets are tried up to the largest there are
+    }
+    return 0;
+}
+
+/// The limits that the device's feature gives, where it has one.
+device::PacketSizeLimits packet_size_limits(PvGenParameterArray& array)
+{
+    device::PacketSizeLimits limits;
+    std::int64_t smallest = 0;
+    std::int64_t largest = 0;
+    std::int64_t step = 0;
+    const PvGenInteger* feature = array.GetInteger("GevSCPSPacketSize");
+    if (feature == nullptr || !feature->GetMin(smallest).IsOK() || !feature->GetMax(largest).IsOK() ||
+        !feature->GetIncrement(step).IsOK())
+        return limits;
+    const auto limited = [](std::int64_t value) {
+        return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, 1, port_mask));
+    };
+    return {limited(smallest), limited(largest), limited(step)};
+}
+
+}  // namespace
+
+PvDevice::Impl::Features::Features(device::Description its_description, std::shared_ptr<device::EventSinks> sinks,
+                                   const std::atomic<std::int32_t>& byte_order)
+    : description(std::move(its_description)), port(std::move(sinks), byte_order)
+{
+    auto node_map = GenApi::load_node_map(description.xml, port);
+    port.set_schema(node_map->info());
+    array = std::make_unique<PvGenParameterArray>(std::move(node_map));
+}
+
+PvDevice::Impl::Impl(PvDevice& its_owner) : owner(its_owner) {}
+
+PvDevice::Impl::~Impl()
+{
+    sinks->close(callback_patience);
+    disconnect();
+}
+
+std::shared_ptr<device::Connection> PvDevice::Impl::connection() const
+{
+    const std::scoped_lock lock(state_mutex_);
+    return connection_;
+}
+
+PvDevice::Impl::Features* PvDevice::Impl::features() const
+{
+    const std::scoped_lock lock(state_mutex_);
+    return features_;
+}
+
+void PvDevice::Impl::invalidate_features()
+{
+    // from within a notification the node map may be locked by this thread
+    if (Features* current = features(); current != nullptr && !device::in_link_notification())
+        current->array->InvalidateCache();
+}
+
+PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
+{
+    const std::scoped_lock lock(connect_mutex_);
+    if (const auto current = connection())
+        return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+    exchange_heartbeat(nullptr);  // of a connection that was lost
+
+    std::shared_ptr<device::Connection> opened;
+    if (PvResult result = device::Connection::open(target, link.settings().patience(), opened); !result.IsOK())
+        return result;
+    // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
+    link.attach(opened);
+    exchange_heartbeat(std::make_shared<device::Heartbeat>(
+        opened, link.heartbeat(), [this, opened](const std::string& reason) { on_lost(opened, reason); }));
+
+    Features* loaded = nullptr;
+    PvResult result = load_features(*opened, loaded);
+    if (result.IsOK()) {
+        loaded->port.attach(opened);
+        loaded->array->InvalidateCache();
+        const std::scoped_lock state_lock(state_mutex_);
+        if (opened->channel().is_closed()) {
+            loaded->port.detach();
+        } else {
+            connection_ = opened;
+            features_ = loaded;
+            return PvResult::OK;
+        }
+    }
+    if (const std::string reason = opened->loss_reason(); !reason.empty())
+        result = {PvResult::Timeout, opened->device().address.to_string() +
+                                         ": the connection was lost while it was being made: " + reason};
+    link.detach();
+    opened->close();
+    exchange_heartbeat(nullptr);
+    return result;
+}
+
+PvResult PvDevice::Impl::load_features(device::Connection& connection, Features*& features)
+{
+    device::Description description;
+    if (PvResult result = device::fetch_description(connection, description); !result.IsOK())
+        return result;
+    for (const auto& known : all_features_) {
+        if (known->description.xml == description.xml && known->description.name == description.name) {
+            features = known.get();
+            return PvResult::OK;
+        }
+    }
+    try {
+        auto made = std::make_unique<Features>(std::move(description), sinks, link.settings().byte_order);
+        features = made.get();
+        all_features_.push_back(std::move(made));
+        return PvResult::OK;
+    } catch (const GenApi::Error& error) {
+        return {PvResult::GenICamXMLError, "The GenICam description of the device " +
+                                               connection.device().address.to_string() +
+                                               " cannot be used: " + error.what()};
+    } catch (const std::bad_alloc&) {
+        return PvResult::NotEnoughMemory;
+    }
+}
+
+PvResult PvDevice::Impl::disconnect()
+{
+    std::shared_ptr<device::Heartbeat> heartbeat;
+    {
+        const std::scoped_lock lock(connect_mutex_);
+        std::shared_ptr<device::Connection> closing;
+        Features* current = nullptr;
+        {
+            const std::scoped_lock state_lock(state_mutex_);
+            closing.swap(connection_);
+            current = features_;
+        }
+        heartbeat = exchange_heartbeat(nullptr);
+        if (closing) {
+            link.detach();
+            closing->close();
+            current->port.detach();
+        }
+    }
+    // not under the lock: the heartbeat may be in a callback that disconnects too
+    if (heartbeat)
+        heartbeat->stop(callback_patience);
+    return PvResult::OK;
+}
+
+std::shared_ptr<device::Heartbeat> PvDevice::Impl::exchange_heartbeat(std::shared_ptr<device::Heartbeat> next)
+{
+    const std::scoped_lock lock(state_mutex_);
+    heartbeat_.swap(next);
+    return next;
+}
+
+void PvDevice::Impl::on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason)
+{
+    if (!lost->lose(reason))
+        return;
+    link.count_loss(reason);
+    Features* current = nullptr;
+    {
+        const std::scoped_lock lock(state_mutex_);
+        if (connection_ != lost)
+            return;  // Connect is still at work on it, and will notice
+        connection_.reset();
+        current = features_;
+    }
+    current->port.detach();
+    // nothing of this object is touched after the sinks were called: one of them may have destroyed it
+    const auto told = sinks;
+    PvDevice* const device = &owner;
+    told->notify([device](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(device); });
+}
+
+PvResult PvDevice::Impl::writable_connection(std::shared_ptr<device::Connection>& connection_out) const
+{
+    connection_out = connection();
+    return connection_out ? connection_out->check_writable() : PvResult(PvResult::NotConnected);
+}
+
+PvResult PvDevice::Impl::stream_connection(std::uint32_t channel,
+                                           std::shared_ptr<device::Connection>& connection_out) const
+{
+    PvResult result = writable_connection(connection_out);
+    return result.IsOK() ? connection_out->check_stream_channel(channel) : result;
+}
+
+PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4Address address, std::uint16_t port)
+{
+    std::shared_ptr<device::Connection> current;
+    if (PvResult result = stream_connection(channel, current); !result.IsOK())
+        return result;
+    const std::uint32_t port_register = wire::bootstrap::stream_register(channel, stream::port);
+    const std::uint32_t destination_register = wire::bootstrap::stream_register(channel, stream::destination);
+    std::uint32_t before = 0;
+    if (const auto outcome = current->channel().read_register(port_register, before); !outcome.ok())
+        return current->result_of(outcome);
+
+    // the upper half names the device's own network interface, which stays
+    const device::RegisterWrite set_port{port_register, (before & ~port_mask) | port};
+    const device::RegisterWrite set_address{destination_register, address.value};
+    // the port opens and closes the channel: never open towards an address that is not meant
+    const std::array<device::RegisterWrite, 2> writes =
+        port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
+    const auto outcome = current->channel().write_registers(writes);
+    invalidate_features();
+    return current->result_of(outcome);
+}
+
+PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size)
+{
+    std::shared_ptr<device::Connection> current;
+    if (PvResult result = stream_connection(channel, current); !result.IsOK())
+        return result;
+    device::PacketSizeLimits limits;
+    if (Features* known = features(); known != nullptr && channel == 0)
+        limits = packet_size_limits(*known->array);
+    const PvResult result = device::negotiate_packet_size(*current, channel, default_size, limits,
+                                                          mtu_of(current->channel().local().address));
+    invalidate_features();
+    return result;
+}
+
+PvResult PvDevice::Impl::report_stream_timeout(std::uint32_t channel)
+{
+    const auto current = connection();
+    if (!current)
+        return PvResult::NotConnected;
+    if (PvResult result = current->check_stream_channel(channel); !result.IsOK())
+        return result;
+    link.count_stream_timeout(channel);
+    std::shared_ptr<device::Heartbeat> heartbeat;
+    {
+        const std::scoped_lock lock(state_mutex_);
+        heartbeat = heartbeat_;
+    }
+    if (heartbeat)
+        heartbeat->check_now();
+    return PvResult::OK;
+}

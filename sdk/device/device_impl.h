@@ -1,0 +1,69 @@
+// What stands behind a PvDevice.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "sdk/device/PvDevice.h"
+#include "sdk/device/connection.h"
+#include "sdk/device/description_source.h"
+#include "sdk/device/event_sinks.h"
+#include "sdk/device/heartbeat.h"
+#include "sdk/device/link_parameters.h"
+#include "sdk/device/register_port.h"
+#include "sdk/genicam/PvGenParameterArray.h"
+
+class PvDevice::Impl {
+public:
+    explicit Impl(PvDevice& its_owner);
+    ~Impl();
+
+    /// A description and the features made from it. They are kept for as long as the device object lives, because the
+    /// application may hold on to them; devices with the same description share them one after the other.
+    struct Features {
+        Features(device::Description its_description, std::shared_ptr<device::EventSinks> sinks,
+                 const std::atomic<std::int32_t>& byte_order);
+
+        device::Description description;
+        device::RegisterPort port;
+        std::unique_ptr<PvGenParameterArray> array;  ///< after the port that it uses
+    };
+
+    PvResult connect(const device::ConnectionTarget& target);
+    PvResult disconnect();
+    /// The live connection; null when there is none.
+    [[nodiscard]] std::shared_ptr<device::Connection> connection() const;
+    /// The features of the last connection; null before the first.
+    [[nodiscard]] Features* features() const;
+    /// The features read the device anew, after registers were written behind their back.
+    void invalidate_features();
+
+    /// OK with `connection` set, or why the device cannot be written to.
+    PvResult writable_connection(std::shared_ptr<device::Connection>& connection) const;
+    /// The same for the registers of a stream channel.
+    PvResult stream_connection(std::uint32_t channel, std::shared_ptr<device::Connection>& connection) const;
+
+    PvResult set_stream_destination(std::uint32_t channel, net::Ipv4Address address, std::uint16_t port);
+    PvResult negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size);
+    PvResult report_stream_timeout(std::uint32_t channel);
+
+    PvDevice& owner;
+    std::shared_ptr<device::EventSinks> sinks = std::make_shared<device::EventSinks>();
+    device::Link link;
+
+private:
+    PvResult load_features(device::Connection& connection, Features*& features);
+    /// Replaces the heartbeat and gives the former one back, to be stopped without a lock.
+    std::shared_ptr<device::Heartbeat> exchange_heartbeat(std::shared_ptr<device::Heartbeat> next);
+    void on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason);
+
+    std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
+    mutable std::mutex state_mutex_;
+    std::shared_ptr<device::Connection> connection_;
+    std::shared_ptr<device::Heartbeat> heartbeat_;
+    std::vector<std::unique_ptr<Features>> all_features_;
+    Features* features_ = nullptr;
+};

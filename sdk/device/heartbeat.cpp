@@ -1,0 +1,151 @@
+#include "sdk/device/heartbeat.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "sdk/wire/bootstrap.h"
+
+namespace device {
+
+namespace {
+
+namespace bootstrap = wire::bootstrap;
+using std::chrono::milliseconds;
+
+constexpr milliseconds shortest_interval{100};
+constexpr milliseconds longest_interval{2000};
+/// Between beats while the device does not answer.
+constexpr milliseconds doubt_interval{50};
+/// A device is not given up for fewer.
+constexpr int fewest_missed = 3;
+constexpr milliseconds destruction_patience{5000};
+
+}  // namespace
+
+milliseconds heartbeat_interval(milliseconds timeout) noexcept
+{
+    return std::clamp(timeout / 4, shortest_interval, longest_interval);
+}
+
+HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, bool tells_holder,
+                                   const net::Clock& clock)
+    : channel_(channel), clock_(clock), has_control_(has_control), tells_holder_(tells_holder && has_control),
+      begin_(clock.now())
+{}
+
+std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience patience)
+{
+    constexpr std::array<std::uint32_t, 3> addresses = {
+        bootstrap::control_channel_privilege, bootstrap::primary_application_ip, bootstrap::primary_application_port};
+    std::array<std::uint32_t, 3> values{};
+    const std::size_t count = tells_holder_ ? addresses.size() : 1;
+    const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, patience);
+    in_doubt_ = !outcome.ok();
+    missed_in_a_row_ = outcome.ok() ? 0 : missed_in_a_row_ + 1;
+    if (outcome.ok())
+        return judge(values[0], values[1], values[2]);
+    if (outcome.kind == ControlOutcome::Kind::closed)
+        return std::nullopt;
+    if (outcome.kind == ControlOutcome::Kind::refused) {
+        in_doubt_ = false;
+        missed_in_a_row_ = 0;
+        if (outcome.status == wire::gvcp::Status::access_denied && has_control_)
+            return "another application has exclusive control of the device";
+        // a device that does not let its privilege be read answers all the same, and so is there
+        return std::nullopt;
+    }
+    const auto heard = std::max(channel_.last_answer(), begin_);
+    const auto silent = std::chrono::duration_cast<milliseconds>(clock_.now() - heard);
+    if (silent < silence || missed_in_a_row_ < fewest_missed)
+        return std::nullopt;
+    return "the device has not answered for " + std::to_string(silent.count()) + " ms";
+}
+
+std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, std::uint32_t ip, std::uint32_t port)
+{
+    if (!has_control_)
+        return std::nullopt;
+    if ((privilege & (bootstrap::privilege::control | bootstrap::privilege::exclusive)) == 0)
+        return "the device no longer knows this application as its controller";
+    if (tells_holder_) {
+        const std::uint64_t holder = std::uint64_t{ip} << 16 | (port & 0xFFFF);
+        if (!own_holder_)
+            own_holder_ = holder;
+        else if (*own_holder_ != holder)
+            return "control of the device went to " + net::Ipv4Address{ip}.to_string() + ", port " +
+                   std::to_string(port & 0xFFFF);
+    }
+    return std::nullopt;
+}
+
+Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
+                     std::function<void(std::string)> on_lost)
+    : state_(std::make_shared<State>())
+{
+    thread_ = std::thread([state = state_, connection = std::move(connection), settings = std::move(settings),
+                           on_lost = std::move(on_lost)] {
+        run(*state, *connection, *settings, on_lost);
+        const std::scoped_lock lock(state->mutex);
+        state->done = true;
+        state->changed.notify_all();
+    });
+}
+
+Heartbeat::~Heartbeat() { stop(destruction_patience); }
+
+void Heartbeat::run(State& state, Connection& connection, HeartbeatSettings& settings,
+                    const std::function<void(std::string)>& on_lost)
+{
+    const bool tells_holder = (connection.facts().capability & bootstrap::capability::application_port_and_ip) != 0;
+    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), tells_holder, net::Clock::steady());
+    for (;;) {
+        const milliseconds timeout(settings.timeout_ms);
+        const milliseconds chosen(settings.interval_ms);
+        const milliseconds interval = chosen.count() > 0 ? chosen : heartbeat_interval(timeout);
+        // a beat must end well within the time after which the device forgets its controller
+        const Patience patience{std::min(connection.channel().patience().answer_timeout, interval), 1};
+        const auto lost = monitor.beat(timeout, patience);
+        ++settings.beats;
+        if (monitor.is_in_doubt())
+            ++settings.missed;
+        if (connection.channel().is_closed())
+            return;
+        if (lost) {
+            on_lost(*lost);
+            return;
+        }
+        std::unique_lock lock(state.mutex);
+        state.changed.wait_for(lock, monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval,
+                               [&] { return state.stop || state.check_now; });
+        if (state.stop)
+            return;
+        state.check_now = false;
+    }
+}
+
+void Heartbeat::check_now()
+{
+    const std::scoped_lock lock(state_->mutex);
+    state_->check_now = true;
+    state_->changed.notify_all();
+}
+
+void Heartbeat::stop(milliseconds patience) noexcept
+{
+    if (!thread_.joinable())
+        return;
+    {
+        std::unique_lock lock(state_->mutex);
+        state_->stop = true;
+        state_->changed.notify_all();
+        if (thread_.get_id() == std::this_thread::get_id() ||
+            !state_->changed.wait_for(lock, patience, [&] { return state_->done; })) {
+            thread_.detach();
+            return;
+        }
+    }
+    thread_.join();
+}
+
+}  // namespace device

@@ -1,0 +1,301 @@
+#include "sdk/device/link_parameters.h"
+
+#include <utility>
+
+#include "sdk/device/register_port.h"
+#include "sdk/wire/bootstrap.h"
+
+namespace device {
+
+namespace {
+
+namespace bootstrap = wire::bootstrap;
+
+template <typename Parameter>
+Parameter named(const char* name, const char* category, const char* tool_tip)
+{
+    Parameter parameter;
+    parameter.name = name;
+    parameter.category = category;
+    parameter.tool_tip = tool_tip;
+    return parameter;
+}
+
+SoftwareInteger number(const char* name, const char* category, const char* tool_tip, std::int64_t min, std::int64_t max,
+                       const char* unit)
+{
+    auto parameter = named<SoftwareInteger>(name, category, tool_tip);
+    parameter.min = min;
+    parameter.max = max;
+    parameter.unit = unit;
+    parameter.streamable = true;
+    return parameter;
+}
+
+SoftwareInteger counter(const char* name, const char* tool_tip, std::function<std::uint64_t()> get)
+{
+    auto parameter = named<SoftwareInteger>(name, "Statistics", tool_tip);
+    parameter.is_volatile = true;
+    parameter.visibility = GenApi::Visibility::expert;
+    parameter.get = [get = std::move(get)] { return static_cast<std::int64_t>(get()); };
+    return parameter;
+}
+
+}  // namespace
+
+Link::Link() { build_parameters(); }
+
+std::shared_ptr<Connection> Link::connection() const
+{
+    const std::scoped_lock lock(mutex_);
+    return connection_;
+}
+
+ControlStatistics Link::statistics() const
+{
+    const auto last = connection();
+    return last ? last->channel().statistics() : ControlStatistics{};
+}
+
+void Link::attach(std::shared_ptr<Connection> connection)
+{
+    heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
+    {
+        const std::scoped_lock lock(mutex_);
+        connection_ = connection;
+    }
+    attached_ = true;
+    if (connection->has_control()) {
+        static_cast<void>(apply_heartbeat_timeout(*connection));
+        if (settings_.heartbeat_disabled)
+            static_cast<void>(apply_heartbeat_disabled(*connection));
+    }
+    for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"})
+        parameters_->changed(name);
+}
+
+void Link::detach() noexcept
+{
+    if (!attached_.exchange(false) || !settings_.heartbeat_disabled)
+        return;
+    const auto last = connection();
+    // a device left without heartbeat supervision would stay controlled for ever by whoever crashes next
+    if (last && last->has_control() && !last->channel().is_closed()) {
+        std::uint32_t value = 0;
+        constexpr Patience brief{std::chrono::milliseconds(150), 1};
+        if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief))
+            static_cast<void>(last->channel().write_register(
+                bootstrap::gvcp_configuration, value & ~bootstrap::configuration::heartbeat_disable, brief));
+    }
+}
+
+void Link::count_loss(std::string reason)
+{
+    ++losses_;
+    {
+        const std::scoped_lock lock(mutex_);
+        loss_reason_ = std::move(reason);
+    }
+    parameters_->changed("LinkLossReason");
+}
+
+void Link::count_stream_timeout(std::uint32_t channel)
+{
+    const std::scoped_lock lock(mutex_);
+    ++stream_timeouts_[channel];
+}
+
+void Link::reset_stream_timeouts(std::uint32_t channel)
+{
+    const std::scoped_lock lock(mutex_);
+    stream_timeouts_.erase(channel);
+}
+
+std::uint64_t Link::stream_timeouts() const
+{
+    const std::scoped_lock lock(mutex_);
+    std::uint64_t all = 0;
+    for (const auto& [channel, count] : stream_timeouts_)
+        all += count;
+    return all;
+}
+
+PvResult Link::apply_heartbeat_timeout(Connection& connection)
+{
+    const std::uint32_t wanted = settings_.heartbeat_timeout_ms;
+    if (wanted == 0)
+        return PvResult::OK;
+    auto outcome = connection.channel().write_register(bootstrap::heartbeat_timeout, wanted);
+    std::uint32_t actual = 0;
+    if (outcome.ok())
+        outcome = connection.channel().read_register(bootstrap::heartbeat_timeout, actual);
+    // a device may clamp it; what counts is what it does
+    if (outcome.ok() && actual != 0)
+        heartbeat_->timeout_ms = actual;
+    return connection.result_of(outcome);
+}
+
+PvResult Link::apply_heartbeat_disabled(Connection& connection)
+{
+    std::uint32_t value = 0;
+    auto outcome = connection.channel().read_register(bootstrap::gvcp_configuration, value);
+    if (outcome.ok()) {
+        value = settings_.heartbeat_disabled ? value | bootstrap::configuration::heartbeat_disable
+                                             : value & ~bootstrap::configuration::heartbeat_disable;
+        outcome = connection.channel().write_register(bootstrap::gvcp_configuration, value);
+    }
+    return connection.result_of(outcome);
+}
+
+void Link::build_parameters()
+{
+    SoftwareParameters parameters("Link");
+    add_settings(parameters);
+    add_heartbeat(parameters);
+    add_statistics(parameters);
+    parameters_ = parameters.build();
+}
+
+void Link::add_settings(SoftwareParameters& parameters)
+{
+    const auto apply_patience = [this] {
+        if (const auto current = connection())
+            current->channel().set_patience(settings_.patience());
+        return PvResult(PvResult::OK);
+    };
+
+    auto timeout =
+        number("AnswerTimeout", "Commands", "How long the device may take to answer a command.", 10, 60'000, "ms");
+    timeout.get = [this] { return settings_.answer_timeout_ms.load(); };
+    timeout.set = [this, apply_patience](std::int64_t value) {
+        settings_.answer_timeout_ms = static_cast<std::uint32_t>(value);
+        return apply_patience();
+    };
+    parameters.add(timeout);
+
+    auto retries = number("CommandRetries", "Commands",
+                          "How often a command is sent again when the device does not answer in time.", 0, 20, "");
+    retries.get = [this] { return settings_.retries.load(); };
+    retries.set = [this, apply_patience](std::int64_t value) {
+        settings_.retries = static_cast<std::uint32_t>(value);
+        return apply_patience();
+    };
+    parameters.add(retries);
+
+    auto order = named<SoftwareEnum>("RegisterByteOrder", "Commands",
+                                     "How registers of little-endian devices are read. Some devices do not do what "
+                                     "their description declares.");
+    order.visibility = GenApi::Visibility::guru;
+    order.streamable = true;
+    order.entries = {
+        {"Automatic", static_cast<std::int64_t>(ByteOrderRule::automatic), "", "By the description's schema version."},
+        {"Legacy", static_cast<std::int64_t>(ByteOrderRule::legacy), "", "Network order, as before schema 1.1."},
+        {"Memory", static_cast<std::int64_t>(ByteOrderRule::memory), "", "As in memory, as from schema 1.1 on."}};
+    order.get = [this] { return std::int64_t{settings_.byte_order}; };
+    order.set = [this](std::int64_t value) {
+        settings_.byte_order = static_cast<std::int32_t>(value);
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(order);
+}
+
+void Link::add_heartbeat(SoftwareParameters& parameters)
+{
+    auto timeout = number("HeartbeatTimeout", "Heartbeat",
+                          "After this silence the device takes control away from the application, and the application "
+                          "gives the device up. The device may choose a nearby value.",
+                          100, 3'600'000, "ms");
+    timeout.is_volatile = true;
+    timeout.get = [this]() -> std::int64_t { return heartbeat_->timeout_ms; };
+    timeout.set = [this](std::int64_t value) {
+        settings_.heartbeat_timeout_ms = static_cast<std::uint32_t>(value);
+        const auto current = connection();
+        if (attached_ && current && current->has_control())
+            return apply_heartbeat_timeout(*current);
+        heartbeat_->timeout_ms = static_cast<std::uint32_t>(value);
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(timeout);
+
+    auto interval =
+        number("HeartbeatInterval", "Heartbeat",
+               "The time between two beats; 0 for a quarter of the timeout, within 100 ms and 2 s.", 0, 60'000, "ms");
+    interval.get = [this]() -> std::int64_t { return heartbeat_->interval_ms; };
+    interval.set = [this](std::int64_t value) {
+        heartbeat_->interval_ms = static_cast<std::uint32_t>(value);
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(interval);
+
+    auto disable = named<SoftwareBoolean>("HeartbeatDisable", "Heartbeat",
+                                          "The device does not supervise the application. For debugging: a stopped "
+                                          "program keeps control, and so does one that crashed.");
+    disable.visibility = GenApi::Visibility::guru;
+    disable.get = [this] { return settings_.heartbeat_disabled.load(); };
+    disable.set = [this](bool value) {
+        const auto current = connection();
+        const bool controlling = attached_ && current && current->has_control();
+        if (controlling && (current->facts().capability & bootstrap::capability::heartbeat_disable) == 0)
+            return PvResult(PvResult::NotSupported, "The device cannot do without the heartbeat");
+        settings_.heartbeat_disabled = value;
+        return controlling ? apply_heartbeat_disabled(*current) : PvResult(PvResult::OK);
+    };
+    parameters.add(disable);
+}
+
+void Link::add_statistics(SoftwareParameters& parameters)
+{
+    parameters.add(
+        counter("CommandCount", "Commands sent, repetitions not counted.", [this] { return statistics().requests; }));
+    parameters.add(counter("CommandRetryCount", "Commands sent again for want of an answer.",
+                           [this] { return statistics().retries; }));
+    parameters.add(counter("CommandFailureCount", "Commands that the device refused or did not answer.",
+                           [this] { return statistics().failures; }));
+    parameters.add(counter("PendingAnswerCount", "Times the device asked for more time.",
+                           [this] { return statistics().pendings; }));
+    parameters.add(
+        counter("StaleAnswerCount", "Answers that came too late or twice.", [this] { return statistics().stale; }));
+    parameters.add(counter("ForeignDatagramCount", "Datagrams of anybody but the device.",
+                           [this] { return statistics().foreign; }));
+    parameters.add(counter("MalformedAnswerCount", "Answers that could not be understood.",
+                           [this] { return statistics().malformed; }));
+    auto last = counter("LastRoundTripTime", "From the last command to its answer.",
+                        [this] { return static_cast<std::uint64_t>(statistics().round_trip_last.count()); });
+    last.unit = "ns";
+    parameters.add(last);
+    auto longest = counter("LongestRoundTripTime", "The longest time from a command to its answer.",
+                           [this] { return static_cast<std::uint64_t>(statistics().round_trip_max.count()); });
+    longest.unit = "ns";
+    parameters.add(longest);
+    parameters.add(counter("HeartbeatCount", "Beats made.", [this] { return heartbeat_->beats.load(); }));
+    parameters.add(
+        counter("HeartbeatMissedCount", "Beats that were not answered.", [this] { return heartbeat_->missed.load(); }));
+    parameters.add(counter("LinkLossCount", "Times the connection was lost.", [this] { return losses_.load(); }));
+    parameters.add(counter("StreamTimeoutCount", "Stream timeouts that the application reported, of all channels.",
+                           [this] { return stream_timeouts(); }));
+
+    auto reason = named<SoftwareString>("LinkLossReason", "Statistics", "Why the connection was lost the last time.");
+    reason.is_volatile = true;
+    reason.visibility = GenApi::Visibility::expert;
+    reason.get = [this] {
+        const std::scoped_lock lock(mutex_);
+        return loss_reason_;
+    };
+    parameters.add(reason);
+
+    auto reset = named<SoftwareCommand>("ResetStatistics", "Statistics", "Sets all counters to 0.");
+    reset.visibility = GenApi::Visibility::expert;
+    reset.execute = [this] {
+        if (const auto last_one = connection())
+            last_one->channel().reset_statistics();
+        heartbeat_->beats = 0;
+        heartbeat_->missed = 0;
+        losses_ = 0;
+        const std::scoped_lock lock(mutex_);
+        stream_timeouts_.clear();
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(reset);
+}
+
+}  // namespace device

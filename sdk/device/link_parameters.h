@@ -1,0 +1,74 @@
+// The parameters of a connection: how patient it is, how its heart beats, and what has happened on it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "sdk/base/PvResult.h"
+#include "sdk/device/connection.h"
+#include "sdk/device/heartbeat.h"
+#include "sdk/genicam/software_parameters.h"
+
+namespace device {
+
+/// What the application sets; it holds from connection to connection. All members may be used from any thread.
+struct LinkSettings {
+    std::atomic<std::uint32_t> answer_timeout_ms{500};
+    std::atomic<std::uint32_t> retries{3};
+    std::atomic<std::uint32_t> heartbeat_timeout_ms{0};  ///< 0: as the device has it
+    std::atomic<bool> heartbeat_disabled{false};
+    std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
+
+    [[nodiscard]] Patience patience() const noexcept
+    {
+        return {std::chrono::milliseconds(answer_timeout_ms), retries + 1};
+    }
+};
+
+/// The settings, applied to whatever connection there is, and the counters of the connections.
+///
+/// Thread safety: all members may be called from any thread.
+class Link {
+public:
+    Link();
+
+    [[nodiscard]] LinkSettings& settings() noexcept { return settings_; }
+    [[nodiscard]] const std::shared_ptr<HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
+    [[nodiscard]] SoftwareParameterArray& parameters() noexcept { return *parameters_; }
+
+    /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
+    /// the device when this side controls it; a device that does not take them is left as it is.
+    void attach(std::shared_ptr<Connection> connection);
+    /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
+    void detach() noexcept;
+    void count_loss(std::string reason);
+    void count_stream_timeout(std::uint32_t channel);
+    void reset_stream_timeouts(std::uint32_t channel);
+
+private:
+    void build_parameters();
+    void add_settings(SoftwareParameters& parameters);
+    void add_heartbeat(SoftwareParameters& parameters);
+    void add_statistics(SoftwareParameters& parameters);
+    [[nodiscard]] std::shared_ptr<Connection> connection() const;
+    [[nodiscard]] ControlStatistics statistics() const;
+    [[nodiscard]] std::uint64_t stream_timeouts() const;
+    PvResult apply_heartbeat_timeout(Connection& connection);
+    PvResult apply_heartbeat_disabled(Connection& connection);
+
+    LinkSettings settings_;
+    std::shared_ptr<HeartbeatSettings> heartbeat_ = std::make_shared<HeartbeatSettings>();
+    std::atomic<std::uint64_t> losses_{0};
+    mutable std::mutex mutex_;
+    std::shared_ptr<Connection> connection_;  ///< the last one also after it was detached, for its counters
+    std::string loss_reason_;
+    std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
+    std::atomic<bool> attached_{false};
+    std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above
+};
+
+}  // namespace device

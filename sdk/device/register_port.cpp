@@ -1,0 +1,141 @@
+#include "sdk/device/register_port.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <utility>
+
+#include "sdk/wire/bootstrap.h"
+#include "sdk/wire/bytes.h"
+
+namespace device {
+
+namespace {
+
+constexpr std::size_t word = 4;
+
+thread_local int link_notifications = 0;
+
+template <typename Call>
+void notify(EventSinks& sinks, Call call)
+{
+    ++link_notifications;
+    sinks.notify(call);
+    --link_notifications;
+}
+
+void check(const ControlOutcome& outcome, const Connection& connection)
+{
+    if (outcome.ok())
+        return;
+    const PvResult result = connection.result_of(outcome);
+    throw GenApi::PortError(result.GetCode(), std::string(result.description()));
+}
+
+}  // namespace
+
+bool in_link_notification() noexcept { return link_notifications > 0; }
+
+void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
+{
+    if (!sinks.empty())
+        notify(sinks, [&](PvDeviceEventSink& sink) {
+            sink.OnCmdLinkRead(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
+        });
+}
+
+void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
+{
+    if (!sinks.empty())
+        notify(sinks, [&](PvDeviceEventSink& sink) {
+            sink.OnCmdLinkWrite(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
+        });
+}
+
+RegisterPort::RegisterPort(std::shared_ptr<EventSinks> sinks, const std::atomic<std::int32_t>& rule)
+    : sinks_(std::move(sinks)), rule_(rule)
+{}
+
+void RegisterPort::set_schema(const GenApi::DescriptionInfo& info)
+{
+    legacy_schema_ = info.schema_major < 1 || (info.schema_major == 1 && info.schema_minor < 1);
+}
+
+void RegisterPort::attach(std::shared_ptr<Connection> connection)
+{
+    const std::scoped_lock lock(mutex_);
+    connection_ = std::move(connection);
+}
+
+void RegisterPort::detach() noexcept
+{
+    std::shared_ptr<Connection> dropped;  // its destruction needs no lock of ours
+    const std::scoped_lock lock(mutex_);
+    dropped.swap(connection_);
+}
+
+bool RegisterPort::is_open() const noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    return connection_ != nullptr && !connection_->channel().is_closed();
+}
+
+std::shared_ptr<Connection> RegisterPort::connection_for(std::int64_t address, std::size_t length) const
+{
+    std::shared_ptr<Connection> connection;
+    {
+        const std::scoped_lock lock(mutex_);
+        connection = connection_;
+    }
+    if (!connection)
+        throw GenApi::PortError(PvResult::NotConnected, "The device is not connected");
+    constexpr std::int64_t end = std::int64_t{std::numeric_limits<std::uint32_t>::max()} + 1;
+    if (address < 0 || address > end || length > static_cast<std::uint64_t>(end - address))
+        throw GenApi::PortError(PvResult::InvalidParameter, "The device has no " + std::to_string(length) +
+                                                                " bytes at address " + std::to_string(address));
+    return connection;
+}
+
+bool RegisterPort::swaps_registers(const Connection& connection) const noexcept
+{
+    const auto rule = static_cast<ByteOrderRule>(rule_.load(std::memory_order_relaxed));
+    const bool legacy = rule == ByteOrderRule::automatic ? legacy_schema_.load(std::memory_order_relaxed)
+                                                         : rule == ByteOrderRule::legacy;
+    return !legacy && (connection.facts().mode & wire::bootstrap::mode::big_endian) == 0;
+}
+
+void RegisterPort::read(std::int64_t address, std::span<std::uint8_t> out)
+{
+    const auto connection = connection_for(address, out.size());
+    const auto at = static_cast<std::uint32_t>(address);
+    if (out.size() == word && at % word == 0) {
+        std::uint32_t value = 0;
+        check(connection->channel().read_register(at, value), *connection);
+        wire::store_be32(out.data(), value);
+        if (swaps_registers(*connection))
+            std::reverse(out.begin(), out.end());
+    } else {
+        check(connection->channel().read_memory(at, out), *connection);
+    }
+    notify_read(*sinks_, at, out);
+}
+
+void RegisterPort::write(std::int64_t address, std::span<const std::uint8_t> data)
+{
+    const auto connection = connection_for(address, data.size());
+    if (const PvResult writable = connection->check_writable(); !writable.IsOK())
+        throw GenApi::PortError(writable.GetCode(), std::string(writable.description()));
+    const auto at = static_cast<std::uint32_t>(address);
+    if (data.size() == word && at % word == 0) {
+        std::array<std::uint8_t, word> bytes{};
+        std::copy(data.begin(), data.end(), bytes.begin());
+        if (swaps_registers(*connection))
+            std::reverse(bytes.begin(), bytes.end());
+        check(connection->channel().write_register(at, wire::load_be32(bytes.data())), *connection);
+    } else {
+        check(connection->channel().write_memory(at, data), *connection);
+    }
+    notify_write(*sinks_, at, data);
+}
+
+}  // namespace device

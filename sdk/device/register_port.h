@@ -1,0 +1,65 @@
+// The port of a camera's node map: its registers, reached over the control channel.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "sdk/device/connection.h"
+#include "sdk/device/event_sinks.h"
+#include "sdk/genapi/port.h"
+#include "sdk/genapi/types.h"
+
+namespace device {
+
+/// How the bytes of a 32-bit register of a little-endian device reach the node map.
+enum class ByteOrderRule : std::int32_t {
+    automatic = 0,  ///< by the schema version of the description
+    legacy = 1,     ///< as READREG gives them, in network order: descriptions before schema 1.1 say so
+    memory = 2,     ///< as they lie in the device's memory: descriptions from schema 1.1 on say so
+};
+
+/// A port that stays the same from connection to connection: node maps and the parameters of an application outlive
+/// both.
+///
+/// Accesses to one aligned 32-bit word go as READREG and WRITEREG, which every device takes for its registers; all
+/// others as READMEM and WRITEMEM.
+///
+/// Thread safety: all members may be called from any thread.
+class RegisterPort final : public GenApi::IPort {
+public:
+    /// The sinks are told of every successful access; `rule` is asked at each.
+    RegisterPort(std::shared_ptr<EventSinks> sinks, const std::atomic<std::int32_t>& rule);
+
+    /// What the description declares; decides the byte order.
+    void set_schema(const GenApi::DescriptionInfo& info);
+
+    void attach(std::shared_ptr<Connection> connection);
+    void detach() noexcept;
+
+    void read(std::int64_t address, std::span<std::uint8_t> out) override;
+    void write(std::int64_t address, std::span<const std::uint8_t> data) override;
+    [[nodiscard]] bool is_open() const noexcept override;
+
+private:
+    /// Throws PortError when there is none, or the access is not within a device's address space.
+    [[nodiscard]] std::shared_ptr<Connection> connection_for(std::int64_t address, std::size_t length) const;
+    [[nodiscard]] bool swaps_registers(const Connection& connection) const noexcept;
+
+    std::shared_ptr<EventSinks> sinks_;
+    const std::atomic<std::int32_t>& rule_;
+    std::atomic<bool> legacy_schema_{true};
+    mutable std::mutex mutex_;
+    std::shared_ptr<Connection> connection_;
+};
+
+/// The calling thread is inside a command link notification, where the node map may be locked.
+[[nodiscard]] bool in_link_notification() noexcept;
+
+/// Tells the sinks of an access, on the calling thread.
+void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
+void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
+
+}  // namespace device

@@ -1,0 +1,212 @@
+#include "sdk/device/packet_size.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/sdk/device/raw_camera.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+using device_test::RawCamera;
+using device_test::RawCameraOptions;
+
+class PacketSizeTest : public testing::Test {
+protected:
+    static RawCameraOptions sound()
+    {
+        RawCameraOptions options;
+        options.address = {0x7F000022};  // 127.0.0.34
+        return options;
+    }
+
+    void start(const RawCameraOptions& options)
+    {
+        camera = std::make_unique<RawCamera>(options);
+        camera->set_reg(0x0D04, 0x20000000 | 1400);  // big-endian pixels, and a size that somebody has set
+        camera->set_reg(0x0D00, 0x00010000 | 4567);
+        camera->set_reg(0x0D18, 0x7F0000FE);
+        device::ConnectionTarget target;
+        target.device = {options.address, 3956};
+        const PvResult result = device::Connection::open(target, {200ms, 3}, connection);
+        ASSERT_TRUE(result.IsOK()) << result.description();
+    }
+
+    PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, device::PacketSizeLimits limits = {})
+    {
+        return device::negotiate_packet_size(*connection, 0, default_size, limits, mtu);
+    }
+
+    void expect_channel_restored()
+    {
+        EXPECT_EQ(camera->reg(0x0D00), 0x00010000U | 4567U);
+        EXPECT_EQ(camera->reg(0x0D18), 0x7F0000FEU);
+    }
+
+    std::unique_ptr<RawCamera> camera;
+    std::shared_ptr<device::Connection> connection;
+};
+
+TEST_F(PacketSizeTest, FindsTheLargestThatTheWireCarries)
+{
+    for (const std::uint32_t wire : {576U, 600U, 1499U, 1500U, 1501U, 8999U, 9000U, 9198U}) {
+        auto options = sound();
+        options.largest_on_wire = wire;
+        start(options);
+        const PvResult result = negotiate();
+        EXPECT_TRUE(result.IsOK()) << result.description();
+        EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | (wire & ~3U)) << "wire " << wire;
+        expect_channel_restored();
+        connection->close();
+        camera.reset();
+    }
+}
+
+TEST_F(PacketSizeTest, TakesTheDevicesOwnLimitWhereTheWireCarriesMore)
+{
+    auto options = sound();
+    options.largest_on_wire = 65535;
+    options.largest_accepted = 16114;
+    start(options);
+    EXPECT_TRUE(negotiate().IsOK());
+    EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 16114U);
+}
+
+TEST_F(PacketSizeTest, LeavesASizeThatArrivedWhereTheDeviceTakesMoreThanTheWire)
+{
+    auto options = sound();
+    options.largest_on_wire = 9198;
+    options.largest_accepted = 16114;
+    start(options);
+    EXPECT_TRUE(negotiate().IsOK());
+    EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 9196U);
+}
+
+TEST_F(PacketSizeTest, GoesUpToTheLargestDatagramOnTheLoopback)
+{
+    auto options = sound();
+    options.largest_on_wire = options.largest_accepted = 65535;
+    start(options);
+    EXPECT_TRUE(negotiate(0, 65536).IsOK());
+    EXPECT_GE(camera->reg(0x0D04) & 0xFFFF, 65532U);
+}
+
+TEST_F(PacketSizeTest, StaysWithinTheInterfacesMtu)
+{
+    auto options = sound();
+    options.largest_on_wire = 65535;
+    start(options);
+    EXPECT_TRUE(negotiate(0, 1500).IsOK());
+    EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 1500U);
+}
+
+TEST_F(PacketSizeTest, StaysWithinTheDevicesLimitsAndSteps)
+{
+    auto options = sound();
+    options.largest_on_wire = 65535;
+    start(options);
+    EXPECT_TRUE(negotiate(0, 9000, {220, 8164, 8}).IsOK());
+    EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 8164U - (8164U - 220U) % 8U);
+}
+
+TEST_F(PacketSizeTest, FindsTheSizeOfADeviceWithCoarserStepsThanItTells)
+{
+    start(sound());
+    // sizes are rounded down to multiples of 16, and only up to 4000 bytes arrive
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x82 || request[10] != 0x0D || request[11] != 0x04)
+            return std::nullopt;
+        const auto asked = static_cast<std::uint32_t>(request[14] << 8 | request[15]);
+        const std::uint32_t size = asked / 16 * 16;
+        camera->set_reg(0x0D04, size);
+        if ((request[12] & 0x80) != 0 && size <= 4000) {
+            auto socket = net::UdpSocket::open({camera->options().address, 0});
+            socket.send_to({{camera->reg(0x0D18)}, static_cast<std::uint16_t>(camera->reg(0x0D00))}, Bytes(size - 28));
+        }
+        return std::vector<Bytes>{RawCamera::ack(request, 0, {0, 0, 0, 1})};
+    });
+    const PvResult result = negotiate();
+    EXPECT_TRUE(result.IsOK()) << result.description();
+    EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 4000U);
+}
+
+TEST_F(PacketSizeTest, KeepsTheSizeWhenThereAreNoTestPackets)
+{
+    auto options = sound();
+    options.largest_on_wire = 0;
+    start(options);
+    const PvResult result = negotiate();
+    EXPECT_EQ(result.GetCode(), PvResult::NotSupported);
+    EXPECT_NE(result.description().find("no test packet arrived"), std::string::npos);
+    EXPECT_NE(result.description().find("stays 1400"), std::string::npos);
+    EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1400U);
+    expect_channel_restored();
+}
+
+TEST_F(PacketSizeTest, FallsBackToTheDefaultAndSaysSo)
+{
+    auto options = sound();
+    options.largest_on_wire = 0;
+    start(options);
+    const PvResult result = negotiate(1476);
+    EXPECT_TRUE(result.IsOK());
+    EXPECT_NE(result.description().find("set to the default, 1476"), std::string::npos);
+    EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1476U);
+    expect_channel_restored();
+}
+
+TEST_F(PacketSizeTest, RefusesAnImpossibleDefault)
+{
+    start(sound());
+    EXPECT_EQ(negotiate(65536).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(negotiate(10).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1400U);
+}
+
+TEST_F(PacketSizeTest, TellsADefaultThatTheDeviceDoesNotTake)
+{
+    auto options = sound();
+    options.largest_on_wire = 0;
+    options.largest_accepted = 2000;
+    start(options);
+    const PvResult result = negotiate(9000);
+    EXPECT_EQ(result.GetCode(), PvResult::GenericError);
+    EXPECT_NE(result.description().find("9000"), std::string::npos);
+    EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1400U);
+    expect_channel_restored();
+}
+
+TEST_F(PacketSizeTest, PacketsFromElsewhereProveNothing)
+{
+    auto options = sound();
+    options.largest_on_wire = 0;
+    start(options);
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        const bool fires = request[3] == 0x82 && request[11] == 0x04 && (request[12] & 0x80) != 0;
+        if (fires) {
+            auto socket = net::UdpSocket::open({{0x7F000023}, 0});  // not the camera
+            const auto size = static_cast<std::size_t>(request[14] << 8 | request[15]);
+            socket.send_to({{camera->reg(0x0D18)}, static_cast<std::uint16_t>(camera->reg(0x0D00))}, Bytes(size - 28));
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(negotiate().GetCode(), PvResult::NotSupported);
+}
+
+TEST_F(PacketSizeTest, TellsThatTheDeviceVanishedMeanwhile)
+{
+    start(sound());
+    std::atomic<int> writes{0};
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && ++writes > 4)
+            camera->mute(true);
+        return std::nullopt;
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    const PvResult result = negotiate();
+    EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+    EXPECT_NE(result.description().find("127.0.0.34"), std::string::npos);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+}  // namespace
