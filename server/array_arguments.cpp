@@ -1,6 +1,7 @@
 #include "server/array_arguments.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace {
 
 constexpr ULONG most_elements = 1U << 24;  // a script that passes more by single elements is mistaken
 
-SAFEARRAY* variants_of(VARIANT& elements) noexcept
+SAFEARRAY* array_of(VARIANT& elements) noexcept
 {
     return V_VT(&elements) & VT_BYREF ? *V_ARRAYREF(&elements) : V_ARRAY(&elements);
 }
@@ -28,51 +29,82 @@ std::size_t element_count(SAFEARRAY* array) noexcept
     return count;
 }
 
-/// The byte a script's number is.
-HRESULT to_byte(VARIANT& element, unsigned char& byte) noexcept
+VARTYPE element_type(SAFEARRAY* array) noexcept
+{
+    VARTYPE type = VT_EMPTY;
+    SafeArrayGetVartype(array, &type);
+    return type;
+}
+
+/// A view of one element as a VARIANT, which owns nothing.
+VARIANT view(unsigned char* element, VARTYPE type, std::size_t size) noexcept
+{
+    VARIANT seen;
+    if (type == VT_VARIANT) {
+        std::memcpy(&seen, element, sizeof seen);
+    } else {
+        VariantInit(&seen);
+        V_VT(&seen) = type;
+        std::memcpy(&V_NONE(&seen), element, size);
+    }
+    return seen;
+}
+
+/// Converts one element into place; what it owns, such as a reference, goes to the place.
+HRESULT convert(VARIANT element, VARTYPE type, unsigned char* place, std::size_t size) noexcept
 {
     VARIANT converted;
     VariantInit(&converted);
-    const HRESULT changed = VariantChangeType(&converted, &element, 0, VT_UI1);
+    const HRESULT changed = VariantChangeType(&converted, &element, 0, type);
     if (SUCCEEDED(changed)) {
-        byte = V_UI1(&converted);
+        std::memcpy(place, &V_NONE(&converted), size);
     }
     return changed;
 }
 
-HRESULT variants_to_bytes(SAFEARRAY* variants, SAFEARRAY** bytes)
+HRESULT convert_all(SAFEARRAY* from, SAFEARRAY* to, VARTYPE type) noexcept
 {
-    if (variants == nullptr) {
-        return DISP_E_TYPEMISMATCH;
+    const ArrayLock source(from);
+    const ArrayLock target(to);
+    if (FAILED(source.status()) || FAILED(target.status())) {
+        return FAILED(source.status()) ? source.status() : target.status();
+    }
+    const VARTYPE given = element_type(from);
+    const std::size_t from_size = SafeArrayGetElemsize(from);
+    const std::size_t to_size = SafeArrayGetElemsize(to);
+    const std::size_t count = element_count(from);
+    HRESULT converted = S_OK;
+    for (std::size_t at = 0; at < count && SUCCEEDED(converted); ++at) {
+        converted = convert(view(source.data() + at * from_size, given, from_size), type, target.data() + at * to_size,
+                            to_size);
+    }
+    return converted;
+}
+
+HRESULT convert_array(SAFEARRAY* from, VARTYPE type, SAFEARRAY** array)
+{
+    *array = nullptr;
+    if (from == nullptr) {
+        return S_OK;
     }
     std::vector<SAFEARRAYBOUND> bounds;
-    for (UINT dimension = 1; dimension <= SafeArrayGetDim(variants); ++dimension) {
+    for (UINT dimension = 1; dimension <= SafeArrayGetDim(from); ++dimension) {
         LONG lower = 0;
         LONG upper = 0;
-        SafeArrayGetLBound(variants, dimension, &lower);
-        SafeArrayGetUBound(variants, dimension, &upper);
+        SafeArrayGetLBound(from, dimension, &lower);
+        SafeArrayGetUBound(from, dimension, &upper);
         bounds.push_back({static_cast<ULONG>(upper - lower + 1), lower});
     }
-    SAFEARRAY* made = SafeArrayCreate(VT_UI1, static_cast<UINT>(bounds.size()), bounds.data());
+    SAFEARRAY* made = SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data());
     if (made == nullptr) {
         return E_OUTOFMEMORY;
     }
-    HRESULT converted = S_OK;
-    {
-        const ArrayLock from(variants);
-        const ArrayLock to(made);
-        converted = FAILED(from.status()) ? from.status() : to.status();
-        auto* element = reinterpret_cast<VARIANT*>(from.data());
-        const std::size_t count = element_count(variants);
-        for (std::size_t at = 0; at < count && SUCCEEDED(converted); ++at) {
-            converted = to_byte(element[at], to.data()[at]);
-        }
-    }
+    const HRESULT converted = convert_all(from, made, type);
     if (FAILED(converted)) {
         SafeArrayDestroy(made);
         return converted;
     }
-    *bytes = made;
+    *array = made;
     return S_OK;
 }
 
@@ -116,7 +148,7 @@ HRESULT object_to_bytes(IDispatch* object, SAFEARRAY** bytes)
         VariantInit(&value);
         HRESULT got = get_property(*object, std::to_wstring(at), value);
         if (SUCCEEDED(got)) {
-            got = to_byte(value, read[at]);
+            got = convert(value, VT_UI1, &read[at], 1);
         }
         VariantClear(&value);
         if (FAILED(got)) {
@@ -140,45 +172,46 @@ void set_property(IDispatch& object, std::wstring name, unsigned char value)
     }
 }
 
+HRESULT fill_object(const unsigned char* bytes, std::size_t count, IDispatch& object)
+{
+    for (std::size_t at = 0; at < count; ++at) {
+        set_property(object, std::to_wstring(at), bytes[at]);
+    }
+    return S_OK;
+}
+
 }  // namespace
 
-HRESULT elements_to_bytes(VARIANT& elements, SAFEARRAY** bytes) noexcept
+HRESULT elements_to_array(VARIANT& elements, VARTYPE type, SAFEARRAY** array) noexcept
 {
     return guarded([&] {
-        return V_VT(&elements) == VT_DISPATCH ? object_to_bytes(V_DISPATCH(&elements), bytes)
-                                              : variants_to_bytes(variants_of(elements), bytes);
+        return V_VT(&elements) == VT_DISPATCH ? object_to_bytes(V_DISPATCH(&elements), array)
+                                              : convert_array(array_of(elements), type, array);
     });
 }
 
-void fill_elements(SAFEARRAY* bytes, VARIANT& elements) noexcept
+void fill_elements(SAFEARRAY* array, VARIANT& elements) noexcept
 {
-    const ArrayLock from(bytes);
+    const ArrayLock from(array);
     if (FAILED(from.status())) {
         return;
     }
-    const std::size_t count = element_count(bytes);
     if (V_VT(&elements) == VT_DISPATCH) {
-        for (std::size_t at = 0; at < count; ++at) {
-            if (FAILED(guarded([&] {
-                    set_property(*V_DISPATCH(&elements), std::to_wstring(at), from.data()[at]);
-                    return S_OK;
-                }))) {
-                return;
-            }
-        }
+        static_cast<void>(
+            guarded([&] { return fill_object(from.data(), element_count(array), *V_DISPATCH(&elements)); }));
         return;
     }
-    SAFEARRAY* variants = variants_of(elements);
-    const ArrayLock to(variants);
-    if (FAILED(to.status())) {
+    SAFEARRAY* caller = array_of(elements);
+    const ArrayLock to(caller);
+    if (FAILED(to.status()) || element_type(caller) != VT_VARIANT) {
         return;
     }
-    auto* element = reinterpret_cast<VARIANT*>(to.data());
-    const std::size_t both = std::min(count, element_count(variants));
+    const VARTYPE type = element_type(array);
+    const std::size_t size = SafeArrayGetElemsize(array);
+    const std::size_t both = std::min(element_count(array), element_count(caller));
     for (std::size_t at = 0; at < both; ++at) {
-        VariantClear(&element[at]);
-        V_VT(&element[at]) = VT_UI1;
-        V_UI1(&element[at]) = from.data()[at];
+        VARIANT element = view(from.data() + at * size, type, size);
+        VariantCopy(reinterpret_cast<VARIANT*>(to.data()) + at, &element);
     }
 }
 

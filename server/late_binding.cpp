@@ -10,22 +10,24 @@ namespace server {
 namespace {
 
 constexpr VARTYPE bytes_type = VT_ARRAY | VT_UI1;
-constexpr VARTYPE variants_type = VT_ARRAY | VT_VARIANT;
 constexpr UINT most_arguments = 16;  // more than any member has
 
 /// A cheap look at a call's arguments: most calls have none that a member's types might not fit.
 bool may_need_adapting(const DISPPARAMS& parameters) noexcept
 {
     return std::any_of(parameters.rgvarg, parameters.rgvarg + parameters.cArgs, [](const VARIANT& argument) {
-        switch (V_VT(&argument)) {
-        case VT_BYREF | VT_VARIANT:
-        case variants_type:
-        case VT_BYREF | variants_type:
-        case VT_BYREF | bytes_type:
-        case VT_DISPATCH: return true;  // an array-like object may come where bytes are wanted
-        default: return false;
-        }
+        const VARTYPE type = V_VT(&argument);
+        return type == (VT_BYREF | VT_VARIANT) || ((type & VT_ARRAY) && type != bytes_type) ||
+               type == VT_DISPATCH;  // an array-like object may come where bytes are wanted
     });
+}
+
+/// Whether the elements of such an array are for script hosts to choose, not typed.
+bool is_array_of_elements(const VARIANT& given, VARTYPE wanted) noexcept
+{
+    const VARTYPE element = V_VT(&given) & VT_TYPEMASK;
+    const bool objects = wanted == (VT_ARRAY | VT_UNKNOWN) && element == VT_DISPATCH;
+    return (V_VT(&given) & VT_ARRAY) && (element == VT_VARIANT || objects);
 }
 
 /// The value a chain of references to variables ends in.
@@ -51,8 +53,8 @@ public:
         if (wanted.type == VT_VARIANT || wanted.type == VT_EMPTY) {
             return S_OK;
         }
-        if (wanted.type == bytes_type) {
-            return wanted.by_reference ? adapt_byte_reference(passed, wanted) : adapt_bytes(passed, wanted);
+        if (wanted.type & VT_ARRAY) {
+            return wanted.by_reference ? adapt_array_reference(passed, wanted) : adapt_array(passed, wanted);
         }
         if (V_VT(&passed) != (VT_BYREF | VT_VARIANT)) {
             return S_OK;
@@ -98,50 +100,47 @@ private:
         return S_OK;
     }
 
-    /// Bytes by value, which the member reads or fills in place.
-    HRESULT adapt_bytes(VARIANT& passed, const ParameterFacts& wanted) noexcept
+    /// An array by value, which the member reads or fills in place.
+    HRESULT adapt_array(VARIANT& passed, const ParameterFacts& wanted) noexcept
     {
         VARIANT* given = referent(&passed);
-        switch (V_VT(given)) {
-        case VT_BYREF | bytes_type:
-            V_VT(&passed) = bytes_type;
-            V_ARRAY(&passed) = *V_ARRAYREF(given);
+        if (V_VT(given) == (VT_BYREF | wanted.type)) {
+            SAFEARRAY* array = *V_ARRAYREF(given);
+            V_VT(&passed) = wanted.type;
+            V_ARRAY(&passed) = array;
             return S_OK;
-        case variants_type:
-        case VT_BYREF | variants_type:
-        case VT_DISPATCH: return pass_converted(passed, *given, wanted, bytes_type);
-        default: passed = *given; return S_OK;
         }
+        const bool array_like = V_VT(given) == VT_DISPATCH && wanted.type == bytes_type;
+        if (array_like || is_array_of_elements(*given, wanted.type)) {
+            return pass_converted(passed, *given, wanted);
+        }
+        passed = *given;
+        return S_OK;
     }
 
-    /// A pointer to bytes, which the member may also replace.
-    HRESULT adapt_byte_reference(VARIANT& passed, const ParameterFacts& wanted) noexcept
+    /// A pointer to an array, which the member may also replace.
+    HRESULT adapt_array_reference(VARIANT& passed, const ParameterFacts& wanted) noexcept
     {
         VARIANT* given = referent(&passed);
-        switch (V_VT(given)) {
-        case VT_BYREF | bytes_type: passed = *given; return S_OK;
-        case bytes_type:
-            if (given == &passed) {
-                return S_OK;
-            }
-            V_VT(&passed) = VT_BYREF | bytes_type;
+        if (V_VT(given) == wanted.type && given != &passed) {
+            V_VT(&passed) = static_cast<VARTYPE>(VT_BYREF | wanted.type);
             V_ARRAYREF(&passed) = &V_ARRAY(given);
             return S_OK;
-        case variants_type:
-        case VT_BYREF | variants_type:
-            if (wanted.in) {
-                return pass_converted(passed, *given, wanted, VT_BYREF | bytes_type);
-            }
-            break;
-        default: break;
         }
-        return given != &passed ? pass_temporary(passed, *given, wanted) : S_OK;
+        if (wanted.in && is_array_of_elements(*given, wanted.type)) {
+            return pass_converted(passed, *given, wanted);
+        }
+        if (given == &passed || V_VT(given) == (VT_BYREF | wanted.type)) {
+            passed = *given;
+            return S_OK;
+        }
+        return pass_temporary(passed, *given, wanted);
     }
 
-    HRESULT pass_converted(VARIANT& passed, VARIANT& given, const ParameterFacts& wanted, VARTYPE as) noexcept
+    HRESULT pass_converted(VARIANT& passed, VARIANT& given, const ParameterFacts& wanted) noexcept
     {
-        SAFEARRAY* bytes = nullptr;
-        const HRESULT converted = elements_to_bytes(given, &bytes);
+        SAFEARRAY* array = nullptr;
+        const HRESULT converted = elements_to_array(given, wanted.type & VT_TYPEMASK, &array);
         if (converted == S_FALSE) {
             // an object that is no array; the call itself says what is wrong with it
             passed = given;
@@ -150,23 +149,24 @@ private:
         if (FAILED(converted)) {
             return converted;
         }
-        V_VT(&temporary_) = bytes_type;
-        V_ARRAY(&temporary_) = bytes;
+        V_VT(&temporary_) = wanted.type;
+        V_ARRAY(&temporary_) = array;
         if (wanted.out) {
             elements_ = &given;
         }
-        V_VT(&passed) = as;
-        if (as & VT_BYREF) {
+        if (wanted.by_reference) {
+            V_VT(&passed) = static_cast<VARTYPE>(VT_BYREF | wanted.type);
             V_ARRAYREF(&passed) = &V_ARRAY(&temporary_);
         } else {
-            V_ARRAY(&passed) = bytes;
+            V_VT(&passed) = wanted.type;
+            V_ARRAY(&passed) = array;
         }
         return S_OK;
     }
 
     VARIANT temporary_;
     VARIANT* variable_ = nullptr;  // the caller's variable that takes the temporary over
-    VARIANT* elements_ = nullptr;  // the caller's array whose elements take the temporary's bytes
+    VARIANT* elements_ = nullptr;  // the caller's array that takes the temporary's elements back
 };
 
 HRESULT invoke_adapted(const TypeInfo& info, const MethodFacts& method, void* object, DISPID id, WORD flags,
