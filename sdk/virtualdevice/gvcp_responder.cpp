@@ -15,6 +15,9 @@ using gvcp::Command;
 using gvcp::CommandView;
 using gvcp::Message;
 
+constexpr std::size_t standard_resend_size = 12;
+constexpr std::size_t extended_resend_size = 20;
+
 // What fits one acknowledge beside its header and the address.
 constexpr std::size_t largest_read = gvcp::largest_message - gvcp::header_size - 4;
 
@@ -299,9 +302,12 @@ void GvcpResponder::packet_resend(const CommandView& command)
 {
     if (!description_.packet_resend)
         return answer_status(command, Status::not_implemented);
+    const bool extended = (command.flags & gvcp::flag::extended_ids) != 0;
+    if (command.payload.size() < (extended ? extended_resend_size : standard_resend_size))
+        return answer_status(command, Status::invalid_header);
     const std::optional<gvcp::PacketResend> range = gvcp::decode_packet_resend(command);
     if (!range)
-        return answer_status(command, Status::invalid_header);
+        return answer_status(command, Status::invalid_parameter);
     if (range->channel >= description_.stream_channels || range->first_packet > range->last_packet)
         return answer_status(command, Status::invalid_parameter);
     // requests come from the receiver's socket, which is not the one that has control; its host must be concerned

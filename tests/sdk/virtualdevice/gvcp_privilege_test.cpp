@@ -1,0 +1,227 @@
+// Who may do what, for how long, and what a repeated command does.
+#include "tests/sdk/virtualdevice/responder_fixture.h"
+
+using namespace std::chrono_literals;
+
+using GvcpPrivilege = Responder;
+using GvcpHeartbeat = Responder;
+using GvcpRetry = Responder;
+
+TEST_F(GvcpPrivilege, WithoutControlNothingCanBeWritten)
+{
+    EXPECT_EQ(write(scratch, 1), status::access_denied);
+    EXPECT_EQ(status_of(ask(write_memory(1, 0xE8, be32(0)))), status::access_denied);
+    EXPECT_EQ(read(scratch), 0x11223344U);
+    EXPECT_EQ(responder.statistics().denied, 2U);
+}
+
+TEST_F(GvcpPrivilege, ControlIsTakenByWritingTheRegisterAndGivenBackByZero)
+{
+    EXPECT_EQ(write(0x0A00, 2), status::success);
+    EXPECT_EQ(read(0x0A00), 2U);
+    EXPECT_EQ(read(0x0A04), 50000U);
+    EXPECT_EQ(read(0x0A14), 0x0A010164U);
+    EXPECT_EQ(write(scratch, 5), status::success);
+
+    EXPECT_EQ(write(0x0A00, 0), status::success);
+    EXPECT_EQ(read(0x0A00), 0U);
+    EXPECT_EQ(read(0x0A04), 0U);
+    EXPECT_EQ(read(0x0A14), 0U);
+    EXPECT_EQ(write(scratch, 6), status::access_denied);
+    EXPECT_EQ(hooks.control_changes, (std::vector<bool>{true, false}));
+}
+
+TEST_F(GvcpPrivilege, OthersAreDeniedControlButMayRead)
+{
+    take_control();
+    EXPECT_EQ(status_of(ask(write_register(1, 0x0A00, 2), other)), status::access_denied);
+    EXPECT_EQ(status_of(ask(write_register(2, 0x0A00, 0), other)), status::access_denied);
+    EXPECT_EQ(status_of(ask(write_register(3, scratch, 0), other)), status::access_denied);
+    EXPECT_EQ(u32_at(ask(read_register(4, scratch), other), 8), 0x11223344U);
+    EXPECT_EQ(u32_at(ask(read_register(5, 0x0A14), other), 8), 0x0A010164U);
+}
+
+TEST_F(GvcpPrivilege, AnotherPortOfTheSameHostIsAnotherApplication)
+{
+    take_control();
+    const net::Endpoint neighbour{host.address, static_cast<std::uint16_t>(host.port + 1)};
+    EXPECT_EQ(status_of(ask(write_register(1, scratch, 0), neighbour)), status::access_denied);
+}
+
+TEST_F(GvcpPrivilege, ExclusiveAccessKeepsOthersFromReadingToo)
+{
+    ASSERT_EQ(write(0x0A00, 1), status::success);
+    EXPECT_EQ(read(0x0A00), 1U);
+    EXPECT_EQ(status_of(ask(read_register(1, scratch), other)), status::access_denied);
+    EXPECT_EQ(status_of(ask(read_memory(2, table, 8), other)), status::access_denied);
+    EXPECT_EQ(read(scratch), 0x11223344U);
+}
+
+TEST_F(GvcpPrivilege, WhoIsRefusedByExclusiveAccessLearnsWhoHasIt)
+{
+    ASSERT_EQ(write(0x0A00, 3), status::success);
+    EXPECT_EQ(u32_at(ask(read_register(1, 0x0A00), other), 8), 3U);
+    EXPECT_EQ(u32_at(ask(read_register(2, 0x0A04), other), 8), 50000U);
+    EXPECT_EQ(u32_at(ask(read_register(3, 0x0A14), other), 8), 0x0A010164U);
+    EXPECT_EQ(ask(command(0x0002, 4, {}), other).size(), 256U) << "discovery is for everybody";
+}
+
+TEST_F(GvcpPrivilege, ControlCanBecomeExclusiveAndBack)
+{
+    take_control();
+    EXPECT_EQ(write(0x0A00, 1), status::success);
+    EXPECT_EQ(status_of(ask(read_register(1, scratch), other)), status::access_denied);
+    EXPECT_EQ(write(0x0A00, 2), status::success);
+    EXPECT_EQ(status_of(ask(read_register(2, scratch), other)), status::success);
+    EXPECT_EQ(hooks.control_changes, std::vector<bool>{true}) << "control itself never changed hands";
+}
+
+TEST_F(GvcpPrivilege, LosingControlClosesTheChannels)
+{
+    take_control();
+    ASSERT_EQ(write(0x0D18, 0x0A010164), status::success);
+    ASSERT_EQ(write(0x0D00, 40000), status::success);
+    ASSERT_EQ(write(0x0B00, 40001), status::success);
+    EXPECT_TRUE(hooks.channel.is_open());
+
+    ASSERT_EQ(write(0x0A00, 0), status::success);
+    EXPECT_EQ(read(0x0D00), 0U);
+    EXPECT_EQ(read(0x0B00), 0U);
+    EXPECT_FALSE(hooks.channel.is_open());
+}
+
+TEST_F(GvcpHeartbeat, SilenceBeyondTheTimeoutEndsControl)
+{
+    take_control();
+    clock.advance(3000ms);
+    responder.tick();
+    EXPECT_EQ(read(0x0A00), 2U) << "the timeout itself is not yet too long";
+
+    clock.advance(3001ms);
+    responder.tick();
+    EXPECT_EQ(hooks.control_changes, (std::vector<bool>{true, false}));
+    EXPECT_EQ(read(0x0A00), 0U);
+    EXPECT_EQ(responder.statistics().heartbeat_expired, 1U);
+}
+
+TEST_F(GvcpHeartbeat, AnyCommandOfTheControllerKeepsItAlive)
+{
+    take_control();
+    for (int i = 0; i < 20; ++i) {
+        clock.advance(2900ms);
+        responder.tick();
+        EXPECT_EQ(read(0x0938), 3000U);
+    }
+    EXPECT_EQ(hooks.control_changes, std::vector<bool>{true});
+}
+
+TEST_F(GvcpHeartbeat, CommandsOfOthersDoNot)
+{
+    take_control();
+    for (int i = 0; i < 4; ++i) {
+        clock.advance(1000ms);
+        ask(read_register(static_cast<unsigned>(i + 1), scratch), other);
+    }
+    EXPECT_EQ(read(0x0A00), 0U);
+}
+
+TEST_F(GvcpHeartbeat, ExpiryIsNoticedEvenWhenTheLateCommandComesFirst)
+{
+    take_control();
+    clock.advance(3001ms);
+    EXPECT_EQ(write(scratch, 1), status::access_denied);
+}
+
+TEST_F(GvcpHeartbeat, AnotherApplicationTakesOverAfterwards)
+{
+    take_control();
+    clock.advance(4s);
+    EXPECT_EQ(status_of(ask(write_register(1, 0x0A00, 2), other)), status::success);
+    EXPECT_EQ(write(scratch, 1), status::access_denied);
+}
+
+TEST_F(GvcpHeartbeat, TheTimeoutIsWritableButNotBelowHalfASecond)
+{
+    take_control();
+    EXPECT_EQ(write(0x0938, 10), status::success);
+    EXPECT_EQ(read(0x0938), 500U);
+    EXPECT_EQ(write(0x0938, 60000), status::success);
+    clock.advance(59s);
+    responder.tick();
+    EXPECT_EQ(read(0x0A00), 2U);
+}
+
+TEST_F(GvcpHeartbeat, DisablingItKeepsControlForever)
+{
+    take_control();
+    ASSERT_EQ(write(0x0954, 1), status::success);
+    clock.advance(24h);
+    responder.tick();
+    EXPECT_EQ(read(0x0A00), 2U);
+}
+
+TEST_F(GvcpRetry, TheSameRequestAgainIsAnsweredButNotExecutedAgain)
+{
+    take_control();
+    const Bytes request = write_register(0x1234, counted, 1);
+    const Bytes first = ask(request);
+    const Bytes second = ask(request);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(status_of(first), status::success);
+    EXPECT_EQ(executions, 1);
+    EXPECT_EQ(responder.statistics().repeated, 1U);
+}
+
+TEST_F(GvcpRetry, AnUnacknowledgedCommandIsNotExecutedTwiceEither)
+{
+    take_control();
+    const Bytes request = command(0x0082, 0x1234, joined({be32(counted), be32(1)}), 0x00);
+    EXPECT_TRUE(answers(request).empty());
+    EXPECT_TRUE(answers(request).empty());
+    EXPECT_EQ(executions, 1);
+}
+
+TEST_F(GvcpRetry, AFreshIdIsAFreshCommand)
+{
+    take_control();
+    ask(write_register(0x1234, counted, 1));
+    ask(write_register(0x1235, counted, 1));
+    EXPECT_EQ(executions, 2);
+}
+
+TEST_F(GvcpRetry, TheSameIdWithAnotherCommandIsAnotherCommand)
+{
+    take_control();
+    ask(write_register(0x1234, counted, 1));
+    ask(write_register(0x1234, counted, 2));
+    EXPECT_EQ(executions, 2);
+}
+
+TEST_F(GvcpRetry, TheSameIdOfAnotherApplicationIsAnotherCommand)
+{
+    const Bytes request = read_register(0x1234, scratch);
+    ask(request);
+    ask(request, other);
+    EXPECT_EQ(responder.statistics().executed, 2U);
+    EXPECT_EQ(responder.statistics().repeated, 0U);
+}
+
+TEST_F(GvcpRetry, ARetryIsRememberedBesideOtherApplications)
+{
+    take_control();
+    const Bytes request = write_register(0x1234, counted, 1);
+    ask(request);
+    for (unsigned i = 1; i < 8; ++i)
+        ask(read_register(i, scratch), {other.address, static_cast<std::uint16_t>(i)});
+    ask(request);
+    EXPECT_EQ(executions, 1);
+}
+
+TEST_F(GvcpRetry, DiscoveryAlwaysTellsThePresentState)
+{
+    const Bytes request = command(0x0002, 1, {});
+    ask(request);
+    take_control();
+    ASSERT_EQ(status_of(ask(write_memory(2, 0xE8, be32(0x41424344)))), status::success);
+    EXPECT_EQ(ask(request)[8 + 232], 'A');
+}

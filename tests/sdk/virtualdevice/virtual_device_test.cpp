@@ -1,0 +1,120 @@
+#include "sdk/virtualdevice/PvVirtualDevice.h"
+
+#include "tests/sdk/net/wine.h"
+#include "tests/sdk/virtualdevice/host_socket.h"
+#include "tests/sdk/virtualdevice/responder_fixture.h"
+
+namespace {
+
+constexpr const char* address = "127.0.0.25";
+const Bytes discovery = bytes_of({0x42, 0x01, 0x00, 0x02, 0x00, 0x00, 0x00, 0x01});
+
+class VirtualDevice : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (under_wine())
+            GTEST_SKIP() << "Wine gives every loopback address the same socket";
+    }
+};
+
+}  // namespace
+
+TEST_F(VirtualDevice, AnswersDiscoveryFromStartToStop)
+{
+    PvVirtualDevice device;
+    HostSocket host;
+    ASSERT_TRUE(device.StartListening(address).IsOK());
+    host.send(address, discovery);
+    const auto answer = host.receive();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(std::string(answer->bytes.begin() + 8 + 72, answer->bytes.begin() + 8 + 78), "Vexkam");
+
+    device.StopListening();
+    host.send(address, discovery);
+    EXPECT_FALSE(host.receive(std::chrono::milliseconds(100)));
+}
+
+TEST_F(VirtualDevice, CanListenAgain)
+{
+    PvVirtualDevice device;
+    HostSocket host;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(device.StartListening(address).IsOK());
+        host.send(address, discovery);
+        EXPECT_TRUE(host.receive());
+        device.StopListening();
+    }
+}
+
+TEST_F(VirtualDevice, ServesADescriptionWhereItsUrlSays)
+{
+    PvVirtualDevice device;
+    ASSERT_TRUE(device.StartListening(address).IsOK());
+    HostSocket host;
+    host.send(address, read_memory(1, 0x0200, 512));
+    const auto url = host.receive();
+    ASSERT_TRUE(url);
+    const std::string text(url->bytes.begin() + 12, std::find(url->bytes.begin() + 12, url->bytes.end(), 0));
+    unsigned location = 0;
+    unsigned length = 0;
+    ASSERT_EQ(std::sscanf(text.c_str(), "Local:virtualdevice.xml;%x;%x", &location, &length), 2) << text;
+
+    std::string xml;
+    for (unsigned at = 0, id = 2; at < length; at += 512, ++id) {
+        const unsigned count = std::min(512U, (length - at + 3) / 4 * 4);
+        host.send(address, read_memory(id, location + at, count));
+        const auto part = host.receive();
+        ASSERT_TRUE(part);
+        ASSERT_EQ(status_of(part->bytes), status::success);
+        xml.append(part->bytes.begin() + 12, part->bytes.end());
+    }
+    xml.resize(length);
+    EXPECT_EQ(xml.substr(0, 5), "<?xml");
+    EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
+}
+
+TEST_F(VirtualDevice, AnUnknownInterfaceIsNotFoundAndNamedInTheDescription)
+{
+    PvVirtualDevice device;
+    const PvResult result = device.StartListening("no-such-interface");
+    EXPECT_EQ(result.GetCode(), PvResult::NotFound);
+    EXPECT_NE(result.description().find("no-such-interface"), std::string::npos);
+}
+
+TEST_F(VirtualDevice, StartingTwiceIsAStateErrorAndGoesOnListening)
+{
+    PvVirtualDevice device;
+    ASSERT_TRUE(device.StartListening(address).IsOK());
+    EXPECT_EQ(device.StartListening(address).GetCode(), PvResult::StateError);
+    HostSocket host;
+    host.send(address, discovery);
+    EXPECT_TRUE(host.receive());
+}
+
+TEST_F(VirtualDevice, AnAddressThatIsTakenIsANetworkError)
+{
+    PvVirtualDevice first;
+    PvVirtualDevice second;
+    ASSERT_TRUE(first.StartListening(address).IsOK());
+    const PvResult result = second.StartListening(address);
+    EXPECT_EQ(result.GetCode(), PvResult::NetworkError);
+    EXPECT_NE(result.description().find(address), std::string::npos) << result.description();
+    first.StopListening();
+    EXPECT_TRUE(second.StartListening(address).IsOK());
+}
+
+TEST(VirtualDeviceStop, WithoutStartDoesNothing)
+{
+    PvVirtualDevice device;
+    device.StopListening();
+    device.StopListening();
+}
+
+TEST(VirtualDeviceStart, WithoutANameTakesSomeInterface)
+{
+    PvVirtualDevice device;
+    const PvResult result = device.StartListening("");
+    // another program may have the port of that very interface
+    EXPECT_TRUE(result.IsOK() || result.GetCode() == PvResult::NetworkError) << result.description();
+}
