@@ -1,0 +1,283 @@
+// The node map at work. Everything here runs with the node map's lock held, unless it says otherwise.
+//
+// Values are pulled: a read computes what is not cached, down to the registers, and caches the results on the way up.
+// Changes are pushed: a write drops, along the ways found while loading, every cached result that may have changed.
+// What depends on something that must not be cached is valid for the running operation only, so that one operation
+// sees one consistent state and asks the device for each register once.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "sdk/genapi/model.h"
+
+namespace GenApi {
+
+enum class Wish : std::uint8_t { read, write, execute };
+
+class NodeMap final : public INodeMap {
+public:
+    NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options);
+    ~NodeMap() override;
+
+    // INodeMap
+    [[nodiscard]] const DescriptionInfo& info() const noexcept override { return model_.info; }
+    [[nodiscard]] const std::vector<Diagnostic>& diagnostics() const noexcept override { return model_.diagnostics; }
+    [[nodiscard]] INode* node(std::string_view name) const noexcept override;
+    [[nodiscard]] std::size_t node_count() const noexcept override { return model_.node_count; }
+    [[nodiscard]] INode* node_at(std::size_t index) const noexcept override;
+    [[nodiscard]] const std::vector<INode*>& features() const noexcept override { return model_.features; }
+    [[nodiscard]] const std::vector<INode*>& categories() const noexcept override { return model_.feature_categories; }
+    void invalidate_all() override;
+    void changed(INode& node) override;
+    void poll(std::chrono::milliseconds elapsed) override;
+    bool connect_port(std::string_view name, IPort* port) override;
+    void attach_chunks(std::span<const Chunk> chunks) override;
+    void detach_chunks() override;
+    bool deliver_event(std::uint64_t event_id, std::span<const std::uint8_t> data) override;
+
+    // What nodes ask; each takes the lock itself.
+    [[nodiscard]] AccessMode access(Node& node);
+    [[nodiscard]] bool is_cached(Node& node);
+    void invalidate(Node& node);
+    [[nodiscard]] std::int64_t read_integer(Node& node, ReadMode mode);
+    void write_integer(Node& node, std::int64_t value);
+    [[nodiscard]] Limits integer_limits(Node& node);
+    [[nodiscard]] double read_float(Node& node, ReadMode mode);
+    void write_float(Node& node, double value);
+    [[nodiscard]] Limits float_limits(Node& node);
+    [[nodiscard]] bool read_boolean(Node& node, ReadMode mode);
+    void write_boolean(Node& node, bool value);
+    [[nodiscard]] Node& read_entry(Node& node, ReadMode mode);
+    void write_entry(Node& node, std::string_view symbolic);
+    void execute(Node& node);
+    [[nodiscard]] bool is_done(Node& node);
+    [[nodiscard]] std::string read_string(Node& node, ReadMode mode);
+    void write_string(Node& node, std::string_view value);
+    [[nodiscard]] std::int64_t string_length(Node& node);
+    [[nodiscard]] std::int64_t register_length(Node& node);
+    [[nodiscard]] std::int64_t register_address(Node& node);
+    void read_bytes(Node& node, std::span<std::uint8_t> out, ReadMode mode);
+    void write_bytes(Node& node, std::span<const std::uint8_t> bytes);
+    [[nodiscard]] std::string read_text(Node& node, ReadMode mode);
+    void write_text(Node& node, std::string_view text);
+    CallbackId add_callback(Node& node, ChangeCallback callback);
+    void remove_callback(Node& node, CallbackId id);
+
+    [[nodiscard]] const Model& model() const noexcept { return model_; }
+    [[nodiscard]] const EntryData* find_entry(const Node& enumeration, std::string_view symbolic,
+                                              NodeIndex* node) const noexcept;
+    [[nodiscard]] const EntryData* find_entry(const Node& enumeration, std::int64_t value,
+                                              NodeIndex* node) const noexcept;
+
+private:
+    class Operation;
+    class Evaluation;
+    class Scope;
+
+    struct Callback {
+        CallbackId id = 0;
+        ChangeCallback function;
+        std::atomic<bool> removed = false;
+    };
+    struct Call {
+        Node* node = nullptr;
+        std::shared_ptr<Callback> callback;
+    };
+
+    [[nodiscard]] Node& at(NodeIndex index) noexcept { return model_.nodes[index]; }
+
+    // Operations (engine_operation.cpp)
+    void begin_operation();
+    void next_operation() noexcept;
+    void take_over_deferred();
+    [[nodiscard]] std::vector<Call> collect_calls() noexcept;
+    static void make(const std::vector<Call>& calls) noexcept;
+    void work_off_deferred();
+    void watch_ports();
+    template <class Work>
+    decltype(auto) speaking_of(const Node& node, Wish wish, Work&& work);
+    template <class Work>
+    decltype(auto) reading(Node& node, ReadMode mode, Work&& work);
+
+    // Values (engine_values.cpp)
+    [[nodiscard]] Number value_of(Node& node);
+    [[nodiscard]] std::int64_t integer_of(Node& node);
+    [[nodiscard]] std::int64_t whole(Number value) const;
+    [[nodiscard]] Number compute(Node& node);
+    [[nodiscard]] Number value_of_operand(const Operand& operand, bool as_float);
+    [[nodiscard]] Operand& current_operand(Node& node);
+    [[nodiscard]] Number run(const Node& node, const StoredCode& code, Number converted);
+    [[nodiscard]] Number value_of_variable(const Variable& variable);
+    [[nodiscard]] std::string string_of(Node& node);
+    [[nodiscard]] std::int64_t string_length_of(Node& node);
+    [[nodiscard]] bool is_true(NodeIndex condition);
+    [[noreturn]] void broken(const Node& node) const;
+
+    // Limits (engine_limits.cpp)
+    [[nodiscard]] Limits limits_of(Node& node);
+    [[nodiscard]] Limits integer_limits_of(Node& node);
+    [[nodiscard]] Limits float_limits_of(Node& node);
+    [[nodiscard]] Limits compute_limits(Node& node);
+    [[nodiscard]] Limits number_limits(Node& node);
+    [[nodiscard]] Limits converter_limits(Node& node);
+    [[nodiscard]] Limits register_limits(const Node& node) const;
+
+    // Registers and ports (engine_registers.cpp)
+    [[nodiscard]] std::int64_t address_of(Node& node);
+    [[nodiscard]] std::int64_t length_of(Node& node);
+    [[nodiscard]] Cell& fetch(Node& node);
+    [[nodiscard]] Number decode(Node& node);
+    [[nodiscard]] bool is_big_endian(const RegisterData& reg) const noexcept;
+    [[nodiscard]] bool can_transfer(const PortData& port) const noexcept;
+    void require_transfers(const Node& port_node) const;
+    void read_port(const Node& port_node, std::int64_t address, std::span<std::uint8_t> out);
+    void write_port(const Node& port_node, std::int64_t address, std::span<const std::uint8_t> bytes);
+    void store_register(Node& node, std::span<const std::uint8_t> bytes);
+    void store_integer(Node& node, std::int64_t value);
+    void store_float(Node& node, double value);
+    void fetch_again(Node& node);
+    void store_part(Node& node, std::span<const std::uint8_t> bytes);
+
+    // Access (engine_access.cpp)
+    [[nodiscard]] AccessMode access_of(Node& node);
+    [[nodiscard]] AccessMode compute_access(Node& node);
+    [[nodiscard]] AccessMode own_access(Node& node);
+    [[nodiscard]] AccessMode register_access(Node& node);
+    void require(Node& node, Wish wish);
+    [[noreturn]] void refuse(Node& node, Wish wish);
+    void refuse_by(const Node& subject, Node& node, Wish wish);
+    void refuse_by_condition(const Node& subject, Node& node);
+    void refuse_by_lock(const Node& subject, Node& node);
+    [[nodiscard]] bool locked_by_acquisition(Node& lock);
+
+    // Writes (engine_writes.cpp)
+    void set(Node& node, Number value);
+    void set_integer(Node& node, std::int64_t value);
+    void set_float(Node& node, double value);
+    void set_boolean(Node& node, bool value);
+    void set_entry(Node& node, NodeIndex entry);
+    void set_raw(Node& node, Number value);
+    void set_string(Node& node, std::string_view value);
+    void start_command(Node& node);
+    void check_integer(Node& node, std::int64_t value);
+    void check_float(Node& node, double value);
+    void check_errors(Node& node);
+    [[nodiscard]] std::int64_t nearest_valid(Node& node, double value);
+    [[nodiscard]] NodeIndex nearest_entry(Node& node, double value);
+
+    // Changes (engine_changes.cpp)
+    void next_visit() noexcept;
+    void spread(NodeIndex node, std::uint8_t channels);
+    void spread_from_register(Node& node, std::int64_t address, std::int64_t length);
+    void spread_all();
+    void push(NodeIndex node, std::uint8_t channels);
+    void visit(Node& node, std::uint8_t channels);
+    void forget_below(Node& node);
+
+    Model model_;
+    NodeIndex acquisition_lock_ = no_node;
+    std::vector<NodeIndex> connected_ports_;
+    std::uint32_t open_ports_ = 0;  ///< bits, of the first 32 connected ports
+
+    std::mutex mutex_;
+    std::atomic<std::thread::id> owner_;
+    std::uint32_t operation_ = 1;
+    bool passing_ = false;  ///< what was computed last is valid for this operation only
+    bool fresh_ = false;    ///< changes found while fetching are to be told
+    std::uint32_t depth_ = 0;
+    std::vector<Number> stack_;
+    std::vector<NodeIndex> found_changed_;
+
+    std::uint32_t visit_ = 0;
+    std::vector<std::pair<NodeIndex, std::uint8_t>> to_visit_;
+    std::vector<NodeIndex> to_notify_;
+    std::unordered_map<NodeIndex, std::vector<std::shared_ptr<Callback>>> callbacks_;
+    CallbackId next_callback_ = 1;
+
+    std::mutex deferred_mutex_;  // the innermost lock
+    std::vector<NodeIndex> deferred_;
+    std::atomic<std::uint32_t> has_deferred_ = 0;  ///< 0 or 1; a number, because a bool cannot be read by modifying it
+};
+
+/// Holds the lock for the length of one public operation; makes the callbacks after giving it back.
+class NodeMap::Operation {
+public:
+    explicit Operation(NodeMap& map) : map_(map) { map_.begin_operation(); }
+    ~Operation();
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+
+private:
+    NodeMap& map_;
+};
+
+/// Runs work, and gives the errors that leave it the name of the node that the user asked for.
+template <class Work>
+decltype(auto) NodeMap::speaking_of(const Node& node, Wish wish, Work&& work)
+{
+    const auto cannot = [&] {
+        constexpr std::string_view verbs[] = {" cannot be read: ", " cannot be written: ", " cannot be executed: "};
+        return std::string(node.text_name) + std::string(verbs[static_cast<std::size_t>(wish)]);
+    };
+    try {
+        return work();
+    } catch (const PortError& error) {
+        throw PortError(error.code(), cannot() + error.what());
+    } catch (const EvaluationError& error) {
+        throw EvaluationError(cannot() + error.what(), error.code());
+    } catch (const ValueError& error) {
+        throw ValueError(std::string(node.text_name) + ": " + error.what(), error.code());
+    }
+}
+
+template <class Work>
+decltype(auto) NodeMap::reading(Node& node, ReadMode mode, Work&& work)
+{
+    const Operation operation(*this);
+    return speaking_of(node, Wish::read, [&]() -> decltype(auto) {
+        require(node, Wish::read);
+        if (mode == ReadMode::fresh) {
+            forget_below(node);
+            fresh_ = true;
+        }
+        return work();
+    });
+}
+
+/// One computation on the way down: bounds the depth, finds circles, and tells whether the result may be kept.
+class NodeMap::Evaluation {
+public:
+    explicit Evaluation(NodeMap& map) : map_(map), outer_(std::exchange(map.passing_, false)) { ++map_.depth_; }
+    ~Evaluation()
+    {
+        map_.passing_ = map_.passing_ || outer_;
+        --map_.depth_;
+    }
+    Evaluation(const Evaluation&) = delete;
+    Evaluation& operator=(const Evaluation&) = delete;
+
+    void check_depth() const
+    {
+        constexpr std::uint32_t deepest = 250;
+        if (map_.depth_ > deepest) {
+            throw EvaluationError("too many nodes depend on each other");
+        }
+    }
+    /// What was computed stays valid until something changes.
+    [[nodiscard]] bool lasting() const noexcept { return !map_.passing_; }
+
+private:
+    NodeMap& map_;
+    bool outer_;
+};
+
+}  // namespace GenApi

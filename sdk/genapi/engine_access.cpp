@@ -1,0 +1,297 @@
+// Access: what may be done with a node at present, and, when something may not, why.
+
+#include "sdk/genapi/engine.h"
+#include "sdk/genapi/linking.h"
+#include "sdk/genapi/numbers.h"
+
+namespace GenApi {
+
+namespace {
+
+AccessMode made_of(bool readable, bool writable) noexcept
+{
+    return readable   ? (writable ? AccessMode::read_write : AccessMode::read_only)
+           : writable ? AccessMode::write_only
+                      : AccessMode::not_available;
+}
+
+AccessMode both(AccessMode a, AccessMode b) noexcept
+{
+    if (a == AccessMode::not_implemented || b == AccessMode::not_implemented) {
+        return AccessMode::not_implemented;
+    }
+    return made_of(is_readable(a) && is_readable(b), is_writable(a) && is_writable(b));
+}
+
+}  // namespace
+
+AccessMode NodeMap::access_of(Node& node)
+{
+    if (node.access_lasting) {
+        return node.cached_access;
+    }
+    if (node.access_operation == operation_) {
+        passing_ = true;
+        return node.cached_access;
+    }
+    if (node.access_busy) {
+        // whether A can be used is asked while finding out whether A can be used: the question adds nothing
+        passing_ = true;
+        return AccessMode::read_write;
+    }
+    const Evaluation evaluation(*this);
+    evaluation.check_depth();
+    struct Busy {
+        explicit Busy(Node& busy) : node(busy) { node.access_busy = true; }
+        ~Busy() { node.access_busy = false; }
+        Node& node;
+    } const busy(node);
+    node.cached_access = compute_access(node);
+    node.access_lasting = evaluation.lasting();
+    node.access_operation = operation_;
+    return node.cached_access;
+}
+
+AccessMode NodeMap::compute_access(Node& node)
+{
+    if (node.broken) {
+        return AccessMode::not_available;
+    }
+    try {
+        if (node.is_implemented != no_node) {
+            const bool outer = std::exchange(passing_, false);
+            const bool implemented = is_readable(access_of(at(node.is_implemented))) && is_true(node.is_implemented);
+            // what a device implements does not change, even where the description forbids to keep the answer
+            passing_ = outer;
+            if (!implemented) {
+                return AccessMode::not_implemented;
+            }
+        }
+        if (node.is_available != no_node &&
+            (!is_readable(access_of(at(node.is_available))) || !is_true(node.is_available))) {
+            return AccessMode::not_available;
+        }
+        AccessMode mode = both(own_access(node), node.imposed);
+        if (node.is_locked != no_node && is_writable(mode) &&
+            (!is_readable(access_of(at(node.is_locked))) || is_true(node.is_locked))) {
+            mode = made_of(is_readable(mode), false);
+        }
+        return mode;
+    } catch (const Error&) {
+        // a condition that cannot be read does not hold; the next operation asks again
+        passing_ = true;
+        return AccessMode::not_available;
+    }
+}
+
+AccessMode NodeMap::own_access(Node& node)
+{
+    switch (node.kind) {
+    case Kind::inert:
+    case Kind::category:
+    case Kind::enum_entry:
+    case Kind::swiss_knife:
+    case Kind::int_swiss_knife: return AccessMode::read_only;
+    case Kind::port: return can_transfer(model_.ports[node.data]) ? AccessMode::read_write : AccessMode::not_available;
+    case Kind::int_reg:
+    case Kind::masked_int_reg:
+    case Kind::struct_entry:
+    case Kind::float_reg:
+    case Kind::string_reg:
+    case Kind::raw_register: return register_access(node);
+    case Kind::converter:
+    case Kind::int_converter: {
+        const FormulaData& data = model_.formulas[node.data];
+        const AccessMode raw = access_of(at(data.value.node));
+        return data.to.instructions.count != 0 ? raw : both(raw, AccessMode::read_only);
+    }
+    case Kind::integer:
+    case Kind::floating: {
+        const NodeIndex index = model_.numbers[node.data].index;
+        if (index != no_node && !is_readable(access_of(at(index)))) {
+            return AccessMode::not_available;
+        }
+        const NodeIndex target = current_operand(node).node;
+        return target != no_node ? access_of(at(target)) : AccessMode::read_write;
+    }
+    case Kind::boolean:
+    case Kind::command:
+    case Kind::enumeration:
+    case Kind::string: {
+        const NodeIndex target = value_node(model_, node);
+        return target != no_node ? access_of(at(target)) : AccessMode::read_write;
+    }
+    }
+    return AccessMode::not_available;
+}
+
+AccessMode NodeMap::register_access(Node& node)
+{
+    const RegisterData& reg = model_.registers[node.data];
+    const PortData& port = model_.ports[at(reg.port).data];
+    const AccessMode port_access = access_of(at(reg.port));
+    if (port.is_chunk || port.is_event) {
+        return is_available(port_access) ? both(reg.access, AccessMode::read_only) : AccessMode::not_available;
+    }
+    if (is_available(port_access)) {
+        return both(reg.access, port_access);
+    }
+    // without its port a register still has what is cached of it
+    const bool kept = model_.cells[reg.cell].valid && reg.caching != Caching::none;
+    return kept ? both(reg.access, AccessMode::read_only) : AccessMode::not_available;
+}
+
+void NodeMap::require(Node& node, Wish wish)
+{
+    const AccessMode mode = access_of(node);
+    if (wish == Wish::read ? !is_readable(mode) : !is_writable(mode)) {
+        refuse(node, wish);
+    }
+}
+
+/// Finds the reason why a wish cannot be granted, and throws it.
+void NodeMap::refuse(Node& subject, Wish wish)
+{
+    const std::string name(subject.text_name);
+    Node* node = &subject;
+    for (std::uint32_t steps = 0; steps < longest_chain; ++steps) {
+        refuse_by(subject, *node, wish);
+        NodeIndex next = no_node;
+        try {
+            const bool number = node->kind == Kind::integer || node->kind == Kind::floating;
+            next = number ? current_operand(*node).node : value_node(model_, *node);
+        } catch (const PortError& error) {
+            throw PortError(error.code(), name + " is not available: " + error.what());
+        } catch (const Error& error) {
+            throw AccessError(name + " is not available: " + error.what());
+        }
+        if (next == no_node) {
+            break;
+        }
+        node = &at(next);
+    }
+    throw AccessError(name + (wish == Wish::read    ? " is not readable"
+                              : wish == Wish::write ? " is not writable"
+                                                    : " cannot be executed at present"));
+}
+
+void NodeMap::refuse_by(const Node& subject, Node& node, Wish wish)
+{
+    const std::string name(subject.text_name);
+    if (node.broken) {
+        throw EvaluationError(
+            name + " cannot be used: " + (&node != &subject ? std::string(node.text_name) + ": " : std::string()) +
+            model_.defects.at(node.index));
+    }
+    refuse_by_condition(subject, node);
+    if (wish != Wish::read && node.is_locked != no_node) {
+        refuse_by_lock(subject, node);
+    }
+    AccessMode own = node.imposed;
+    if (is_register(node.kind)) {
+        const RegisterData& reg = model_.registers[node.data];
+        try {
+            if (!is_available(register_access(node))) {
+                require_transfers(at(reg.port));
+            }
+        } catch (const PortError& error) {
+            throw PortError(error.code(), name + " is not available: " + error.what());
+        }
+        own = both(own, register_access(node));
+    } else if (is_formula(node.kind) && model_.formulas[node.data].to.instructions.count == 0) {
+        own = both(own, AccessMode::read_only);
+    }
+    if (wish == Wish::read && own == AccessMode::write_only) {
+        throw AccessError(name + " is not readable: it is write-only");
+    }
+    if (wish == Wish::write && own == AccessMode::read_only) {
+        throw AccessError(name + " is not writable: it is read-only");
+    }
+}
+
+void NodeMap::refuse_by_condition(const Node& subject, Node& node)
+{
+    const std::string name(subject.text_name);
+    for (const NodeIndex condition : {node.is_implemented, node.is_available}) {
+        if (condition == no_node) {
+            continue;
+        }
+        Node& asked = at(condition);
+        const std::string asked_name(asked.text_name);
+        bool holds = false;
+        try {
+            if (!is_readable(access_of(asked))) {
+                throw AccessError(asked_name + " is not readable");
+            }
+            holds = is_true(condition);
+        } catch (const PortError& error) {
+            throw PortError(error.code(), name + " is not available: reading " + asked_name + ": " + error.what());
+        } catch (const Error& error) {
+            throw AccessError(name + " is not available: reading " + asked_name + ": " + error.what());
+        }
+        if (!holds) {
+            throw AccessError(name + (condition == node.is_implemented
+                                          ? std::string(" is not implemented by this device")
+                                          : " is not available at present: " + asked_name + " is 0"));
+        }
+    }
+}
+
+void NodeMap::refuse_by_lock(const Node& subject, Node& node)
+{
+    const std::string name(subject.text_name);
+    Node& lock = at(node.is_locked);
+    const std::string lock_name(lock.text_name);
+    std::int64_t value = 0;
+    try {
+        if (!is_readable(access_of(lock))) {
+            throw AccessError(lock_name + " is not readable");
+        }
+        value = integer_of(lock);
+    } catch (const PortError& error) {
+        throw PortError(error.code(), name + " is locked: reading " + lock_name + ": " + error.what());
+    } catch (const Error& error) {
+        throw AccessError(name + " is locked: reading " + lock_name + ": " + error.what());
+    }
+    if (value == 0) {
+        return;
+    }
+    if (locked_by_acquisition(lock)) {
+        throw AccessError(name + " is locked while the acquisition runs");
+    }
+    throw AccessError(name + " is locked at present: " + lock_name + " is " + to_text(value));
+}
+
+/// The lock looks at TLParamsLocked, perhaps among others, and that is set.
+bool NodeMap::locked_by_acquisition(Node& lock)
+{
+    if (acquisition_lock_ == no_node) {
+        return false;
+    }
+    constexpr std::size_t most_nodes = 100;
+    std::vector<NodeIndex> reached{lock.index};
+    for (std::size_t i = 0; i < reached.size() && i < most_nodes; ++i) {
+        const Node& node = at(reached[i]);
+        if (node.index == acquisition_lock_) {
+            try {
+                return integer_of(at(acquisition_lock_)) != 0;
+            } catch (const Error&) {
+                return false;
+            }
+        }
+        if (const NodeIndex next = value_node(model_, node); next != no_node) {
+            reached.push_back(next);
+        }
+        if (is_formula(node.kind)) {
+            const Range variables = model_.formulas[node.data].variables;
+            for (std::uint32_t v = variables.begin; v < variables.begin + variables.count; ++v) {
+                if (model_.variables[v].node != no_node) {
+                    reached.push_back(model_.variables[v].node);
+                }
+            }
+        }
+    }
+    return false;
+}
+
+}  // namespace GenApi

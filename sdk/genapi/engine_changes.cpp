@@ -1,0 +1,210 @@
+// Changes: what a write, an event, a poll or a lost port makes doubtful is forgotten, and whoever watches is noted.
+
+#include <algorithm>
+#include <limits>
+
+#include "sdk/genapi/engine.h"
+
+namespace GenApi {
+
+void NodeMap::push(NodeIndex node, std::uint8_t channels)
+{
+    Node& target = at(node);
+    if (target.visit != visit_) {
+        target.visit = visit_;
+        target.visited_channels = 0;
+    }
+    const auto missing = static_cast<std::uint8_t>(channels & ~target.visited_channels);
+    if (missing != 0) {
+        target.visited_channels = static_cast<std::uint8_t>(target.visited_channels | missing);
+        to_visit_.emplace_back(node, missing);
+    }
+}
+
+void NodeMap::next_visit() noexcept
+{
+    if (++visit_ == 0) {
+        for (NodeIndex index = 0; index < model_.node_count; ++index) {
+            at(index).visit = 0;
+        }
+        visit_ = 1;
+    }
+}
+
+void NodeMap::spread(NodeIndex node, std::uint8_t channels)
+{
+    next_visit();
+    push(node, channels);
+    while (!to_visit_.empty()) {
+        const auto [next, missing] = to_visit_.back();
+        to_visit_.pop_back();
+        visit(at(next), missing);
+    }
+}
+
+void NodeMap::visit(Node& node, std::uint8_t channels)
+{
+    if ((channels & value_channels) != 0) {
+        node.value_lasting = false;
+        node.value_operation = 0;
+    }
+    if ((channels & device_channel) != 0) {
+        if (is_register(node.kind)) {
+            model_.cells[model_.registers[node.data].cell].valid = false;
+        } else if (node.kind == Kind::integer || node.kind == Kind::floating) {
+            const NumberData& data = model_.numbers[node.data];
+            if (data.value.node != no_node) {
+                push(data.value.node, device_channel);
+            }
+            for (std::uint32_t i = data.indexed.begin; i < data.indexed.begin + data.indexed.count; ++i) {
+                if (model_.indexed_values[i].value.node != no_node) {
+                    push(model_.indexed_values[i].value.node, device_channel);
+                }
+            }
+        } else if (const NodeIndex below = value_node(model_, node); below != no_node) {
+            push(below, device_channel);
+        }
+    }
+    if ((channels & limits_channel) != 0) {
+        LimitCache* const cache = node.kind == Kind::integer || node.kind == Kind::floating
+                                      ? &model_.numbers[node.data].cache
+                                  : is_formula(node.kind) ? &model_.formulas[node.data].cache
+                                                          : nullptr;
+        if (cache != nullptr) {
+            cache->lasting = false;
+            cache->operation = 0;
+        }
+    }
+    if ((channels & access_channel) != 0) {
+        node.access_lasting = false;
+        node.access_operation = 0;
+    }
+    if (node.has_callbacks && !node.notify) {
+        node.notify = true;
+        to_notify_.push_back(node.index);
+    }
+    for (std::uint32_t i = model_.edge_begin[node.index]; i < model_.edge_begin[node.index + 1]; ++i) {
+        const Edge& edge = model_.edges[i];
+        const unsigned matching = edge.from_channels & channels;
+        if (matching == 0) {
+            continue;
+        }
+        if (edge.to_channels != 0) {
+            push(edge.to, edge.to_channels);
+        } else {
+            // what has its value here changes as this does; its register is this one
+            unsigned to_channels = matching & (limits_channel | access_channel);
+            if ((matching & value_channels) != 0) {
+                to_channels |= value_channel;
+            }
+            push(edge.to, static_cast<std::uint8_t>(to_channels));
+        }
+    }
+}
+
+/// A register was written: everyone who reads these bits is concerned, under whatever name.
+void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_t length)
+{
+    const RegisterData& reg = model_.registers[node.data];
+    spread(node.index, value_channel);
+    for (std::uint32_t i = model_.cell_begin[reg.cell]; i < model_.cell_begin[reg.cell + 1]; ++i) {
+        const NodeIndex member = model_.cell_members[i];
+        const RegisterData& other = model_.registers[at(member).data];
+        const bool apart = reg.masked && other.masked && (reg.msb < other.lsb || other.msb < reg.lsb);
+        if (member != node.index && !apart) {
+            spread(member, value_channel);
+        }
+    }
+    // cells that overlap this one, but are not it; addresses come from outside, so their differences may wrap around
+    constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+    const std::int64_t reach = model_.longest_fixed_cell;
+    const std::int64_t first = address < lowest + reach ? lowest : address - reach;
+    const auto before = [first](const FixedCell& cell, NodeIndex port) {
+        return cell.port < port || (cell.port == port && cell.address < first);
+    };
+    const auto distance = [](std::int64_t from, std::int64_t to) {
+        return static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);
+    };
+    auto cell = std::lower_bound(model_.fixed_cells.begin(), model_.fixed_cells.end(), reg.port, before);
+    for (; cell != model_.fixed_cells.end() && cell->port == reg.port; ++cell) {
+        const bool behind = cell->address >= address;
+        if (behind && distance(address, cell->address) >= static_cast<std::uint64_t>(length)) {
+            break;
+        }
+        if (cell->cell == reg.cell ||
+            (!behind && distance(cell->address, address) >= static_cast<std::uint64_t>(cell->length))) {
+            continue;
+        }
+        model_.cells[cell->cell].valid = false;
+        for (std::uint32_t i = model_.cell_begin[cell->cell]; i < model_.cell_begin[cell->cell + 1]; ++i) {
+            spread(model_.cell_members[i], device_channel);
+        }
+    }
+}
+
+/// Everything may have changed.
+void NodeMap::spread_all()
+{
+    for (NodeIndex index = 0; index < model_.node_count; ++index) {
+        Node& node = at(index);
+        node.value_lasting = false;
+        node.access_lasting = false;
+        node.value_operation = 0;
+        node.access_operation = 0;
+        if (node.has_callbacks && !node.notify) {
+            node.notify = true;
+            to_notify_.push_back(index);
+        }
+    }
+    for (Cell& cell : model_.cells) {
+        cell.valid = false;
+    }
+    for (NumberData& number : model_.numbers) {
+        number.cache.lasting = false;
+        number.cache.operation = 0;
+    }
+    for (FormulaData& formula : model_.formulas) {
+        formula.cache.lasting = false;
+        formula.cache.operation = 0;
+    }
+}
+
+/// Forgets, without telling anyone, what a value is made of, so that the next read asks the device.
+void NodeMap::forget_below(Node& start)
+{
+    next_visit();
+    std::vector<NodeIndex> below{start.index};
+    start.visit = visit_;
+    const auto reach = [&](NodeIndex index) {
+        if (index != no_node && at(index).visit != visit_) {
+            at(index).visit = visit_;
+            at(index).visited_channels = 0;
+            below.push_back(index);
+        }
+    };
+    while (!below.empty()) {
+        Node& node = at(below.back());
+        below.pop_back();
+        node.value_lasting = false;
+        node.value_operation = 0;
+        if (is_register(node.kind)) {
+            model_.cells[model_.registers[node.data].cell].valid = false;
+            continue;
+        }
+        if (node.kind == Kind::integer || node.kind == Kind::floating) {
+            const NumberData& data = model_.numbers[node.data];
+            for (std::uint32_t i = data.indexed.begin; i < data.indexed.begin + data.indexed.count; ++i) {
+                reach(model_.indexed_values[i].value.node);
+            }
+        }
+        if (is_formula(node.kind)) {
+            const Range variables = model_.formulas[node.data].variables;
+            for (std::uint32_t i = variables.begin; i < variables.begin + variables.count; ++i) {
+                reach(model_.variables[i].node);
+            }
+        }
+        reach(value_node(model_, node));
+    }
+}
+
+}  // namespace GenApi

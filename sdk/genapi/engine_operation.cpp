@@ -1,0 +1,264 @@
+// The frame of every operation: the lock, the callbacks after it, and changes announced from outside.
+
+#include <algorithm>
+
+#include "sdk/genapi/engine.h"
+#include "sdk/genapi/linking.h"
+
+namespace GenApi {
+
+NodeMap::NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options)
+{
+    XmlText text(std::move(xml), options.largest_description);
+    Loading loading{
+        .model = model_, .links = {}, .resolved = {}, .variable_uses = {}, .formulas = {}, .struct_members = {}};
+    read_xml(text, loading);
+    link(loading);
+    for (NodeIndex index = 0; index < model_.node_count; ++index) {
+        at(index).map = this;
+    }
+    acquisition_lock_ = model_.find("TLParamsLocked");
+    for (const NamedPort& port : ports) {
+        if (!connect_port(port.name, port.port)) {
+            loading.note("", 0, "there is no port named " + std::string(port.name));
+        }
+    }
+}
+
+NodeMap::~NodeMap() = default;
+
+std::unique_ptr<INodeMap> load_node_map(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options)
+{
+    return std::make_unique<NodeMap>(std::move(xml), ports, options);
+}
+
+std::unique_ptr<INodeMap> load_node_map(std::string xml, IPort& device_port, const LoadOptions& options)
+{
+    const NamedPort port{device_port_name, &device_port};
+    return load_node_map(std::move(xml), std::span(&port, 1), options);
+}
+
+INode* NodeMap::node(std::string_view name) const noexcept
+{
+    const NodeIndex index = model_.find(name);
+    return index != no_node ? &model_.nodes[index] : nullptr;
+}
+
+INode* NodeMap::node_at(std::size_t index) const noexcept
+{
+    return index < model_.node_count ? &model_.nodes[index] : nullptr;
+}
+
+void NodeMap::begin_operation()
+{
+    const auto self = std::this_thread::get_id();
+    if (owner_.load(std::memory_order_relaxed) == self) {
+        throw Error(PvResult::StateError, "a port must not use the node map that it serves");
+    }
+    mutex_.lock();
+    owner_.store(self, std::memory_order_relaxed);
+    next_operation();
+    passing_ = false;
+    fresh_ = false;
+    if (!connected_ports_.empty()) {
+        watch_ports();
+    }
+    if (has_deferred_.load(std::memory_order_relaxed) != 0) {
+        take_over_deferred();
+    }
+}
+
+NodeMap::Operation::~Operation()
+{
+    std::vector<Call> calls;
+    if (map_.has_deferred_.load(std::memory_order_relaxed) != 0) {
+        map_.take_over_deferred();
+    }
+    for (const NodeIndex node : map_.found_changed_) {
+        map_.spread(node, value_channel);
+    }
+    map_.found_changed_.clear();
+    if (!map_.to_notify_.empty()) {
+        calls = map_.collect_calls();
+    }
+    map_.owner_.store(std::thread::id(), std::memory_order_relaxed);
+    map_.mutex_.unlock();
+    if (!calls.empty()) {
+        make(calls);
+    }
+    // Read-modify-write, so that of this and the one in changed() at least one sees what the other side did: either
+    // the news here, or the lock given back there.
+    if (map_.has_deferred_.fetch_or(0) != 0) {
+        map_.work_off_deferred();
+    }
+}
+
+/// What was valid for the last operation only is no longer valid.
+void NodeMap::next_operation() noexcept
+{
+    if (++operation_ != 0) {
+        return;
+    }
+    // the count has wrapped around: old stamps would come true again
+    for (NodeIndex index = 0; index < model_.node_count; ++index) {
+        at(index).value_operation = 0;
+        at(index).access_operation = 0;
+    }
+    for (Cell& cell : model_.cells) {
+        cell.operation = 0;
+    }
+    for (NumberData& number : model_.numbers) {
+        number.cache.operation = 0;
+    }
+    for (FormulaData& formula : model_.formulas) {
+        formula.cache.operation = 0;
+    }
+    operation_ = 1;
+}
+
+void NodeMap::take_over_deferred()
+{
+    std::vector<NodeIndex> nodes;
+    {
+        const std::lock_guard lock(deferred_mutex_);
+        nodes.swap(deferred_);
+        has_deferred_.store(0);
+    }
+    for (const NodeIndex node : nodes) {
+        spread(node, device_channel);
+    }
+}
+
+std::vector<NodeMap::Call> NodeMap::collect_calls() noexcept
+{
+    std::vector<Call> calls;
+    try {
+        for (const NodeIndex index : to_notify_) {
+            at(index).notify = false;
+            if (const auto found = callbacks_.find(index); found != callbacks_.end()) {
+                for (const auto& callback : found->second) {
+                    calls.push_back({&at(index), callback});
+                }
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        // better some news than none; the state itself is in order
+        for (const NodeIndex index : to_notify_) {
+            at(index).notify = false;
+        }
+    }
+    to_notify_.clear();
+    return calls;
+}
+
+void NodeMap::make(const std::vector<Call>& calls) noexcept
+{
+    for (const Call& call : calls) {
+        if (call.callback->removed.load(std::memory_order_acquire)) {
+            continue;
+        }
+        try {
+            call.callback->function(*call.node);
+        } catch (...) {
+            // an operation that has succeeded does not fail because of who is told about it
+        }
+    }
+}
+
+void NodeMap::changed(INode& node)
+{
+    {
+        const std::lock_guard lock(deferred_mutex_);
+        deferred_.push_back(static_cast<Node&>(node).index);
+        has_deferred_.exchange(1);
+    }
+    if (owner_.load(std::memory_order_relaxed) != std::this_thread::get_id()) {
+        work_off_deferred();
+    }
+}
+
+/// Without waiting: when the lock is taken, its holder sees to it.
+void NodeMap::work_off_deferred()
+{
+    while (has_deferred_.load() != 0 && mutex_.try_lock()) {
+        owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+        next_operation();
+        take_over_deferred();
+        const std::vector<Call> calls = collect_calls();
+        owner_.store(std::thread::id(), std::memory_order_relaxed);
+        mutex_.unlock();
+        make(calls);
+        has_deferred_.fetch_or(0);
+    }
+}
+
+/// Whether registers can be read at all depends on whether their port is open; nobody tells when that changes.
+void NodeMap::watch_ports()
+{
+    const std::size_t watched = std::min<std::size_t>(connected_ports_.size(), 32);
+    for (std::size_t i = 0; i < watched; ++i) {
+        const std::uint32_t bit = std::uint32_t{1} << i;
+        const bool open = model_.ports[at(connected_ports_[i]).data].port->is_open();
+        if (open != ((open_ports_ & bit) != 0)) {
+            open_ports_ ^= bit;
+            spread(connected_ports_[i], access_channel);
+        }
+    }
+}
+
+bool NodeMap::connect_port(std::string_view name, IPort* port)
+{
+    const NodeIndex index = model_.find(name);
+    if (index == no_node || at(index).kind != Kind::port) {
+        return false;
+    }
+    const Operation operation(*this);
+    model_.ports[at(index).data].port = port;
+    std::erase(connected_ports_, index);
+    if (port != nullptr) {
+        connected_ports_.push_back(index);
+    }
+    open_ports_ = 0;
+    for (std::size_t i = 0; i < std::min<std::size_t>(connected_ports_.size(), 32); ++i) {
+        if (model_.ports[at(connected_ports_[i]).data].port->is_open()) {
+            open_ports_ |= std::uint32_t{1} << i;
+        }
+    }
+    spread(index, device_channel | access_channel);
+    return true;
+}
+
+CallbackId NodeMap::add_callback(Node& node, ChangeCallback callback)
+{
+    auto entry = std::make_shared<Callback>();
+    entry->function = std::move(callback);
+    const Operation operation(*this);
+    entry->id = next_callback_++;
+    callbacks_[node.index].push_back(entry);
+    node.has_callbacks = true;
+    return entry->id;
+}
+
+void NodeMap::remove_callback(Node& node, CallbackId id)
+{
+    std::shared_ptr<Callback> removed;  // destroyed after the lock is given back
+    const Operation operation(*this);
+    const auto found = callbacks_.find(node.index);
+    if (found == callbacks_.end()) {
+        return;
+    }
+    auto& list = found->second;
+    const auto entry = std::find_if(list.begin(), list.end(), [&](const auto& callback) { return callback->id == id; });
+    if (entry == list.end()) {
+        return;
+    }
+    (*entry)->removed.store(true, std::memory_order_release);
+    removed = std::move(*entry);
+    list.erase(entry);
+    if (list.empty()) {
+        callbacks_.erase(found);
+        node.has_callbacks = false;
+    }
+}
+
+}  // namespace GenApi

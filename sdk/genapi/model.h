@@ -1,0 +1,503 @@
+// What a loaded description is made of. Nodes are kept small: what only one kind of node has stands in a pool of that
+// kind, and what few nodes have stands in sorted lists beside them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "sdk/genapi/formula.h"
+#include "sdk/genapi/name_table.h"
+#include "sdk/genapi/node_map.h"
+#include "sdk/genapi/text_arena.h"
+
+namespace GenApi {
+
+class NodeMap;
+
+using NodeIndex = std::uint32_t;
+inline constexpr NodeIndex no_node = 0xFFFFFFFF;
+
+/// The elements that nodes are made from.
+enum class Kind : std::uint8_t {
+    inert,  ///< Node, and elements of other technologies
+    category,
+    integer,
+    int_reg,
+    masked_int_reg,
+    struct_entry,
+    boolean,
+    command,
+    enumeration,
+    enum_entry,
+    floating,
+    float_reg,
+    string,
+    string_reg,
+    raw_register,
+    converter,
+    int_converter,
+    swiss_knife,
+    int_swiss_knife,
+    port,
+};
+
+[[nodiscard]] std::string_view element_name(Kind kind) noexcept;
+[[nodiscard]] InterfaceType interface_of(Kind kind) noexcept;
+
+/// A part of a pool.
+struct Range {
+    std::uint32_t begin = 0;
+    std::uint32_t count = 0;
+};
+
+/// A value given in the description, or the node that has it. Integer kinds use `i`, float kinds `d`.
+struct Operand {
+    union {
+        std::int64_t i = 0;
+        double d;
+    };
+    NodeIndex node = no_node;
+    bool given = false;
+};
+
+/// Limits of a number. Integer kinds use `i`, float kinds `d`; an increment of 0 stands for none.
+union Scalar {
+    std::int64_t i = 0;
+    double d;
+};
+
+struct Limits {
+    Scalar min;
+    Scalar max;
+    Scalar increment;
+};
+
+struct LimitCache {
+    Limits limits;
+    std::uint32_t operation = 0;  ///< the operation that the limits are valid for, when not `lasting`
+    bool lasting = false;
+};
+
+enum class Caching : std::uint8_t { write_through, write_around, none };
+
+/// One summand of a register's address.
+struct AddressTerm {
+    NodeIndex node = no_node;
+    NodeIndex offset_node = no_node;  ///< pIndex: the factor, when a node has it
+    std::int64_t offset = 0;          ///< pIndex: the factor; 0 for the register's own length
+    bool is_index = false;
+};
+
+struct RegisterData {
+    std::int64_t address = 0;  ///< the constant part
+    std::int64_t length = 0;   ///< when no node has it
+    Range terms;
+    NodeIndex length_node = no_node;
+    NodeIndex port = no_node;
+    std::uint32_t cell = 0;
+    AccessMode access = AccessMode::read_only;
+    Caching caching = Caching::write_through;
+    bool big_endian = false;
+    bool is_signed = false;
+    bool masked = false;
+    // The bits of a masked register. While loading as the description numbers them; then counted from the least
+    // significant bit whatever the byte order, and lsb <= msb.
+    std::uint8_t lsb = 0;
+    std::uint8_t msb = 0;
+};
+
+/// One value of an Integer or Float that chooses by an index.
+struct IndexedValue {
+    std::int64_t index = 0;
+    Operand value;
+    bool is_default = false;
+};
+
+/// Integer, Float.
+struct NumberData {
+    Operand value;
+    Operand min;
+    Operand max;
+    Operand increment;
+    NodeIndex index = no_node;
+    Range indexed;
+    Range valid_values;
+    LimitCache cache;
+};
+
+struct BooleanData {
+    Operand value;
+    std::int64_t on = 1;
+    std::int64_t off = 0;
+};
+
+struct CommandData {
+    Operand value;
+    Operand command_value;
+    bool started = false;  ///< executed, and not yet seen to be done
+};
+
+struct EnumerationData {
+    Operand value;
+    Range entries;
+};
+
+struct EntryData {
+    std::string_view symbolic;
+    std::int64_t value = 0;
+    double numeric = 0;
+    NodeIndex enumeration = no_node;
+    bool has_numeric = false;
+    bool self_clearing = false;
+};
+
+struct StringData {
+    NodeIndex node = no_node;
+    std::string literal;
+};
+
+/// What of a node a formula's variable means.
+enum class Aspect : std::uint8_t {
+    value,
+    min,
+    max,
+    increment,
+    access,
+    visibility,
+    caching,
+    entry,  ///< the value of an enumeration's entry
+};
+
+struct Variable {
+    std::string_view name;
+    NodeIndex node = no_node;  ///< no_node: the value that is converted (TO or FROM)
+    Aspect aspect = Aspect::value;
+    std::string_view entry;
+};
+
+/// Code within the pools of the model.
+struct StoredCode {
+    Range instructions;
+    Range constants;
+    std::uint32_t stack_needed = 0;
+};
+
+enum class Slope : std::uint8_t { increasing, decreasing, varying, automatic };
+
+/// Converters and Swiss knives.
+struct FormulaData {
+    StoredCode from;  ///< raw to user; a Swiss knife's only formula
+    StoredCode to;    ///< user to raw
+    Range variables;
+    Range expressions;
+    Operand value;
+    Slope slope = Slope::automatic;
+    LimitCache cache;
+};
+
+struct PortData {
+    IPort* port = nullptr;
+    std::uint64_t chunk_id = 0;
+    NodeIndex chunk_id_node = no_node;
+    std::uint64_t event_id = 0;
+    bool is_chunk = false;
+    bool is_event = false;
+    bool swap_endianness = false;
+    bool cache_data = false;
+    bool has_data = false;
+    std::span<const std::uint8_t> data;
+    std::int64_t position = 0;
+    std::vector<std::uint8_t> own_data;
+};
+
+struct CategoryData {
+    Range features;  ///< in `lists`
+};
+
+/// What is known of the bytes of a register. Registers with the same port, address and length share one.
+struct Cell {
+    std::int64_t address = 0;
+    std::uint32_t length = 0;
+    std::uint32_t operation = 0;  ///< the operation that fetched the bytes
+    bool valid = false;
+    std::uint8_t small[8] = {};
+    std::unique_ptr<std::uint8_t[]> large;
+
+    [[nodiscard]] std::uint8_t* bytes() noexcept { return large ? large.get() : small; }
+};
+
+/// A cell whose place never changes.
+struct FixedCell {
+    NodeIndex port = no_node;
+    std::int64_t address = 0;
+    std::int64_t length = 0;
+    std::uint32_t cell = 0;
+};
+
+struct Texts {
+    std::string_view display_name;
+    std::string_view tool_tip;
+    std::string_view description;
+    std::string_view docu_url;
+    std::string_view unit;
+};
+
+/// What changes when something else changes.
+enum Channel : std::uint8_t {
+    value_channel = 1,
+    device_channel = 2,  ///< the value, down to the register
+    limits_channel = 4,
+    access_channel = 8,
+};
+
+inline constexpr std::uint8_t value_channels = value_channel | device_channel;
+
+/// A change of one node that reaches another.
+struct Edge {
+    NodeIndex to = no_node;
+    std::uint8_t from_channels = 0;  ///< any of these, changed at the source,
+    std::uint8_t to_channels = 0;    ///< changes these at the target; 0: value to value, limits to limits, and so on
+};
+
+/// One node: the part that all kinds share, and the face that users see.
+class Node final : public INode {
+public:
+    Node() = default;
+    ~Node() = default;
+
+    NodeMap* map = nullptr;
+    std::string_view text_name;
+    NodeIndex index = no_node;
+    std::uint32_t data = 0;   ///< in the pool of its kind
+    std::uint32_t texts = 0;  ///< 0: none
+    NodeIndex is_implemented = no_node;
+    NodeIndex is_available = no_node;
+    NodeIndex is_locked = no_node;
+    NodeIndex parent = no_node;  ///< the category
+    // caches
+    Scalar cached;
+    std::uint32_t value_operation = 0;  ///< the operation that the value is valid for, when it is not lasting
+    std::uint32_t access_operation = 0;
+    std::uint32_t visit = 0;  ///< the last spreading of changes that came by
+    std::uint8_t visited_channels = 0;
+    AccessMode cached_access = AccessMode::not_available;
+    bool value_lasting : 1 = false;
+    bool access_lasting : 1 = false;
+    bool value_busy : 1 = false;
+    bool access_busy : 1 = false;
+    bool limits_busy : 1 = false;
+    bool has_callbacks : 1 = false;
+    bool notify : 1 = false;
+    // properties
+    bool broken : 1 = false;
+    bool streamable : 1 = false;
+    bool deprecated : 1 = false;
+    bool selects : 1 = false;
+    bool has_errors : 1 = false;  ///< pError nodes are to be asked after a write
+    bool has_copies : 1 = false;  ///< pValueCopy
+    bool has_representation : 1 = false;
+    Kind kind = Kind::inert;
+    Visibility visible_to = Visibility::beginner;
+    NameSpace space = NameSpace::custom;
+    AccessMode imposed = AccessMode::read_write;
+    Representation shown_as = Representation::pure_number;
+    DisplayNotation notation = DisplayNotation::automatic;
+    std::int8_t precision = 6;
+    std::int8_t merge_priority = 0;
+
+    // INode
+    [[nodiscard]] INodeMap& node_map() const noexcept override;
+    [[nodiscard]] std::string_view name() const noexcept override { return text_name; }
+    [[nodiscard]] std::string_view element() const noexcept override { return element_name(kind); }
+    [[nodiscard]] InterfaceType type() const noexcept override { return interface_of(kind); }
+    [[nodiscard]] std::string_view display_name() const noexcept override;
+    [[nodiscard]] std::string_view tool_tip() const noexcept override;
+    [[nodiscard]] std::string_view description() const noexcept override;
+    [[nodiscard]] std::string_view docu_url() const noexcept override;
+    [[nodiscard]] std::string_view unit() const noexcept override;
+    [[nodiscard]] Visibility visibility() const noexcept override { return visible_to; }
+    [[nodiscard]] NameSpace name_space() const noexcept override { return space; }
+    [[nodiscard]] Representation representation() const noexcept override { return shown_as; }
+    [[nodiscard]] DisplayNotation display_notation() const noexcept override { return notation; }
+    [[nodiscard]] int display_precision() const noexcept override { return precision; }
+    [[nodiscard]] bool is_streamable() const noexcept override { return streamable; }
+    [[nodiscard]] bool is_deprecated() const noexcept override { return deprecated; }
+    [[nodiscard]] bool is_selector() const noexcept override { return selects; }
+    [[nodiscard]] std::int64_t polling_time() const noexcept override;
+    [[nodiscard]] std::optional<std::uint64_t> event_id() const noexcept override;
+    [[nodiscard]] INode* category() const noexcept override;
+    [[nodiscard]] std::string_view defect() const noexcept override;
+    [[nodiscard]] std::vector<INode*> selected() const override;
+    [[nodiscard]] std::vector<INode*> selecting() const override;
+    [[nodiscard]] std::vector<INode*> children() const override;
+    [[nodiscard]] AccessMode access() override;
+    [[nodiscard]] bool is_cached() override;
+    void invalidate() override;
+    [[nodiscard]] std::int64_t int_value(ReadMode mode) override;
+    void set_int_value(std::int64_t value) override;
+    [[nodiscard]] std::int64_t int_min() override;
+    [[nodiscard]] std::int64_t int_max() override;
+    [[nodiscard]] std::int64_t int_increment() override;
+    [[nodiscard]] std::vector<std::int64_t> valid_int_values() override;
+    [[nodiscard]] double float_value(ReadMode mode) override;
+    void set_float_value(double value) override;
+    [[nodiscard]] double float_min() override;
+    [[nodiscard]] double float_max() override;
+    [[nodiscard]] std::optional<double> float_increment() override;
+    [[nodiscard]] bool bool_value(ReadMode mode) override;
+    void set_bool_value(bool value) override;
+    [[nodiscard]] INode& current_entry(ReadMode mode) override;
+    void set_entry(std::string_view symbolic_name) override;
+    [[nodiscard]] INode* entry_by_symbolic(std::string_view symbolic_name) const override;
+    [[nodiscard]] INode* entry_by_value(std::int64_t value) const override;
+    [[nodiscard]] std::string_view symbolic() const noexcept override;
+    [[nodiscard]] double numeric_value() const override;
+    void execute() override;
+    [[nodiscard]] bool is_done() override;
+    [[nodiscard]] std::string string_value(ReadMode mode) override;
+    void set_string_value(std::string_view value) override;
+    [[nodiscard]] std::int64_t string_max_length() override;
+    [[nodiscard]] std::int64_t register_length() override;
+    [[nodiscard]] std::int64_t register_address() override;
+    void get_bytes(std::span<std::uint8_t> out, ReadMode mode) override;
+    void set_bytes(std::span<const std::uint8_t> bytes) override;
+    [[nodiscard]] std::string to_string(ReadMode mode) override;
+    void from_string(std::string_view text) override;
+    CallbackId on_change(ChangeCallback callback) override;
+    void remove_callback(CallbackId id) override;
+};
+
+/// A polled node.
+struct Polled {
+    NodeIndex node = no_node;
+    std::int64_t period = 0;  ///< ms
+    std::int64_t elapsed = 0;
+};
+
+/// A relation from one node to another, in lists sorted by `from`; equal ones keep the order of the document.
+struct Relation {
+    NodeIndex from = no_node;
+    NodeIndex to = no_node;
+};
+
+/// A loaded description.
+struct Model {
+    DescriptionInfo info;
+    std::vector<Diagnostic> diagnostics;
+    TextArena arena;
+
+    std::unique_ptr<Node[]> nodes;
+    std::uint32_t node_count = 0;
+    NameTable names;
+
+    std::vector<Texts> texts{1};
+    std::vector<RegisterData> registers;
+    std::vector<NumberData> numbers;
+    std::vector<BooleanData> booleans;
+    std::vector<CommandData> commands;
+    std::vector<EnumerationData> enumerations;
+    std::vector<EntryData> entries;
+    std::vector<StringData> strings;
+    std::vector<FormulaData> formulas;
+    std::vector<PortData> ports;
+    std::vector<CategoryData> categories;
+
+    std::vector<AddressTerm> terms;
+    std::vector<IndexedValue> indexed_values;
+    std::vector<std::int64_t> valid_ints;
+    std::vector<double> valid_floats;
+    std::vector<Variable> variables{1};  ///< the first is the value that is converted
+    std::vector<StoredCode> expressions;
+    std::vector<Instruction> instructions;
+    std::vector<Number> constants;
+    std::vector<NodeIndex> lists;  ///< features of categories, entries of enumerations
+
+    std::vector<Cell> cells;
+    std::vector<NodeIndex> cell_members;  ///< registers, sorted by cell
+    std::vector<std::uint32_t> cell_begin;
+    std::vector<FixedCell> fixed_cells;  ///< sorted by port and address
+    std::int64_t longest_fixed_cell = 0;
+
+    std::vector<Edge> edges;  ///< sorted by source
+    std::vector<std::uint32_t> edge_begin;
+
+    std::vector<Relation> selected;   ///< from selector to selected
+    std::vector<Relation> selecting;  ///< from selected to selector
+    std::vector<Relation> copies;
+    std::vector<Relation> errors;
+    std::vector<Relation> poll_blockers;
+    std::vector<Polled> polled;
+    std::vector<std::pair<NodeIndex, std::uint64_t>> event_ids;
+    std::unordered_map<NodeIndex, std::string> defects;
+
+    std::vector<INode*> features;
+    std::vector<INode*> feature_categories;
+    NodeIndex root = no_node;
+
+    [[nodiscard]] NodeIndex find(std::string_view name) const noexcept
+    {
+        return names.find(name, [this](std::uint32_t index) { return nodes[index].text_name; });
+    }
+    /// The relations from one node.
+    [[nodiscard]] static std::span<const Relation> related(const std::vector<Relation>& relations, NodeIndex from);
+};
+
+/// The operand through which a node has its value; null for kinds that have none.
+[[nodiscard]] const Operand* value_operand(const Model& model, const Node& node) noexcept;
+/// The node through which a node has its value; no_node when it has it otherwise.
+[[nodiscard]] NodeIndex value_node(const Model& model, const Node& node) noexcept;
+
+[[nodiscard]] constexpr bool is_register(Kind kind) noexcept
+{
+    switch (kind) {
+    case Kind::int_reg:
+    case Kind::masked_int_reg:
+    case Kind::struct_entry:
+    case Kind::float_reg:
+    case Kind::string_reg:
+    case Kind::raw_register: return true;
+    default: return false;
+    }
+}
+
+[[nodiscard]] constexpr bool is_int_register(Kind kind) noexcept
+{
+    return kind == Kind::int_reg || kind == Kind::masked_int_reg || kind == Kind::struct_entry;
+}
+
+/// Its value is kept and computed as a float.
+[[nodiscard]] constexpr bool is_float(Kind kind) noexcept
+{
+    return kind == Kind::floating || kind == Kind::float_reg || kind == Kind::converter || kind == Kind::swiss_knife;
+}
+
+[[nodiscard]] constexpr bool is_formula(Kind kind) noexcept
+{
+    return kind == Kind::converter || kind == Kind::int_converter || kind == Kind::swiss_knife ||
+           kind == Kind::int_swiss_knife;
+}
+
+/// It has a value that a number can stand for.
+[[nodiscard]] constexpr bool is_numeric(Kind kind) noexcept
+{
+    switch (kind) {
+    case Kind::inert:
+    case Kind::category:
+    case Kind::string:
+    case Kind::string_reg:
+    case Kind::raw_register:
+    case Kind::port: return false;
+    default: return true;
+    }
+}
+
+/// The largest register.
+inline constexpr std::int64_t largest_register = std::int64_t{16} << 20;
+
+}  // namespace GenApi

@@ -1,0 +1,130 @@
+// A hash table from names to small numbers: eight bytes a slot, no allocation a name.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string_view>
+#include <vector>
+
+namespace GenApi {
+
+/// The table keeps hashes and indexes; `name_of(index)` gives the name that belongs to an index, so that names are
+/// stored once, by whoever owns them.
+class NameTable {
+public:
+    static constexpr std::uint32_t not_found = 0xFFFFFFFF;
+
+    void reserve(std::size_t names) { resize(std::bit_ceil(names * 2 + 8)); }
+
+    /// False, and nothing changed, when the name is already there.
+    template <class NameOf>
+    bool insert(std::string_view name, std::uint32_t index, const NameOf& name_of)
+    {
+        if ((size_ + 1) * 2 > slots_.size()) {
+            resize(slots_.empty() ? 16 : slots_.size() * 2);
+        }
+        const std::uint32_t hash = hash_of(name);
+        std::size_t at = hash & mask();
+        for (; slots_[at].index != not_found; at = (at + 1) & mask()) {
+            if (slots_[at].hash == hash && name_of(slots_[at].index) == name) {
+                return false;
+            }
+        }
+        slots_[at] = {hash, index};
+        ++size_;
+        return true;
+    }
+
+    template <class NameOf>
+    [[nodiscard]] std::uint32_t find(std::string_view name, const NameOf& name_of) const noexcept
+    {
+        if (slots_.empty()) {
+            return not_found;
+        }
+        const std::uint32_t hash = hash_of(name);
+        for (std::size_t at = hash & mask(); slots_[at].index != not_found; at = (at + 1) & mask()) {
+            if (slots_[at].hash == hash && name_of(slots_[at].index) == name) {
+                return slots_[at].index;
+            }
+        }
+        return not_found;
+    }
+
+    /// Gives a name that is already there another index.
+    template <class NameOf>
+    void replace(std::string_view name, std::uint32_t index, const NameOf& name_of) noexcept
+    {
+        const std::uint32_t hash = hash_of(name);
+        for (std::size_t at = hash & mask(); slots_[at].index != not_found; at = (at + 1) & mask()) {
+            if (slots_[at].hash == hash && name_of(slots_[at].index) == name) {
+                slots_[at].index = index;
+                return;
+            }
+        }
+    }
+
+private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t index = not_found;
+    };
+
+    /// Folded products of eight bytes at a time, from a start that differs in every process, so that no description
+    /// can hold names made to collide.
+    static std::uint32_t hash_of(std::string_view name) noexcept
+    {
+        std::uint64_t hash = seed() ^ name.size();
+        const char* at = name.data();
+        std::size_t left = name.size();
+        for (; left >= 8; at += 8, left -= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, at, 8);
+            hash = folded_product(hash ^ word);
+        }
+        std::uint64_t rest = 0;
+        if (left != 0) {
+            std::memcpy(&rest, at, left);
+        }
+        return static_cast<std::uint32_t>(folded_product(hash ^ rest));
+    }
+
+    static std::uint64_t folded_product(std::uint64_t value) noexcept
+    {
+        __extension__ using Wide = unsigned __int128;
+        const Wide product = Wide{value ^ 0x2D358DCCAA6C78A5} * 0x9E3779B97F4A7C15;
+        return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+    }
+
+    static std::uint64_t seed()
+    {
+        static const std::uint64_t value = (std::uint64_t{std::random_device{}()} << 32) | std::random_device{}();
+        return value;
+    }
+
+    [[nodiscard]] std::size_t mask() const noexcept { return slots_.size() - 1; }
+
+    void resize(std::size_t slots)
+    {
+        if (slots <= slots_.size()) {
+            return;
+        }
+        std::vector<Slot> old(slots);
+        old.swap(slots_);
+        for (const Slot& slot : old) {
+            if (slot.index != not_found) {
+                std::size_t at = slot.hash & mask();
+                while (slots_[at].index != not_found) {
+                    at = (at + 1) & mask();
+                }
+                slots_[at] = slot;
+            }
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t size_ = 0;
+};
+
+}  // namespace GenApi
