@@ -65,51 +65,51 @@ std::string unpacked_name(std::string_view name)
     return result + ".xml";
 }
 
-PvResult unusable(const Connection& connection, const std::string& why)
+PvResult unusable(const ControlChannel& channel, const std::string& why)
 {
-    return {PvResult::GenICamXMLError, "The GenICam description of the device " +
-                                           connection.device().address.to_string() + " cannot be used: " + why};
+    return {PvResult::GenICamXMLError, "The GenICam description of the device " + channel.device().address.to_string() +
+                                           " cannot be used: " + why};
 }
 
-PvResult read_url(Connection& connection, std::uint32_t address, std::optional<DescriptionUrl>& url)
+PvResult read_url(ControlChannel& channel, std::uint32_t address, std::optional<DescriptionUrl>& url)
 {
     std::array<std::uint8_t, wire::bootstrap::url_length> bytes{};
-    if (const auto outcome = connection.channel().read_memory(address, bytes); !outcome.ok())
-        return connection.result_of(outcome);
+    if (const auto outcome = channel.read_memory(address, bytes); !outcome.ok())
+        return to_result(outcome, channel.device());
     const auto end = std::find(bytes.begin(), bytes.end(), std::uint8_t{0});
     const std::string text(bytes.begin(), end);
     url = parse_description_url(text);
     if (!url)
-        return unusable(connection, trim(text).empty() ? "no URL says where it is"
-                                                       : "its URL \"" + text + "\" has no usable address and length");
+        return unusable(channel, trim(text).empty() ? "no URL says where it is"
+                                                    : "its URL \"" + text + "\" has no usable address and length");
     return PvResult::OK;
 }
 
-PvResult read_local(Connection& connection, const DescriptionUrl& url, Description& description)
+PvResult read_local(ControlChannel& channel, const DescriptionUrl& url, Description& description)
 {
     if (url.length == 0 || url.length > largest_stored_description)
-        return unusable(connection,
+        return unusable(channel,
                         "its URL \"" + url.text + "\" gives it a length of " + std::to_string(url.length) + " bytes");
     std::vector<std::uint8_t> bytes(url.length);
-    if (const auto outcome = connection.channel().read_memory(url.address, bytes); !outcome.ok())
-        return connection.result_of(outcome);
+    if (const auto outcome = channel.read_memory(url.address, bytes); !outcome.ok())
+        return to_result(outcome, channel.device());
     try {
         description.xml = GenApi::load_description(bytes);
     } catch (const GenApi::Error& error) {
-        return unusable(connection, error.what());
+        return unusable(channel, error.what());
     }
     description.name = unpacked_name(url.name);
     return PvResult::OK;
 }
 
-PvResult fetch_from(Connection& connection, std::uint32_t url_address, Description& description)
+PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, Description& description)
 {
     std::optional<DescriptionUrl> url;
-    if (PvResult result = read_url(connection, url_address, url); !result.IsOK())
+    if (PvResult result = read_url(channel, url_address, url); !result.IsOK())
         return result;
     if (url->scheme == DescriptionUrl::Scheme::local)
-        return read_local(connection, *url, description);
-    return {PvResult::NotSupported, "The GenICam description of the device " + connection.device().address.to_string() +
+        return read_local(channel, *url, description);
+    return {PvResult::NotSupported, "The GenICam description of the device " + channel.device().address.to_string() +
                                         " is not in the device but at \"" + url->text +
                                         "\"; only descriptions in the device are read"};
 }
@@ -156,12 +156,12 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
     return url;
 }
 
-PvResult fetch_description(Connection& connection, Description& description)
+PvResult fetch_description(ControlChannel& channel, Description& description)
 {
-    const PvResult first = fetch_from(connection, wire::bootstrap::first_url, description);
-    if (first.IsOK() || connection.channel().is_closed())
+    const PvResult first = fetch_from(channel, wire::bootstrap::first_url, description);
+    if (first.IsOK() || channel.is_closed())
         return first;
-    const PvResult second = fetch_from(connection, wire::bootstrap::second_url, description);
+    const PvResult second = fetch_from(channel, wire::bootstrap::second_url, description);
     // the first failure is the one to explain: the second URL is empty on most devices
     return second.IsOK() ? second : first;
 }

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/device/connection.h"
+#include "sdk/device/control_channel.h"
 
 namespace device {
 
@@ -36,7 +36,7 @@ struct Description {
 
 /// Reads the description that the device itself holds, trying its second URL when the first leads nowhere. NotSupported
 /// when the URLs lead out of the device, GenICamXMLError when what they lead to cannot be used.
-PvResult fetch_description(Connection& connection, Description& description);
+PvResult fetch_description(ControlChannel& channel, Description& description);
 
 /// The most bytes that are read from a device for a description, packed or not.
 inline constexpr std::size_t largest_stored_description = std::size_t{16} << 20;

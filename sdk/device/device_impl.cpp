@@ -129,7 +129,7 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
 PvResult PvDevice::Impl::load_features(device::Connection& connection, Features*& features)
 {
     device::Description description;
-    if (PvResult result = device::fetch_description(connection, description); !result.IsOK())
+    if (PvResult result = device::fetch_description(connection.channel(), description); !result.IsOK())
         return result;
     for (const auto& known : all_features_) {
         if (known->description.xml == description.xml && known->description.name == description.name) {

@@ -67,7 +67,7 @@ struct Discovery::Candidate {
 
 Discovery::Discovery(std::span<const net::Interface> interfaces, const DiscoveryOptions& options,
                      const net::Clock& clock)
-    : options_(options), clock_(clock)
+    : options_(options), clock_(clock), end_(clock.now() + options.timeout)
 {
     for (std::size_t i = 0; i < interfaces.size(); ++i) {
         auto searched = std::make_unique<Searched>();
@@ -155,13 +155,20 @@ void Discovery::receive_all(const OnFound& on_found)
                 const auto received = socket->receive(buffer, milliseconds(0));
                 if (!received)
                     break;
-                handle(*searched_[i], {buffer.data(), received->size}, on_found);
+                handle_in(*searched_[i], {buffer.data(), received->size}, on_found);
             }
         }
     }
 }
 
-void Discovery::handle(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found)
+void Discovery::handle(std::size_t interface_index, std::span<const std::uint8_t> datagram, const OnFound& on_found)
+{
+    for (const auto& searched : searched_)
+        if (searched->index == interface_index)
+            handle_in(*searched, datagram, on_found);
+}
+
+void Discovery::handle_in(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found)
 {
     const auto acknowledge = wire::gvcp::decode_acknowledge(datagram);
     if (!acknowledge) {

@@ -73,6 +73,9 @@ public:
     /// Searches and returns when the timeout is over, or sooner when `on_found` says so.
     void run(const OnFound& on_found);
 
+    /// Handles one datagram as one that arrived on the interface; run() does this with what the sockets receive.
+    void handle(std::size_t interface_index, std::span<const std::uint8_t> datagram, const OnFound& on_found);
+
     [[nodiscard]] const std::vector<UnusableInterface>& unusable() const noexcept { return unusable_; }
     [[nodiscard]] const DiscoveryStatistics& statistics() const noexcept { return statistics_; }
 
@@ -84,7 +87,7 @@ private:
     void send_discovery();
     void send_access_query(Candidate& candidate);
     void receive_all(const OnFound& on_found);
-    void handle(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found);
+    void handle_in(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found);
     void add_candidate(Searched& searched, std::span<const std::uint8_t> payload, const OnFound& on_found);
     void tell(Candidate& candidate, PvAccessType access, const OnFound& on_found);
     /// Asks again or gives up where an answer is overdue; the time when this has to be done next.

@@ -1,26 +1,10 @@
-// The fast path leaves the heap alone; in a file of its own because it replaces the program's operator new.
+// The fast path leaves the heap alone.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "sdk/device/control_channel.h"
-
-static std::atomic<bool> counting{false};
-static std::atomic<int> allocations{0};
-
-void* operator new(std::size_t size)
-{
-    if (counting)
-        ++allocations;
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/sdk/device/counting_new.h"
 
 namespace {
 
@@ -52,13 +36,13 @@ TEST(ControlChannel, ReadsARegisterWithoutTheHeap)
     FixedTransport transport;
     device::ControlChannel channel(transport, net::Clock::steady());
     std::uint32_t value = 0;
-    counting = true;
+    const device_test::AllocationCount allocations;
     const auto outcome = channel.read_register(0x0A00, value);
     const PvResult result = to_result(outcome, transport.device());
-    counting = false;
+    const int count = allocations.value();
     EXPECT_TRUE(result.IsOK());
     EXPECT_EQ(value, 42U);
-    EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(count, 0);
 }
 
 }  // namespace

@@ -1,0 +1,17 @@
+// Counts what a stretch of a test allocates. The program's operator new is replaced in counting_new.cpp, apart from the
+// code that uses it.
+#pragma once
+
+namespace device_test {
+
+/// Counts the allocations of all threads during its life.
+class AllocationCount {
+public:
+    AllocationCount();
+    ~AllocationCount();
+    AllocationCount(const AllocationCount&) = delete;
+    AllocationCount& operator=(const AllocationCount&) = delete;
+    [[nodiscard]] int value() const;
+};
+
+}  // namespace device_test
