@@ -78,7 +78,8 @@ std::int64_t NodeMap::length_of(Node& node)
     const std::int64_t most = is_int_register(node.kind) ? 8 : largest_register;
     const bool odd_float = node.kind == Kind::float_reg && length != 4 && length != 8;
     if (length < 1 || length > most || odd_float) {
-        throw EvaluationError(std::string(node.text_name) + " cannot have a length of " + to_text(length) + " bytes");
+        throw EvaluationError(std::string(node.text_name) + " cannot have a length of " + to_text(length) + " bytes",
+                              PvResult::GenericError);
     }
     return length;
 }

@@ -83,7 +83,7 @@ private:
     /// A feature without a representation or unit of its own is shown like the node that has its value.
     void inherit(Node& feature)
     {
-        std::string_view unit = feature.unit();
+        std::string_view unit = unit_of(feature);
         const Node* node = &feature;
         for (std::uint32_t steps = 0; steps < longest_chain; ++steps) {
             const NodeIndex next = value_node(model_, *node);
@@ -95,12 +95,14 @@ private:
                 feature.shown_as = node->shown_as;
                 feature.has_representation = true;
             }
-            if (unit.empty() && !node->unit().empty()) {
-                unit = node->unit();
+            if (unit.empty() && !unit_of(*node).empty()) {
+                unit = unit_of(*node);
                 set_unit(feature, unit);
             }
         }
     }
+
+    [[nodiscard]] std::string_view unit_of(const Node& node) const { return model_.texts[node.texts].unit; }
 
     void set_unit(Node& feature, std::string_view unit)
     {
