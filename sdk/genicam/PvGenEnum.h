@@ -13,7 +13,7 @@ public:
     PvResult SetValue(std::int64_t aValue);
     PvResult SetValue(const PvString& aValue);
 
-    /// Of all entries, available or not; those that the device does not implement are left out.
+    /// Of all entries, available or not, in the order of the description.
     PvResult GetEntriesCount(std::int64_t& aCount) const;
     /// NotFound when there is none; the pointer is left unchanged then.
     PvResult GetEntryByName(const PvString& aName, const PvGenEnumEntry** aEntry) const;

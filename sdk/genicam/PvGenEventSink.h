@@ -10,9 +10,4 @@ public:
     /// The parameter's value, limits or access may have changed. Runs on the thread whose operation caused the change,
     /// with no lock held: the parameter and its array may be used. Exceptions are swallowed.
     virtual void OnParameterUpdate(PvGenParameter* aParameter) { static_cast<void>(aParameter); }
-
-    /// The parameter goes with its array: it must not be used any more, and the registration is over, so there is
-    /// nothing to unregister. The sink may destroy itself. Runs on the thread that destroys the array; exceptions are
-    /// swallowed.
-    virtual void OnParameterGone(PvGenParameter* aParameter) { static_cast<void>(aParameter); }
 };

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
@@ -69,6 +71,11 @@ public:
     /// NotFound when the sink is not registered. A call that another thread has already begun may still run when this
     /// returns.
     PvResult UnregisterEventSink(PvGenEventSink* aSink);
+    /// Registers a sink that the parameter keeps from then on, for as long as it lives. Results as RegisterEventSink.
+    PvResult KeepEventSink(std::shared_ptr<PvGenEventSink> aSink);
+
+    /// Expires when the parameter goes with its array: for whoever holds a parameter without holding its array.
+    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return kept_sinks_; }
 
 protected:
     friend class PvGenParameterArray;
@@ -76,15 +83,35 @@ protected:
     PvGenParameter(GenApi::INode& node, const Owner& owner, PvGenType type);
 
     /// Runs an operation on the node, turns its exception into a result and remembers the text.
-    template <class Operation>
-    PvResult run(Operation&& operation) const;
-    PvResult failed() const;
+    template <class Work>
+    PvResult run(Work&& work) const;
 
     GenApi::INode* node_;
 
 private:
     struct State;
+    void remember(const PvResult& result) const;
+    void notify();
+    template <class Related>
+    PvResult list(PvGenParameterList& aList, Related&& related) const;
+
     const Owner& owner_;
     PvGenType type_;
+    struct KeptSinks {
+        std::mutex mutex;
+        std::vector<std::shared_ptr<PvGenEventSink>> sinks;
+    };
+    std::shared_ptr<KeptSinks> kept_sinks_ = std::make_shared<KeptSinks>();  // outlives what calls them
     std::unique_ptr<State> state_;
 };
+
+inline PvResult PvGenParameter::KeepEventSink(std::shared_ptr<PvGenEventSink> aSink)
+{
+    const std::lock_guard lock(kept_sinks_->mutex);
+    kept_sinks_->sinks.push_back(aSink);
+    PvResult registered = RegisterEventSink(aSink.get());
+    if (!registered.IsOK()) {
+        kept_sinks_->sinks.pop_back();
+    }
+    return registered;
+}

@@ -72,6 +72,9 @@ public:
     /// Forgets every cached value; the next reads go to the device.
     PvResult InvalidateCache();
 
+    /// Expires when the array goes: for whoever holds the array without owning it.
+    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return lifetime_; }
+
 protected:
     /// An array without parameters, to be built later.
     PvGenParameterArray();
@@ -87,4 +90,5 @@ private:
     PvResult by_name(const PvString& aName, const char* type, Operation&& operation) const;
 
     std::unique_ptr<Contents> contents_;
+    std::shared_ptr<const char> lifetime_ = std::make_shared<const char>();
 };
