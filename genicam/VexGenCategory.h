@@ -1,11 +1,12 @@
 // VexGenCategory: a named group of parameters.
 #pragma once
 
+#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenCategory.h"
 #include "server/wrapper.h"
 
 /// A view: the category belongs to the parameter array.
-class CVexGenCategory : public server::Wrapper<CVexGenCategory>, public server::SdkObject<PvGenCategory> {
+class CVexGenCategory : public server::Wrapper<CVexGenCategory>, public LivingView<PvGenCategory> {
 public:
     HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_DisplayName(BSTR* pVal) noexcept override;

@@ -8,8 +8,6 @@ HRESULT CVexGenEnum::final_construct()
     return ParameterObject::final_construct();
 }
 
-void CVexGenEnum::forget_parameter() noexcept { entry_->AttachSdkObject(nullptr); }
-
 HRESULT CVexGenEnum::get_ValueInt(__int64* pVal) noexcept { return get<std::int64_t>(pVal, &PvGenEnum::GetValue); }
 
 HRESULT CVexGenEnum::put_ValueInt(__int64 pVal) noexcept
@@ -35,7 +33,7 @@ HRESULT CVexGenEnum::look_up(IVexGenEnumEntry** aEntry, IVexResult** out, Find&&
             const PvGenEnumEntry* found = nullptr;
             PvResult looked_up = find(parameter, &found);
             if (found != nullptr) {
-                entry_->AttachSdkObject(found);
+                entry_->AttachSdkObject(found, parameter.lifetime());
                 *aEntry = server::Ref(entry_).detach();
             }
             return looked_up;

@@ -9,7 +9,6 @@
 class CVexGenEnum : public ParameterObject<CVexGenEnum, PvGenEnum> {
 public:
     HRESULT final_construct();
-    void forget_parameter() noexcept;
 
     HRESULT STDMETHODCALLTYPE get_ValueInt(__int64* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE put_ValueInt(__int64 pVal) noexcept override;

@@ -1,11 +1,12 @@
 // VexGenEnumEntry: one choice of an enumeration parameter.
 #pragma once
 
+#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenEnumEntry.h"
 #include "server/wrapper.h"
 
 /// A view: the enumeration's one entry object, pointed at the entry that was looked up last.
-class CVexGenEnumEntry : public server::Wrapper<CVexGenEnumEntry>, public server::SdkObject<const PvGenEnumEntry> {
+class CVexGenEnumEntry : public server::Wrapper<CVexGenEnumEntry>, public LivingView<const PvGenEnumEntry> {
 public:
     HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;

@@ -5,7 +5,7 @@ void CVexGenParameter::final_release() noexcept
     // a client may keep a list for longer than the parameter that fills it
     for (const ShownList* list : {&selected_, &selecting_}) {
         if (list->object) {
-            list->object->AttachSdkObject(nullptr);
+            list->object->AttachSdkObject(nullptr, {});
         }
     }
 }
@@ -124,13 +124,14 @@ HRESULT CVexGenParameter::show(IVexGenParameterList** out, ShownList& list,
 {
     return server::guarded([&]() -> HRESULT {
         *server::not_null(out) = nullptr;
-        const PvResult filled = (server::not_null(sdk())->*fill)(list.items);
+        const PvGenParameter& parameter = *server::not_null(sdk());
+        const PvResult filled = (parameter.*fill)(list.items);
         if (!list.object) {
             if (const HRESULT created = server::create_object(list.object); FAILED(created)) {
                 return created;
             }
         }
-        list.object->AttachSdkObject(&list.items);
+        list.object->AttachSdkObject(&list.items, parameter.lifetime());
         list.object->AddRef();
         *out = list.object.get();
         return filled.IsOK() ? S_OK : raise(filled);

@@ -4,13 +4,14 @@
 #include <atomic>
 
 #include "genicam/VexGenParameterList.h"
+#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenParameter.h"
 #include "server/wrapper.h"
 
 /// A view of an SDK parameter.
 ///
 /// Thread safety: as Wrapper; the client's sink may be read from the SDK's threads while a client changes it.
-class CVexGenParameter : public server::Wrapper<CVexGenParameter>, public server::SdkObject<PvGenParameter> {
+class CVexGenParameter : public server::Wrapper<CVexGenParameter>, public LivingView<PvGenParameter> {
 public:
     void final_release() noexcept;
 

@@ -27,6 +27,17 @@ void CVexGenParameterArray::final_release() noexcept
     categories_by_index_.clear();
 }
 
+PvGenParameterArray* CVexGenParameterArray::sdk() const noexcept
+{
+    return owns_sdk_object() || !lifetime_.expired() ? SdkObject::sdk() : nullptr;
+}
+
+void CVexGenParameterArray::AttachSdkObject(PvGenParameterArray* borrowed) noexcept
+{
+    SdkObject::AttachSdkObject(borrowed);
+    lifetime_ = borrowed != nullptr ? borrowed->lifetime() : std::weak_ptr<const void>();
+}
+
 HRESULT CVexGenParameterArray::get_Count(unsigned int* pVal) noexcept
 {
     return value(pVal, &PvGenParameterArray::GetCount);
@@ -128,7 +139,7 @@ HRESULT CVexGenParameterArray::category(std::map<Key, server::Ref<CVexGenCategor
             return created;
         }
     }
-    cached->AttachSdkObject(found);
+    cached->AttachSdkObject(found, sdk()->lifetime());
     *out = server::Ref(cached).detach();
     return S_OK;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "genicam/VexGenCategory.h"
@@ -17,6 +18,10 @@ class CVexGenParameterArray : public server::Wrapper<CVexGenParameterArray>,
                               public server::SdkObject<PvGenParameterArray> {
 public:
     void final_release() noexcept;
+
+    /// Null when nothing is attached, and when the array that was lent has gone.
+    [[nodiscard]] PvGenParameterArray* sdk() const noexcept;
+    void AttachSdkObject(PvGenParameterArray* borrowed) noexcept;
 
     HRESULT STDMETHODCALLTYPE get_Count(unsigned int* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_CategoryCount(unsigned int* pVal) noexcept override;
@@ -55,9 +60,10 @@ private:
 
     /// The cached object of a category that the array has.
     template <class Key>
-    static HRESULT category(std::map<Key, server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
-                            IVexGenCategory** out);
+    HRESULT category(std::map<Key, server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
+                     IVexGenCategory** out);
 
+    std::weak_ptr<const void> lifetime_;  // of a borrowed array
     ParameterCache<std::wstring> parameters_by_name_;
     ParameterCache<std::uint32_t> parameters_by_index_;
     std::map<std::wstring, server::Ref<CVexGenCategory>> categories_by_name_;

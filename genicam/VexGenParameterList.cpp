@@ -1,5 +1,7 @@
 #include "genicam/VexGenParameterList.h"
 
+#include <utility>
+
 #include "genicam/parameter_kinds.h"
 
 HRESULT CVexGenParameterList::final_construct()
@@ -10,23 +12,52 @@ HRESULT CVexGenParameterList::final_construct()
 
 void CVexGenParameterList::final_release() noexcept { items_.clear(); }
 
+PvGenParameterList* CVexGenParameterList::sdk() const noexcept
+{
+    return owns_sdk_object() || !lifetime_.expired() ? SdkObject::sdk() : nullptr;
+}
+
+void CVexGenParameterList::AttachSdkObject(PvGenParameterList* borrowed, std::weak_ptr<const void> lifetime) noexcept
+{
+    SdkObject::AttachSdkObject(borrowed);
+    lifetime_ = std::move(lifetime);
+}
+
+PvGenParameter* CVexGenParameterList::living(PvGenParameter* entry) const
+{
+    const auto found = added_.find(entry);
+    return found != added_.end() && found->second.expired() ? nullptr : entry;
+}
+
 HRESULT CVexGenParameterList::get_Size(unsigned int* pVal) noexcept
 {
     return value(pVal, &PvGenParameterList::GetSize);
 }
 
-HRESULT CVexGenParameterList::Clear() noexcept { return set(&PvGenParameterList::Clear); }
+HRESULT CVexGenParameterList::Clear() noexcept
+{
+    return set([&](PvGenParameterList& list) {
+        list.Clear();
+        added_.clear();
+    });
+}
 
 HRESULT CVexGenParameterList::Add(IVexGenParameter* aParameter) noexcept
 {
-    return set([&](PvGenParameterList& list) { list.Add(sdk_parameter_of(aParameter)); });
+    return set([&](PvGenParameterList& list) {
+        PvGenParameter* parameter = sdk_parameter_of(aParameter);
+        if (parameter != nullptr) {
+            added_[parameter] = parameter->lifetime();
+        }
+        list.Add(parameter);
+    });
 }
 
 HRESULT CVexGenParameterList::GetItem(unsigned int aIndex, IVexGenParameter** out) noexcept
 {
     return server::guarded([&] {
         *server::not_null(out) = nullptr;
-        return items_.look_up(aIndex, server::not_null(sdk())->GetItem(aIndex), out);
+        return items_.look_up(aIndex, living(server::not_null(sdk())->GetItem(aIndex)), out);
     });
 }
 
@@ -46,7 +77,7 @@ HRESULT CVexGenParameterList::fresh(IVexGenParameter** out,
     return server::guarded([&] {
         *server::not_null(out) = nullptr;
         server::Ref<IVexGenParameter> made;
-        const HRESULT created = make_parameter((server::not_null(sdk())->*step)(), made);
+        const HRESULT created = make_parameter(living((server::not_null(sdk())->*step)()), made);
         *out = made.detach();
         return created;
     });

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "genicam/living_view.h"
 #include "genicam/parameter_link.h"
 #include "genicam/parameter_members.h"
 #include "server/wrapper.h"
@@ -13,7 +14,7 @@
 /// Thread safety: as Wrapper. Change events are fired on the SDK's thread.
 template <class T, class Sdk>
 class ParameterObject : public server::Wrapper<T, ParameterMembers<typename server::ClassFacts<T>::Interface>>,
-                        public server::SdkObject<Sdk>,
+                        public LivingView<Sdk>,
                         private ParameterListener {
 public:
     HRESULT final_construct() { return this->make_base_object(); }
@@ -28,8 +29,9 @@ public:
     /// at another parameter later, it keeps listening to the first.
     void AttachSdkObject(Sdk* parameter) noexcept
     {
-        point_at(parameter);
-        if (parameter != nullptr) {
+        LivingView<Sdk>::AttachSdkObject(parameter);
+        this->base_object().AttachSdkObject(parameter);
+        if (parameter != nullptr && std::exchange(registration_pending_, false)) {
             listen_to(*parameter);
         }
     }
@@ -38,22 +40,16 @@ protected:
     ParameterObject() = default;
     ~ParameterObject() = default;
 
-    /// What a class hides that keeps more of its parameter: the parameter is gone.
-    void forget_parameter() noexcept {}
-
 private:
-    void point_at(Sdk* parameter) noexcept
-    {
-        server::SdkObject<Sdk>::AttachSdkObject(parameter);
-        this->base_object().AttachSdkObject(parameter);
-    }
-
+    /// A parameter that takes no sink is shown all the same.
     void listen_to(Sdk& parameter) noexcept
     {
-        if (std::exchange(registration_pending_, false)) {
-            link_ = ParameterLink::make(parameter, *this, ParameterLink::Purpose::changes);
-        } else if (link_ && link_->is_over()) {
-            link_ = ParameterLink::make(parameter, *this, ParameterLink::Purpose::lifetime);
+        try {
+            ParameterListener& listener = *this;
+            link_ = std::make_shared<ParameterLink>(listener);
+            parameter.KeepEventSink(link_);
+        } catch (...) {
+            link_.reset();
         }
     }
 
@@ -76,14 +72,6 @@ private:
         this->fire(DISPID{1}, static_cast<IDispatch*>(shown));
         if (IVexGenEventSink* sink = this->base_object().client_sink(); sink != nullptr) {
             sink->OnParameterUpdate(shown);
-        }
-    }
-
-    void parameter_gone(PvGenParameter* parameter) noexcept final
-    {
-        if (this->sdk() == parameter) {
-            point_at(nullptr);
-            static_cast<T*>(this)->forget_parameter();
         }
     }
 
