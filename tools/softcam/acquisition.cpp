@@ -197,7 +197,9 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
     const virtual_device::StreamChannel channel = channel_;
     const auto now = clock_.now();
     // A camera that fell behind goes on at its rate from here instead of making up with a burst.
-    next_frame_ = std::max(next_frame_ + settings.period, now);
+    next_frame_ += settings.period;
+    if (next_frame_ <= now)
+        next_frame_ = now + settings.period;
     if (settings.triggered)
         --triggers_;
     if (settings.mode != AcquisitionMode::continuous && --frames_left_ == 0)

@@ -15,7 +15,7 @@ namespace softcam {
 struct CameraOptions {
     std::string adapter = "127.0.0.2";  ///< address, interface name or MAC; any address of 127.0.0.0/8 will do
     std::string serial_number = "SC-0001";
-    std::string user_defined_name;
+    std::string user_defined_name{};
     bool extended_ids = false;    ///< starts in the 64-bit block ID mode, as after a power cycle with it saved
     unsigned drop_per_mille = 0;  ///< of first transmissions, lost on purpose
     std::uint64_t drop_seed = 1;
