@@ -1,4 +1,4 @@
-// The stream over real sockets: a sender on 127.0.0.40 that writes its packets byte by byte.
+// The stream over real sockets: a sender on an address of its own that writes its packets byte by byte.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +11,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream/PvStreamBase.h"
 #include "sdk/stream/stream_channel.h"
+#include "tests/sdk/net/wine.h"
 #include "tests/sdk/stream/packets.h"
 
 namespace {
@@ -19,8 +20,9 @@ using namespace std::chrono_literals;
 using packets::Bytes;
 using packets::picture;
 
-constexpr const char* camera_ip = "127.0.0.40";
-constexpr net::Ipv4Address camera{0x7F000028};
+/// Under Wine only sockets on 127.0.0.1 send from the address that they are bound to.
+const net::Ipv4Address camera{under_wine() ? 0x7F000001U : 0x7F000028U};
+const PvString camera_ip = camera.to_string();
 constexpr net::Ipv4Address host{0x7F000001};
 /// Long enough for a loaded machine; nothing waits for it when all is well.
 constexpr std::uint32_t ample = 10'000;
@@ -121,6 +123,7 @@ TEST(Open, ReportsAPortInUse)
 
 TEST(Open, ReportsAnAddressThatIsNotThisHosts)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     Stream stream;
     EXPECT_EQ(stream.Open(camera_ip, 0, 0, "192.0.2.1").GetCode(), PvResult::NetworkError);
 }
@@ -220,6 +223,7 @@ TEST_F(RetrieveBuffer, TellsUnderrunsFromTimeouts)
 
 TEST_F(RetrieveBuffer, HearsOnlyTheDevice)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     PvBuffer buffer;
     ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
     net::UdpSocket other = net::UdpSocket::open({net::Ipv4Address{camera.value + 1}, 0});
