@@ -42,7 +42,11 @@ VARIANT* referent(VARIANT* argument) noexcept
 /// One argument on its way to the member and back.
 class Argument {
 public:
-    Argument() noexcept { VariantInit(&temporary_); }
+    Argument() noexcept
+    {
+        VariantInit(&temporary_);
+        VariantInit(&elements_);
+    }
     Argument(const Argument&) = delete;
     Argument& operator=(const Argument&) = delete;
     ~Argument() { VariantClear(&temporary_); }
@@ -70,8 +74,8 @@ public:
     /// Copies back what the member wrote, once it has succeeded.
     void give_back() noexcept
     {
-        if (elements_ != nullptr) {
-            fill_elements(V_ARRAY(&temporary_), *elements_);
+        if (V_VT(&elements_) != VT_EMPTY) {
+            fill_elements(V_ARRAY(&temporary_), elements_);
         } else if (variable_ != nullptr) {
             VariantClear(variable_);
             *variable_ = temporary_;
@@ -152,7 +156,7 @@ private:
         V_VT(&temporary_) = wanted.type;
         V_ARRAY(&temporary_) = array;
         if (wanted.out) {
-            elements_ = &given;
+            elements_ = given;  // by value: `given` may be `passed` itself
         }
         if (wanted.by_reference) {
             V_VT(&passed) = static_cast<VARTYPE>(VT_BYREF | wanted.type);
@@ -166,7 +170,7 @@ private:
 
     VARIANT temporary_;
     VARIANT* variable_ = nullptr;  // the caller's variable that takes the temporary over
-    VARIANT* elements_ = nullptr;  // the caller's array that takes the temporary's elements back
+    VARIANT elements_;             // the caller's array that takes the temporary's elements back; not owned
 };
 
 HRESULT invoke_adapted(const TypeInfo& info, const MethodFacts& method, void* object, DISPID id, WORD flags,

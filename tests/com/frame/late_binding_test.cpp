@@ -1,0 +1,458 @@
+// Late-bound calls with everything script hosts pass: every type of parameter, by value and by reference.
+#include "tests/com/com_client.h"
+#include "tests/com/frame/test_classes.h"
+
+namespace {
+
+using client::byte_array;
+using client::bytes_of;
+using client::LateBound;
+using client::Ref;
+using client::Variant;
+using client::variant_array;
+
+template <class T>
+Ref<T> make()
+{
+    Ref<T> made;
+    EXPECT_EQ(server::create_object(made), S_OK);
+    return made;
+}
+
+/// The code inside a result object that a late-bound call returned.
+VexResultCode code_of(const Variant& returned)
+{
+    VexResultCode code = VexGenericError;
+    EXPECT_EQ(returned.type(), VT_DISPATCH);
+    if (const auto result = client::query<IVexResult>(returned->pdispVal); result) {
+        result->get_Code(&code);
+    }
+    return code;
+}
+
+class LateBinding : public client::ComTest {
+protected:
+    Ref<CTestDevice> device = make<CTestDevice>();
+    LateBound late{device.get()};
+    Variant returned;
+};
+
+// ---- values out, into a script's variables ----
+
+TEST_F(LateBinding, FillsAnEmptyVariableWithANumber)
+{
+    Variant variable;
+    ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(variable.type(), VT_UI4);
+    EXPECT_EQ(variable->ulVal, 42U);
+    EXPECT_EQ(code_of(returned), VexOK);
+}
+
+TEST_F(LateBinding, ReplacesWhatAVariableHeld)
+{
+    for (Variant variable : {Variant(7), Variant(L"text"), Variant(1.5), Variant(device.get())}) {
+        const ULONG before = client::references(static_cast<IVexDevice*>(device.get()));
+        const bool held_object = variable.type() == VT_DISPATCH;
+        ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::by_reference(variable)}, &returned), S_OK);
+        EXPECT_EQ(variable.type(), VT_UI4);
+        EXPECT_EQ(variable->ulVal, 42U);
+        EXPECT_EQ(client::references(static_cast<IVexDevice*>(device.get())), before - (held_object ? 1 : 0));
+    }
+}
+
+TEST_F(LateBinding, FillsThroughAChainOfReferences)
+{
+    Variant variable;
+    Variant middle = Variant::by_reference(variable);
+    ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::by_reference(middle)}, &returned), S_OK);
+    EXPECT_EQ(variable->ulVal, 42U);
+}
+
+TEST_F(LateBinding, PassesTypedPointersUntouched)
+{
+    unsigned int value = 0;
+    ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::pointer(VT_UI4, &value)}, &returned), S_OK);
+    EXPECT_EQ(value, 42U);
+}
+
+TEST_F(LateBinding, PassesATypedPointerInsideAVariable)
+{
+    unsigned int value = 0;
+    Variant inner = Variant::pointer(VT_UI4, &value);
+    ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::by_reference(inner)}, &returned), S_OK);
+    EXPECT_EQ(value, 42U);
+}
+
+TEST_F(LateBinding, FillsTextAndFreesWhatWasThere)
+{
+    Variant variable(L"old.xml");
+    ASSERT_EQ(late.call(L"GetDefaultGenICamXMLFilename", {Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(variable.type(), VT_BSTR);
+    EXPECT_EQ(variable.text(), L"camera.xml");
+    BSTR text = nullptr;
+    ASSERT_EQ(late.call(L"GetDefaultGenICamXMLFilename", {Variant::pointer(VT_BSTR, &text)}, &returned), S_OK);
+    EXPECT_EQ(client::take(text), L"camera.xml");
+}
+
+TEST_F(LateBinding, FillsNumbersOfEveryOtherType)
+{
+    const auto array = make<CTestArray>();
+    LateBound values(array.get());
+    Variant variable;
+    ASSERT_EQ(values.call(L"GetIntegerValue", {Variant(L"Width"), Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(variable.type(), VT_I8);
+    EXPECT_EQ(variable->llVal, 0x1234567890);
+    ASSERT_EQ(values.call(L"GetFloatValue", {Variant(L"Gain"), Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(variable.type(), VT_R8);
+    EXPECT_EQ(variable->dblVal, 2.5);
+    ASSERT_EQ(values.call(L"GetBooleanValue", {Variant(L"ReverseX"), Variant::by_reference(variable)}, &returned),
+              S_OK);
+    EXPECT_EQ(variable.type(), VT_BOOL);
+    EXPECT_EQ(variable->boolVal, 1);
+    Variant name(L"DeviceID");
+    ASSERT_EQ(values.call(L"GetStringValue", {Variant::by_reference(name), Variant::by_reference(variable)}, &returned),
+              S_OK);
+    EXPECT_EQ(variable.text(), L"value of DeviceID");
+    EXPECT_EQ(name.text(), L"DeviceID");
+
+    const auto window = make<CTestWindow>();
+    LateBound places(window.get());
+    Variant x, y, width, height;
+    ASSERT_EQ(places.call(L"GetPosition", {Variant::by_reference(x), Variant::by_reference(y),
+                                           Variant::by_reference(width), Variant::by_reference(height)}),
+              S_OK);
+    EXPECT_EQ(x->lVal, -1);
+    EXPECT_EQ(y->lVal, 2);
+    EXPECT_EQ(width->lVal, 300);
+    EXPECT_EQ(height->lVal, 400);
+    EXPECT_EQ(x.type(), VT_I4);
+}
+
+TEST_F(LateBinding, FillsOutParametersAlsoWhenTheOperationFails)
+{
+    device->outcome = PvResult(PvResult::NotConnected);
+    Variant variable;
+    ASSERT_EQ(late.call(L"ReadRegister", {Variant(41), Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(variable->ulVal, 42U);
+    EXPECT_EQ(code_of(returned), VexNotConnected);
+}
+
+TEST_F(LateBinding, FillsObjects)
+{
+    const auto stream = make<CTestStream>();
+    const auto view = make<CTestView>();
+    stream->to_hand_out = view.get();
+    LateBound frames(stream.get());
+    Variant buffer, operation;
+    ASSERT_EQ(frames.call(L"RetrieveBuffer",
+                          {Variant::by_reference(buffer), Variant::by_reference(operation), Variant(100)}, &returned),
+              S_OK);
+    EXPECT_EQ(buffer.type(), VT_DISPATCH);
+    EXPECT_EQ(buffer->pdispVal, static_cast<IDispatch*>(view.get()));
+    EXPECT_EQ(code_of(operation), VexMissingPackets);
+    EXPECT_EQ(code_of(returned), VexOK);
+
+    // a second time into the same variables, which then hold nothing
+    stream->to_hand_out = nullptr;
+    ASSERT_EQ(frames.call(L"RetrieveBuffer",
+                          {Variant::by_reference(buffer), Variant::by_reference(operation), Variant(0)}, &returned),
+              S_OK);
+    EXPECT_EQ(buffer.type(), VT_DISPATCH);
+    EXPECT_EQ(buffer->pdispVal, nullptr);
+    EXPECT_EQ(operation->pdispVal, nullptr);
+    EXPECT_EQ(code_of(returned), VexTimeout);
+    EXPECT_EQ(client::references(static_cast<IVexBuffer*>(view.get())), 1U);
+}
+
+TEST_F(LateBinding, FillsTypedObjectPointers)
+{
+    const auto stream = make<CTestStream>();
+    const auto view = make<CTestView>();
+    stream->to_hand_out = view.get();
+    LateBound frames(stream.get());
+    IDispatch* buffer = nullptr;
+    IDispatch* operation = nullptr;
+    ASSERT_EQ(
+        frames.call(L"RetrieveBuffer",
+                    {Variant::pointer(VT_DISPATCH, &buffer), Variant::pointer(VT_DISPATCH, &operation), Variant(100)},
+                    &returned),
+        S_OK);
+    EXPECT_EQ(buffer, static_cast<IDispatch*>(view.get()));
+    buffer->Release();
+    operation->Release();
+    EXPECT_EQ(client::references(static_cast<IVexBuffer*>(view.get())), 1U);
+}
+
+TEST_F(LateBinding, ReachesInheritedMembersByTheirOwnIdentifiers)
+{
+    const auto stream = make<CTestStream>();
+    LPOLESTR name = const_cast<LPOLESTR>(L"RetrieveBuffer");
+    DISPID id = 0;
+    EXPECT_EQ(stream->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id), S_OK);
+    EXPECT_EQ(id, 12);
+    Ref<IVexStreamBase> base = client::query<IVexStreamBase>(static_cast<IVexStream*>(stream.get()));
+    EXPECT_TRUE(base);
+}
+
+// ---- values in ----
+
+TEST_F(LateBinding, TakesValuesFromVariablesAndTypedPointers)
+{
+    Variant address(L"10.0.0.1");
+    Variant port(short{4000});
+    long channel = 2;
+    ASSERT_EQ(
+        late.call(L"SetStreamDestination",
+                  {Variant::by_reference(address), Variant::by_reference(port), Variant::pointer(VT_I4, &channel)},
+                  &returned),
+        S_OK);
+    EXPECT_EQ(device->destination, "10.0.0.1:4000/2");
+    EXPECT_EQ(address.text(), L"10.0.0.1");
+}
+
+TEST_F(LateBinding, ConvertsValuesOfEveryNumericTypeAndText)
+{
+    const Variant numbers[] = {Variant(short{3}), Variant(3), Variant(3U), Variant(3LL), Variant(3.0), Variant(L"3")};
+    for (const Variant& number : numbers) {
+        Variant variable = number;
+        for (const Variant& passed : {number, Variant::by_reference(variable)}) {
+            device->destination.clear();
+            ASSERT_EQ(late.call(L"SetStreamDestination", {Variant(L"h"), passed, passed}, &returned), S_OK)
+                << passed.type();
+            EXPECT_EQ(device->destination, "h:3/3");
+        }
+    }
+}
+
+TEST_F(LateBinding, AnswersArgumentsThatCannotBeConvertedAsIDispatchDefines)
+{
+    Variant variable;
+    EXPECT_EQ(late.call(L"ReadRegister", {Variant(L"not a number"), Variant::by_reference(variable)}, &returned),
+              DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(variable.type(), VT_EMPTY);
+    EXPECT_EQ(late.call(L"SetStreamDestination", {Variant(L"h"), Variant(70000), Variant(0)}, &returned),
+              DISP_E_OVERFLOW);
+    EXPECT_EQ(late.call(L"SetStreamDestination", {Variant(L"h"), Variant(1)}, &returned), DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(late.call(L"SetStreamDestination", {Variant(L"h"), Variant(1), Variant(1), Variant(1)}, &returned),
+              DISP_E_BADPARAMCOUNT);
+}
+
+TEST_F(LateBinding, TakesNamedArguments)
+{
+    LPOLESTR names[] = {const_cast<LPOLESTR>(L"ReadRegister"), const_cast<LPOLESTR>(L"aValue"),
+                        const_cast<LPOLESTR>(L"aAddress")};
+    DISPID ids[3];
+    ASSERT_EQ(device->GetIDsOfNames(IID_NULL, names, 3, LOCALE_USER_DEFAULT, ids), S_OK);
+    Variant variable;
+    VARIANT arguments[] = {Variant::by_reference(variable).get(), Variant(9).get()};
+    DISPPARAMS parameters{arguments, &ids[1], 2, 2};
+    ASSERT_EQ(device->Invoke(ids[0], IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, returned.put(),
+                             nullptr, nullptr),
+              S_OK);
+    EXPECT_EQ(variable->ulVal, 10U);
+}
+
+TEST_F(LateBinding, TakesOurObjectsAndRefusesOthers)
+{
+    const auto stream = make<CTestStream>();
+    const auto view = make<CTestView>();
+    FakeSdk fake;
+    view->AttachSdkObject(&fake);
+    LateBound frames(stream.get());
+    ASSERT_EQ(frames.call(L"QueueBuffer", {Variant(view.get())}, &returned), S_OK);
+    EXPECT_EQ(stream->queued, static_cast<IVexBuffer*>(view.get()));
+    Variant variable(view.get());
+    stream->queued = nullptr;
+    ASSERT_EQ(frames.call(L"QueueBuffer", {Variant::by_reference(variable)}, &returned), S_OK);
+    EXPECT_EQ(stream->queued, static_cast<IVexBuffer*>(view.get()));
+    EXPECT_EQ(variable->pdispVal, static_cast<IDispatch*>(view.get()));
+
+    stream->queued = nullptr;
+    EXPECT_TRUE(FAILED(frames.call(L"QueueBuffer", {Variant(device.get())}, &returned)));
+    EXPECT_EQ(stream->queued, nullptr);
+    EXPECT_TRUE(FAILED(frames.call(L"QueueBuffer", {Variant(static_cast<IDispatch*>(nullptr))}, &returned)));
+    EXPECT_EQ(frames.call(L"QueueBuffer", {Variant(12)}, &returned), DISP_E_TYPEMISMATCH);
+}
+
+// ---- arrays of bytes ----
+
+TEST_F(LateBinding, ReadsBytesFromEveryKindOfArray)
+{
+    const auto write = [&](const Variant& source) {
+        device->memory.assign(4, 0);
+        return late.call(L"WriteMemory", {Variant(0), source, Variant(3)}, &returned);
+    };
+    const std::vector<unsigned char> written{1, 2, 250, 0};
+
+    Variant typed(VT_UI1, byte_array({1, 2, 250}));
+    Variant elements(VT_VARIANT, variant_array({Variant(1), Variant(2.0), Variant(L"250")}));
+    for (Variant* array : {&typed, &elements}) {
+        EXPECT_EQ(write(*array), S_OK);
+        EXPECT_EQ(device->memory, written);
+        EXPECT_EQ(write(Variant::by_reference(*array)), S_OK);
+        EXPECT_EQ(device->memory, written);
+        const auto element = static_cast<VARTYPE>(array->type() & VT_TYPEMASK);
+        EXPECT_EQ(write(Variant::pointer(static_cast<VARTYPE>(VT_ARRAY | element), &(*array)->parray)), S_OK);
+        EXPECT_EQ(device->memory, written);
+        // a variable that holds a reference to an array, as a VBScript array passed on is
+        Variant reference = Variant::pointer(static_cast<VARTYPE>(VT_ARRAY | element), &(*array)->parray);
+        EXPECT_EQ(write(Variant::by_reference(reference)), S_OK);
+        EXPECT_EQ(device->memory, written);
+    }
+}
+
+TEST_F(LateBinding, RefusesElementsThatAreNoBytes)
+{
+    const auto write = [&](std::initializer_list<Variant> elements) {
+        return late.call(L"WriteMemory", {Variant(0), Variant(VT_VARIANT, variant_array(elements)), Variant(3)},
+                         &returned);
+    };
+    EXPECT_EQ(write({Variant(1), Variant(256), Variant(3)}), DISP_E_OVERFLOW);
+    EXPECT_EQ(late.bad_argument(), 1U);
+    EXPECT_EQ(write({Variant(-1), Variant(2), Variant(3)}), DISP_E_OVERFLOW);
+    EXPECT_EQ(write({Variant(1), Variant(L"x"), Variant(3)}), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(device->memory, std::vector<unsigned char>(16));
+}
+
+TEST_F(LateBinding, RefusesWhatIsNoArray)
+{
+    EXPECT_EQ(late.call(L"WriteMemory", {Variant(0), Variant(5), Variant(1)}, &returned), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(late.call(L"WriteMemory", {Variant(0), Variant(device.get()), Variant(1)}, &returned),
+              DISP_E_TYPEMISMATCH);
+    Variant nothing;
+    EXPECT_EQ(late.call(L"WriteMemory", {Variant(0), Variant::by_reference(nothing), Variant(1)}, &returned),
+              DISP_E_TYPEMISMATCH);
+}
+
+TEST_F(LateBinding, FillsEveryKindOfArrayInPlace)
+{
+    device->memory = {9, 8, 7, 6};
+    const auto read = [&](const Variant& destination) {
+        return late.call(L"ReadMemory", {Variant(1), destination, Variant(2)}, &returned);
+    };
+
+    Variant typed(VT_UI1, byte_array({0, 0, 5}));
+    EXPECT_EQ(read(typed), S_OK);  // a copy of the array is filled
+    EXPECT_EQ(read(Variant::by_reference(typed)), S_OK);
+    EXPECT_EQ(bytes_of(typed->parray), (std::vector<unsigned char>{8, 7, 5}));
+
+    Variant by_pointer(VT_UI1, byte_array({0, 0, 5}));
+    EXPECT_EQ(read(Variant::pointer(VT_ARRAY | VT_UI1, &by_pointer->parray)), S_OK);
+    EXPECT_EQ(bytes_of(by_pointer->parray), (std::vector<unsigned char>{8, 7, 5}));
+
+    const auto texts = [](SAFEARRAY* array) {
+        std::wstring joined;
+        for (LONG at = 0; at < static_cast<LONG>(array->rgsabound[0].cElements); ++at) {
+            Variant element;
+            LONG index = at + array->rgsabound[0].lLbound;
+            SafeArrayGetElement(array, &index, element.put());
+            joined += element.text() + L" ";
+        }
+        return joined;
+    };
+    Variant elements(VT_VARIANT, variant_array({Variant(0), Variant(), Variant(5)}));
+    EXPECT_EQ(read(Variant::by_reference(elements)), S_OK);
+    EXPECT_EQ(texts(elements->parray), L"8 7 5 ");
+    Variant more(VT_VARIANT, variant_array({Variant(0), Variant(L"1"), Variant(5)}, 3));
+    EXPECT_EQ(read(Variant::pointer(VT_ARRAY | VT_VARIANT, &more->parray)), S_OK);
+    EXPECT_EQ(texts(more->parray), L"8 7 5 ");
+}
+
+TEST_F(LateBinding, LeavesTheCallersArrayWhenTheCallFails)
+{
+    Variant elements(VT_VARIANT, variant_array({Variant(1), Variant(2), Variant(3)}));
+    Variant variable(9);
+    EXPECT_EQ(late.call(L"ReadMemory", {Variant(L"x"), Variant::by_reference(elements), Variant(2)}, &returned),
+              DISP_E_TYPEMISMATCH);
+    LONG index = 0;
+    Variant element;
+    SafeArrayGetElement(elements->parray, &index, element.put());
+    EXPECT_EQ(element.text(), L"1");
+    EXPECT_EQ(late.call(L"ReadRegister", {Variant(L"x"), Variant::by_reference(variable)}, &returned),
+              DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(variable.text(), L"9");
+}
+
+TEST_F(LateBinding, KeepsDimensionsAndBoundsForTheMemberToJudge)
+{
+    const auto view = make<CTestView>();
+    FakeSdk fake;
+    fake.block = {7, 7, 7, 7};
+    view->AttachSdkObject(&fake);
+    LateBound data(view.get());
+    SAFEARRAYBOUND bounds[] = {{2, 0}, {2, 0}};
+    Variant square(VT_VARIANT, SafeArrayCreate(VT_VARIANT, 2, bounds));
+    EXPECT_EQ(data.put(L"Data", square), DISP_E_EXCEPTION);
+    EXPECT_EQ(data.scode(), E_INVALIDARG);
+    EXPECT_EQ(fake.block, (std::vector<unsigned char>{7, 7, 7, 7}));
+    EXPECT_EQ(data.put(L"Data", Variant(VT_VARIANT, variant_array({Variant(1), Variant(2)}))), S_OK);
+    EXPECT_EQ(fake.block, (std::vector<unsigned char>{1, 2, 7, 7}));
+    // an array that was declared without dimensions
+    EXPECT_EQ(data.put(L"Data", Variant(VT_VARIANT, nullptr)), DISP_E_EXCEPTION);
+    EXPECT_EQ(data.scode(), E_INVALIDARG);
+}
+
+TEST_F(LateBinding, GivesBytesAsAnArrayOfBytes)
+{
+    const auto view = make<CTestView>();
+    FakeSdk fake;
+    fake.block = {1, 2, 3};
+    view->AttachSdkObject(&fake);
+    Variant read;
+    ASSERT_EQ(LateBound(view.get()).get(L"Data", read), S_OK);
+    EXPECT_EQ(read.type(), VT_ARRAY | VT_UI1);
+    EXPECT_EQ(bytes_of(read->parray), fake.block);
+}
+
+// ---- arrays of objects ----
+
+TEST_F(LateBinding, TakesAScriptsArrayOfObjects)
+{
+    const auto transmitter = make<CTestTransmitter>();
+    const auto first = make<CTestView>();
+    const auto second = make<CTestView>();
+    LateBound pool(transmitter.get());
+    const std::vector<IUnknown*> expected{static_cast<IVexBuffer*>(first.get()),
+                                          static_cast<IVexBuffer*>(second.get())};
+    {
+        Variant elements(VT_VARIANT, variant_array({Variant(first.get()), Variant(second.get())}));
+        ASSERT_EQ(pool.call(L"LoadBufferPool", {elements}, &returned), S_OK);
+        EXPECT_EQ(transmitter->pool, expected);
+        ASSERT_EQ(pool.call(L"LoadBufferPool", {Variant::by_reference(elements)}, &returned), S_OK);
+        EXPECT_EQ(transmitter->pool, expected);
+    }
+    EXPECT_EQ(client::references(static_cast<IVexBuffer*>(first.get())), 1U);
+    EXPECT_EQ(client::references(static_cast<IVexBuffer*>(second.get())), 1U);
+    ASSERT_EQ(pool.call(L"LoadBufferPool", {Variant(VT_VARIANT, nullptr)}, &returned), S_OK);
+    EXPECT_TRUE(transmitter->pool_was_null);
+    EXPECT_EQ(pool.call(L"LoadBufferPool", {Variant(VT_VARIANT, variant_array({Variant(3)}))}, &returned),
+              DISP_E_TYPEMISMATCH);
+}
+
+// ---- failures ----
+
+TEST_F(LateBinding, ReportsASetterFailureAsAnException)
+{
+    const auto view = make<CTestView>();
+    FakeSdk fake;
+    fake.outcome = PvResult(PvResult::InvalidParameter, "the timestamp is in the future");
+    view->AttachSdkObject(&fake);
+    LateBound late_view(view.get());
+    EXPECT_EQ(late_view.put(L"Timestamp", Variant(5)), DISP_E_EXCEPTION);
+    EXPECT_EQ(late_view.description(), L"the timestamp is in the future");
+    EXPECT_EQ(late_view.source(), L"VexKamCOMWrapper.VexBuffer.1");
+    EXPECT_EQ(late_view.scode(), DISP_E_EXCEPTION);
+    fake.outcome = PvResult();
+    EXPECT_EQ(late_view.put(L"Timestamp", Variant(5)), S_OK);
+}
+
+TEST_F(LateBinding, AnswersMembersThatAreNotBuilt)
+{
+    EXPECT_EQ(late.call(L"Disconnect", {}, &returned), DISP_E_EXCEPTION);
+    EXPECT_EQ(late.scode(), E_NOTIMPL);
+    IVexResult* out = nullptr;
+    EXPECT_EQ(device->Disconnect(&out), E_NOTIMPL);
+    EXPECT_EQ(out, nullptr);
+}
+
+}  // namespace

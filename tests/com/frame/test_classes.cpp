@@ -1,0 +1,43 @@
+#include "tests/com/frame/test_classes.h"
+
+HRESULT CTestTransmitter::LoadBufferPool(SAFEARRAY* aBuffers, IVexResult** out) noexcept
+{
+    pool_was_null = aBuffers == nullptr;
+    pool.clear();
+    if (aBuffers != nullptr) {
+        const server::ArrayLock buffers(aBuffers);
+        if (FAILED(buffers.status())) {
+            return buffers.status();
+        }
+        auto** first = reinterpret_cast<IUnknown**>(buffers.data());
+        pool.assign(first, first + aBuffers->rgsabound[0].cElements);
+    }
+    return result(out, [] { return PvResult::OK; });
+}
+
+HRESULT CTestStream::RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
+                                    IVexResult** out) noexcept
+{
+    return result(out, [&]() -> PvResult {
+        *server::not_null(aBuffer) = to_hand_out;
+        if (to_hand_out != nullptr) {
+            to_hand_out->AddRef();
+        }
+        if (aTimeout == 0) {
+            *server::not_null(aOperationResult) = nullptr;
+            return PvResult::Timeout;
+        }
+        if (FAILED(server::CreateResultObject({PvResult::MissingPackets, "2 packets"}, aOperationResult))) {
+            throw std::bad_alloc();
+        }
+        return PvResult::OK;
+    });
+}
+
+HRESULT CTestStream::QueueBuffer(IVexBuffer* aBuffer, IVexResult** out) noexcept
+{
+    return result(out, [&] {
+        queued = aBuffer;
+        return server::sdk_of<CTestView>(aBuffer).outcome;
+    });
+}
