@@ -19,7 +19,7 @@
 /// SoftwareParameterArray::changed.
 struct SoftwareParameter {
     std::string name;      ///< an identifier, unique in the array
-    std::string category;  ///< made on first use; nested as "Outer/Inner"; empty for Root
+    std::string category;  ///< an identifier, made on first use; nested as "Outer/Inner"; empty for Root
     std::string display_name;
     std::string tool_tip;
     std::string description;
@@ -106,7 +106,7 @@ private:
     std::unique_ptr<Port> port_;
 };
 
-/// Collects parameters and makes an array of them, in the order in which they were added.
+/// Collects parameters and makes an array of them: category by category, each in the order in which they were added.
 ///
 ///     SoftwareParameters parameters("StreamParameters");
 ///     SoftwareInteger timeout;
@@ -123,8 +123,8 @@ public:
         std::variant<SoftwareInteger, SoftwareFloat, SoftwareEnum, SoftwareBoolean, SoftwareCommand, SoftwareString>;
     SoftwareParameters& add(Any parameter);
 
-    /// Throws GenApi::DescriptionError for names that are no identifiers or not unique, and for a parameter without
-    /// getter.
+    /// Throws GenApi::DescriptionError for names that are no identifiers or not unique, for a parameter without getter
+    /// (or, for a command, without action), and for one that invalidates a parameter that is not there.
     [[nodiscard]] std::unique_ptr<SoftwareParameterArray> build();
 
 private:

@@ -1,0 +1,24 @@
+// What the parameter classes share among themselves.
+#pragma once
+
+#include <unordered_map>
+#include <utility>
+
+#include "sdk/genapi/node_map.h"
+#include "sdk/genicam/PvGenParameter.h"
+#include "sdk/genicam/results.h"
+
+/// The parameters of an array by their nodes.
+struct PvGenParameter::Owner {
+    std::unordered_map<const GenApi::INode*, PvGenParameter*> parameters;
+};
+
+template <class Work>
+PvResult PvGenParameter::run(Work&& work) const
+{
+    PvResult result = genicam::result_of(std::forward<Work>(work));
+    if (!result.IsOK()) {
+        remember(result);
+    }
+    return result;
+}

@@ -1,0 +1,156 @@
+// A port over plain memory that counts what is asked of it and fails on demand.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sdk/genapi/node_map.h"
+
+/// Memory from address 0 on; what was never written reads as 0.
+class MemoryPort final : public GenApi::IPort {
+public:
+    void read(std::int64_t address, std::span<std::uint8_t> out) override
+    {
+        ++reads;
+        if (on_access) {
+            on_access();
+        }
+        if (!failure.empty()) {
+            throw GenApi::PortError(failure_code, failure);
+        }
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            const auto found = bytes.find(address + static_cast<std::int64_t>(i));
+            out[i] = found != bytes.end() ? found->second : std::uint8_t{0};
+        }
+    }
+
+    void write(std::int64_t address, std::span<const std::uint8_t> data) override
+    {
+        ++writes;
+        if (on_access) {
+            on_access();
+        }
+        if (!failure.empty()) {
+            throw GenApi::PortError(failure_code, failure);
+        }
+        set(address, {data.begin(), data.end()});
+    }
+
+    [[nodiscard]] bool is_open() const noexcept override { return open; }
+
+    void set(std::int64_t address, const std::vector<std::uint8_t>& data)
+    {
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            bytes[address + static_cast<std::int64_t>(i)] = data[i];
+        }
+    }
+
+    void set32(std::int64_t address, std::uint32_t value)
+    {
+        set(address, {static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
+                      static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
+    }
+
+    [[nodiscard]] std::uint32_t get32(std::int64_t address)
+    {
+        std::uint32_t value = 0;
+        for (int i = 0; i < 4; ++i) {
+            value = value << 8 | bytes[address + i];
+        }
+        return value;
+    }
+
+    [[nodiscard]] int transfers() const { return reads + writes; }
+
+    std::map<std::int64_t, std::uint8_t> bytes;
+    int reads = 0;
+    int writes = 0;
+    bool open = true;
+    std::string failure;  ///< when set, every transfer fails with this text
+    PvResult::Code failure_code = PvResult::NetworkError;
+    std::function<void()> on_access;
+};
+
+/// A description around `body`.
+inline std::string description(std::string_view body, std::string_view attributes = "")
+{
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+           "<RegisterDescription ModelName=\"Probe\" VendorName=\"Maker\" StandardNameSpace=\"GEV\" "
+           "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\" " +
+           std::string(attributes) +
+           " xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n"
+           "<Port Name=\"Device\"/>\n" +
+           std::string(body) + "\n</RegisterDescription>\n";
+}
+
+/// The inside of a 4-byte big-endian register.
+inline std::string reg(std::int64_t address, std::string_view access = "RW", std::string_view more = "")
+{
+    return "<Address>" + std::to_string(address) + "</Address><Length>4</Length><AccessMode>" + std::string(access) +
+           "</AccessMode><pPort>Device</pPort>" + std::string(more) + "<Endianess>BigEndian</Endianess>";
+}
+
+/// A whole IntReg of that kind.
+inline std::string int_reg(std::string_view name, std::int64_t address, std::string_view access = "RW",
+                           std::string_view more = "")
+{
+    return "<IntReg Name=\"" + std::string(name) + "\">" + reg(address, access, more) + "</IntReg>";
+}
+
+/// A category Root with those features.
+inline std::string root(const std::vector<std::string>& features)
+{
+    std::string text = "<Category Name=\"Root\">";
+    for (const std::string& feature : features) {
+        text += "<pFeature>" + feature + "</pFeature>";
+    }
+    return text + "</Category>";
+}
+
+/// A node map over a memory port.
+struct Camera {
+    explicit Camera(std::string_view body) : map(GenApi::load_node_map(description(body), port)) {}
+    explicit Camera(const std::string& xml, bool) : map(GenApi::load_node_map(xml, port)) {}
+
+    GenApi::INode& operator[](std::string_view name) const
+    {
+        GenApi::INode* const node = map->node(name);
+        if (node == nullptr) {
+            throw std::out_of_range("no node " + std::string(name));
+        }
+        return *node;
+    }
+
+    MemoryPort port;
+    std::unique_ptr<GenApi::INodeMap> map;
+};
+
+/// The text of the exception that `work` throws; "nothing was thrown" when it does not.
+template <class Exception = GenApi::Error, class Work>
+std::string message_of(Work&& work)
+{
+    try {
+        work();
+    } catch (const Exception& error) {
+        return error.what();
+    }
+    return "nothing was thrown";
+}
+
+/// The code of the exception that `work` throws; OK when it does not.
+template <class Work>
+PvResult::Code code_of(Work&& work)
+{
+    try {
+        work();
+    } catch (const GenApi::Error& error) {
+        return error.code();
+    }
+    return PvResult::OK;
+}
