@@ -145,12 +145,10 @@ PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
     const auto sums = sum(image, scratch);
     if (sums.pixels == 0)
         return failure(PvResult::ImageError, "every pixel of the image is saturated");
-    const auto [smallest, largest] = std::minmax_element(sums.color.begin(), sums.color.end());
-    if (*smallest == 0)
+    if (*std::min_element(sums.color.begin(), sums.color.end()) == 0)
         return failure(PvResult::ImageError, "a colour is absent from the image; it cannot be balanced");
-    const auto gain = [&](std::size_t color) {
-        return static_cast<double>(*largest) / static_cast<double>(sums.color[color]);
-    };
+    const auto largest = static_cast<double>(*std::max_element(sums.color.begin(), sums.color.end()));
+    const auto gain = [&](std::size_t color) { return largest / static_cast<double>(sums.color[color]); };
     Reset();
     gain_r_ = gain(0);
     gain_g_ = gain(1);
