@@ -1,0 +1,25 @@
+#include "buffers/VexBufferWriter.h"
+
+#include "buffers/VexBuffer.h"
+
+HRESULT CVexBufferWriter::final_construct()
+{
+    own_new();
+    return server::create_object(converter_);
+}
+
+void CVexBufferWriter::final_release() noexcept { converter_.reset(); }
+
+HRESULT CVexBufferWriter::get_Converter(IVexBufferConverter** pVal) noexcept
+{
+    return child(pVal, converter_, [](PvBufferWriter& writer) { return writer.GetConverter(); });
+}
+
+HRESULT CVexBufferWriter::Store(IVexBuffer* aBuffer, BSTR aFileName, VexBufferFormatType aType,
+                                IVexResult** out) noexcept
+{
+    return result(out, [&](PvBufferWriter& writer) {
+        return writer.Store(&server::sdk_of<CVexBuffer>(aBuffer), server::from_bstr(aFileName),
+                            static_cast<PvBufferFormatType>(aType));
+    });
+}

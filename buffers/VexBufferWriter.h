@@ -1,0 +1,20 @@
+// VexBufferWriter: buffers into files.
+#pragma once
+
+#include "buffers/VexBufferConverter.h"
+#include "sdk/convert/PvBufferWriter.h"
+#include "server/wrapper.h"
+
+/// Owns the SDK writer.
+class CVexBufferWriter : public server::Wrapper<CVexBufferWriter>, public server::SdkObject<PvBufferWriter> {
+public:
+    HRESULT final_construct();
+    void final_release() noexcept;
+
+    HRESULT STDMETHODCALLTYPE get_Converter(IVexBufferConverter** pVal) noexcept override;
+    HRESULT STDMETHODCALLTYPE Store(IVexBuffer* aBuffer, BSTR aFileName, VexBufferFormatType aType,
+                                    IVexResult** result) noexcept override;
+
+private:
+    server::Ref<CVexBufferConverter> converter_;
+};

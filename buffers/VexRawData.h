@@ -1,0 +1,11 @@
+// VexRawData: the raw data that a buffer holds.
+#pragma once
+
+#include "sdk/buffer/PvRawData.h"
+#include "server/wrapper.h"
+
+/// A view: the SDK object belongs to the buffer.
+class CVexRawData : public server::Wrapper<CVexRawData>, public server::SdkObject<PvRawData> {
+public:
+    HRESULT STDMETHODCALLTYPE get_PayloadLength(UINT64* pVal) noexcept override;
+};
