@@ -37,6 +37,8 @@ std::size_t Pacer::batch(std::size_t packet_bytes, std::size_t most) const noexc
     return std::clamp<std::size_t>(static_cast<std::size_t>(granularity / one), 1, most);
 }
 
+void Pacer::rested(time_point now) noexcept { next_ = std::max(next_, now); }
+
 void Pacer::sent(time_point now, std::size_t packets, std::size_t bytes) noexcept
 {
     next_ = std::max(next_, now - longest_arrears) + cost(packets, bytes);

@@ -29,6 +29,9 @@ public:
     /// The earliest moment for the next packet.
     [[nodiscard]] time_point next() const noexcept { return next_; }
 
+    /// Nothing was waiting to leave until `now`: idle time earns no burst.
+    void rested(time_point now) noexcept;
+
     /// Packets with so many bytes in total left at `now`.
     void sent(time_point now, std::size_t packets, std::size_t bytes) noexcept;
 

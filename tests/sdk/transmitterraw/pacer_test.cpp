@@ -60,6 +60,20 @@ TEST(Pacer, CatchesUpAfterALateWakeUpButNotAfterAPause)
     EXPECT_GE(pacer.next(), due + 1h - 2ms) << "an hour's pause earns no burst";
 }
 
+TEST(Pacer, RestEarnsNothingAndForgivesNothing)
+{
+    Pacer pacer;
+    pacer.configure(1ms, 0);
+    pacer.sent(start, 3, 300);
+    const auto due = pacer.next();
+    pacer.rested(due - 1ms);
+    EXPECT_EQ(pacer.next(), due) << "what was sent before still counts";
+    pacer.rested(due + 1s);
+    EXPECT_EQ(pacer.next(), due + 1s);
+    pacer.sent(due + 1s, 1, 100);
+    EXPECT_EQ(pacer.next(), due + 1s + 1ms) << "the first packets of a block keep their distance";
+}
+
 TEST(Pacer, NegativeDelaysCountAsNone)
 {
     Pacer pacer;
