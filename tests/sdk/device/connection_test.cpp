@@ -15,12 +15,11 @@ using device_test::Bytes;
 using device_test::RawCamera;
 using device_test::RawCameraOptions;
 
-constexpr net::Ipv4Address address{0x7F000021};  // 127.0.0.33
 const net::Endpoint other_application{{0x7F000001}, 50123};
 
 class ConnectionTest : public testing::Test {
 protected:
-    static RawCameraOptions sound()
+    [[nodiscard]] RawCameraOptions sound() const
     {
         RawCameraOptions options;
         options.address = address;
@@ -36,6 +35,8 @@ protected:
         return Connection::open(target, {100ms, 2}, connection);
     }
 
+    const net::Ipv4Address address = device_test::loopback(33);
+    const std::string name = address.to_string();
     net::MacAddress mac;
     std::shared_ptr<Connection> connection;
 };
@@ -89,7 +90,7 @@ TEST_F(ConnectionTest, SaysWhoHasControl)
     camera.set_control(2, other_application);
     const PvResult result = open(PvAccessControl);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
-    EXPECT_EQ(result.description(), "The device 127.0.0.33 is controlled by 127.0.0.1, port 50123");
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by 127.0.0.1, port 50123");
     EXPECT_EQ(connection, nullptr);
     EXPECT_EQ(camera.reg(0x0A00), 2U);
 }
@@ -102,7 +103,7 @@ TEST_F(ConnectionTest, SaysThatSomebodyHasControlWhenTheDeviceDoesNotTellWho)
     camera.set_control(2, other_application);
     const PvResult result = open(PvAccessExclusive);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
-    EXPECT_EQ(result.description(), "The device 127.0.0.33 is controlled by another application");
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by another application");
 }
 
 TEST_F(ConnectionTest, SaysThatSomebodyHasExclusiveControlWhoLetsNobodyRead)
@@ -114,7 +115,7 @@ TEST_F(ConnectionTest, SaysThatSomebodyHasExclusiveControlWhoLetsNobodyRead)
     });
     const PvResult result = open(PvAccessReadOnly);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
-    EXPECT_EQ(result.description(), "The device 127.0.0.33 is controlled exclusively by another application");
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled exclusively by another application");
 }
 
 TEST_F(ConnectionTest, SaysThatControlWasDeniedAtTheLastMoment)
@@ -127,7 +128,7 @@ TEST_F(ConnectionTest, SaysThatControlWasDeniedAtTheLastMoment)
     });
     const PvResult result = open(PvAccessControl);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
-    EXPECT_EQ(result.description(), "The device 127.0.0.33 is controlled by another application");
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by another application");
 }
 
 TEST_F(ConnectionTest, NoticesADeviceThatAcknowledgesButDoesNotGrant)
@@ -193,7 +194,7 @@ TEST_F(ConnectionTest, WaitsLessThanASecondForNobody)
     const auto begin = std::chrono::steady_clock::now();
     const PvResult result = open(PvAccessControl);
     EXPECT_EQ(result.GetCode(), PvResult::Timeout);
-    EXPECT_NE(result.description().find("127.0.0.33"), std::string::npos);
+    EXPECT_NE(result.description().find(name), std::string::npos);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 1500ms);
 }
 

@@ -65,12 +65,13 @@ protected:
     ForceIpTest()
     {
         RawCameraOptions options;
-        options.address = {0x7F000023};  // 127.0.0.35
+        options.address = address;
         options.mac = {0x02, 0x11, 0x22, 0x33, 0x44, 0x23};
         camera = std::make_unique<RawCamera>(options);
         settings = {{{0x02, 0x11, 0x22, 0x33, 0x44, 0x23}}, {0x7F000024}, {0xFF000000}, {0x7F000001}};
     }
 
+    const net::Ipv4Address address = device_test::loopback(35);
     std::unique_ptr<RawCamera> camera;
     wire::gvcp::ForceIp settings;
     std::vector<net::Interface> hosts = net::list_interfaces();
@@ -91,7 +92,7 @@ TEST_F(ForceIpTest, LeavesOtherDevicesAlone)
     const PvResult result = device::force_ip(settings, hosts);
     EXPECT_EQ(result.GetCode(), PvResult::NotFound);
     EXPECT_NE(result.description().find("02:11:22:33:44:99"), std::string::npos);
-    EXPECT_EQ(camera->reg(0x0024), 0x7F000023U);
+    EXPECT_EQ(camera->reg(0x0024), address.value);
 }
 
 TEST_F(ForceIpTest, TellsWhyTheDeviceRefuses)
@@ -100,12 +101,12 @@ TEST_F(ForceIpTest, TellsWhyTheDeviceRefuses)
     const PvResult result = device::force_ip(settings, hosts);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
     EXPECT_NE(result.description().find(wire::gvcp::text_of(wire::gvcp::Status::access_denied)), std::string::npos);
-    EXPECT_EQ(camera->reg(0x0024), 0x7F000023U);
+    EXPECT_EQ(camera->reg(0x0024), address.value);
 }
 
 TEST_F(ForceIpTest, TakesADeviceForDoneThatIsFoundAtTheAddressThoughItDoesNotAcknowledge)
 {
-    settings.address = {0x7F000023};
+    settings.address = address;
     camera->intercept([](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
         if (request[3] == 0x04)
             return std::vector<device_test::Bytes>{};

@@ -143,7 +143,7 @@ protected:
     HeartbeatThreadTest()
     {
         device_test::RawCameraOptions options;
-        options.address = {0x7F000020};  // 127.0.0.32
+        options.address = device_test::loopback(32);
         options.heartbeat_timeout = 400;
         camera = std::make_unique<device_test::RawCamera>(options);
         device::ConnectionTarget target;

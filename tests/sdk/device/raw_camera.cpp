@@ -25,6 +25,25 @@ void add32(Bytes& bytes, std::uint32_t value)
 
 }  // namespace
 
+bool has_loopback_addresses()
+{
+    static const bool has = [] {
+        auto receiver = net::UdpSocket::open({net::loopback_address, 0});
+        auto sender = net::UdpSocket::open({{0x7F00001D}, 0});
+        const Bytes datagram = {1};
+        sender.send_to(receiver.local(), datagram);
+        Bytes buffer(16);
+        const auto received = receiver.receive(buffer, std::chrono::seconds(1));
+        return received && received->source.address.value == 0x7F00001D;
+    }();
+    return has;
+}
+
+net::Ipv4Address loopback(std::uint8_t last)
+{
+    return has_loopback_addresses() ? net::Ipv4Address{0x7F000000U | last} : net::loopback_address;
+}
+
 RawCamera::RawCamera(RawCameraOptions options) : options_(std::move(options))
 {
     const RawCameraOptions& o = options_;
@@ -75,6 +94,8 @@ RawCamera::RawCamera(RawCameraOptions options) : options_(std::move(options))
 
     net::UdpOptions socket_options;
     socket_options.broadcast = true;
+    // two cameras at one address would be a mistake, except where the sockets for broadcasts count as such
+    socket_options.reuse_address = !has_loopback_addresses();
     unicast_ = net::UdpSocket::open({o.address, 3956}, socket_options);
     socket_options.reuse_address = true;
     const auto open = [&](net::Ipv4Address broadcast) {

@@ -17,6 +17,12 @@
 
 namespace device_test {
 
+/// Sockets bound to different loopback addresses are told apart. Where they are not (Wine sends from 127.0.0.1 whatever
+/// the socket is bound to) there can be one camera at a time, at that address.
+[[nodiscard]] bool has_loopback_addresses();
+/// The address 127.0.0.`last`, or the one that there is.
+[[nodiscard]] net::Ipv4Address loopback(std::uint8_t last);
+
 /// What the camera is. The defaults make a sound GigE Vision 2.0 camera with control, WRITEMEM and concatenation.
 struct RawCameraOptions {
     net::Ipv4Address address;
