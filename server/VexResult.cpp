@@ -43,20 +43,18 @@ HRESULT CVexResult::get_IsSuccess(VARIANT_BOOL* pVal) noexcept
 
 namespace server {
 
-HRESULT CreateResultObject(const PvResult& result, IVexResult** object) noexcept
+HRESULT CreateResultObject(PvResult result, IVexResult** object) noexcept
 {
     if (object == nullptr) {
         return E_POINTER;
     }
-    return guarded([&] {
-        Ref<CVexResult> made;
-        const HRESULT created = create_object(made);
-        if (SUCCEEDED(created)) {
-            *made->sdk() = result;
-            *object = made.detach();
-        }
-        return created;
-    });
+    Ref<CVexResult> made;
+    const HRESULT created = create_object(made);
+    if (SUCCEEDED(created)) {
+        *made->sdk() = std::move(result);
+        *object = made.detach();
+    }
+    return created;
 }
 
 }  // namespace server

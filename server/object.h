@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <new>
+#include <type_traits>
 
 #include "server/class_facts.h"
 #include "server/com.h"
@@ -37,9 +38,15 @@ private:
     std::atomic<ULONG> count_{0};
 };
 
+/// Whether T has a final construction of its own; most objects are results, which have none.
+template <class T>
+inline constexpr bool has_final_construct =
+    !std::is_same_v<decltype(&T::final_construct), typename T::NoFinalConstruct>;
+
 /// A plain instance of an implementation class. T supplies:
-///   HRESULT find_interface(REFIID, void**)  the class's interfaces, with a reference for the caller
+///   void* find_interface(REFIID)            the class's interfaces, null for one it does not have
 ///   HRESULT final_construct()               makes the SDK object and the children; may throw; runs with a raised count
+///   NoFinalConstruct                        the type of &T::final_construct where T does nothing there
 ///   void final_release() noexcept           runs before destruction, while the object is still whole
 template <class T>
 class ComObject final : public T {
@@ -50,13 +57,15 @@ public:
         *object = nullptr;
         return guarded([&] {
             auto* made = new ComObject;
-            // raised, so that interfaces handed out during construction cannot destroy the half-built object
-            made->references_.add();
-            const HRESULT constructed = guarded([made] { return made->final_construct(); });
-            made->references_.remove();
-            if (FAILED(constructed)) {
-                made->destroy();
-                return constructed;
+            if constexpr (has_final_construct<T>) {
+                // raised, so that interfaces handed out during construction cannot destroy the half-built object
+                made->references_.add();
+                const HRESULT constructed = guarded([made] { return made->final_construct(); });
+                made->references_.remove();
+                if (FAILED(constructed)) {
+                    made->destroy();
+                    return constructed;
+                }
             }
             *object = made;
             return S_OK;
@@ -65,7 +74,15 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override
     {
-        return this->find_interface(iid, object);
+        if (object == nullptr) {
+            return E_POINTER;
+        }
+        *object = this->find_interface(iid);
+        if (*object == nullptr) {
+            return E_NOINTERFACE;
+        }
+        references_.add();
+        return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
     ULONG STDMETHODCALLTYPE Release() noexcept override
@@ -137,7 +154,12 @@ private:
                 *object = this;
                 return S_OK;
             }
-            return object_.find_interface(iid, object);
+            *object = object_.find_interface(iid);
+            if (*object == nullptr) {
+                return E_NOINTERFACE;
+            }
+            object_.AddRef();  // the outer object's
+            return S_OK;
         }
         ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
         ULONG STDMETHODCALLTYPE Release() noexcept override
@@ -198,7 +220,7 @@ HRESULT create_instance(IUnknown* outer, REFIID iid, void** object) noexcept
             return created;
         }
         auto* whole = static_cast<ComObject<T>*>(made);
-        const HRESULT found = whole->find_interface(iid, object);
+        const HRESULT found = whole->QueryInterface(iid, object);
         if (FAILED(found)) {
             whole->destroy();
         }

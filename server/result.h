@@ -6,8 +6,8 @@
 
 namespace server {
 
-/// Stores a new result object with a copy of `result`, one reference, in *object. E_OUTOFMEMORY when it cannot be made;
-/// *object is not written then. E_POINTER for a null `object`.
-HRESULT CreateResultObject(const PvResult& result, IVexResult** object) noexcept;
+/// Stores a new result object that holds `result`, with one reference, in *object. E_OUTOFMEMORY when it cannot be
+/// made; *object is not written then. E_POINTER for a null `object`.
+HRESULT CreateResultObject(PvResult result, IVexResult** object) noexcept;
 
 }  // namespace server

@@ -80,29 +80,32 @@ public:
         }
     }
 
-    /// The object's interfaces. Inherited dual interfaces are answered too; a class that adds more hides this function
-    /// and falls back to it.
-    HRESULT find_interface(REFIID iid, void** object) noexcept
+    /// The object's interface with that identifier, without a reference; null when it has none. Inherited dual
+    /// interfaces are answered too. A class that adds more hides this function and falls back to it.
+    [[nodiscard]] void* find_interface(REFIID iid) noexcept
     {
-        if (object == nullptr) {
-            return E_POINTER;
+        auto* const dual = static_cast<DefaultInterface*>(this);
+        if (iid == __uuidof(DefaultInterface) || iid == IID_IDispatch || iid == IID_IUnknown ||
+            extends<typename InterfaceBase<DefaultInterface>::Type>(iid)) {
+            return dual;
         }
-        if (offer_dual<DefaultInterface>(iid, object) || offer<IUnknown, DefaultInterface>(iid, object) ||
-            offer<IDispatch, DefaultInterface>(iid, object) || offer<ISupportErrorInfo>(iid, object) ||
-            offer<IProvideClassInfo, IProvideClassInfo2>(iid, object) || offer<IProvideClassInfo2>(iid, object)) {
-            return S_OK;
+        if (iid == IID_ISupportErrorInfo) {
+            return static_cast<ISupportErrorInfo*>(this);
+        }
+        if (iid == IID_IProvideClassInfo || iid == IID_IProvideClassInfo2) {
+            return static_cast<IProvideClassInfo2*>(this);
         }
         if constexpr (!std::is_void_v<Events>) {
-            if (offer<IConnectionPointContainer>(iid, object)) {
-                return S_OK;
+            if (iid == IID_IConnectionPointContainer) {
+                return static_cast<IConnectionPointContainer*>(this);
             }
         }
-        *object = nullptr;
-        return E_NOINTERFACE;
+        return nullptr;
     }
 
     // what a class hides when it has something to do there
     HRESULT final_construct() { return S_OK; }
+    using NoFinalConstruct = HRESULT (Wrapper::*)();
     void final_release() noexcept {}
     static void initialise_class(bool /*loading*/) noexcept {}
 
@@ -233,27 +236,14 @@ private:
         }
     }
 
-    template <class Interface, class Via = Interface>
-    bool offer(REFIID iid, void** object) noexcept
-    {
-        if (iid != __uuidof(Interface)) {
-            return false;
-        }
-        auto* found = static_cast<Via*>(this);
-        found->AddRef();
-        *object = found;
-        return true;
-    }
-
-    /// A dual interface and those it extends.
+    /// Whether the identifier is Interface's or that of an interface it extends.
     template <class Interface>
-    bool offer_dual(REFIID iid, void** object) noexcept
+    static bool extends(REFIID iid) noexcept
     {
         if constexpr (std::is_void_v<Interface>) {
             return false;
         } else {
-            return offer<Interface, DefaultInterface>(iid, object) ||
-                   offer_dual<typename InterfaceBase<Interface>::Type>(iid, object);
+            return iid == __uuidof(Interface) || extends<typename InterfaceBase<Interface>::Type>(iid);
         }
     }
 };

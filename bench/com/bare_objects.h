@@ -1,0 +1,16 @@
+// What the frame is measured against: dual objects written by hand, with nothing but what COM asks of them. They call
+// ITypeInfo::Invoke directly and hold the same SDK values.
+#pragma once
+
+#include "server/ref.h"
+#include "server/type_library.h"
+
+namespace bench {
+
+/// The class factory of a bare VexResult: IVexResult and nothing else.
+[[nodiscard]] server::Ref<IClassFactory> bare_result_factory();
+
+/// A bare device whose ReadRegister gives a number and a bare result object.
+[[nodiscard]] server::Ref<IVexDevice> make_bare_device();
+
+}  // namespace bench

@@ -1,0 +1,37 @@
+#include "bench/com/measured_device.h"
+
+#include "server/wrapper.h"
+
+class CMeasuredDevice;
+
+namespace server {
+
+template <>
+struct ClassFacts<CMeasuredDevice> : ClassFacts<CVexDevice> {};
+
+}  // namespace server
+
+class CMeasuredDevice : public server::Wrapper<CMeasuredDevice, server::NotBuilt<IVexDevice>> {
+public:
+    HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
+                                           IVexResult** out) noexcept override
+    {
+        return result(out, [&] {
+            server::store(aValue, aAddress + 1);
+            return PvResult(PvResult::OK);
+        });
+    }
+};
+
+namespace bench {
+
+server::Ref<IVexDevice> make_frame_device()
+{
+    server::Ref<CMeasuredDevice> made;
+    if (FAILED(server::create_object(made))) {
+        return {};
+    }
+    return server::Ref<IVexDevice>(made.get());
+}
+
+}  // namespace bench
