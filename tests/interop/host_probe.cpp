@@ -1,0 +1,260 @@
+// host_probe: the host side on the command line, for tests against cameras of others. Prints one "name value" line per
+// fact; the exit code is 0 when every step succeeded.
+#include <CLI/CLI.hpp>
+
+#include <cinttypes>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sdk/buffer/PvBuffer.h"
+#include "sdk/device/PvDevice.h"
+#include "sdk/device/PvDeviceInfo.h"
+#include "sdk/device/PvInterface.h"
+#include "sdk/device/PvSystem.h"
+#include "sdk/genicam/PvGenParameterArray.h"
+#include "sdk/stream/PvStream.h"
+#include "sdk/wire/bootstrap.h"
+
+namespace {
+
+constexpr std::uint32_t retrieve_timeout_ms = 3000;
+
+struct Options {
+    std::string device;
+    std::vector<std::string> settings;  // NAME=VALUE
+    std::string packet_size = "1500";   // bytes, or "auto"
+    std::string save_folder;
+    unsigned frames = 30;
+    unsigned buffers = 16;
+    bool accept_incomplete = false;
+};
+
+void require(const PvResult& result, const std::string& step)
+{
+    if (!result.IsOK())
+        throw std::runtime_error(step + ": " + result.GetDescription().str());
+}
+
+void tell(const char* name, const std::string& value)
+{
+    std::printf("%s %s\n", name, value.c_str());
+    std::fflush(stdout);
+}
+
+void tell(const char* name, std::uint64_t value) { tell(name, std::to_string(value)); }
+
+int find()
+{
+    PvSystem system;
+    require(system.Find(), "find");
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
+        const PvInterface* const interface = system.GetInterface(i);
+        for (std::uint32_t j = 0; j < interface->GetDeviceCount(); ++j) {
+            const PvDeviceInfo* const info = interface->GetDeviceInfo(j);
+            tell("device", info->GetIPAddress().str() + " on " + interface->GetIPAddress().str() + " | " +
+                               info->GetVendor().str() + " | " + info->GetModel().str() + " | " +
+                               info->GetSerialNumber().str() + " | " + info->GetMACAddress().str());
+        }
+    }
+    tell("malformed", system.GetMalformedPacketCount());
+    return 0;
+}
+
+/// Reads every feature that says it can be read.
+int read(const Options& options)
+{
+    PvDevice device;
+    require(device.Connect(PvString(options.device), PvAccessReadOnly), "connect");
+    PvGenParameterArray& features = *device.GetGenParameters();
+    unsigned failed = 0;
+    for (std::uint32_t i = 0; i < features.GetCount(); ++i) {
+        const PvGenParameter* const feature = features.Get(i);
+        PvString name;
+        PvString value;
+        require(feature->GetName(name), "name of feature " + std::to_string(i));
+        PvGenType type{};
+        require(feature->GetType(type), "type of " + name.str());
+        if (type == PvGenTypeCommand || !feature->IsReadable())
+            continue;
+        const PvResult result = feature->ToString(value);
+        tell(result.IsOK() ? "feature" : "error",
+             name.str() + " = " + (result.IsOK() ? value.str() : result.GetDescription().str()));
+        failed += result.IsOK() ? 0 : 1;
+    }
+    require(device.Disconnect(), "disconnect");
+    return failed == 0 ? 0 : 1;
+}
+
+void apply(PvGenParameterArray& features, const std::string& setting)
+{
+    const std::size_t equals = setting.find('=');
+    if (equals == std::string::npos)
+        throw std::runtime_error("'" + setting + "' is not NAME=VALUE");
+    PvGenParameter* const feature = features.Get(PvString(setting.substr(0, equals)));
+    if (feature == nullptr)
+        throw std::runtime_error("there is no feature '" + setting.substr(0, equals) + "'");
+    require(feature->FromString(PvString(setting.substr(equals + 1))), "set " + setting);
+}
+
+/// Sets the packet size and tells it; by the register where the device has no feature for it.
+void set_packet_size(const Options& options, PvDevice& device)
+{
+    namespace bootstrap = wire::bootstrap;
+    constexpr std::uint32_t address = bootstrap::stream_register(0, bootstrap::stream::packet_size);
+    PvGenParameterArray& features = *device.GetGenParameters();
+    const bool has_feature = features.GetInteger("GevSCPSPacketSize") != nullptr;
+    if (options.packet_size == "auto")
+        require(device.NegotiatePacketSize(), "negotiate the packet size");
+    else if (has_feature)
+        require(features.SetIntegerValue("GevSCPSPacketSize", std::stoll(options.packet_size)), "set the packet size");
+    else
+        require(device.WriteRegister(address, static_cast<std::uint32_t>(std::stoul(options.packet_size))),
+                "write the packet size");
+    std::uint32_t packet_size = 0;
+    require(device.ReadRegister(address, packet_size), "read the packet size");
+    tell("packet_size", std::uint64_t{packet_size & bootstrap::stream::packet_size_mask});
+}
+
+void save(const Options& options, const PvBuffer& buffer)
+{
+    if (options.save_folder.empty())
+        return;
+    std::ofstream file(options.save_folder + "/block-" + std::to_string(buffer.GetBlockID64()) + ".raw",
+                       std::ios::binary);
+    file.write(reinterpret_cast<const char*>(buffer.GetDataPointer()), buffer.GetAcquiredSize());
+    if (!file.good())
+        throw std::runtime_error("cannot write to " + options.save_folder);
+}
+
+/// What the frames of one acquisition were like.
+struct Tally {
+    unsigned complete = 0;
+    unsigned incomplete = 0;
+    unsigned misshapen = 0;
+    std::uint64_t lost_packets = 0;
+    std::string problem;
+};
+
+void count(Tally& tally, const PvBuffer& buffer, const PvResult& outcome, std::int64_t width, std::int64_t height,
+           std::int64_t payload_size)
+{
+    tally.lost_packets += buffer.GetLostPacketCount();
+    if (!outcome.IsOK()) {
+        ++tally.incomplete;
+        tally.problem = outcome.GetDescription().str();
+        return;
+    }
+    const PvImage* const image = buffer.GetImage();
+    if (image != nullptr && image->GetWidth() == width && image->GetHeight() == height &&
+        buffer.GetAcquiredSize() == payload_size) {
+        ++tally.complete;
+        return;
+    }
+    ++tally.misshapen;
+    tally.problem = image == nullptr ? "no image"
+                                     : std::to_string(image->GetWidth()) + " x " + std::to_string(image->GetHeight()) +
+                                           ", " + std::to_string(buffer.GetAcquiredSize()) + " bytes";
+}
+
+Tally acquire(const Options& options, PvStream& stream, PvGenParameterArray& features)
+{
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::int64_t payload_size = 0;
+    require(features.GetIntegerValue("Width", width), "read Width");
+    require(features.GetIntegerValue("Height", height), "read Height");
+    require(features.GetIntegerValue("PayloadSize", payload_size), "read PayloadSize");
+    tell("width", static_cast<std::uint64_t>(width));
+    tell("height", static_cast<std::uint64_t>(height));
+    tell("payload_size", static_cast<std::uint64_t>(payload_size));
+
+    std::vector<std::unique_ptr<PvBuffer>> buffers;
+    for (unsigned i = 0; i < options.buffers; ++i) {
+        buffers.push_back(std::make_unique<PvBuffer>());
+        require(buffers.back()->Alloc(static_cast<std::uint32_t>(payload_size)), "allocate");
+        require(stream.QueueBuffer(buffers.back().get()), "queue");
+    }
+    if (features.GetInteger("TLParamsLocked") != nullptr)
+        require(features.SetIntegerValue("TLParamsLocked", 1), "lock");
+    require(features.ExecuteCommand("AcquisitionStart"), "AcquisitionStart");
+
+    Tally tally;
+    for (unsigned i = 0; i < options.frames; ++i) {
+        PvBuffer* buffer = nullptr;
+        PvResult outcome;
+        require(stream.RetrieveBuffer(&buffer, &outcome, retrieve_timeout_ms), "retrieve frame " + std::to_string(i));
+        count(tally, *buffer, outcome, width, height, payload_size);
+        tell("block", buffer->GetBlockID64());
+        save(options, *buffer);
+        require(stream.QueueBuffer(buffer), "queue again");
+    }
+    require(features.ExecuteCommand("AcquisitionStop"), "AcquisitionStop");
+    if (features.GetInteger("TLParamsLocked") != nullptr)
+        require(features.SetIntegerValue("TLParamsLocked", 0), "unlock");
+    return tally;
+}
+
+int stream_from(const Options& options)
+{
+    PvDevice device;
+    require(device.Connect(PvString(options.device)), "connect");
+    PvGenParameterArray& features = *device.GetGenParameters();
+    for (const std::string& setting : options.settings)
+        apply(features, setting);
+    set_packet_size(options, device);
+
+    PvStream stream;
+    require(stream.Open(PvString(options.device)), "open the stream");
+    require(device.SetStreamDestination(stream.GetLocalIPAddress(), stream.GetLocalPort()), "set the destination");
+    const Tally tally = acquire(options, stream, features);
+    for (const char* name : {"BlockCount", "ImageCount", "ErrorCount", "LostPacketCount", "MalformedPacket"}) {
+        std::int64_t value = 0;
+        require(stream.GetParameters()->GetIntegerValue(name, value), std::string("read ") + name);
+        tell(name, static_cast<std::uint64_t>(value));
+    }
+    require(device.ResetStreamDestination(), "reset the destination");
+    require(stream.Close(), "close the stream");
+
+    tell("complete", tally.complete);
+    tell("incomplete", tally.incomplete);
+    tell("misshapen", tally.misshapen);
+    tell("lost_packets", tally.lost_packets);
+    if (!tally.problem.empty())
+        tell("problem", tally.problem);
+    require(device.Disconnect(), "disconnect");
+    return tally.misshapen == 0 && (tally.incomplete == 0 || options.accept_incomplete) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    Options options;
+    CLI::App app{"host_probe: finds, reads and streams from GigE Vision devices"};
+    app.require_subcommand(1);
+    const auto* const find_command = app.add_subcommand("find", "list the devices");
+    auto* const read_command = app.add_subcommand("read", "read every feature");
+    auto* const stream_command = app.add_subcommand("stream", "stream frames and judge them");
+    for (CLI::App* const command : {read_command, stream_command})
+        command->add_option("device", options.device, "IP address")->required();
+    stream_command->add_option("--set", options.settings, "NAME=VALUE, set before streaming");
+    stream_command->add_option("--packet-size", options.packet_size, "bytes, or auto to negotiate it");
+    stream_command->add_option("--frames", options.frames, "frames to receive");
+    stream_command->add_option("--buffers", options.buffers, "buffers to queue")->check(CLI::Range(1, 64));
+    stream_command->add_option("--save", options.save_folder, "folder for the frames' bytes");
+    stream_command->add_flag("--accept-incomplete", options.accept_incomplete, "frames may lack packets");
+    CLI11_PARSE(app, argc, argv);
+
+    try {
+        if (find_command->parsed())
+            return find();
+        return read_command->parsed() ? read(options) : stream_from(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "host_probe: %s\n", error.what());
+        return 1;
+    }
+}

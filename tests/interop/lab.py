@@ -1,0 +1,154 @@
+"""Hosts to test on: network namespaces with nothing but loopback, and the programs that run in them.
+
+Whatever is started or made here ends with the `with` block it belongs to, also when that is left by an exception.
+"""
+
+import contextlib
+import os
+import re
+import signal
+import subprocess
+import sys
+import time
+
+GVCP_PORT = 3956
+
+
+class LabError(Exception):
+    """Something could not be set up, or took longer than it may."""
+
+
+def eventually(condition, seconds, what):
+    """Waits for a condition; its value once it is true."""
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            raise LabError(f"waited {seconds} s for {what}")
+        time.sleep(0.02)
+
+
+class Program:
+    """A program that runs in a host, its output in a file."""
+
+    def __init__(self, host, argv, log):
+        self.argv = argv
+        self.log = log
+        with open(log, "wb") as out:
+            self._process = subprocess.Popen(
+                host.inside(argv), stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.STDOUT
+            )
+
+    @property
+    def name(self):
+        return os.path.basename(self.argv[0])
+
+    def output(self):
+        with open(self.log, encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def running(self):
+        return self._process.poll() is None
+
+    def wait_for(self, condition, what, seconds=10):
+        def done():
+            if not self.running():
+                raise LabError(f"{self.name} ended with {self._process.returncode}: {self.output().strip()[-500:]}")
+            return condition()
+
+        return eventually(done, seconds, f"{self.name}: {what}")
+
+    def wait_for_output(self, pattern, seconds=10):
+        return self.wait_for(lambda: re.search(pattern, self.output()), f"output {pattern!r}", seconds)
+
+    def wait_for_port(self, port, address=None, seconds=10):
+        """Waits until some socket of the program's host is bound to a UDP port, at `address` or anywhere."""
+
+        def bound():
+            with open(f"/proc/{self._process.pid}/net/udp", encoding="ascii") as table:
+                locals_ = [line.split()[1] for line in table.readlines()[1:]]
+            wanted = f":{port:04X}"
+            if address is not None:
+                wanted = bytes(reversed([int(part) for part in address.split(".")])).hex().upper() + wanted
+            return any(local.endswith(wanted) for local in locals_)
+
+        self.wait_for(bound, f"UDP port {port}", seconds)
+
+    def stop(self, how=signal.SIGINT, seconds=5):
+        """Asks the program to end and makes sure of it; its exit code, or None when it had to be killed."""
+        if self.running():
+            self._process.send_signal(how)
+        try:
+            return self._process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.wait()
+            return None
+
+
+class Host:
+    """A network namespace with only loopback."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.name = None
+        self._programs = []
+
+    def __enter__(self):
+        for attempt in range(900):
+            name = f"vex{100 + (os.getpid() + attempt) % 900}"
+            if not os.path.exists(f"/run/netns/{name}"):
+                made = subprocess.run(["ip", "netns", "add", name], capture_output=True, text=True, timeout=10)
+                if made.returncode == 0:
+                    self.name = name
+                    break
+                if "File exists" not in made.stderr:
+                    raise LabError(f"ip netns add: {made.stderr.strip()}")
+        if self.name is None:
+            raise LabError("no free name for a network namespace")
+        try:
+            self.run(["ip", "link", "set", "lo", "up"], 10)
+        except BaseException:
+            self.__exit__(*sys.exc_info())
+            raise
+        return self
+
+    def __exit__(self, *_):
+        for program in reversed(self._programs):
+            program.stop()
+        # what a program left behind, a grandchild for instance, has no other way to end
+        with contextlib.suppress(subprocess.SubprocessError):
+            pids = subprocess.run(
+                ["ip", "netns", "pids", self.name], capture_output=True, text=True, timeout=10
+            ).stdout.split()
+            for pid in pids:
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(int(pid), signal.SIGKILL)
+        subprocess.run(["ip", "netns", "del", self.name], capture_output=True, timeout=10, check=False)
+
+    def inside(self, argv):
+        return ["ip", "netns", "exec", self.name, *argv]
+
+    def run(self, argv, seconds):
+        """Runs a program to its end; CompletedProcess with standard output and error as one text."""
+        try:
+            return subprocess.run(
+                self.inside(argv),
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                text=True,
+                errors="replace",
+                timeout=seconds,
+                check=False,
+            )
+        except subprocess.TimeoutExpired as error:
+            raise LabError(f"{os.path.basename(argv[0])} did not end within {seconds} s") from error
+
+    def start(self, argv):
+        log = os.path.join(self.folder, f"{len(self._programs):02d}-{os.path.basename(argv[0])}.log")
+        program = Program(self, argv, log)
+        self._programs.append(program)
+        return program

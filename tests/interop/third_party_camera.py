@@ -1,0 +1,76 @@
+"""The host side against a camera that others simulate."""
+
+import re
+
+import capture
+import host as own
+from lab import GVCP_PORT, Host
+
+CAMERA = "127.0.0.1"
+SERIAL = "OTHERS-1"
+
+
+def start_camera(host, *arguments):
+    camera = host.start(["arv-fake-gv-camera-0.8", "-i", "lo", "-s", SERIAL, *arguments])
+    camera.wait_for_port(GVCP_PORT, CAMERA)
+    return camera
+
+
+def run(report, folder, tools):
+    with Host(folder) as host:
+        camera = start_camera(host)
+        taken = capture.Capture(host, "host")
+
+        code, facts, text = own.probe(host, tools, "find")
+        found = [device for device in facts["device"] if device.startswith(CAMERA) and SERIAL in device]
+        report.check("host finds the camera", code == 0 and len(found) == 1, "; ".join(facts["device"]) or text.strip())
+
+        code, facts, text = own.probe(host, tools, "read", CAMERA)
+        values = dict(re.match(r"(\w+) = (.*)", fact).groups() for fact in facts["feature"])
+        report.check(
+            "host reads every feature",
+            code == 0 and values.get("DeviceID") == SERIAL and values.get("TestRegister") == str(0x12345678)
+            and len(values) >= 20 and not facts["error"],
+            "; ".join(facts["error"][:3]) or f"{len(values)} values" if values else own.last_line(text),
+        )
+
+        saved = own.save_folder(folder, "frames")
+        code, facts, text = own.probe(
+            host, tools, "stream", CAMERA, "--set", "Width=512", "Height=384", "PixelFormat=Mono8",
+            "--packet-size", "1500", "--frames", "30", "--save", saved,
+        )  # fmt: skip
+        own.check_frames(
+            report, "host streams 512 x 384 Mono8", code, facts, text, 30,
+            {"width": 512, "height": 384, "payload_size": 512 * 384, "packet_size": 1500},
+        )  # fmt: skip
+        blocks = capture.check(report, "host streams 512 x 384 Mono8", taken, 512 * 384, 30, with_data=True)
+        own.check_bytes(report, "buffers hold what was sent", blocks, saved)
+        report.check("camera is still there", camera.running(), own.last_line(camera.output()) if camera.output() else "")
+
+    with Host(folder) as host:
+        start_camera(host)
+        taken = capture.Capture(host, "large")
+        code, facts, text = own.probe(
+            host, tools, "stream", CAMERA, "--set", "Width=1024", "Height=1024", "PixelFormat=Mono16",
+            "--packet-size", "8000", "--frames", "20",
+        )  # fmt: skip
+        own.check_frames(
+            report, "host streams 1024 x 1024 Mono16", code, facts, text, 20,
+            {"width": 1024, "height": 1024, "payload_size": 2 * 1024 * 1024, "packet_size": 8000},
+        )  # fmt: skip
+        capture.check(report, "host streams 1024 x 1024 Mono16", taken, 2 * 1024 * 1024, 20)
+
+    with Host(folder) as host:
+        start_camera(host, "-r", "10")
+        code, facts, text = own.probe(
+            host, tools, "stream", CAMERA, "--set", "Width=512", "Height=512", "PixelFormat=Mono8",
+            "--packet-size", "1500", "--frames", "30", "--accept-incomplete",
+        )  # fmt: skip
+        lost = own.number(facts, "lost_packets")
+        incomplete = own.number(facts, "incomplete")
+        # the camera does not resend, so what it loses stays lost and has to be told, frame by frame
+        report.check(
+            "host tells which frames lost packets",
+            code == 0 and incomplete > 0 and lost >= incomplete and own.number(facts, "misshapen") == 0,
+            f"{incomplete} of 30 frames, {lost} packets" if code == 0 else own.last_line(text),
+        )
