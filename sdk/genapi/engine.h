@@ -243,8 +243,8 @@ template <class Work>
 decltype(auto) NodeMap::reading(Node& node, ReadMode mode, Work&& work)
 {
     const Operation operation(*this);
+    require(node, Wish::read);
     return speaking_of(node, Wish::read, [&]() -> decltype(auto) {
-        require(node, Wish::read);
         if (mode == ReadMode::fresh) {
             forget_below(node);
             fresh_ = true;

@@ -102,16 +102,17 @@ void NodeMap::write_integer(Node& node, std::int64_t value)
 {
     require_integer(node);
     const Operation operation(*this);
-    speaking_of(node, Wish::write, [&] {
-        require(node, Wish::write);
-        set(node, value);
-    });
+    require(node, Wish::write);
+    speaking_of(node, Wish::write, [&] { set(node, value); });
 }
 
 Limits NodeMap::integer_limits(Node& node)
 {
     require_integer(node);
     const Operation operation(*this);
+    if (node.broken) {
+        refuse(node, Wish::read);
+    }
     return speaking_of(node, Wish::read, [&] { return integer_limits_of(node); });
 }
 
@@ -132,8 +133,8 @@ void NodeMap::write_float(Node& node, double value)
 {
     require_float(node);
     const Operation operation(*this);
+    require(node, Wish::write);
     speaking_of(node, Wish::write, [&] {
-        require(node, Wish::write);
         if (std::isnan(value)) {
             throw ValueError("the value is not a number");
         }
@@ -145,6 +146,9 @@ Limits NodeMap::float_limits(Node& node)
 {
     require_float(node);
     const Operation operation(*this);
+    if (node.broken) {
+        refuse(node, Wish::read);
+    }
     return speaking_of(node, Wish::read, [&] { return float_limits_of(node); });
 }
 
@@ -179,12 +183,12 @@ void NodeMap::write_entry(Node& node, std::string_view symbolic)
 {
     require_type(node, InterfaceType::enumeration, "entries");
     const Operation operation(*this);
+    require(node, Wish::write);
     speaking_of(node, Wish::write, [&] {
         NodeIndex entry = no_node;
         if (find_entry(node, symbolic, &entry) == nullptr) {
             throw ValueError("it has no entry named \"" + std::string(symbolic) + "\"");
         }
-        require(node, Wish::write);
         set_entry(node, entry);
     });
 }
@@ -193,26 +197,23 @@ void NodeMap::execute(Node& node)
 {
     require_type(node, InterfaceType::command, "action");
     const Operation operation(*this);
-    speaking_of(node, Wish::execute, [&] {
-        require(node, Wish::execute);
-        start_command(node);
-    });
+    require(node, Wish::execute);
+    speaking_of(node, Wish::execute, [&] { start_command(node); });
 }
 
 bool NodeMap::is_done(Node& node)
 {
     require_type(node, InterfaceType::command, "action");
     const Operation operation(*this);
+    if (!is_available(access_of(node))) {
+        refuse(node, Wish::execute);
+    }
     return speaking_of(node, Wish::read, [&] {
         CommandData& data = model_.commands[node.data];
         bool done = true;
         if (data.value.node != no_node) {
-            const AccessMode mode = access_of(node);
-            if (!is_available(mode)) {
-                refuse(node, Wish::execute);
-            }
             // a command that can only be written is done as soon as it is written
-            if (is_readable(mode)) {
+            if (is_readable(access_of(node))) {
                 forget_below(node);
                 done = integer_of(node) != whole(value_of_operand(data.command_value, false));
             }
@@ -236,10 +237,8 @@ void NodeMap::write_string(Node& node, std::string_view value)
 {
     require_type(node, InterfaceType::string, "text");
     const Operation operation(*this);
-    speaking_of(node, Wish::write, [&] {
-        require(node, Wish::write);
-        set_string(node, value);
-    });
+    require(node, Wish::write);
+    speaking_of(node, Wish::write, [&] { set_string(node, value); });
 }
 
 std::int64_t NodeMap::string_length(Node& node)
@@ -253,24 +252,20 @@ std::int64_t NodeMap::register_length(Node& node)
 {
     require_register(node);
     const Operation operation(*this);
-    return speaking_of(node, Wish::read, [&] {
-        if (node.broken) {
-            refuse(node, Wish::read);
-        }
-        return length_of(node);
-    });
+    if (node.broken) {
+        refuse(node, Wish::read);
+    }
+    return speaking_of(node, Wish::read, [&] { return length_of(node); });
 }
 
 std::int64_t NodeMap::register_address(Node& node)
 {
     require_register(node);
     const Operation operation(*this);
-    return speaking_of(node, Wish::read, [&] {
-        if (node.broken) {
-            refuse(node, Wish::read);
-        }
-        return address_of(node);
-    });
+    if (node.broken) {
+        refuse(node, Wish::read);
+    }
+    return speaking_of(node, Wish::read, [&] { return address_of(node); });
 }
 
 void NodeMap::read_bytes(Node& node, std::span<std::uint8_t> out, ReadMode mode)
@@ -301,8 +296,8 @@ void NodeMap::write_bytes(Node& node, std::span<const std::uint8_t> bytes)
 {
     require_register(node);
     const Operation operation(*this);
+    require(node, Wish::write);
     speaking_of(node, Wish::write, [&] {
-        require(node, Wish::write);
         const std::int64_t length = length_of(node);
         const auto given = static_cast<std::int64_t>(bytes.size());
         if (given > length) {

@@ -115,9 +115,14 @@ std::string from_latin1(std::string_view raw)
     return text;
 }
 
-/// The first "<" that can begin an XML document.
+/// Where the XML document begins: at its declaration, else at its root, else at the first "<" that can begin any.
 std::size_t start_of_xml(std::string_view text) noexcept
 {
+    for (const std::string_view start : {std::string_view("<?xml"), std::string_view("<RegisterDescription")}) {
+        if (const std::size_t at = text.find(start); at != text.npos) {
+            return at;
+        }
+    }
     for (std::size_t at = text.find('<'); at != text.npos; at = text.find('<', at + 1)) {
         const char next = at + 1 < text.size() ? text[at + 1] : '\0';
         if (next == '?' || next == '!' || next == '_' || (next >= 'A' && next <= 'Z') || (next >= 'a' && next <= 'z')) {

@@ -1,0 +1,524 @@
+// Caching and changes: what costs a transfer, what forgets what, and who is told.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "tests/sdk/genapi/memory_port.h"
+
+using GenApi::INode;
+using GenApi::ReadMode;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string feature(std::string_view name, std::string_view inside = "", std::string_view value = "R")
+{
+    return "<Integer Name=\"" + std::string(name) + "\">" + std::string(inside) + "<pValue>" + std::string(value) +
+           "</pValue></Integer>";
+}
+
+std::string knife(std::string_view name, std::string_view variable, std::string_view formula)
+{
+    return "<IntSwissKnife Name=\"" + std::string(name) + "\"><pVariable Name=\"V\">" + std::string(variable) +
+           "</pVariable><Formula>" + std::string(formula) + "</Formula></IntSwissKnife>";
+}
+
+/// Counts the calls of a node's change callback.
+class Watch {
+public:
+    explicit Watch(INode& node) : node_(&node), id_(node.on_change([this](INode&) { ++count; })) {}
+    ~Watch() { node_->remove_callback(id_); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    int count = 0;
+
+private:
+    INode* node_;
+    GenApi::CallbackId id_;
+};
+
+}  // namespace
+
+TEST(Cache, AnswersASecondReadWithoutATransfer)
+{
+    Camera camera(feature("X") + int_reg("R", 0));
+    EXPECT_FALSE(camera["X"].is_cached());
+    static_cast<void>(camera["X"].int_value());
+    EXPECT_TRUE(camera["X"].is_cached());
+    for (int i = 0; i < 10; ++i) {
+        static_cast<void>(camera["X"].int_value());
+    }
+    EXPECT_EQ(camera.port.transfers(), 1);
+}
+
+TEST(Cache, KeepsWhatWasWrittenThrough)
+{
+    Camera camera(int_reg("A", 0, "RW", "<Cachable>WriteThrough</Cachable>"));
+    camera["A"].set_int_value(5);
+    EXPECT_EQ(camera["A"].int_value(), 5);
+    EXPECT_EQ(camera.port.reads, 0);
+}
+
+TEST(Cache, FetchesWhatWasWrittenAround)
+{
+    Camera camera(int_reg("A", 0, "RW", "<Cachable>WriteAround</Cachable>"));
+    camera["A"].set_int_value(5);
+    camera.port.set32(0, 6);
+    EXPECT_EQ(camera["A"].int_value(), 6);
+    EXPECT_EQ(camera["A"].int_value(), 6);
+    EXPECT_EQ(camera.port.reads, 1);
+}
+
+TEST(Cache, AsksEveryTimeWhereTheDescriptionForbidsIt)
+{
+    Camera camera(feature("X", "", "K") + knife("K", "R", "V+1") +
+                  int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    EXPECT_EQ(camera["X"].int_value(), 1);
+    camera.port.set32(0, 5);
+    EXPECT_EQ(camera["X"].int_value(), 6);
+    EXPECT_EQ(camera.port.reads, 2);
+    EXPECT_FALSE(camera["X"].is_cached());
+}
+
+TEST(Cache, AsksOncePerOperationWhereTheDescriptionForbidsIt)
+{
+    Camera camera("<IntSwissKnife Name=\"X\"><pVariable Name=\"A\">R</pVariable><pVariable Name=\"B\">K</pVariable>"
+                  "<Formula>A + B + A</Formula></IntSwissKnife>" +
+                  knife("K", "R", "V*2") + int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    camera.port.set32(0, 10);
+    EXPECT_EQ(camera["X"].int_value(), 40);
+    EXPECT_EQ(camera.port.reads, 1);
+}
+
+TEST(Cache, OfFloatRegistersIsWrittenAround)
+{
+    Camera camera("<FloatReg Name=\"F\"><Address>0</Address><Length>4</Length><AccessMode>RW</AccessMode>"
+                  "<pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>");
+    camera["F"].set_float_value(1.1);
+    // the register holds a single: what it made of the value is read back
+    EXPECT_EQ(camera["F"].float_value(), static_cast<double>(1.1F));
+    EXPECT_EQ(camera.port.reads, 1);
+}
+
+TEST(Cache, IsSharedByRegistersAtOnePlace)
+{
+    const auto bit = [](std::string_view name, int number) {
+        return "<MaskedIntReg Name=\"" + std::string(name) + "\">" +
+               reg(0, "RW", "<Bit>" + std::to_string(number) + "</Bit>") + "</MaskedIntReg>";
+    };
+    Camera camera(bit("A", 31) + bit("B", 30) + int_reg("W", 0));
+    camera.port.set32(0, 2);
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera["B"].int_value(), 1);
+    EXPECT_EQ(camera["W"].int_value(), 2);
+    EXPECT_EQ(camera.port.reads, 1);
+    camera["A"].set_int_value(1);
+    EXPECT_EQ(camera["W"].int_value(), 3);
+    camera["W"].set_int_value(0);
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera["B"].int_value(), 0);
+}
+
+TEST(Cache, SeesAWriteThroughAnOverlappingRegister)
+{
+    Camera camera("<Register Name=\"Block\"><Address>0</Address><Length>16</Length><AccessMode>RW</AccessMode>"
+                  "<pPort>Device</pPort></Register>" +
+                  int_reg("A", 4) + int_reg("B", 16));
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera["B"].int_value(), 0);
+    std::vector<std::uint8_t> bytes(16, 1);
+    camera["Block"].set_bytes(bytes);
+    EXPECT_EQ(camera["A"].int_value(), 0x01010101);
+    const int reads = camera.port.reads;
+    EXPECT_EQ(camera["B"].int_value(), 0);
+    EXPECT_EQ(camera.port.reads, reads);
+    camera["A"].set_int_value(2);
+    camera["Block"].get_bytes(bytes);
+    EXPECT_EQ(bytes[7], 2);
+}
+
+TEST(Cache, IsBypassedByAFreshRead)
+{
+    Camera camera(feature("X") + knife("K", "X", "V+1") + int_reg("R", 0));
+    EXPECT_EQ(camera["K"].int_value(), 1);
+    camera.port.set32(0, 5);
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    Watch watch(camera["K"]);
+    EXPECT_EQ(camera["X"].int_value(ReadMode::fresh), 5);
+    EXPECT_EQ(camera["K"].int_value(), 6);
+    EXPECT_EQ(watch.count, 1);
+    EXPECT_EQ(camera["X"].int_value(ReadMode::fresh), 5);
+    EXPECT_EQ(watch.count, 1);
+    camera.port.set32(0, 7);
+    EXPECT_EQ(camera["K"].int_value(ReadMode::fresh), 8);
+}
+
+TEST(Cache, IsForgottenByANode)
+{
+    Camera camera(feature("X") + feature("Y", "", "X") + int_reg("R", 0));
+    EXPECT_EQ(camera["Y"].int_value(), 0);
+    camera.port.set32(0, 5);
+    camera["X"].invalidate();
+    EXPECT_FALSE(camera["Y"].is_cached());
+    EXPECT_EQ(camera["Y"].int_value(), 5);
+    camera.port.set32(0, 6);
+    camera.map->invalidate_all();
+    EXPECT_EQ(camera["Y"].int_value(), 6);
+}
+
+TEST(Cache, IsDoubtfulAfterAFailedWrite)
+{
+    Camera camera(int_reg("R", 0));
+    EXPECT_EQ(camera["R"].int_value(), 0);
+    camera.port.failure = "no answer";
+    EXPECT_THROW(camera["R"].set_int_value(4), GenApi::PortError);
+    camera.port.failure.clear();
+    camera.port.set32(0, 4);
+    EXPECT_EQ(camera["R"].int_value(), 4);
+}
+
+TEST(Change, ReachesEveryKindOfDependent)
+{
+    Camera camera(feature("Source", "", "S") + int_reg("S", 0) +
+                  // a variable, a variable of a variable
+                  knife("Knife", "Source", "V*10") + knife("Knife2", "Knife", "V+1") +
+                  // a limit, an increment, a converter
+                  feature("Limited", "<pMin>Source</pMin><pMax>Knife</pMax><pInc>Source</pInc>") +
+                  "<Converter Name=\"Conv\"><pVariable Name=\"F\">Source</pVariable><pValue>R</pValue>"
+                  "<FormulaTo>FROM*F</FormulaTo><FormulaFrom>TO/F</FormulaFrom></Converter>"
+                  // conditions
+                  + feature("Condition", "<pIsAvailable>Is2</pIsAvailable>") + knife("Is2", "Source", "V=2") +
+                  // an address
+                  "<IntReg Name=\"Moving\"><Address>0x100</Address><pIndex Offset=\"4\">Source</pIndex><Length>4"
+                  "</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>" +
+                  feature("Far", "", "Moving") + int_reg("R", 0x20));
+    camera.port.set32(0, 1);
+    camera.port.set32(0x20, 8);
+    camera.port.set32(0x104, 11);
+    camera.port.set32(0x108, 22);
+    EXPECT_EQ(camera["Knife2"].int_value(), 11);
+    EXPECT_EQ(camera["Limited"].int_min(), 1);
+    EXPECT_EQ(camera["Limited"].int_max(), 10);
+    EXPECT_EQ(camera["Limited"].int_increment(), 1);
+    EXPECT_EQ(camera["Conv"].float_value(), 8.0);
+    EXPECT_EQ(camera["Condition"].access(), GenApi::AccessMode::not_available);
+    EXPECT_EQ(camera["Far"].int_value(), 11);
+    camera["S"].set_int_value(2);
+    EXPECT_EQ(camera["Source"].int_value(), 2);
+    EXPECT_EQ(camera["Knife2"].int_value(), 21);
+    EXPECT_EQ(camera["Limited"].int_min(), 2);
+    EXPECT_EQ(camera["Limited"].int_max(), 20);
+    EXPECT_EQ(camera["Limited"].int_increment(), 2);
+    EXPECT_EQ(camera["Conv"].float_value(), 4.0);
+    EXPECT_EQ(camera["Condition"].access(), GenApi::AccessMode::read_write);
+    EXPECT_EQ(camera["Far"].int_value(), 22);
+}
+
+TEST(Change, DoesNotCostTransfersForWhatItDoesNotReach)
+{
+    Camera camera(feature("A", "<pMax>K</pMax>", "RA") + feature("B", "", "RB") + knife("K", "B", "100-V") +
+                  int_reg("RA", 0) + int_reg("RB", 4));
+    static_cast<void>(camera["A"].int_value());
+    static_cast<void>(camera["A"].int_max());
+    EXPECT_EQ(camera.port.reads, 2);
+    camera["B"].set_int_value(30);
+    // the limit changed, the value did not
+    EXPECT_EQ(camera["A"].int_max(), 70);
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera.port.reads, 2);
+}
+
+TEST(Change, FollowsInvalidators)
+{
+    Camera camera(feature("Trigger", "", "T") + int_reg("T", 0) +
+                  // listed at the register, at the feature, and by way of the invalidator's own register
+                  feature("A", "", "RA") + int_reg("RA", 4, "RW", "<pInvalidator>Trigger</pInvalidator>") +
+                  feature("B", "<pInvalidator>Trigger</pInvalidator>", "RB") + int_reg("RB", 8) +
+                  feature("C", "<pInvalidator>T</pInvalidator>", "RC") + int_reg("RC", 12) + feature("D", "", "RD") +
+                  int_reg("RD", 16));
+    for (const char* const name : {"A", "B", "C", "D"}) {
+        EXPECT_EQ(camera[name].int_value(), 0);
+    }
+    for (const int address : {4, 8, 12, 16}) {
+        camera.port.set32(address, 9);
+    }
+    camera["Trigger"].set_int_value(1);
+    EXPECT_EQ(camera["A"].int_value(), 9);
+    EXPECT_EQ(camera["B"].int_value(), 9);
+    EXPECT_EQ(camera["C"].int_value(), 9);
+    EXPECT_EQ(camera["D"].int_value(), 0);
+}
+
+TEST(Change, EndsWhenInvalidatorsRunInACircle)
+{
+    Camera camera(feature("A", "<pInvalidator>B</pInvalidator>", "RA") + int_reg("RA", 0) +
+                  feature("B", "<pInvalidator>A</pInvalidator>", "RB") +
+                  int_reg("RB", 4, "RW", "<pInvalidator>RB</pInvalidator>"));
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera["B"].int_value(), 0);
+    camera.port.set32(4, 7);
+    camera["A"].set_int_value(1);
+    EXPECT_EQ(camera["B"].int_value(), 7);
+    EXPECT_TRUE(camera["A"].defect().empty());
+    EXPECT_TRUE(camera["B"].defect().empty());
+}
+
+TEST(Change, OfASelectorReachesWhatItSelects)
+{
+    Camera camera("<Integer Name=\"Sel\"><pValue>S</pValue><pSelected>Gain</pSelected></Integer>" + int_reg("S", 0) +
+                  feature("Gain", "", "G") + int_reg("G", 4));
+    EXPECT_EQ(camera["Gain"].int_value(), 0);
+    camera.port.set32(4, 50);
+    camera["Sel"].set_int_value(1);
+    EXPECT_EQ(camera["Gain"].int_value(), 50);
+}
+
+TEST(Change, OfAnOuterSelectorReachesThroughAnInnerOne)
+{
+    Camera camera("<Integer Name=\"Outer\"><pValue>O</pValue><pSelected>Inner</pSelected></Integer>"
+                  "<Integer Name=\"Inner\"><pValue>I</pValue><pSelected>Gain</pSelected></Integer>" +
+                  int_reg("O", 0) + int_reg("I", 4) + feature("Gain", "", "G") + int_reg("G", 8));
+    EXPECT_EQ(camera["Gain"].int_value(), 0);
+    camera.port.set32(8, 50);
+    camera["Outer"].set_int_value(1);
+    EXPECT_EQ(camera["Gain"].int_value(), 50);
+}
+
+TEST(Change, OfACommandIsToldAgainWhenItIsDone)
+{
+    Camera camera("<Command Name=\"Load\"><pValue>C</pValue><CommandValue>1</CommandValue></Command>" +
+                  int_reg("C", 0) + feature("X", "", "R") + int_reg("R", 4, "RW", "<pInvalidator>Load</pInvalidator>"));
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    camera["Load"].execute();
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    // the device changes the value while the command runs, after it was read
+    camera.port.set32(4, 5);
+    EXPECT_FALSE(camera["Load"].is_done());
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    camera.port.set32(0, 0);
+    EXPECT_TRUE(camera["Load"].is_done());
+    EXPECT_EQ(camera["X"].int_value(), 5);
+}
+
+TEST(Change, OfAPortForgetsAllItsRegisters)
+{
+    const std::string xml = "<RegisterDescription SchemaMajorVersion=\"1\"><Port Name=\"Device\">"
+                            "<pInvalidator>Load</pInvalidator></Port><Command Name=\"Load\"><pValue>C</pValue>"
+                            "<CommandValue>1</CommandValue></Command>" +
+                            int_reg("C", 0, "WO") + int_reg("A", 4) + int_reg("B", 8) + "</RegisterDescription>";
+    Camera camera(xml, true);
+    EXPECT_EQ(camera["A"].int_value(), 0);
+    EXPECT_EQ(camera["B"].int_value(), 0);
+    camera.port.set32(4, 1);
+    camera.port.set32(8, 2);
+    camera["Load"].execute();
+    EXPECT_EQ(camera["A"].int_value(), 1);
+    EXPECT_EQ(camera["B"].int_value(), 2);
+}
+
+TEST(Callback, ComesOnceForEveryChangeHoweverManyWaysLeadThere)
+{
+    Camera camera(feature("X", "<pInvalidator>S</pInvalidator><pMin>S</pMin><pIsLocked>K</pIsLocked>", "K2") +
+                  int_reg("S", 0) + knife("K", "S", "V=9") + knife("K2", "S", "V+1"));
+    Watch x(camera["X"]);
+    Watch s(camera["S"]);
+    Watch other(camera["Device"]);
+    camera["S"].set_int_value(3);
+    EXPECT_EQ(x.count, 1);
+    EXPECT_EQ(s.count, 1);
+    EXPECT_EQ(other.count, 0);
+    static_cast<void>(camera["X"].int_value());
+    EXPECT_EQ(x.count, 1);
+}
+
+TEST(Callback, ComesAlsoWhenNothingIsCached)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    Watch x(camera["X"]);
+    camera["R"].set_int_value(1);
+    EXPECT_EQ(x.count, 1);
+    camera["R"].set_int_value(1);
+    EXPECT_EQ(x.count, 2);
+}
+
+TEST(Callback, MayUseTheNodeMap)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0) + int_reg("Other", 4));
+    std::int64_t seen = -1;
+    camera["X"].on_change([&](INode& node) {
+        seen = node.int_value();
+        if (seen == 5) {
+            camera["R"].set_int_value(6);
+        }
+        camera["Other"].set_int_value(1);
+    });
+    camera["X"].set_int_value(5);
+    EXPECT_EQ(seen, 6);
+    EXPECT_EQ(camera.port.get32(0), 6U);
+}
+
+TEST(Callback, MayThrowAndMayRemoveOthers)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0));
+    GenApi::CallbackId second = 0;
+    int second_calls = 0;
+    int third_calls = 0;
+    camera["X"].on_change([&](INode& node) {
+        node.remove_callback(second);
+        throw std::runtime_error("no matter");
+    });
+    second = camera["X"].on_change([&](INode&) { ++second_calls; });
+    camera["X"].on_change([&](INode&) { ++third_calls; });
+    EXPECT_NO_THROW(camera["X"].set_int_value(1));
+    EXPECT_EQ(second_calls, 0);
+    EXPECT_EQ(third_calls, 1);
+    camera["X"].remove_callback(4711);
+}
+
+TEST(Callback, ComesAlsoForTheHalfThatWasDone)
+{
+    Camera camera("<Integer Name=\"X\"><pValue>A</pValue><pValueCopy>B</pValueCopy></Integer>" + int_reg("A", 0) +
+                  "<Integer Name=\"B\"><Value>0</Value><Max>1</Max></Integer>");
+    Watch watch(camera["A"]);
+    EXPECT_THROW(camera["X"].set_int_value(5), GenApi::ValueError);
+    EXPECT_EQ(watch.count, 1);
+}
+
+TEST(Poll, ForgetsWhatIsDue)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RO", "<PollingTime>1000</PollingTime>") +
+                  "<Integer Name=\"Y\"><pBlockPolling>Block</pBlockPolling><PollingTime>100</PollingTime>"
+                  "<pValue>RY</pValue></Integer><Integer Name=\"Block\"><Value>1</Value></Integer>" +
+                  int_reg("RY", 4));
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    EXPECT_EQ(camera["Y"].int_value(), 0);
+    camera.port.set32(0, 1);
+    camera.port.set32(4, 1);
+    Watch watch(camera["X"]);
+    camera.map->poll(600ms);
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    EXPECT_EQ(camera["Y"].int_value(), 0);
+    camera.map->poll(400ms);
+    EXPECT_EQ(watch.count, 1);
+    EXPECT_EQ(camera.port.reads, 2);
+    EXPECT_EQ(camera["X"].int_value(), 1);
+    EXPECT_EQ(camera["Y"].int_value(), 0);
+    camera["Block"].set_int_value(0);
+    camera.map->poll(100ms);
+    EXPECT_EQ(camera["Y"].int_value(), 1);
+}
+
+TEST(Changed, ForgetsFromOutside)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0));
+    EXPECT_EQ(camera["X"].int_value(), 0);
+    camera.port.set32(0, 4);
+    Watch watch(camera["X"]);
+    camera.map->changed(camera["X"]);
+    EXPECT_EQ(watch.count, 1);
+    EXPECT_EQ(camera["X"].int_value(), 4);
+}
+
+TEST(Changed, MayBeSaidByThePortItself)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0) + feature("Y", "", "RY") + int_reg("RY", 4));
+    EXPECT_EQ(camera["Y"].int_value(), 0);
+    Watch watch(camera["Y"]);
+    camera.port.on_access = [&] {
+        camera.port.set32(4, 8);
+        camera.map->changed(camera["Y"]);
+    };
+    camera["X"].set_int_value(1);
+    camera.port.on_access = nullptr;
+    EXPECT_EQ(watch.count, 1);
+    EXPECT_EQ(camera["Y"].int_value(), 8);
+}
+
+TEST(Changed, DoesNotWaitForATransferThatTakesLong)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0) + feature("Y", "", "RY") + int_reg("RY", 4));
+    std::mutex mutex;
+    std::condition_variable condition;
+    bool in_transfer = false;
+    bool go_on = false;
+    camera.port.on_access = [&] {
+        std::unique_lock lock(mutex);
+        in_transfer = true;
+        condition.notify_all();
+        condition.wait(lock, [&] { return go_on; });
+    };
+    std::atomic<int> calls = 0;
+    camera["Y"].on_change([&](INode&) { ++calls; });
+    std::thread reader([&] { static_cast<void>(camera["X"].int_value()); });
+    {
+        std::unique_lock lock(mutex);
+        condition.wait(lock, [&] { return in_transfer; });
+    }
+    // the reader holds the node map's lock now and will do the rest
+    camera.map->changed(camera["Y"]);
+    EXPECT_EQ(calls.load(), 0);
+    {
+        const std::lock_guard lock(mutex);
+        go_on = true;
+    }
+    condition.notify_all();
+    reader.join();
+    EXPECT_EQ(calls.load(), 1);
+}
+
+TEST(Lock, ForbidsAPortToUseItsOwnNodeMap)
+{
+    Camera camera(int_reg("R", 0) + int_reg("S", 4));
+    camera.port.on_access = [&] { static_cast<void>(camera["S"].int_value()); };
+    EXPECT_EQ(code_of([&] { static_cast<void>(camera["R"].int_value()); }), PvResult::StateError);
+    camera.port.on_access = nullptr;
+    EXPECT_EQ(camera["R"].int_value(), 0);
+}
+
+TEST(Lock, OfOneNodeMapDoesNotHoldUpAnother)
+{
+    Camera slow(int_reg("R", 0));
+    Camera other(int_reg("R", 0));
+    // within a transfer of one node map the other works, also on another thread
+    slow.port.on_access = [&] {
+        std::thread([&] { static_cast<void>(other["R"].int_value()); }).join();
+        static_cast<void>(other["R"].int_value());
+    };
+    EXPECT_EQ(slow["R"].int_value(), 0);
+    EXPECT_EQ(other.port.reads, 1);
+}
+
+TEST(Lock, KeepsManyThreadsApart)
+{
+    Camera camera(feature("X", "", "R") + knife("K", "X", "V*2") + int_reg("R", 0) +
+                  int_reg("N", 4, "RW", "<Cachable>NoCache</Cachable>"));
+    std::atomic<int> calls = 0;
+    const GenApi::CallbackId id = camera["K"].on_change([&](INode& node) {
+        static_cast<void>(node.int_value());
+        ++calls;
+    });
+    constexpr int rounds = 500;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&camera, t] {
+            for (int i = 0; i < rounds; ++i) {
+                camera["X"].set_int_value(t * rounds + i);
+                EXPECT_EQ(camera["K"].int_value() % 2, 0);
+                camera.map->changed(camera["X"]);
+                static_cast<void>(camera["N"].int_value());
+                static_cast<void>(camera["X"].access());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_GE(calls.load(), 4 * rounds);
+    EXPECT_EQ(camera["K"].int_value(), 2 * camera["X"].int_value());
+    camera["K"].remove_callback(id);
+}

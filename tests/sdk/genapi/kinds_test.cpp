@@ -1,0 +1,292 @@
+// Enumerations, booleans, commands, strings and registers.
+
+#include <gtest/gtest.h>
+
+#include "tests/sdk/genapi/memory_port.h"
+
+using GenApi::AccessMode;
+
+namespace {
+
+const std::string format =
+    "<Enumeration Name=\"PixelFormat\"><EnumEntry Name=\"Mono8\" NameSpace=\"Standard\"><ToolTip>8 bits</ToolTip>"
+    "<DisplayName>Mono 8</DisplayName><Value>0x01080001</Value></EnumEntry>"
+    "<EnumEntry Name=\"Mono12\"><Visibility>Guru</Visibility><pIsAvailable>Has12</pIsAvailable>"
+    "<Value>0x01100005</Value></EnumEntry>"
+    "<EnumEntry Name=\"Never\"><pIsImplemented>Zero</pIsImplemented><Value>3</Value></EnumEntry>"
+    "<pValue>R</pValue></Enumeration>"
+    "<Integer Name=\"Has12\"><Value>1</Value></Integer><Integer Name=\"Zero\"><Value>0</Value></Integer>";
+
+std::string string_reg(std::string_view name, int length)
+{
+    return "<StringReg Name=\"" + std::string(name) + "\"><Address>0x40</Address><Length>" + std::to_string(length) +
+           "</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></StringReg>";
+}
+
+}  // namespace
+
+TEST(Enumeration, ReadsAndWritesEntries)
+{
+    Camera camera(format + int_reg("R", 0));
+    camera.port.set32(0, 0x01080001);
+    GenApi::INode& node = camera["PixelFormat"];
+    EXPECT_EQ(node.current_entry().symbolic(), "Mono8");
+    EXPECT_EQ(node.int_value(), 0x01080001);
+    node.set_entry("Mono12");
+    EXPECT_EQ(camera.port.get32(0), 0x01100005U);
+    EXPECT_EQ(node.to_string(), "Mono12");
+    node.set_int_value(0x01080001);
+    EXPECT_EQ(node.to_string(), "Mono8");
+    node.from_string("Mono12");
+    EXPECT_EQ(node.int_value(), 0x01100005);
+}
+
+TEST(Enumeration, DescribesItsEntries)
+{
+    Camera camera(format + int_reg("R", 0));
+    GenApi::INode& node = camera["PixelFormat"];
+    ASSERT_EQ(node.children().size(), 3U);
+    GenApi::INode& mono8 = *node.children()[0];
+    EXPECT_EQ(mono8.name(), "EnumEntry_PixelFormat_Mono8");
+    EXPECT_EQ(camera.map->node("EnumEntry_PixelFormat_Mono8"), &mono8);
+    EXPECT_EQ(mono8.symbolic(), "Mono8");
+    EXPECT_EQ(mono8.display_name(), "Mono 8");
+    EXPECT_EQ(mono8.tool_tip(), "8 bits");
+    EXPECT_EQ(mono8.name_space(), GenApi::NameSpace::standard);
+    EXPECT_EQ(mono8.int_value(), 0x01080001);
+    EXPECT_EQ(mono8.numeric_value(), 0x01080001);
+    EXPECT_EQ(node.children()[1]->display_name(), "Mono12");
+    EXPECT_EQ(node.children()[1]->visibility(), GenApi::Visibility::guru);
+    EXPECT_EQ(node.entry_by_symbolic("Mono12"), node.children()[1]);
+    EXPECT_EQ(node.entry_by_symbolic("Mono16"), nullptr);
+    EXPECT_EQ(node.entry_by_value(3), node.children()[2]);
+    EXPECT_EQ(node.entry_by_value(4), nullptr);
+    EXPECT_EQ(node.children()[2]->access(), AccessMode::not_implemented);
+}
+
+TEST(Enumeration, RefusesEntriesThatCannotBeChosen)
+{
+    Camera camera(format + int_reg("R", 0));
+    GenApi::INode& node = camera["PixelFormat"];
+    EXPECT_EQ(message_of([&] { node.set_entry("Mono16"); }), "PixelFormat: it has no entry named \"Mono16\"");
+    EXPECT_EQ(code_of([&] { node.set_entry("Mono16"); }), PvResult::InvalidParameter);
+    EXPECT_EQ(message_of([&] { node.set_int_value(77); }), "PixelFormat: no entry has the value 77");
+    EXPECT_EQ(message_of([&] { node.set_entry("Never"); }), "PixelFormat: Never is not implemented by this device");
+    camera["Has12"].set_int_value(0);
+    EXPECT_EQ(message_of([&] { node.set_entry("Mono12"); }), "PixelFormat: Mono12 is not available at present");
+    EXPECT_EQ(code_of([&] { node.set_entry("Mono12"); }), PvResult::StateError);
+    EXPECT_EQ(camera.port.writes, 0);
+}
+
+TEST(Enumeration, ReadsACurrentEntryThatIsNotAvailable)
+{
+    Camera camera(format + int_reg("R", 0));
+    camera.port.set32(0, 0x01100005);
+    camera["Has12"].set_int_value(0);
+    EXPECT_EQ(camera["PixelFormat"].to_string(), "Mono12");
+    EXPECT_EQ(camera["PixelFormat"].int_value(), 0x01100005);
+}
+
+TEST(Enumeration, TellsOfAValueWithoutAnEntry)
+{
+    Camera camera(format + int_reg("R", 0));
+    camera.port.set32(0, 9);
+    EXPECT_EQ(camera["PixelFormat"].int_value(), 9);
+    EXPECT_EQ(message_of([&] { static_cast<void>(camera["PixelFormat"].current_entry()); }),
+              "PixelFormat: the device gives the value 9, which none of its entries has");
+}
+
+TEST(Enumeration, ChoosesTheNearestEntryForANumber)
+{
+    Camera camera("<Enumeration Name=\"Gain\"><EnumEntry Name=\"Low\"><Value>0</Value><NumericValue>1.5</NumericValue>"
+                  "</EnumEntry><EnumEntry Name=\"High\"><Value>1</Value><NumericValue>6</NumericValue></EnumEntry>"
+                  "<EnumEntry Name=\"Off\"><pIsAvailable>Zero</pIsAvailable><Value>2</Value>"
+                  "<NumericValue>5</NumericValue></EnumEntry><Value>0</Value></Enumeration>"
+                  "<Integer Name=\"Zero\"><Value>0</Value></Integer>");
+    EXPECT_EQ(camera["Gain"].float_value(), 1.5);
+    camera["Gain"].set_float_value(5.1);
+    EXPECT_EQ(camera["Gain"].to_string(), "High");
+    EXPECT_EQ(camera["Gain"].float_value(), 6.0);
+}
+
+TEST(Enumeration, TakesFullAndSymbolicNames)
+{
+    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"EnumEntry_E_A\"><Value>0</Value></EnumEntry>"
+                  "<EnumEntry Name=\"B\"><Value>1</Value><Symbolic>Bee</Symbolic></EnumEntry><Value>0</Value>"
+                  "</Enumeration>");
+    EXPECT_EQ(camera["E"].to_string(), "A");
+    EXPECT_NE(camera.map->node("EnumEntry_E_A"), nullptr);
+    camera["E"].set_entry("Bee");
+    EXPECT_EQ(camera["E"].int_value(), 1);
+}
+
+TEST(Enumeration, ReadsASelfClearingEntryAgain)
+{
+    Camera camera("<Enumeration Name=\"Auto\"><EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
+                  "<EnumEntry Name=\"Once\"><Value>1</Value><IsSelfClearing>Yes</IsSelfClearing></EnumEntry>"
+                  "<pValue>R</pValue></Enumeration>" +
+                  int_reg("R", 0));
+    camera["Auto"].set_entry("Once");
+    camera.port.set32(0, 0);
+    EXPECT_EQ(camera["Auto"].to_string(), "Off");
+}
+
+TEST(Boolean, HasValuesForOnAndOff)
+{
+    Camera camera("<Boolean Name=\"X\"><pValue>R</pValue><OnValue>5</OnValue><OffValue>3</OffValue></Boolean>"
+                  "<Boolean Name=\"Y\"><Value>0</Value></Boolean>" +
+                  int_reg("R", 0));
+    camera.port.set32(0, 3);
+    EXPECT_FALSE(camera["X"].bool_value());
+    camera["X"].set_bool_value(true);
+    EXPECT_EQ(camera.port.get32(0), 5U);
+    EXPECT_TRUE(camera["X"].bool_value());
+    EXPECT_EQ(camera["X"].int_value(), 1);
+    EXPECT_EQ(camera["X"].to_string(), "1");
+    camera["X"].from_string("false");
+    EXPECT_EQ(camera.port.get32(0), 3U);
+    camera["Y"].from_string("1");
+    EXPECT_TRUE(camera["Y"].bool_value());
+    EXPECT_EQ(message_of([&] { camera["Y"].from_string("yes"); }), "Y: \"yes\" is neither 0 nor 1");
+    // neither on nor off: not off
+    camera.port.set32(0, 9);
+    EXPECT_TRUE(camera["X"].bool_value(GenApi::ReadMode::fresh));
+}
+
+TEST(Command, IsDoneWhenTheDeviceTakesItsValueBack)
+{
+    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><CommandValue>7</CommandValue></Command>" + int_reg("R", 0));
+    GenApi::INode& go = camera["Go"];
+    go.execute();
+    EXPECT_EQ(camera.port.get32(0), 7U);
+    EXPECT_FALSE(go.is_done());
+    EXPECT_FALSE(go.is_done());
+    EXPECT_EQ(go.to_string(), "1");
+    camera.port.set32(0, 0);
+    EXPECT_TRUE(go.is_done());
+    EXPECT_EQ(go.to_string(), "0");
+    go.from_string("1");
+    EXPECT_EQ(camera.port.get32(0), 7U);
+    camera.port.set32(0, 0);
+    go.from_string("0");
+    EXPECT_EQ(camera.port.get32(0), 0U);
+}
+
+TEST(Command, WithAWriteOnlyRegisterIsDoneAtOnce)
+{
+    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><CommandValue>1</CommandValue></Command>" +
+                  int_reg("R", 0, "WO"));
+    EXPECT_EQ(camera["Go"].access(), AccessMode::write_only);
+    camera["Go"].execute();
+    EXPECT_TRUE(camera["Go"].is_done());
+    EXPECT_EQ(camera.port.reads, 0);
+    EXPECT_EQ(camera.port.get32(0), 1U);
+}
+
+TEST(Command, TakesItsValueFromANode)
+{
+    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><pCommandValue>V</pCommandValue></Command>"
+                  "<Integer Name=\"V\"><Value>9</Value></Integer>" +
+                  int_reg("R", 0));
+    camera["Go"].execute();
+    EXPECT_EQ(camera.port.get32(0), 9U);
+}
+
+TEST(Command, IsRefusedWhenItIsLocked)
+{
+    Camera camera("<Command Name=\"Go\"><pIsLocked>L</pIsLocked><pValue>R</pValue><CommandValue>1</CommandValue>"
+                  "</Command><Integer Name=\"L\"><Value>1</Value></Integer>" +
+                  int_reg("R", 0));
+    EXPECT_EQ(message_of<GenApi::AccessError>([&] { camera["Go"].execute(); }), "Go is locked at present: L is 1");
+    EXPECT_EQ(camera.port.writes, 0);
+}
+
+TEST(String, EndsAtTheFirstZeroAndIsPaddedWithZeros)
+{
+    Camera camera(string_reg("S", 8) + "<String Name=\"T\"><pValue>S</pValue></String>");
+    camera.port.set(0x40, {'C', 'a', 'm', 0, 'x', 'x', 'x', 'x'});
+    EXPECT_EQ(camera["S"].string_value(), "Cam");
+    EXPECT_EQ(camera["T"].string_value(), "Cam");
+    EXPECT_EQ(camera["T"].string_max_length(), 8);
+    camera["T"].set_string_value("ab");
+    EXPECT_EQ(camera.port.bytes[0x42], 0);
+    EXPECT_EQ(camera.port.bytes[0x47], 0);
+    EXPECT_EQ(camera["S"].string_value(), "ab");
+    camera["S"].set_string_value("12345678");
+    EXPECT_EQ(camera["S"].string_value(), "12345678");
+    EXPECT_EQ(message_of([&] { camera["T"].set_string_value("123456789"); }),
+              "T: a text of 9 bytes is longer than its maximum of 8");
+    camera["T"].set_string_value("");
+    EXPECT_EQ(camera["T"].string_value(), "");
+}
+
+TEST(String, MayLiveInMemory)
+{
+    Camera camera("<String Name=\"S\"><Value>hello</Value></String>"
+                  "<String Name=\"C\"><ImposedAccessMode>RO</ImposedAccessMode><Value>fixed</Value></String>");
+    EXPECT_EQ(camera["S"].to_string(), "hello");
+    camera["S"].from_string(" there ");
+    EXPECT_EQ(camera["S"].string_value(), " there ");
+    EXPECT_THROW(camera["C"].set_string_value("x"), GenApi::AccessError);
+}
+
+TEST(Register, MovesBytes)
+{
+    Camera camera("<Register Name=\"R\"><Address>0x40</Address><Length>6</Length><AccessMode>RW</AccessMode>"
+                  "<pPort>Device</pPort></Register>");
+    camera.port.set(0x40, {1, 2, 3, 4, 5, 6});
+    GenApi::INode& node = camera["R"];
+    EXPECT_EQ(node.register_length(), 6);
+    EXPECT_EQ(node.register_address(), 0x40);
+    std::vector<std::uint8_t> bytes(6);
+    node.get_bytes(bytes);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(node.to_string(), "010203040506");
+    EXPECT_EQ(camera.port.reads, 1);
+    const std::vector<std::uint8_t> two{9, 8};
+    node.set_bytes(two);
+    node.get_bytes(bytes);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{9, 8, 3, 4, 5, 6}));
+    node.from_string("0xaAbBcCdDeEfF");
+    node.get_bytes(bytes);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}));
+    std::vector<std::uint8_t> seven(7);
+    EXPECT_EQ(message_of([&] { node.get_bytes(seven); }), "R: 7 bytes are more than the 6 that it has");
+    EXPECT_EQ(message_of([&] { node.set_bytes(seven); }), "R: 7 bytes are more than the 6 that it has");
+    EXPECT_EQ(message_of([&] { node.from_string("abc"); }), "R: the text is not pairs of hexadecimal digits");
+    EXPECT_EQ(message_of([&] { node.from_string("zz"); }), "R: the text is not pairs of hexadecimal digits");
+}
+
+TEST(Register, ReadsItsFirstBytesWithoutTheRest)
+{
+    Camera camera("<Register Name=\"R\"><Address>0</Address><Length>65536</Length><AccessMode>RW</AccessMode>"
+                  "<pPort>Device</pPort></Register>");
+    camera.port.set(0, {1, 2, 3});
+    std::vector<std::uint8_t> bytes(2);
+    camera["R"].get_bytes(bytes);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{1, 2}));
+    EXPECT_FALSE(camera["R"].is_cached());
+}
+
+TEST(Selector, KnowsBothWays)
+{
+    Camera camera("<Enumeration Name=\"Outer\"><EnumEntry Name=\"A\"><Value>0</Value></EnumEntry><Value>0</Value>"
+                  "<pSelected>Inner</pSelected><pSelected>Gain</pSelected></Enumeration>"
+                  "<Integer Name=\"Inner\"><Value>0</Value><pSelected>Gain</pSelected></Integer>"
+                  "<Integer Name=\"Gain\"><Value>0</Value></Integer>");
+    const auto names = [](const std::vector<GenApi::INode*>& nodes) {
+        std::vector<std::string_view> result;
+        for (const GenApi::INode* node : nodes) {
+            result.push_back(node->name());
+        }
+        return result;
+    };
+    using Names = std::vector<std::string_view>;
+    EXPECT_EQ(names(camera["Outer"].selected()), (Names{"Inner", "Gain"}));
+    EXPECT_EQ(names(camera["Inner"].selected()), (Names{"Gain"}));
+    EXPECT_EQ(names(camera["Gain"].selecting()), (Names{"Outer", "Inner"}));
+    EXPECT_EQ(names(camera["Inner"].selecting()), (Names{"Outer"}));
+    EXPECT_TRUE(camera["Outer"].is_selector());
+    EXPECT_TRUE(camera["Inner"].is_selector());
+    EXPECT_FALSE(camera["Gain"].is_selector());
+}

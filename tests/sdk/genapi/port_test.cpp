@@ -1,0 +1,137 @@
+// Chunk and event ports.
+
+#include <gtest/gtest.h>
+
+#include "tests/sdk/genapi/memory_port.h"
+
+using GenApi::AccessMode;
+
+namespace {
+
+std::string chunk_reg(std::string_view name, std::string_view address, int length = 4, std::string_view port = "P")
+{
+    return "<IntReg Name=\"" + std::string(name) + "\"><Address>" + std::string(address) + "</Address><Length>" +
+           std::to_string(length) + "</Length><AccessMode>RW</AccessMode><pPort>" + std::string(port) +
+           "</pPort><Endianess>BigEndian</Endianess></IntReg>";
+}
+
+const std::vector<std::uint8_t> data{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3};
+
+}  // namespace
+
+TEST(ChunkPort, GivesItsNodesTheDataOfTheBuffer)
+{
+    Camera camera("<Port Name=\"P\"><ChunkID>c91613db</ChunkID></Port>" + chunk_reg("A", "0") +
+                  chunk_reg("Last", "-4") + chunk_reg("Outside", "9") + chunk_reg("Before", "-13") +
+                  chunk_reg("Position", "0x7FFFFFFFFFFFFFFF", 8) + chunk_reg("Length", "0x7FFFFFFFFFFFFFF0", 8));
+    EXPECT_EQ(camera["A"].access(), AccessMode::not_available);
+    EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["A"].int_value()); }),
+              "A is not available: no buffer with the chunk of port P is attached");
+    const GenApi::Chunk chunks[] = {{0x1, data, 0}, {0xC91613DB, data, 1000}};
+    camera.map->attach_chunks(chunks);
+    EXPECT_EQ(camera["A"].access(), AccessMode::read_only);
+    EXPECT_EQ(camera["A"].int_value(), 1);
+    EXPECT_EQ(camera["Last"].int_value(), 3);
+    EXPECT_EQ(camera["Position"].int_value(), 1000);
+    EXPECT_EQ(camera["Length"].int_value(), 12);
+    EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["Outside"].int_value()); }),
+              "Outside cannot be read: 4 bytes at 9 are not within the 12 bytes of port P");
+    EXPECT_THROW(static_cast<void>(camera["Before"].int_value()), GenApi::PortError);
+    EXPECT_THROW(camera["A"].set_int_value(1), GenApi::AccessError);
+    camera.map->detach_chunks();
+    EXPECT_EQ(camera["A"].access(), AccessMode::not_available);
+}
+
+TEST(ChunkPort, ForgetsTheLastBuffer)
+{
+    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID></Port>" + chunk_reg("A", "0"));
+    const std::vector<std::uint8_t> first{0, 0, 0, 1};
+    const std::vector<std::uint8_t> second{0, 0, 0, 2};
+    int changes = 0;
+    camera["A"].on_change([&](GenApi::INode&) { ++changes; });
+    const GenApi::Chunk one[] = {{1, first, 0}};
+    camera.map->attach_chunks(one);
+    EXPECT_EQ(camera["A"].int_value(), 1);
+    const GenApi::Chunk two[] = {{1, second, 0}};
+    camera.map->attach_chunks(two);
+    EXPECT_EQ(camera["A"].int_value(), 2);
+    EXPECT_EQ(changes, 2);
+    camera.map->attach_chunks({});
+    EXPECT_EQ(changes, 3);
+    camera.map->attach_chunks({});
+    EXPECT_EQ(changes, 3);
+}
+
+TEST(ChunkPort, SurvivesAddressesFromOutside)
+{
+    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID></Port><Integer Name=\"Address\"><Value>0</Value></Integer>"
+                  "<IntReg Name=\"A\"><pAddress>Address</pAddress><Length>8</Length><AccessMode>RO</AccessMode>"
+                  "<pPort>P</pPort></IntReg>");
+    const GenApi::Chunk chunks[] = {{1, data, 0}};
+    camera.map->attach_chunks(chunks);
+    for (const std::int64_t address :
+         {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max() - 1, std::int64_t{-13},
+          std::int64_t{5}, std::int64_t{12}, std::int64_t{13}, std::int64_t{-1}}) {
+        camera["Address"].set_int_value(address);
+        EXPECT_EQ(code_of([&] { static_cast<void>(camera["A"].int_value()); }), PvResult::NoAvailableData) << address;
+    }
+    camera["Address"].set_int_value(4);
+    EXPECT_EQ(camera["A"].int_value(), 0x0300000002000000);
+}
+
+TEST(ChunkPort, FollowsAnIdentifierThatChanges)
+{
+    Camera camera("<Port Name=\"P\"><pChunkID>Id</pChunkID></Port><Integer Name=\"Id\"><Value>5</Value></Integer>" +
+                  chunk_reg("A", "4"));
+    const GenApi::Chunk chunks[] = {{5, data, 0}};
+    camera.map->attach_chunks(chunks);
+    EXPECT_EQ(camera["A"].int_value(), 2);
+    camera["Id"].set_int_value(6);
+    camera.map->attach_chunks(chunks);
+    EXPECT_EQ(camera["A"].access(), AccessMode::not_available);
+}
+
+TEST(ChunkPort, CopiesTheDataWhenAsked)
+{
+    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID><CacheChunkData>Yes</CacheChunkData></Port>" +
+                  chunk_reg("A", "0"));
+    {
+        std::vector<std::uint8_t> passing{0, 0, 0, 9};
+        const GenApi::Chunk chunks[] = {{1, passing, 0}};
+        camera.map->attach_chunks(chunks);
+        passing.assign(4, 0xFF);
+    }
+    EXPECT_EQ(camera["A"].int_value(), 9);
+}
+
+TEST(ChunkPort, SwapsTheByteOrderWhenAsked)
+{
+    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID><SwapEndianess>Yes</SwapEndianess></Port>" +
+                  chunk_reg("A", "0"));
+    const GenApi::Chunk chunks[] = {{1, data, 0}};
+    camera.map->attach_chunks(chunks);
+    EXPECT_EQ(camera["A"].int_value(), 0x01000000);
+}
+
+TEST(EventPort, DeliversItsDataAndTellsItsNodes)
+{
+    Camera camera("<Port Name=\"P\"><EventID>9001</EventID></Port>" + chunk_reg("EventFrame", "4") +
+                  "<Integer Name=\"Tied\"><EventID>0x9001</EventID><pValue>R</pValue></Integer>" + int_reg("R", 0));
+    int frame_changes = 0;
+    int tied_changes = 0;
+    camera["EventFrame"].on_change([&](GenApi::INode&) { ++frame_changes; });
+    camera["Tied"].on_change([&](GenApi::INode&) { ++tied_changes; });
+    EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["EventFrame"].int_value()); }),
+              "EventFrame is not available: the event of port P has not arrived yet");
+    EXPECT_EQ(camera["Tied"].int_value(), 0);
+    camera.port.set32(0, 5);
+    EXPECT_TRUE(camera.map->deliver_event(0x9001, data));
+    EXPECT_EQ(camera["EventFrame"].int_value(), 2);
+    EXPECT_EQ(camera["EventFrame"].access(), AccessMode::read_only);
+    EXPECT_EQ(camera["Tied"].int_value(), 5);
+    EXPECT_EQ(frame_changes, 1);
+    EXPECT_EQ(tied_changes, 1);
+    EXPECT_FALSE(camera.map->deliver_event(0x9002, data));
+    EXPECT_TRUE(camera.map->deliver_event(0x9001, {}));
+    EXPECT_EQ(code_of([&] { static_cast<void>(camera["EventFrame"].int_value()); }), PvResult::NoAvailableData);
+}
