@@ -48,6 +48,23 @@ def check_bytes(report, name, blocks, folder):
     report.check(name, bool(saved) and not different, ", ".join(different[:3]) or f"{len(saved)} frames")
 
 
+def check_losses(report, name, facts, blocks):
+    """For each frame the host tells as many lost packets as never appeared on the wire."""
+    absent = {}
+    for block in blocks:
+        present = {packet.id for packet in block.packets}
+        trailers = [packet.id for packet in block.of_kind(2)]
+        # a block whose trailer was lost ends where the others do
+        last = trailers[0] if trailers else max(packet.id for other in blocks for packet in other.packets)
+        absent[block.id] = last + 1 - len(present)
+    told = {int(block): int(lost) for block, lost in (fact.split(" lost ") for fact in facts["block"])}
+    wrong = [
+        f"block {block}: {lost} told, {absent.get(block)} absent" for block, lost in told.items() if absent.get(block) != lost
+    ]
+    total = sum(told.values())
+    report.check(name, bool(told) and total > 0 and not wrong, "; ".join(wrong[:3]) or f"{total} packets of {len(told)} frames")
+
+
 def save_folder(folder, name):
     path = os.path.join(folder, name)
     os.mkdir(path)

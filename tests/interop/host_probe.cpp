@@ -188,7 +188,7 @@ Tally acquire(const Options& options, PvStream& stream, PvGenParameterArray& fea
         PvResult outcome;
         require(stream.RetrieveBuffer(&buffer, &outcome, retrieve_timeout_ms), "retrieve frame " + std::to_string(i));
         count(tally, *buffer, outcome, width, height, payload_size);
-        tell("block", buffer->GetBlockID64());
+        tell("block", std::to_string(buffer->GetBlockID64()) + " lost " + std::to_string(buffer->GetLostPacketCount()));
         save(options, *buffer);
         require(stream.QueueBuffer(buffer), "queue again");
     }
