@@ -95,6 +95,10 @@ void NodeMap::invalidate(Node& node)
 std::int64_t NodeMap::read_integer(Node& node, ReadMode mode)
 {
     require_integer(node);
+    if (node.kind == Kind::enum_entry && !node.broken) {
+        // what an entry stands for is known also while it cannot be chosen
+        return model_.entries[node.data].value;
+    }
     return reading(node, mode, [&] { return integer_of(node); });
 }
 
