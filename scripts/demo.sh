@@ -71,6 +71,7 @@ demo_third_party() {
     say "starting the third party's camera"
     # it says nothing when it listens; the search waits a second for answers
     start_camera build/third-party.log '' arv-fake-gv-camera-0.8 -i lo
-    first_light || fail "the demo failed"
+    # it sends no test packets, and a frame in one burst of small packets overruns the sockets of Wine
+    first_light any 8192 || fail "the demo failed"
     say "saved: out/first_light.bmp"
 }

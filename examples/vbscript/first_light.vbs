@@ -1,8 +1,10 @@
 ' First light: finds a camera, streams 200 frames from it and saves the last one as a bitmap.
 '
-'   cscript first_light.vbs [FOLDER [IP-ADDRESS]]
+'   cscript first_light.vbs [FOLDER [IP-ADDRESS [PACKET-SIZE]]]
 '
-' FOLDER takes first_light.bmp (default: the current folder). IP-ADDRESS picks a camera (default: the first one found).
+' FOLDER takes first_light.bmp (default: the current folder). IP-ADDRESS picks a camera (default, or "any": the first one
+' found). PACKET-SIZE, in bytes, is for cameras that send no test packets to find the best one with (default: 1440, which
+' every network carries).
 ' Ends with 0 when every step succeeded, with 1 when one failed.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
@@ -12,15 +14,16 @@ Option Explicit
 Const AccessControl = 1                ' VexAccessControl
 Const PixelWinBGR24 = &H02188004       ' VexPixelWinBGR24
 Const BufferFormatBMP = 0              ' VexBufferFormatBMP
-Const PacketSizeDefault = 1440
 Const BufferCount = 16
 Const FrameCount = 200
 
-Dim folder, address
+Dim folder, address, defaultPacketSize
 folder = "."
-address = ""
+address = "any"
+defaultPacketSize = 1440
 If WScript.Arguments.Count > 0 Then folder = WScript.Arguments(0)
 If WScript.Arguments.Count > 1 Then address = WScript.Arguments(1)
+If WScript.Arguments.Count > 2 Then defaultPacketSize = CLng(WScript.Arguments(2))
 
 ' ---- find a camera ----
 
@@ -29,7 +32,7 @@ Set system = CreateObject("VexKamCOMWrapper.VexSystem")
 Require system.Find(), "searching for cameras"
 Set camera = Nothing
 PrintInterfaces
-If address = "" Then address = FirstAddress()
+If address = "any" Then address = FirstAddress()
 If address = "" Then Fail "no camera was found"
 Set camera = CameraAt(address)
 If camera Is Nothing Then Fail "no camera was found at " & address
@@ -60,15 +63,11 @@ PrintFeature "Height"
 
 ' ---- open the stream ----
 
-Dim stream, negotiated, payloadSize
+Dim stream, payloadSize
 Set stream = CreateObject("VexKamCOMWrapper.VexStream")
 Require stream.OpenUnicast(address, 0, 0, ""), "opening the stream"
-Set negotiated = device.NegotiatePacketSize(0, PacketSizeDefault)
-If negotiated.IsOK Then
-    PrintFeature "GevSCPSPacketSize"
-Else
-    WScript.Echo "  Packet size not negotiated: " & negotiated.Description
-End If
+Require device.NegotiatePacketSize(0, defaultPacketSize), "negotiating the packet size"
+PrintFeature "GevSCPSPacketSize"
 Require device.SetStreamDestination(stream.LocalIPAddress, stream.LocalPort, 0), "setting the stream's destination"
 Require features.GetIntegerValue("PayloadSize", payloadSize), "reading PayloadSize"
 
