@@ -105,14 +105,20 @@ if command -v ccache >/dev/null; then
     launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 fi
 
-# configure_and_build FOLDER CMAKE-ARGUMENT...
-configure_and_build() {
+# configure FOLDER CMAKE-ARGUMENT...
+configure() {
     local folder=$1
     shift
     [ -e "$folder/build.ninja" ] ||
         cmake -S "$root" -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder.log" 2>&1 ||
         { tail -30 "$folder.log"; fail "cmake could not configure $folder"; }
-    cmake --build "$folder" >"$folder.log" 2>&1 &
+}
+
+# compile FOLDER [TARGET...]: everything, or only the targets
+compile() {
+    local folder=$1
+    shift
+    cmake --build "$folder" ${1:+--target "$@"} >"$folder.log" 2>&1 &
     local job=$! shown=''
     while kill -0 "$job" 2>/dev/null; do
         sleep 0.5
@@ -125,20 +131,21 @@ configure_and_build() {
     wait "$job" || { grep -vE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -60; fail "the build in $folder failed"; }
 }
 
-# build native|windows|address|thread|fuzz
+# build native|windows|address|thread|fuzz [TARGET...]
 build() {
+    local name=$1 folder=$root/build/$1
+    shift
     fetch_sources
-    mkdir -p build
-    say "building: $1"
-    case "$1" in
-        native) configure_and_build "$build_native" -DCMAKE_BUILD_TYPE=Release ;;
-        windows) configure_and_build "$build_windows" -DCMAKE_BUILD_TYPE=Release \
-            -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
-        address | thread) configure_and_build "$root/build/$1" -DCMAKE_BUILD_TYPE=RelWithDebInfo "-DVEX_SANITIZE=$1" ;;
-        fuzz) configure_and_build "$root/build/fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEX_FUZZ=ON \
+    say "building: $name${1:+ ($*)}"
+    case "$name" in
+        native) configure "$folder" -DCMAKE_BUILD_TYPE=Release ;;
+        windows) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
+        address | thread) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize "-DVEX_SANITIZE=$name" ;;
+        fuzz) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_FUZZ=ON \
             -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ ;;
-        *) fail "there is no build '$1'" ;;
+        *) fail "there is no build '$name'" ;;
     esac
+    compile "$folder" "$@"
 }
 
 build_targets() {

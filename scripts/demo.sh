@@ -33,8 +33,8 @@ demo() {
 prepare_demo() {
     [ -z "${VEX_PRIVATE_NETWORK:-}" ] || return 0
     ensure_packages "$@"
-    build native
-    build windows
+    build native softcam
+    build windows VexKamCOMWrapper
     mkdir -p out
 }
 
@@ -59,6 +59,7 @@ demo_softcam() {
     say "starting the software camera on 127.0.0.2"
     start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial FIRST-LIGHT
     first_light 127.0.0.2 || fail "the demo failed"
+    stop_camera
     say "saved: out/first_light.bmp"
 }
 
@@ -73,5 +74,6 @@ demo_third_party() {
     start_camera build/third-party.log '' arv-fake-gv-camera-0.8 -i lo
     # it sends no test packets, and a frame in one burst of small packets overruns the sockets of Wine
     first_light any 8192 || fail "the demo failed"
+    stop_camera
     say "saved: out/first_light.bmp"
 }
