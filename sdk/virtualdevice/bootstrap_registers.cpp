@@ -16,6 +16,8 @@ constexpr std::uint32_t default_heartbeat_timeout = 3000;
 // A device answers, or says that it will take longer, within this time.
 constexpr std::uint32_t pending_timeout_ms = 100;
 
+constexpr std::uint32_t ip_methods = reg::ip_configuration::link_local | reg::ip_configuration::persistent;
+
 constexpr std::uint32_t stream_port_mask = 0xFFFF;
 constexpr std::uint32_t interface_index_mask = 0x000F0000;
 
@@ -33,12 +35,11 @@ void GvcpResponder::add_identity_registers()
     fixed(reg::mac_high, (std::uint32_t{mac[0]} << 8) | mac[1]);
     fixed(reg::mac_low, (std::uint32_t{mac[2]} << 24) | (std::uint32_t{mac[3]} << 16) | (std::uint32_t{mac[4]} << 8) |
                             std::uint32_t{mac[5]});
-    const std::uint32_t methods = reg::ip_configuration::link_local | reg::ip_configuration::persistent;
-    fixed(reg::supported_ip_configuration, methods);
-    registers_.add_register(reg::current_ip_configuration, Access::read_write, methods,
-                            {.refresh = {}, .accept = [methods](std::uint32_t& value) {
+    fixed(reg::supported_ip_configuration, ip_methods);
+    registers_.add_register(reg::current_ip_configuration, Access::read_write, ip_methods,
+                            {.refresh = {}, .accept = [](std::uint32_t& value) {
                                  // link-local addressing is the last resort and cannot be switched off
-                                 value = (value & methods) | reg::ip_configuration::link_local;
+                                 value = (value & ip_methods) | reg::ip_configuration::link_local;
                                  return Status::success;
                              }});
     fixed(reg::current_ip, d.address.value);
