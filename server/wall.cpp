@@ -18,6 +18,12 @@ HRESULT hresult_of_exception() noexcept
     }
 }
 
+HRESULT failed_plainly(HRESULT failure) noexcept
+{
+    SetErrorInfo(0, nullptr);
+    return failure;
+}
+
 PvResult result_of_exception()
 {
     try {

@@ -19,14 +19,19 @@ struct HresultError {
 /// exception's text. HresultError and bad_alloc have no result; they stay exceptions and are thrown on.
 [[nodiscard]] PvResult result_of_exception();
 
+/// A failure without error information of its own: takes back what an earlier failure on this thread may have left, so
+/// that no client reads that into this one.
+HRESULT failed_plainly(HRESULT failure) noexcept;
+
 /// Runs body, which returns an HRESULT, and turns an exception into one.
 template <class Body>
 [[nodiscard]] HRESULT guarded(Body&& body) noexcept
 {
     try {
-        return body();
+        const HRESULT done = body();
+        return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : failed_plainly(done);
     } catch (...) {
-        return hresult_of_exception();
+        return failed_plainly(hresult_of_exception());
     }
 }
 

@@ -244,6 +244,29 @@ TEST_F(Registry, RestoresTheCallersLocale)
     SetThreadLocale(locale);
 }
 
+TEST_F(Registry, ReportsAMissingRegistrarAndRestoresTheLocale)
+{
+    const std::wstring key = L"CLSID\\{44EC053A-400F-11D0-9DCD-00A0C90391D3}\\InprocServer32";
+    const auto registrar = read(key);
+    ASSERT_TRUE(registrar);
+    const auto write = [&](const std::wstring& path) {
+        return RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, path.c_str(),
+                               static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
+    };
+    const LCID german = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), SORT_DEFAULT);
+    ASSERT_TRUE(SetThreadLocale(german));
+    CoFreeUnusedLibrariesEx(0, 0);
+    ASSERT_EQ(write(L"Z:\\no such folder\\atl.dll"), ERROR_SUCCESS);
+    const HRESULT registered = dll.register_server();
+    const HRESULT unregistered = dll.unregister_server();
+    ASSERT_EQ(write(*registrar), ERROR_SUCCESS);
+    EXPECT_TRUE(FAILED(registered));
+    EXPECT_EQ(unregistered, registered);
+    EXPECT_EQ(GetThreadLocale(), german);
+    SetThreadLocale(locale);
+    EXPECT_TRUE(exists(std::wstring(L"CLSID\\") + known_classes[0].clsid));
+}
+
 TEST_F(Registry, RegistersFromAFolderWithAnApostrophe)
 {
     namespace fs = std::filesystem;

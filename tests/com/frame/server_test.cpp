@@ -101,6 +101,20 @@ TEST_F(Server, FreesUnusedLibrariesOnlyWithoutObjects)
     EXPECT_EQ(GetModuleHandleW(L"VexKamCOMWrapper.dll"), nullptr);
 }
 
+TEST_F(Server, WorksAgainAfterItWasUnloadedWithItsTypeInformation)
+{
+    for (int round = 0; round < 3; ++round) {
+        auto result = create<IVexResult>(result_class);
+        client::Variant ok;
+        EXPECT_EQ(client::LateBound(result.get()).get(L"IsOK", ok), S_OK);
+        EXPECT_EQ(ok->boolVal, 1);
+        result.reset();
+        CoFreeUnusedLibrariesEx(0, 0);
+        CoFreeUnusedLibrariesEx(0, 0);
+        EXPECT_EQ(GetModuleHandleW(L"VexKamCOMWrapper.dll"), nullptr);
+    }
+}
+
 TEST_F(Server, GivesTheSameFactoryEveryTime)
 {
     Ref<IClassFactory> first;

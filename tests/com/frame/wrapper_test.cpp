@@ -102,6 +102,19 @@ TEST_F(Wrapping, LetsASetterThatIsPendingRaiseToo)
     SetErrorInfo(0, nullptr);
 }
 
+TEST_F(Wrapping, LeavesNoErrorInformationOfAnEarlierFailure)
+{
+    fake.outcome = PvResult(PvResult::NotSupported, "no such mode");
+    view->AttachSdkObject(&fake);
+    ASSERT_EQ(view->put_Timestamp(0), DISP_E_EXCEPTION);
+    EXPECT_EQ(view->put_Data(nullptr), E_INVALIDARG);
+    Ref<IErrorInfo> stale;
+    EXPECT_EQ(GetErrorInfo(0, stale.put()), S_FALSE);
+    ASSERT_EQ(view->put_Timestamp(0), DISP_E_EXCEPTION);
+    EXPECT_EQ(view->get_Size(nullptr), E_POINTER);
+    EXPECT_EQ(GetErrorInfo(0, stale.put()), S_FALSE);
+}
+
 TEST_F(Wrapping, TurnsExceptionsIntoResultsAndErrorCodes)
 {
     Ref<IVexResult> result;
