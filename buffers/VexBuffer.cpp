@@ -19,8 +19,20 @@ HRESULT CVexBuffer::final_construct()
 
 void CVexBuffer::final_release() noexcept
 {
+    forget_views();
     image_.reset();
     raw_data_.reset();
+}
+
+void CVexBuffer::forget_views() noexcept
+{
+    // either is missing when it could not be made
+    if (owns_sdk_object() && image_) {
+        image_->AttachSdkObject(nullptr);
+    }
+    if (owns_sdk_object() && raw_data_) {
+        raw_data_->AttachSdkObject(nullptr);
+    }
 }
 
 HRESULT CVexBuffer::put_PayloadType(VexPayloadType pVal) noexcept
@@ -34,6 +46,7 @@ HRESULT CVexBuffer::put_PayloadType(VexPayloadType pVal) noexcept
         if (old.GetDataPointer() != nullptr && made->GetDataPointer() != nullptr) {
             std::memcpy(made->GetDataPointer(), old.GetDataPointer(), std::min(old.GetSize(), made->GetSize()));
         }
+        forget_views();
         own(std::move(made));
         return S_OK;
     });

@@ -39,6 +39,9 @@ public:
     HRESULT STDMETHODCALLTYPE Reset(VexPayloadType aPayloadType, IVexResult** result) noexcept override;
 
 private:
+    /// Before the buffer's own memory goes: a client that still holds a view finds nothing behind it.
+    void forget_views() noexcept;
+
     server::Ref<CVexImage> image_;
     server::Ref<CVexRawData> raw_data_;
 };

@@ -8,7 +8,14 @@ HRESULT CVexBufferWriter::final_construct()
     return server::create_object(converter_);
 }
 
-void CVexBufferWriter::final_release() noexcept { converter_.reset(); }
+void CVexBufferWriter::final_release() noexcept
+{
+    // a client that still holds the converter must not reach into the writer that goes
+    if (sdk() != nullptr && converter_ && converter_->sdk() == sdk()->GetConverter()) {
+        converter_->AttachSdkObject(nullptr);
+    }
+    converter_.reset();
+}
 
 HRESULT CVexBufferWriter::get_Converter(IVexBufferConverter** pVal) noexcept
 {

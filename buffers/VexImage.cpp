@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -25,6 +26,9 @@ HRESULT CVexImage::GetData2D(SAFEARRAY** pVal) noexcept
         const ULONGLONG size = image.GetImageSize();
         if (size > rows * line) {
             rows += (size - rows * line + line - 1) / line;
+        }
+        if (rows > std::numeric_limits<ULONG>::max()) {
+            return E_OUTOFMEMORY;  // offsets come from the network
         }
         SAFEARRAYBOUND bounds[] = {{line, 0}, {static_cast<ULONG>(rows), 0}};
         SAFEARRAY* const array = SafeArrayCreate(VT_UI1, 2, bounds);

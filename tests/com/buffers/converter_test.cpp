@@ -63,7 +63,7 @@ TEST_F(Converter, KeepsTheBayerFilterWhenTheThreadsChange)
 TEST_F(Converter, AnUnknownBayerFilterIsAnErrorWithTheSdksTextAndTheClassAsSource)
 {
     ASSERT_EQ(converter->put_BayerFilterType(VexBayerFilter3X3), S_OK);
-    EXPECT_EQ(converter->put_BayerFilterType(static_cast<VexBayerFilterType>(9)), DISP_E_EXCEPTION);
+    EXPECT_EQ(converter->put_BayerFilterType(unnamed<VexBayerFilterType>(9)), DISP_E_EXCEPTION);
     Ref<IErrorInfo> error;
     ASSERT_EQ(GetErrorInfo(0, error.put()), S_OK);
     BSTR text = nullptr;
@@ -110,7 +110,7 @@ TEST_F(Converter, ConvertsIntoTheDestinationsPixelType)
 TEST_F(Converter, ReallocatesWhenAskedByAnyNonZeroValue)
 {
     const auto source = new_image(2, 1, VexPixelMono8, {5, 6});
-    for (const short asked : {-1, 1, 2}) {
+    for (const short asked : std::initializer_list<short>{-1, 1, 2}) {
         const auto destination = new_image(1, 1, VexPixelRGB8Packed);
         EXPECT_EQ(convert(source, destination), VexInvalidParameter);
         EXPECT_EQ(convert(source, destination, asked), VexOK);

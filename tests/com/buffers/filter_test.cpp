@@ -94,7 +94,7 @@ TEST_F(RgbFilter, ScriptsUseIt)
 TEST_F(Deinterlace, FieldInversionReadsAsOneForAnyNonZeroValue)
 {
     EXPECT_EQ(value_of(filter.get(), &IVexFilterDeinterlace::get_FieldInversion), 0);
-    for (const short value : {-1, 1, 2, 0x100}) {
+    for (const short value : std::initializer_list<short>{-1, 1, 2, 0x100}) {
         ASSERT_EQ(filter->put_FieldInversion(value), S_OK);
         EXPECT_EQ(value_of(filter.get(), &IVexFilterDeinterlace::get_FieldInversion), 1);
         ASSERT_EQ(filter->put_FieldInversion(0), S_OK);

@@ -1,6 +1,7 @@
 // What the tests of these classes share.
 #pragma once
 
+#include <bit>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,13 @@ template <class Call>
 {
     return code_of(
         [&](IVexResult** result) { return image->Alloc(width, height, type, padding_x, padding_y, result); });
+}
+
+/// A value that the enumeration does not name, as any client can pass one.
+template <class Enumeration>
+[[nodiscard]] Enumeration unnamed(int value) noexcept
+{
+    return std::bit_cast<Enumeration>(value);
 }
 
 /// An array that is destroyed.

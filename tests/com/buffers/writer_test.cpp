@@ -101,7 +101,7 @@ TEST_F(Writer, AMissingFolderFailsInTheResultWithTheReason)
 
 TEST_F(Writer, FormatsPassUncheckedToTheSdk)
 {
-    const auto result = store(new_image(1, 1, VexPixelMono8), folder / L"a.bmp", static_cast<VexBufferFormatType>(5));
+    const auto result = store(new_image(1, 1, VexPixelMono8), folder / L"a.bmp", unnamed<VexBufferFormatType>(5));
     EXPECT_EQ(value_of(result.get(), &IVexResult::get_Code), VexInvalidParameter);
     Ref<IVexResult> nameless;
     EXPECT_EQ(writer->Store(new_image(1, 1, VexPixelMono8).get(), nullptr, VexBufferFormatBMP, nameless.put()), S_OK);
