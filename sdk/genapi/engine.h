@@ -96,7 +96,8 @@ private:
     [[nodiscard]] Node& at(NodeIndex index) noexcept { return model_.nodes[index]; }
 
     // Operations (engine_operation.cpp)
-    void begin_operation();
+    void take_lock();
+    void look_around();
     void next_operation() noexcept;
     void take_over_deferred();
     [[nodiscard]] std::vector<Call> collect_calls() noexcept;
@@ -211,13 +212,25 @@ private:
 /// Holds the lock for the length of one public operation; makes the callbacks after giving it back.
 class NodeMap::Operation {
 public:
-    explicit Operation(NodeMap& map) : map_(map) { map_.begin_operation(); }
+    enum class Look : std::uint8_t {
+        around,  ///< at what happened outside meanwhile: ports that opened or closed, announced changes
+        nowhere,
+    };
+
+    explicit Operation(NodeMap& map, Look look = Look::around) : map_(map), look_(look)
+    {
+        map_.take_lock();
+        if (look == Look::around) {
+            map_.look_around();
+        }
+    }
     ~Operation();
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
 private:
     NodeMap& map_;
+    Look look_;
 };
 
 /// Runs work, and gives the errors that leave it the name of the node that the user asked for.

@@ -49,7 +49,7 @@ INode* NodeMap::node_at(std::size_t index) const noexcept
     return index < model_.node_count ? &model_.nodes[index] : nullptr;
 }
 
-void NodeMap::begin_operation()
+void NodeMap::take_lock()
 {
     const auto self = std::this_thread::get_id();
     if (owner_.load(std::memory_order_relaxed) == self) {
@@ -60,6 +60,10 @@ void NodeMap::begin_operation()
     next_operation();
     passing_ = false;
     fresh_ = false;
+}
+
+void NodeMap::look_around()
+{
     if (!connected_ports_.empty()) {
         watch_ports();
     }
@@ -71,7 +75,8 @@ void NodeMap::begin_operation()
 NodeMap::Operation::~Operation()
 {
     std::vector<Call> calls;
-    if (map_.has_deferred_.load(std::memory_order_relaxed) != 0) {
+    if (look_ == Look::around && map_.has_deferred_.load(std::memory_order_relaxed) != 0) {
+        // one operation, one call, also when the port announced what the operation did
         map_.take_over_deferred();
     }
     for (const NodeIndex node : map_.found_changed_) {
@@ -232,7 +237,7 @@ CallbackId NodeMap::add_callback(Node& node, ChangeCallback callback)
 {
     auto entry = std::make_shared<Callback>();
     entry->function = std::move(callback);
-    const Operation operation(*this);
+    const Operation operation(*this, Operation::Look::nowhere);
     entry->id = next_callback_++;
     callbacks_[node.index].push_back(entry);
     node.has_callbacks = true;
@@ -242,7 +247,8 @@ CallbackId NodeMap::add_callback(Node& node, ChangeCallback callback)
 void NodeMap::remove_callback(Node& node, CallbackId id)
 {
     std::shared_ptr<Callback> removed;  // destroyed after the lock is given back
-    const Operation operation(*this);
+    // whoever takes its callbacks away is perhaps about to go, ports and all: not a time for news
+    const Operation operation(*this, Operation::Look::nowhere);
     const auto found = callbacks_.find(node.index);
     if (found == callbacks_.end()) {
         return;

@@ -98,6 +98,16 @@ void PvGenParameterArray::build(std::unique_ptr<GenApi::INodeMap> node_map)
     contents_ = std::move(contents);
 }
 
+void PvGenParameterArray::clear() noexcept
+{
+    contents_->root.reset();
+    contents_->categories.clear();
+    contents_->names = {};
+    contents_->owner.parameters.clear();
+    contents_->parameters.clear();
+    contents_->node_map.reset();
+}
+
 std::uint32_t PvGenParameterArray::GetCount() const noexcept
 {
     return static_cast<std::uint32_t>(contents_->parameters.size());

@@ -81,6 +81,8 @@ protected:
     /// Replaces node map and parameters; parameters handed out before are gone. Not while another thread uses the
     /// array.
     void build(std::unique_ptr<GenApi::INodeMap> node_map);
+    /// Makes the array empty, and calls no event sink. For a derived class whose port goes before the array does.
+    void clear() noexcept;
 
 private:
     struct Contents;

@@ -408,13 +408,8 @@ private:
 
 SoftwareParameterArray::SoftwareParameterArray() = default;
 
-SoftwareParameterArray::~SoftwareParameterArray()
-{
-    if (GetNodeMap() != nullptr) {
-        // the port goes before the node map does
-        GetNodeMap()->connect_port(GenApi::device_port_name, nullptr);
-    }
-}
+// the port is a member and would go before the node map of the base class does
+SoftwareParameterArray::~SoftwareParameterArray() { clear(); }
 
 void SoftwareParameterArray::changed(std::string_view name)
 {

@@ -429,13 +429,16 @@ TEST(Changed, MayBeSaidByThePortItself)
     Camera camera(feature("X", "", "R") + int_reg("R", 0) + feature("Y", "", "RY") + int_reg("RY", 4));
     EXPECT_EQ(camera["Y"].int_value(), 0);
     Watch watch(camera["Y"]);
+    Watch written(camera["X"]);
     camera.port.on_access = [&] {
         camera.port.set32(4, 8);
         camera.map->changed(camera["Y"]);
+        camera.map->changed(camera["X"]);
     };
     camera["X"].set_int_value(1);
     camera.port.on_access = nullptr;
     EXPECT_EQ(watch.count, 1);
+    EXPECT_EQ(written.count, 1);
     EXPECT_EQ(camera["Y"].int_value(), 8);
 }
 

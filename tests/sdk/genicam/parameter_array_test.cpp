@@ -360,6 +360,20 @@ TEST_F(Array, LetsASinkUseTheArrayAndTakeOthersAway)
     EXPECT_EQ(second.count, 0);
 }
 
+TEST(ArrayEnd, CallsNoSinkThatMayBeGoneAlready)
+{
+    MemoryPort port;
+    auto array = std::make_unique<PvGenParameterArray>(GenApi::load_node_map(description(body), port));
+    CountingSink sink;
+    EXPECT_TRUE(array->Get("Width")->RegisterEventSink(&sink).IsOK());
+    EXPECT_TRUE(array->Get("Format")->RegisterEventSink(&sink).IsOK());
+    EXPECT_TRUE(array->Get("Width")->IsReadable());
+    // a device that disconnects closes its port first
+    port.open = false;
+    array.reset();
+    EXPECT_EQ(sink.count, 0);
+}
+
 TEST(EmptyArray, HasNothing)
 {
     struct Unbuilt : PvGenParameterArray {};
