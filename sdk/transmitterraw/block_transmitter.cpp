@@ -41,7 +41,7 @@ struct BlockTransmitter::Sent {
     bool extended_ids = false;
     std::size_t data_per_packet = 0;
     std::uint64_t trailer_id = 0;               // the last packet
-    std::atomic<std::uint64_t> next_packet{0};  // the first that has not left yet
+    std::atomic<std::uint64_t> next_packet{0};  // the first that has not been handed over yet
 };
 
 BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
@@ -100,6 +100,8 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         if (aborted_)
             return std::make_error_code(std::errc::operation_canceled);
         const std::uint64_t last = std::min(next + pacer_.batch(packet_bytes, largest_batch) - 1, sent->trailer_id);
+        // Before they leave: a receiver that misses one of them may ask for it while this thread is still in the call.
+        sent->next_packet.store(last + 1, std::memory_order_release);
         if (const std::error_code error = send_range(*sent, next, last, false)) {
             const std::lock_guard guard(mutex_);
             ++statistics_.send_errors;
@@ -109,7 +111,6 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         if (!pacer_.unlimited())
             pacer_.sent(clock_.now(), packets, packets * packet_bytes);
         next = last + 1;
-        sent->next_packet.store(next, std::memory_order_release);
     }
     const std::lock_guard guard(mutex_);
     ++statistics_.blocks;

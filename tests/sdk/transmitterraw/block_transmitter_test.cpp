@@ -235,6 +235,29 @@ TEST_F(BlockTransmitter, LosesPacketsOnPurposeAndDeliversThemOnResend)
     EXPECT_EQ(parse(host.receive()->bytes).packet_id, 3U);
 }
 
+TEST_F(BlockTransmitter, ResendsAPacketOfTheBatchThatIsJustBeingSent)
+{
+    // loses packet 1 and, before the batch that it belongs to is through, asks for it
+    class LoseAndAskAtOnce final : public transmitter::PacketLoss {
+    public:
+        explicit LoseAndAskAtOnce(transmitter::BlockTransmitter& transmitter) : transmitter_(transmitter) {}
+        bool loses(std::uint64_t, std::uint32_t packet_id, bool resend) override
+        {
+            if (!resend && packet_id == 3)
+                transmitter_.resend(range(5, 1, 1), false);
+            return !resend && packet_id == 1;
+        }
+
+    private:
+        transmitter::BlockTransmitter& transmitter_;
+    };
+    transmitter.set_loss(std::make_shared<LoseAndAskAtOnce>(transmitter));
+    ASSERT_FALSE(transmitter.send(block(5, 2000)));
+    EXPECT_EQ(transmitter.statistics().lost_packets, 1U);
+    EXPECT_EQ(transmitter.statistics().resent_packets, 1U);
+    transmitter.set_loss(nullptr);
+}
+
 TEST_F(BlockTransmitter, KeepsThePacketDelay)
 {
     settings.packet_delay = 1ms;
