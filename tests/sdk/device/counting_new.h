@@ -7,6 +7,9 @@ namespace device_test {
 /// Counts the allocations of all threads during its life.
 class AllocationCount {
 public:
+    /// False in builds that have an allocator of their own.
+    [[nodiscard]] static bool is_possible();
+
     AllocationCount();
     ~AllocationCount();
     AllocationCount(const AllocationCount&) = delete;
