@@ -310,10 +310,12 @@ void BlockFrame::reject_cut_packet(Counters& counters) noexcept
 {
     if (short_id_ == 0 || !trailer_seen_ || short_id_ != payload_packets_)
         return;
-    const std::uint64_t end = std::uint64_t{short_id_ - 1} * stride_ + short_length_;
-    if (end < needed_bytes())
+    if (short_end() < needed_bytes())
         take_back(short_id_, short_length_, counters);
 }
+
+/// Where the data of the short packet ends in the block.
+std::uint64_t BlockFrame::short_end() const noexcept { return std::uint64_t{short_id_ - 1} * stride_ + short_length_; }
 
 /// The least bytes that the block must have by its leader and, where a device ended an image early, by its trailer.
 std::uint64_t BlockFrame::needed_bytes() const noexcept
@@ -456,7 +458,7 @@ BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& count
     }
     if (stride_ == 0)
         stride_ = habits.stride;
-    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && bytes_ < needed_bytes())
+    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes())
         take_back(short_id_, short_length_, counters);
 
     const BlockFate end_fate = fate(aborted);

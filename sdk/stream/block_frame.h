@@ -94,6 +94,7 @@ private:
     void take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept;
     void reject_cut_packet(Counters& counters) noexcept;
     [[nodiscard]] std::uint64_t needed_bytes() const noexcept;
+    [[nodiscard]] std::uint64_t short_end() const noexcept;
     [[nodiscard]] std::uint64_t known_packets() const noexcept;
     [[nodiscard]] bool all_payload_there() const noexcept;
     [[nodiscard]] BlockFate fate(bool aborted) const noexcept;

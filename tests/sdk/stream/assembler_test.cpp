@@ -242,6 +242,20 @@ TEST_F(BlockAssembler, MissesAPacketThatWasCutAndNotReplaced)
     EXPECT_EQ(port.delivered[0].missing(), (Ranges{{2, 2}}));
 }
 
+TEST_F(BlockAssembler, KeepsAWholeLastPacketWhenAnotherAndTheTrailerAreMissing)
+{
+    queue(1, 64);
+    const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    for (const std::size_t i : {0U, 1U, 3U, 4U})  // of 0 to 5; packet 4 is short because the image ends there
+        receive(block[i]);
+    pass(100ms);
+    pass(1s);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    EXPECT_EQ(port.delivered[0].missing(), (Ranges{{2, 2}, {5, 5}}));
+    EXPECT_EQ(port.delivered[0].buffer->GetLostPacketCount(), 2U);
+    EXPECT_EQ(packets(PacketFate::malformed), 0U);
+}
+
 TEST_F(BlockAssembler, RefusesPacketsLongerThanTheOthers)
 {
     queue(1, 64);
