@@ -8,7 +8,6 @@ import os
 import re
 import signal
 import subprocess
-import sys
 import time
 
 GVCP_PORT = 3956
@@ -89,47 +88,58 @@ class Program:
 
 
 class Host:
-    """A network namespace with only loopback."""
+    """A network namespace with only loopback. It lives as long as a process that holds it, which ends with this one,
+    however that ends: nothing stays behind under a name.
+    """
 
     def __init__(self, folder):
         self.folder = folder
-        self.name = None
+        self._holder = None
         self._programs = []
 
     def __enter__(self):
-        for attempt in range(900):
-            name = f"vex{100 + (os.getpid() + attempt) % 900}"
-            if not os.path.exists(f"/run/netns/{name}"):
-                made = subprocess.run(["ip", "netns", "add", name], capture_output=True, text=True, timeout=10)
-                if made.returncode == 0:
-                    self.name = name
-                    break
-                if "File exists" not in made.stderr:
-                    raise LabError(f"ip netns add: {made.stderr.strip()}")
-        if self.name is None:
-            raise LabError("no free name for a network namespace")
-        try:
-            self.run(["ip", "link", "set", "lo", "up"], 10)
-        except BaseException:
-            self.__exit__(*sys.exc_info())
-            raise
+        self._holder = subprocess.Popen(
+            ["unshare", "--net", "--", "sh", "-c", "ip link set lo up && echo ready && exec cat"],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+        )
+        said = self._holder.stdout.readline().strip()
+        if said != "ready":
+            self.__exit__()
+            raise LabError(f"no network namespace: {said}")
         return self
 
     def __exit__(self, *_):
         for program in reversed(self._programs):
             program.stop()
         # what a program left behind, a grandchild for instance, has no other way to end
-        with contextlib.suppress(subprocess.SubprocessError):
-            pids = subprocess.run(
-                ["ip", "netns", "pids", self.name], capture_output=True, text=True, timeout=10
-            ).stdout.split()
-            for pid in pids:
-                with contextlib.suppress(ProcessLookupError):
-                    os.kill(int(pid), signal.SIGKILL)
-        subprocess.run(["ip", "netns", "del", self.name], capture_output=True, timeout=10, check=False)
+        for pid in self._inhabitants():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGKILL)
+        self._holder.stdin.close()
+        self._holder.wait()
+        self._holder.stdout.close()
+
+    def _inhabitants(self):
+        """The processes in the namespace, the holder not counted."""
+
+        def namespace(pid):
+            try:
+                return os.readlink(f"/proc/{pid}/ns/net")
+            except OSError:
+                return None
+
+        own = namespace(self._holder.pid)
+        if own is None:
+            return []
+        pids = [int(name) for name in os.listdir("/proc") if name.isdigit()]
+        return [pid for pid in pids if pid != self._holder.pid and namespace(pid) == own]
 
     def inside(self, argv):
-        return ["ip", "netns", "exec", self.name, *argv]
+        """The command that runs `argv` here and lets it die with this process."""
+        return ["setpriv", "--pdeathsig", "KILL", "nsenter", f"--net=/proc/{self._holder.pid}/ns/net", *argv]
 
     def run(self, argv, seconds):
         """Runs a program to its end; CompletedProcess with standard output and error as one text."""

@@ -118,8 +118,9 @@ def run(report, folder, tools):
         # a frame that fits into a socket's default buffer, because the client cannot ask for a larger one
         delay = 100e-6
         done, numbers = stream(
-            host, "-w", "320", "-h", "240", "-i", "1500", "--no-packet-socket", f"--gv-packet-delay={delay * 1e9:.0f}"
-        )
+            host, "-w", "320", "-h", "240", "-i", "1500", "--no-packet-socket", f"--gv-packet-delay={delay * 1e9:.0f}",
+            "-m", "1000",
+        )  # fmt: skip
         name = "client streams 320 x 240 through a plain socket"
         check_stream(report, name, done, numbers, 40, NO_LOST_FRAMES)
         capture.check(report, name, taken, 320 * 240, 40, resends=True)
@@ -129,7 +130,8 @@ def run(report, folder, tools):
     with Host(folder) as host:
         start_camera(host, tools, "--drop", "10", "--seed", "7")
         taken = capture.Capture(host, "loss")
-        done, numbers = stream(host, "-w", "512", "-h", "512", "-i", "1500")
+        # the client keeps a frame long enough for a busy machine to answer
+        done, numbers = stream(host, "-w", "512", "-h", "512", "-i", "1500", "-m", "1000")
         check_stream(report, "client repairs 1 % loss", done, numbers, 40, NO_LOST_FRAMES)
         report.check(
             "client got what it asked for again",
