@@ -77,14 +77,12 @@ private:
 
 class SoftCam : public testing::Test {
 protected:
-    static constexpr const char* camera_address = "127.0.0.26";
+    const char* const camera_address = device_address("127.0.0.26");
 
-    SoftCam() : SoftCam(softcam::CameraOptions{.adapter = camera_address, .serial_number = "T-1"}) {}
-    explicit SoftCam(softcam::CameraOptions options) : camera(std::move(options), clock), host(camera_address) {}
+    SoftCam() : camera({.adapter = camera_address, .serial_number = "T-1"}, clock), host(camera_address) {}
 
     void SetUp() override
     {
-        SKIP_WHERE_BINDING_IS_LOOSE();
         camera.start();
         host.take_control();
         // one frame at a time unless a test says otherwise

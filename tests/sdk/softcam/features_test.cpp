@@ -184,6 +184,7 @@ TEST_F(DeviceControl, ResetGivesControlBackAndAppliesThePowerOnSettings)
 
 TEST_F(DeviceControl, ForceIpMovesCameraAndStream)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     constexpr const char* other_address = "127.0.0.27";
     ASSERT_EQ(host.write(0x0A00, 0), status::success);
     const auto mac = camera.mac().bytes;
@@ -219,11 +220,12 @@ TEST_F(DeviceControl, ForceIpToAnAddressTheHostDoesNotHaveIsRefused)
     payload[22] = 113;
     payload[23] = 5;
     EXPECT_EQ(status_of(host.ask(command(0x0004, host.next_id(), payload))), status::invalid_parameter);
-    EXPECT_EQ(host.read(0x0024), 0x7F00001AU);
+    EXPECT_EQ(host.read(0x0024), net::Ipv4Address::parse(camera_address)->value);
 }
 
 TEST_F(DeviceControl, TwoCamerasOnOneMachineBothAnswerABroadcast)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     ManualClock other_clock;
     softcam::Camera other({.adapter = "127.0.0.28", .serial_number = "T-2"}, other_clock);
     other.start();

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr const char* first_address = "127.0.0.22";
+const char* const first_address = device_address("127.0.0.22");
 constexpr const char* second_address = "127.0.0.23";
 constexpr const char* third_address = "127.0.0.24";
 
@@ -45,18 +45,9 @@ struct Device {
     virtual_device::GvcpServer server;
 };
 
-class GvcpServer : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (under_wine())
-            GTEST_SKIP() << "Wine gives every loopback address the same socket";
-    }
-};
-
 }  // namespace
 
-TEST_F(GvcpServer, AnswersDiscoveryToItsAddress)
+TEST(GvcpServer, AnswersDiscoveryToItsAddress)
 {
     Device device(first_address);
     device.server.start(loopback(first_address));
@@ -69,8 +60,9 @@ TEST_F(GvcpServer, AnswersDiscoveryToItsAddress)
     EXPECT_EQ(u16_at(answer->bytes, 2), 0x0003U);
 }
 
-TEST_F(GvcpServer, TwoDevicesAnswerOneBroadcastEachFromItsOwnAddress)
+TEST(GvcpServer, TwoDevicesAnswerOneBroadcastEachFromItsOwnAddress)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     Device first(first_address);
     Device second(second_address);
     first.server.start(loopback(first_address));
@@ -89,7 +81,7 @@ TEST_F(GvcpServer, TwoDevicesAnswerOneBroadcastEachFromItsOwnAddress)
     }
 }
 
-TEST_F(GvcpServer, ASecondDeviceOnTheSameAddressIsRefused)
+TEST(GvcpServer, ASecondDeviceOnTheSameAddressIsRefused)
 {
     Device first(first_address);
     Device second(first_address);
@@ -98,7 +90,7 @@ TEST_F(GvcpServer, ASecondDeviceOnTheSameAddressIsRefused)
     EXPECT_FALSE(second.server.is_running());
 }
 
-TEST_F(GvcpServer, IsSilentAfterStop)
+TEST(GvcpServer, IsSilentAfterStop)
 {
     Device device(first_address);
     device.server.start(loopback(first_address));
@@ -112,7 +104,7 @@ TEST_F(GvcpServer, IsSilentAfterStop)
     EXPECT_TRUE(host.receive());
 }
 
-TEST_F(GvcpServer, TakesControlAwayFromASilentApplication)
+TEST(GvcpServer, TakesControlAwayFromASilentApplication)
 {
     ManualClock clock;
     Device device(first_address, clock);
@@ -127,8 +119,9 @@ TEST_F(GvcpServer, TakesControlAwayFromASilentApplication)
     EXPECT_EQ(device.responder.statistics().heartbeat_expired, 1U);
 }
 
-TEST_F(GvcpServer, RebindMovesTheDeviceToAnotherAddress)
+TEST(GvcpServer, RebindMovesTheDeviceToAnotherAddress)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     Device device(first_address);
     device.server.start(loopback(first_address));
     device.server.rebind(loopback(third_address));
@@ -143,8 +136,9 @@ TEST_F(GvcpServer, RebindMovesTheDeviceToAnotherAddress)
     EXPECT_EQ(device.server.address(), *net::Ipv4Address::parse(third_address));
 }
 
-TEST_F(GvcpServer, RebindToATakenAddressChangesNothing)
+TEST(GvcpServer, RebindToATakenAddressChangesNothing)
 {
+    SKIP_WHERE_BINDING_IS_LOOSE();
     Device first(first_address);
     Device second(second_address);
     first.server.start(loopback(first_address));
@@ -159,7 +153,7 @@ TEST_F(GvcpServer, RebindToATakenAddressChangesNothing)
     EXPECT_EQ(first.server.address(), *net::Ipv4Address::parse(first_address));
 }
 
-TEST_F(GvcpServer, DropsAndCountsGarbage)
+TEST(GvcpServer, DropsAndCountsGarbage)
 {
     Device device(first_address);
     device.server.start(loopback(first_address));

@@ -8,6 +8,10 @@
 
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
+#include "tests/sdk/net/wine.h"
+
+/// A loopback address for a device: the asked one where the system tells loopback addresses apart.
+inline const char* device_address(const char* wanted) { return under_wine() ? "127.0.0.1" : wanted; }
 
 struct Answer {
     std::vector<std::uint8_t> bytes;
