@@ -70,7 +70,8 @@ class Capture:
     def _mark(self, what):
         """Sends a packet of its own and waits until it stands in the file, so that no pause has to be guessed."""
         text = f"vex interop marker {what} {os.urandom(8).hex()}"
-        send = f"import socket; socket.socket(socket.AF_INET, socket.SOCK_DGRAM).sendto(b'{text}', ('127.0.0.1', {MARKER_PORT}))"
+        target = f"('127.0.0.1', {MARKER_PORT})"
+        send = f"import socket; socket.socket(socket.AF_INET, socket.SOCK_DGRAM).sendto(b'{text}', {target})"
         offset = max(0, os.path.getsize(self.file) - 1)
         if self._host.run(["python3", "-c", send], 10).returncode != 0:
             raise LabError("cannot send a marker packet")
@@ -164,8 +165,8 @@ def blocks(file, extended=False, with_data=False):
 
 
 def sequence_faults(found, payload_bytes=None, resends=False):
-    """What is wrong with a run of blocks of one stream, with `resends` once what was sent again is put in its place. The
-    last one may be cut short by the end of acquisition, or ends too late for anything to be sent again.
+    """What is wrong with a run of blocks of one stream, with `resends` once what was sent again is put in its place.
+    The last one may be cut short by the end of acquisition, or ends too late for anything to be sent again.
     """
     faults = []
     for index, block in enumerate(found):

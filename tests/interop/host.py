@@ -27,7 +27,8 @@ def last_line(text):
 def check_frames(report, name, code, facts, text, frames, settings):
     """Every frame arrived complete and has the geometry that was set."""
     wrong = [f"{key} {number(facts, key)}" for key, value in settings.items() if number(facts, key) != value]
-    counts = {key: number(facts, key) for key in ("complete", "incomplete", "misshapen", "lost_packets", "MalformedPacket")}
+    names = ("complete", "incomplete", "misshapen", "lost_packets", "MalformedPacket")
+    counts = {key: number(facts, key) for key in names}
     good = (
         code == 0 and not wrong and counts.pop("complete") == frames and not any(counts.values())
         and number(facts, "ImageCount") >= frames
@@ -59,10 +60,13 @@ def check_losses(report, name, facts, blocks):
         absent[block.id] = last + 1 - len(present)
     told = {int(block): int(lost) for block, lost in (fact.split(" lost ") for fact in facts["block"])}
     wrong = [
-        f"block {block}: {lost} told, {absent.get(block)} absent" for block, lost in told.items() if absent.get(block) != lost
+        f"block {block}: {lost} told, {absent.get(block)} absent"
+        for block, lost in told.items()
+        if absent.get(block) != lost
     ]
     total = sum(told.values())
-    report.check(name, bool(told) and total > 0 and not wrong, "; ".join(wrong[:3]) or f"{total} packets of {len(told)} frames")
+    seen = "; ".join(wrong[:3]) or f"{total} packets of {len(told)} frames"
+    report.check(name, bool(told) and total > 0 and not wrong, seen)
 
 
 def save_folder(folder, name):

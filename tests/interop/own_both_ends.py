@@ -16,7 +16,9 @@ def run(report, folder, tools):
         taken = capture.Capture(host, "both")
         code, facts, text = own.probe(host, tools, "find")
         report.check(
-            "host finds the camera", code == 0 and any("OWN-1" in device for device in facts["device"]), "; ".join(facts["device"])
+            "host finds the camera",
+            code == 0 and any("OWN-1" in device for device in facts["device"]),
+            "; ".join(facts["device"]),
         )
         code, facts, text = own.probe(host, tools, "read", CAMERA)
         values = dict(re.match(r"(\w+) = (.*)", fact).groups() for fact in facts["feature"])
@@ -43,7 +45,8 @@ def run(report, folder, tools):
         code, facts, text = own.probe(
             host, tools, "stream", CAMERA, "--set", "Width=512", "Height=512", "--packet-size", "4000", "--frames", "30"
         )
-        own.check_frames(report, "host streams with 64-bit IDs", code, facts, text, 30, {"width": 512, "packet_size": 4000})
+        settings = {"width": 512, "packet_size": 4000}
+        own.check_frames(report, "host streams with 64-bit IDs", code, facts, text, 30, settings)
         capture.check(report, "64-bit IDs", taken, 512 * 512, 30, extended=True)
 
     with Host(folder) as host:
@@ -53,9 +56,8 @@ def run(report, folder, tools):
             host, tools, "stream", CAMERA, "--set", "Width=512", "Height=512", "--packet-size", "auto", "--frames", "30"
         )
         own.check_frames(report, "host negotiates the packet size", code, facts, text, 30, {"width": 512})
-        report.check(
-            "negotiated size is larger than Ethernet's", own.number(facts, "packet_size") > 1500, f"{own.number(facts, 'packet_size')} bytes"
-        )
+        size = own.number(facts, "packet_size")
+        report.check("negotiated size is larger than Ethernet's", size > 1500, f"{size} bytes")
         taken.finish()
         found = capture.violations(taken.file)
         report.check("negotiated: filters select nothing", not found, "; ".join(found))
@@ -65,4 +67,5 @@ def run(report, folder, tools):
             start_camera(host, tools, address=f"127.0.0.{last}", serial=f"OWN-{last}")
         code, facts, text = own.probe(host, tools, "find")
         seen = [last for last in (2, 3, 4) if any(f"OWN-{last}" in device for device in facts["device"])]
-        report.check("host finds three cameras of one network", code == 0 and seen == [2, 3, 4], "; ".join(facts["device"]))
+        good = code == 0 and seen == [2, 3, 4]
+        report.check("host finds three cameras of one network", good, "; ".join(facts["device"]))

@@ -1,5 +1,5 @@
-"""The checks themselves: a capture with one defect for every filter, and block sequences with known faults. A filter that
-selects nothing here could never fail elsewhere.
+"""The checks themselves: a capture with one defect for every filter, and block sequences with known faults. A filter
+that selects nothing here could never fail elsewhere.
 """
 
 import os

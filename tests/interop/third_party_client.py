@@ -20,7 +20,8 @@ TROUBLE = [
     "n_duplicated_packets",
 ]
 # packets that were lost and sent again are no trouble
-NO_LOST_FRAMES = ["n_failures", "n_timeouts", "n_aborted", "n_missing_frames", "n_size_mismatch_errors", "n_error_packets"]
+REPAIRED = ["n_missing_packets", "n_duplicated_packets"]
+NO_LOST_FRAMES = [counter for counter in TROUBLE if counter not in REPAIRED]
 
 
 def counters(text):
@@ -71,18 +72,22 @@ def control(report, host):
     features = host.run(["arv-tool-0.8", "features"], 20)
     wanted = ["AcquisitionStart", "Width", "Height", "PixelFormat", "PayloadSize"]
     absent = [feature for feature in wanted if not re.search(rf"\b{feature}\b", features.stdout)]
-    report.check("client lists the features", features.returncode == 0 and not absent, "absent: " + ", ".join(absent) if absent else "")
+    report.check("client lists the features", features.returncode == 0 and not absent, ", ".join(absent))
 
     values = host.run(["arv-tool-0.8", "values"], 30)
     told = dict(re.findall(r"\[R[OW]\] '(\w+)' = (.+)$", values.stdout, re.MULTILINE))
     complaints = [f"{name} = {value}" for name, value in told.items() if re.search("error|denied|invalid", value, re.I)]
     report.check(
         "client reads every value",
-        values.returncode == 0 and len(told) > 50 and told.get("DeviceSerialNumber") == f"'{SERIAL}'" and not complaints,
+        values.returncode == 0
+        and len(told) > 50
+        and told.get("DeviceSerialNumber") == f"'{SERIAL}'"
+        and not complaints,
         "; ".join(complaints[:3]) or f"{len(told)} values",
     )
 
-    written = host.run(["arv-tool-0.8", "control", "Width=320", "Height=200", "PixelFormat=Mono16", "Width", "PixelFormat"], 20)
+    settings = ["Width=320", "Height=200", "PixelFormat=Mono16"]
+    written = host.run(["arv-tool-0.8", "control", *settings, "Width", "PixelFormat"], 20)
     report.check(
         "client writes features",
         bool(re.search(r"Width = 320\b", written.stdout)) and "PixelFormat = Mono16" in written.stdout,
@@ -145,7 +150,10 @@ def run(report, folder, tools):
         start_camera(host, tools, address="127.0.0.3", serial="INTEROP-3")
         listed = host.run(["arv-tool-0.8"], 20).stdout
         report.check(
-            "client finds two cameras of one host", "INTEROP-2" in listed and "INTEROP-3" in listed, " ".join(listed.split())
+            "client finds two cameras of one host",
+            "INTEROP-2" in listed and "INTEROP-3" in listed,
+            " ".join(listed.split()),
         )
-        done, numbers = stream(host, "-n", "Vexkam-SoftCam-INTEROP-3", "-w", "512", "-h", "512", "-i", "1500", seconds=2)
+        name = "Vexkam-SoftCam-INTEROP-3"
+        done, numbers = stream(host, "-n", name, "-w", "512", "-h", "512", "-i", "1500", seconds=2)
         check_stream(report, "client streams from the second of them", done, numbers, 25)
