@@ -36,8 +36,9 @@ public:
 
 class EveryClass : public ::testing::TestWithParam<KnownClass> {
 protected:
-    EveryClass() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
-    ~EveryClass() override { CoUninitialize(); }
+    // one apartment for all of them, which keeps the DLL loaded between tests
+    static void SetUpTestSuite() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    static void TearDownTestSuite() { CoUninitialize(); }
 
     CLSID clsid = guid(GetParam().clsid);
     IID default_interface = guid(GetParam().default_interface);
