@@ -5,7 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include "sdk/device/privilege.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace device {
@@ -50,6 +49,8 @@ PvResult Connection::open(const ConnectionTarget& target, const Patience& patien
     if (PvResult result = take_privilege(candidate->channel_, target.access, candidate->facts_.capability);
         !result.IsOK())
         return result;
+    if (candidate->has_control())
+        candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
     connection = std::move(candidate);
     return PvResult::OK;
 }

@@ -5,12 +5,15 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "sdk/base/PvResult.h"
 #include "sdk/device/PvTypes.h"
 #include "sdk/device/control_channel.h"
 #include "sdk/device/control_transport.h"
+#include "sdk/device/privilege.h"
 #include "sdk/net/clock.h"
 
 namespace device {
@@ -60,6 +63,8 @@ public:
     [[nodiscard]] PvAccessType access() const noexcept { return target_.access; }
     /// This side holds the privilege to write.
     [[nodiscard]] bool has_control() const noexcept;
+    /// What the device said of its controller when this side became it; empty when it does not tell.
+    [[nodiscard]] const std::optional<PrivilegeHolder>& holder() const noexcept { return holder_; }
     [[nodiscard]] const net::Endpoint& device() const noexcept { return target_.device; }
     [[nodiscard]] std::string loss_reason() const;
 
@@ -77,6 +82,7 @@ private:
     UdpControlTransport transport_;
     ControlChannel channel_;
     DeviceFacts facts_;
+    std::optional<PrivilegeHolder> holder_;
     std::atomic<bool> ended_{false};
     mutable std::mutex reason_mutex_;
     std::string loss_reason_;

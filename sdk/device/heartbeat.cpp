@@ -28,10 +28,9 @@ milliseconds heartbeat_interval(milliseconds timeout) noexcept
     return std::clamp(timeout / 4, shortest_interval, longest_interval);
 }
 
-HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, bool tells_holder,
+HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
                                    const net::Clock& clock)
-    : channel_(channel), clock_(clock), has_control_(has_control), tells_holder_(tells_holder && has_control),
-      begin_(clock.now())
+    : channel_(channel), clock_(clock), has_control_(has_control), holder_(holder), begin_(clock.now())
 {}
 
 std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience patience)
@@ -39,12 +38,12 @@ std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience
     constexpr std::array<std::uint32_t, 3> addresses = {
         bootstrap::control_channel_privilege, bootstrap::primary_application_ip, bootstrap::primary_application_port};
     std::array<std::uint32_t, 3> values{};
-    const std::size_t count = tells_holder_ ? addresses.size() : 1;
+    const std::size_t count = holder_ ? addresses.size() : 1;
     const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, patience);
     in_doubt_ = !outcome.ok();
     missed_in_a_row_ = outcome.ok() ? 0 : missed_in_a_row_ + 1;
     if (outcome.ok())
-        return judge(values[0], values[1], values[2]);
+        return judge(values[0], {{values[1]}, static_cast<std::uint16_t>(values[2])});
     if (outcome.kind == ControlOutcome::Kind::closed)
         return std::nullopt;
     if (outcome.kind == ControlOutcome::Kind::refused) {
@@ -62,20 +61,14 @@ std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience
     return "the device has not answered for " + std::to_string(silent.count()) + " ms";
 }
 
-std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, std::uint32_t ip, std::uint32_t port)
+std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, const PrivilegeHolder& holder) const
 {
     if (!has_control_)
         return std::nullopt;
     if ((privilege & (bootstrap::privilege::control | bootstrap::privilege::exclusive)) == 0)
         return "the device no longer knows this application as its controller";
-    if (tells_holder_) {
-        const std::uint64_t holder = std::uint64_t{ip} << 16 | (port & 0xFFFF);
-        if (!own_holder_)
-            own_holder_ = holder;
-        else if (*own_holder_ != holder)
-            return "control of the device went to " + net::Ipv4Address{ip}.to_string() + ", port " +
-                   std::to_string(port & 0xFFFF);
-    }
+    if (holder_ && *holder_ != holder)
+        return "control of the device went to " + text_of(holder);
     return std::nullopt;
 }
 
@@ -97,8 +90,7 @@ Heartbeat::~Heartbeat() { stop(destruction_patience); }
 void Heartbeat::run(State& state, Connection& connection, HeartbeatSettings& settings,
                     const std::function<void(std::string)>& on_lost)
 {
-    const bool tells_holder = (connection.facts().capability & bootstrap::capability::application_port_and_ip) != 0;
-    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), tells_holder, net::Clock::steady());
+    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
     for (;;) {
         const milliseconds timeout(settings.timeout_ms);
         const milliseconds chosen(settings.interval_ms);

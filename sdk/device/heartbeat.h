@@ -22,9 +22,10 @@ namespace device {
 /// Thread safety: one thread at a time.
 class HeartbeatMonitor {
 public:
-    /// `has_control`: this side holds a privilege whose loss is to be noticed. `tells_holder`: the device says who its
-    /// controller is. The channel and the clock must outlive the monitor.
-    HeartbeatMonitor(ControlChannel& channel, bool has_control, bool tells_holder, const net::Clock& clock);
+    /// `has_control`: this side holds a privilege whose loss is to be noticed. `holder`: what the device said of its
+    /// controller when this side became it, where it does. The channel and the clock must outlive the monitor.
+    HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
+                     const net::Clock& clock);
 
     /// Asks the device. Empty while all is well; else why the connection is lost. A device is given up when nothing at
     /// all has been heard from it for `silence` and several beats: after a pause of this process, in a debugger say,
@@ -35,18 +36,15 @@ public:
     [[nodiscard]] bool is_in_doubt() const noexcept { return in_doubt_; }
 
 private:
-    [[nodiscard]] std::optional<std::string> judge(std::uint32_t privilege, std::uint32_t ip, std::uint32_t port);
+    [[nodiscard]] std::optional<std::string> judge(std::uint32_t privilege, const PrivilegeHolder& holder) const;
 
     ControlChannel& channel_;
     const net::Clock& clock_;
     bool has_control_;
-    bool tells_holder_;
+    std::optional<PrivilegeHolder> holder_;
     bool in_doubt_ = false;
     int missed_in_a_row_ = 0;
     net::Clock::time_point begin_;
-    /// What the device said of its controller when this side had just become it. Compared with itself only: with a
-    /// translation on the way it is not what this side takes for its own address.
-    std::optional<std::uint64_t> own_holder_;
 };
 
 /// The time between beats for a device that forgets its controller after `timeout`.

@@ -16,21 +16,29 @@ namespace privilege = wire::bootstrap::privilege;
 
 PvResult held_by_another(ControlChannel& channel, std::uint32_t capability, bool exclusively)
 {
+    const auto holder = read_holder(channel, capability);
     return {PvResult::StateError, "The device " + channel.device().address.to_string() + " is controlled" +
-                                      (exclusively ? " exclusively " : " ") + holder_text(channel, capability)};
+                                      (exclusively ? " exclusively by " : " by ") +
+                                      (holder ? text_of(*holder) : "another application")};
 }
 
 }  // namespace
 
-std::string holder_text(ControlChannel& channel, std::uint32_t capability)
+std::optional<PrivilegeHolder> read_holder(ControlChannel& channel, std::uint32_t capability)
 {
+    if ((capability & bootstrap::capability::application_port_and_ip) == 0)
+        return std::nullopt;
     const std::array<std::uint32_t, 2> addresses = {bootstrap::primary_application_ip,
                                                     bootstrap::primary_application_port};
     std::array<std::uint32_t, 2> values{};
-    if ((capability & bootstrap::capability::application_port_and_ip) != 0 &&
-        channel.read_registers(addresses, values) && values[0] != 0)
-        return "by " + net::Ipv4Address{values[0]}.to_string() + ", port " + std::to_string(values[1] & 0xFFFF);
-    return "by another application";
+    if (!channel.read_registers(addresses, values) || values[0] == 0)
+        return std::nullopt;
+    return PrivilegeHolder{{values[0]}, static_cast<std::uint16_t>(values[1])};
+}
+
+std::string text_of(const PrivilegeHolder& holder)
+{
+    return holder.address.to_string() + ", port " + std::to_string(holder.port);
 }
 
 PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability)

@@ -45,7 +45,7 @@ protected:
 
 TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(beat(monitor), std::nullopt);
@@ -54,7 +54,7 @@ TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
 
 TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000000");
     const auto lost = beat(monitor);
     ASSERT_TRUE(lost);
@@ -63,7 +63,7 @@ TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
 
 TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
 {
-    device::HeartbeatMonitor monitor(channel, false, true, clock);
+    device::HeartbeatMonitor monitor(channel, false, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000000");
     EXPECT_EQ(beat(monitor), std::nullopt);
 }
@@ -71,7 +71,7 @@ TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
 TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
 {
     channel.set_concatenation(true);
-    device::HeartbeatMonitor monitor(channel, true, true, clock);
+    device::HeartbeatMonitor monitor(channel, true, device::PrivilegeHolder{{0xC0A80101}, 40000}, clock);
     answer_with("0000 0081 000C 0000 00000002 C0A80101 00009C40");
     EXPECT_EQ(beat(monitor), std::nullopt);
     EXPECT_EQ(beat(monitor), std::nullopt);
@@ -83,14 +83,14 @@ TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
 
 TEST_F(HeartbeatMonitorTest, NoticesThatItIsDeniedAccess)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("8006 0081 0000 0000");
     EXPECT_TRUE(beat(monitor));
 }
 
 TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     EXPECT_EQ(beat(monitor), std::nullopt);
     const auto heard = clock.now();
@@ -106,7 +106,7 @@ TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
 
 TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     for (int i = 0; i < 20; ++i) {
         transport.on_send = nullptr;
         EXPECT_EQ(monitor.beat(3000ms, {500ms, 1}), std::nullopt);
@@ -118,7 +118,7 @@ TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
 
 TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     EXPECT_EQ(beat(monitor), std::nullopt);
     clock.advance(60s);  // a debugger held this process
@@ -131,7 +131,7 @@ TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
 
 TEST_F(HeartbeatMonitorTest, AClosedChannelIsNoLoss)
 {
-    device::HeartbeatMonitor monitor(channel, true, false, clock);
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     channel.close();
     EXPECT_EQ(beat(monitor), std::nullopt);
 }
@@ -202,8 +202,10 @@ TEST_F(HeartbeatThreadTest, MayBeDestroyedFromWithinItsCallback)
     {
         const std::scoped_lock lock(made);
         heartbeat = std::make_unique<device::Heartbeat>(connection, settings, [&, gone](const std::string&) {
-            const std::scoped_lock inner(made);
-            heartbeat.reset();
+            {
+                const std::scoped_lock inner(made);
+                heartbeat.reset();
+            }
             gone->set_value();
         });
     }
