@@ -59,34 +59,39 @@ template void apply_gain(const ColorGains&, std::size_t, std::size_t, std::size_
 template <class Sample>
 void rgb_to_grey(const Channels<const Sample>& from, std::size_t width, Sample* to) noexcept
 {
-    const auto& [red, green, blue] = from.color;
+    const auto [red, green, blue] = from.color;
     for (std::size_t x = 0; x < width; ++x)
         to[x] = static_cast<Sample>((y_red * red[x] + y_green * green[x] + y_blue * blue[x] + half) >> fraction_bits);
 }
 template void rgb_to_grey(const Channels<const std::uint8_t>&, std::size_t, std::uint8_t*) noexcept;
 template void rgb_to_grey(const Channels<const std::uint16_t>&, std::size_t, std::uint16_t*) noexcept;
 
+// The addresses are copied first: bytes that are written could otherwise be the addresses' own, to the compiler. And
+// one channel at a time: it does not vectorise loops over six.
+
 void rgb_to_yuv(std::size_t width, const Channels<const std::uint8_t>& from, const Channels<std::uint8_t>& to) noexcept
 {
-    for (std::size_t x = 0; x < width; ++x) {
-        const int r = from.color[0][x];
-        const int g = from.color[1][x];
-        const int b = from.color[2][x];
-        to.color[0][x] = static_cast<std::uint8_t>((y_red * r + y_green * g + y_blue * b + half) >> fraction_bits);
-        to.color[1][x] = limited(((u_red * r + u_green * g + u_blue * b + half) >> fraction_bits) + 128);
-        to.color[2][x] = limited(((v_red * r + v_green * g + v_blue * b + half) >> fraction_bits) + 128);
-    }
+    const auto [red, green, blue] = from.color;
+    const auto weigh = [width, r = red, g = green, b = blue](int of_red, int of_green, int of_blue, int zero,
+                                                             std::uint8_t* out) {
+        for (std::size_t x = 0; x < width; ++x)
+            out[x] = limited(((of_red * r[x] + of_green * g[x] + of_blue * b[x] + half) >> fraction_bits) + zero);
+    };
+    weigh(y_red, y_green, y_blue, 0, to.color[0]);
+    weigh(u_red, u_green, u_blue, 128, to.color[1]);
+    weigh(v_red, v_green, v_blue, 128, to.color[2]);
 }
 
 void yuv_to_rgb(std::size_t width, const Channels<std::uint8_t>& line) noexcept
 {
+    const auto [first, second, third] = line.color;
     for (std::size_t x = 0; x < width; ++x) {
-        const int y = line.color[0][x];
-        const int u = line.color[1][x] - 128;
-        const int v = line.color[2][x] - 128;
-        line.color[0][x] = limited(y + ((red_v * v + half) >> fraction_bits));
-        line.color[1][x] = limited(y + ((green_u * u + green_v * v + half) >> fraction_bits));
-        line.color[2][x] = limited(y + ((blue_u * u + half) >> fraction_bits));
+        const int y = first[x];
+        const int u = second[x] - 128;
+        const int v = third[x] - 128;
+        first[x] = limited(y + ((red_v * v + half) >> fraction_bits));
+        second[x] = limited(y + ((green_u * u + green_v * v + half) >> fraction_bits));
+        third[x] = limited(y + ((blue_u * u + half) >> fraction_bits));
     }
 }
 

@@ -25,8 +25,9 @@ void apply_gain(const ColorGains& gains, std::size_t color, std::size_t width, s
 template <class Sample>
 void rgb_to_grey(const Channels<const Sample>& from, std::size_t width, Sample* to) noexcept;
 
-/// In place: red, green, blue become Y, U, V and back.
+/// Y, U and V of a line of RGB, in lines of their own.
 void rgb_to_yuv(std::size_t width, const Channels<const std::uint8_t>& from, const Channels<std::uint8_t>& to) noexcept;
+/// The opposite, in place.
 void yuv_to_rgb(std::size_t width, const Channels<std::uint8_t>& line) noexcept;
 
 void narrow_line(const std::uint16_t* from, std::size_t width, std::uint8_t* to) noexcept;

@@ -24,9 +24,12 @@ enum Place : std::size_t {
     alpha,
     other_depth_0,
     other_depth_1,
-    other_depth_2
+    other_depth_2,
+    yuv_0,
+    yuv_1,
+    yuv_2
 };
-static_assert(other_depth_2 + 1 == scratch_lines);
+static_assert(yuv_2 + 1 == scratch_lines);
 
 template <class Sample>
 Channels<const Sample> read_only(const Channels<Sample>& channels) noexcept
@@ -139,8 +142,7 @@ private:
 
     void write_yuv(const Channels<Sample>& line, const PackedLine<Byte>& out) noexcept
     {
-        const Channels<Byte> yuv{{scratch_.line<Byte>(other_depth_0), scratch_.line<Byte>(other_depth_1),
-                                  scratch_.line<Byte>(other_depth_2)},
+        const Channels<Byte> yuv{{scratch_.line<Byte>(yuv_0), scratch_.line<Byte>(yuv_1), scratch_.line<Byte>(yuv_2)},
                                  nullptr};
         Channels<const Byte> rgb;
         for (std::size_t c = 0; c < 3; ++c)

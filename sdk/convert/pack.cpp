@@ -46,9 +46,9 @@ void pack_quads(const Channels<const Byte>& from, std::size_t width, Byte* to) n
 
 void pack_rgb555(const Channels<const Byte>& from, std::size_t width, Byte* to) noexcept
 {
+    const auto [red, green, blue] = from.color;
     for (std::size_t x = 0; x < width; ++x)
-        store16(to + 2 * x, static_cast<unsigned>(from.color[0][x] >> 3 << 10 | from.color[1][x] >> 3 << 5 |
-                                                  from.color[2][x] >> 3));
+        store16(to + 2 * x, static_cast<unsigned>(red[x] >> 3 << 10 | green[x] >> 3 << 5 | blue[x] >> 3));
 }
 
 /// Two pixels in four bytes, Y of each at `luma` and two further on, U and then V in the other places. A last single
@@ -57,7 +57,7 @@ void pack_422(const Channels<const Byte>& from, std::size_t width, std::size_t l
 {
     const auto mean = [](unsigned a, unsigned b) { return static_cast<Byte>((a + b + 1) / 2); };
     const std::size_t chroma = 1 - luma;
-    const auto& [y, u, v] = from.color;
+    const auto [y, u, v] = from.color;
     std::size_t x = 0;
     for (; x + 1 < width; x += 2, to += 4) {
         to[luma] = y[x];
@@ -73,10 +73,11 @@ void pack_422(const Channels<const Byte>& from, std::size_t width, std::size_t l
 
 void pack_yuv444(const Channels<const Byte>& from, std::size_t width, Byte* to) noexcept
 {
+    const auto [y, u, v] = from.color;
     for (std::size_t x = 0; x < width; ++x) {
-        to[3 * x] = from.color[1][x];
-        to[3 * x + 1] = from.color[0][x];
-        to[3 * x + 2] = from.color[2][x];
+        to[3 * x] = u[x];
+        to[3 * x + 1] = y[x];
+        to[3 * x + 2] = v[x];
     }
 }
 

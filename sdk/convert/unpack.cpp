@@ -53,21 +53,27 @@ constexpr ChromaGroup group_411{4, 6, 0, 3, {1, 2, 4, 5}};
 constexpr ChromaGroup group_uyvy{2, 4, 0, 2, {1, 3}};
 constexpr ChromaGroup group_yuyv{2, 4, 1, 3, {0, 2}};
 
-/// A last group that is not whole may end before its V: then V is the group's before, or neutral when there is none.
-void unpack_shared_chroma(const ChromaGroup& group, const Byte* from, std::size_t width,
-                          const Channels<Byte>& to) noexcept
+template <ChromaGroup group>
+void unpack_group(const Byte* from, std::size_t pixels, Byte v, std::size_t x, const Channels<Byte> to) noexcept
 {
-    Byte v = 128;
-    for (std::size_t x = 0; x < width; x += group.pixels, from += group.bytes) {
-        const std::size_t pixels = std::min(group.pixels, width - x);
-        const std::size_t bytes = (pixels * group.bytes + group.pixels - 1) / group.pixels;
-        if (group.v < bytes)
-            v = from[group.v];
-        for (std::size_t i = 0; i < pixels; ++i) {
-            to.color[0][x + i] = from[group.y[i]];
-            to.color[1][x + i] = from[group.u];
-            to.color[2][x + i] = v;
-        }
+    for (std::size_t i = 0; i < pixels; ++i) {
+        to.color[0][x + i] = from[group.y[i]];
+        to.color[1][x + i] = from[group.u];
+        to.color[2][x + i] = v;
+    }
+}
+
+/// A last group that is not whole may end before its V: then V is the group's before, or neutral when there is none.
+template <ChromaGroup group>
+void unpack_shared_chroma(const Byte* from, std::size_t width, const Channels<Byte> to) noexcept
+{
+    std::size_t x = 0;
+    for (; x + group.pixels <= width; x += group.pixels, from += group.bytes)
+        unpack_group<group>(from, group.pixels, from[group.v], x, to);
+    if (const std::size_t left = width - x; left > 0) {
+        const std::size_t bytes = (left * group.bytes + group.pixels - 1) / group.pixels;
+        const Byte v = group.v < bytes ? from[group.v] : (x > 0 ? to.color[2][x - 1] : Byte{128});
+        unpack_group<group>(from, left, v, x, to);
     }
 }
 
@@ -149,9 +155,9 @@ void unpack_line(const Format& format, const PackedLine<const Byte>& from, std::
         for (std::size_t c = 0; c < 3; ++c)
             std::memcpy(to.color[c], from[c], width);
         break;
-    case Packing::yuv411: unpack_shared_chroma(group_411, from[0], width, to); break;
-    case Packing::uyvy: unpack_shared_chroma(group_uyvy, from[0], width, to); break;
-    case Packing::yuyv: unpack_shared_chroma(group_yuyv, from[0], width, to); break;
+    case Packing::yuv411: unpack_shared_chroma<group_411>(from[0], width, to); break;
+    case Packing::uyvy: unpack_shared_chroma<group_uyvy>(from[0], width, to); break;
+    case Packing::yuyv: unpack_shared_chroma<group_yuyv>(from[0], width, to); break;
     case Packing::yuv444:
         for (std::size_t x = 0; x < width; ++x) {
             to.color[1][x] = from[0][3 * x];

@@ -117,6 +117,45 @@ TEST(Converter, PaddingOfTheSourceIsSkippedAndThatOfTheDestinationUntouched)
         }
 }
 
+/// The type, without loss, that stands between a type and every destination.
+PvPixelType intermediate(PvPixelType from)
+{
+    const auto id = from & 0xFFFF;
+    const bool colour = (from >> 24) == 2;
+    const bool bayer = !colour && ((id >= 0x08 && id <= 0x13) || (id >= 0x26 && id <= 0x31));
+    const auto bits = PvImage::GetPixelBitCount(from);
+    const bool deep =
+        colour ? (bits == 48 || bits == 36 || from == PvPixelBGR10V1Packed || from == PvPixelBGR10V2Packed) : bits > 8;
+    if (!colour && !bayer)
+        return deep ? PvPixelMono16 : PvPixelMono8;
+    return deep ? PvPixelRGB16Packed : PvPixelRGB8Packed;
+}
+
+TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
+{
+    PvBufferConverter converter;
+    ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
+    const std::set<PvPixelType> yuv = {PvPixelYUV411Packed, PvPixelYUV422Packed, PvPixelYUV422YUYVPacked,
+                                       PvPixelYUV444Packed};
+    for (const auto from : pv_pixel_types)
+        for (const auto to : destinations) {
+            // between YUV types, and from there to grey, there is no detour over RGB; alpha would be lost on it
+            if (from == to || (yuv.count(from) != 0 && (yuv.count(to) != 0 || (to >> 24) == 1)) ||
+                ((from == PvPixelRGBA8Packed || from == PvPixelBGRA8Packed) &&
+                 (to == PvPixelRGBA8Packed || to == PvPixelBGRA8Packed)))
+                continue;
+            const auto source = test::blank(13, 5, from);
+            test::fill_random(*source, from ^ to);
+            const auto between = test::blank(13, 5, intermediate(from));
+            const auto over = test::blank(13, 5, to);
+            const auto straight = test::blank(13, 5, to);
+            ASSERT_TRUE(converter.Convert(source.get(), between.get()).IsOK());
+            ASSERT_TRUE(converter.Convert(between.get(), over.get()).IsOK());
+            ASSERT_TRUE(converter.Convert(source.get(), straight.get()).IsOK());
+            EXPECT_EQ(test::bytes_of(*straight), test::bytes_of(*over)) << std::hex << from << " " << to;
+        }
+}
+
 TEST(Converter, AnyNumberOfThreadsGivesTheSameBytes)
 {
     for (const auto from : {PvPixelBayerRG8, PvPixelBayerGB12Packed, PvPixelYUV422Packed, PvPixelRGB12V1Packed,

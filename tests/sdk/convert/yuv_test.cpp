@@ -68,6 +68,17 @@ TEST(Yuv, PrimariesByTheStandardsFormula)
               (Bytes{200, 234, 23}));  // 200, 200 + 34.4, 200 - 177.2
 }
 
+TEST(Yuv, DeepColoursAreNarrowedFirst)
+{
+    const Bytes deep = {0x99, 200, 0x99, 100, 0x99, 50, 0, 255, 0, 0, 0, 0};
+    const Bytes shallow = {200, 100, 50, 255, 0, 0};
+    for (const auto type : {PvPixelYUV444Packed, PvPixelYUV422Packed, PvPixelYUV422YUYVPacked}) {
+        EXPECT_EQ(converted(PvPixelRGB16Packed, 2, deep, type), converted(PvPixelRGB8Packed, 2, shallow, type));
+        EXPECT_EQ(converted(PvPixelMono16, 2, {0x99, 200, 0x99, 100}, type),
+                  converted(PvPixelMono8, 2, {200, 100}, type));
+    }
+}
+
 TEST(Yuv, GreyStaysGreyAtEveryLevel)
 {
     for (unsigned level = 0; level < 256; ++level) {
