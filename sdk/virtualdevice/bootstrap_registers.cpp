@@ -13,6 +13,8 @@ namespace reg = wire::bootstrap;
 // Applications that are slow to answer must not lose control at once, whatever they wrote.
 constexpr std::uint32_t shortest_heartbeat_timeout = 500;
 constexpr std::uint32_t default_heartbeat_timeout = 3000;
+constexpr std::uint32_t default_message_timeout_ms = 300;
+constexpr std::uint32_t default_message_retries = 2;
 // A device answers, or says that it will take longer, within this time.
 constexpr std::uint32_t pending_timeout_ms = 100;
 
@@ -152,16 +154,23 @@ void GvcpResponder::add_message_registers()
 {
     if (!description_.message_channel)
         return;
-    registers_.add_register(reg::message_channel_port, Access::read_write, 0,
-                            {.refresh = {}, .accept = [](std::uint32_t& value) {
-                                 if ((value & interface_index_mask) != 0)
-                                     return Status::invalid_parameter;
-                                 value &= stream_port_mask;
-                                 return Status::success;
-                             }});
-    registers_.add_register(reg::message_channel_destination, Access::read_write, 0);
-    registers_.add_register(reg::message_channel_timeout, Access::read_write, 300);
-    registers_.add_register(reg::message_channel_retry_count, Access::read_write, 2);
+    const auto add_watched = [this](std::uint32_t address, std::uint32_t initial) {
+        registers_.add_register(address, Access::read_write, initial,
+                                {.refresh = {}, .accept = [this, address](std::uint32_t& value) {
+                                     if (address == reg::message_channel_port) {
+                                         if ((value & interface_index_mask) != 0)
+                                             return Status::invalid_parameter;
+                                         value &= stream_port_mask;
+                                     }
+                                     registers_.set_value(address, value);
+                                     hooks_.on_message_channel_changed(message_channel());
+                                     return Status::success;
+                                 }});
+    };
+    add_watched(reg::message_channel_port, 0);
+    add_watched(reg::message_channel_destination, 0);
+    add_watched(reg::message_channel_timeout, default_message_timeout_ms);
+    add_watched(reg::message_channel_retry_count, default_message_retries);
     registers_.add_register(reg::message_channel_source_port, Access::read_only, 0);
 }
 
@@ -235,6 +244,16 @@ StreamChannel GvcpResponder::stream_channel(unsigned channel) const
     return state;
 }
 
+MessageChannelState GvcpResponder::message_channel() const
+{
+    if (!description_.message_channel)
+        return {};
+    return {.destination = {{registers_.value(reg::message_channel_destination)},
+                            static_cast<std::uint16_t>(registers_.value(reg::message_channel_port))},
+            .timeout = std::chrono::milliseconds(registers_.value(reg::message_channel_timeout)),
+            .retry_count = registers_.value(reg::message_channel_retry_count)};
+}
+
 bool GvcpResponder::extended_status() const
 {
     return (registers_.value(reg::gvcp_configuration) & reg::configuration::extended_status_1_1) != 0;
@@ -278,8 +297,10 @@ void GvcpResponder::release_control()
 
 void GvcpResponder::close_channels()
 {
-    if (description_.message_channel)
+    if (description_.message_channel) {
         registers_.set_value(reg::message_channel_port, 0);
+        hooks_.on_message_channel_changed(message_channel());
+    }
     for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {
         registers_.set_value(reg::stream_register(channel, reg::stream::port), 0);
         hooks_.on_stream_channel_changed(channel, stream_channel(channel));

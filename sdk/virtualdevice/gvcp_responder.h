@@ -32,6 +32,15 @@ struct StreamChannel {
     [[nodiscard]] bool is_open() const noexcept { return destination.port != 0 && !destination.address.is_any(); }
 };
 
+/// Where and how events are told, as the message channel's registers say.
+struct MessageChannelState {
+    net::Endpoint destination;            ///< port 0: closed
+    std::chrono::milliseconds timeout{};  ///< until an event is told again; 0: no acknowledge is asked for
+    std::uint32_t retry_count = 0;
+
+    [[nodiscard]] bool is_open() const noexcept { return destination.port != 0 && !destination.address.is_any(); }
+};
+
 /// What the owner of the device is asked and told. Every call comes with the responder's lock held, on the thread that
 /// handled the datagram; an implementation must not call back into handle(), tick() or lock().
 class DeviceHooks {
@@ -40,6 +49,7 @@ public:
     /// An application took control, gave it up or lost it. Without control all channels are closed.
     virtual void on_control_changed(bool /*controlled*/) {}
     virtual void on_stream_channel_changed(unsigned /*channel*/, const StreamChannel& /*state*/) {}
+    virtual void on_message_channel_changed(const MessageChannelState& /*state*/) {}
     /// One test packet of the channel's packet size is wanted at its destination.
     virtual void on_test_packet(unsigned /*channel*/, const StreamChannel& /*state*/) {}
     virtual void on_packet_resend(const wire::gvcp::PacketResend& /*range*/) {}
@@ -91,6 +101,7 @@ public:
     [[nodiscard]] RegisterMap& registers() noexcept { return registers_; }
     /// The state of a stream channel; hold lock(), or be in a hook.
     [[nodiscard]] StreamChannel stream_channel(unsigned channel) const;
+    [[nodiscard]] MessageChannelState message_channel() const;
     /// True while an application holds control; hold lock(), or be in a hook.
     [[nodiscard]] bool controlled() const noexcept { return controller_.has_value(); }
     /// Whether the application that controls the device asked for the newer status codes.

@@ -44,8 +44,9 @@ FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings,
     return rendered;
 }
 
-Acquisition::Acquisition(net::Ipv4Address source, std::size_t history_blocks, const net::Clock& clock)
-    : clock_(clock),
+Acquisition::Acquisition(net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
+                         const net::Clock& clock)
+    : events_(events), clock_(clock),
       socket_(net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes})),
       transmitter_(socket_, history_blocks, clock), epoch_(clock.now()), worker_([this] { run(); })
 {}
@@ -70,23 +71,32 @@ void Acquisition::start(const AcquisitionSettings& settings)
     frames_left_ =
         settings.mode == AcquisitionMode::single_frame ? 1 : std::max<std::uint32_t>(1, settings.frame_count);
     next_frame_ = clock_.now();
+    events_.raise(EventKind::acquisition_start, ticks(next_frame_));
+    changed_.notify_all();
+}
+
+// Called with the lock held.
+void Acquisition::end()
+{
+    if (!running_)
+        return;
+    running_ = false;
+    events_.raise(EventKind::acquisition_end, ticks(clock_.now()));
     changed_.notify_all();
 }
 
 void Acquisition::stop()
 {
     const std::lock_guard guard(mutex_);
-    running_ = false;
-    changed_.notify_all();
+    end();
 }
 
 void Acquisition::abort()
 {
     const std::lock_guard guard(mutex_);
-    running_ = false;
+    end();
     if (sending_)
         transmitter_.abort();
-    changed_.notify_all();
 }
 
 bool Acquisition::is_running() const
@@ -143,7 +153,12 @@ void Acquisition::resend(const wire::gvcp::PacketResend& range, bool extended_st
 std::uint64_t Acquisition::timestamp() const
 {
     const std::lock_guard guard(mutex_);
-    return static_cast<std::uint64_t>(std::chrono::nanoseconds(clock_.now() - epoch_).count());
+    return ticks(clock_.now());
+}
+
+std::uint64_t Acquisition::ticks(net::Clock::time_point at) const
+{
+    return static_cast<std::uint64_t>(std::chrono::nanoseconds(at - epoch_).count());
 }
 
 void Acquisition::reset_timestamp()
@@ -202,16 +217,18 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
         next_frame_ = now + settings.period;
     if (settings.triggered)
         --triggers_;
-    if (settings.mode != AcquisitionMode::continuous && --frames_left_ == 0)
-        running_ = false;
-    if (!channel.is_open())
+    const bool last = settings.mode != AcquisitionMode::continuous && --frames_left_ == 0;
+    if (!channel.is_open()) {
+        if (last)
+            end();
         return;
+    }
 
     block_id_ = transmitter::next_block_id(block_id_, channel.extended_ids);
     auto block = std::make_shared<transmitter::Block>();
     block->block_id = block_id_;
     block->leader.payload_type = wire::gvsp::payload_type::image;
-    block->leader.timestamp = static_cast<std::uint64_t>(std::chrono::nanoseconds(now - epoch_).count());
+    block->leader.timestamp = ticks(now);
     block->leader.image = wire::gvsp::ImageInfo{.pixel_format = settings.frame.pixel_format,
                                                 .size_x = settings.frame.width,
                                                 .size_y = settings.frame.height,
@@ -219,20 +236,26 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
                                                 .offset_y = settings.frame.offset_y};
     block->trailer.payload_type = wire::gvsp::payload_type::image;
     block->trailer.size_y = settings.frame.height;
+    const std::uint64_t block_id = block_id_;
+    events_.raise(EventKind::frame_start, ticks(now), block_id);
+    if (last)
+        end();
     sending_ = true;
     transmitter_.clear_abort();
     lock.unlock();
 
-    const FrameCache::Frame frame = cache_.frame(settings.frame, block->block_id);
+    const FrameCache::Frame frame = cache_.frame(settings.frame, block_id);
     block->data = *frame;
     block->owner = frame;
     transmitter_.configure({.destination = channel.destination,
                             .packet_size = channel.packet_size,
                             .extended_ids = channel.extended_ids,
                             .packet_delay = std::chrono::nanoseconds(channel.packet_delay)});
-    transmitter_.send(std::move(block));
+    const std::error_code error = transmitter_.send(std::move(block));
 
     lock.lock();
+    if (!error)
+        events_.raise(EventKind::frame_end, ticks(clock_.now()), block_id);
     sending_ = false;
     changed_.notify_all();
 }

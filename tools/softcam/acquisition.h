@@ -14,6 +14,7 @@
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/virtualdevice/test_pattern.h"
+#include "tools/softcam/events.h"
 
 namespace softcam {
 
@@ -48,8 +49,8 @@ private:
 /// waits for the block that is being sent.
 class Acquisition {
 public:
-    /// Sends from `source`. Throws std::system_error when that cannot be bound.
-    Acquisition(net::Ipv4Address source, std::size_t history_blocks, const net::Clock& clock);
+    /// Sends from `source`. Throws std::system_error when that cannot be bound. `events` and `clock` must outlive it.
+    Acquisition(net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events, const net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition();
@@ -84,9 +85,12 @@ public:
 
 private:
     void run();
+    void end();
+    [[nodiscard]] std::uint64_t ticks(net::Clock::time_point at) const;
     void take_frame(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool ready_for_frame() const;
 
+    CameraEvents& events_;
     const net::Clock& clock_;
     net::UdpSocket socket_;
     transmitter::BlockTransmitter transmitter_;

@@ -52,16 +52,17 @@ class Camera::Impl : private virtual_device::DeviceHooks {
 public:
     Impl(const CameraOptions& options, const net::Clock& clock)
         : adapter_(resolve(options.adapter)), archive_(zip_one_file("softcam.xml", description_xml())),
-          mac_(virtual_device::made_up_mac(adapter_.address)),
-          acquisition_(adapter_.address, options.history_blocks, clock), responder_(describe(options), *this, clock),
-          features_(responder_, acquisition_, [this] { request_reset(); }), server_(responder_)
+          mac_(virtual_device::made_up_mac(adapter_.address)), events_(adapter_.address),
+          acquisition_(adapter_.address, options.history_blocks, events_, clock),
+          responder_(describe(options), *this, clock),
+          features_(responder_, acquisition_, events_, [this] { request_reset(); }), server_(responder_)
     {
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
         map.add(virtual_device::memory_region(reg::description, archive_));
         if (options.extended_ids)
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
-        publish_source_port();
+        publish_source_ports();
         if (options.drop_per_mille > 0)
             acquisition_.set_loss(std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed));
     }
@@ -80,6 +81,7 @@ public:
     }
     [[nodiscard]] net::MacAddress mac() const { return mac_; }
     [[nodiscard]] virtual_device::GvcpResponder& responder() { return responder_; }
+    [[nodiscard]] CameraEvents& events() { return events_; }
     [[nodiscard]] Acquisition& acquisition() { return acquisition_; }
 
 private:
@@ -98,15 +100,18 @@ private:
         description.first_url = virtual_device::local_url("softcam.zip", reg::description, archive_.size());
         description.stream_channels = 1;
         description.action_signals = 1;
+        description.message_channel = true;
         description.extended_ids = true;
         description.packet_resend = true;
         return description;
     }
 
-    void publish_source_port()
+    void publish_source_ports()
     {
         using namespace wire::bootstrap;
-        responder_.registers().set_value(stream_register(0, stream::source_port), acquisition_.source_port());
+        auto& map = responder_.registers();
+        map.set_value(stream_register(0, stream::source_port), acquisition_.source_port());
+        map.set_value(message_channel_source_port, events_.channel().source_port());
     }
 
     void request_reset()
@@ -118,10 +123,11 @@ private:
     void on_control_changed(bool controlled) override
     {
         if (controlled) {
-            // an address given by FORCEIP is where pictures come from, too
+            // an address given by FORCEIP is where pictures and events come from, too
             if (server_.is_running()) {
                 acquisition_.reopen(server_.address());
-                publish_source_port();
+                events_.channel().reopen(server_.address());
+                publish_source_ports();
             }
             return;
         }
@@ -135,6 +141,11 @@ private:
     void on_stream_channel_changed(unsigned, const virtual_device::StreamChannel& state) override
     {
         acquisition_.set_channel(state);
+    }
+
+    void on_message_channel_changed(const virtual_device::MessageChannelState& state) override
+    {
+        events_.channel().configure(state);
     }
 
     void on_test_packet(unsigned, const virtual_device::StreamChannel& state) override
@@ -171,6 +182,7 @@ private:
     const std::string archive_;
     const net::MacAddress mac_;
     bool reset_requested_ = false;  // guarded by the responder's lock
+    CameraEvents events_;
     Acquisition acquisition_;
     virtual_device::GvcpResponder responder_;
     FeatureRegisters features_;
@@ -185,6 +197,7 @@ net::Ipv4Address Camera::address() const { return impl_->address(); }
 net::MacAddress Camera::mac() const { return impl_->mac(); }
 virtual_device::GvcpStatistics Camera::control_statistics() const { return impl_->responder().statistics(); }
 transmitter::TransmitterStatistics Camera::stream_statistics() const { return impl_->acquisition().statistics(); }
+virtual_device::MessageStatistics Camera::message_statistics() const { return impl_->events().channel().statistics(); }
 virtual_device::GvcpResponder& Camera::responder() noexcept { return impl_->responder(); }
 void Camera::set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { impl_->acquisition().set_loss(std::move(loss)); }
 

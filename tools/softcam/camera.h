@@ -9,6 +9,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
+#include "sdk/virtualdevice/message_channel.h"
 
 namespace softcam {
 
@@ -44,6 +45,7 @@ public:
 
     [[nodiscard]] virtual_device::GvcpStatistics control_statistics() const;
     [[nodiscard]] transmitter::TransmitterStatistics stream_statistics() const;
+    [[nodiscard]] virtual_device::MessageStatistics message_statistics() const;
 
     /// The camera's protocol machine, for tests that look inside or act as a fault.
     [[nodiscard]] virtual_device::GvcpResponder& responder() noexcept;

@@ -57,8 +57,9 @@ double decibel_factor(std::uint32_t tenths) { return std::pow(10.0, static_cast<
 }  // namespace
 
 FeatureRegisters::FeatureRegisters(virtual_device::GvcpResponder& responder, Acquisition& acquisition,
-                                   std::function<void()> reset)
-    : responder_(responder), map_(responder.registers()), acquisition_(acquisition), reset_(std::move(reset))
+                                   CameraEvents& events, std::function<void()> reset)
+    : responder_(responder), map_(responder.registers()), acquisition_(acquisition), events_(events),
+      reset_(std::move(reset))
 {
     const auto guard = responder_.lock();
     add_device_registers();
@@ -68,13 +69,15 @@ FeatureRegisters::FeatureRegisters(virtual_device::GvcpResponder& responder, Acq
     add_line_registers();
     add_user_set_registers();
     add_user_memory_registers();
+    add_event_registers();
     user_sets_.fill(current_settings());
-    acquisition_.change(settings());
+    apply();
 }
 
 void FeatureRegisters::power_on()
 {
     set(reg::user_set_selector, 0);
+    test_events_ = 0;
     apply_settings(user_sets_[value(reg::user_set_default)]);
 }
 
@@ -110,7 +113,7 @@ void FeatureRegisters::add_setting(std::uint32_t address, std::uint32_t initial,
                            const Status status = accept(proposed);
                            if (status == Status::success) {
                                set(address, proposed);
-                               acquisition_.change(settings());
+                               apply();
                            }
                            return status;
                        }});
@@ -136,7 +139,7 @@ void FeatureRegisters::add_wide_setting(std::uint32_t address, std::uint64_t ini
         if (!valid(wire::load_be64(proposed.data())))
             return Status::invalid_parameter;
         std::ranges::copy(proposed, map_.bytes(address).begin());
-        acquisition_.change(settings());
+        apply();
         return Status::success;
     };
     map_.add(std::move(region));
@@ -379,7 +382,26 @@ void FeatureRegisters::add_user_memory_registers()
     add_setting(reg::user_signed, 0, any);
 }
 
+void FeatureRegisters::add_event_registers()
+{
+    for (std::uint32_t kind = 0; kind < event_kinds; ++kind)
+        add_setting(reg::event_notification + 4 * kind, 0, at_most(1));
+    add_command(reg::test_event_generate, [this] {
+        events_.raise(EventKind::test, acquisition_.timestamp(), ++test_events_);
+        return Status::success;
+    });
+}
+
 // ---- settings as a whole ----
+
+void FeatureRegisters::apply()
+{
+    acquisition_.change(settings());
+    std::uint32_t enabled = 0;
+    for (std::uint32_t kind = 0; kind < event_kinds; ++kind)
+        enabled |= value(reg::event_notification + 4 * kind) << kind;
+    events_.set_enabled(enabled);
+}
 
 test_pattern::FrameSettings FeatureRegisters::frame_settings() const
 {
@@ -430,7 +452,7 @@ void FeatureRegisters::apply_settings(const UserSet& set)
 {
     for (const auto& [address, bytes] : set)
         std::ranges::copy(bytes, map_.bytes(address).begin());
-    acquisition_.change(settings());
+    apply();
 }
 
 virtual_device::Status FeatureRegisters::save_user_set()

@@ -18,7 +18,8 @@ class FeatureRegisters {
 public:
     /// `reset` is called when an application asks for a restart. The references must outlive the object, and the object
     /// the responder's last datagram. Takes the responder's lock.
-    FeatureRegisters(virtual_device::GvcpResponder& responder, Acquisition& acquisition, std::function<void()> reset);
+    FeatureRegisters(virtual_device::GvcpResponder& responder, Acquisition& acquisition, CameraEvents& events,
+                     std::function<void()> reset);
     FeatureRegisters(const FeatureRegisters&) = delete;
     FeatureRegisters& operator=(const FeatureRegisters&) = delete;
 
@@ -40,6 +41,7 @@ private:
     void add_line_registers();
     void add_user_set_registers();
     void add_user_memory_registers();
+    void add_event_registers();
 
     // A setting that user sets contain. `accept` may refuse or correct; what is stored applies from the next frame on.
     void add_setting(std::uint32_t address, std::uint32_t initial, Accept accept);
@@ -59,6 +61,8 @@ private:
     [[nodiscard]] std::uint32_t step_x(std::uint32_t pixel_format) const;
     [[nodiscard]] std::uint32_t step_y(std::uint32_t pixel_format) const;
     void fit_geometry();
+    // Lets the camera go by what the registers say.
+    void apply();
 
     [[nodiscard]] UserSet current_settings() const;
     void apply_settings(const UserSet& set);
@@ -67,7 +71,9 @@ private:
     virtual_device::GvcpResponder& responder_;
     virtual_device::RegisterMap& map_;
     Acquisition& acquisition_;
+    CameraEvents& events_;
     std::function<void()> reset_;
+    std::uint32_t test_events_ = 0;
     std::vector<std::uint32_t> saved_;  // addresses of the regions that user sets contain
     std::array<UserSet, 3> user_sets_;  // the first is what the factory set
 };

@@ -61,7 +61,10 @@
     X(user_memory, 0x00016100) /* 256 bytes */                                                                         \
     X(user_float, 0x00016200)  /* 4 bytes, IEEE single */                                                              \
     X(user_text, 0x00016300)   /* 64 bytes */                                                                          \
-    X(user_signed, 0x00016400) /* 4 bytes: two signed fields of 12 and 20 bits */
+    X(user_signed, 0x00016400) /* 4 bytes: two signed fields of 12 and 20 bits */                                      \
+    /* events */                                                                                                       \
+    X(event_notification, 0x00017000) /* five, by EventSelector */                                                     \
+    X(test_event_generate, 0x00017020)
 
 namespace softcam::reg {
 

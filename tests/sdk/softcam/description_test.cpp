@@ -127,7 +127,7 @@ TEST_F(Description, EveryRegisterItDeclaresCanBeAccessedAsDeclared)
     int registers = 0;
     visit(document, [&](const pugi::xml_node& node) {
         const auto address = node.child("Address");
-        if (!address || node.child("pAddress"))
+        if (!address || node.child("pAddress") || std::string(node.child("pPort").child_value()) != "Device")
             return;
         ++registers;
         const auto location = static_cast<std::uint32_t>(std::stoul(address.child_value(), nullptr, 0));

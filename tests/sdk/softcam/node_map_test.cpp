@@ -223,6 +223,35 @@ TEST_F(NodeMap, LoadingAUserSetShowsInCachedFeatures)
     EXPECT_EQ(node("Width").int_value(), 800);
 }
 
+TEST_F(NodeMap, EventFeaturesReadTheEventAsItWasSent)
+{
+    HostSocket messages;
+    ASSERT_EQ(host.write(0x0B10, 0x7F000001), status::success);
+    ASSERT_EQ(host.write(0x0B14, 0), status::success);
+    ASSERT_EQ(host.write(0x0B00, messages.port()), status::success);
+    set("EventSelector", "FrameStart");
+    set("EventNotification", "On");
+    set("EventSelector", "Test");
+    EXPECT_EQ(text("EventNotification"), "Off");
+    set("EventNotification", "On");
+    host.open_stream();
+    clock.advance(2s);
+    set("AcquisitionMode", "SingleFrame");
+    node("AcquisitionStart").execute();
+    const auto frame = messages.receive();
+    ASSERT_TRUE(frame);
+    // addresses count from the first byte of the event, its head included
+    ASSERT_TRUE(map->deliver_event(0x9001, std::span(frame->bytes).subspan(8)));
+    EXPECT_EQ(node("EventFrameStart").int_value(), 0x9001);
+    EXPECT_GE(node("EventFrameStartTimestamp").int_value(), 2'000'000'000);
+    EXPECT_EQ(node("EventFrameStartFrameID").int_value(), 1);
+    node("TestEventGenerate").execute();
+    const auto test = messages.receive();
+    ASSERT_TRUE(test);
+    ASSERT_TRUE(map->deliver_event(0x9004, std::span(test->bytes).subspan(8)));
+    EXPECT_EQ(node("EventTestCount").int_value(), 1);
+}
+
 TEST_F(NodeMap, CommandsReachTheCamera)
 {
     host.open_stream();

@@ -1,0 +1,35 @@
+// What the camera tells on its message channel.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "sdk/virtualdevice/message_channel.h"
+
+namespace softcam {
+
+/// In the order of the EventSelector feature; the event ID is 0x9000 plus the value.
+enum class EventKind : std::uint32_t { acquisition_start, frame_start, frame_end, acquisition_end, test };
+inline constexpr std::uint32_t event_kinds = 5;
+
+/// Passes on the events that an application has asked for.
+///
+/// Thread safety: all functions may be called from any thread, with any lock held; none of them waits.
+class CameraEvents {
+public:
+    explicit CameraEvents(net::Ipv4Address source) : channel_(source) {}
+
+    /// Bit n stands for the kind n.
+    void set_enabled(std::uint32_t mask) noexcept { enabled_ = mask; }
+
+    /// The data of frame events is the block ID, that of the test event `number` in 4 bytes; the others have none.
+    void raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number = 0);
+
+    [[nodiscard]] virtual_device::MessageChannel& channel() noexcept { return channel_; }
+
+private:
+    std::atomic<std::uint32_t> enabled_{0};
+    virtual_device::MessageChannel channel_;
+};
+
+}  // namespace softcam
