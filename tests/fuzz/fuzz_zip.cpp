@@ -1,0 +1,14 @@
+// Packed descriptions: any bytes may be given for an archive; what is unpacked stays within its limits.
+#include "sdk/genapi/zip.h"
+#include "tests/fuzz/input.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    constexpr GenApi::ZipLimits limits{.largest_text = 1 << 20, .largest_ratio = 100};
+    try {
+        fuzz::require(GenApi::unzip_description({data, size}, limits).size() <= limits.largest_text);
+    } catch (const GenApi::DescriptionError& error) {
+        fuzz::require(error.what()[0] != '\0');
+    }
+    return 0;
+}
