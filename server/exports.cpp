@@ -7,7 +7,7 @@
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_is_ending)
 {
     if (reason == DLL_PROCESS_ATTACH) {
-        DisableThreadLibraryCalls(instance);
+        // thread notifications stay on: the runtime inside this DLL frees its per-thread state by them
         server::module().load(instance, server::class_table());
     } else if (reason == DLL_PROCESS_DETACH && process_is_ending == nullptr) {
         // when the process ends, the system takes everything back, and what would be released may be gone already

@@ -59,6 +59,21 @@ TEST_F(Server, ExportsExactlyTheFourEntryPoints)
     EXPECT_EQ(exports->NumberOfFunctions, 4U);
 }
 
+TEST_F(Server, CarriesItsTypeLibraryAndVersion)
+{
+    const HRSRC library = FindResourceW(dll_, MAKEINTRESOURCEW(1), L"TYPELIB");
+    ASSERT_NE(library, nullptr);
+    EXPECT_GT(SizeofResource(dll_, library), 10'000U);
+    const HRSRC version = FindResourceW(dll_, MAKEINTRESOURCEW(VS_VERSION_INFO), MAKEINTRESOURCEW(16));
+    ASSERT_NE(version, nullptr);
+    // the fixed part follows a header and its name, "VS_VERSION_INFO"
+    const auto* fixed = reinterpret_cast<const VS_FIXEDFILEINFO*>(
+        static_cast<const unsigned char*>(LockResource(LoadResource(dll_, version))) + 40);
+    EXPECT_EQ(fixed->dwSignature, 0xFEEF04BDU);
+    EXPECT_EQ(fixed->dwFileVersionMS, 0x00020001U);
+    EXPECT_EQ(fixed->dwFileVersionLS, 0U);
+}
+
 TEST_F(Server, StaysLoadedWhileAnObjectLives)
 {
     EXPECT_EQ(can_unload(), S_OK);
@@ -113,6 +128,20 @@ TEST_F(Server, WorksAgainAfterItWasUnloadedWithItsTypeInformation)
         CoFreeUnusedLibrariesEx(0, 0);
         EXPECT_EQ(GetModuleHandleW(L"VexKamCOMWrapper.dll"), nullptr);
     }
+}
+
+TEST_F(Server, IsUnloadedAfterEveryClassWasUsed)
+{
+    for (const client::KnownClass& known : client::known_classes) {
+        const auto object = create<IDispatch>(guid(known.clsid));
+        ASSERT_TRUE(object);
+        Ref<ITypeInfo> info;
+        EXPECT_EQ(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()), S_OK);
+    }
+    EXPECT_EQ(can_unload(), S_OK);
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    EXPECT_EQ(GetModuleHandleW(L"VexKamCOMWrapper.dll"), nullptr);
 }
 
 TEST_F(Server, GivesTheSameFactoryEveryTime)
