@@ -216,7 +216,22 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
         return PvResult::OK;
     if (underruns_ != underruns)
         return {PvResult::NoAvailableData, "blocks arrived for which no buffer was queued"};
-    return {PvResult::Timeout, "no block was completed within " + std::to_string(timeout_ms) + " ms"};
+    return {PvResult::Timeout,
+            "no block was completed within " + std::to_string(timeout_ms) + " ms" + what_came_so_far()};
+}
+
+/// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come. With `queues_` held.
+std::string StreamChannel::what_came_so_far() const
+{
+    if (counters_.blocks_begun != 0)
+        return {};
+    const std::string way = endpoints_.device.to_string() + " to " + endpoints_.local.to_string() + ", port " +
+                            std::to_string(endpoints_.port);
+    if (counters_.of(PacketFate::foreign) != 0)
+        return ": no packet has come from " + way + ", but from other senders";
+    if (counters_.of(PacketFate::malformed) != 0)
+        return ": what has come from " + way + " is not a stream";
+    return ": no packet has ever come from " + way;
 }
 
 PvResult StreamChannel::abort()

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -85,6 +86,7 @@ private:
     void flush_received();
     void give_all_back();
     static void mark_aborted(PvBuffer& buffer) noexcept;
+    [[nodiscard]] std::string what_came_so_far() const;
     [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms);
 
     const net::Clock& clock_;
