@@ -60,7 +60,7 @@ PvResult PvImage::Alloc(std::uint32_t size_x, std::uint32_t size_y, PvPixelType 
                         std::uint16_t padding_y)
 {
     const acquisition::ImageGeometry wanted{size_x, size_y, pixel_type, 0, 0, padding_x, padding_y};
-    if (const auto checked = check_geometry(wanted); !checked.IsOK())
+    if (auto checked = check_geometry(wanted); !checked.IsOK())
         return checked;
     auto allocated = buffer_.Alloc(static_cast<std::uint32_t>(acquisition::required_size(wanted)));
     if (allocated.IsOK())
@@ -74,7 +74,7 @@ PvResult PvImage::Attach(void* memory, std::uint32_t size_x, std::uint32_t size_
                          std::uint16_t padding_x, std::uint16_t padding_y)
 {
     const acquisition::ImageGeometry wanted{size_x, size_y, pixel_type, 0, 0, padding_x, padding_y};
-    if (const auto checked = check_geometry(wanted); !checked.IsOK())
+    if (auto checked = check_geometry(wanted); !checked.IsOK())
         return checked;
     auto attached = buffer_.Attach(memory, static_cast<std::uint32_t>(acquisition::required_size(wanted)));
     if (attached.IsOK())

@@ -95,7 +95,7 @@ bool PvBufferConverter::IsConversionSupported(PvPixelType source, PvPixelType de
 PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destination, bool realloc_if_needed)
 {
     convert::CheckedImage<const std::uint8_t> from;
-    if (const auto checked = convert::check_image(source, "source", from); !checked.IsOK())
+    if (auto checked = convert::check_image(source, "source", from); !checked.IsOK())
         return checked;
     if (destination == nullptr || destination->GetImage() == nullptr)
         return failure(PvResult::InvalidParameter, "the destination is no buffer for an image");
@@ -115,7 +115,7 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
             engine_ = std::make_unique<Engine>();
         engine_->prepare(threads_, from.view.width, from.view.height);
         if (realloc_if_needed) {
-            if (const auto fitted = fit(source_image, *destination, *convert::find_format(image.GetPixelType()));
+            if (auto fitted = fit(source_image, *destination, *convert::find_format(image.GetPixelType()));
                 !fitted.IsOK())
                 return fitted;
         } else if (image.GetWidth() != source_image.GetWidth() || image.GetHeight() != source_image.GetHeight()) {
@@ -124,7 +124,7 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
                            source_image.GetHeight());
         }
         convert::CheckedImage<std::uint8_t> to;
-        if (const auto checked = convert::check_image(destination, "destination", to); !checked.IsOK())
+        if (auto checked = convert::check_image(destination, "destination", to); !checked.IsOK())
             return checked;
         convert::Conversion conversion{from.format, to.format, from.view, to.view, bayer_filter_, {}};
         if (rgb_filter_)

@@ -32,7 +32,7 @@ void weave(const ImageView<const Byte>& field, std::size_t field_line, const Ima
 PvResult PvFilterDeinterlace::Apply(PvBuffer* buffer)
 {
     CheckedImage<Byte> frame;
-    if (const auto checked = check_image(buffer, "buffer", frame); !checked.IsOK())
+    if (auto checked = check_image(buffer, "buffer", frame); !checked.IsOK())
         return checked;
     const auto& view = frame.view;
     const std::size_t bytes = view.stride * (view.height * view.planes - 1) + view.line_bytes;
@@ -60,10 +60,10 @@ PvResult PvFilterDeinterlace::Apply(const PvBuffer* in, PvBuffer* out)
 PvResult PvFilterDeinterlace::Apply(const PvBuffer* odd, const PvBuffer* even, PvBuffer* out)
 {
     CheckedImage<const Byte> odd_field;
-    if (const auto checked = check_image(odd, "odd field", odd_field); !checked.IsOK())
+    if (auto checked = check_image(odd, "odd field", odd_field); !checked.IsOK())
         return checked;
     CheckedImage<const Byte> even_field;
-    if (const auto checked = check_image(even, "even field", even_field); !checked.IsOK())
+    if (auto checked = check_image(even, "even field", even_field); !checked.IsOK())
         return checked;
     if (out != nullptr && (out == odd || out == even || overlap(*odd, *out) || overlap(*even, *out)))
         return failure(PvResult::InvalidParameter, "the output must have memory of its own");

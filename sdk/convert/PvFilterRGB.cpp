@@ -132,7 +132,7 @@ void PvFilterRGB::Reset() noexcept { *this = PvFilterRGB(); }
 PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
 {
     CheckedImage<const Byte> image;
-    if (const auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
+    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
         return checked;
     if (image.format == nullptr || image.format->model == Model::mono)
         return no_colour(*buffer);
@@ -159,7 +159,7 @@ PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
 PvResult PvFilterRGB::Apply(PvBuffer* buffer)
 {
     CheckedImage<Byte> image;
-    if (const auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
+    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
         return checked;
     if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv)
         return no_colour(*buffer);
@@ -182,7 +182,7 @@ PvResult PvFilterRGB::Apply(PvBuffer* buffer)
 PvResult PvFilterRGB::Apply(const PvBuffer* in, PvBuffer* out)
 {
     CheckedImage<const Byte> image;
-    if (const auto checked = check_image(in, "input", image); !checked.IsOK())
+    if (auto checked = check_image(in, "input", image); !checked.IsOK())
         return checked;
     if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv)
         return no_colour(*in);

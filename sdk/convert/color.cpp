@@ -25,7 +25,7 @@ std::uint32_t fixed_gain(double gain) noexcept
 {
     if (!(gain > 0))  // no number included
         return 0;
-    return static_cast<std::uint32_t>(std::min(gain, 16.0) * 4096 + 0.5);
+    return static_cast<std::uint32_t>(std::lround(std::min(gain, 16.0) * 4096));
 }
 
 }  // namespace

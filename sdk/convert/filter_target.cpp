@@ -32,7 +32,7 @@ PvResult make_like(const PvBuffer& in, std::uint32_t height, PvBuffer* out)
 PvResult copy_image(const PvBuffer* in, PvBuffer* out)
 {
     CheckedImage<const std::uint8_t> from;
-    if (const auto checked = check_image(in, "input", from); !checked.IsOK())
+    if (auto checked = check_image(in, "input", from); !checked.IsOK())
         return checked;
     if (in == out)
         return PvResult::OK;
