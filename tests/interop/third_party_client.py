@@ -130,7 +130,8 @@ def run(report, folder, tools):
         check_stream(report, name, done, numbers, 40, NO_LOST_FRAMES)
         capture.check(report, name, taken, 320 * 240, 40, resends=True)
         gap = capture.packet_gap(taken.file)
-        report.check("camera keeps the packet delay", delay <= gap < 5 * delay, f"{gap * 1e6:.0f} us on average")
+        # the average is a little short when the last packets catch up with a late one
+        report.check("camera keeps the packet delay", 0.9 * delay <= gap < 5 * delay, f"{gap * 1e6:.0f} us on average")
 
     with Host(folder) as host:
         start_camera(host, tools, "--drop", "10", "--seed", "7")
