@@ -23,8 +23,8 @@ constexpr std::size_t packets_per_batch = 64;
 constexpr int socket_buffer_bytes = 16 * 1024 * 1024;
 /// How soon the receive thread notices that it shall stop or flush.
 constexpr std::chrono::milliseconds longest_wait = 20ms;
-/// A flush that a device keeps feeding ends after so many batches.
-constexpr int most_flushed_batches = 4096;
+/// A flush that a device keeps feeding ends after this time; what was there when it began is read much sooner.
+constexpr std::chrono::milliseconds longest_flush = 50ms;
 
 PvResult not_open() { return {PvResult::NotConnected, "the stream is not open"}; }
 
@@ -343,7 +343,8 @@ std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> 
 /// Throws away what the system has received, and the blocks in flight.
 void StreamChannel::flush_received()
 {
-    for (int i = 0; i < most_flushed_batches && !receiver_->receive(0ms).empty(); ++i)
+    const net::Clock::time_point end = clock_.now() + longest_flush;
+    while (!receiver_->receive(0ms).empty() && clock_.now() < end)
         ;
     {
         const std::lock_guard work(work_);
