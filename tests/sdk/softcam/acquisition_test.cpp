@@ -129,9 +129,14 @@ TEST_F(Acquisition, ContinuousGoesOnUntilStopped)
 {
     host.open_stream();
     ASSERT_EQ(host.write(reg::acquisition_mode, 0), status::success);
+    ASSERT_EQ(host.write(reg::width, 64), status::success);
+    ASSERT_EQ(host.write(reg::height, 48), status::success);
+    FrameSettings expected;
+    expected.width = 64;
+    expected.height = 48;
     start();
     for (int i = 0; i < 40; ++i) {
-        expect_frame(FrameSettings{});
+        expect_frame(expected);
         clock.advance(34ms);
     }
     ASSERT_EQ(host.write(reg::acquisition_stop, 1), status::success);

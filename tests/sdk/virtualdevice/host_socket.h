@@ -1,6 +1,7 @@
 // A host's socket on the loopback network, for talking to devices in the same process.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <string_view>
@@ -49,13 +50,12 @@ public:
                                        std::chrono::milliseconds timeout = std::chrono::seconds(5))
     {
         const auto end = net::Clock::steady().now() + timeout;
-        while (auto answer = receive(std::chrono::milliseconds(200))) {
-            if (answer->source.address == *net::Ipv4Address::parse(address))
+        while (true) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - net::Clock::steady().now());
+            auto answer = receive(std::max(left, std::chrono::milliseconds(0)));
+            if (!answer || answer->source.address == *net::Ipv4Address::parse(address))
                 return answer;
-            if (net::Clock::steady().now() > end)
-                break;
         }
-        return std::nullopt;
     }
 
 private:
