@@ -4,7 +4,7 @@
 fuzz_all() {
     local seconds=$1 target name
     ensure_packages test
-    build fuzz
+    build fuzz fuzzers
     for target in build/fuzz/tests/fuzz/fuzz_*; do
         [ -x "$target" ] && [ -f "$target" ] || continue
         name=$(basename "$target")
