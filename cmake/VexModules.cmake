@@ -23,9 +23,19 @@ else()
     target_link_libraries(vex_options INTERFACE Threads::Threads)
 endif()
 
+# The address build is clang's and also holds the fuzz targets, which need its coverage instrumentation.
+set(VEX_FUZZ OFF)
+if(VEX_SANITIZE)
+    add_compile_definitions(VEX_SANITIZED)
+endif()
 if(VEX_SANITIZE STREQUAL "address")
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        set(VEX_FUZZ ON)
+        add_compile_options(-fsanitize=fuzzer-no-link)
+        add_custom_target(fuzzers)
+    endif()
 elseif(VEX_SANITIZE STREQUAL "thread")
     add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
     add_link_options(-fsanitize=thread)
@@ -38,20 +48,43 @@ function(vex_sdk_module name)
     target_link_libraries(${name} PUBLIC vex_options ${ARG_DEPS})
 endfunction()
 
-# vex_test(NAME SOURCES file... [DEPS module...] [TIMEOUT seconds] [LABELS label...]): a GoogleTest program, run as one
-# test; under Windows builds it runs in Wine.
+# vex_test_headers(NAME DEPS module... HEADERS header...): headers compiled once for the test programs that take NAME as
+# their HEADERS. A program, because what reuses it is one too and must be compiled with the same options.
+function(vex_test_headers name)
+    cmake_parse_arguments(ARG "" "" "DEPS;HEADERS" ${ARGN})
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/${name}.cpp CONTENT "int main() {}\n")
+    add_executable(${name} EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/${name}.cpp)
+    vex_test_options(${name} ${ARG_DEPS})
+    target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
+endfunction()
+
+# A test's own code is built for quick compiling: what it tests is optimised.
+function(vex_test_options name)
+    target_compile_options(${name} PRIVATE -O0)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${name} PRIVATE -fpch-preprocess)  # lets ccache see through precompiled headers
+    endif()
+    target_link_libraries(${name} PRIVATE vex_options ${ARGN} vex_gtest)
+endfunction()
+
+# vex_test(NAME SOURCES file... [DEPS module...] [HEADERS target] [TIMEOUT seconds] [LABELS label...]): a GoogleTest
+# program, run as one test; under Windows builds it runs in Wine.
 function(vex_test name)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "" "HEADERS;TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
+    if(NOT ARG_HEADERS)
+        set(ARG_HEADERS vex_test_headers_gtest)
+    endif()
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE vex_options ${ARG_DEPS} vex_gtest)
+    vex_test_options(${name} ${ARG_DEPS})
+    target_precompile_headers(${name} REUSE_FROM ${ARG_HEADERS})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
 
-# vex_fuzz(NAME SOURCES file... [DEPS module...]): a libFuzzer program; built only when VEX_FUZZ is on.
+# vex_fuzz(NAME SOURCES file... [DEPS module...]): a libFuzzer program; only in the address build.
 function(vex_fuzz name)
     if(NOT VEX_FUZZ)
         return()
@@ -62,9 +95,3 @@ function(vex_fuzz name)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     add_dependencies(fuzzers ${name})
 endfunction()
-
-if(VEX_FUZZ)
-    add_custom_target(fuzzers)
-    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
-    add_link_options(-fsanitize=address,undefined)
-endif()

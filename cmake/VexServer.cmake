@@ -17,7 +17,9 @@ function(vex_com_test name)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
-    vex_test(${name} SOURCES ${ARG_SOURCES} DEPS vex_com_harness ${ARG_DEPS} TIMEOUT ${ARG_TIMEOUT} LABELS com ${ARG_LABELS})
+    vex_test(${name}
+        SOURCES ${ARG_SOURCES} DEPS vex_com_harness ${ARG_DEPS} HEADERS vex_test_headers_com TIMEOUT ${ARG_TIMEOUT}
+        LABELS com ${ARG_LABELS})
     add_dependencies(${name} VexKamCOMWrapper)
     set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED com_server)
 endfunction()

@@ -102,6 +102,7 @@ fetch_sources() {
 
 launcher=()
 if command -v ccache >/dev/null; then
+    export CCACHE_SLOPPINESS=pch_defines,time_macros  # what it takes to cache what precompiled headers are used in
     launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 fi
 
@@ -131,21 +132,27 @@ compile() {
     wait "$job" || { grep -vE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -60; fail "the build in $folder failed"; }
 }
 
-# build native|windows|address|thread|fuzz [TARGET...]
-build() {
-    local name=$1 folder=$root/build/$1
-    shift
+# configure_build native|windows|address|thread
+configure_build() {
+    local folder=$root/build/$1
     fetch_sources
-    say "building: $name${1:+ ($*)}"
-    case "$name" in
+    case "$1" in
         native) configure "$folder" -DCMAKE_BUILD_TYPE=Release ;;
         windows) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
-        address | thread) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize "-DVEX_SANITIZE=$name" ;;
-        fuzz) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_FUZZ=ON \
+        address) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_SANITIZE=address \
             -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ ;;
-        *) fail "there is no build '$name'" ;;
+        thread) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_SANITIZE=thread ;;
+        *) fail "there is no build '$1'" ;;
     esac
-    compile "$folder" "$@"
+}
+
+# build native|windows|address|thread [TARGET...]
+build() {
+    local name=$1
+    shift
+    say "building: $name${1:+ ($*)}"
+    configure_build "$name"
+    compile "$root/build/$name" "$@"
 }
 
 build_targets() {

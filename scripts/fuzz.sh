@@ -4,8 +4,8 @@
 fuzz_all() {
     local seconds=$1 target name
     ensure_packages test
-    build fuzz fuzzers
-    for target in build/fuzz/tests/fuzz/fuzz_*; do
+    build address fuzzers
+    for target in build/address/tests/fuzz/fuzz_*; do
         [ -x "$target" ] && [ -f "$target" ] || continue
         name=$(basename "$target")
         mkdir -p "build/fuzz-corpus/$name" "build/fuzz-findings/$name"

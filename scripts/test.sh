@@ -17,6 +17,24 @@ suite_style() {
     clang-format --dry-run --Werror "${files[@]}"
 }
 
+# clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any
+# header or the rules have changed.
+suite_tidy() {
+    configure_build native
+    mkdir -p build/tidy
+    local newest file stamp files=()
+    newest=$(git ls-files '*.h' .clang-tidy | xargs ls -t | head -1)
+    for file in $(git ls-files 'sdk/*.cpp' 'tools/*.cpp'); do
+        stamp=build/tidy/${file//\//_}
+        grep -q "\"$root/$file\"" "$build_native/compile_commands.json" || continue
+        [ "$stamp" -nt "$file" ] && [ "$stamp" -nt "$newest" ] || files+=("$file")
+    done
+    echo "   ${#files[@]} files to look at"
+    [ ${#files[@]} -eq 0 ] || printf '%s\n' "${files[@]}" | xargs -P "$(nproc)" -I{} bash -c '
+        clang-tidy --quiet -p "$1" --extra-arg=-Wno-unknown-warning-option "$2" 2>/dev/null && touch "build/tidy/${2//\//_}"' \
+        tidy "$build_native" {}
+}
+
 suite_native() { build native && run_ctest "$build_native" -j2; }
 
 suite_address() { build address && run_ctest "$root/build/address" -j2; }

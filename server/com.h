@@ -9,7 +9,3 @@
 
 #include <ocidl.h>
 #include <olectl.h>
-
-// An interface has no virtual destructor, by the binary standard: an object is destroyed by its last Release, never
-// through an interface pointer. The warning says nothing of use about code built on interfaces.
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"

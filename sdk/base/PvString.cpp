@@ -2,31 +2,14 @@
 
 #include <cstdint>
 
+#include "sdk/base/utf8.h"
+
 namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 constexpr bool wide_is_utf16 = sizeof(wchar_t) == 2;
 
 constexpr bool is_surrogate(char32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
-
-void append_utf8(std::string& out, char32_t c)
-{
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
 
 char32_t next_wide(const wchar_t*& p)
 {

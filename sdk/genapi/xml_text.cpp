@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "sdk/base/utf8.h"
 #include "sdk/genapi/errors.h"
 
 namespace GenApi {
@@ -22,23 +23,6 @@ std::string from_utf16(std::string_view raw, bool big_endian)
         const auto second = static_cast<unsigned char>(raw[at + 1]);
         return static_cast<char32_t>(big_endian ? first << 8 | second : second << 8 | first);
     };
-    const auto append = [](std::string& out, char32_t c) {
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    };
     std::string text;
     text.reserve(raw.size() / 2);
     for (std::size_t at = 0; at + 1 < raw.size(); at += 2) {
@@ -49,7 +33,7 @@ std::string from_utf16(std::string_view raw, bool big_endian)
         } else if (c >= 0xD800 && c < 0xE000) {
             c = 0xFFFD;
         }
-        append(text, c);
+        append_utf8(text, c);
     }
     return text;
 }

@@ -1,36 +1,19 @@
 // What the Linux sources of this folder share about the system's socket types.
 #pragma once
 
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <system_error>
 
-#include "sdk/net/address.h"
 #include "sdk/net/deadline.h"
+#include "sdk/net/system_address.h"
 #include "sdk/net/udp_socket.h"
 
 namespace net {
 
 [[nodiscard]] inline int descriptor_of(UdpSocket::Handle handle) noexcept { return static_cast<int>(handle); }
-
-[[nodiscard]] inline in_addr to_system(Ipv4Address address) noexcept { return in_addr{htonl(address.value)}; }
-
-[[nodiscard]] inline sockaddr_in to_system(const Endpoint& endpoint) noexcept
-{
-    sockaddr_in out{};
-    out.sin_family = AF_INET;
-    out.sin_port = htons(endpoint.port);
-    out.sin_addr = to_system(endpoint.address);
-    return out;
-}
-
-[[nodiscard]] inline Endpoint from_system(const sockaddr_in& in) noexcept
-{
-    return {{ntohl(in.sin_addr.s_addr)}, ntohs(in.sin_port)};
-}
 
 [[nodiscard]] inline std::error_code last_error() noexcept { return {errno, std::system_category()}; }
 

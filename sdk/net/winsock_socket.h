@@ -7,8 +7,8 @@
 #include <string>
 #include <system_error>
 
-#include "sdk/net/address.h"
 #include "sdk/net/deadline.h"
+#include "sdk/net/system_address.h"
 #include "sdk/net/udp_socket.h"
 
 namespace net {
@@ -21,27 +21,6 @@ void start_winsock();
 [[nodiscard]] std::error_code last_socket_error() noexcept;
 
 [[nodiscard]] inline SOCKET socket_of(UdpSocket::Handle handle) noexcept { return static_cast<SOCKET>(handle); }
-
-[[nodiscard]] inline in_addr to_system(Ipv4Address address) noexcept
-{
-    in_addr out{};
-    out.s_addr = htonl(address.value);
-    return out;
-}
-
-[[nodiscard]] inline sockaddr_in to_system(const Endpoint& endpoint) noexcept
-{
-    sockaddr_in out{};
-    out.sin_family = AF_INET;
-    out.sin_port = htons(endpoint.port);
-    out.sin_addr = to_system(endpoint.address);
-    return out;
-}
-
-[[nodiscard]] inline Endpoint from_system(const sockaddr_in& in) noexcept
-{
-    return {{ntohl(in.sin_addr.s_addr)}, ntohs(in.sin_port)};
-}
 
 /// The system's text as UTF-8; empty for a null pointer.
 [[nodiscard]] std::string to_utf8(const wchar_t* text);

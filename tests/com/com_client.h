@@ -12,6 +12,7 @@
 #include "server/com.h"
 #include "server/ref.h"
 #include "server/type_library.h"
+#include "tests/com/foreign_object.h"
 
 namespace client {
 
@@ -126,7 +127,7 @@ private:
 };
 
 /// A client's event sink: answers IDispatch and one source interface, and hands each event to a function.
-class Sink final : public IDispatch {
+class Sink final : public EarlyBoundOnly<IDispatch> {
 public:
     using Handler = std::function<HRESULT(DISPID event, const DISPPARAMS& parameters)>;
 
@@ -146,12 +147,6 @@ public:
             delete this;
         }
         return left;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override
-    {
-        return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* parameters,
                                      VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) override;

@@ -190,34 +190,11 @@ TEST_F(Converter, LargeImagesAreSharedAmongThreadsAlikeEachTime)
     }
 }
 
-/// Looks like a buffer and is none of the server's.
-class ForeignBuffer final : public server::NotBuilt<IVexBuffer> {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) noexcept override
-    {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return 1; }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-};
-
 TEST_F(Converter, NothingAndForeignBuffersAreRefusedCleanly)
 {
     Ref<IVexResult> result;
     const auto buffer = new_image(1, 1, VexPixelMono8);
-    ForeignBuffer foreign;
+    ForeignObject<server::NotBuilt<IVexBuffer>> foreign;
     EXPECT_EQ(converter->Convert(nullptr, buffer.get(), 0, result.put()), E_POINTER);
     EXPECT_EQ(converter->Convert(buffer.get(), nullptr, 0, result.put()), E_POINTER);
     EXPECT_EQ(converter->Convert(&foreign, buffer.get(), 0, result.put()), E_INVALIDARG);

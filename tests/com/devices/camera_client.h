@@ -65,43 +65,6 @@ template <class Condition>
     return condition();
 }
 
-/// The four members of IDispatch that a client's sink may leave out: the server calls a sink's own methods.
-template <class Interface>
-class DualSink : public Interface {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override
-    {
-        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != __uuidof(Interface)) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        *object = static_cast<Interface*>(this);
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return --references_; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-
-    [[nodiscard]] ULONG references() const noexcept { return references_; }
-
-protected:
-    ~DualSink() = default;
-
-private:
-    ULONG references_ = 1;  // the object lives on the test's stack
-};
-
 /// A test with a software camera on 127.0.0.1, which runs as long as the test program's suite does.
 class CameraTest : public ComTest {
 protected:

@@ -74,6 +74,24 @@ TEST(ModuleObject, CountsLocks)
     EXPECT_EQ(tested.lock_count(), 0);
 }
 
+TEST(ModuleObject, ReleasesLoadedTypeInformationAtUnload)
+{
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    static constinit server::TypeInfoHolder holder{__uuidof(IVexProperty)};
+    const server::TypeInfo* loaded = nullptr;
+    ASSERT_EQ(holder.get(LOCALE_NEUTRAL, &loaded), S_OK);
+    const Ref<ITypeInfo> kept(loaded->get());
+    const ULONG before = client::references(kept.get());
+    server::module().unload();
+    EXPECT_EQ(client::references(kept.get()), before - 1);
+    // whoever asks later loads anew
+    ASSERT_EQ(holder.get(LOCALE_NEUTRAL, &loaded), S_OK);
+    EXPECT_NE(loaded->cached_id(L"Name"), DISPID_UNKNOWN);
+    EXPECT_EQ(loaded->cached_id(L"name"), DISPID_UNKNOWN);
+    server::module().unload();
+    CoUninitialize();
+}
+
 /// Runs `body` in apartments of its own on four threads, all at the same time.
 template <class Body>
 void on_four_threads(Body body)

