@@ -21,6 +21,13 @@ class PvGenParameterArray;
 /// Heartbeat: while connected, a thread of the device keeps the privilege alive. When the device falls silent for its
 /// heartbeat timeout, or says that the privilege is gone, that thread disconnects and calls OnLinkDisconnected.
 ///
+/// Polling: features whose description gives a polling time are forgotten at its end and read anew when they are used;
+/// their event sinks are called then, on a thread of the device.
+///
+/// Descriptions: read from the device itself. Where its URL leads to a file, the file is looked for in the folder that
+/// the link parameter DescriptionFolder names; where it leads to a server (http), the description is downloaded when
+/// the link parameter DescriptionDownload allows it. Both are set before Connect; neither is set at first.
+///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
 /// Disconnect wait for each other. They, and destruction, may be called from within a notification other than
 /// OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and features are not to be used in them
@@ -39,9 +46,9 @@ public:
     ///
     /// InvalidParameter: null information or PvAccessUnknown. StateError: connected already; or, naming the holder, the
     /// device is controlled by another application. BadVersion: the device speaks a version this SDK does not. Timeout:
-    /// no answer. NotFound: another device answers at the address. GenICamXMLError: the description cannot be had or
-    /// used. NotSupported: the description is not in the device. After a failure nothing is connected and nothing is
-    /// held.
+    /// no answer. NotFound: another device answers at the address, or the description's file is not where it should be.
+    /// GenICamXMLError: the description cannot be had or used. NotSupported: the description is not in the device, and
+    /// elsewhere it may not be read. After a failure nothing is connected and nothing is held.
     PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Connects to the device that `aInfo` names: an IP address, a MAC address, a user-defined name or a serial number.

@@ -3,10 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <fstream>
 #include <new>
+#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "sdk/device/file_path.h"
+#include "sdk/device/http_get.h"
+#include "sdk/device/url_text.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/zip.h"
 #include "sdk/wire/bootstrap.h"
@@ -15,26 +20,9 @@ namespace device {
 
 namespace {
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool starts_with_word(std::string_view text, std::string_view word)
-{
-    return text.size() >= word.size() &&
-           std::equal(word.begin(), word.end(), text.begin(), [](char a, char b) { return a == lower(b); });
-}
-
-std::string_view trim(std::string_view text)
-{
-    constexpr std::string_view blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 std::optional<std::uint32_t> hexadecimal(std::string_view text)
 {
-    text = trim(text);
+    text = trimmed(text);
     if (starts_with_word(text, "0x"))
         text.remove_prefix(2);
     std::uint32_t value = 0;
@@ -65,6 +53,14 @@ std::string unpacked_name(std::string_view name)
     return result + ".xml";
 }
 
+/// A URL's note on the schema version is for whoever reads it, not a part of the address.
+std::string_view without_schema_version(std::string_view url)
+{
+    const std::size_t query = url.rfind('?');
+    const bool noted = query != std::string_view::npos && starts_with_word(url.substr(query + 1), "schemaversion=");
+    return noted ? url.substr(0, query) : url;
+}
+
 PvResult unusable(const ControlChannel& channel, const std::string& why)
 {
     return {PvResult::GenICamXMLError, "The GenICam description of the device " + channel.device().address.to_string() +
@@ -80,8 +76,21 @@ PvResult read_url(ControlChannel& channel, std::uint32_t address, std::optional<
     const std::string text(bytes.begin(), end);
     url = parse_description_url(text);
     if (!url)
-        return unusable(channel, trim(text).empty() ? "no URL says where it is"
-                                                    : "its URL \"" + text + "\" has no usable address and length");
+        return unusable(channel, trimmed(text).empty() ? "no URL says where it is"
+                                                       : "its URL \"" + text + "\" has no usable address and length");
+    return PvResult::OK;
+}
+
+/// What was read from wherever it was, as a description.
+PvResult unpack(const ControlChannel& channel, const DescriptionUrl& url, std::span<const std::uint8_t> bytes,
+                Description& description)
+{
+    try {
+        description.xml = GenApi::load_description(bytes);
+    } catch (const GenApi::Error& error) {
+        return unusable(channel, error.what());
+    }
+    description.name = unpacked_name(url.name);
     return PvResult::OK;
 }
 
@@ -93,32 +102,87 @@ PvResult read_local(ControlChannel& channel, const DescriptionUrl& url, Descript
     std::vector<std::uint8_t> bytes(url.length);
     if (const auto outcome = channel.read_memory(url.address, bytes); !outcome.ok())
         return to_result(outcome, channel.device());
-    try {
-        description.xml = GenApi::load_description(bytes);
-    } catch (const GenApi::Error& error) {
-        return unusable(channel, error.what());
-    }
-    description.name = unpacked_name(url.name);
-    return PvResult::OK;
+    return unpack(channel, url, bytes, description);
 }
 
-PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, Description& description)
+PvResult elsewhere(PvResult::Code code, const ControlChannel& channel, const DescriptionUrl& url,
+                   const std::string& what_to_do)
+{
+    return {code, "The GenICam description of the device " + channel.device().address.to_string() +
+                      " is not in the device but at \"" + url.text + "\"; " + what_to_do};
+}
+
+/// The file that the URL names, in the user's folder; empty when there is no such file. A device chose the name: it
+/// must not lead out of the folder.
+std::optional<std::filesystem::path> file_in_folder(const DescriptionUrl& url, const std::string& folder)
+{
+    const std::string_view name = std::string_view(url.name).substr(url.name.find_last_of(':') + 1);
+    if (folder.empty() || name.empty() || name == "." || name == ".." || name.find('\0') != std::string_view::npos)
+        return std::nullopt;
+    const std::filesystem::path path = file_path(PvString(std::string_view(folder))) / file_path(PvString(name));
+    std::error_code error;
+    // nothing but a file: names of devices such as "CON" open something else
+    return std::filesystem::is_regular_file(path, error) && !error ? std::optional(path) : std::nullopt;
+}
+
+PvResult read_file(const ControlChannel& channel, const DescriptionUrl& url, const std::filesystem::path& path,
+                   Description& description)
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error || size > largest_stored_description)
+        return elsewhere(PvResult::CannotOpenFile, channel, url,
+                         error ? "the file cannot be opened: " + error.message()
+                               : "the file's " + std::to_string(size) + " bytes are more than a description may have");
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+    std::ifstream file(path, std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
+        return elsewhere(PvResult::CannotOpenFile, channel, url, "the file cannot be read");
+    return unpack(channel, url, bytes, description);
+}
+
+PvResult download(const ControlChannel& channel, const DescriptionUrl& url, Description& description)
+{
+    std::vector<std::uint8_t> bytes;
+    HttpLimits limits;
+    limits.largest_body = largest_stored_description;
+    if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK())
+        return {result.GetCode(), "The GenICam description of the device " + channel.device().address.to_string() +
+                                      ": " + std::string(result.description())};
+    return unpack(channel, url, bytes, description);
+}
+
+PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, const DescriptionPlaces& places,
+                    Description& description)
 {
     std::optional<DescriptionUrl> url;
     if (PvResult result = read_url(channel, url_address, url); !result.IsOK())
         return result;
-    if (url->scheme == DescriptionUrl::Scheme::local)
+    using Scheme = DescriptionUrl::Scheme;
+    if (url->scheme == Scheme::local)
         return read_local(channel, *url, description);
-    return {PvResult::NotSupported, "The GenICam description of the device " + channel.device().address.to_string() +
-                                        " is not in the device but at \"" + url->text +
-                                        "\"; only descriptions in the device are read"};
+    if (url->scheme == Scheme::unknown)
+        return elsewhere(PvResult::NotSupported, channel, *url, "this is no kind of URL that a device may have");
+    // a copy that the user has put there saves the download
+    if (const auto path = file_in_folder(*url, places.folder))
+        return read_file(channel, *url, *path, description);
+    if (url->scheme == Scheme::http && places.download)
+        return download(channel, *url, description);
+    const std::string file = "\"" + url->name + "\"";
+    const std::string in_folder =
+        places.folder.empty() ? "set the link parameter DescriptionFolder to a folder that holds the file " + file
+                              : "put the file " + file + " into the folder \"" + places.folder + "\"";
+    if (url->scheme == Scheme::http)
+        return elsewhere(PvResult::NotSupported, channel, *url,
+                         in_folder + ", or allow the download with the link parameter DescriptionDownload");
+    return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, channel, *url, in_folder);
 }
 
 }  // namespace
 
 std::optional<DescriptionUrl> parse_description_url(std::string_view text)
 {
-    text = trim(text);
+    text = trimmed(text);
     if (text.empty())
         return std::nullopt;
     DescriptionUrl url;
@@ -150,18 +214,18 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
     if (!address || !length)
         return std::nullopt;
     url.scheme = Scheme::local;
-    url.name = std::string(file_name(trim(text.substr(0, first))));
+    url.name = std::string(file_name(trimmed(text.substr(0, first))));
     url.address = *address;
     url.length = *length;
     return url;
 }
 
-PvResult fetch_description(ControlChannel& channel, Description& description)
+PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& places, Description& description)
 {
-    const PvResult first = fetch_from(channel, wire::bootstrap::first_url, description);
+    const PvResult first = fetch_from(channel, wire::bootstrap::first_url, places, description);
     if (first.IsOK() || channel.is_closed())
         return first;
-    const PvResult second = fetch_from(channel, wire::bootstrap::second_url, description);
+    const PvResult second = fetch_from(channel, wire::bootstrap::second_url, places, description);
     // the first failure is the one to explain: the second URL is empty on most devices
     return second.IsOK() ? second : first;
 }

@@ -34,11 +34,21 @@ struct Description {
     std::string xml;
 };
 
-/// Reads the description that the device itself holds, trying its second URL when the first leads nowhere. NotSupported
-/// when the URLs lead out of the device, GenICamXMLError when what they lead to cannot be used.
-PvResult fetch_description(ControlChannel& channel, Description& description);
+/// Where a description may be read from besides the device itself. Nowhere, unless the user says so.
+struct DescriptionPlaces {
+    std::string folder;     ///< of this computer, UTF-8; empty for none
+    bool download = false;  ///< from the server that the device names
+};
 
-/// The most bytes that are read from a device for a description, packed or not.
+/// Reads the description, trying the device's second URL when the first leads nowhere. Of a file: URL only the file's
+/// name counts, and the file is looked for in the user's folder; a file of that name there also saves a download.
+///
+/// NotSupported when the URLs lead out of the device and the user did not allow it, NotFound when the file is not where
+/// it should be, CannotOpenFile, GenICamXMLError when what they lead to cannot be used; for downloads also what
+/// http_get reports.
+PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& places, Description& description);
+
+/// The most bytes that are read for a description, packed or not.
 inline constexpr std::size_t largest_stored_description = std::size_t{16} << 20;
 
 }  // namespace device

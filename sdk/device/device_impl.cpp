@@ -58,6 +58,7 @@ PvDevice::Impl::Features::Features(device::Description its_description, std::sha
 {
     auto node_map = GenApi::load_node_map(description.xml, port);
     port.set_schema(node_map->info());
+    polling_interval = device::polling_interval(*node_map);
     array = std::make_unique<PvGenParameterArray>(std::move(node_map));
 }
 
@@ -94,6 +95,7 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
     if (const auto current = connection())
         return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
     exchange_heartbeat(nullptr);  // of a connection that was lost
+    exchange_poller(nullptr);
 
     std::shared_ptr<device::Connection> opened;
     if (PvResult result = device::Connection::open(target, link.settings().patience(), opened); !result.IsOK())
@@ -103,17 +105,19 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
     exchange_heartbeat(std::make_shared<device::Heartbeat>(
         opened, link.heartbeat(), [this, opened](const std::string& reason) { on_lost(opened, reason); }));
 
-    Features* loaded = nullptr;
+    std::shared_ptr<Features> loaded;
     PvResult result = load_features(*opened, loaded);
     if (result.IsOK()) {
         loaded->port.attach(opened);
         loaded->array->InvalidateCache();
-        const std::scoped_lock state_lock(state_mutex_);
+        std::unique_lock state_lock(state_mutex_);
         if (opened->channel().is_closed()) {
             loaded->port.detach();
         } else {
             connection_ = opened;
-            features_ = loaded;
+            features_ = loaded.get();
+            state_lock.unlock();
+            poll(loaded, opened);
             return PvResult::OK;
         }
     }
@@ -126,21 +130,21 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
     return result;
 }
 
-PvResult PvDevice::Impl::load_features(device::Connection& connection, Features*& features)
+PvResult PvDevice::Impl::load_features(device::Connection& connection, std::shared_ptr<Features>& features)
 {
     device::Description description;
-    if (PvResult result = device::fetch_description(connection.channel(), description); !result.IsOK())
+    if (PvResult result = device::fetch_description(connection.channel(), link.description_places(), description);
+        !result.IsOK())
         return result;
     for (const auto& known : all_features_) {
         if (known->description.xml == description.xml && known->description.name == description.name) {
-            features = known.get();
+            features = known;
             return PvResult::OK;
         }
     }
     try {
-        auto made = std::make_unique<Features>(std::move(description), sinks, link.settings().byte_order);
-        features = made.get();
-        all_features_.push_back(std::move(made));
+        features = all_features_.emplace_back(
+            std::make_shared<Features>(std::move(description), sinks, link.settings().byte_order));
         return PvResult::OK;
     } catch (const GenApi::Error& error) {
         return {PvResult::GenICamXMLError, "The GenICam description of the device " +
@@ -154,6 +158,7 @@ PvResult PvDevice::Impl::load_features(device::Connection& connection, Features*
 PvResult PvDevice::Impl::disconnect()
 {
     std::shared_ptr<device::Heartbeat> heartbeat;
+    std::shared_ptr<device::FeaturePoller> poller;
     {
         const std::scoped_lock lock(connect_mutex_);
         std::shared_ptr<device::Connection> closing;
@@ -164,15 +169,18 @@ PvResult PvDevice::Impl::disconnect()
             current = features_;
         }
         heartbeat = exchange_heartbeat(nullptr);
+        poller = exchange_poller(nullptr);
         if (closing) {
             link.detach();
             closing->close();
             current->port.detach();
         }
     }
-    // not under the lock: the heartbeat may be in a callback that disconnects too
+    // not under the lock: they may be in a callback that disconnects too
     if (heartbeat)
         heartbeat->stop(callback_patience);
+    if (poller)
+        poller->stop(callback_patience);
     return PvResult::OK;
 }
 
@@ -181,6 +189,22 @@ std::shared_ptr<device::Heartbeat> PvDevice::Impl::exchange_heartbeat(std::share
     const std::scoped_lock lock(state_mutex_);
     heartbeat_.swap(next);
     return next;
+}
+
+std::shared_ptr<device::FeaturePoller> PvDevice::Impl::exchange_poller(std::shared_ptr<device::FeaturePoller> next)
+{
+    const std::scoped_lock lock(state_mutex_);
+    poller_.swap(next);
+    return next;
+}
+
+void PvDevice::Impl::poll(const std::shared_ptr<Features>& features,
+                          const std::shared_ptr<device::Connection>& connection)
+{
+    if (features->polling_interval)
+        exchange_poller(std::make_shared<device::FeaturePoller>(
+            std::shared_ptr<GenApi::INodeMap>(features, features->array->GetNodeMap()), connection,
+            *features->polling_interval));
 }
 
 void PvDevice::Impl::on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason)

@@ -1,9 +1,11 @@
 // What stands behind a PvDevice.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "sdk/device/connection.h"
 #include "sdk/device/description_source.h"
 #include "sdk/device/event_sinks.h"
+#include "sdk/device/feature_poller.h"
 #include "sdk/device/heartbeat.h"
 #include "sdk/device/link_parameters.h"
 #include "sdk/device/register_port.h"
@@ -30,6 +33,7 @@ public:
         device::Description description;
         device::RegisterPort port;
         std::unique_ptr<PvGenParameterArray> array;  ///< after the port that it uses
+        std::optional<std::chrono::milliseconds> polling_interval;
     };
 
     PvResult connect(const device::ConnectionTarget& target);
@@ -55,15 +59,20 @@ public:
     device::Link link;
 
 private:
-    PvResult load_features(device::Connection& connection, Features*& features);
+    PvResult load_features(device::Connection& connection, std::shared_ptr<Features>& features);
     /// Replaces the heartbeat and gives the former one back, to be stopped without a lock.
     std::shared_ptr<device::Heartbeat> exchange_heartbeat(std::shared_ptr<device::Heartbeat> next);
+    /// The same for what polls.
+    std::shared_ptr<device::FeaturePoller> exchange_poller(std::shared_ptr<device::FeaturePoller> next);
+    /// Starts to poll features of a new connection that want it.
+    void poll(const std::shared_ptr<Features>& features, const std::shared_ptr<device::Connection>& connection);
     void on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason);
 
     std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
     mutable std::mutex state_mutex_;
     std::shared_ptr<device::Connection> connection_;
     std::shared_ptr<device::Heartbeat> heartbeat_;
-    std::vector<std::unique_ptr<Features>> all_features_;
+    std::shared_ptr<device::FeaturePoller> poller_;
+    std::vector<std::shared_ptr<Features>> all_features_;
     Features* features_ = nullptr;
 };

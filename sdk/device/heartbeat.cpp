@@ -19,7 +19,6 @@ constexpr milliseconds longest_interval{2000};
 constexpr milliseconds doubt_interval{50};
 /// A device is not given up for fewer.
 constexpr int fewest_missed = 3;
-constexpr milliseconds destruction_patience{5000};
 
 }  // namespace
 
@@ -74,20 +73,11 @@ std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, cons
 
 Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
                      std::function<void(std::string)> on_lost)
-    : state_(std::make_shared<State>())
-{
-    thread_ = std::thread([state = state_, connection = std::move(connection), settings = std::move(settings),
-                           on_lost = std::move(on_lost)] {
-        run(*state, *connection, *settings, on_lost);
-        const std::scoped_lock lock(state->mutex);
-        state->done = true;
-        state->changed.notify_all();
-    });
-}
+    : worker_([connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost)](
+                  Worker::Signals& signals) { run(signals, *connection, *settings, on_lost); })
+{}
 
-Heartbeat::~Heartbeat() { stop(destruction_patience); }
-
-void Heartbeat::run(State& state, Connection& connection, HeartbeatSettings& settings,
+void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
                     const std::function<void(std::string)>& on_lost)
 {
     HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
@@ -107,37 +97,9 @@ void Heartbeat::run(State& state, Connection& connection, HeartbeatSettings& set
             on_lost(*lost);
             return;
         }
-        std::unique_lock lock(state.mutex);
-        state.changed.wait_for(lock, monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval,
-                               [&] { return state.stop || state.check_now; });
-        if (state.stop)
+        if (!signals.pause(monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval))
             return;
-        state.check_now = false;
     }
-}
-
-void Heartbeat::check_now()
-{
-    const std::scoped_lock lock(state_->mutex);
-    state_->check_now = true;
-    state_->changed.notify_all();
-}
-
-void Heartbeat::stop(milliseconds patience) noexcept
-{
-    if (!thread_.joinable())
-        return;
-    {
-        std::unique_lock lock(state_->mutex);
-        state_->stop = true;
-        state_->changed.notify_all();
-        if (thread_.get_id() == std::this_thread::get_id() ||
-            !state_->changed.wait_for(lock, patience, [&] { return state_->done; })) {
-            thread_.detach();
-            return;
-        }
-    }
-    thread_.join();
 }
 
 }  // namespace device

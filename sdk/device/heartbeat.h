@@ -3,16 +3,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "sdk/device/connection.h"
+#include "sdk/device/worker.h"
 #include "sdk/net/clock.h"
 
 namespace device {
@@ -66,29 +64,17 @@ public:
     /// its owner afterwards.
     Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
               std::function<void(std::string reason)> on_lost);
-    /// Stops; see stop().
-    ~Heartbeat();
 
     /// Beats at once instead of when the interval is over.
-    void check_now();
-    /// Ends the thread and waits for it up to `patience`; on the heartbeat's own thread it only asks it to end. A
-    /// thread that does not end in time (its callback is blocked by the application) is left to itself.
-    void stop(std::chrono::milliseconds patience) noexcept;
+    void check_now() { worker_.wake(); }
+    /// As Worker::stop; destruction stops, too.
+    void stop(std::chrono::milliseconds patience) noexcept { worker_.stop(patience); }
 
 private:
-    struct State {
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool stop = false;
-        bool check_now = false;
-        bool done = false;
-    };
-
-    static void run(State& state, Connection& connection, HeartbeatSettings& settings,
+    static void run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
                     const std::function<void(std::string)>& on_lost);
 
-    std::shared_ptr<State> state_;
-    std::thread thread_;
+    Worker worker_;
 };
 
 }  // namespace device

@@ -111,6 +111,12 @@ void Link::reset_stream_timeouts(std::uint32_t channel)
     stream_timeouts_.erase(channel);
 }
 
+DescriptionPlaces Link::description_places() const
+{
+    const std::scoped_lock lock(mutex_);
+    return description_places_;
+}
+
 std::uint64_t Link::stream_timeouts() const
 {
     const std::scoped_lock lock(mutex_);
@@ -151,6 +157,7 @@ void Link::build_parameters()
 {
     SoftwareParameters parameters("Link");
     add_settings(parameters);
+    add_description_places(parameters);
     add_heartbeat(parameters);
     add_statistics(parameters);
     parameters_ = parameters.build();
@@ -197,6 +204,35 @@ void Link::add_settings(SoftwareParameters& parameters)
         return PvResult(PvResult::OK);
     };
     parameters.add(order);
+}
+
+void Link::add_description_places(SoftwareParameters& parameters)
+{
+    // not saved with a configuration: a file must not open the way to a server
+    auto folder = named<SoftwareString>("DescriptionFolder", "Description",
+                                        "A folder of this computer with the description files of devices that do not "
+                                        "hold their own. Empty: none. Takes effect with the next connection.");
+    folder.visibility = GenApi::Visibility::expert;
+    folder.max_length = 1024;
+    folder.get = [this] { return description_places().folder; };
+    folder.set = [this](const std::string& value) {
+        const std::scoped_lock lock(mutex_);
+        description_places_.folder = value;
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(folder);
+
+    auto download = named<SoftwareBoolean>("DescriptionDownload", "Description",
+                                           "Descriptions may be downloaded, without encryption, from the server that "
+                                           "a device names. Takes effect with the next connection.");
+    download.visibility = GenApi::Visibility::expert;
+    download.get = [this] { return description_places().download; };
+    download.set = [this](bool value) {
+        const std::scoped_lock lock(mutex_);
+        description_places_.download = value;
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(download);
 }
 
 void Link::add_heartbeat(SoftwareParameters& parameters)

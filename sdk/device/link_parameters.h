@@ -10,6 +10,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/device/connection.h"
+#include "sdk/device/description_source.h"
 #include "sdk/device/heartbeat.h"
 #include "sdk/genicam/software_parameters.h"
 
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] LinkSettings& settings() noexcept { return settings_; }
     [[nodiscard]] const std::shared_ptr<HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
     [[nodiscard]] SoftwareParameterArray& parameters() noexcept { return *parameters_; }
+    /// Where the user lets descriptions be read from.
+    [[nodiscard]] DescriptionPlaces description_places() const;
 
     /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
     /// the device when this side controls it; a device that does not take them is left as it is.
@@ -52,6 +55,7 @@ public:
 private:
     void build_parameters();
     void add_settings(SoftwareParameters& parameters);
+    void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);
     [[nodiscard]] std::shared_ptr<Connection> connection() const;
@@ -66,6 +70,7 @@ private:
     mutable std::mutex mutex_;
     std::shared_ptr<Connection> connection_;  ///< the last one also after it was detached, for its counters
     std::string loss_reason_;
+    DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above

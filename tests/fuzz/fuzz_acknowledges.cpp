@@ -120,7 +120,7 @@ void check_accesses(View script)
     require(clock.now() - began < std::chrono::minutes(3));
 
     device::Description description;
-    const PvResult result = device::fetch_description(channel, description);
+    const PvResult result = device::fetch_description(channel, {}, description);
     require(!result.IsOK() || description.name.ends_with(".xml"));
 }
 

@@ -1,0 +1,50 @@
+// A thread of a device that is never waited for without end.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace device {
+
+/// Runs work on a thread of its own. The work keeps what it uses alive by itself, so that its owner may be destroyed
+/// from within it.
+///
+/// Thread safety: wake() from any thread; the rest from one at a time, which may be the worker's own.
+class Worker {
+    struct State;
+
+public:
+    /// What the work sees of its worker.
+    class Signals {
+    public:
+        /// Waits for `time`, or until woken. False when the worker is asked to end.
+        [[nodiscard]] bool pause(std::chrono::milliseconds time);
+
+    private:
+        friend class Worker;
+        explicit Signals(State& state) noexcept : state_(state) {}
+        State& state_;
+    };
+
+    explicit Worker(std::function<void(Signals&)> work);
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    /// Stops; see stop().
+    ~Worker();
+
+    /// Ends the pause that the work is in, or else its next one.
+    void wake();
+    /// Ends the thread and waits for it up to `patience`; on the worker's own thread it only asks it to end. A thread
+    /// that does not end in time (it is in a callback that the application blocks) is left to itself.
+    void stop(std::chrono::milliseconds patience) noexcept;
+
+private:
+    std::shared_ptr<State> state_;
+    std::thread thread_;
+};
+
+}  // namespace device

@@ -1,0 +1,162 @@
+// Descriptions that are not in the device: files of the user's folder, and downloads.
+#include <filesystem>
+#include <fstream>
+
+#include "tests/sdk/device/device_fixture.h"
+#include "tests/sdk/net/local_server.h"
+
+namespace device_test {
+namespace {
+
+class DescriptionPlaces : public DeviceTest {
+protected:
+    DescriptionPlaces()
+    {
+        folder = std::filesystem::temp_directory_path() /
+                 ("vex-descriptions-" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+        std::filesystem::create_directories(folder / "inner");
+    }
+    ~DescriptionPlaces() override
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    void put(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(folder / name, std::ios::binary) << text;
+    }
+    void set_folder(const std::filesystem::path& path)
+    {
+        const std::u8string text = path.u8string();
+        ASSERT_TRUE(link().SetString("DescriptionFolder", PvString(std::string(text.begin(), text.end()))).IsOK());
+    }
+    void allow_download() { ASSERT_TRUE(link().SetBooleanValue("DescriptionDownload", true).IsOK()); }
+    PvGenParameterArray& link() { return *device->GetGenLink(); }
+
+    void start_with_url(const std::string& url)
+    {
+        auto options = sound();
+        options.url = url;
+        start(options);
+    }
+    void expect_connected()
+    {
+        const PvResult result = connect();
+        ASSERT_TRUE(result.IsOK()) << result.description();
+        std::int64_t value = 0;
+        EXPECT_TRUE(device->GetGenParameters()->GetIntegerValue("Value", value).IsOK());
+        EXPECT_EQ(value, 0x11223344);
+    }
+    void expect_failure(PvResult::Code code, const std::string& text)
+    {
+        const PvResult result = connect();
+        EXPECT_EQ(result.GetCode(), code) << result.description();
+        EXPECT_NE(result.description().find(text), std::string::npos) << result.description();
+        EXPECT_NE(result.description().find(name()), std::string::npos) << result.description();
+        EXPECT_FALSE(device->IsConnected());
+        EXPECT_EQ(camera->reg(0x0A00), 0U) << "the device is released";
+    }
+
+    std::filesystem::path folder;
+    std::string served = "HTTP/1.0 200 OK\r\n\r\n" + raw_description();
+    net_test::LocalServer server{[this](const std::string& request) {
+        return request.starts_with("GET /xml/camera.xml ") ? served : "HTTP/1.0 404 No\r\n\r\n";
+    }};
+};
+
+TEST_F(DescriptionPlaces, AreNoneUntilTheUserSaysSo)
+{
+    PvString text("x");
+    bool allowed = true;
+    EXPECT_TRUE(link().GetString("DescriptionFolder", text).IsOK());
+    EXPECT_EQ(text.str(), "");
+    EXPECT_TRUE(link().GetBooleanValue("DescriptionDownload", allowed).IsOK());
+    EXPECT_FALSE(allowed);
+    start_with_url(server.url("/xml/camera.xml"));
+    expect_failure(PvResult::NotSupported, "DescriptionDownload");
+    start_with_url("File:camera.xml");
+    expect_failure(PvResult::NotSupported, "DescriptionFolder");
+    EXPECT_EQ(server.requests(), 0);
+    EXPECT_FALSE(link().Get("DescriptionDownload")->IsPersistent()) << "a saved configuration must not open the way";
+}
+
+TEST_F(DescriptionPlaces, FileOfTheFolderIsRead)
+{
+    put("camera.xml", raw_description());
+    set_folder(folder);
+    start_with_url("File:C:\\program files\\camera\\camera.xml");
+    expect_connected();
+    PvString name;
+    EXPECT_TRUE(device->GetDefaultGenICamXMLFilename(name).IsOK());
+    EXPECT_EQ(name.str(), "camera.xml");
+}
+
+TEST_F(DescriptionPlaces, FileThatIsNotThereIsNamedWithItsFolder)
+{
+    set_folder(folder);
+    start_with_url("File:camera.xml");
+    expect_failure(PvResult::NotFound, "vex-descriptions-");
+    put("camera.xml", "this is no description");
+    expect_failure(PvResult::GenICamXMLError, "cannot be used");
+}
+
+TEST_F(DescriptionPlaces, DeviceCannotLeadOutOfTheFolder)
+{
+    put("camera.xml", raw_description());
+    set_folder(folder / "inner");
+    for (const char* url : {"File:../camera.xml", "File:..\\camera.xml", "File:..", "File:.", "File:", "File:inner/"}) {
+        start_with_url(url);
+        expect_failure(PvResult::NotFound, url);
+    }
+}
+
+TEST_F(DescriptionPlaces, FolderMayHaveANameOfAnyScript)
+{
+    const std::filesystem::path named = folder / std::filesystem::path(u8"K\u00e4fer \u76f8\u673a");
+    std::filesystem::create_directories(named);
+    std::ofstream(named / "camera.xml", std::ios::binary) << raw_description();
+    set_folder(named);
+    start_with_url("File:camera.xml");
+    expect_connected();
+}
+
+TEST_F(DescriptionPlaces, DescriptionIsDownloadedWhenAllowed)
+{
+    allow_download();
+    start_with_url(server.url("/xml/camera.xml?SchemaVersion=1.1.0"));
+    expect_connected();
+    EXPECT_EQ(server.requests(), 1);
+}
+
+TEST_F(DescriptionPlaces, FileOfTheFolderSavesTheDownload)
+{
+    put("camera.xml", raw_description());
+    set_folder(folder);
+    start_with_url(server.url("/xml/camera.xml"));
+    expect_connected();
+    EXPECT_EQ(server.requests(), 0);
+}
+
+TEST_F(DescriptionPlaces, DownloadThatFailsSaysWhy)
+{
+    allow_download();
+    start_with_url(server.url("/xml/other.xml"));
+    expect_failure(PvResult::NotFound, "404");
+    served = "HTTP/1.0 200 OK\r\n\r\nthis is no description";
+    start_with_url(server.url("/xml/camera.xml"));
+    expect_failure(PvResult::GenICamXMLError, "cannot be used");
+}
+
+TEST_F(DescriptionPlaces, SecondUrlIsTriedWhenTheFirstLeadsNowhere)
+{
+    allow_download();
+    auto options = sound();
+    options.url = "File:camera.xml";
+    options.second_url = server.url("/xml/camera.xml");
+    start(options);
+    expect_connected();
+}
+
+}  // namespace
+}  // namespace device_test
