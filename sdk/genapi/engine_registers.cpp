@@ -171,8 +171,12 @@ void NodeMap::require_transfers(const Node& port_node) const
     if (port.is_event) {
         throw PortError(PvResult::NoAvailableData, "the event of port " + name + " has not arrived yet");
     }
+    if (port.port == nullptr) {
+        throw PortError(PvResult::NotConnected, "nothing is connected to port " + name);
+    }
+    // users know the camera, not its port
     throw PortError(PvResult::NotConnected,
-                    port.port == nullptr ? "nothing is connected to port " + name : "port " + name + " is closed");
+                    name == device_port_name ? "the device is not connected" : "port " + name + " is closed");
 }
 
 void NodeMap::read_port(const Node& port_node, std::int64_t address, std::span<std::uint8_t> out)
