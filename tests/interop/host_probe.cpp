@@ -100,6 +100,102 @@ void apply(PvGenParameterArray& features, const std::string& setting)
     require(feature->FromString(PvString(setting.substr(equals + 1))), "set " + setting);
 }
 
+std::string as_hex(const std::vector<std::uint8_t>& bytes)
+{
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", byte);
+        text += digits;
+    }
+    return text;
+}
+
+/// A value as the device has it, whatever the description says about showing it.
+PvResult plain_value(PvGenParameter& feature, std::string& text)
+{
+    PvString words;
+    std::int64_t number = 0;
+    double real = 0;
+    bool flag = false;
+    PvResult result;
+    if (auto* const integer = dynamic_cast<PvGenInteger*>(&feature)) {
+        result = integer->GetValue(number);
+        text = std::to_string(number);
+    } else if (auto* const floating = dynamic_cast<PvGenFloat*>(&feature)) {
+        result = floating->GetValue(real);
+        char digits[32];
+        std::snprintf(digits, sizeof digits, "%.17g", real);
+        text = digits;
+    } else if (auto* const boolean = dynamic_cast<PvGenBoolean*>(&feature)) {
+        result = boolean->GetValue(flag);
+        text = flag ? "true" : "false";
+    } else if (auto* const bytes = dynamic_cast<PvGenRegister*>(&feature)) {
+        result = bytes->GetLength(number);
+        std::vector<std::uint8_t> data(static_cast<std::size_t>(number));
+        if (result.IsOK())
+            result = bytes->Get(data.data(), number);
+        text = as_hex(data);
+    } else {
+        result = feature.ToString(words);
+        text = words.str();
+    }
+    return result;
+}
+
+/// The entries that can be chosen at present.
+void tell_entries(const PvGenEnum& feature, const std::string& name)
+{
+    std::int64_t count = 0;
+    require(feature.GetEntriesCount(count), "entries of " + name);
+    for (std::int64_t i = 0; i < count; ++i) {
+        const PvGenEnumEntry* entry = nullptr;
+        PvString entry_name;
+        require(feature.GetEntryByIndex(i, &entry), "entry of " + name);
+        require(entry->GetName(entry_name), "entry of " + name);
+        if (entry->IsAvailable())
+            tell("entry", name + " " + entry_name.str());
+    }
+}
+
+/// All features, one a line: name, kind, access, and the value of those that can be read.
+int list(const Options& options)
+{
+    constexpr const char* kinds[] = {"integer", "enumeration", "boolean", "string", "command", "float", "register"};
+    PvDevice device;
+    require(device.Connect(PvString(options.device)), "connect");
+    for (const std::string& setting : options.settings)
+        apply(*device.GetGenParameters(), setting);
+    PvGenParameterArray& features = *device.GetGenParameters();
+    unsigned failed = 0;
+    for (std::uint32_t i = 0; i < features.GetCount(); ++i) {
+        PvGenParameter& feature = *features.Get(i);
+        PvString name;
+        PvGenType type{};
+        require(feature.GetName(name), "name of feature " + std::to_string(i));
+        require(feature.GetType(type), "type of " + name.str());
+        const bool readable = feature.IsReadable();
+        const bool writable = feature.IsWritable();
+        std::string line = name.str() + " " + kinds[type] + " " +
+                           (readable   ? writable ? "RW" : "RO"
+                            : writable ? "WO"
+                                       : "NA");
+        if (readable && type != PvGenTypeCommand) {
+            std::string value;
+            const PvResult result = plain_value(feature, value);
+            line += " " + value;
+            failed += result.IsOK() ? 0 : 1;
+            if (!result.IsOK())
+                tell("error", name.str() + " = " + result.GetDescription().str());
+        }
+        tell("parameter", line);
+        if (const auto* const choice = dynamic_cast<PvGenEnum*>(&feature))
+            tell_entries(*choice, name.str());
+    }
+    require(device.Disconnect(), "disconnect");
+    return failed == 0 ? 0 : 1;
+}
+
 /// Sets the packet size and tells it; by the register where the device has no feature for it.
 void set_packet_size(const Options& options, PvDevice& device)
 {
@@ -238,10 +334,12 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     const auto* const find_command = app.add_subcommand("find", "list the devices");
     auto* const read_command = app.add_subcommand("read", "read every feature");
+    auto* const list_command = app.add_subcommand("list", "list every feature with kind, access and plain value");
     auto* const stream_command = app.add_subcommand("stream", "stream frames and judge them");
-    for (CLI::App* const command : {read_command, stream_command})
+    for (CLI::App* const command : {read_command, list_command, stream_command})
         command->add_option("device", options.device, "IP address")->required();
-    stream_command->add_option("--set", options.settings, "NAME=VALUE, set before streaming");
+    for (CLI::App* const command : {list_command, stream_command})
+        command->add_option("--set", options.settings, "NAME=VALUE, set before anything else");
     stream_command->add_option("--packet-size", options.packet_size, "bytes, or auto to negotiate it");
     stream_command->add_option("--frames", options.frames, "frames to receive");
     stream_command->add_option("--buffers", options.buffers, "buffers to queue")->check(CLI::Range(1, 64));
@@ -252,6 +350,8 @@ int main(int argc, char** argv)
     try {
         if (find_command->parsed())
             return find();
+        if (list_command->parsed())
+            return list(options);
         return read_command->parsed() ? read(options) : stream_from(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "host_probe: %s\n", error.what());

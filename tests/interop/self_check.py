@@ -6,6 +6,7 @@ import os
 import struct
 
 import capture
+import features
 from capture import Block, Packet
 
 HOST, CAMERA = bytes([192, 168, 7, 1]), bytes([192, 168, 7, 50])
@@ -113,3 +114,6 @@ def run(report, folder, _tools):
         name for name, blocks, faulty in _sequences() if bool(capture.sequence_faults(blocks, 256)) != faulty
     ]
     report.check("sequence check tells good from bad", not wrong, ", ".join(wrong))
+
+    wrong = features.blind_spots()
+    report.check("comparison of features tells every difference", not wrong, ", ".join(wrong))
