@@ -58,6 +58,10 @@ private:
 
     void parameter_changed(PvGenParameter* parameter) noexcept final
     {
+        // what nobody sees must not stay alive either: a camera's features change all day
+        if (!this->has_sinks() && this->base_object().client_sink() == nullptr) {
+            return;
+        }
         T* shown = nullptr;
         if (parameter != nullptr) {
             server::Ref<T> fresh;

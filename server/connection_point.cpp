@@ -254,6 +254,13 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcep
     });
 }
 
+bool ConnectionPoint::has_sinks() const noexcept
+{
+    const std::shared_lock lock(slots_lock_);
+    return std::any_of(slots_.begin(), slots_.end(),
+                       [](const Ref<IDispatch>& held) { return static_cast<bool>(held); });
+}
+
 std::size_t ConnectionPoint::slot_count() const noexcept
 {
     const std::shared_lock lock(slots_lock_);

@@ -66,6 +66,9 @@ public:
         return last;
     }
 
+    /// Whether anybody is advised.
+    [[nodiscard]] bool has_sinks() const noexcept;
+
 private:
     [[nodiscard]] std::size_t slot_count() const noexcept;
     [[nodiscard]] Ref<IDispatch> sink_at(std::size_t slot) const noexcept;
@@ -95,6 +98,7 @@ protected:
     {
         return point_.fire(event, arguments...);
     }
+    [[nodiscard]] bool has_sinks() const noexcept { return point_.has_sinks(); }
 
 private:
     ConnectionPoint point_;

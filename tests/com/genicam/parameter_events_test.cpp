@@ -45,6 +45,20 @@ TEST_F(ParameterEvents, LeaveTheShownObjectAlive)
     EXPECT_EQ(references(sink.shown[0].get()), 2u);
 }
 
+TEST_F(ParameterEvents, LeaveNothingAliveWhenNobodySeesThem)
+{
+    const Ref<IVexGenInteger> width = integer(L"Width");
+    write_width(320);
+    const LONG objects = server::module().lock_count();
+    for (int i = 0; i < 100; ++i) {
+        write_width(320 + i % 2 * 8);
+    }
+    EXPECT_EQ(server::module().lock_count(), objects);
+    ASSERT_EQ(width->RegisterEventSink(&sink), S_OK);
+    write_width(320);
+    EXPECT_EQ(sink.shown.size(), 1u);
+}
+
 TEST_F(ParameterEvents, DoNotCountTheShownObjectAsAListener)
 {
     ASSERT_EQ(integer(L"Width")->RegisterEventSink(&sink), S_OK);

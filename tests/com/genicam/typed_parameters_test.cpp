@@ -5,21 +5,6 @@ namespace {
 
 using TypedParameters = ParameterTest;
 
-/// An array for the length of a test.
-class Bytes {
-public:
-    Bytes(std::initializer_list<unsigned char> values, LONG lower = 0) : array_(byte_array(values, lower)) {}
-    Bytes(const Bytes&) = delete;
-    Bytes& operator=(const Bytes&) = delete;
-    ~Bytes() { SafeArrayDestroy(array_); }
-
-    operator SAFEARRAY*() const noexcept { return array_; }
-    [[nodiscard]] std::vector<unsigned char> values() const { return bytes_of(array_); }
-
-private:
-    SAFEARRAY* array_;
-};
-
 TEST_F(TypedParameters, IntegerHasValueLimitsAndRepresentation)
 {
     const Ref<IVexGenInteger> width = integer(L"Width");

@@ -1,0 +1,93 @@
+#include "tests/com/genicam/feature_camera.h"
+
+namespace client {
+
+namespace {
+
+constexpr wchar_t address[] = L"127.0.0.1";
+
+/// The description with its registers where the raw camera has memory.
+std::string moved(std::string_view description)
+{
+    constexpr std::string_view low = "<Address>0x";
+    std::string text;
+    for (;;) {
+        const std::size_t found = description.find(low);
+        if (found == std::string_view::npos) {
+            return text.append(description);
+        }
+        text.append(description.substr(0, found)).append(low).append("B");
+        description.remove_prefix(found + low.size());
+    }
+}
+
+std::unique_ptr<device_test::RawCamera> make_camera(std::string_view description)
+{
+    device_test::RawCameraOptions options;
+    options.address = net::loopback_address;
+    options.serial = "COM-FEATURES";
+    options.description = moved(description);
+    auto camera = std::make_unique<device_test::RawCamera>(options);
+    for (std::uint32_t at = 0xB100; at < 0xB200; at += 4) {
+        camera->set_reg(at, 0);
+    }
+    camera->set_reg(0xB100, 640);         // Width
+    camera->set_reg(0xB104, 1024);        // WidthMax
+    camera->set_reg(0xB108, 0x01080001);  // PixelFormat Mono8
+    return camera;
+}
+
+}  // namespace
+
+ConnectedDevice::~ConnectedDevice() { disconnect(); }
+
+VexResultCode ConnectedDevice::connect()
+{
+    Ref<IVexResult> result;
+    EXPECT_EQ(device->ConnectString(Text(address), VexAccessControl, result.put()), S_OK);
+    return code_of(result);
+}
+
+VexResultCode ConnectedDevice::disconnect()
+{
+    Ref<IVexResult> result;
+    EXPECT_EQ(device->Disconnect(result.put()), S_OK);
+    return code_of(result);
+}
+
+Ref<IVexGenParameterArray> ConnectedDevice::features()
+{
+    Ref<IVexGenParameterArray> found;
+    EXPECT_EQ(device->get_GenParameters(found.put()), S_OK);
+    return found;
+}
+
+DescribedCameraTest::DescribedCameraTest() : camera(make_camera(camera_description))
+{
+    EXPECT_EQ(connect(), VexOK);
+    array = features();
+    EXPECT_TRUE(array);
+}
+
+void DescribedCameraTest::exchange_camera(std::string_view description)
+{
+    EXPECT_EQ(disconnect(), VexOK);
+    camera.reset();
+    camera = make_camera(description);
+    EXPECT_EQ(connect(), VexOK);
+    EXPECT_EQ(features().get(), array.get()) << "the device has one array object, whatever it shows";
+}
+
+SoftwareCameraTest::SoftwareCameraTest()
+{
+    softcam::CameraOptions options;
+    options.adapter = "127.0.0.1";
+    options.serial_number = "COM-FEATURES";
+    camera = std::make_unique<softcam::Camera>(options);
+    camera->start();
+    EXPECT_EQ(connect(), VexOK);
+    array = features();
+    EXPECT_TRUE(array);
+}
+
+}  // namespace client
