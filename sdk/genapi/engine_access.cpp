@@ -191,7 +191,8 @@ void NodeMap::refuse_by(const Node& subject, Node& node, Wish wish)
     if (is_register(node.kind)) {
         const RegisterData& reg = model_.registers[node.data];
         try {
-            if (!is_available(register_access(node))) {
+            // what is cached can be read without a port, but not written
+            if (wish != Wish::read || !is_available(register_access(node))) {
                 require_transfers(at(reg.port));
             }
         } catch (const PortError& error) {

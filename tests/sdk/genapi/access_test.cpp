@@ -206,6 +206,8 @@ TEST(Access, WithoutAPortIsWhatIsCached)
     EXPECT_EQ(camera["C"].access(), AccessMode::not_available);
     EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["B"].int_value()); }),
               "B is not available: the device is not connected");
+    EXPECT_EQ(message_of<GenApi::PortError>([&] { camera["A"].set_int_value(8); }),
+              "A is not available: the device is not connected");
     EXPECT_EQ(code_of([&] { static_cast<void>(camera["B"].int_value()); }), PvResult::NotConnected);
     camera.port.open = true;
     EXPECT_EQ(camera["A"].access(), AccessMode::read_write);
