@@ -49,14 +49,20 @@ suite_windows() {
 }
 
 suite_scripts() {
+    build native softcam
     build windows VexKamCOMWrapper
+    source scripts/demo.sh
     wine_start
     register_server
+    start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
     local script failed=0 passed=0
-    for script in tests/scripts/*.vbs; do
+    for script in tests/scripts/*.vbs examples/vbscript/features.vbs; do
         echo "-- $script"
-        if run_script 120 "$script" "Done." "$(windows_path "$root/build")"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+        local arguments=("$(windows_path "$root/build")" 127.0.0.2)
+        [[ $script != examples/* ]] || arguments=(127.0.0.2)
+        if run_script 120 "$script" "Done." "${arguments[@]}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
     done
+    stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
 }
