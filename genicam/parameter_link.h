@@ -20,8 +20,8 @@ protected:
 
 /// The event sink that is registered for a parameter object.
 ///
-/// The registration is made once and lasts as long as the SDK parameter, which may be longer or shorter than the
-/// object's life. So the sink stands apart: it belongs to the SDK parameter, and the object cuts it off when it goes.
+/// The SDK parameter may live longer or shorter than the object, and may be in a call of the sink when the object goes.
+/// So the sink stands apart: it belongs to the SDK parameter, too, and the object cuts it off when it goes.
 ///
 /// Thread safety: any thread.
 class ParameterLink final : public PvGenEventSink {

@@ -22,6 +22,10 @@ public:
     {
         if (link_) {
             link_->cut();
+            // a link that tells nobody would cost every later change of a parameter that outlives its objects
+            if (Sdk* parameter = heard_.sdk(); parameter != nullptr) {
+                parameter->UnregisterEventSink(link_.get());
+            }
         }
     }
 
@@ -41,6 +45,9 @@ protected:
     ~ParameterObject() = default;
 
 private:
+    /// The parameter whose changes are heard, which may be another than the one that is shown.
+    class Heard : public LivingView<Sdk> {};
+
     /// A parameter that takes no sink is shown all the same.
     void listen_to(Sdk& parameter) noexcept
     {
@@ -48,6 +55,7 @@ private:
             ParameterListener& listener = *this;
             link_ = std::make_shared<ParameterLink>(listener);
             parameter.KeepEventSink(link_);
+            heard_.AttachSdkObject(&parameter);
         } catch (...) {
             link_.reset();
         }
@@ -81,4 +89,5 @@ private:
 
     bool registration_pending_ = true;
     std::shared_ptr<ParameterLink> link_;
+    Heard heard_;
 };

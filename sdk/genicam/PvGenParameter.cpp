@@ -4,20 +4,32 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sdk/genicam/parameter_internals.h"
 
 /// What of a parameter changes; apart from the node map's lock, and never held while something else is called.
 struct PvGenParameter::State {
+    struct Registered {
+        PvGenEventSink* sink;
+        std::shared_ptr<PvGenEventSink> kept;  ///< null for a sink that is somebody else's
+    };
+
+    [[nodiscard]] auto find(const PvGenEventSink* sink)
+    {
+        return std::find_if(sinks.begin(), sinks.end(),
+                            [sink](const Registered& registered) { return registered.sink == sink; });
+    }
+
     std::mutex mutex;
     std::string last_error;
-    std::vector<PvGenEventSink*> sinks;
+    std::vector<Registered> sinks;
     std::optional<GenApi::CallbackId> callback;
 };
 
 PvGenParameter::PvGenParameter(GenApi::INode& node, const Owner& owner, PvGenType type)
-    : node_(&node), owner_(owner), type_(type), state_(std::make_unique<State>())
+    : node_(&node), owner_(owner), type_(type), state_(std::make_shared<State>())
 {}
 
 PvGenParameter::~PvGenParameter()
@@ -158,20 +170,28 @@ PvResult PvGenParameter::FromString(const PvString& aValue)
     return run([&] { node_->from_string(aValue.view()); });
 }
 
-PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink)
+PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink) { return add_sink(aSink, nullptr); }
+
+PvResult PvGenParameter::KeepEventSink(std::shared_ptr<PvGenEventSink> aSink)
+{
+    PvGenEventSink* const sink = aSink.get();
+    return add_sink(sink, std::move(aSink));
+}
+
+PvResult PvGenParameter::add_sink(PvGenEventSink* sink, std::shared_ptr<PvGenEventSink> kept)
 {
     return run([&] {
-        if (aSink == nullptr) {
+        if (sink == nullptr) {
             throw GenApi::ValueError("An event sink must not be null");
         }
         bool first = false;
         {
             const std::lock_guard lock(state_->mutex);
-            if (std::find(state_->sinks.begin(), state_->sinks.end(), aSink) != state_->sinks.end()) {
+            if (state_->find(sink) != state_->sinks.end()) {
                 throw GenApi::Error(PvResult::StateError,
                                     "The event sink is registered with " + std::string(node_->name()) + " already");
             }
-            state_->sinks.push_back(aSink);
+            state_->sinks.push_back({sink, std::move(kept)});
             first = !state_->callback;
             // claimed before the lock is given back, so that two threads cannot both be the first
             state_->callback = state_->callback.value_or(0);
@@ -182,9 +202,13 @@ PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink)
                 const std::lock_guard lock(state_->mutex);
                 state_->callback = id;
             } catch (...) {
+                State::Registered removed{};
                 const std::lock_guard lock(state_->mutex);
                 state_->callback.reset();
-                std::erase(state_->sinks, aSink);
+                if (const auto found = state_->find(sink); found != state_->sinks.end()) {
+                    removed = std::move(*found);
+                    state_->sinks.erase(found);
+                }
                 throw;
             }
         }
@@ -193,31 +217,35 @@ PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink)
 
 PvResult PvGenParameter::UnregisterEventSink(PvGenEventSink* aSink)
 {
+    State::Registered removed{};  // a kept sink goes after the lock
     return run([&] {
         const std::lock_guard lock(state_->mutex);
-        if (std::erase(state_->sinks, aSink) == 0) {
+        const auto found = state_->find(aSink);
+        if (found == state_->sinks.end()) {
             throw GenApi::Error(PvResult::NotFound,
                                 "The event sink is not registered with " + std::string(node_->name()));
         }
+        removed = std::move(*found);
+        state_->sinks.erase(found);
     });
 }
 
 void PvGenParameter::notify()
 {
-    std::vector<PvGenEventSink*> sinks;
+    std::vector<State::Registered> sinks;
     {
         const std::lock_guard lock(state_->mutex);
         sinks = state_->sinks;
     }
-    for (PvGenEventSink* const sink : sinks) {
+    for (const State::Registered& registered : sinks) {
         {
             // an earlier sink may have taken this one away
             const std::lock_guard lock(state_->mutex);
-            if (std::find(state_->sinks.begin(), state_->sinks.end(), sink) == state_->sinks.end()) {
+            if (state_->find(registered.sink) == state_->sinks.end()) {
                 continue;
             }
         }
-        static_cast<void>(genicam::result_of([&] { sink->OnParameterUpdate(this); }));
+        static_cast<void>(genicam::result_of([&] { registered.sink->OnParameterUpdate(this); }));
     }
 }
 

@@ -3,8 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
-#include <vector>
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
@@ -71,11 +69,12 @@ public:
     /// NotFound when the sink is not registered. A call that another thread has already begun may still run when this
     /// returns.
     PvResult UnregisterEventSink(PvGenEventSink* aSink);
-    /// Registers a sink that the parameter keeps from then on, for as long as it lives. Results as RegisterEventSink.
+    /// Registers a sink that the parameter keeps alive until it is unregistered, also while a call of it runs. Results
+    /// as RegisterEventSink.
     PvResult KeepEventSink(std::shared_ptr<PvGenEventSink> aSink);
 
     /// Expires when the parameter goes with its array: for whoever holds a parameter without holding its array.
-    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return kept_sinks_; }
+    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return state_; }
 
 protected:
     friend class PvGenParameterArray;
@@ -92,26 +91,11 @@ private:
     struct State;
     void remember(const PvResult& result) const;
     void notify();
+    PvResult add_sink(PvGenEventSink* sink, std::shared_ptr<PvGenEventSink> kept);
     template <class Related>
     PvResult list(PvGenParameterList& aList, Related&& related) const;
 
     const Owner& owner_;
     PvGenType type_;
-    struct KeptSinks {
-        std::mutex mutex;
-        std::vector<std::shared_ptr<PvGenEventSink>> sinks;
-    };
-    std::shared_ptr<KeptSinks> kept_sinks_ = std::make_shared<KeptSinks>();  // outlives what calls them
-    std::unique_ptr<State> state_;
+    std::shared_ptr<State> state_;  // shared only for its lifetime to be watched
 };
-
-inline PvResult PvGenParameter::KeepEventSink(std::shared_ptr<PvGenEventSink> aSink)
-{
-    const std::lock_guard lock(kept_sinks_->mutex);
-    kept_sinks_->sinks.push_back(aSink);
-    PvResult registered = RegisterEventSink(aSink.get());
-    if (!registered.IsOK()) {
-        kept_sinks_->sinks.pop_back();
-    }
-    return registered;
-}

@@ -321,6 +321,30 @@ TEST_F(Array, MovesRegistersAndText)
     EXPECT_FALSE(done);
 }
 
+TEST_F(Array, KeepsASinkAliveUntilItIsUnregistered)
+{
+    PvGenParameter& width = *array.Get("Width");
+    auto sink = std::make_shared<CountingSink>();
+    CountingSink* const listening = sink.get();
+    const std::weak_ptr<CountingSink> life = sink;
+    EXPECT_TRUE(width.KeepEventSink(sink).IsOK());
+    EXPECT_EQ(width.KeepEventSink(sink).GetCode(), PvResult::StateError);
+    EXPECT_EQ(width.KeepEventSink(nullptr).GetCode(), PvResult::InvalidParameter);
+    sink.reset();
+    EXPECT_TRUE(array.SetIntegerValue("Width", 320).IsOK());
+    EXPECT_EQ(listening->count, 1);
+    // unregistered in its own call it still lives to the end of that
+    bool alive_in_call = false;
+    listening->action = [&] {
+        EXPECT_TRUE(width.UnregisterEventSink(listening).IsOK());
+        alive_in_call = !life.expired();
+    };
+    EXPECT_TRUE(array.SetIntegerValue("Width", 324).IsOK());
+    EXPECT_TRUE(alive_in_call);
+    EXPECT_TRUE(life.expired());
+    EXPECT_TRUE(array.SetIntegerValue("Width", 320).IsOK());
+}
+
 TEST_F(Array, TellsEventSinksOnceForEveryChange)
 {
     PvGenParameter& width = *array.Get("Width");
