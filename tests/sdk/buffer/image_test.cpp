@@ -8,6 +8,7 @@
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/memory.h"
+#include "sdk/buffer/pixel_type_names.h"
 
 namespace {
 
@@ -22,6 +23,18 @@ TEST(PixelType, ThereAre57AndEachCodeTellsItsSizeAndKind)
     EXPECT_EQ(PvImage::GetPixelBitCount(PvPixelRGB12V1Packed), 36u);
     EXPECT_EQ(PvImage::GetPixelBitCount(PvPixelYUV411Packed), 12u);
     EXPECT_EQ(PvImage::GetPixelBitCount(PvPixelUndefined), 0u);
+}
+
+TEST(PixelType, IsFoundByItsNameInEitherCase)
+{
+    EXPECT_EQ(pixel_type_name(PvPixelBayerRG12Packed), "BayerRG12Packed");
+    EXPECT_EQ(pixel_type_name(PvPixelUndefined), "");
+    EXPECT_EQ(pixel_type_of_name("bayerrg12packed"), PvPixelBayerRG12Packed);
+    EXPECT_EQ(pixel_type_of_name("BayerRG12"), PvPixelBayerRG12);
+    EXPECT_EQ(pixel_type_of_name("BayerRG12Packe"), std::nullopt);
+    EXPECT_EQ(pixel_type_of_name(""), std::nullopt);
+    for (const auto type : pv_pixel_types)
+        EXPECT_EQ(pixel_type_of_name(pixel_type_name(type)), type);
 }
 
 TEST(Image, AllocSetsTheGeometryAndAllocatesWhatItNeeds)
