@@ -8,8 +8,12 @@
 #include <optional>
 #include <random>
 #include <set>
+#include <string>
+#include <thread>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <csignal>
 #include <sys/resource.h>
 #endif
@@ -36,15 +40,17 @@ protected:
     {
         std::error_code ignored;
         fs::permissions(folder_, fs::perms::owner_all, ignored);
-        fs::remove_all(folder_, ignored);
+        fs::remove_all(reachable(folder_), ignored);
     }
 
-    [[nodiscard]] PvString name(const fs::path& file) const
+    [[nodiscard]] PvString name(const fs::path& file) const { return {(folder_ / file).c_str()}; }
+    /// The path in the form in which this program can reach it whatever its length.
+    [[nodiscard]] static fs::path reachable(const fs::path& path)
     {
 #ifdef _WIN32
-        return {(folder_ / file).c_str()};
+        return fs::path(L"\\\\?\\" + fs::path(path).make_preferred().native());
 #else
-        return {(folder_ / file).string().c_str()};
+        return path;
 #endif
     }
     [[nodiscard]] Bytes content(const fs::path& file) const
@@ -160,14 +166,41 @@ TEST_F(Writer, TakesNamesInEveryScript)
 {
     const fs::path file(u8"b\u00EDld \u56FE\u50CF \U0001F4F7.bmp");
     const auto image = test::blank(1, 1, PvPixelMono8);
-#ifdef _WIN32
-    const PvString by_name((folder_ / file).c_str());
-#else
-    const PvString by_name((folder_ / file).string().c_str());
-#endif
-    const auto result = writer_.Store(image.get(), by_name);
+    const auto result = writer_.Store(image.get(), name(file));
     ASSERT_TRUE(result.IsOK()) << result.description();
     EXPECT_TRUE(fs::exists(folder_ / file));
+    EXPECT_EQ(files(), 1u);
+}
+
+TEST_F(Writer, TakesPathsOfAnyLength)
+{
+    const auto image = test::image(1, 1, PvPixelMono8, {5});
+    fs::path file;
+    for (int depth = 0; depth < 6; ++depth) {
+        file /= std::string(60, static_cast<char>('a' + depth));
+        fs::create_directory(reachable(folder_ / file));
+    }
+    file /= "image.raw";
+    ASSERT_GT((folder_ / file).native().size(), 300u);
+    for (int times = 0; times < 2; ++times) {  // the second time it replaces the first
+        const auto result = writer_.Store(image.get(), name(file), PvBufferFormatRaw);
+        ASSERT_TRUE(result.IsOK()) << result.description();
+    }
+    EXPECT_EQ(fs::file_size(reachable(folder_ / file)), 1u);
+    const auto folder = reachable((folder_ / file).parent_path());
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+}
+
+TEST_F(Writer, TakesTheLongestNameThatAFileCanHave)
+{
+    const auto image = test::image(1, 1, PvPixelMono8, {5});
+    const std::string longest(255, 'x');
+    const auto result = writer_.Store(image.get(), name(longest), PvBufferFormatRaw);
+    ASSERT_TRUE(result.IsOK()) << result.description();
+    EXPECT_EQ(fs::file_size(reachable(folder_ / longest)), 1u);
+    EXPECT_EQ(files(), 1u);
+    const auto refused = writer_.Store(image.get(), name(longest + "x"), PvBufferFormatRaw);
+    EXPECT_FALSE(refused.IsOK());
     EXPECT_EQ(files(), 1u);
 }
 
@@ -216,7 +249,50 @@ TEST_F(Writer, ATakenNameBesideTheTargetIsLeftAlone)
     EXPECT_EQ(files(), 2u);
 }
 
-#ifndef _WIN32
+#ifdef _WIN32
+TEST_F(Writer, AFileInUseIsKeptAndNothingIsLeftBesideIt)
+{
+    std::ofstream(folder_ / "image.bmp") << "old";
+    const HANDLE used =
+        CreateFileW((folder_ / "image.bmp").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(used, INVALID_HANDLE_VALUE);
+    const auto image = test::blank(1, 1, PvPixelMono8);
+    const auto result = writer_.Store(image.get(), name("image.bmp"));
+    CloseHandle(used);
+    EXPECT_EQ(result.GetCode(), PvResult::FileError);
+    EXPECT_NE(result.description().find("image.bmp: "), std::string_view::npos) << result.description();
+    EXPECT_EQ(content("image.bmp"), (Bytes{'o', 'l', 'd'}));
+    EXPECT_EQ(files(), 1u);
+}
+
+TEST_F(Writer, APipeIsWrittenToDirectlyAndItsErrorReported)
+{
+    const auto pipe_name = L"\\\\.\\pipe\\writer_test_" + std::to_wstring(GetCurrentProcessId());
+    const auto small = test::image(1, 1, PvPixelMono8, {5});
+    const auto large = test::blank(500, 500, PvPixelMono8);
+    for (const auto* image : {small.get(), large.get()}) {
+        const HANDLE pipe =
+            CreateNamedPipeW(pipe_name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE, 1, 0, 64, 0, nullptr);
+        ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
+        std::uint8_t first = 0;
+        std::thread reader([&] {
+            DWORD count = 0;
+            ConnectNamedPipe(pipe, nullptr);
+            ReadFile(pipe, &first, 1, &count, nullptr);
+            CloseHandle(pipe);  // the large image's writer finds nobody at the other end
+        });
+        const auto result = writer_.Store(image, pipe_name.c_str(), PvBufferFormatRaw);
+        reader.join();
+        if (image == small.get()) {
+            EXPECT_TRUE(result.IsOK()) << result.description();
+            EXPECT_EQ(first, 5);
+        } else {
+            EXPECT_EQ(result.GetCode(), PvResult::FileError);
+            EXPECT_NE(result.description().find("pipe"), std::string_view::npos) << result.description();
+        }
+    }
+}
+#else
 TEST_F(Writer, AFullDiskLeavesTheOlderFileAndNoHalfOne)
 {
     std::ofstream(folder_ / "image.bmp") << "old";
