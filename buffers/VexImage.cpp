@@ -19,11 +19,11 @@ HRESULT CVexImage::GetData2D(SAFEARRAY** pVal) noexcept
             return S_OK;
         }
         const ULONG line = image.GetPaddingX() + image.GetOffsetX() + image.GetWidth();
-        if (line == 0) {
+        const ULONGLONG size = image.GetImageSize();
+        if (line == 0 && size != 0) {
             return E_UNEXPECTED;
         }
         ULONGLONG rows = ULONGLONG{image.GetOffsetY()} + image.GetHeight();
-        const ULONGLONG size = image.GetImageSize();
         if (size > rows * line) {
             rows += (size - rows * line + line - 1) / line;
         }

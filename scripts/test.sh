@@ -56,10 +56,10 @@ suite_scripts() {
     register_server
     start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
     local script failed=0 passed=0
-    for script in tests/scripts/*.vbs examples/vbscript/features.vbs; do
+    for script in tests/scripts/*.vbs examples/vbscript/features.vbs examples/vbscript/save_bmp.vbs; do
         echo "-- $script"
         local arguments=("$(windows_path "$root/build")" 127.0.0.2)
-        [[ $script != examples/* ]] || arguments=(127.0.0.2)
+        [[ $script != */vbscript/features.vbs ]] || arguments=(127.0.0.2)
         if run_script 120 "$script" "Done." "${arguments[@]}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
     done
     stop_camera

@@ -1,4 +1,5 @@
 // VexBufferConverter through COM.
+#include "sdk/buffer/PvPixelType.h"
 #include "server/wrapper.h"
 #include "tests/com/buffers/objects.h"
 
@@ -98,6 +99,28 @@ TEST_F(Converter, SupportReadsAsOne)
     Variant value;
     ASSERT_EQ(script.call(L"IsConversionSupported", {Variant(0x01080001), Variant(0x02208001)}, &value), S_OK);
     EXPECT_EQ(value->boolVal, 1);
+}
+
+TEST_F(Converter, SupportIsTheTruthForEveryPairBothWays)
+{
+    const auto source = new_buffer();
+    const auto destination = new_buffer();
+    unsigned int supported_pairs = 0;
+    for (const auto from : pv_pixel_types) {
+        for (const auto to : pv_pixel_types) {
+            VARIANT_BOOL supported = 7;
+            ASSERT_EQ(converter->IsConversionSupported(static_cast<VexPixelType>(from), static_cast<VexPixelType>(to),
+                                                       &supported),
+                      S_OK);
+            ASSERT_TRUE(supported == 0 || supported == 1);
+            ASSERT_EQ(alloc(image_of(source.get()).get(), 5, 2, static_cast<VexPixelType>(from)), VexOK);
+            ASSERT_EQ(alloc(image_of(destination.get()).get(), 5, 2, static_cast<VexPixelType>(to)), VexOK);
+            EXPECT_EQ(convert(source, destination), supported == 1 ? VexOK : VexNotSupported)
+                << std::hex << from << " to " << to;
+            supported_pairs += static_cast<unsigned int>(supported);
+        }
+    }
+    EXPECT_EQ(supported_pairs, 57u * 16 + 41);  // sixteen destinations for all, and the others to themselves
 }
 
 TEST_F(Converter, ConvertsIntoTheDestinationsPixelType)

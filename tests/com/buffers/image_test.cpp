@@ -100,6 +100,37 @@ TEST_F(Image, ImpossibleImagesFailInTheResult)
               VexInvalidParameter);
 }
 
+TEST_F(Image, SizesThatReachFourGigabytesOrOverflowFailAndChangeNothing)
+{
+    ASSERT_EQ(alloc(image.get(), 2, 2, VexPixelMono8), VexOK);
+    struct Case {
+        unsigned int width, height;
+        VexPixelType type;
+        unsigned short padding_x, padding_y;
+    };
+    for (const auto& [width, height, type, padding_x, padding_y] : {
+             Case{65536, 65536, VexPixelMono8, 0, 0},                            // 4 GiB; 0 in 32 bits
+             Case{0x80000001, 2, VexPixelMono8, 0, 0},                           // 2 in 32 bits
+             Case{0xFFFFFFFF, 1, VexPixelMono8, 1, 0},                           // 4 GiB with the line's padding
+             Case{0xFFFFFFFF, 1, VexPixelMono8, 0, 1},                           // or with the image's
+             Case{1, 0x10000, VexPixelMono8, 0xFFFF, 0},                         // 4 GiB, nearly all padding
+             Case{0xFFFFFFFF, 0xFFFFFFFF, VexPixelRGB16Packed, 0xFFFF, 0xFFFF},  // more than 64 bits
+             Case{0x55555556, 1, VexPixelRGB8Planar, 0, 0},                      // 2 in 32 bits, over three planes
+         }) {
+        EXPECT_EQ(alloc(image.get(), width, height, type, padding_x, padding_y), VexErrOverflow)
+            << width << " " << height;
+        unsigned char byte = 0;
+        EXPECT_EQ(code_of([&](IVexResult** result) {
+                      return image->Attach(reinterpret_cast<INT_PTR>(&byte), width, height, type, padding_x, padding_y,
+                                           result);
+                  }),
+                  VexErrOverflow);
+    }
+    EXPECT_EQ(value_of(image.get(), &IVexImage::get_Width), 2u);
+    EXPECT_EQ(value_of(buffer.get(), &IVexBuffer::get_Size), 4u);
+    EXPECT_EQ(data_of(image.get()), Bytes(4));
+}
+
 TEST_F(Image, PixelTypesSayHowManyBitsAPixelTakes)
 {
     EXPECT_EQ((VexPixelRGB12V1Packed >> 16) & 0xFF, 36);

@@ -197,6 +197,14 @@ TEST_F(TwoDimensions, WithoutMemoryThereIsNoArray)
     EXPECT_EQ(array.get(), nullptr);
 }
 
+TEST_F(TwoDimensions, MemoryWithoutGeometryGivesAnArrayWithoutElements)
+{
+    ASSERT_TRUE(acquired.Alloc(10).IsOK());
+    image->AttachSdkObject(acquired.GetImage());
+    EXPECT_EQ(read(), (std::array<LONG, 2>{0, 0}));
+    EXPECT_NE(array.get(), nullptr);
+}
+
 TEST_F(TwoDimensions, OffsetsFromTheNetworkCannotMakeTheArrayTooSmall)
 {
     ASSERT_TRUE(acquired.GetImage()->Alloc(3, 2, PvPixelRGB8Packed).IsOK());

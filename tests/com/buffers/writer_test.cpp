@@ -99,6 +99,45 @@ TEST_F(Writer, AMissingFolderFailsInTheResultWithTheReason)
     EXPECT_NE(description.find(L"No such file"), std::wstring::npos);
 }
 
+TEST_F(Writer, TakesPathsOfMoreThan260Characters)
+{
+    auto deep = folder;
+    for (int depth = 0; depth < 5; ++depth) {
+        deep /= std::wstring(60, static_cast<wchar_t>(L'a' + depth));
+        ASSERT_NE(CreateDirectoryW((L"\\\\?\\" + deep.native()).c_str(), nullptr), 0) << depth;
+    }
+    const auto name = deep / L"\u56FE\u50CF.bmp";
+    ASSERT_GT(name.native().size(), 300u);
+    const auto result = store(new_image(1, 1, VexPixelMono8), name, VexBufferFormatBMP);
+    BSTR text = nullptr;
+    ASSERT_EQ(result->get_Description(&text), S_OK);
+    EXPECT_EQ(ok(result), 1) << fs::path(take(text));
+    const auto reachable = L"\\\\?\\" + name.native();
+    EXPECT_NE(GetFileAttributesW(reachable.c_str()), INVALID_FILE_ATTRIBUTES);
+    // what follows cannot reach so deep
+    for (auto at = name; at != folder; at = at.parent_path()) {
+        const auto path = L"\\\\?\\" + at.native();
+        EXPECT_NE(at == name ? DeleteFileW(path.c_str()) : RemoveDirectoryW(path.c_str()), 0);
+    }
+}
+
+TEST_F(Writer, AReadOnlyFileAndOneInUseAreKept)
+{
+    const auto name = folder / L"kept.bmp";
+    const auto image = new_image(1, 1, VexPixelMono8);
+    std::ofstream(name) << "old";
+    ASSERT_NE(SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY), 0);
+    EXPECT_EQ(value_of(store(image, name, VexBufferFormatBMP).get(), &IVexResult::get_Code), VexCannotOpenFile);
+    ASSERT_NE(SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_NORMAL), 0);
+
+    const HANDLE used = CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(used, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(value_of(store(image, name, VexBufferFormatBMP).get(), &IVexResult::get_Code), VexFileError);
+    CloseHandle(used);
+    EXPECT_EQ(content(name), (Bytes{'o', 'l', 'd'}));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+}
+
 TEST_F(Writer, FormatsPassUncheckedToTheSdk)
 {
     const auto result = store(new_image(1, 1, VexPixelMono8), folder / L"a.bmp", unnamed<VexBufferFormatType>(5));
