@@ -18,8 +18,7 @@ path = folder & "\save_bmp.bmp"
 
 ' An image as a colour sensor sees it: each pixel has one colour, and the first two lines begin red, green and green, blue.
 ' Red grows to the right, blue downwards, green is the same everywhere.
-Dim pixels(), x, y
-ReDim pixels(ImageWidth * ImageHeight - 1)
+Dim pixels(3071), x, y                 ' ImageWidth * ImageHeight of them
 For y = 0 To ImageHeight - 1
     For x = 0 To ImageWidth - 1
         If y Mod 2 = 0 And x Mod 2 = 0 Then

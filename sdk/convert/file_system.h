@@ -1,9 +1,10 @@
 // What storing a file needs of the operating system.
 #pragma once
 
-#include <cstdio>
+#include <cstdint>
 #include <filesystem>
-#include <string>
+#include <span>
+#include <system_error>
 
 #include "sdk/base/PvString.h"
 
@@ -25,12 +26,30 @@ enum class Kind {
 
 [[nodiscard]] Kind kind_of(const Path& path) noexcept;
 
-/// Opens for writing: a file that must not exist yet, or one that must. Null, and the reason in errno, when it cannot.
-[[nodiscard]] std::FILE* create(const Path& path) noexcept;
-[[nodiscard]] std::FILE* open_existing(const Path& path) noexcept;
+/// A file open for writing, without a buffer of its own. Closed at the end. Errors are the system's.
+class File {
+public:
+    File() = default;
+    ~File() { static_cast<void>(close()); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
 
-/// Gives a file another's name, in its place. Empty, or the system's reason why not.
-[[nodiscard]] std::string replace(const Path& from, const Path& to);
+    /// Opens a file that must not exist yet (std::errc::file_exists), or one that must.
+    [[nodiscard]] std::error_code create(const Path& path) noexcept;
+    [[nodiscard]] std::error_code open_existing(const Path& path) noexcept;
+    [[nodiscard]] bool is_open() const noexcept { return handle_ != none; }
+    /// Writes all of the bytes, or tells why not all could be written.
+    [[nodiscard]] std::error_code write(std::span<const std::uint8_t> bytes) noexcept;
+    /// Nothing happens to a file that is not open.
+    [[nodiscard]] std::error_code close() noexcept;
+
+private:
+    static constexpr std::intptr_t none = -1;
+    std::intptr_t handle_ = none;  // the system's handle or descriptor
+};
+
+/// Gives a file another's name, in its place.
+[[nodiscard]] std::error_code replace(const Path& from, const Path& to) noexcept;
 
 void remove(const Path& path) noexcept;
 

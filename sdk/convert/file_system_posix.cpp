@@ -1,10 +1,20 @@
 #include "sdk/convert/file_system.h"
 
-#include <system_error>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
 
 namespace convert::file_system {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+std::error_code last_error() noexcept { return {errno, std::system_category()}; }
+
+}  // namespace
 
 Path path_of(const PvString& name)
 {
@@ -28,15 +38,42 @@ Kind kind_of(const Path& path) noexcept
     return fs::exists(status) ? Kind::other : Kind::missing;
 }
 
-std::FILE* create(const Path& path) noexcept { return std::fopen(path.c_str(), "wbx"); }
+std::error_code File::create(const Path& path) noexcept
+{
+    constexpr mode_t as_the_user_wants = 0666;
+    handle_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, as_the_user_wants);
+    return is_open() ? std::error_code() : last_error();
+}
 
-std::FILE* open_existing(const Path& path) noexcept { return std::fopen(path.c_str(), "wb"); }
+std::error_code File::open_existing(const Path& path) noexcept
+{
+    handle_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    return is_open() ? std::error_code() : last_error();
+}
 
-std::string replace(const Path& from, const Path& to)
+std::error_code File::write(std::span<const std::uint8_t> bytes) noexcept
+{
+    while (!bytes.empty()) {
+        const auto count = ::write(static_cast<int>(handle_), bytes.data(), bytes.size());
+        if (count >= 0)
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            return last_error();
+    }
+    return {};
+}
+
+std::error_code File::close() noexcept
+{
+    const auto handle = std::exchange(handle_, none);
+    return handle == none || ::close(static_cast<int>(handle)) == 0 ? std::error_code() : last_error();
+}
+
+std::error_code replace(const Path& from, const Path& to) noexcept
 {
     std::error_code error;
     fs::rename(from, to, error);
-    return error ? error.message() : std::string();
+    return error;
 }
 
 void remove(const Path& path) noexcept

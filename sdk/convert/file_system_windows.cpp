@@ -1,13 +1,12 @@
-// The wide functions of Windows itself where the older C runtime would not take long paths.
+// Windows' own functions: the older C runtime takes no long paths and loses the reason of a failure.
 #include "sdk/convert/file_system.h"
 
-#include <fcntl.h>
-#include <io.h>
-#include <sys/stat.h>
 #include <windows.h>
 
+#include <algorithm>
+#include <string>
 #include <string_view>
-#include <system_error>
+#include <utility>
 
 namespace convert::file_system {
 namespace {
@@ -19,22 +18,23 @@ constexpr std::wstring_view device_prefix = L"\\\\.\\";
 constexpr std::wstring_view long_prefix = L"\\\\?\\";
 constexpr std::wstring_view long_share_prefix = L"\\\\?\\UNC";
 
+std::error_code last_error() noexcept { return {static_cast<int>(GetLastError()), std::system_category()}; }
+
 std::wstring full_path(const std::wstring& name)
 {
     const DWORD room = GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
     std::wstring path(room, L'\0');
     const DWORD size = GetFullPathNameW(name.c_str(), room, path.data(), nullptr);
     if (size == 0 || size >= room)
-        throw std::system_error(static_cast<int>(GetLastError()), std::system_category());
+        throw std::system_error(last_error());
     path.resize(size);
     return path;
 }
 
-std::FILE* open(const Path& path, int flags) noexcept
+std::intptr_t open(const Path& path, DWORD how) noexcept
 {
-    // not _wfopen, which does not know how to ask for a new file
-    const int descriptor = _wopen(path.c_str(), _O_WRONLY | _O_BINARY | flags, _S_IREAD | _S_IWRITE);
-    return descriptor >= 0 ? _fdopen(descriptor, "wb") : nullptr;
+    return reinterpret_cast<std::intptr_t>(
+        CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, how, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 }  // namespace
@@ -64,15 +64,42 @@ Kind kind_of(const Path& path) noexcept
     return (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? Kind::read_only_file : Kind::file;
 }
 
-std::FILE* create(const Path& path) noexcept { return open(path, _O_CREAT | _O_EXCL); }
-
-std::FILE* open_existing(const Path& path) noexcept { return open(path, 0); }
-
-std::string replace(const Path& from, const Path& to)
+std::error_code File::create(const Path& path) noexcept
 {
-    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != 0)
-        return {};
-    return std::error_code(static_cast<int>(GetLastError()), std::system_category()).message();
+    handle_ = open(path, CREATE_NEW);
+    return is_open() ? std::error_code() : last_error();
+}
+
+std::error_code File::open_existing(const Path& path) noexcept
+{
+    handle_ = open(path, OPEN_EXISTING);
+    return is_open() ? std::error_code() : last_error();
+}
+
+std::error_code File::write(std::span<const std::uint8_t> bytes) noexcept
+{
+    constexpr std::size_t most_at_once = 1U << 30;  // the count has 32 bits
+    while (!bytes.empty()) {
+        DWORD count = 0;
+        if (WriteFile(reinterpret_cast<HANDLE>(handle_), bytes.data(),
+                      static_cast<DWORD>(std::min(bytes.size(), most_at_once)), &count, nullptr) == 0)
+            return last_error();
+        if (count == 0)
+            return std::make_error_code(std::errc::no_space_on_device);
+        bytes = bytes.subspan(count);
+    }
+    return {};
+}
+
+std::error_code File::close() noexcept
+{
+    const auto handle = std::exchange(handle_, none);
+    return handle == none || CloseHandle(reinterpret_cast<HANDLE>(handle)) != 0 ? std::error_code() : last_error();
+}
+
+std::error_code replace(const Path& from, const Path& to) noexcept
+{
+    return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != 0 ? std::error_code() : last_error();
 }
 
 void remove(const Path& path) noexcept { DeleteFileW(path.c_str()); }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <span>
+#include <system_error>
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
@@ -17,7 +17,7 @@ namespace convert {
 class WholeFile {
 public:
     WholeFile() = default;
-    ~WholeFile() { discard(); }
+    ~WholeFile();
     WholeFile(const WholeFile&) = delete;
     WholeFile& operator=(const WholeFile&) = delete;
 
@@ -29,15 +29,16 @@ public:
     PvResult commit();
 
 private:
-    [[nodiscard]] PvResult system_failure(PvResult::Code code, const char* what, int error) const;
+    [[nodiscard]] PvResult system_failure(PvResult::Code code, const char* what, std::error_code error) const;
     [[nodiscard]] bool beside() const noexcept { return written_ != target_; }
-    void create_beside();
+    [[nodiscard]] std::error_code create_beside();
+    /// Takes the new file away again.
     void discard() noexcept;
 
     PvString name_;
     file_system::Path target_;
     file_system::Path written_;  // the target itself when it is no ordinary file
-    std::FILE* file_ = nullptr;
+    file_system::File file_;
 };
 
 }  // namespace convert
