@@ -48,6 +48,12 @@ suite_windows() {
     env -u DISPLAY ctest --test-dir "$build_windows" --output-on-failure --no-tests=error
 }
 
+# count_script SCRIPT ARG...: runs it and counts it in suite_scripts' passed or failed.
+count_script() {
+    echo "-- $1"
+    if run_script 120 "$1" "Done." "${@:2}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
+
 suite_scripts() {
     build native softcam
     build windows VexKamCOMWrapper
@@ -55,13 +61,18 @@ suite_scripts() {
     wine_start
     register_server
     start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
-    local script failed=0 passed=0
-    for script in tests/scripts/*.vbs examples/vbscript/features.vbs examples/vbscript/save_bmp.vbs; do
-        echo "-- $script"
-        local arguments=("$(windows_path "$root/build")" 127.0.0.2)
-        [[ $script != */vbscript/features.vbs ]] || arguments=(127.0.0.2)
-        if run_script 120 "$script" "Done." "${arguments[@]}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
-    done
+    local script failed=0 passed=0 folder
+    folder=$(windows_path "$root/build")
+    for script in tests/scripts/*.vbs; do count_script "$script" "$folder" 127.0.0.2; done
+    count_script examples/vbscript/features.vbs 127.0.0.2
+    count_script examples/vbscript/save_bmp.vbs "$folder"
+    if [ -n "${VEX_PRIVATE_NETWORK:-}" ]; then
+        # a disk of its own that is soon full; the private namespace has mounts of its own
+        mkdir -p build/full_disk
+        mount -t tmpfs -o size=64k none build/full_disk
+        count_script tests/scripts/full_disk/full_disk.vbs "$(windows_path "$root/build/full_disk")"
+        umount -l build/full_disk
+    fi
     stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
