@@ -21,7 +21,9 @@ static_assert(sizeof(PvBufferFormatType) == 4);
 /// payload.
 ///
 /// The file appears under its name only when it is whole: it is written beside that name and renamed, replacing an
-/// older file. When anything fails, an older file is left as it was.
+/// older file. When anything fails, an older file is left as it was and nothing of the new one remains. A device or a
+/// pipe is written to directly. Names may have any characters and any length that the system knows, on Windows also
+/// paths of more than 260 characters.
 ///
 /// Thread safety: not synchronised.
 class PvBufferWriter {
