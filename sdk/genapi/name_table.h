@@ -71,23 +71,33 @@ private:
         std::uint32_t index = not_found;
     };
 
-    /// Folded products of eight bytes at a time, from a start that differs in every process, so that no description
-    /// can hold names made to collide.
-    static std::uint32_t hash_of(std::string_view name) noexcept
+    template <class Word>
+    static std::uint64_t load(const char* at) noexcept
     {
-        std::uint64_t hash = seed() ^ name.size();
+        Word word;
+        std::memcpy(&word, at, sizeof(word));
+        return word;
+    }
+
+    /// Folded products of eight bytes at a time, from a start that differs in every process, so that no description
+    /// can hold names made to collide. The last step overlaps the one before rather than look at single bytes.
+    [[nodiscard]] std::uint32_t hash_of(std::string_view name) const noexcept
+    {
+        std::uint64_t hash = seed_ ^ name.size();
         const char* at = name.data();
         std::size_t left = name.size();
-        for (; left >= 8; at += 8, left -= 8) {
-            std::uint64_t word;
-            std::memcpy(&word, at, 8);
-            hash = folded_product(hash ^ word);
+        for (; left > 8; at += 8, left -= 8) {
+            hash = folded_product(hash ^ load<std::uint64_t>(at));
         }
-        std::uint64_t rest = 0;
-        if (left != 0) {
-            std::memcpy(&rest, at, left);
+        if (name.size() >= 8) {
+            hash ^= load<std::uint64_t>(at + left - 8);
+        } else if (left >= 4) {
+            hash ^= load<std::uint32_t>(at) << 32 | load<std::uint32_t>(at + left - 4);
+        } else if (left > 0) {
+            hash ^= load<std::uint8_t>(at) << 16 | load<std::uint8_t>(at + left / 2) << 8 |
+                    load<std::uint8_t>(at + left - 1);
         }
-        return static_cast<std::uint32_t>(folded_product(hash ^ rest));
+        return static_cast<std::uint32_t>(folded_product(hash));
     }
 
     static std::uint64_t folded_product(std::uint64_t value) noexcept
@@ -97,7 +107,7 @@ private:
         return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
     }
 
-    static std::uint64_t seed()
+    static std::uint64_t process_seed()
     {
         static const std::uint64_t value = (std::uint64_t{std::random_device{}()} << 32) | std::random_device{}();
         return value;
@@ -125,6 +135,7 @@ private:
 
     std::vector<Slot> slots_;
     std::size_t size_ = 0;
+    std::uint64_t seed_ = process_seed();
 };
 
 }  // namespace GenApi

@@ -14,23 +14,25 @@ struct PvGenParameterArray::Contents {
     std::unique_ptr<GenApi::INodeMap> node_map;
     PvGenParameter::Owner owner;
     std::vector<std::unique_ptr<PvGenParameter>> parameters;
+    std::vector<std::string_view> parameter_names;  ///< of the parameters, beside them for quick look-ups
     GenApi::NameTable names;
     std::vector<PvGenCategory> categories;
     std::unique_ptr<PvGenCategory> root;
 
     [[nodiscard]] PvGenParameter* find(std::string_view name) const noexcept
     {
-        const auto name_of = [this](std::uint32_t index) { return parameters[index]->GetNode()->name(); };
+        const auto name_of = [this](std::uint32_t index) { return parameter_names[index]; };
         const std::uint32_t index = names.find(name, name_of);
         return index != GenApi::NameTable::not_found ? parameters[index].get() : nullptr;
     }
 
     void add(std::unique_ptr<PvGenParameter> parameter)
     {
-        const auto name_of = [this](std::uint32_t index) { return parameters[index]->GetNode()->name(); };
+        const auto name_of = [this](std::uint32_t index) { return parameter_names[index]; };
         GenApi::INode* const node = parameter->GetNode();
         owner.parameters.emplace(node, parameter.get());
         parameters.push_back(std::move(parameter));
+        parameter_names.push_back(node->name());
         names.insert(node->name(), static_cast<std::uint32_t>(parameters.size() - 1), name_of);
     }
 };
@@ -103,6 +105,7 @@ void PvGenParameterArray::clear() noexcept
     contents_->root.reset();
     contents_->categories.clear();
     contents_->names = {};
+    contents_->parameter_names.clear();
     contents_->owner.parameters.clear();
     contents_->parameters.clear();
     contents_->node_map.reset();
