@@ -180,6 +180,7 @@ private:
     void spread(NodeIndex node, std::uint8_t channels);
     void spread_from_register(Node& node, std::int64_t address, std::int64_t length);
     void spread_all();
+    [[nodiscard]] NodeIndex entry_for(Node& node, std::int64_t value);
     void push(NodeIndex node, std::uint8_t channels);
     void visit(Node& node, std::uint8_t channels);
     void forget_below(Node& node);

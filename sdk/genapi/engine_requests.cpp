@@ -173,8 +173,8 @@ Node& NodeMap::read_entry(Node& node, ReadMode mode)
     require_type(node, InterfaceType::enumeration, "entries");
     const NodeIndex entry = reading(node, mode, [&] {
         const std::int64_t value = integer_of(node);
-        NodeIndex found = no_node;
-        if (find_entry(node, value, &found) == nullptr) {
+        const NodeIndex found = entry_for(node, value);
+        if (found == no_node) {
             throw ValueError("the device gives the value " + to_text(value) + ", which none of its entries has",
                              PvResult::GenericError);
         }

@@ -21,10 +21,8 @@ void NodeMap::set(Node& node, Number value)
     case InterfaceType::floating: set_float(node, value.as_double()); break;
     case InterfaceType::boolean: set_boolean(node, value.is_true()); break;
     case InterfaceType::enumeration: {
-        NodeIndex entry = no_node;
-        if (!value.is_integer()) {
-            entry = nearest_entry(node, value.d);
-        } else if (find_entry(node, value.i, &entry) == nullptr) {
+        const NodeIndex entry = value.is_integer() ? entry_for(node, value.i) : nearest_entry(node, value.d);
+        if (entry == no_node) {
             throw ValueError("no entry has the value " + to_text(value.i));
         }
         set_entry(node, entry);
@@ -276,6 +274,32 @@ std::int64_t NodeMap::nearest_valid(Node& node, double value)
         return *rounded;
     }
     return *snapped > limits.max.i ? *snapped - step : *snapped;
+}
+
+/// The entry with that value; where several have it, as old and new names do, the first that is available.
+NodeIndex NodeMap::entry_for(Node& node, std::int64_t value)
+{
+    const Range range = model_.enumerations[node.data].entries;
+    const std::uint32_t end = range.begin + range.count;
+    const auto next = [&](std::uint32_t i) {
+        while (i != end && (at(model_.lists[i]).broken || model_.entries[at(model_.lists[i]).data].value != value)) {
+            ++i;
+        }
+        return i;
+    };
+    const std::uint32_t first = next(range.begin);
+    if (first == end) {
+        return no_node;
+    }
+    // whether an entry is available may take transfers to find out: only where there is a choice
+    if (next(first + 1) != end) {
+        for (std::uint32_t i = first; i != end; i = next(i + 1)) {
+            if (is_available(access_of(at(model_.lists[i])))) {
+                return model_.lists[i];
+            }
+        }
+    }
+    return model_.lists[first];
 }
 
 NodeIndex NodeMap::nearest_entry(Node& node, double value)

@@ -120,6 +120,17 @@ TEST(Enumeration, TakesFullAndSymbolicNames)
     EXPECT_EQ(camera["E"].int_value(), 1);
 }
 
+TEST(Enumeration, PrefersTheAvailableOneOfTwoEntriesWithOneValue)
+{
+    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"Old\"><pIsImplemented>Zero</pIsImplemented>"
+                  "<Value>1</Value></EnumEntry><EnumEntry Name=\"New\"><Value>1</Value></EnumEntry>"
+                  "<pValue>R</pValue></Enumeration><Integer Name=\"Zero\"><Value>0</Value></Integer>" +
+                  int_reg("R", 0));
+    camera["E"].set_int_value(1);
+    EXPECT_EQ(camera.port.get32(0), 1U);
+    EXPECT_EQ(camera["E"].to_string(), "New");
+}
+
 TEST(Enumeration, ReadsASelfClearingEntryAgain)
 {
     Camera camera("<Enumeration Name=\"Auto\"><EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
