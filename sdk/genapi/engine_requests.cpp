@@ -346,10 +346,7 @@ void NodeMap::poll(std::chrono::milliseconds elapsed)
 void NodeMap::attach_chunks(std::span<const Chunk> chunks)
 {
     const Operation operation(*this);
-    for (NodeIndex index = 0; index < model_.node_count; ++index) {
-        if (at(index).kind != Kind::port) {
-            continue;
-        }
+    for (const NodeIndex index : model_.chunk_ports) {
         PortData& port = model_.ports[at(index).data];
         if (!port.is_chunk) {
             continue;

@@ -194,6 +194,8 @@ private:
         } else if (node.kind == Kind::enum_entry) {
             // which entries can be chosen is to an enumeration what limits are to a number
             arc(node.index, model_.entries[node.data].enumeration, access_channel, limits_channel);
+        } else if (node.kind == Kind::port && model_.ports[node.data].is_chunk) {
+            model_.chunk_ports.push_back(node.index);
         }
     }
 
@@ -238,6 +240,7 @@ void link(Loading& loading)
     link_features(loading);
     link_cells(loading);
     link_changes(loading);
+    loading.model.trim();
 }
 
 }  // namespace GenApi

@@ -72,6 +72,16 @@ std::span<const Relation> Model::related(const std::vector<Relation>& relations,
     return {begin, end};
 }
 
+void Model::trim()
+{
+    const auto shrink = [](auto&... pools) { (pools.shrink_to_fit(), ...); };
+    shrink(texts, registers, numbers, booleans, commands, enumerations, entries, strings, formulas, ports, categories);
+    shrink(terms, indexed_values, valid_ints, valid_floats, variables, expressions, instructions, constants, lists);
+    shrink(cells, cell_members, cell_begin, fixed_cells, edges, edge_begin);
+    shrink(selected, selecting, copies, errors, poll_blockers, polled, chunk_ports, event_ids, features,
+           feature_categories);
+}
+
 const Operand* value_operand(const Model& model, const Node& node) noexcept
 {
     switch (node.kind) {

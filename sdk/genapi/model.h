@@ -433,12 +433,16 @@ struct Model {
     std::vector<Relation> errors;
     std::vector<Relation> poll_blockers;
     std::vector<Polled> polled;
+    std::vector<NodeIndex> chunk_ports;
     std::vector<std::pair<NodeIndex, std::uint64_t>> event_ids;
     std::unordered_map<NodeIndex, std::string> defects;
 
     std::vector<INode*> features;
     std::vector<INode*> feature_categories;
     NodeIndex root = no_node;
+
+    /// Gives back what growing has taken too much; nothing is added from here on.
+    void trim();
 
     [[nodiscard]] NodeIndex find(std::string_view name) const noexcept
     {
