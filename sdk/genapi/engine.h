@@ -97,8 +97,12 @@ private:
 
     // Operations (engine_operation.cpp)
     void take_lock();
+    void give_lock_back() noexcept;
+    [[nodiscard]] bool has_news() const noexcept;
+    [[noreturn]] static void used_by_its_port();
     void look_around();
     void next_operation() noexcept;
+    void forget_operations() noexcept;
     void take_over_deferred();
     [[nodiscard]] std::vector<Call> collect_calls() noexcept;
     static void make(const std::vector<Call>& calls) noexcept;
@@ -108,6 +112,8 @@ private:
     decltype(auto) speaking_of(const Node& node, Wish wish, Work&& work);
     template <class Work>
     decltype(auto) reading(Node& node, ReadMode mode, Work&& work);
+    template <class Work>
+    decltype(auto) reading_within(Node& node, ReadMode mode, Work&& work);
 
     // Values (engine_values.cpp)
     [[nodiscard]] Number value_of(Node& node);
@@ -174,13 +180,14 @@ private:
     void check_errors(Node& node);
     [[nodiscard]] std::int64_t nearest_valid(Node& node, double value);
     [[nodiscard]] NodeIndex nearest_entry(Node& node, double value);
+    [[nodiscard]] NodeIndex entry_for(Node& node, std::int64_t value);
 
     // Changes (engine_changes.cpp)
     void next_visit() noexcept;
     void spread(NodeIndex node, std::uint8_t channels);
+    void finish_spreading();
     void spread_from_register(Node& node, std::int64_t address, std::int64_t length);
     void spread_all();
-    [[nodiscard]] NodeIndex entry_for(Node& node, std::int64_t value);
     void push(NodeIndex node, std::uint8_t channels);
     void visit(Node& node, std::uint8_t channels);
     void forget_below(Node& node);
@@ -225,14 +232,55 @@ public:
             map_.look_around();
         }
     }
-    ~Operation();
+    ~Operation()
+    {
+        if (map_.has_news()) {
+            finish_with_news();
+        } else {
+            map_.give_lock_back();
+        }
+        // Read-modify-write, so that of this and the one in changed() at least one sees what the other side did: either
+        // the news here, or the lock given back there.
+        if (map_.has_deferred_.fetch_or(0) != 0) {
+            map_.work_off_deferred();
+        }
+    }
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
 private:
+    void finish_with_news();
+
     NodeMap& map_;
     Look look_;
 };
+
+inline void NodeMap::take_lock()
+{
+    const auto self = std::this_thread::get_id();
+    if (owner_.load(std::memory_order_relaxed) == self) {
+        used_by_its_port();
+    }
+    mutex_.lock();
+    owner_.store(self, std::memory_order_relaxed);
+    if (++operation_ == 0) {
+        forget_operations();
+    }
+    passing_ = false;
+    fresh_ = false;
+}
+
+inline void NodeMap::give_lock_back() noexcept
+{
+    owner_.store(std::thread::id(), std::memory_order_relaxed);
+    mutex_.unlock();
+}
+
+/// Something is left to be done at the end of an operation.
+inline bool NodeMap::has_news() const noexcept
+{
+    return !to_notify_.empty() || !found_changed_.empty() || has_deferred_.load(std::memory_order_relaxed) != 0;
+}
 
 /// Runs work, and gives the errors that leave it the name of the node that the user asked for.
 template <class Work>
@@ -257,6 +305,13 @@ template <class Work>
 decltype(auto) NodeMap::reading(Node& node, ReadMode mode, Work&& work)
 {
     const Operation operation(*this);
+    return reading_within(node, mode, std::forward<Work>(work));
+}
+
+/// The same within an operation that has begun.
+template <class Work>
+decltype(auto) NodeMap::reading_within(Node& node, ReadMode mode, Work&& work)
+{
     require(node, Wish::read);
     return speaking_of(node, Wish::read, [&]() -> decltype(auto) {
         if (mode == ReadMode::fresh) {

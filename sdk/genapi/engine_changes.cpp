@@ -35,6 +35,11 @@ void NodeMap::spread(NodeIndex node, std::uint8_t channels)
 {
     next_visit();
     push(node, channels);
+    finish_spreading();
+}
+
+void NodeMap::finish_spreading()
+{
     while (!to_visit_.empty()) {
         const auto [next, missing] = to_visit_.back();
         to_visit_.pop_back();
@@ -106,13 +111,14 @@ void NodeMap::visit(Node& node, std::uint8_t channels)
 void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_t length)
 {
     const RegisterData& reg = model_.registers[node.data];
-    spread(node.index, value_channel);
+    next_visit();
+    push(node.index, value_channel);
     for (std::uint32_t i = model_.cell_begin[reg.cell]; i < model_.cell_begin[reg.cell + 1]; ++i) {
         const NodeIndex member = model_.cell_members[i];
         const RegisterData& other = model_.registers[at(member).data];
         const bool apart = reg.masked && other.masked && (reg.msb < other.lsb || other.msb < reg.lsb);
-        if (member != node.index && !apart) {
-            spread(member, value_channel);
+        if (!apart) {
+            push(member, value_channel);
         }
     }
     // cells that overlap this one, but are not it; addresses come from outside, so their differences may wrap around
@@ -137,9 +143,10 @@ void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_
         }
         model_.cells[cell->cell].valid = false;
         for (std::uint32_t i = model_.cell_begin[cell->cell]; i < model_.cell_begin[cell->cell + 1]; ++i) {
-            spread(model_.cell_members[i], device_channel);
+            push(model_.cell_members[i], device_channel);
         }
     }
+    finish_spreading();
 }
 
 /// Everything may have changed.

@@ -49,62 +49,47 @@ INode* NodeMap::node_at(std::size_t index) const noexcept
     return index < model_.node_count ? &model_.nodes[index] : nullptr;
 }
 
-void NodeMap::take_lock()
+void NodeMap::used_by_its_port()
 {
-    const auto self = std::this_thread::get_id();
-    if (owner_.load(std::memory_order_relaxed) == self) {
-        throw Error(PvResult::StateError, "a port must not use the node map that it serves");
-    }
-    mutex_.lock();
-    owner_.store(self, std::memory_order_relaxed);
-    next_operation();
-    passing_ = false;
-    fresh_ = false;
+    throw Error(PvResult::StateError, "a port must not use the node map that it serves");
 }
 
 void NodeMap::look_around()
 {
-    if (!connected_ports_.empty()) {
-        watch_ports();
-    }
+    watch_ports();
     if (has_deferred_.load(std::memory_order_relaxed) != 0) {
         take_over_deferred();
     }
 }
 
-NodeMap::Operation::~Operation()
+void NodeMap::Operation::finish_with_news()
 {
-    std::vector<Call> calls;
     if (look_ == Look::around && map_.has_deferred_.load(std::memory_order_relaxed) != 0) {
         // one operation, one call, also when the port announced what the operation did
         map_.take_over_deferred();
     }
+    map_.next_visit();
     for (const NodeIndex node : map_.found_changed_) {
-        map_.spread(node, value_channel);
+        map_.push(node, value_channel);
     }
+    map_.finish_spreading();
     map_.found_changed_.clear();
-    if (!map_.to_notify_.empty()) {
-        calls = map_.collect_calls();
-    }
-    map_.owner_.store(std::thread::id(), std::memory_order_relaxed);
-    map_.mutex_.unlock();
-    if (!calls.empty()) {
-        make(calls);
-    }
-    // Read-modify-write, so that of this and the one in changed() at least one sees what the other side did: either
-    // the news here, or the lock given back there.
-    if (map_.has_deferred_.fetch_or(0) != 0) {
-        map_.work_off_deferred();
-    }
+    const std::vector<Call> calls = map_.collect_calls();
+    map_.give_lock_back();
+    make(calls);
 }
 
 /// What was valid for the last operation only is no longer valid.
 void NodeMap::next_operation() noexcept
 {
-    if (++operation_ != 0) {
-        return;
+    if (++operation_ == 0) {
+        forget_operations();
     }
-    // the count has wrapped around: old stamps would come true again
+}
+
+/// The count of operations has wrapped around: old stamps would come true again.
+void NodeMap::forget_operations() noexcept
+{
     for (NodeIndex index = 0; index < model_.node_count; ++index) {
         at(index).value_operation = 0;
         at(index).access_operation = 0;
@@ -129,9 +114,11 @@ void NodeMap::take_over_deferred()
         nodes.swap(deferred_);
         has_deferred_.store(0);
     }
+    next_visit();
     for (const NodeIndex node : nodes) {
-        spread(node, device_channel);
+        push(node, device_channel);
     }
+    finish_spreading();
 }
 
 std::vector<NodeMap::Call> NodeMap::collect_calls() noexcept
@@ -190,8 +177,7 @@ void NodeMap::work_off_deferred()
         next_operation();
         take_over_deferred();
         const std::vector<Call> calls = collect_calls();
-        owner_.store(std::thread::id(), std::memory_order_relaxed);
-        mutex_.unlock();
+        give_lock_back();
         make(calls);
         has_deferred_.fetch_or(0);
     }

@@ -251,9 +251,11 @@ void NodeMap::fetch_again(Node& node)
     cell.valid = false;
     static_cast<void>(fetch(node));
     if (known && cell.address == address && std::memcmp(before, cell.small, cell.length) != 0) {
+        next_visit();
         for (std::uint32_t i = model_.cell_begin[reg.cell]; i < model_.cell_begin[reg.cell + 1]; ++i) {
-            spread(model_.cell_members[i], value_channel);
+            push(model_.cell_members[i], value_channel);
         }
+        finish_spreading();
     }
 }
 

@@ -99,7 +99,12 @@ std::int64_t NodeMap::read_integer(Node& node, ReadMode mode)
         // what an entry stands for is known also while it cannot be chosen
         return model_.entries[node.data].value;
     }
-    return reading(node, mode, [&] { return integer_of(node); });
+    const Operation operation(*this);
+    if (mode == ReadMode::cached && node.value_lasting && node.access_lasting && is_readable(node.cached_access)) {
+        // the way most reads take; a node with an integer value keeps it as one
+        return node.cached.i;
+    }
+    return reading_within(node, mode, [&] { return integer_of(node); });
 }
 
 void NodeMap::write_integer(Node& node, std::int64_t value)
@@ -348,9 +353,6 @@ void NodeMap::attach_chunks(std::span<const Chunk> chunks)
     const Operation operation(*this);
     for (const NodeIndex index : model_.chunk_ports) {
         PortData& port = model_.ports[at(index).data];
-        if (!port.is_chunk) {
-            continue;
-        }
         std::uint64_t id = port.chunk_id;
         bool known = true;
         if (port.chunk_id_node != no_node) {
