@@ -5,13 +5,16 @@
 
 namespace net {
 
-UdpSocket::UdpSocket(UdpSocket&& other) noexcept : handle_(std::exchange(other.handle_, invalid_handle)) {}
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept
+    : handle_(std::exchange(other.handle_, invalid_handle)), receive_timeout_ms_(other.receive_timeout_ms_)
+{}
 
 UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept
 {
     if (this != &other) {
         close();
         handle_ = std::exchange(other.handle_, invalid_handle);
+        receive_timeout_ms_ = other.receive_timeout_ms_;
     }
     return *this;
 }

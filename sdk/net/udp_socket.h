@@ -86,6 +86,7 @@ private:
     explicit UdpSocket(Handle handle) noexcept : handle_(handle) {}
 
     Handle handle_ = invalid_handle;
+    int receive_timeout_ms_ = -1;  ///< what the system was last told, where it is told; only of use to who receives
 };
 
 /// Waits up to `timeout` until one of the open sockets can be read; the index of the first such socket, or empty.

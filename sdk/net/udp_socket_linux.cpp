@@ -135,7 +135,14 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
     if (!is_open())
         return std::nullopt;
     const Deadline deadline(timeout);
-    for (;;) {
+    for (int left = deadline.remaining_ms();;) {
+        // a receive that waits takes one system call; asking first and waiting then would take three
+        if (left > 0 && left != receive_timeout_ms_) {
+            const timeval wait{left / 1000, left % 1000 * 1000};
+            if (::setsockopt(descriptor_of(handle_), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0)
+                return std::nullopt;
+            receive_timeout_ms_ = left;
+        }
         sockaddr_in source{};
         iovec part{buffer.data(), buffer.size()};
         msghdr message{};
@@ -143,11 +150,12 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
         message.msg_namelen = sizeof source;
         message.msg_iov = &part;
         message.msg_iovlen = 1;
-        const ssize_t size = ::recvmsg(descriptor_of(handle_), &message, MSG_DONTWAIT);
+        const ssize_t size = ::recvmsg(descriptor_of(handle_), &message, left > 0 ? 0 : MSG_DONTWAIT);
         if (size >= 0)
             return Received{static_cast<std::size_t>(size), (message.msg_flags & MSG_TRUNC) != 0, from_system(source)};
-        if (errno == EBADF || errno == ENOTSOCK || !wait_for_input(descriptor_of(handle_), deadline))
+        if (errno == EBADF || errno == ENOTSOCK || left == 0)
             return std::nullopt;
+        left = deadline.remaining_ms();
     }
 }
 
