@@ -15,7 +15,6 @@ using wire::gvcp::Status;
 using Kind = ControlOutcome::Kind;
 
 constexpr std::uint32_t word = 4;
-constexpr std::size_t most_reads_per_message = 135;
 constexpr std::size_t most_writes_per_message = 67;
 constexpr std::size_t largest_block = wire::gvcp::largest_memory_block;
 static_assert(largest_block % word == 0);

@@ -56,6 +56,7 @@ public:
     /// The most time that PENDING_ACKs may add to one exchange, and how many of them are heeded.
     static constexpr std::chrono::milliseconds pending_limit{10'000};
     static constexpr unsigned most_pendings = 100;
+    static constexpr std::size_t most_reads_per_message = 135;
     /// An operation of several messages is given up after this plus this much for each message.
     static constexpr std::chrono::milliseconds operation_limit{10'000};
     static constexpr std::chrono::milliseconds operation_limit_per_message{50};
@@ -83,6 +84,7 @@ public:
 
     /// The device takes several registers in one message; false until set.
     void set_concatenation(bool supported) noexcept { concatenation_ = supported; }
+    [[nodiscard]] bool concatenation() const noexcept { return concatenation_; }
     /// The device takes WRITEMEM; true until set. Without it memory is written register by register.
     void set_write_memory(bool supported) noexcept { write_memory_ = supported; }
 

@@ -16,6 +16,12 @@ constexpr std::size_t word = 4;
 
 thread_local int link_notifications = 0;
 
+bool is_on_device(std::int64_t address, std::size_t length) noexcept
+{
+    constexpr std::int64_t end = std::int64_t{std::numeric_limits<std::uint32_t>::max()} + 1;
+    return address >= 0 && address <= end && length <= static_cast<std::uint64_t>(end - address);
+}
+
 template <typename Call>
 void notify(EventSinks& sinks, Call call)
 {
@@ -89,8 +95,7 @@ std::shared_ptr<Connection> RegisterPort::connection_for(std::int64_t address, s
     }
     if (!connection)
         throw GenApi::PortError(PvResult::NotConnected, "The device is not connected");
-    constexpr std::int64_t end = std::int64_t{std::numeric_limits<std::uint32_t>::max()} + 1;
-    if (address < 0 || address > end || length > static_cast<std::uint64_t>(end - address))
+    if (!is_on_device(address, length))
         throw GenApi::PortError(PvResult::InvalidParameter, "The device has no " + std::to_string(length) +
                                                                 " bytes at address " + std::to_string(address));
     return connection;
@@ -104,6 +109,43 @@ bool RegisterPort::swaps_registers(const Connection& connection) const noexcept
     return !legacy && (connection.facts().mode & wire::bootstrap::mode::big_endian) == 0;
 }
 
+void RegisterPort::store_register(const Connection& connection, std::uint32_t value,
+                                  std::span<std::uint8_t> out) const noexcept
+{
+    wire::store_be32(out.data(), value);
+    if (swaps_registers(connection))
+        std::reverse(out.begin(), out.end());
+}
+
+std::size_t RegisterPort::words_at_once() const noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    return connection_ && connection_->channel().concatenation() ? ControlChannel::most_reads_per_message : 1;
+}
+
+bool RegisterPort::read_words(std::span<const GenApi::PortRead> words)
+{
+    std::array<std::uint32_t, ControlChannel::most_reads_per_message> addresses;
+    std::array<std::uint32_t, ControlChannel::most_reads_per_message> values;
+    if (words.empty() || words.size() > addresses.size())
+        return false;
+    const auto connection = connection_for(words.front().address, word);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (!is_on_device(words[i].address, word))
+            return false;
+        addresses[i] = static_cast<std::uint32_t>(words[i].address);
+    }
+    const auto outcome = connection->channel().read_registers(std::span(addresses).first(words.size()), values);
+    if (outcome.kind == ControlOutcome::Kind::refused)
+        return false;
+    check(outcome, *connection);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        store_register(*connection, values[i], words[i].out);
+        notify_read(*sinks_, addresses[i], words[i].out);
+    }
+    return true;
+}
+
 void RegisterPort::read(std::int64_t address, std::span<std::uint8_t> out)
 {
     const auto connection = connection_for(address, out.size());
@@ -111,9 +153,7 @@ void RegisterPort::read(std::int64_t address, std::span<std::uint8_t> out)
     if (out.size() == word && at % word == 0) {
         std::uint32_t value = 0;
         check(connection->channel().read_register(at, value), *connection);
-        wire::store_be32(out.data(), value);
-        if (swaps_registers(*connection))
-            std::reverse(out.begin(), out.end());
+        store_register(*connection, value, out);
     } else {
         check(connection->channel().read_memory(at, out), *connection);
     }

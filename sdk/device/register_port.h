@@ -24,8 +24,8 @@ enum class ByteOrderRule : std::int32_t {
 /// A port that stays the same from connection to connection: node maps and the parameters of an application outlive
 /// both.
 ///
-/// Accesses to one aligned 32-bit word go as READREG and WRITEREG, which every device takes for its registers; all
-/// others as READMEM and WRITEMEM.
+/// Accesses to one aligned 32-bit word go as READREG and WRITEREG, which every device takes for its registers, several
+/// in one message where the device says that it can; all others as READMEM and WRITEMEM.
 ///
 /// Thread safety: all members may be called from any thread.
 class RegisterPort final : public GenApi::IPort {
@@ -40,6 +40,8 @@ public:
     void detach() noexcept;
 
     void read(std::int64_t address, std::span<std::uint8_t> out) override;
+    [[nodiscard]] std::size_t words_at_once() const noexcept override;
+    bool read_words(std::span<const GenApi::PortRead> words) override;
     void write(std::int64_t address, std::span<const std::uint8_t> data) override;
     [[nodiscard]] bool is_open() const noexcept override;
 
@@ -47,6 +49,8 @@ private:
     /// Throws PortError when there is none, or the access is not within a device's address space.
     [[nodiscard]] std::shared_ptr<Connection> connection_for(std::int64_t address, std::size_t length) const;
     [[nodiscard]] bool swaps_registers(const Connection& connection) const noexcept;
+    /// A register's value as the node map wants its bytes.
+    void store_register(const Connection& connection, std::uint32_t value, std::span<std::uint8_t> out) const noexcept;
 
     std::shared_ptr<EventSinks> sinks_;
     const std::atomic<std::int32_t>& rule_;

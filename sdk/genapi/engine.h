@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -154,6 +155,21 @@ private:
     void fetch_again(Node& node);
     void store_part(Node& node, std::span<const std::uint8_t> bytes);
 
+    // Bursts of reads (engine_bursts.cpp)
+    struct Burst {
+        NodeIndex port = no_node;
+        std::int64_t address = 0;  ///< of the last register that was asked for
+        std::chrono::steady_clock::time_point at;
+        int length = 0;  ///< of the registers asked for, how many in a row stood near the one before
+    };
+    [[nodiscard]] bool holds(const Cell& cell) const;
+    void ask_for(NodeIndex port, Cell& cell);
+    [[nodiscard]] bool continues_burst(NodeIndex port, std::int64_t address);
+    [[nodiscard]] bool fetch_with_neighbours(NodeIndex port_node, Cell& wanted);
+    void collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most);
+    [[nodiscard]] bool may_come_along(const FixedCell& place);
+    [[nodiscard]] bool is_known_readable(const FixedCell& place) const;
+
     // Access (engine_access.cpp)
     [[nodiscard]] AccessMode access_of(Node& node);
     [[nodiscard]] AccessMode compute_access(Node& node);
@@ -205,6 +221,10 @@ private:
     std::uint32_t depth_ = 0;
     std::vector<Number> stack_;
     std::vector<NodeIndex> found_changed_;
+
+    std::chrono::steady_clock::time_point (*now_)();
+    Burst burst_;
+    std::vector<const FixedCell*> neighbours_;  ///< to be fetched together with what is asked for
 
     std::uint32_t visit_ = 0;
     std::vector<std::pair<NodeIndex, std::uint8_t>> to_visit_;

@@ -7,7 +7,7 @@
 
 namespace GenApi {
 
-NodeMap::NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options)
+NodeMap::NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options) : now_(options.now)
 {
     XmlText text(std::move(xml), options.largest_description);
     Loading loading{

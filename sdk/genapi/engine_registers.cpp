@@ -96,7 +96,10 @@ Cell& NodeMap::fetch(Node& node)
     if (!kept) {
         passing_ = true;
     }
-    if (cell.valid && same_place && (kept || cell.operation == operation_)) {
+    if (same_place && (kept ? holds(cell) : cell.valid && cell.operation == operation_)) {
+        if (cell.ahead) {
+            ask_for(reg.port, cell);
+        }
         return cell;
     }
     cell.valid = false;
@@ -120,9 +123,11 @@ Cell& NodeMap::fetch(Node& node)
         const auto value = static_cast<std::uint64_t>(address == chunk_position_address ? port.position : size);
         std::memset(cell.bytes(), 0, length);
         disassemble(value, cell.bytes(), std::min<std::size_t>(length, 8), is_big_endian(reg));
-    } else {
+    } else if (!kept || fresh_ || !fetch_with_neighbours(reg.port, cell)) {
         read_port(port_node, address, {cell.bytes(), length});
     }
+    cell.ahead = false;
+    cell.spurned = false;
     cell.valid = true;
     cell.operation = operation_;
     if (compare && std::memcmp(before, cell.small, length) != 0) {
@@ -234,6 +239,8 @@ void NodeMap::store_register(Node& node, std::span<const std::uint8_t> bytes)
     // kept also when it must not be answered from: the image of a register that can only be written
     std::memcpy(cell.bytes(), bytes.data(), bytes.size());
     cell.valid = reg.caching == Caching::write_through;
+    cell.ahead = false;
+    burst_.length = 0;
     next_operation();
     cell.operation = operation_ - 1;
     spread_from_register(node, address, length);

@@ -81,7 +81,7 @@ bool NodeMap::is_cached(Node& node)
     }
     if (is_register(holder->kind)) {
         const RegisterData& reg = model_.registers[holder->data];
-        return reg.caching != Caching::none && model_.cells[reg.cell].valid;
+        return reg.caching != Caching::none && holds(model_.cells[reg.cell]);
     }
     return holder->kind == Kind::string || holder->value_lasting;
 }
@@ -289,7 +289,7 @@ void NodeMap::read_bytes(Node& node, std::span<std::uint8_t> out, ReadMode mode)
         const RegisterData& reg = model_.registers[node.data];
         if (wanted < length && !is_int_register(node.kind)) {
             const Cell& cell = model_.cells[reg.cell];
-            const bool known = cell.valid && cell.length == length && reg.caching != Caching::none;
+            const bool known = holds(cell) && cell.length == length && reg.caching != Caching::none;
             if (!known) {
                 // the rest is not worth a transfer
                 read_port(at(reg.port), address_of(node), out);

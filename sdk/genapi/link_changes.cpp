@@ -37,6 +37,7 @@ public:
         }
         model_.cell_begin.push_back(static_cast<std::uint32_t>(users_.size()));
         model_.cells.resize(cells);
+        set_apart();
     }
 
 private:
@@ -71,6 +72,42 @@ private:
                 // nothing is known before the address is computed: a cell of its own
                 users_.push_back({reg.port, structures + index, 0, 0, index});
             }
+        }
+    }
+
+    /// Registers that are not to be read unless somebody asks: reading may do something, or is not allowed.
+    void set_apart()
+    {
+        for (NodeIndex index = 0; index < model_.node_count; ++index) {
+            const Node& node = model_.nodes[index];
+            if (is_register(node.kind)) {
+                const RegisterData& reg = model_.registers[node.data];
+                const bool plain = (is_int_register(node.kind) || node.kind == Kind::float_reg) &&
+                                   reg.caching != Caching::none && is_readable(reg.access) &&
+                                   is_readable(node.imposed) && !node.broken;
+                model_.cells[reg.cell].alone = model_.cells[reg.cell].alone || !plain;
+            } else if (node.kind == Kind::command) {
+                set_apart_below(node);
+            }
+        }
+        for (const auto& [index, id] : model_.event_ids) {
+            set_apart_below(model_.nodes[index]);
+        }
+    }
+
+    void set_apart_below(const Node& start)
+    {
+        const Node* node = &start;
+        for (std::uint32_t steps = 0; steps < longest_chain; ++steps) {
+            if (is_register(node->kind)) {
+                model_.cells[model_.registers[node->data].cell].alone = true;
+                return;
+            }
+            const NodeIndex next = value_node(model_, *node);
+            if (next == no_node) {
+                return;
+            }
+            node = &model_.nodes[next];
         }
     }
 

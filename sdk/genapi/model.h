@@ -2,6 +2,7 @@
 // kind, and what few nodes have stands in sorted lists beside them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -226,7 +227,11 @@ struct Cell {
     std::uint32_t length = 0;
     std::uint32_t operation = 0;  ///< the operation that fetched the bytes
     bool valid = false;
+    bool alone = false;    ///< is not to be fetched unless it is asked for
+    bool ahead = false;    ///< was fetched before anyone asked for it, at `fetched`
+    bool spurned = false;  ///< was fetched ahead, and nobody asked for it in time; or the device refused it
     std::uint8_t small[8] = {};
+    std::chrono::steady_clock::time_point fetched;
     std::unique_ptr<std::uint8_t[]> large;
 
     [[nodiscard]] std::uint8_t* bytes() noexcept { return large ? large.get() : small; }

@@ -226,6 +226,7 @@ inline constexpr std::string_view device_port_name = "Device";
 
 struct LoadOptions {
     std::size_t largest_description = std::size_t{64} << 20;  ///< bytes
+    std::chrono::steady_clock::time_point (*now)() = &std::chrono::steady_clock::now;
 };
 
 /// Loads a description (XML text; see zip.h for packed ones) and connects the ports.

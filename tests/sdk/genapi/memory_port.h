@@ -1,8 +1,10 @@
 // A port over plain memory that counts what is asked of it and fails on demand.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
-#include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -18,27 +20,34 @@ public:
     void read(std::int64_t address, std::span<std::uint8_t> out) override
     {
         ++reads;
-        if (on_access) {
-            on_access();
+        check_access();
+        get(address, out);
+    }
+
+    [[nodiscard]] std::size_t words_at_once() const noexcept override { return words_together; }
+
+    bool read_words(std::span<const GenApi::PortRead> words) override
+    {
+        ++reads;
+        EXPECT_LE(words.size(), words_together);
+        check_access();
+        std::vector<std::int64_t>& group = groups.emplace_back();
+        for (const GenApi::PortRead& word : words) {
+            EXPECT_EQ(word.out.size(), 4U);
+            EXPECT_EQ(word.address % 4, 0);
+            group.push_back(word.address);
+            if (word.address == refused) {
+                return false;
+            }
+            get(word.address, word.out);
         }
-        if (!failure.empty()) {
-            throw GenApi::PortError(failure_code, failure);
-        }
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            const auto found = bytes.find(address + static_cast<std::int64_t>(i));
-            out[i] = found != bytes.end() ? found->second : std::uint8_t{0};
-        }
+        return true;
     }
 
     void write(std::int64_t address, std::span<const std::uint8_t> data) override
     {
         ++writes;
-        if (on_access) {
-            on_access();
-        }
-        if (!failure.empty()) {
-            throw GenApi::PortError(failure_code, failure);
-        }
+        check_access();
         set(address, {data.begin(), data.end()});
     }
 
@@ -69,12 +78,34 @@ public:
     [[nodiscard]] int transfers() const { return reads + writes; }
 
     std::map<std::int64_t, std::uint8_t> bytes;
-    int reads = 0;
+    int reads = 0;  ///< messages
     int writes = 0;
+    std::size_t words_together = 1;
+    std::vector<std::vector<std::int64_t>> groups;  ///< the addresses of words that were read together
+    std::int64_t refused = -1;                      ///< this one the device does not read together with others
     bool open = true;
     std::string failure;  ///< when set, every transfer fails with this text
     PvResult::Code failure_code = PvResult::NetworkError;
     std::function<void()> on_access;
+
+private:
+    void check_access() const
+    {
+        if (on_access) {
+            on_access();
+        }
+        if (!failure.empty()) {
+            throw GenApi::PortError(failure_code, failure);
+        }
+    }
+
+    void get(std::int64_t address, std::span<std::uint8_t> out) const
+    {
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            const auto found = bytes.find(address + static_cast<std::int64_t>(i));
+            out[i] = found != bytes.end() ? found->second : std::uint8_t{0};
+        }
+    }
 };
 
 /// A description around `body`.
@@ -115,7 +146,9 @@ inline std::string root(const std::vector<std::string>& features)
 
 /// A node map over a memory port.
 struct Camera {
-    explicit Camera(std::string_view body) : map(GenApi::load_node_map(description(body), port)) {}
+    explicit Camera(std::string_view body, const GenApi::LoadOptions& options = {})
+        : map(GenApi::load_node_map(description(body), port, options))
+    {}
     explicit Camera(const std::string& xml, bool) : map(GenApi::load_node_map(xml, port)) {}
 
     GenApi::INode& operator[](std::string_view name) const
