@@ -362,6 +362,34 @@ TEST(Callback, MayUseTheNodeMap)
     EXPECT_EQ(camera.port.get32(0), 6U);
 }
 
+TEST(Callback, LeavesTheNodeMapToOtherThreads)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0) + int_reg("Other", 4));
+    std::int64_t seen = -1;
+    camera["X"].on_change([&](INode&) {
+        // would never end if the node map were locked meanwhile
+        std::thread([&] {
+            camera["Other"].set_int_value(7);
+            seen = camera["Other"].int_value() + camera["X"].int_value();
+        }).join();
+    });
+    camera["X"].set_int_value(5);
+    EXPECT_EQ(seen, 12);
+}
+
+TEST(Callback, ComesOnceForAChangeThatSeveralRegistersTakePartIn)
+{
+    Camera camera(
+        "<Integer Name=\"X\"><pValue>A</pValue><pValueCopy>B</pValueCopy><pValueCopy>C</pValueCopy></Integer>" +
+        int_reg("A", 0) + int_reg("B", 4) + int_reg("C", 8) +
+        "<IntSwissKnife Name=\"Sum\"><pVariable Name=\"A\">A</pVariable><pVariable Name=\"B\">B</pVariable>"
+        "<pVariable Name=\"C\">C</pVariable><Formula>A+B+C</Formula></IntSwissKnife>");
+    Watch sum(camera["Sum"]);
+    camera["X"].set_int_value(3);
+    EXPECT_EQ(sum.count, 1);
+    EXPECT_EQ(camera["Sum"].int_value(), 9);
+}
+
 TEST(Callback, MayThrowAndMayRemoveOthers)
 {
     Camera camera(feature("X", "", "R") + int_reg("R", 0));
@@ -494,6 +522,27 @@ TEST(Lock, OfOneNodeMapDoesNotHoldUpAnother)
     };
     EXPECT_EQ(slow["R"].int_value(), 0);
     EXPECT_EQ(other.port.reads, 1);
+}
+
+TEST(Lock, LetsNodeMapsWorkAtTheSameTime)
+{
+    // each of two transfers ends only when the other has begun
+    Camera cameras[] = {Camera(int_reg("R", 0)), Camera(int_reg("R", 0))};
+    std::mutex mutex;
+    std::condition_variable condition;
+    int begun = 0;
+    for (Camera& camera : cameras) {
+        camera.port.on_access = [&] {
+            std::unique_lock lock(mutex);
+            ++begun;
+            condition.notify_all();
+            condition.wait(lock, [&] { return begun == 2; });
+        };
+    }
+    std::thread other([&] { static_cast<void>(cameras[1]["R"].int_value()); });
+    static_cast<void>(cameras[0]["R"].int_value());
+    other.join();
+    EXPECT_EQ(begun, 2);
 }
 
 TEST(Lock, KeepsManyThreadsApart)

@@ -355,6 +355,19 @@ INSTANTIATE_TEST_SUITE_P(
         Defect{"<IntSwissKnife Name=\"X\"><pVariable Name=\"V\">R</pVariable><Formula>V</Formula></IntSwissKnife>"
                "<IntReg Name=\"R\"><pAddress>X</pAddress><Length>4</Length><pPort>Device</pPort></IntReg>",
                "its value depends on itself: X -> R -> X"},
+        Defect{"<IntSwissKnife Name=\"X\"><pVariable Name=\"V\">Y</pVariable><Formula>V</Formula></IntSwissKnife>"
+               "<IntSwissKnife Name=\"Y\"><pVariable Name=\"V\">X</pVariable><Formula>1 ? 2 : V</Formula>"
+               "</IntSwissKnife>",
+               "its value depends on itself: X -> Y -> X"},
+        Defect{"<Converter Name=\"X\"><pVariable Name=\"V\">X</pVariable><FormulaTo>FROM+V</FormulaTo><FormulaFrom>TO+V"
+               "</FormulaFrom><pValue>R</pValue></Converter>" +
+                   int_reg("R", 0),
+               "its value depends on itself: X -> X"},
+        Defect{"<IntSwissKnife Name=\"X\"><Expression Name=\"A\">B</Expression><Expression Name=\"B\">A</Expression>"
+               "<Formula>A</Formula></IntSwissKnife>",
+               "the formula is malformed"},
+        Defect{"<Integer Name=\"X\"><Value>99999999999999999999</Value></Integer>", "<Value> is not valid"},
+        Defect{"<Integer Name=\"X\"><Value>1</Value><Max>-99999999999999999999</Max></Integer>", "<Max> is not valid"},
         Defect{"<Integer Name=\"X\"><Value>1</Value><Min>low</Min></Integer>", "<Min> is not valid: \"low\""},
         Defect{"<Integer Name=\"X\"><Value>1</Value><pIsAvailable>Y</pIsAvailable></Integer>",
                "<pIsAvailable> cannot be followed"}));
@@ -426,6 +439,13 @@ TEST(Description, RefusesMoreElementsThanAnyDeviceHas)
     }
     many += "</RegisterDescription>";
     EXPECT_EQ(load_error(many), "the description has more elements than any device's: more than 2000000");
+}
+
+TEST(Description, RefusesAHundredMegabytes)
+{
+    std::string huge = description("<Integer Name=\"X\"><Value>1</Value></Integer>");
+    huge.insert(huge.find("<Port"), std::string(100'000'000, ' '));
+    EXPECT_NE(load_error(huge).find(" bytes; the limit is 67108864"), std::string::npos);
 }
 
 TEST(Description, RefusesStructRegistersThatMultiply)
