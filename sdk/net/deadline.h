@@ -15,15 +15,23 @@ public:
               std::clamp(timeout, std::chrono::milliseconds(0), std::chrono::milliseconds(std::chrono::years(1))))
     {}
 
+    /// What is left of such a wait when it begins.
+    [[nodiscard]] static int whole_ms(std::chrono::milliseconds timeout) noexcept
+    {
+        return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, longest_ms));
+    }
+
     /// Milliseconds left, rounded up so that a wait never ends early and then spins; 0 when it is over. At most a day:
     /// who waits longer asks again.
     [[nodiscard]] int remaining_ms() const noexcept
     {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(at_ - std::chrono::steady_clock::now());
-        return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, 24 * 3600 * 1000));
+        return whole_ms(left);
     }
 
 private:
+    static constexpr std::chrono::milliseconds::rep longest_ms = 24 * 3600 * 1000;
+
     std::chrono::steady_clock::time_point at_;
 };
 

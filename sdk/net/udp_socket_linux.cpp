@@ -135,7 +135,7 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
     if (!is_open())
         return std::nullopt;
     const Deadline deadline(timeout);
-    for (int left = deadline.remaining_ms();;) {
+    for (int left = Deadline::whole_ms(timeout);;) {
         // a receive that waits takes one system call; asking first and waiting then would take three
         if (left > 0 && left != receive_timeout_ms_) {
             const timeval wait{left / 1000, left % 1000 * 1000};
@@ -144,15 +144,15 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
             receive_timeout_ms_ = left;
         }
         sockaddr_in source{};
-        iovec part{buffer.data(), buffer.size()};
-        msghdr message{};
-        message.msg_name = &source;
-        message.msg_namelen = sizeof source;
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        const ssize_t size = ::recvmsg(descriptor_of(handle_), &message, left > 0 ? 0 : MSG_DONTWAIT);
-        if (size >= 0)
-            return Received{static_cast<std::size_t>(size), (message.msg_flags & MSG_TRUNC) != 0, from_system(source)};
+        socklen_t source_size = sizeof source;
+        // MSG_TRUNC: tells the datagram's own size, also when the buffer is smaller
+        const ssize_t size = ::recvfrom(descriptor_of(handle_), buffer.data(), buffer.size(),
+                                        left > 0 ? MSG_TRUNC : MSG_TRUNC | MSG_DONTWAIT,
+                                        reinterpret_cast<sockaddr*>(&source), &source_size);
+        if (size >= 0) {
+            const auto whole = static_cast<std::size_t>(size);
+            return Received{std::min(whole, buffer.size()), whole > buffer.size(), from_system(source)};
+        }
         if (errno == EBADF || errno == ENOTSOCK || left == 0)
             return std::nullopt;
         left = deadline.remaining_ms();
