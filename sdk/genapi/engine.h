@@ -211,7 +211,6 @@ private:
     Model model_;
     NodeIndex acquisition_lock_ = no_node;
     std::vector<NodeIndex> connected_ports_;
-    std::uint32_t open_ports_ = 0;  ///< bits, of the first 32 connected ports
 
     std::mutex mutex_;
     std::atomic<std::thread::id> owner_;

@@ -186,13 +186,11 @@ void NodeMap::work_off_deferred()
 /// Whether registers can be read at all depends on whether their port is open; nobody tells when that changes.
 void NodeMap::watch_ports()
 {
-    const std::size_t watched = std::min<std::size_t>(connected_ports_.size(), 32);
-    for (std::size_t i = 0; i < watched; ++i) {
-        const std::uint32_t bit = std::uint32_t{1} << i;
-        const bool open = model_.ports[at(connected_ports_[i]).data].port->is_open();
-        if (open != ((open_ports_ & bit) != 0)) {
-            open_ports_ ^= bit;
-            spread(connected_ports_[i], access_channel);
+    for (const NodeIndex index : connected_ports_) {
+        PortData& port = model_.ports[at(index).data];
+        if (port.port->is_open() != port.open) {
+            port.open = !port.open;
+            spread(index, access_channel);
         }
     }
 }
@@ -204,16 +202,12 @@ bool NodeMap::connect_port(std::string_view name, IPort* port)
         return false;
     }
     const Operation operation(*this);
-    model_.ports[at(index).data].port = port;
+    PortData& data = model_.ports[at(index).data];
+    data.port = port;
+    data.open = port != nullptr && port->is_open();
     std::erase(connected_ports_, index);
     if (port != nullptr) {
         connected_ports_.push_back(index);
-    }
-    open_ports_ = 0;
-    for (std::size_t i = 0; i < std::min<std::size_t>(connected_ports_.size(), 32); ++i) {
-        if (model_.ports[at(connected_ports_[i]).data].port->is_open()) {
-            open_ports_ |= std::uint32_t{1} << i;
-        }
     }
     spread(index, device_channel | access_channel);
     return true;

@@ -160,7 +160,7 @@ Number NodeMap::decode(Node& node)
 
 bool NodeMap::can_transfer(const PortData& port) const noexcept
 {
-    return port.is_chunk || port.is_event ? port.has_data : port.port != nullptr && port.port->is_open();
+    return port.is_chunk || port.is_event ? port.has_data : port.open;
 }
 
 void NodeMap::require_transfers(const Node& port_node) const

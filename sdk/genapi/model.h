@@ -204,6 +204,7 @@ struct FormulaData {
 
 struct PortData {
     IPort* port = nullptr;
+    bool open = false;  ///< as the operation under way found it
     std::uint64_t chunk_id = 0;
     NodeIndex chunk_id_node = no_node;
     std::uint64_t event_id = 0;
