@@ -175,11 +175,15 @@ private:
     [[nodiscard]] AccessMode compute_access(Node& node);
     [[nodiscard]] AccessMode own_access(Node& node);
     [[nodiscard]] AccessMode register_access(Node& node);
+    [[nodiscard]] AccessMode formula_access(Node& node);
+    [[nodiscard]] bool has_place(const RegisterData& reg);
     void require(Node& node, Wish wish);
     [[noreturn]] void refuse(Node& node, Wish wish);
     void refuse_by(const Node& subject, Node& node, Wish wish);
     void refuse_by_condition(const Node& subject, Node& node);
     void refuse_by_lock(const Node& subject, Node& node);
+    void refuse_by_formula(const Node& subject, Node& node);
+    void refuse_by_place(const Node& subject, Node& node);
     [[nodiscard]] bool locked_by_acquisition(Node& lock);
 
     // Writes (engine_writes.cpp)

@@ -23,6 +23,22 @@ AccessMode both(AccessMode a, AccessMode b) noexcept
     return made_of(is_readable(a) && is_readable(b), is_writable(a) && is_writable(b));
 }
 
+/// What keeps `work` from succeeding is why the node is not available.
+template <class Work>
+void unavailable_unless(const Node& node, Work&& work)
+{
+    const auto text = [&](const Error& error) {
+        return std::string(node.text_name) + " is not available: " + error.what();
+    };
+    try {
+        work();
+    } catch (const PortError& error) {
+        throw PortError(error.code(), text(error));
+    } catch (const Error& error) {
+        throw AccessError(text(error));
+    }
+}
+
 }  // namespace
 
 AccessMode NodeMap::access_of(Node& node)
@@ -89,9 +105,9 @@ AccessMode NodeMap::own_access(Node& node)
     switch (node.kind) {
     case Kind::inert:
     case Kind::category:
-    case Kind::enum_entry:
+    case Kind::enum_entry: return AccessMode::read_only;
     case Kind::swiss_knife:
-    case Kind::int_swiss_knife: return AccessMode::read_only;
+    case Kind::int_swiss_knife: return formula_access(node);
     case Kind::port: return can_transfer(model_.ports[node.data]) ? AccessMode::read_write : AccessMode::not_available;
     case Kind::int_reg:
     case Kind::masked_int_reg:
@@ -103,6 +119,9 @@ AccessMode NodeMap::own_access(Node& node)
     case Kind::int_converter: {
         const FormulaData& data = model_.formulas[node.data];
         const AccessMode raw = access_of(at(data.value.node));
+        if (is_readable(raw) && !is_readable(formula_access(node))) {
+            return AccessMode::not_available;
+        }
         return data.to.instructions.count != 0 ? raw : both(raw, AccessMode::read_only);
     }
     case Kind::integer:
@@ -130,6 +149,9 @@ AccessMode NodeMap::register_access(Node& node)
     const RegisterData& reg = model_.registers[node.data];
     const PortData& port = model_.ports[at(reg.port).data];
     const AccessMode port_access = access_of(at(reg.port));
+    if (!has_place(reg)) {
+        return AccessMode::not_available;
+    }
     if (port.is_chunk || port.is_event) {
         return is_available(port_access) ? both(reg.access, AccessMode::read_only) : AccessMode::not_available;
     }
@@ -139,6 +161,39 @@ AccessMode NodeMap::register_access(Node& node)
     // without its port a register still has what is cached of it
     const bool kept = holds(model_.cells[reg.cell]) && reg.caching != Caching::none;
     return kept ? both(reg.access, AccessMode::read_only) : AccessMode::not_available;
+}
+
+/// Whoever wants to read a register needs to know where it is.
+bool NodeMap::has_place(const RegisterData& reg)
+{
+    const auto is_known = [this](NodeIndex node) { return node == no_node || is_readable(access_of(at(node))); };
+    bool known = is_known(reg.length_node);
+    for (std::uint32_t i = reg.terms.begin; known && i < reg.terms.begin + reg.terms.count; ++i) {
+        known = is_known(model_.terms[i].node) && is_known(model_.terms[i].offset_node);
+    }
+    return known;
+}
+
+/// A formula's value can be read when it can be computed: when all its variables can be read, or at least those that
+/// matter at present.
+AccessMode NodeMap::formula_access(Node& node)
+{
+    const Range variables = model_.formulas[node.data].variables;
+    for (std::uint32_t i = variables.begin; i < variables.begin + variables.count; ++i) {
+        const Variable& variable = model_.variables[i];
+        if (variable.node == no_node || variable.aspect != Aspect::value || is_readable(access_of(at(variable.node)))) {
+            continue;
+        }
+        // which of them matter may change with each of the others
+        passing_ = true;
+        try {
+            static_cast<void>(value_of(node));
+            break;
+        } catch (const Error&) {
+            return AccessMode::not_available;
+        }
+    }
+    return AccessMode::read_only;
 }
 
 void NodeMap::require(Node& node, Wish wish)
@@ -157,14 +212,10 @@ void NodeMap::refuse(Node& subject, Wish wish)
     for (std::uint32_t steps = 0; steps < longest_chain; ++steps) {
         refuse_by(subject, *node, wish);
         NodeIndex next = no_node;
-        try {
+        unavailable_unless(subject, [&] {
             const bool number = node->kind == Kind::integer || node->kind == Kind::floating;
             next = number ? current_operand(*node).node : value_node(model_, *node);
-        } catch (const PortError& error) {
-            throw PortError(error.code(), name + " is not available: " + error.what());
-        } catch (const Error& error) {
-            throw AccessError(name + " is not available: " + error.what());
-        }
+        });
         if (next == no_node) {
             break;
         }
@@ -190,17 +241,19 @@ void NodeMap::refuse_by(const Node& subject, Node& node, Wish wish)
     AccessMode own = node.imposed;
     if (is_register(node.kind)) {
         const RegisterData& reg = model_.registers[node.data];
-        try {
+        unavailable_unless(subject, [&] {
             // what is cached can be read without a port, but not written
             if (wish != Wish::read || !is_available(register_access(node))) {
                 require_transfers(at(reg.port));
             }
-        } catch (const PortError& error) {
-            throw PortError(error.code(), name + " is not available: " + error.what());
-        }
+        });
+        refuse_by_place(subject, node);
         own = both(own, register_access(node));
-    } else if (is_formula(node.kind) && model_.formulas[node.data].to.instructions.count == 0) {
-        own = both(own, AccessMode::read_only);
+    } else if (is_formula(node.kind)) {
+        refuse_by_formula(subject, node);
+        if (model_.formulas[node.data].to.instructions.count == 0) {
+            own = both(own, AccessMode::read_only);
+        }
     }
     if (wish == Wish::read && own == AccessMode::write_only) {
         throw AccessError(name + " is not readable: it is write-only");
@@ -261,6 +314,26 @@ void NodeMap::refuse_by_lock(const Node& subject, Node& node)
         throw AccessError(name + " is locked while the acquisition runs");
     }
     throw AccessError(name + " is locked at present: " + lock_name + " is " + to_text(value));
+}
+
+void NodeMap::refuse_by_place(const Node& subject, Node& node)
+{
+    if (has_place(model_.registers[node.data])) {
+        return;
+    }
+    unavailable_unless(subject, [&] {
+        static_cast<void>(length_of(node));
+        static_cast<void>(address_of(node));
+    });
+}
+
+void NodeMap::refuse_by_formula(const Node& subject, Node& node)
+{
+    const NodeIndex raw = value_node(model_, node);
+    if ((raw != no_node && !is_readable(access_of(at(raw)))) || is_readable(formula_access(node))) {
+        return;
+    }
+    unavailable_unless(subject, [&] { static_cast<void>(value_of(node)); });
 }
 
 /// The lock looks at TLParamsLocked, perhaps among others, and that is set.

@@ -178,7 +178,10 @@ private:
         case Role::is_locked: arc(link.to, link.from, value_channels | access_channel, access_channel); break;
         case Role::address:
         case Role::address_offset:
-        case Role::length: arc(link.to, link.from, value_channels, value_channel); break;
+        case Role::length:
+            arc(link.to, link.from, value_channels, value_channel);
+            arc(link.to, link.from, access_channel, access_channel);
+            break;
         case Role::port:
             arc(link.to, link.from, value_channels, device_channel);
             arc(link.to, link.from, access_channel, access_channel);
@@ -208,7 +211,10 @@ private:
         }
         const unsigned changes = value_channel | limits_channel;
         switch (variable.aspect) {
-        case Aspect::value: arc(variable.node, use.node, value_channels | access_channel, changes); break;
+        case Aspect::value:
+            arc(variable.node, use.node, value_channels, changes);
+            arc(variable.node, use.node, access_channel, changes | access_channel);
+            break;
         case Aspect::min:
         case Aspect::max:
         case Aspect::increment: arc(variable.node, use.node, limits_channel, changes); break;
@@ -226,6 +232,7 @@ private:
             for (std::uint32_t i = terms.begin; i < terms.begin + terms.count; ++i) {
                 if (model_.terms[i].node != no_node && !model_.terms[i].is_index) {
                     arc(model_.terms[i].node, node.index, value_channels, value_channel);
+                    arc(model_.terms[i].node, node.index, access_channel, access_channel);
                 }
             }
         } else if (node.kind == Kind::enum_entry) {

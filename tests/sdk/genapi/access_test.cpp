@@ -111,6 +111,52 @@ TEST(Access, TakesEveryKindOfCondition)
     }
 }
 
+TEST(Access, OfAFormulaIsNoneWhenItCannotBeComputed)
+{
+    Camera camera("<IntSwissKnife Name=\"K\"><pVariable Name=\"C\">C</pVariable><pVariable Name=\"A\">A</pVariable>"
+                  "<Formula>C ? A : 7</Formula></IntSwissKnife><Integer Name=\"X\"><pValue>K</pValue></Integer>"
+                  "<IntConverter Name=\"V\"><pVariable Name=\"A\">A</pVariable><FormulaTo>FROM-A</FormulaTo>"
+                  "<FormulaFrom>TO+A</FormulaFrom><pValue>R</pValue></IntConverter>" +
+                  int_reg("C", 0) + int_reg("A", 4, "RO", "<pIsAvailable>On</pIsAvailable>") + int_reg("R", 8) +
+                  "<Integer Name=\"On\"><Value>0</Value></Integer>");
+    // the branch that is taken does without A
+    EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
+    EXPECT_EQ(camera["X"].int_value(), 7);
+    EXPECT_EQ(camera["V"].access(), AccessMode::not_available);
+    camera["C"].set_int_value(1);
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
+    EXPECT_EQ(message_of([&] { static_cast<void>(camera["X"].int_value()); }),
+              "X is not available: in the formula of K: A is not available at present: On is 0");
+    EXPECT_EQ(message_of([&] { camera["V"].set_int_value(1); }),
+              "V is not available: in the formula of V: A is not available at present: On is 0");
+    camera["On"].set_int_value(1);
+    EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
+    EXPECT_EQ(camera["V"].access(), AccessMode::read_write);
+}
+
+TEST(Access, OfARegisterIsNoneWhenItsPlaceCannotBeKnown)
+{
+    const std::string inside = "<AccessMode>RW</AccessMode><pPort>Device</pPort>";
+    Camera camera("<IntReg Name=\"X\"><pAddress>A</pAddress><Length>4</Length>" + inside +
+                  "</IntReg><StringReg Name=\"Y\"><Address>0</Address><pLength>A</pLength>" + inside +
+                  "</StringReg><IntReg Name=\"Z\"><IntSwissKnife><pVariable Name=\"A\">A</pVariable><Formula>A+4"
+                  "</Formula></IntSwissKnife><Length>4</Length>" +
+                  inside + "</IntReg>" +
+                  "<Integer Name=\"A\"><Value>8</Value><pIsAvailable>On</pIsAvailable></Integer>"
+                  "<Integer Name=\"On\"><Value>0</Value></Integer>");
+    for (const char* name : {"X", "Y", "Z"}) {
+        camera["On"].set_int_value(0);
+        EXPECT_EQ(camera[name].access(), AccessMode::not_available) << name;
+        EXPECT_THROW(camera[name].from_string("1"), GenApi::AccessError) << name;
+        camera["On"].set_int_value(1);
+        EXPECT_EQ(camera[name].access(), AccessMode::read_write) << name;
+        EXPECT_NO_THROW(static_cast<void>(camera[name].to_string())) << name;
+    }
+    camera["On"].set_int_value(0);
+    EXPECT_EQ(message_of([&] { camera["Z"].set_int_value(1); }),
+              "Z is not available: in the formula of Z (address): A is not available at present: On is 0");
+}
+
 TEST(Access, IsNoneWhenAConditionCannotBeRead)
 {
     Camera camera(feature("X", "<pIsAvailable>Avl</pIsAvailable>") + int_reg("Avl", 4, "WO") +

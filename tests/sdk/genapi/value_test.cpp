@@ -437,7 +437,7 @@ TEST(SwissKnife, SaysWhatItCannotCompute)
     EXPECT_EQ(message_of([&] { static_cast<void>(camera["Y"].int_value()); }),
               "Y cannot be read: in the formula of Y: 1e+300 does not fit a 64-bit integer");
     EXPECT_EQ(message_of([&] { static_cast<void>(camera["Z"].int_value()); }),
-              "Z cannot be read: in the formula of Z: W is not readable: it is write-only");
+              "Z is not available: in the formula of Z: W is not readable: it is write-only");
     EXPECT_EQ(code_of([&] { static_cast<void>(camera["Z"].int_value()); }), PvResult::StateError);
 }
 
