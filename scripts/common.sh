@@ -42,7 +42,7 @@ listed() { sed 's/#.*//' "$@"; }
 
 ensure_packages() {
     local files=(scripts/packages) missing run_as=()
-    [ "${1:-}" != test ] || files+=(scripts/packages-test)
+    [ -z "${1:-}" ] || files+=("scripts/packages-$1")
     # shellcheck disable=SC2046
     missing=$(missing_packages $(listed "${files[@]}"))
     [ -n "$missing" ] || return 0

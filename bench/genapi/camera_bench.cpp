@@ -1,0 +1,327 @@
+#include <arpa/inet.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "bench/genapi/genapi_bench.h"
+#include "bench/genapi/measure.h"
+#include "bench/genapi/peer.h"
+#include "sdk/device/connection.h"
+#include "sdk/device/register_port.h"
+#include "sdk/genapi/node_map.h"
+#include "sdk/genicam/PvGenParameterArray.h"
+#include "sdk/wire/gvcp.h"
+#include "tools/softcam/camera.h"
+#include "tools/softcam/registers.h"
+
+namespace bench {
+
+namespace {
+
+constexpr net::Endpoint camera{{0x7F00004D}, wire::gvcp::port};  // 127.0.0.77
+constexpr double nano = 1e9;
+constexpr double micro = 1e6;
+constexpr int burst_size = 16;
+
+[[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
+
+/// The camera's process and this one take turns on one core: across cores the figures are those of the wake-up. Where
+/// that is allowed, nobody else gets a turn in between.
+class OneCore {
+public:
+    OneCore()
+    {
+        if (::sched_getaffinity(0, sizeof before_, &before_) != 0)
+            fail("sched_getaffinity");
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(0, &one);
+        if (::sched_setaffinity(0, sizeof one, &one) != 0)
+            fail("sched_setaffinity");
+        const sched_param parameters{.sched_priority = 1};
+        alone_ = ::sched_setscheduler(0, SCHED_FIFO, &parameters) == 0;
+    }
+    ~OneCore()
+    {
+        const sched_param parameters{};
+        ::sched_setscheduler(0, SCHED_OTHER, &parameters);
+        ::sched_setaffinity(0, sizeof before_, &before_);
+    }
+    OneCore(const OneCore&) = delete;
+    OneCore& operator=(const OneCore&) = delete;
+
+    [[nodiscard]] bool alone() const { return alone_; }
+
+private:
+    cpu_set_t before_{};
+    bool alone_ = false;
+};
+
+/// The software camera in a process of its own; it ends with this object.
+class CameraProcess {
+public:
+    CameraProcess()
+    {
+        std::array<int, 2> ready{};
+        if (::pipe(ready.data()) != 0)
+            fail("pipe");
+        process_ = ::fork();
+        if (process_ < 0)
+            fail("fork");
+        if (process_ == 0)
+            run(ready[1]);
+        ::close(ready[1]);
+        char told = 0;
+        const bool started = ::read(ready[0], &told, 1) == 1;
+        ::close(ready[0]);
+        if (!started)
+            throw std::runtime_error("the software camera does not start");
+    }
+    ~CameraProcess()
+    {
+        ::kill(process_, SIGKILL);
+        ::waitpid(process_, nullptr, 0);
+    }
+    CameraProcess(const CameraProcess&) = delete;
+    CameraProcess& operator=(const CameraProcess&) = delete;
+
+private:
+    [[noreturn]] static void run(int ready)
+    {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        try {
+            softcam::CameraOptions options;
+            options.adapter = camera.address.to_string();
+            softcam::Camera device(options);
+            device.start();
+            if (::write(ready, "r", 1) != 1)
+                ::_exit(1);
+            for (;;)
+                ::pause();
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "genapi_bench: the software camera: %s\n", error.what());
+            ::_exit(1);
+        }
+    }
+
+    pid_t process_ = -1;
+};
+
+/// A READREG and its acknowledge, and nothing else. A connected socket is the quickest; but who wants to hear of
+/// strangers, too, and be woken by a datagram of its own, needs one that is not.
+class BareReader {
+public:
+    BareReader(std::uint32_t address, bool connected)
+        : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), connected_(connected)
+    {
+        there_.sin_family = AF_INET;
+        there_.sin_port = htons(camera.port);
+        there_.sin_addr.s_addr = htonl(camera.address.value);
+        if (socket_ < 0 || (connected && ::connect(socket_, there(), sizeof there_) != 0))
+            fail("a socket for bare reads");
+        const auto message = wire::gvcp::read_registers(1, {&address, 1});
+        request_.assign(message.bytes().begin(), message.bytes().end());
+    }
+    ~BareReader() { ::close(socket_); }
+    BareReader(const BareReader&) = delete;
+    BareReader& operator=(const BareReader&) = delete;
+
+    void read()
+    {
+        std::array<std::uint8_t, 576> answer;
+        sockaddr_in source;
+        socklen_t size = sizeof source;
+        const auto sent = ::sendto(socket_, request_.data(), request_.size(), 0, connected_ ? nullptr : there(),
+                                   connected_ ? 0 : sizeof there_);
+        const auto received =
+            ::recvfrom(socket_, answer.data(), answer.size(), 0,
+                       connected_ ? nullptr : reinterpret_cast<sockaddr*>(&source), connected_ ? nullptr : &size);
+        if (sent < 0 || received < 12)
+            fail("a bare read");
+    }
+
+private:
+    [[nodiscard]] const sockaddr* there() const { return reinterpret_cast<const sockaddr*>(&there_); }
+
+    int socket_;
+    bool connected_;
+    sockaddr_in there_{};
+    std::vector<std::uint8_t> request_;
+};
+
+std::string register_node(const std::string& name, std::uint32_t address, const char* caching)
+{
+    return "<IntReg Name=\"" + name + "\"><Address>" + std::to_string(address) +
+           "</Address><Length>4</Length><AccessMode>RO</AccessMode><pPort>Device</pPort><Cachable>" + caching +
+           "</Cachable><Endianess>BigEndian</Endianess></IntReg>\n";
+}
+
+std::string integer_node(const std::string& name, const std::string& value)
+{
+    return "<Integer Name=\"" + name + "\"><pValue>" + value + "</pValue></Integer>\n";
+}
+
+/// Features over registers of the software camera that stand side by side.
+std::string description()
+{
+    namespace reg = softcam::reg;
+    std::string features = "<pFeature>Cached</pFeature><pFeature>Uncached</pFeature><pFeature>OnThree</pFeature>";
+    std::string nodes = register_node("CachedReg", reg::width, "WriteThrough") + integer_node("Cached", "CachedReg") +
+                        register_node("UncachedReg", reg::gain, "NoCache") + integer_node("Uncached", "UncachedReg") +
+                        register_node("A", reg::acquisition_mode, "NoCache") +
+                        register_node("B", reg::acquisition_frame_count, "NoCache") +
+                        register_node("C", reg::trigger_mode, "NoCache") +
+                        "<IntSwissKnife Name=\"OnThree\"><pVariable Name=\"A\">A</pVariable><pVariable Name=\"B\">B"
+                        "</pVariable><pVariable Name=\"C\">C</pVariable><Formula>A + B + C</Formula></IntSwissKnife>\n";
+    for (int i = 0; i < burst_size; ++i) {
+        const std::string name = "Burst" + std::to_string(i);
+        features += "<pFeature>" + name + "</pFeature>";
+        nodes += register_node(name + "Reg", reg::sensor_width + 4 * static_cast<std::uint32_t>(i), "WriteThrough") +
+                 integer_node(name, name + "Reg");
+    }
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<RegisterDescription ModelName=\"Measured\" "
+           "VendorName=\"None\" "
+           "StandardNameSpace=\"GEV\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"0\" SchemaSubMinorVersion=\"1\" "
+           "MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\" ProductGuid=\"1\" VersionGuid=\"1\" "
+           "xmlns=\"http://www.genicam.org/GenApi/Version_1_0\">\n<Category Name=\"Root\">" +
+           features + "</Category>\n" + nodes + "<Port Name=\"Device\"/>\n</RegisterDescription>\n";
+}
+
+/// Our side: the way that a device's features take, without the heartbeat.
+struct Device {
+    Device()
+    {
+        device::ConnectionTarget target;
+        target.device = camera;
+        target.access = PvAccessReadOnly;
+        const PvResult opened = device::Connection::open(target, {}, connection);
+        if (!opened.IsOK())
+            throw std::runtime_error("no connection to the software camera: " + std::string(opened.description()));
+        port.attach(connection);
+        auto map = GenApi::load_node_map(description(), port);
+        port.set_schema(map->info());
+        features = std::make_unique<PvGenParameterArray>(std::move(map));
+    }
+
+    std::int64_t integer(const PvString& name) const
+    {
+        std::int64_t value = 0;
+        const PvResult result = features->GetIntegerValue(name, value);
+        if (!result.IsOK())
+            throw std::runtime_error(std::string(result.description()));
+        return value;
+    }
+
+    [[nodiscard]] std::uint64_t messages() const { return connection->channel().statistics().requests; }
+
+    std::atomic<std::int32_t> rule{0};
+    std::shared_ptr<device::Connection> connection;
+    device::RegisterPort port{std::make_shared<device::EventSinks>(), rule};
+    std::unique_ptr<PvGenParameterArray> features;
+};
+
+std::uint64_t messages_for(const Device& device, const Way& way)
+{
+    const std::uint64_t before = device.messages();
+    way.work();
+    return device.messages() - before;
+}
+
+void measure_cached(const Device& device, PeerCamera& peer)
+{
+    const PvString name("Cached");
+    Way ways[] = {{"ours", [&] { keep(device.integer(name)); }}, {"libaravis", [&] { keep(peer.integer("Cached")); }}};
+    alternate(ways, 51, 2000);
+    std::printf(
+        "cached integer by name:    ours %6.1f ns   libaravis %6.1f ns   ratio %.3f   (wanted: at most 100 ns)\n",
+        ways[0].median() * nano, ways[1].median() * nano, median_ratio(ways[0], ways[1]));
+}
+
+void measure_uncached(const Device& device, PeerCamera& peer)
+{
+    const PvString uncached("Uncached");
+    const PvString on_three("OnThree");
+    BareReader bare(softcam::reg::gain, false);
+    BareReader connected(softcam::reg::gain, true);
+    const auto value_of = [&](std::uint32_t address) {
+        std::uint32_t value = 0;
+        keep(device.connection->channel().read_register(address, value).ok());
+        return value;
+    };
+    Way ways[] = {
+        {"bare register read", [&] { bare.read(); }},
+        {"bare, connected socket", [&] { connected.read(); }},
+        {"our register read", [&] { keep(value_of(softcam::reg::gain)); }},
+        {"libaravis register read", [&] { keep(peer.read_register(softcam::reg::gain)); }},
+        {"our feature", [&] { keep(device.integer(uncached)); }},
+        {"libaravis feature", [&] { keep(peer.integer("Uncached")); }},
+        {"our feature on three", [&] { keep(device.integer(on_three)); }},
+        {"libaravis feature on three", [&] { keep(peer.integer("OnThree")); }},
+    };
+    alternate(ways, 101, 100);
+    for (const Way& way : ways) {
+        std::printf("%-27s%7.2f us   %+6.2f us above bare, %.2f times\n", way.name.c_str(), way.median() * micro,
+                    median_difference(way, ways[0]) * micro, median_ratio(way, ways[0]));
+    }
+    std::printf("wanted: our feature at most 0.5 us above bare. Messages: our feature %llu, on three registers %llu\n",
+                static_cast<unsigned long long>(messages_for(device, ways[4])),
+                static_cast<unsigned long long>(messages_for(device, ways[6])));
+}
+
+void measure_burst(const Device& device)
+{
+    BareReader bare(softcam::reg::sensor_width, false);
+    std::vector<PvString> names;
+    for (int i = 0; i < burst_size; ++i)
+        names.emplace_back("Burst" + std::to_string(i));
+    Way ways[] = {
+        {"ours",
+         [&] {
+             device.features->InvalidateCache();
+             for (const PvString& name : names)
+                 keep(device.integer(name));
+         }},
+        {"bare",
+         [&] {
+             for (int i = 0; i < burst_size; ++i)
+                 bare.read();
+         }},
+    };
+    alternate(ways, 51, 20);
+    // so that the burst that is counted begins as a first one does
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::printf("%d neighbouring registers after an invalidation: %llu messages, %.2f us; bare, one by one: %.2f us\n",
+                burst_size, static_cast<unsigned long long>(messages_for(device, ways[0])), ways[0].median() * micro,
+                ways[1].median() * micro);
+}
+
+}  // namespace
+
+void measure_reading()
+{
+    const OneCore core;
+    const CameraProcess process;
+    PeerCamera peer(camera.address.to_string(), description());
+    const Device device;
+    std::printf("\nreading features of the software camera, both processes on one core%s\n",
+                core.alone() ? "" : " that they share with others");
+    measure_cached(device, peer);
+    measure_uncached(device, peer);
+    measure_burst(device);
+}
+
+}  // namespace bench
