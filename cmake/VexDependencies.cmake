@@ -1,7 +1,7 @@
-# Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_cli11.
+# Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_highway, vex_cli11.
 #
-# Natively they come from Debian's -dev packages. The Windows build compiles pugixml from Debian's source package, takes
-# zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because /usr/include must
+# Natively they come from Debian's -dev packages. The Windows build compiles pugixml and Highway from Debian's source
+# packages, takes zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because /usr/include must
 # never be on the cross compiler's path. `./run` lays these out under VEX_DEPS.
 
 set(VEX_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Where ./run lays out sources and headers for the Windows build")
@@ -24,10 +24,19 @@ if(WIN32)
     add_library(vex_pugixml STATIC ${VEX_DEPS}/pugixml/src/pugixml.cpp)
     target_include_directories(vex_pugixml SYSTEM PUBLIC ${VEX_DEPS}/pugixml/src)
     target_include_directories(vex_cli11 SYSTEM INTERFACE ${VEX_DEPS}/include)
+    add_library(vex_highway STATIC ${VEX_DEPS}/highway/hwy/targets.cc ${VEX_DEPS}/highway/hwy/per_target.cc)
+    target_include_directories(vex_highway SYSTEM PUBLIC ${VEX_DEPS}/highway)
+    target_compile_definitions(vex_highway PUBLIC HWY_STATIC_DEFINE)
 else()
     find_package(ZLIB REQUIRED)
     target_link_libraries(vex_zlib INTERFACE ZLIB::ZLIB)
     find_package(pugixml REQUIRED)
     add_library(vex_pugixml INTERFACE)
     target_link_libraries(vex_pugixml INTERFACE pugixml::pugixml)
+    add_library(vex_highway INTERFACE)
+    target_link_libraries(vex_highway INTERFACE hwy)
 endif()
+# the plain code in place of Highway's emulation of vectors, on every compiler; and no scalable vectors, whose size the
+# code would have to ask for
+set_property(TARGET vex_highway APPEND PROPERTY INTERFACE_COMPILE_DEFINITIONS HWY_BROKEN_EMU128=1
+    "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")

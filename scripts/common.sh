@@ -74,13 +74,13 @@ progress() {
 
 # ---- sources for the Windows build ----
 
-# Debian ships pugixml for MinGW as source only. The source list is a copy of the system's own, so that the system's
-# configuration stays untouched.
+# Debian ships pugixml and Highway for MinGW as source only. The source list is a copy of the system's own, so that the
+# system's configuration stays untouched.
 fetch_sources() {
-    [ -e "$deps/.ready" ] || {
-        say "fetching pugixml's source"
+    [ -e "$deps/.ready-2" ] || {
+        say "fetching the sources of pugixml and Highway"
         rm -rf "$deps"
-        mkdir -p "$deps/apt/lists/partial" "$deps/include" "$deps/pugixml"
+        mkdir -p "$deps/apt/lists/partial" "$deps/include" "$deps/pugixml" "$deps/highway"
         local list
         for list in /etc/apt/sources.list.d/*.sources; do
             [ ! -e "$list" ] || sed 's/^Types:.*/Types: deb-src/' "$list" >"$deps/apt/$(basename "$list")"
@@ -91,10 +91,11 @@ fetch_sources() {
         local apt=(apt-get -q -o "Dir::Etc::sourceparts=$deps/apt" -o Dir::Etc::sourcelist=/dev/null
             -o "Dir::State::lists=$deps/apt/lists" -o APT::Sandbox::User=root)
         "${apt[@]}" update >"$deps/log" 2>&1 || { tail -5 "$deps/log"; fail "the source list cannot be read"; }
-        (cd "$deps" && "${apt[@]}" source --download-only pugixml >>log 2>&1) || { tail -5 "$deps/log"; fail "pugixml's source cannot be fetched"; }
+        (cd "$deps" && "${apt[@]}" source --download-only pugixml highway >>log 2>&1) || { tail -5 "$deps/log"; fail "sources cannot be fetched"; }
         tar -xf "$deps"/pugixml_*.orig.tar.* -C "$deps/pugixml" --strip-components=1
+        tar -xf "$deps"/highway_*.orig.tar.* -C "$deps/highway" --strip-components=1
         ln -sfn /usr/include/CLI "$deps/include/CLI"
-        touch "$deps/.ready"
+        touch "$deps/.ready-2"
     }
 }
 

@@ -12,8 +12,8 @@ class PvFilterRGB;
 
 /// How the colours that a Bayer pixel lacks are found.
 enum PvBayerFilterType : std::int32_t {
-    PvBayerFilterSimple = 1,  ///< from the two by two pixels that begin with it; fast, shifts colours by half a pixel
-    PvBayerFilter3X3 = 2,     ///< bilinear from its eight neighbours, mirrored at the borders
+    PvBayerFilterSimple = 1,  ///< the rounded mean of the two or four nearest pixels that have it (bilinear)
+    PvBayerFilter3X3 = 2,     ///< the same, but along edges within the eight neighbours, which come out cleaner
 };
 static_assert(sizeof(PvBayerFilterType) == 4);
 
@@ -28,6 +28,7 @@ static_assert(sizeof(PvBayerFilterType) == 4);
 ///   Chroma that several pixels share is repeated for each; the other way, that of a pair is the rounded mean.
 /// - Grey is the Y of YUV. A signed 8-bit value counts from -128 as black.
 /// - The Bayer types name the colours of the image's own first pixels, whatever offsets the image has in the sensor.
+///   Beyond the borders the image is mirrored, the border pixels not repeated.
 /// - Alpha is carried from RGBA8Packed and BGRA8Packed to each other; elsewhere it is written as 255.
 /// - All types have their lines from top to bottom, the Windows types too: a bitmap over such lines has a negative
 /// height.

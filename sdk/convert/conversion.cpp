@@ -1,41 +1,14 @@
 #include "sdk/convert/conversion.h"
 
-#include <array>
 #include <cstring>
 #include <type_traits>
 
-#include "sdk/convert/demosaic.h"
-#include "sdk/convert/pack.h"
-#include "sdk/convert/unpack.h"
+#include "sdk/convert/line_converter.h"
+#include "sdk/convert/output_lines.h"
+#include "sdk/convert/simd.h"
 
 namespace convert {
 namespace {
-
-using Byte = std::uint8_t;
-
-/// Places in the scratch memory. The first three are a ring of Bayer lines or idle.
-enum Place : std::size_t {
-    cfa_0,
-    cfa_1,
-    cfa_2,
-    color_0,
-    color_1,
-    color_2,
-    alpha,
-    other_depth_0,
-    other_depth_1,
-    other_depth_2,
-    yuv_0,
-    yuv_1,
-    yuv_2
-};
-static_assert(yuv_2 + 1 == scratch_lines);
-
-template <class Sample>
-Channels<const Sample> read_only(const Channels<Sample>& channels) noexcept
-{
-    return {{channels.color[0], channels.color[1], channels.color[2]}, channels.alpha};
-}
 
 void copy_lines(const Conversion& conversion, std::size_t first, std::size_t last) noexcept
 {
@@ -47,154 +20,24 @@ void copy_lines(const Conversion& conversion, std::size_t first, std::size_t las
     }
 }
 
-/// The lines of a conversion whose source has samples of this type.
-template <class Sample>
-class LineConverter {
-public:
-    LineConverter(const Conversion& conversion, Scratch& scratch) noexcept
-        : conversion_(conversion), from_(*conversion.source_format), to_(*conversion.destination_format),
-          width_(conversion.source.width), scratch_(scratch)
-    {
-        cfa_rows_.fill(no_row);
+/// What turns a line of the source into one of the destination in a single step; null when there are more.
+simd::LineKernel direct_kernel(const Conversion& conversion) noexcept
+{
+    const auto& from = *conversion.source_format;
+    if (from.model != Model::mono && !conversion.gains.neutral())
+        return nullptr;
+    return simd::find_line_kernel(from, *conversion.destination_format);
+}
+
+void convert_directly(simd::LineKernel kernel, const Conversion& conversion, std::size_t first, std::size_t last,
+                      Scratch& scratch) noexcept
+{
+    const OutputLines output(conversion.destination, scratch.line<Byte>(0));
+    for (std::size_t y = first; y < last; ++y) {
+        kernel(conversion.source.line(y), conversion.source.width, output.begin(y));
+        output.finish(y);
     }
-
-    void convert(std::size_t y) noexcept
-    {
-        const Channels<Sample> line = read(y);
-        const auto out = conversion_.destination.line(y);
-        const bool filtered = from_.model != Model::mono && !conversion_.gains.neutral();
-        if (from_.model == Model::mono)
-            return write_grey(line.color[0], out);
-        if constexpr (std::is_same_v<Sample, Byte>) {
-            if (from_.model == Model::yuv) {
-                if (!filtered && to_.model == Model::yuv)
-                    return pack_line(to_, read_only(line), width_, out);
-                if (!filtered && to_.model == Model::mono)
-                    return write_grey(line.color[0], out);
-                yuv_to_rgb(width_, line);
-            }
-        }
-        if (filtered)
-            for (std::size_t color = 0; color < 3; ++color)
-                apply_gain(conversion_.gains, color, width_, 1, line.color[color]);
-        switch (to_.model) {
-        case Model::mono: rgb_to_grey(read_only(line), width_, line.color[0]); return write_grey(line.color[0], out);
-        case Model::yuv: return write_yuv(line, out);
-        default: return write(read_only(line), out);
-        }
-    }
-
-private:
-    static constexpr std::size_t no_row = static_cast<std::size_t>(-1);
-
-    Sample* place(std::size_t index) noexcept { return scratch_.line<Sample>(index); }
-
-    Channels<Sample> read(std::size_t y) noexcept
-    {
-        const Channels<Sample> line{{place(color_0), place(color_1), place(color_2)},
-                                    from_.alpha && to_.alpha ? scratch_.line<Byte>(alpha) : nullptr};
-        if (from_.model == Model::bayer)
-            demosaic(y, line);
-        else
-            unpack_line(from_, conversion_.source.line(y), width_, line);
-        return line;
-    }
-
-    void demosaic(std::size_t y, const Channels<Sample>& line) noexcept
-    {
-        const std::size_t height = conversion_.source.height;
-        const bool has_red = y % 2 == from_.red_y;
-        const BayerLine kind{has_red, has_red ? from_.red_x : 1U - from_.red_x};
-        const std::size_t mirrored_below = y + 1 < height ? y + 1 : (y > 0 ? y - 1 : 0);
-        if (conversion_.bayer_filter == PvBayerFilterSimple)
-            return demosaic_simple(kind, cfa_line(y), cfa_line(mirrored_below), width_, line);
-        const std::size_t mirrored_above = y > 0 ? y - 1 : (height > 1 ? 1 : 0);
-        demosaic_3x3(kind, cfa_line(mirrored_above), cfa_line(y), cfa_line(mirrored_below), width_, line);
-    }
-
-    /// A Bayer line, unpacked at most once while it is in use: neighbours have different places in a ring of three.
-    const Sample* cfa_line(std::size_t y) noexcept
-    {
-        const auto packed = conversion_.source.line(y);
-        if constexpr (std::is_same_v<Sample, Byte>) {
-            return packed[0];  // bytes are the samples
-        } else {
-            const std::size_t slot = y % 3;
-            if (cfa_rows_[slot] != y) {
-                unpack_line(from_, packed, width_, Channels<Sample>{{place(cfa_0 + slot), nullptr, nullptr}, nullptr});
-                cfa_rows_[slot] = y;
-            }
-            return place(cfa_0 + slot);
-        }
-    }
-
-    void write_grey(const Sample* grey, const PackedLine<Byte>& out) noexcept
-    {
-        if (to_.model == Model::yuv) {
-            Channels<const Byte> line{
-                {as_bytes(grey, other_depth_0), scratch_.line<Byte>(other_depth_1), scratch_.line<Byte>(other_depth_1)},
-                nullptr};
-            std::memset(scratch_.line<Byte>(other_depth_1), 128, width_);
-            return pack_line(to_, line, width_, out);
-        }
-        write(Channels<const Sample>{{grey, grey, grey}, nullptr}, out);
-    }
-
-    void write_yuv(const Channels<Sample>& line, const PackedLine<Byte>& out) noexcept
-    {
-        const Channels<Byte> yuv{{scratch_.line<Byte>(yuv_0), scratch_.line<Byte>(yuv_1), scratch_.line<Byte>(yuv_2)},
-                                 nullptr};
-        Channels<const Byte> rgb;
-        for (std::size_t c = 0; c < 3; ++c)
-            rgb.color[c] = as_bytes(line.color[c], other_depth_0 + c);
-        rgb_to_yuv(width_, rgb, yuv);
-        pack_line(to_, read_only(yuv), width_, out);
-    }
-
-    void write(const Channels<const Sample>& line, const PackedLine<Byte>& out) noexcept
-    {
-        const bool grey = line.color[0] == line.color[1];
-        if (to_.depth <= 8) {
-            Channels<const Byte> bytes{{}, line.alpha};
-            for (std::size_t c = 0; c < 3; ++c)
-                bytes.color[c] =
-                    c > 0 && grey ? bytes.color[0]
-                                  : (line.color[c] != nullptr ? as_bytes(line.color[c], other_depth_0 + c) : nullptr);
-            return pack_line(to_, bytes, width_, out);
-        }
-        Channels<const std::uint16_t> words;
-        for (std::size_t c = 0; c < 3; ++c)
-            words.color[c] = c > 0 && grey ? words.color[0] : as_words(line.color[c], other_depth_0 + c);
-        pack_line(to_, words, width_, out);
-    }
-
-    const Byte* as_bytes(const Sample* line, std::size_t to) noexcept
-    {
-        if constexpr (std::is_same_v<Sample, Byte>)
-            return line;
-        else {
-            narrow_line(line, width_, scratch_.line<Byte>(to));
-            return scratch_.line<Byte>(to);
-        }
-    }
-
-    const std::uint16_t* as_words(const Sample* line, std::size_t to) noexcept
-    {
-        if constexpr (std::is_same_v<Sample, Byte>) {
-            widen_line(line, width_, scratch_.line<std::uint16_t>(to));
-            return scratch_.line<std::uint16_t>(to);
-        } else {
-            return line;
-        }
-    }
-
-    const Conversion& conversion_;
-    const Format& from_;
-    const Format& to_;
-    const std::size_t width_;
-    Scratch& scratch_;
-    std::array<std::size_t, 3> cfa_rows_{};  // which line each place of the ring holds
-};
+}
 
 template <class Sample>
 void convert_lines_of(const Conversion& conversion, std::size_t first, std::size_t last, Scratch& scratch) noexcept
@@ -230,6 +73,8 @@ void convert_lines(const Conversion& conversion, std::size_t first, std::size_t 
 {
     if (is_copy(conversion))
         copy_lines(conversion, first, last);
+    else if (const auto kernel = direct_kernel(conversion); kernel != nullptr)
+        convert_directly(kernel, conversion, first, last, scratch);
     else if (conversion.source_format->depth <= 8)
         convert_lines_of<Byte>(conversion, first, last, scratch);
     else

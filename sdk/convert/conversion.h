@@ -38,7 +38,7 @@ struct Conversion {
 };
 
 /// Lines that convert_lines needs in its scratch memory.
-inline constexpr std::size_t scratch_lines = 13;
+inline constexpr std::size_t scratch_lines = 16;
 
 /// Whether the pixels are only copied.
 [[nodiscard]] bool is_copy(const Conversion& conversion) noexcept;

@@ -11,16 +11,27 @@ struct BayerLine {
     std::size_t colored = 0;  ///< column parity of its red or blue pixels
 };
 
-/// Each pixel takes its colours from the two by two pixels that begin with it; `next` is the line below or, for the
-/// last line, the one above. The last column uses the one before it.
+/// A Bayer line and its neighbours. Beyond the borders the image is mirrored, the border pixel not repeated: `above` of
+/// the first line is the second one.
 template <class Sample>
-void demosaic_simple(BayerLine line, const Sample* here, const Sample* next, std::size_t width,
+struct BayerLines {
+    const Sample* above = nullptr;
+    const Sample* here = nullptr;
+    const Sample* below = nullptr;
+};
+
+/// How much more two opposite neighbours must differ than the two across, in steps of 8 bits, for an edge to be taken
+/// to run between them. Below it noise would decide; smooth shades change by less.
+inline constexpr unsigned edge_threshold = 16;
+
+/// Each missing colour is the rounded mean of the two or four neighbours that have it.
+template <class Sample>
+void demosaic_simple(BayerLine line, const BayerLines<Sample>& from, std::size_t width,
                      const Channels<Sample>& to) noexcept;
 
-/// Each missing colour is the rounded mean of the neighbours that have it. Beyond the borders the image is mirrored,
-/// the border pixel not repeated: `above` of the first line is the second one.
+/// The same, but where four neighbours have the colour and an edge runs between them, the mean of the two along it.
 template <class Sample>
-void demosaic_3x3(BayerLine line, const Sample* above, const Sample* here, const Sample* below, std::size_t width,
+void demosaic_3x3(BayerLine line, const BayerLines<Sample>& from, std::size_t width,
                   const Channels<Sample>& to) noexcept;
 
 }  // namespace convert

@@ -1,5 +1,6 @@
-// Conversions and filters over any pixel types, sizes, paddings and bytes. The memory ends where the image ends, so
-// that the address sanitizer sees a step too far; what must not be written is compared.
+// Conversions and filters over any pixel types, sizes, paddings, offsets and bytes, by the plain code and by the vector
+// code of any of this machine's instruction sets, which must give the same bytes. The memory ends where the image ends,
+// so that the address sanitizer sees a step too far; what must not be written is compared.
 #include <algorithm>
 #include <array>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/convert/PvFilterDeinterlace.h"
 #include "sdk/convert/PvFilterRGB.h"
+#include "sdk/convert/simd.h"
 #include "tests/fuzz/input.h"
 
 namespace {
@@ -39,16 +41,19 @@ private:
 
 constexpr std::uint8_t untouched = 0xA5;
 
-/// An image over memory of exactly its size, and what of that memory is padding.
+/// An image over memory that ends with it, and what of that memory is no pixels. It begins up to 15 bytes after the
+/// memory, so at any address.
 struct Image {
     Image(std::uint32_t width, std::uint32_t height, PvPixelType type, Source& source)
     {
         const auto padding_x = static_cast<std::uint16_t>(source.below(9));
         const auto padding_y = static_cast<std::uint16_t>(source.below(5));
         require(buffer.GetImage()->Alloc(width, height, type, padding_x, padding_y).IsOK());
-        memory.assign(buffer.GetSize(), untouched);
-        require(buffer.GetImage()->Attach(memory.data(), width, height, type, padding_x, padding_y).IsOK());
-        buffer.GetImage()->SetOffsetX(source.byte());
+        const auto offset = source.byte();
+        skipped = offset % 16;
+        memory.assign(skipped + buffer.GetSize(), untouched);
+        require(buffer.GetImage()->Attach(memory.data() + skipped, width, height, type, padding_x, padding_y).IsOK());
+        buffer.GetImage()->SetOffsetX(offset);
         buffer.GetImage()->SetOffsetY(source.byte());
     }
     Image(const Image&) = delete;
@@ -60,11 +65,12 @@ struct Image {
         const auto lines = image.GetRequiredSize() / image.GetLineStride();
         for (std::uint32_t y = 0; y < lines; ++y)
             for (auto x = image.GetLineSize(); x < image.GetLineStride(); ++x)
-                if (memory[y * image.GetLineStride() + x] != untouched)
+                if (memory[skipped + y * image.GetLineStride() + x] != untouched)
                     return false;
-        return true;
+        return std::all_of(memory.begin(), memory.begin() + skipped, [](auto byte) { return byte == untouched; });
     }
 
+    std::uint8_t skipped = 0;
     std::vector<std::uint8_t> memory;
     PvBuffer buffer;
 };
@@ -109,14 +115,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(converter->SetBayerFilter((flags & 1) != 0 ? PvBayerFilter3X3 : PvBayerFilterSimple).IsOK());
         require(((flags & 2) != 0 ? converter->SetRGBFilter(filter) : converter->ResetRGBFilter()).IsOK());
     }
+    static const auto targets = convert::simd::vector_targets();
+    const auto target = targets.empty() ? convert::simd::plain_target : targets[flags / 8 % targets.size()];
+
     const bool supported = PvBufferConverter::IsConversionSupported(from, to);
+    convert::simd::force_target(convert::simd::plain_target);
     require(alone.Convert(&in.buffer, &out.buffer).IsOK() == supported);
     require(in.memory == before && out.padding_untouched());
     if (!supported)
         require(std::all_of(out.memory.begin(), out.memory.end(), [](auto byte) { return byte == untouched; }));
-    const auto first = out.memory;
-    require(threads.Convert(&in.buffer, &out.buffer).IsOK() == supported);
-    require(out.memory == first);
+    const auto plain = out.memory;
+    convert::simd::force_target(target);
+    for (auto* converter : {&alone, &threads}) {
+        std::fill(out.memory.begin(), out.memory.end(), untouched);
+        require(converter->Convert(&in.buffer, &out.buffer).IsOK() == supported);
+        require(out.memory == plain);
+    }
 
     if (large)
         return 0;

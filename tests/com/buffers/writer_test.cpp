@@ -56,16 +56,16 @@ protected:
         return {std::istreambuf_iterator<char>(stream), {}};
     }
     /// Red, green and blue of the second pixel of a stored Bayer image.
-    [[nodiscard]] Bytes second_bayer_pixel() const
+    [[nodiscard]] Bytes middle_bayer_pixel() const
     {
         const auto bayer = new_image(3, 3, VexPixelBayerRG8, {10, 20, 30, 40, 50, 61, 70, 80, 91});
         EXPECT_EQ(ok(store(bayer, folder / L"bayer.bmp", VexBufferFormatBMP)), 1);
         const auto bitmap = test::read_bitmap(content(folder / L"bayer.bmp"));
         EXPECT_TRUE(bitmap);
-        return bitmap ? Bytes(bitmap->rgb.begin() + 3, bitmap->rgb.begin() + 6) : Bytes();
+        return bitmap ? Bytes(bitmap->rgb.begin() + 12, bitmap->rgb.begin() + 15) : Bytes();
     }
-    const Bytes simple{30, 41, 50};
-    const Bytes bilinear{20, 20, 50};
+    const Bytes simple{50, 50, 50};
+    const Bytes along_edge{50, 51, 50};
 };
 
 TEST_F(Writer, StoresBitmapsAndRawBytes)
@@ -158,16 +158,16 @@ TEST_F(Writer, SettingsOfTheConverterAreTheWriters)
 {
     ASSERT_EQ(converter()->put_BayerFilterType(VexBayerFilter3X3), S_OK);
     EXPECT_EQ(value_of(converter().get(), &IVexBufferConverter::get_BayerFilterType), VexBayerFilter3X3);
-    EXPECT_EQ(second_bayer_pixel(), bilinear);
+    EXPECT_EQ(middle_bayer_pixel(), along_edge);
     ASSERT_EQ(converter()->put_BayerFilterType(VexBayerFilterSimple), S_OK);
-    EXPECT_EQ(second_bayer_pixel(), simple);
+    EXPECT_EQ(middle_bayer_pixel(), simple);
 
     const auto filter = create<IVexFilterRGB>(L"VexKamCOMWrapper.VexFilterRGB.1");
     ASSERT_EQ(filter->put_GainB(0), S_OK);
     EXPECT_EQ(code_of([&](IVexResult** result) { return converter()->SetRGBFilter(filter.get(), result); }), VexOK);
-    EXPECT_EQ(second_bayer_pixel(), (Bytes{30, 41, 0}));
+    EXPECT_EQ(middle_bayer_pixel(), (Bytes{50, 50, 0}));
     EXPECT_EQ(code_of([&](IVexResult** result) { return converter()->ResetRGBFilter(result); }), VexOK);
-    EXPECT_EQ(second_bayer_pixel(), simple);
+    EXPECT_EQ(middle_bayer_pixel(), simple);
 }
 
 TEST_F(Writer, AThreadCountPartsTheConverterFromTheWriterUntilItIsReadAgain)
@@ -175,12 +175,12 @@ TEST_F(Writer, AThreadCountPartsTheConverterFromTheWriterUntilItIsReadAgain)
     const auto child = converter();
     ASSERT_EQ(child->put_MaxNumberOfThreads(1), S_OK);
     ASSERT_EQ(child->put_BayerFilterType(VexBayerFilter3X3), S_OK);
-    EXPECT_EQ(second_bayer_pixel(), simple);
+    EXPECT_EQ(middle_bayer_pixel(), simple);
     EXPECT_EQ(value_of(converter().get(), &IVexBufferConverter::get_BayerFilterType), VexBayerFilterSimple);
     EXPECT_EQ(value_of(child.get(), &IVexBufferConverter::get_MaxNumberOfThreads),
               1);  // the child's own, not the writer's
     ASSERT_EQ(child->put_BayerFilterType(VexBayerFilter3X3), S_OK);
-    EXPECT_EQ(second_bayer_pixel(), bilinear);
+    EXPECT_EQ(middle_bayer_pixel(), along_edge);
 }
 
 TEST_F(Writer, AConverterThatOutlivesItsWriterFailsCleanly)

@@ -134,9 +134,9 @@ TEST_F(Writer, ItsConvertersFiltersActOnTheBitmap)
 
     const auto bayer = test::image(3, 3, PvPixelBayerRG8, {10, 20, 30, 40, 50, 61, 70, 80, 91});
     ASSERT_TRUE(writer_.GetConverter()->ResetRGBFilter().IsOK());
-    EXPECT_EQ(stored(*bayer)->rgb[3], 30);  // simple: red to the right
+    EXPECT_EQ(stored(*bayer)->rgb[13], 50);  // simple: the mean of all four
     ASSERT_TRUE(writer_.GetConverter()->SetBayerFilter(PvBayerFilter3X3).IsOK());
-    EXPECT_EQ(stored(*bayer)->rgb[3], 20);
+    EXPECT_EQ(stored(*bayer)->rgb[13], 51);
 }
 
 TEST_F(Writer, RawIsTheImagesBytesOrTheAcquiredOnes)

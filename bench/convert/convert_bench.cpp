@@ -1,0 +1,147 @@
+// Conversion speed beside OpenCV, libswscale and a copy of the output bytes, over memory that is in no cache; then the
+// quality of the Bayer filters. Arguments: names of parts of the table's first column, to measure only those rows.
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <thread>
+
+#include "bench/convert/measure.h"
+#include "bench/convert/peers.h"
+#include "bench/convert/quality.h"
+#include "sdk/buffer/PvBuffer.h"
+#include "sdk/buffer/acquisition.h"
+#include "sdk/convert/thread_pool.h"
+
+namespace {
+
+using namespace bench;
+
+struct Row {
+    const char* name;
+    Task task;
+};
+
+const Row rows[] = {
+    {"Mono8 -> BGRA8", {PvPixelMono8, PvPixelBGRA8Packed}},
+    {"Mono8 -> RGB8", {PvPixelMono8, PvPixelRGB8Packed}},
+    {"RGB8 -> BGRA8", {PvPixelRGB8Packed, PvPixelBGRA8Packed}},
+    {"RGB8 -> BGR8", {PvPixelRGB8Packed, PvPixelBGR8Packed}},
+    {"BGRA8 -> RGB8", {PvPixelBGRA8Packed, PvPixelRGB8Packed}},
+    {"BGRA8 -> RGBA8", {PvPixelBGRA8Packed, PvPixelRGBA8Packed}},
+    {"Mono10 -> Mono8", {PvPixelMono10, PvPixelMono8}},
+    {"Mono12 -> Mono8", {PvPixelMono12, PvPixelMono8}},
+    {"Mono16 -> Mono8", {PvPixelMono16, PvPixelMono8}},
+    {"Mono10 -> Mono16", {PvPixelMono10, PvPixelMono16}},
+    {"Mono12 -> Mono16", {PvPixelMono12, PvPixelMono16}},
+    {"Mono10Packed -> Mono8", {PvPixelMono10Packed, PvPixelMono8}},
+    {"Mono12Packed -> Mono8", {PvPixelMono12Packed, PvPixelMono8}},
+    {"Mono10Packed -> Mono16", {PvPixelMono10Packed, PvPixelMono16}},
+    {"Mono12Packed -> Mono16", {PvPixelMono12Packed, PvPixelMono16}},
+    {"Mono12 -> BGRA8", {PvPixelMono12, PvPixelBGRA8Packed}},
+    {"Mono12Packed -> BGRA8", {PvPixelMono12Packed, PvPixelBGRA8Packed}},
+    {"UYVY -> BGRA8", {PvPixelYUV422Packed, PvPixelBGRA8Packed}},
+    {"YUYV -> BGRA8", {PvPixelYUV422YUYVPacked, PvPixelBGRA8Packed}},
+    {"UYVY -> BGR8", {PvPixelYUV422Packed, PvPixelBGR8Packed}},
+    {"YUV444 -> BGRA8", {PvPixelYUV444Packed, PvPixelBGRA8Packed}},
+    {"BayerRG8 -> BGRA8, simple", {PvPixelBayerRG8, PvPixelBGRA8Packed}},
+    {"BayerRG8 -> BGR8, simple", {PvPixelBayerRG8, PvPixelBGR8Packed}},
+    {"BayerRG12 -> BGRA8, simple", {PvPixelBayerRG12, PvPixelBGRA8Packed}},
+    {"BayerRG12Packed -> BGRA8, simple", {PvPixelBayerRG12Packed, PvPixelBGRA8Packed}},
+    {"BayerRG8 -> BGRA8, 3x3", {PvPixelBayerRG8, PvPixelBGRA8Packed, PvBayerFilter3X3}},
+    {"BayerRG8 -> BGR8, 3x3", {PvPixelBayerRG8, PvPixelBGR8Packed, PvBayerFilter3X3}},
+    {"BayerRG12Packed -> BGRA8, 3x3", {PvPixelBayerRG12Packed, PvPixelBGRA8Packed, PvBayerFilter3X3}},
+    {"RGB16 -> BGRA8", {PvPixelRGB16Packed, PvPixelBGRA8Packed}},
+    {"RGB12V1Packed -> BGRA8", {PvPixelRGB12V1Packed, PvPixelBGRA8Packed}},
+    {"BGRA8 -> UYVY", {PvPixelBGRA8Packed, PvPixelYUV422Packed}},
+    {"BGRA8 -> Mono8", {PvPixelBGRA8Packed, PvPixelMono8}},
+};
+
+/// The converter, its thread pool kept, on images attached to the memory that it is given.
+Convert our_conversion(const Task& task, Size size, unsigned threads)
+{
+    struct State {
+        explicit State(unsigned count) : converter(static_cast<std::int32_t>(count)) {}
+        PvBufferConverter converter;
+        PvBuffer from, to;
+    };
+    auto state = std::make_shared<State>(threads);
+    state->converter.SetBayerFilter(task.filter);
+    return [=](const Byte* from, Byte* to) {
+        state->from.GetImage()->Attach(const_cast<Byte*>(from), size.width, size.height, task.from);
+        state->to.GetImage()->Attach(to, size.width, size.height, task.to);
+        if (!state->converter.Convert(&state->from, &state->to).IsOK())
+            std::abort();
+    };
+}
+
+std::size_t image_bytes(PvPixelType type, Size size)
+{
+    PvBuffer buffer;
+    if (!buffer.GetImage()->Alloc(size.width, size.height, type).IsOK())
+        std::abort();
+    return buffer.GetSize();
+}
+
+double speed_of(const Row& row, Size size, unsigned threads)
+{
+    const auto& task = row.task;
+    const std::size_t out_bytes = image_bytes(task.to, size);
+    ColdBuffers buffers(image_bytes(task.from, size), out_bytes);
+    convert::ThreadPool pool(threads);
+    std::vector<std::string> names{"ours", "memcpy"};
+    std::vector<std::function<void()>> calls{
+        [&, convert = our_conversion(task, size, threads)] {
+            const auto [from, to] = buffers.next();
+            convert(from, to);
+        },
+        [&] {
+            const auto [from, to] = buffers.next_copy();
+            pool.run(threads, [&](unsigned part) {
+                const std::size_t begin = out_bytes * part / threads;
+                std::memcpy(to + begin, from + begin, out_bytes * (part + 1) / threads - begin);
+            });
+        },
+    };
+    for (auto& peer : peers_for(task, size, threads)) {
+        names.push_back(peer.name);
+        calls.push_back([&, convert = peer.convert] {
+            const auto [from, to] = buffers.next();
+            convert(from, to);
+        });
+    }
+    const auto seconds = median_seconds(calls, size.pixels() > 5'000'000 ? 15 : 31);
+    const auto rate = [&](std::size_t i) { return static_cast<double>(size.pixels()) / seconds[i] / 1e6; };
+    std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f ", row.name, size.width, size.height, threads, rate(0), rate(1),
+                rate(0) / rate(1));
+    for (std::size_t i = 2; i < calls.size(); ++i)
+        std::printf("  %s %.0f, ratio %.2f", names[i].c_str(), rate(i), rate(0) / rate(i));
+    std::printf("\n");
+    std::fflush(stdout);
+    return rate(0);
+}
+
+bool wanted(const char* name, const std::vector<std::string_view>& filters)
+{
+    for (const auto filter : filters)
+        if (std::string_view(name).find(filter) != std::string_view::npos)
+            return true;
+    return filters.empty();
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const std::vector<std::string_view> filters(argv + 1, argv + argc);
+    const unsigned all = std::max(1U, std::thread::hardware_concurrency());
+    std::printf("%-34s %9s %s  %7s  %7s  %5s   peers\n", "conversion", "size", "thr", "Mpix/s", "memcpy", "frac");
+    for (const Size size : {Size{2048, 2048}, Size{4096, 3000}})
+        for (const auto& row : rows)
+            if (wanted(row.name, filters)) {
+                const double one = speed_of(row, size, 1);
+                if (all > 1)
+                    std::printf("%34s threads gain %.2f\n", "", speed_of(row, size, all) / one);
+            }
+    if (wanted("quality", filters))
+        print_quality();
+}

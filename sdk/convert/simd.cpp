@@ -1,0 +1,80 @@
+#include "sdk/convert/simd.h"
+
+#include "sdk/convert/simd_families.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "sdk/convert/simd.cpp"
+#include <hwy/cache_control.h>
+#include <hwy/foreach_target.h>
+
+#include "sdk/convert/simd_block-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace convert::simd::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR
+void stream(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) { std::memcpy(to, from, bytes); }
+#else
+void stream(Byte* to, const Byte* from, std::size_t bytes)
+{
+    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(to) % block;
+    const std::size_t before = std::min(misaligned == 0 ? 0 : block - misaligned, bytes);
+    std::memcpy(to, from, before);
+    std::size_t at = before;
+    for (; at + block <= bytes; at += block)
+        hn::Stream(load8(from + at), d8, to + at);
+    std::memcpy(to + at, from + at, bytes - at);
+}
+#endif
+
+}  // namespace convert::simd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace convert::simd {
+
+HWY_EXPORT(stream);
+
+LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
+{
+    switch (from.model) {
+    case Model::mono: return find_mono_kernel(from, to);
+    case Model::bayer: return nullptr;
+    case Model::rgb: return find_color_kernel(from, to);
+    default: return find_yuv_kernel(from, to);
+    }
+}
+
+LineKernel find_samples_kernel(const Format& from) noexcept
+{
+    return find_mono_kernel(from, *find_format(PvPixelMono16));
+}
+
+BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept
+{
+    return filter == PvBayerFilterSimple ? find_bayer_simple(from, to) : find_bayer_3x3(from, to);
+}
+
+void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept
+{
+    HWY_DYNAMIC_DISPATCH(stream)(to, from, bytes);
+}
+
+void finish_streaming() noexcept { hwy::FlushStream(); }
+
+static_assert(plain_target == HWY_SCALAR);
+
+std::vector<Target> vector_targets()
+{
+    std::vector<Target> targets;
+    for (std::int64_t left = hwy::SupportedTargets() & HWY_TARGETS & ~HWY_SCALAR; left != 0; left &= left - 1)
+        targets.push_back(static_cast<Target>(left & -left));
+    return targets;
+}
+
+const char* target_name(Target target) noexcept { return hwy::TargetName(target); }
+
+void force_target(Target target) noexcept { hwy::SetSupportedTargetsForTest(target); }
+
+}  // namespace convert::simd
+#endif

@@ -1,0 +1,47 @@
+// Vector code, compiled for several instruction sets; what the machine has is found out when it runs. Every function
+// here gives the bytes of the plain code in unpack, demosaic, color and pack, which it is tested against.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "sdk/convert/PvBufferConverter.h"
+#include "sdk/convert/formats.h"
+#include "sdk/convert/lines.h"
+
+namespace convert::simd {
+
+/// Turns a line of one pixel type into a line of another. Reads and writes no byte beyond the lines' pixels.
+using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::size_t width,
+                            const PackedLine<std::uint8_t>& to);
+
+/// Null when there is none and the conversion has to go step by step, or when the machine has no vectors to speak of.
+[[nodiscard]] LineKernel find_line_kernel(const Format& from, const Format& to) noexcept;
+
+/// For types of one channel with more than 8 bits: to samples of 16.
+[[nodiscard]] LineKernel find_samples_kernel(const Format& from) noexcept;
+
+/// Kernels for the even and the odd lines of a Bayer image. Of the lines of samples that they get, the first is the one
+/// above, the second the one to convert, the third the one below; see BayerLines. Samples are of 8 bits, or of 16 when
+/// the type has more than 8.
+using BayerKernels = std::array<LineKernel, 2>;
+
+/// Null when there are none.
+[[nodiscard]] BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept;
+
+/// Copies past the caches: for lines that nobody reads again soon. Call finish_streaming() on the same thread before
+/// another may read them.
+void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept;
+void finish_streaming() noexcept;
+
+/// A set of instructions. The plain code counts as one of them.
+enum Target : std::int64_t { best_target = 0, plain_target = std::int64_t{1} << 62 };
+/// Those with vectors that this machine can run, the best first.
+[[nodiscard]] std::vector<Target> vector_targets();
+[[nodiscard]] const char* target_name(Target target) noexcept;
+/// For tests: what all conversions of this process use from now on. Not while one is running.
+void force_target(Target target) noexcept;
+
+}  // namespace convert::simd

@@ -1,0 +1,60 @@
+// Lines of RGB with 8 bits a colour into others of these.
+#include "sdk/convert/simd_families.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "sdk/convert/simd_color.cpp"
+#include <hwy/foreach_target.h>
+
+#include "sdk/convert/simd_readers-inl.h"
+#include "sdk/convert/simd_writers-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace convert::simd::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR
+LineKernel color_kernel(const Format&, const Format&) { return nullptr; }
+#else
+namespace {
+
+/// `swapped`: red and blue change places on the way.
+template <bool swapped>
+LineKernel kernel_between(const Format& from, const Format& to)
+{
+    const bool to_quads = to.packing == Packing::quads;
+    if (from.packing == Packing::triples)
+        return to_quads ? convert_line<ReadTriplesAsQuads<swapped>, WriteQuadsOfQuads>
+                        : convert_line<ReadTriplesAsQuads<swapped>, WriteTriplesOfQuads>;
+    if (!to_quads)
+        return convert_line<ReadQuads<swapped, true>, WriteTriplesOfQuads>;
+    return from.alpha && to.alpha ? convert_line<ReadQuads<swapped, true>, WriteQuadsOfQuads>
+                                  : convert_line<ReadQuads<swapped, false>, WriteQuadsOfQuads>;
+}
+
+}  // namespace
+
+LineKernel color_kernel(const Format& from, const Format& to)
+{
+    const auto interleaved = [](const Format& format) {
+        return format.packing == Packing::triples || format.packing == Packing::quads;
+    };
+    if (!interleaved(from) || !interleaved(to))
+        return nullptr;
+    return from.blue_first != to.blue_first ? kernel_between<true>(from, to) : kernel_between<false>(from, to);
+}
+#endif
+
+}  // namespace convert::simd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace convert::simd {
+
+HWY_EXPORT(color_kernel);
+
+LineKernel find_color_kernel(const Format& from, const Format& to) noexcept
+{
+    return HWY_DYNAMIC_DISPATCH(color_kernel)(from, to);
+}
+
+}  // namespace convert::simd
+#endif

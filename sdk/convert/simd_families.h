@@ -1,0 +1,17 @@
+// The families of line kernels, each in a file of its own. Null where a family has none for the pair.
+#pragma once
+
+#include "sdk/convert/simd.h"
+
+namespace convert::simd {
+
+/// From grey types; the samples of Bayer types are packed like these.
+[[nodiscard]] LineKernel find_mono_kernel(const Format& from, const Format& to) noexcept;
+/// Between types of RGB with interleaved bytes.
+[[nodiscard]] LineKernel find_color_kernel(const Format& from, const Format& to) noexcept;
+/// From YUV to RGB.
+[[nodiscard]] LineKernel find_yuv_kernel(const Format& from, const Format& to) noexcept;
+[[nodiscard]] BayerKernels find_bayer_simple(const Format& from, const Format& to) noexcept;
+[[nodiscard]] BayerKernels find_bayer_3x3(const Format& from, const Format& to) noexcept;
+
+}  // namespace convert::simd

@@ -1,0 +1,74 @@
+// Lines of grey pixels into every type that takes them in one step.
+#include "sdk/convert/simd_families.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "sdk/convert/simd_mono.cpp"
+#include <hwy/foreach_target.h>
+
+#include "sdk/convert/simd_readers-inl.h"
+#include "sdk/convert/simd_writers-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace convert::simd::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR
+LineKernel mono_kernel(const Format&, const Format&) { return nullptr; }
+#else
+namespace {
+
+/// `Read` gives 8 bits a pixel, `ReadDeep` 16.
+template <class Read, class ReadDeep>
+LineKernel kernel_to(const Format& to)
+{
+    switch (to.packing) {
+    case Packing::bytes: return convert_line<Read, WriteBytes>;
+    case Packing::triples: return convert_line<Read, WriteTriples<false>>;
+    case Packing::quads: return convert_line<Read, WriteQuads<false>>;
+    case Packing::words: return convert_line<ReadDeep, WriteWords>;
+    default: return nullptr;
+    }
+}
+
+template <unsigned depth>
+LineKernel words_kernel_to(const Format& to)
+{
+    return kernel_to<ReadTopOfWords<depth>, ReadWords<depth>>(to);
+}
+
+}  // namespace
+
+LineKernel mono_kernel(const Format& from, const Format& to)
+{
+    switch (from.packing) {
+    case Packing::bytes: return kernel_to<ReadBytes, ReadBytes>(to);
+    case Packing::signed_bytes: return kernel_to<ReadSignedBytes, ReadSignedBytes>(to);
+    case Packing::words:
+        switch (from.depth) {
+        case 10: return words_kernel_to<10>(to);
+        case 12: return words_kernel_to<12>(to);
+        case 14: return words_kernel_to<14>(to);
+        default: return words_kernel_to<16>(to);
+        }
+    case Packing::pairs:
+        return from.depth == 10 ? kernel_to<ReadTopOfPairs, ReadPairs<10>>(to)
+                                : kernel_to<ReadTopOfPairs, ReadPairs<12>>(to);
+    default: return nullptr;
+    }
+}
+#endif
+
+}  // namespace convert::simd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace convert::simd {
+
+HWY_EXPORT(mono_kernel);
+
+LineKernel find_mono_kernel(const Format& from, const Format& to) noexcept
+{
+    return HWY_DYNAMIC_DISPATCH(mono_kernel)(from, to);
+}
+
+}  // namespace convert::simd
+#endif

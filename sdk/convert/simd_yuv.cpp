@@ -1,0 +1,59 @@
+// Lines of YUV into RGB with 8 bits a colour.
+#include "sdk/convert/simd_families.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "sdk/convert/simd_yuv.cpp"
+#include <hwy/foreach_target.h>
+
+#include "sdk/convert/simd_writers-inl.h"
+#include "sdk/convert/simd_yuv-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace convert::simd::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR
+LineKernel yuv_kernel(const Format&, const Format&) { return nullptr; }
+#else
+namespace {
+
+template <class Read>
+LineKernel kernel_to(const Format& to)
+{
+    switch (to.packing) {
+    case Packing::triples:
+        return to.blue_first ? convert_line<Read, WriteTriples<true>> : convert_line<Read, WriteTriples<false>>;
+    case Packing::quads:
+        return to.blue_first ? convert_line<Read, WriteQuads<true>> : convert_line<Read, WriteQuads<false>>;
+    case Packing::planar_bytes: return convert_line<Read, WritePlanes8>;
+    default: return nullptr;
+    }
+}
+
+}  // namespace
+
+LineKernel yuv_kernel(const Format& from, const Format& to)
+{
+    switch (from.packing) {
+    case Packing::uyvy: return kernel_to<ReadYuv422<false>>(to);
+    case Packing::yuyv: return kernel_to<ReadYuv422<true>>(to);
+    case Packing::yuv444: return to.model == Model::rgb ? kernel_to<ReadYuv444>(to) : nullptr;
+    default: return nullptr;
+    }
+}
+#endif
+
+}  // namespace convert::simd::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace convert::simd {
+
+HWY_EXPORT(yuv_kernel);
+
+LineKernel find_yuv_kernel(const Format& from, const Format& to) noexcept
+{
+    return HWY_DYNAMIC_DISPATCH(yuv_kernel)(from, to);
+}
+
+}  // namespace convert::simd
+#endif

@@ -1,0 +1,157 @@
+// The vector code of every instruction set that this machine has, against the plain code.
+#include "sdk/convert/simd.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "sdk/convert/PvBufferConverter.h"
+#include "sdk/convert/PvFilterRGB.h"
+#include "tests/sdk/convert/images.h"
+
+namespace {
+
+using test::Bytes;
+namespace simd = convert::simd;
+
+class Random {
+public:
+    explicit Random(unsigned seed) : engine_(seed) {}
+    unsigned below(unsigned limit) { return std::uniform_int_distribution<unsigned>(0, limit - 1)(engine_); }
+    void fill(Bytes& bytes)
+    {
+        for (auto& byte : bytes)
+            byte = static_cast<std::uint8_t>(engine_());
+    }
+
+private:
+    std::mt19937 engine_;
+};
+
+/// An image in memory that begins at any address and ends with its last pixel.
+struct Image {
+    Image(std::uint32_t width, std::uint32_t height, PvPixelType type, Random& random)
+    {
+        const auto padding = static_cast<std::uint16_t>(random.below(3) == 0 ? random.below(70) : 0);
+        const std::size_t skipped = random.below(65);
+        EXPECT_TRUE(buffer.GetImage()->Alloc(width, height, type, padding).IsOK());
+        bytes.resize(skipped + buffer.GetSize());
+        EXPECT_TRUE(buffer.GetImage()->Attach(bytes.data() + skipped, width, height, type, padding).IsOK());
+        random.fill(bytes);
+    }
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+
+    Bytes bytes;
+    PvBuffer buffer;
+};
+
+/// Puts the choice of instructions back at the end of a test.
+struct Simd : testing::Test {
+    ~Simd() override { simd::force_target(simd::best_target); }
+};
+
+PvFilterRGB some_filter()
+{
+    PvFilterRGB filter;
+    filter.SetGainR(1.37);
+    filter.SetGainG(0.61);
+    filter.SetGainB(15.9);
+    filter.SetOffsetR(-11);
+    filter.SetOffsetG(40);
+    filter.SetOffsetB(0);
+    return filter;
+}
+
+/// The destination's bytes, its padding and what lies before it included, after the conversion by each target must be
+/// those that the plain code leaves.
+void compare_targets(PvPixelType from, PvPixelType to, std::uint32_t width, std::uint32_t height,
+                     PvBufferConverter& converter, Random& random)
+{
+    Image in(width, height, from, random);
+    Image out(width, height, to, random);
+    const Bytes before = out.bytes;
+    simd::force_target(simd::plain_target);
+    ASSERT_TRUE(converter.Convert(&in.buffer, &out.buffer).IsOK());
+    const Bytes expected = out.bytes;
+    simd::force_target(simd::best_target);
+    for (const auto target : simd::vector_targets()) {
+        simd::force_target(target);
+        out.bytes = before;
+        ASSERT_TRUE(converter.Convert(&in.buffer, &out.buffer).IsOK());
+        const auto differs = std::mismatch(expected.begin(), expected.end(), out.bytes.begin());
+        ASSERT_TRUE(differs.first == expected.end())
+            << simd::target_name(target) << ", " << std::hex << from << " to " << to << std::dec << ", " << width
+            << " x " << height << ", byte " << differs.first - expected.begin() << " of " << expected.size() << " is "
+            << int{*differs.second} << ", not " << int{*differs.first};
+    }
+}
+
+TEST_F(Simd, EveryTargetGivesTheBytesOfThePlainCode)
+{
+    const unsigned seed = std::random_device()();
+    RecordProperty("seed", std::to_string(seed));
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    Random random(seed);
+    PvBufferConverter plain(1);
+    PvBufferConverter filtered(1);
+    ASSERT_TRUE(filtered.SetRGBFilter(some_filter()).IsOK());
+    for (const auto from : pv_pixel_types)
+        for (const auto to : pv_pixel_types) {
+            if (!PvBufferConverter::IsConversionSupported(from, to))
+                continue;
+            for (int round = 0; round < 8; ++round) {
+                const auto filter = round % 2 == 0 ? PvBayerFilterSimple : PvBayerFilter3X3;
+                auto& converter = round % 4 == 3 ? filtered : plain;
+                ASSERT_TRUE(converter.SetBayerFilter(filter).IsOK());
+                const unsigned width = 1 + random.below(round < 4 ? 40 : 300);
+                compare_targets(from, to, width, 1 + random.below(6), converter, random);
+                if (HasFatalFailure())
+                    return;
+            }
+        }
+}
+
+TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
+{
+    Random random(7);
+    PvBufferConverter converter(1);
+    for (const auto from : {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerGB8, PvPixelBayerGR10Packed,
+                            PvPixelYUV422Packed, PvPixelRGB8Packed})
+        for (const auto to : {PvPixelBGRA8Packed, PvPixelMono8, PvPixelMono16, PvPixelRGB8Packed})
+            for (unsigned width = 1; width < 140; ++width) {
+                if (from == to)
+                    continue;
+                compare_targets(from, to, width, 2, converter, random);
+                if (HasFatalFailure())
+                    return;
+            }
+}
+
+TEST_F(Simd, LargeImagesGiveTheBytesOfThePlainCodeOnAnyNumberOfThreads)
+{
+    Random random(8);
+    for (const int threads : {1, 2, 5})
+        for (const auto from : {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerRG8, PvPixelBayerBG12Packed,
+                                PvPixelYUV422Packed, PvPixelRGB8Packed, PvPixelRGB10Planar})
+            for (const auto to : {PvPixelBGRA8Packed, PvPixelMono16, PvPixelRGB8Planar, PvPixelWinRGB24}) {
+                PvBufferConverter converter(threads);
+                ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
+                compare_targets(from, to, 1201, 903, converter, random);
+                if (HasFatalFailure())
+                    return;
+            }
+}
+
+TEST_F(Simd, VectorsAreFoundWhereTheProcessorHasThem)
+{
+    for (const auto target : simd::vector_targets())
+        EXPECT_STRNE(simd::target_name(target), "SCALAR");
+#if defined(__aarch64__)
+    EXPECT_FALSE(simd::vector_targets().empty());
+#elif defined(__x86_64__)
+    EXPECT_EQ(simd::vector_targets().empty(), !__builtin_cpu_supports("sse4.2"));
+#endif
+}
+
+}  // namespace
