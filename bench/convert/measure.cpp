@@ -16,24 +16,32 @@ ColdBuffers::ColdBuffers(std::size_t source_bytes, std::size_t destination_bytes
 {
     const std::size_t pairs = std::max<std::size_t>(4, rotated_bytes / (source_bytes + destination_bytes));
     std::mt19937_64 random(1);
-    std::vector<Byte> noise(source_bytes);
-    for (auto& byte : noise)
-        byte = static_cast<Byte>(random());
-    sources_.assign(pairs, noise);
-    destinations_.assign(pairs, std::vector<Byte>(destination_bytes));
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        sources_.push_back(allocate(source_bytes));
+        destinations_.push_back(allocate(destination_bytes));
+        for (std::size_t i = 0; i < source_bytes; ++i)
+            sources_.back()[i] = pair == 0 ? static_cast<Byte>(random()) : sources_.front()[i];
+        std::fill_n(destinations_.back().get(), destination_bytes, Byte{1});
+    }
+}
+
+ColdBuffers::Memory ColdBuffers::allocate(std::size_t bytes)
+{
+    constexpr std::size_t page = 4096;
+    return Memory(static_cast<Byte*>(std::aligned_alloc(page, (bytes + page - 1) / page * page)));
 }
 
 ColdBuffers::Pair ColdBuffers::next()
 {
     turn_ = (turn_ + 1) % sources_.size();
-    return {sources_[turn_].data(), destinations_[turn_].data()};
+    return {sources_[turn_].get(), destinations_[turn_].get()};
 }
 
 ColdBuffers::Pair ColdBuffers::next_copy()
 {
     const auto from = (turn_ + 1) % destinations_.size();
     turn_ = (turn_ + 2) % destinations_.size();
-    return {destinations_[from].data(), destinations_[turn_].data()};
+    return {destinations_[from].get(), destinations_[turn_].get()};
 }
 
 std::vector<double> median_seconds(const std::vector<std::function<void()>>& contestants, int rounds)

@@ -1,6 +1,8 @@
 // Timing contestants in turn over memory that is in no cache.
 #pragma once
 
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "bench/convert/peers.h"
@@ -22,8 +24,14 @@ public:
     [[nodiscard]] Pair next_copy();
 
 private:
-    std::vector<std::vector<Byte>> sources_;
-    std::vector<std::vector<Byte>> destinations_;
+    struct Free {
+        void operator()(Byte* memory) const { std::free(memory); }
+    };
+    using Memory = std::unique_ptr<Byte[], Free>;  // on page boundaries, as large blocks of a buffer are
+    static Memory allocate(std::size_t bytes);
+
+    std::vector<Memory> sources_;
+    std::vector<Memory> destinations_;
     std::size_t turn_ = 0;
 };
 

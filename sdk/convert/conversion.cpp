@@ -32,10 +32,10 @@ simd::LineKernel direct_kernel(const Conversion& conversion) noexcept
 void convert_directly(simd::LineKernel kernel, const Conversion& conversion, std::size_t first, std::size_t last,
                       Scratch& scratch) noexcept
 {
-    const OutputLines output(conversion.destination, scratch.line<Byte>(0));
+    OutputLines output(conversion.destination, scratch.line<Byte>(0));
     for (std::size_t y = first; y < last; ++y) {
         kernel(conversion.source.line(y), conversion.source.width, output.begin(y));
-        output.finish(y);
+        output.finish(conversion.source.bytes_of(y + 1));
     }
 }
 
@@ -51,13 +51,16 @@ void convert_lines_of(const Conversion& conversion, std::size_t first, std::size
 
 void Scratch::reserve(std::size_t width, std::size_t lines)
 {
-    const std::size_t needed = width * lines;
+    // an odd number of cache lines apart: lines at the same place of their pages would get in each other's way
+    constexpr std::size_t samples_per_cache_line = 32;
+    const std::size_t cache_lines = (width + samples_per_cache_line - 1) / samples_per_cache_line + 1;
+    pitch_ = (cache_lines | 1) * samples_per_cache_line;
+    const std::size_t needed = pitch_ * lines;
     if (memory_.size() < needed) {
         memory_.clear();
         memory_.shrink_to_fit();
         memory_.resize(needed);
     }
-    width_ = width;
 }
 
 bool is_copy(const Conversion& conversion) noexcept

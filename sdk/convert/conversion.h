@@ -15,17 +15,17 @@ namespace convert {
 /// Working memory of one thread. Grows and is kept, so that converting a sequence allocates once.
 class Scratch {
 public:
-    /// Makes room for that many lines of 16-bit samples. May throw std::bad_alloc.
+    /// Makes room for that many lines of 16-bit samples and 64 bytes each. May throw std::bad_alloc.
     void reserve(std::size_t width, std::size_t lines);
     template <class Sample>
     [[nodiscard]] Sample* line(std::size_t index) noexcept
     {
-        return reinterpret_cast<Sample*>(memory_.data() + index * width_);
+        return reinterpret_cast<Sample*>(memory_.data() + index * pitch_);
     }
 
 private:
     std::vector<std::uint16_t> memory_;
-    std::size_t width_ = 0;
+    std::size_t pitch_ = 0;  // samples from line to line
 };
 
 struct Conversion {

@@ -58,7 +58,8 @@ public:
     void convert(std::size_t y) noexcept
     {
         convert(y, output_.begin(y));
-        output_.finish(y);
+        // of Bayer images, the line below was read already
+        output_.finish(conversion_.source.bytes_of(y + (from_.model == Model::bayer ? 2 : 1)));
     }
 
 private:

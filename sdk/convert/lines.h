@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace convert {
 
@@ -35,6 +36,11 @@ struct ImageView {
         Byte* first = data + y * stride;
         const std::size_t plane = planes > 1 ? stride * height : 0;
         return {first, first + plane, first + 2 * plane};
+    }
+    /// The bytes of a line of the first plane; none beyond the last.
+    [[nodiscard]] std::span<Byte> bytes_of(std::size_t y) const noexcept
+    {
+        return y < height ? std::span<Byte>{data + y * stride, line_bytes} : std::span<Byte>{};
     }
 };
 

@@ -13,17 +13,24 @@ HWY_BEFORE_NAMESPACE();
 namespace convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
-void stream(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) { std::memcpy(to, from, bytes); }
-#else
-void stream(Byte* to, const Byte* from, std::size_t bytes)
+void stream(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes, std::span<const std::uint8_t> /*upcoming*/)
 {
-    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(to) % block;
-    const std::size_t before = std::min(misaligned == 0 ? 0 : block - misaligned, bytes);
-    std::memcpy(to, from, before);
-    std::size_t at = before;
-    for (; at + block <= bytes; at += block)
-        hn::Stream(load8(from + at), d8, to + at);
-    std::memcpy(to + at, from + at, bytes - at);
+    std::memcpy(to, from, bytes);
+}
+#else
+void stream(Byte* to, const Byte* from, std::size_t bytes, std::span<const Byte> upcoming)
+{
+    constexpr std::size_t cache_line = 64;
+    static_assert(cache_line % block == 0);
+    const std::size_t lines = bytes / cache_line;
+    const std::size_t to_fetch = (upcoming.size() + cache_line - 1) / cache_line;
+    std::size_t fetched = 0;
+    for (std::size_t line = 0; line < lines; ++line) {
+        for (; fetched * lines < (line + 1) * to_fetch; ++fetched)
+            hwy::Prefetch(upcoming.data() + fetched * cache_line);
+        for (std::size_t at = line * cache_line; at < (line + 1) * cache_line; at += block)
+            hn::Stream(load8(from + at), d8, to + at);
+    }
 }
 #endif
 
@@ -55,9 +62,10 @@ BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFil
     return filter == PvBayerFilterSimple ? find_bayer_simple(from, to) : find_bayer_3x3(from, to);
 }
 
-void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept
+void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes,
+                 std::span<const std::uint8_t> upcoming) noexcept
 {
-    HWY_DYNAMIC_DISPATCH(stream)(to, from, bytes);
+    HWY_DYNAMIC_DISPATCH(stream)(to, from, bytes, upcoming);
 }
 
 void finish_streaming() noexcept { hwy::FlushStream(); }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "sdk/convert/PvBufferConverter.h"
@@ -31,9 +32,11 @@ using BayerKernels = std::array<LineKernel, 2>;
 /// Null when there are none.
 [[nodiscard]] BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept;
 
-/// Copies past the caches: for lines that nobody reads again soon. Call finish_streaming() on the same thread before
-/// another may read them.
-void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) noexcept;
+/// Copies past the caches: for bytes that nobody reads again soon. Meanwhile `upcoming` is fetched into the caches.
+/// `to` and `bytes` are multiples of 64. Call finish_streaming() on the same thread before another may read what was
+/// written.
+void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes,
+                 std::span<const std::uint8_t> upcoming) noexcept;
 void finish_streaming() noexcept;
 
 /// A set of instructions. The plain code counts as one of them.

@@ -1,0 +1,73 @@
+#include "sdk/convert/output_lines.h"
+
+#include <cstring>
+
+namespace convert {
+namespace {
+
+/// Where writing past the caches begins to pay.
+constexpr std::size_t large_image = std::size_t{1} << 20;
+
+std::size_t past_alignment(const std::uint8_t* address, std::size_t alignment) noexcept
+{
+    return reinterpret_cast<std::uintptr_t>(address) % alignment;
+}
+
+}  // namespace
+
+OutputLines::OutputLines(const ImageView<std::uint8_t>& image, std::uint8_t* working_memory) noexcept : image_(image)
+{
+    if (image.planes == 1 && image.line_bytes * image.height >= large_image)
+        memory_ = working_memory + (cache_line - past_alignment(working_memory, cache_line));
+}
+
+OutputLines::~OutputLines()
+{
+    if (memory_ == nullptr)
+        return;
+    write_rest();
+    simd::finish_streaming();
+}
+
+PackedLine<std::uint8_t> OutputLines::begin(std::size_t y) noexcept
+{
+    const auto line = image_.line(y);
+    if (memory_ == nullptr)
+        return line;
+    if (target_ + (filled_to_ - filled_from_) != line[0]) {
+        write_rest();
+        target_ = line[0];
+        filled_from_ = filled_to_ = past_alignment(line[0], cache_line);
+    }
+    return {memory_ + filled_to_, nullptr, nullptr};
+}
+
+void OutputLines::finish(std::span<const std::uint8_t> upcoming) noexcept
+{
+    if (memory_ == nullptr)
+        return;
+    filled_to_ += image_.line_bytes;
+    if (filled_from_ > 0 && filled_to_ >= cache_line) {
+        // the destination's first cache line is not all this image's
+        std::memcpy(target_, memory_ + filled_from_, cache_line - filled_from_);
+        target_ += cache_line - filled_from_;
+        filled_from_ = cache_line;
+    }
+    const std::size_t whole = filled_to_ / cache_line * cache_line;
+    if (whole <= filled_from_)
+        return;
+    simd::stream_copy(target_, memory_ + filled_from_, whole - filled_from_, upcoming);
+    target_ += whole - filled_from_;
+    std::memcpy(memory_, memory_ + whole, cache_line);  // the bytes after the filled ones do not matter
+    filled_from_ = 0;
+    filled_to_ -= whole;
+}
+
+void OutputLines::write_rest() noexcept
+{
+    if (filled_to_ > filled_from_)
+        std::memcpy(target_, memory_ + filled_from_, filled_to_ - filled_from_);
+    filled_from_ = filled_to_ = 0;
+}
+
+}  // namespace convert
