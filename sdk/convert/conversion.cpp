@@ -32,11 +32,12 @@ simd::LineKernel direct_kernel(const Conversion& conversion) noexcept
 void convert_directly(simd::LineKernel kernel, const Conversion& conversion, std::size_t first, std::size_t last,
                       Scratch& scratch) noexcept
 {
+    const auto& source = conversion.source;
     OutputLines output(conversion.destination, scratch.line<Byte>(0));
-    for (std::size_t y = first; y < last; ++y) {
-        kernel(conversion.source.line(y), conversion.source.width, output.begin(y));
-        output.finish(conversion.source.bytes_of(y + 1));
-    }
+    for (std::size_t y = first; y < last; ++y)
+        output.write_in_parts(y, source.bytes_of(y + 1), [&](simd::Pixels pixels, const PackedLine<Byte>& to) {
+            kernel(source.line(y), source.width, pixels, to);
+        });
 }
 
 template <class Sample>

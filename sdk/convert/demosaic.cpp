@@ -11,17 +11,15 @@ Sample mean(unsigned a, unsigned b) noexcept
     return static_cast<Sample>((a + b + 1) / 2);
 }
 
-template <class Sample>
-Sample mean(unsigned a, unsigned b, unsigned c, unsigned d) noexcept
-{
-    return static_cast<Sample>((a + b + c + d + 2) / 4);
-}
-
+/// Of two pairs of opposite neighbours.
 struct MeanOfFour {
-    template <class Sample>
-    static Sample of(Sample a, Sample b, Sample c, Sample d) noexcept
+    static std::uint8_t of(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::uint8_t d) noexcept
     {
-        return mean<Sample>(a, b, c, d);
+        return static_cast<std::uint8_t>((a + b + c + d + 2) / 4);
+    }
+    static std::uint16_t of(std::uint16_t a, std::uint16_t b, std::uint16_t c, std::uint16_t d) noexcept
+    {
+        return mean<std::uint16_t>(mean<std::uint16_t>(a, b), mean<std::uint16_t>(c, d));
     }
 };
 
@@ -37,7 +35,7 @@ struct MeanAlongEdge {
             return mean<Sample>(a, b);
         if (first > second + threshold)
             return mean<Sample>(c, d);
-        return mean<Sample>(a, b, c, d);
+        return MeanOfFour::of(a, b, c, d);
     }
 };
 

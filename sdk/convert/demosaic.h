@@ -24,7 +24,8 @@ struct BayerLines {
 /// to run between them. Below it noise would decide; smooth shades change by less.
 inline constexpr unsigned edge_threshold = 16;
 
-/// Each missing colour is the rounded mean of the two or four neighbours that have it.
+/// Each missing colour is the rounded mean of the two or four neighbours that have it. Of four 16-bit samples it is the
+/// rounded mean of the two rounded means of those that lie opposite each other: at most one step more.
 template <class Sample>
 void demosaic_simple(BayerLine line, const BayerLines<Sample>& from, std::size_t width,
                      const Channels<Sample>& to) noexcept;

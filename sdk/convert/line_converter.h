@@ -57,16 +57,19 @@ public:
 
     void convert(std::size_t y) noexcept
     {
-        convert(y, output_.begin(y));
-        // of Bayer images, the line below was read already
-        output_.finish(conversion_.source.bytes_of(y + (from_.model == Model::bayer ? 2 : 1)));
+        if (demosaics_directly_) {
+            const auto lines = cfa_lines(y);
+            // the line below was read already
+            return output_.write_in_parts(
+                y, conversion_.source.bytes_of(y + 2),
+                [&](simd::Pixels pixels, const PackedLine<Byte>& to) { kernels_[y % 2](lines, width_, pixels, to); });
+        }
+        output_.write_whole(y, conversion_.source.bytes_of(y + 1), [&](const PackedLine<Byte>& to) { convert(y, to); });
     }
 
 private:
     void convert(std::size_t y, const PackedLine<Byte>& out) noexcept
     {
-        if (demosaics_directly_)
-            return kernels_[y % 2](cfa_lines(y), width_, out);
         const Channels<Sample> line = read(y);
         const bool filtered = from_.model != Model::mono && !conversion_.gains.neutral();
         if (from_.model == Model::mono)
@@ -127,7 +130,7 @@ private:
     {
         if (kernels_[0] != nullptr) {
             const auto at = [&](std::size_t c) { return reinterpret_cast<Byte*>(line.color[c]); };
-            return kernels_[y % 2](cfa_lines(y), width_, {at(0), at(1), at(2)});
+            return kernels_[y % 2](cfa_lines(y), width_, {0, width_}, {at(0), at(1), at(2)});
         }
         const auto rows = cfa_lines(y);
         const auto at = [&](std::size_t i) { return reinterpret_cast<const Sample*>(rows[i]); };
@@ -161,7 +164,7 @@ private:
             auto* const bytes = reinterpret_cast<Byte*>(samples);
             if (cfa_rows_[slot] != y) {
                 if (unpack_samples_ != nullptr)
-                    unpack_samples_(packed, width_, {bytes, nullptr, nullptr});
+                    unpack_samples_(packed, width_, {0, width_}, {bytes, nullptr, nullptr});
                 else
                     unpack_line(from_, packed, width_, Channels<Sample>{{samples, nullptr, nullptr}, nullptr});
                 cfa_rows_[slot] = y;

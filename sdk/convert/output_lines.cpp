@@ -29,24 +29,19 @@ OutputLines::~OutputLines()
     simd::finish_streaming();
 }
 
-PackedLine<std::uint8_t> OutputLines::begin(std::size_t y) noexcept
+void OutputLines::begin(std::size_t y) noexcept
 {
-    const auto line = image_.line(y);
-    if (memory_ == nullptr)
-        return line;
-    if (target_ + (filled_to_ - filled_from_) != line[0]) {
-        write_rest();
-        target_ = line[0];
-        filled_from_ = filled_to_ = past_alignment(line[0], cache_line);
-    }
-    return {memory_ + filled_to_, nullptr, nullptr};
+    auto* const line = image_.line(y)[0];
+    if (target_ + (filled_to_ - filled_from_) == line)
+        return;
+    write_rest();
+    target_ = line;
+    filled_from_ = filled_to_ = past_alignment(line, cache_line);
 }
 
-void OutputLines::finish(std::span<const std::uint8_t> upcoming) noexcept
+void OutputLines::pass_on(std::size_t bytes, std::span<const std::uint8_t> upcoming) noexcept
 {
-    if (memory_ == nullptr)
-        return;
-    filled_to_ += image_.line_bytes;
+    filled_to_ += bytes;
     if (filled_from_ > 0 && filled_to_ >= cache_line) {
         // the destination's first cache line is not all this image's
         std::memcpy(target_, memory_ + filled_from_, cache_line - filled_from_);

@@ -1,6 +1,7 @@
 // Where the lines of a destination are written.
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "sdk/convert/lines.h"
@@ -23,14 +24,45 @@ public:
     OutputLines(const OutputLines&) = delete;
     OutputLines& operator=(const OutputLines&) = delete;
 
-    /// Where to write line `y`, to be followed by finish(). Lines come one after another.
-    [[nodiscard]] PackedLine<std::uint8_t> begin(std::size_t y) noexcept;
-    /// `upcoming`: what will be read next, fetched meanwhile.
-    void finish(std::span<const std::uint8_t> upcoming) noexcept;
+    /// Writes line `y` by calls of write(pixels, to), for one part of the line or several. Lines come one after
+    /// another. `upcoming`: what will be read next, fetched meanwhile.
+    template <class Write>
+    void write_in_parts(std::size_t y, std::span<const std::uint8_t> upcoming, Write&& write)
+    {
+        const std::size_t pixels = part_bytes * image_.width / image_.line_bytes;
+        write_line(y, upcoming, pixels - pixels % simd::part_alignment, write);
+    }
+    /// The same for what can only write a line as a whole, by a call of write(to).
+    template <class Write>
+    void write_whole(std::size_t y, std::span<const std::uint8_t> upcoming, Write&& write)
+    {
+        write_line(y, upcoming, image_.width, [&](simd::Pixels, const PackedLine<std::uint8_t>& to) { write(to); });
+    }
 
 private:
     static constexpr std::size_t cache_line = 64;
+    /// Bytes that are written at a time: few enough to drain to memory while the next ones are computed, enough to
+    /// fetch ahead of these.
+    static constexpr std::size_t part_bytes = 4096;
 
+    template <class Write>
+    void write_line(std::size_t y, std::span<const std::uint8_t> upcoming, std::size_t part, Write&& write)
+    {
+        if (memory_ == nullptr)
+            return write(simd::Pixels{0, image_.width}, image_.line(y));
+        begin(y);
+        for (simd::Pixels pixels{0, 0}; pixels.first < image_.width; pixels.first = pixels.last) {
+            pixels.last = std::min(pixels.first + part, image_.width);
+            write(pixels, PackedLine<std::uint8_t>{memory_ + filled_to_});
+            const auto share = [&](std::size_t bytes, std::size_t x) { return bytes / image_.width * x; };
+            const std::size_t fetched = share(upcoming.size(), pixels.first);
+            pass_on(image_.line_bytes / image_.width * (pixels.last - pixels.first),
+                    upcoming.subspan(fetched, share(upcoming.size(), pixels.last) - fetched));
+        }
+    }
+
+    void begin(std::size_t y) noexcept;
+    void pass_on(std::size_t bytes, std::span<const std::uint8_t> upcoming) noexcept;
     void write_rest() noexcept;
 
     const ImageView<std::uint8_t>& image_;

@@ -14,8 +14,18 @@
 
 namespace convert::simd {
 
-/// Turns a line of one pixel type into a line of another. Reads and writes no byte beyond the lines' pixels.
-using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::size_t width,
+/// A part of a line: from the first pixel to the one before `last`.
+struct Pixels {
+    std::size_t first;
+    std::size_t last;
+};
+/// Parts of lines begin at multiples of this, and end there or with their line.
+inline constexpr std::size_t part_alignment = 64;
+
+/// Turns part of a line of `width` pixels into another pixel type. `from` is where the line begins, `to` where the part
+/// goes. Reads no byte beyond the line and writes none beyond the line that `to` is a place in; those after the part
+/// are undefined.
+using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::size_t width, Pixels pixels,
                             const PackedLine<std::uint8_t>& to);
 
 /// Null when there is none and the conversion has to go step by step, or when the machine has no vectors to speak of.

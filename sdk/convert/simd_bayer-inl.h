@@ -27,14 +27,20 @@ struct Opposite {
     HWY_INLINE Opposite(V first, V second) : a(first), b(second), mean(hn::AverageRound(first, second)) {}
 };
 
-/// Rounded mean of four. The mean of means is one too high where a mean was rounded up that need not have been.
+/// As MeanOfFour in demosaic.cpp. The mean of means is one too high for 8 bits where a mean was rounded up that need
+/// not have been.
 struct VectorMeanOfFour {
     template <class D, class V = hn::Vec<D>>
     static HWY_INLINE V of(D d, const Opposite<V>& first, const Opposite<V>& second)
     {
-        const V rounded = hn::Or(hn::Xor(first.a, first.b), hn::Xor(second.a, second.b));
-        const V excess = hn::And(hn::And(rounded, hn::Xor(first.mean, second.mean)), hn::Set(d, 1));
-        return hn::Sub(hn::AverageRound(first.mean, second.mean), excess);
+        const V mean = hn::AverageRound(first.mean, second.mean);
+        if constexpr (sizeof(hn::TFromD<D>) == 2) {
+            return mean;
+        } else {
+            const V rounded = hn::Or(hn::Xor(first.a, first.b), hn::Xor(second.a, second.b));
+            const V excess = hn::And(hn::And(rounded, hn::Xor(first.mean, second.mean)), hn::Set(d, 1));
+            return hn::Sub(mean, excess);
+        }
     }
 };
 
@@ -124,7 +130,7 @@ struct MirroredBlock {
     [[nodiscard]] const Sample* first() const { return samples + 32; }
 };
 
-/// The first block of a line, or one that is its last.
+/// The first block of a line, or one that is its last. `to` is where the block goes.
 template <class Demosaic, class Write, class Sample = typename Demosaic::Sample>
 void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::size_t x, const To& to)
 {
@@ -133,29 +139,32 @@ void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::
     const MirroredBlock<Sample> below(from.below, width, x);
     const auto pixels = Demosaic::block_at({above.first(), here.first(), below.first()}, 0);
     if (x + block <= width)
-        return Write::write(pixels, advanced<Write>(to, x));
+        return Write::write(pixels, to);
     alignas(64) Byte out[Write::planes][Write::bytes(block)];
     To places{};
     for (std::size_t plane = 0; plane < Write::planes; ++plane)
         places[plane] = out[plane];
     Write::write(pixels, places);
     for (std::size_t plane = 0; plane < Write::planes; ++plane)
-        std::memcpy(to[plane] + Write::bytes(x), out[plane], Write::bytes(width - x));
+        std::memcpy(to[plane], out[plane], Write::bytes(width - x));
 }
 
 /// `lines` are the one above, the one to convert and the one below.
 template <class Demosaic, class Write>
-void demosaic_line(const From& lines, std::size_t width, const To& to)
+void demosaic_line(const From& lines, std::size_t width, Pixels pixels, const To& to)
 {
     using Sample = typename Demosaic::Sample;
     const auto samples = [&](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     const BayerLines<Sample> from{samples(0), samples(1), samples(2)};
-    demosaic_at_border<Demosaic, Write>(from, width, 0, to);
-    std::size_t x = block;
-    for (; x + block < width; x += block)
-        Write::write(Demosaic::block_at(from, x), advanced<Write>(to, x));
-    if (x < width)
-        demosaic_at_border<Demosaic, Write>(from, width, x, to);
+    std::size_t x = pixels.first;
+    if (x == 0) {
+        demosaic_at_border<Demosaic, Write>(from, width, 0, to);
+        x = block;
+    }
+    for (; x + block <= pixels.last && x + block < width; x += block)
+        Write::write(Demosaic::block_at(from, x), advanced<Write>(to, x - pixels.first));
+    if (x < pixels.last)
+        demosaic_at_border<Demosaic, Write>(from, width, x, advanced<Write>(to, x - pixels.first));
 }
 
 template <class Demosaic>

@@ -140,25 +140,31 @@ HWY_INLINE Line advanced(const Line& line, std::size_t x)
     return result;
 }
 
-/// Converts a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each tells
-/// how many bytes a number of pixels takes. What remains at the end goes through buffers of a whole block.
+/// Converts part of a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each
+/// tells how many bytes a number of pixels takes. What remains at the end goes through buffers of a whole block.
 template <class Read, class Write>
-void convert_line(const From& from, std::size_t width, const To& to)
+void convert_line(const From& from, std::size_t width, Pixels pixels, const To& to)
 {
-    std::size_t x = 0;
-    for (; x + block + Read::pixels_read_beyond + Write::pixels_written_beyond <= width; x += block)
-        Write::write(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x));
-    while (x < width) {
+    std::size_t x = pixels.first;
+    for (; x + block <= pixels.last && x + block + Write::pixels_written_beyond <= width; x += block)
+        Write::write(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x - pixels.first));
+    while (x < pixels.last) {
         constexpr std::size_t slack = 16;
-        alignas(64) Byte in[3][Read::bytes(block) + slack] = {};
-        alignas(64) Byte out[3][Write::bytes(block) + slack];
-        const std::size_t left = std::min(width - x, block);
-        for (std::size_t plane = 0; plane < Read::planes; ++plane)
+        alignas(64) Byte in[Read::planes][Read::bytes(block)] = {};
+        alignas(64) Byte out[Write::planes][Write::bytes(block) + slack];
+        const std::size_t left = std::min(pixels.last - x, block);
+        From in_places{};
+        for (std::size_t plane = 0; plane < Read::planes; ++plane) {
             std::memcpy(in[plane], from[plane] + Read::bytes(x), Read::bytes(left));
+            in_places[plane] = in[plane];
+        }
         Read::complete(in[0], left, x > 0 ? from[0] + Read::bytes(x) : nullptr);
-        Write::write(Read::read(From{in[0], in[1], in[2]}), To{out[0], out[1], out[2]});
+        To out_places{};
         for (std::size_t plane = 0; plane < Write::planes; ++plane)
-            std::memcpy(to[plane] + Write::bytes(x), out[plane], Write::bytes(left));
+            out_places[plane] = out[plane];
+        Write::write(Read::read(in_places), out_places);
+        for (std::size_t plane = 0; plane < Write::planes; ++plane)
+            std::memcpy(to[plane] + Write::bytes(x - pixels.first), out[plane], Write::bytes(left));
         x += left;
     }
 }
@@ -167,8 +173,7 @@ void convert_line(const From& from, std::size_t width, const To& to)
 template <std::size_t plane_count = 1>
 struct Access {
     static constexpr std::size_t planes = plane_count;
-    static constexpr std::size_t pixels_read_beyond = 0;     ///< how far past the block a vector reaches
-    static constexpr std::size_t pixels_written_beyond = 0;  ///< the same, with bytes that the next block overwrites
+    static constexpr std::size_t pixels_written_beyond = 0;  ///< bytes after the block that the next one overwrites
     /// Makes the bytes of a last block of `pixels` whole; `line` is where they came from, null for a line's only block.
     static void complete(Byte* /*block_bytes*/, std::size_t /*pixels*/, const Byte* /*line*/) {}
 };
