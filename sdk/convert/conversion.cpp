@@ -35,8 +35,8 @@ void convert_directly(simd::LineKernel kernel, const Conversion& conversion, std
     const auto& source = conversion.source;
     OutputLines output(conversion.destination, scratch.line<Byte>(0));
     for (std::size_t y = first; y < last; ++y)
-        output.write_in_parts(y, source.bytes_of(y + 1), [&](simd::Pixels pixels, const PackedLine<Byte>& to) {
-            kernel(source.line(y), source.width, pixels, to);
+        output.write_in_parts(y, source.bytes_of(y + 1), [&](simd::Part part, const PackedLine<Byte>& to) {
+            kernel(source.line(y), source.width, part, to);
         });
 }
 

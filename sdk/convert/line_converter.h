@@ -62,7 +62,7 @@ public:
             // the line below was read already
             return output_.write_in_parts(
                 y, conversion_.source.bytes_of(y + 2),
-                [&](simd::Pixels pixels, const PackedLine<Byte>& to) { kernels_[y % 2](lines, width_, pixels, to); });
+                [&](simd::Part part, const PackedLine<Byte>& to) { kernels_[y % 2](lines, width_, part, to); });
         }
         output_.write_whole(y, conversion_.source.bytes_of(y + 1), [&](const PackedLine<Byte>& to) { convert(y, to); });
     }

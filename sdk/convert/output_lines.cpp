@@ -17,8 +17,10 @@ std::size_t past_alignment(const std::uint8_t* address, std::size_t alignment) n
 
 OutputLines::OutputLines(const ImageView<std::uint8_t>& image, std::uint8_t* working_memory) noexcept : image_(image)
 {
-    if (image.planes == 1 && image.line_bytes * image.height >= large_image)
-        memory_ = working_memory + (cache_line - past_alignment(working_memory, cache_line));
+    if (image.planes != 1 || image.line_bytes * image.height < large_image)
+        return;
+    memory_ = working_memory + (cache_line - past_alignment(working_memory, cache_line));
+    aligned_ = past_alignment(image.data, cache_line) == 0 && image.stride % cache_line == 0;
 }
 
 OutputLines::~OutputLines()

@@ -9,9 +9,10 @@
 
 namespace convert {
 
-/// In place; or, when an image is so large that it leaves the caches before anybody reads it, by way of working memory
-/// and past the caches, which saves reading what is overwritten. Then only whole cache lines are written, as parts of
-/// them would be slow: what a line of the image leaves over waits for the next.
+/// In place; or, when an image is so large that it leaves the caches before anybody reads it, past the caches, which
+/// saves reading what is overwritten. Vector code does that itself where the lines are aligned. Others go by way of
+/// working memory, of which only whole cache lines are passed on, as parts of them would be slow: what a line of the
+/// image leaves over waits for the next.
 ///
 /// Thread safety: for one thread.
 class OutputLines {
@@ -24,11 +25,13 @@ public:
     OutputLines(const OutputLines&) = delete;
     OutputLines& operator=(const OutputLines&) = delete;
 
-    /// Writes line `y` by calls of write(pixels, to), for one part of the line or several. Lines come one after
+    /// Writes line `y` by calls of write(part, to), for one part of the line or several. Lines come one after
     /// another. `upcoming`: what will be read next, fetched meanwhile.
     template <class Write>
     void write_in_parts(std::size_t y, std::span<const std::uint8_t> upcoming, Write&& write)
     {
+        if (aligned_)
+            return write(simd::Part{0, image_.width, true}, image_.line(y));
         const std::size_t pixels = part_bytes * image_.width / image_.line_bytes;
         write_line(y, upcoming, pixels - pixels % simd::part_alignment, write);
     }
@@ -36,28 +39,28 @@ public:
     template <class Write>
     void write_whole(std::size_t y, std::span<const std::uint8_t> upcoming, Write&& write)
     {
-        write_line(y, upcoming, image_.width, [&](simd::Pixels, const PackedLine<std::uint8_t>& to) { write(to); });
+        write_line(y, upcoming, image_.width, [&](simd::Part, const PackedLine<std::uint8_t>& to) { write(to); });
     }
 
 private:
-    static constexpr std::size_t cache_line = 64;
+    static constexpr std::size_t cache_line = simd::stream_alignment;
     /// Bytes that are written at a time: few enough to drain to memory while the next ones are computed, enough to
     /// fetch ahead of these.
     static constexpr std::size_t part_bytes = 4096;
 
     template <class Write>
-    void write_line(std::size_t y, std::span<const std::uint8_t> upcoming, std::size_t part, Write&& write)
+    void write_line(std::size_t y, std::span<const std::uint8_t> upcoming, std::size_t pixels, Write&& write)
     {
         if (memory_ == nullptr)
-            return write(simd::Pixels{0, image_.width}, image_.line(y));
+            return write(simd::Part{0, image_.width}, image_.line(y));
         begin(y);
-        for (simd::Pixels pixels{0, 0}; pixels.first < image_.width; pixels.first = pixels.last) {
-            pixels.last = std::min(pixels.first + part, image_.width);
-            write(pixels, PackedLine<std::uint8_t>{memory_ + filled_to_});
-            const auto share = [&](std::size_t bytes, std::size_t x) { return bytes / image_.width * x; };
-            const std::size_t fetched = share(upcoming.size(), pixels.first);
-            pass_on(image_.line_bytes / image_.width * (pixels.last - pixels.first),
-                    upcoming.subspan(fetched, share(upcoming.size(), pixels.last) - fetched));
+        const auto share = [&](std::size_t bytes, std::size_t x) { return bytes / image_.width * x; };
+        for (simd::Part part{0, 0}; part.first < image_.width; part.first = part.last) {
+            part.last = std::min(part.first + pixels, image_.width);
+            write(part, PackedLine<std::uint8_t>{memory_ + filled_to_});
+            const std::size_t fetched = share(upcoming.size(), part.first);
+            pass_on(share(image_.line_bytes, part.last) - share(image_.line_bytes, part.first),
+                    upcoming.subspan(fetched, share(upcoming.size(), part.last) - fetched));
         }
     }
 
@@ -66,7 +69,8 @@ private:
     void write_rest() noexcept;
 
     const ImageView<std::uint8_t>& image_;
-    std::uint8_t* memory_ = nullptr;  // cache line aligned; null when lines are written in place
+    bool aligned_ = false;            // every line begins with a cache line, so that vector code can stream by itself
+    std::uint8_t* memory_ = nullptr;  // cache line aligned; null when lines are written into the caches
     // memory_[filled_from_] to memory_[filled_to_ - 1] belong at `target_` and after it; memory_[0] is where a cache
     // line of the destination begins
     std::uint8_t* target_ = nullptr;

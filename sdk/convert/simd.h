@@ -15,17 +15,22 @@
 namespace convert::simd {
 
 /// A part of a line: from the first pixel to the one before `last`.
-struct Pixels {
+struct Part {
     std::size_t first;
     std::size_t last;
+    /// Written past the caches. Then where it goes is aligned; and finish_streaming() has to be called on the same
+    /// thread before another may read what was written.
+    bool streamed = false;
 };
-/// Parts of lines begin at multiples of this, and end there or with their line.
+/// Parts of lines begin at multiples of so many pixels, and end there or with their line.
 inline constexpr std::size_t part_alignment = 64;
+/// Places to which streamed parts go are multiples of so many bytes.
+inline constexpr std::size_t stream_alignment = 64;
 
 /// Turns part of a line of `width` pixels into another pixel type. `from` is where the line begins, `to` where the part
 /// goes. Reads no byte beyond the line and writes none beyond the line that `to` is a place in; those after the part
 /// are undefined.
-using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::size_t width, Pixels pixels,
+using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::size_t width, Part part,
                             const PackedLine<std::uint8_t>& to);
 
 /// Null when there is none and the conversion has to go step by step, or when the machine has no vectors to speak of.
@@ -42,11 +47,10 @@ using BayerKernels = std::array<LineKernel, 2>;
 /// Null when there are none.
 [[nodiscard]] BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept;
 
-/// Copies past the caches: for bytes that nobody reads again soon. Meanwhile `upcoming` is fetched into the caches.
-/// `to` and `bytes` are multiples of 64. Call finish_streaming() on the same thread before another may read what was
-/// written.
+/// Copies past the caches, meanwhile fetching `upcoming` into them. `to` and `bytes` are multiples of stream_alignment.
 void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes,
                  std::span<const std::uint8_t> upcoming) noexcept;
+/// Makes what this thread has streamed visible to others.
 void finish_streaming() noexcept;
 
 /// A set of instructions. The plain code counts as one of them.

@@ -149,22 +149,38 @@ void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::
         std::memcpy(to[plane], out[plane], Write::bytes(width - x));
 }
 
+/// Whole blocks within a line from pixel `x` on; returns where they end. `to` is where the part goes.
+template <bool streamed, class Demosaic, class Write, class Sample = typename Demosaic::Sample>
+HWY_INLINE std::size_t demosaic_blocks(const BayerLines<Sample>& from, std::size_t width, Part part, std::size_t x,
+                                       const To& to)
+{
+    for (; x + block <= part.last && x + block < width; x += block) {
+        if constexpr (streamed && sizeof(Sample) == 1)
+            fetch_ahead<block>(from.below + x);
+        write_block<streamed, Write>(Demosaic::block_at(from, x), advanced<Write>(to, x - part.first));
+    }
+    return x;
+}
+
 /// `lines` are the one above, the one to convert and the one below.
 template <class Demosaic, class Write>
-void demosaic_line(const From& lines, std::size_t width, Pixels pixels, const To& to)
+void demosaic_line(const From& lines, std::size_t width, Part part, const To& to)
 {
     using Sample = typename Demosaic::Sample;
     const auto samples = [&](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     const BayerLines<Sample> from{samples(0), samples(1), samples(2)};
-    std::size_t x = pixels.first;
+    std::size_t x = part.first;
     if (x == 0) {
         demosaic_at_border<Demosaic, Write>(from, width, 0, to);
         x = block;
     }
-    for (; x + block <= pixels.last && x + block < width; x += block)
-        Write::write(Demosaic::block_at(from, x), advanced<Write>(to, x - pixels.first));
-    if (x < pixels.last)
-        demosaic_at_border<Demosaic, Write>(from, width, x, advanced<Write>(to, x - pixels.first));
+    if constexpr (Write::planes == 1)
+        x = part.streamed ? demosaic_blocks<true, Demosaic, Write>(from, width, part, x, to)
+                          : demosaic_blocks<false, Demosaic, Write>(from, width, part, x, to);
+    else
+        x = demosaic_blocks<false, Demosaic, Write>(from, width, part, x, to);
+    if (x < part.last)
+        demosaic_at_border<Demosaic, Write>(from, width, x, advanced<Write>(to, x - part.first));
 }
 
 template <class Demosaic>

@@ -6,6 +6,7 @@
 #define VEX_SIMD_BLOCK_INL_H
 #endif
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include <algorithm>
@@ -53,7 +54,7 @@ struct Color16 {
 };
 /// Four bytes a pixel as they shall lie in memory, a quarter of the block in each.
 struct Quads8 {
-    V8 part[4];
+    V8 first, second, third, fourth;
 };
 
 HWY_INLINE V8 load8(const Byte* from) { return hn::LoadU(d8, from); }
@@ -140,33 +141,82 @@ HWY_INLINE Line advanced(const Line& line, std::size_t x)
     return result;
 }
 
-/// Converts part of a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each
-/// tells how many bytes a number of pixels takes. What remains at the end goes through buffers of a whole block.
-template <class Read, class Write>
-void convert_line(const From& from, std::size_t width, Pixels pixels, const To& to)
+/// Writes a block past the caches, by way of a place in them.
+template <class Write, class Block>
+HWY_INLINE void write_streamed(const Block& pixels, const To& to)
 {
-    std::size_t x = pixels.first;
-    for (; x + block <= pixels.last && x + block + Write::pixels_written_beyond <= width; x += block)
-        Write::write(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x - pixels.first));
-    while (x < pixels.last) {
-        constexpr std::size_t slack = 16;
-        alignas(64) Byte in[Read::planes][Read::bytes(block)] = {};
-        alignas(64) Byte out[Write::planes][Write::bytes(block) + slack];
-        const std::size_t left = std::min(pixels.last - x, block);
-        From in_places{};
-        for (std::size_t plane = 0; plane < Read::planes; ++plane) {
-            std::memcpy(in[plane], from[plane] + Read::bytes(x), Read::bytes(left));
-            in_places[plane] = in[plane];
-        }
-        Read::complete(in[0], left, x > 0 ? from[0] + Read::bytes(x) : nullptr);
-        To out_places{};
-        for (std::size_t plane = 0; plane < Write::planes; ++plane)
-            out_places[plane] = out[plane];
-        Write::write(Read::read(in_places), out_places);
-        for (std::size_t plane = 0; plane < Write::planes; ++plane)
-            std::memcpy(to[plane] + Write::bytes(x - pixels.first), out[plane], Write::bytes(left));
-        x += left;
+    static_assert(Write::planes == 1 && Write::bytes(block) % block == 0);
+    alignas(64) Byte bytes[Write::bytes(block) + 16];
+    Write::write(pixels, To{bytes});
+    for (std::size_t at = 0; at < Write::bytes(block); at += block)
+        hn::Stream(load8(bytes + at), d8, to[0] + at);
+}
+
+template <bool streamed, class Write, class Block>
+HWY_INLINE void write_block(const Block& pixels, const To& to)
+{
+    if constexpr (streamed)
+        write_streamed<Write>(pixels, to);
+    else
+        Write::write(pixels, to);
+}
+
+/// Fetches what will be read in a while into the caches: a block of `bytes`.
+template <std::size_t bytes>
+HWY_INLINE void fetch_ahead(const Byte* from)
+{
+    constexpr std::size_t ahead = 1024;
+    for (std::size_t at = 0; at < bytes; at += 64)
+        hwy::Prefetch(from + ahead + at);
+}
+
+/// Whole blocks from pixel `x` on; returns where they end.
+template <bool streamed, class Read, class Write>
+HWY_INLINE std::size_t convert_blocks(const From& from, std::size_t width, Part part, const To& to)
+{
+    constexpr std::size_t beyond = streamed ? 0 : Write::pixels_written_beyond;
+    std::size_t x = part.first;
+    for (; x + block <= part.last && x + block + beyond <= width; x += block) {
+        if constexpr (streamed)
+            fetch_ahead<Read::bytes(block)>(from[0] + Read::bytes(x));
+        write_block<streamed, Write>(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x - part.first));
     }
+    return x;
+}
+
+/// The last block of a line, which is no whole one or may not be written beyond. It goes through buffers.
+template <class Read, class Write>
+HWY_INLINE void convert_last(const From& from, std::size_t x, std::size_t pixels, const To& to)
+{
+    alignas(64) Byte in[Read::planes][Read::bytes(block)] = {};
+    alignas(64) Byte out[Write::planes][Write::bytes(block) + 16];
+    From in_places{};
+    for (std::size_t plane = 0; plane < Read::planes; ++plane) {
+        std::memcpy(in[plane], from[plane] + Read::bytes(x), Read::bytes(pixels));
+        in_places[plane] = in[plane];
+    }
+    Read::complete(in[0], pixels, x > 0 ? from[0] + Read::bytes(x) : nullptr);
+    To out_places{};
+    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+        out_places[plane] = out[plane];
+    Write::write(Read::read(in_places), out_places);
+    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+        std::memcpy(to[plane], out[plane], Write::bytes(pixels));
+}
+
+/// Converts part of a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each
+/// tells how many bytes a number of pixels takes.
+template <class Read, class Write>
+void convert_line(const From& from, std::size_t width, Part part, const To& to)
+{
+    std::size_t x = part.first;
+    if constexpr (Write::planes == 1)
+        x = part.streamed ? convert_blocks<true, Read, Write>(from, width, part, to)
+                          : convert_blocks<false, Read, Write>(from, width, part, to);
+    else
+        x = convert_blocks<false, Read, Write>(from, width, part, to);
+    for (; x < part.last; x += block)
+        convert_last<Read, Write>(from, x, std::min(part.last - x, block), advanced<Write>(to, x - part.first));
 }
 
 /// What most readers and writers have in common.

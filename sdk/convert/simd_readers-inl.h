@@ -104,11 +104,10 @@ struct ReadTriplesAsQuads : Access<> {
     {
         // four pixels are 12 of 16 bytes loaded; at the end of the block the last 12, so that no load leaves it
         constexpr std::size_t quarter = block / 4 * 3;
-        Quads8 result;
-        for (std::size_t i = 0; i < 3; ++i)
-            result.part[i] = opaque(pick(load_parts<12>(d8, from[0] + i * quarter), places(0)));
-        result.part[3] = opaque(pick(load_parts<12>(d8, from[0] + 3 * quarter - 4), places(4)));
-        return result;
+        return {opaque(pick(load_parts<12>(d8, from[0]), places(0))),
+                opaque(pick(load_parts<12>(d8, from[0] + quarter), places(0))),
+                opaque(pick(load_parts<12>(d8, from[0] + 2 * quarter), places(0))),
+                opaque(pick(load_parts<12>(d8, from[0] + 3 * quarter - 4), places(4)))};
     }
 
 private:
@@ -132,16 +131,17 @@ struct ReadQuads : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 4 * pixels; }
     static HWY_INLINE Quads8 read(const From& from)
     {
-        Quads8 result;
-        for (std::size_t i = 0; i < 4; ++i) {
-            const V8 loaded = load8(from[0] + i * block);
-            const V8 ordered = swapped ? pick(loaded, swap_places) : loaded;
-            result.part[i] = keeps_alpha ? ordered : opaque(ordered);
-        }
-        return result;
+        return {quarter(from[0]), quarter(from[0] + block), quarter(from[0] + 2 * block), quarter(from[0] + 3 * block)};
     }
 
 private:
+    static HWY_INLINE V8 quarter(const Byte* from)
+    {
+        const V8 loaded = load8(from);
+        const V8 ordered = swapped ? pick(loaded, swap_places) : loaded;
+        return keeps_alpha ? ordered : opaque(ordered);
+    }
+
     static constexpr Places swap_places{2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15};
 };
 

@@ -52,8 +52,11 @@ struct WriteTriplesOfQuads : Access<> {
     static HWY_INLINE void write(const Quads8& pixels, const To& to)
     {
         constexpr Places places{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0x80, 0x80, 0x80, 0x80};
-        for (std::size_t i = 0; i < 4; ++i)
-            store_parts<12>(d8, pick(pixels.part[i], places), to[0] + i * block / 4 * 3);
+        constexpr std::size_t quarter = block / 4 * 3;
+        store_parts<12>(d8, pick(pixels.first, places), to[0]);
+        store_parts<12>(d8, pick(pixels.second, places), to[0] + quarter);
+        store_parts<12>(d8, pick(pixels.third, places), to[0] + 2 * quarter);
+        store_parts<12>(d8, pick(pixels.fourth, places), to[0] + 3 * quarter);
     }
 };
 
@@ -78,8 +81,10 @@ struct WriteQuadsOfQuads : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 4 * pixels; }
     static HWY_INLINE void write(const Quads8& pixels, const To& to)
     {
-        for (std::size_t i = 0; i < 4; ++i)
-            store8(pixels.part[i], to[0] + i * block);
+        store8(pixels.first, to[0]);
+        store8(pixels.second, to[0] + block);
+        store8(pixels.third, to[0] + 2 * block);
+        store8(pixels.fourth, to[0] + 3 * block);
     }
 };
 
