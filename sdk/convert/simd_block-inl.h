@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <type_traits>
 
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
@@ -61,6 +62,11 @@ HWY_INLINE V8 load8(const Byte* from) { return hn::LoadU(d8, from); }
 HWY_INLINE V16 load16(const Byte* from) { return hn::BitCast(d16, hn::LoadU(d8, from)); }
 HWY_INLINE void store8(V8 value, Byte* to) { hn::StoreU(value, d8, to); }
 HWY_INLINE void store16(V16 value, Byte* to) { hn::StoreU(hn::BitCast(d8, value), d8, to); }
+
+/// Four bytes a pixel as they shall lie in memory; of each sixteen pixels the first four, the next four and so on.
+struct QuadColumns8 {
+    V8 first, second, third, fourth;
+};
 
 /// A vector whose 128-bit parts are loaded from places `step` bytes apart.
 template <std::size_t step, class D>
@@ -146,7 +152,7 @@ template <class Write, class Block>
 HWY_INLINE void write_streamed(const Block& pixels, const To& to)
 {
     static_assert(Write::planes == 1 && Write::bytes(block) % block == 0);
-    alignas(64) Byte bytes[Write::bytes(block) + 16];
+    alignas(64) Byte bytes[Write::bytes(block)];
     Write::write(pixels, To{bytes});
     for (std::size_t at = 0; at < Write::bytes(block); at += block)
         hn::Stream(load8(bytes + at), d8, to[0] + at);
@@ -172,11 +178,10 @@ HWY_INLINE void fetch_ahead(const Byte* from)
 
 /// Whole blocks from pixel `x` on; returns where they end.
 template <bool streamed, class Read, class Write>
-HWY_INLINE std::size_t convert_blocks(const From& from, std::size_t width, Part part, const To& to)
+HWY_INLINE std::size_t convert_blocks(const From& from, Part part, const To& to)
 {
-    constexpr std::size_t beyond = streamed ? 0 : Write::pixels_written_beyond;
     std::size_t x = part.first;
-    for (; x + block <= part.last && x + block + beyond <= width; x += block) {
+    for (; x + block <= part.last; x += block) {
         if constexpr (streamed)
             fetch_ahead<Read::bytes(block)>(from[0] + Read::bytes(x));
         write_block<streamed, Write>(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x - part.first));
@@ -184,12 +189,12 @@ HWY_INLINE std::size_t convert_blocks(const From& from, std::size_t width, Part 
     return x;
 }
 
-/// The last block of a line, which is no whole one or may not be written beyond. It goes through buffers.
+/// The last block of a line, which is no whole one. It goes through buffers.
 template <class Read, class Write>
 HWY_INLINE void convert_last(const From& from, std::size_t x, std::size_t pixels, const To& to)
 {
     alignas(64) Byte in[Read::planes][Read::bytes(block)] = {};
-    alignas(64) Byte out[Write::planes][Write::bytes(block) + 16];
+    alignas(64) Byte out[Write::planes][Write::bytes(block)];
     From in_places{};
     for (std::size_t plane = 0; plane < Read::planes; ++plane) {
         std::memcpy(in[plane], from[plane] + Read::bytes(x), Read::bytes(pixels));
@@ -207,23 +212,22 @@ HWY_INLINE void convert_last(const From& from, std::size_t x, std::size_t pixels
 /// Converts part of a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each
 /// tells how many bytes a number of pixels takes.
 template <class Read, class Write>
-void convert_line(const From& from, std::size_t width, Part part, const To& to)
+void convert_line(const From& from, std::size_t /*width*/, Part part, const To& to)
 {
     std::size_t x = part.first;
     if constexpr (Write::planes == 1)
-        x = part.streamed ? convert_blocks<true, Read, Write>(from, width, part, to)
-                          : convert_blocks<false, Read, Write>(from, width, part, to);
+        x = part.streamed ? convert_blocks<true, Read, Write>(from, part, to)
+                          : convert_blocks<false, Read, Write>(from, part, to);
     else
-        x = convert_blocks<false, Read, Write>(from, width, part, to);
-    for (; x < part.last; x += block)
-        convert_last<Read, Write>(from, x, std::min(part.last - x, block), advanced<Write>(to, x - part.first));
+        x = convert_blocks<false, Read, Write>(from, part, to);
+    if (x < part.last)
+        convert_last<Read, Write>(from, x, part.last - x, advanced<Write>(to, x - part.first));
 }
 
 /// What most readers and writers have in common.
 template <std::size_t plane_count = 1>
 struct Access {
     static constexpr std::size_t planes = plane_count;
-    static constexpr std::size_t pixels_written_beyond = 0;  ///< bytes after the block that the next one overwrites
     /// Makes the bytes of a last block of `pixels` whole; `line` is where they came from, null for a line's only block.
     static void complete(Byte* /*block_bytes*/, std::size_t /*pixels*/, const Byte* /*line*/) {}
 };

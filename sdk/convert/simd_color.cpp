@@ -22,12 +22,12 @@ LineKernel kernel_between(const Format& from, const Format& to)
 {
     const bool to_quads = to.packing == Packing::quads;
     if (from.packing == Packing::triples)
-        return to_quads ? convert_line<ReadTriplesAsQuads<swapped>, WriteQuadsOfQuads>
-                        : convert_line<ReadTriplesAsQuads<swapped>, WriteTriplesOfQuads>;
+        return to_quads ? convert_line<ReadTriplesAsQuads<swapped, Quads8>, WriteQuadsOfQuads>
+                        : convert_line<ReadTriplesAsQuads<swapped, QuadColumns8>, WriteTriplesOfQuads>;
     if (!to_quads)
-        return convert_line<ReadQuads<swapped, true>, WriteTriplesOfQuads>;
-    return from.alpha && to.alpha ? convert_line<ReadQuads<swapped, true>, WriteQuadsOfQuads>
-                                  : convert_line<ReadQuads<swapped, false>, WriteQuadsOfQuads>;
+        return convert_line<ReadQuads<swapped, QuadColumns8, true>, WriteTriplesOfQuads>;
+    return from.alpha && to.alpha ? convert_line<ReadQuads<swapped, Quads8, true>, WriteQuadsOfQuads>
+                                  : convert_line<ReadQuads<swapped, Quads8, false>, WriteQuadsOfQuads>;
 }
 
 }  // namespace

@@ -96,18 +96,20 @@ struct ReadTopOfPairs : ReadPairs<12> {
     }
 };
 
-/// RGB in three bytes a pixel.
-template <bool swapped>
+/// RGB in three bytes a pixel, as quads or as columns of quads.
+template <bool swapped, class Quads>
 struct ReadTriplesAsQuads : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 3 * pixels; }
-    static HWY_INLINE Quads8 read(const From& from)
+    static HWY_INLINE Quads read(const From& from)
     {
-        // four pixels are 12 of 16 bytes loaded; at the end of the block the last 12, so that no load leaves it
-        constexpr std::size_t quarter = block / 4 * 3;
-        return {opaque(pick(load_parts<12>(d8, from[0]), places(0))),
-                opaque(pick(load_parts<12>(d8, from[0] + quarter), places(0))),
-                opaque(pick(load_parts<12>(d8, from[0] + 2 * quarter), places(0))),
-                opaque(pick(load_parts<12>(d8, from[0] + 3 * quarter - 4), places(4)))};
+        // four pixels are 12 of 16 bytes loaded; in the last vector the last 12, so that no load leaves the block
+        constexpr bool columns = std::is_same_v<Quads, QuadColumns8>;
+        constexpr std::size_t step = columns ? 48 : 12;
+        constexpr std::size_t next = columns ? 12 : block / 4 * 3;
+        return {opaque(pick(load_parts<step>(d8, from[0]), places(0))),
+                opaque(pick(load_parts<step>(d8, from[0] + next), places(0))),
+                opaque(pick(load_parts<step>(d8, from[0] + 2 * next), places(0))),
+                opaque(pick(load_parts<step>(d8, from[0] + 3 * next - 4), places(4)))};
     }
 
 private:
@@ -126,20 +128,23 @@ private:
 };
 
 /// RGB in four bytes a pixel.
-template <bool swapped, bool keeps_alpha>
+template <bool swapped, class Quads, bool keeps_alpha>
 struct ReadQuads : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 4 * pixels; }
-    static HWY_INLINE Quads8 read(const From& from)
+    static HWY_INLINE Quads read(const From& from)
     {
-        return {quarter(from[0]), quarter(from[0] + block), quarter(from[0] + 2 * block), quarter(from[0] + 3 * block)};
+        constexpr bool columns = std::is_same_v<Quads, QuadColumns8>;
+        constexpr std::size_t step = columns ? 64 : 16;
+        constexpr std::size_t next = columns ? 16 : block;
+        return {ordered(load_parts<step>(d8, from[0])), ordered(load_parts<step>(d8, from[0] + next)),
+                ordered(load_parts<step>(d8, from[0] + 2 * next)), ordered(load_parts<step>(d8, from[0] + 3 * next))};
     }
 
 private:
-    static HWY_INLINE V8 quarter(const Byte* from)
+    static HWY_INLINE V8 ordered(V8 quads)
     {
-        const V8 loaded = load8(from);
-        const V8 ordered = swapped ? pick(loaded, swap_places) : loaded;
-        return keeps_alpha ? ordered : opaque(ordered);
+        const V8 result = swapped ? pick(quads, swap_places) : quads;
+        return keeps_alpha ? result : opaque(result);
     }
 
     static constexpr Places swap_places{2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15};

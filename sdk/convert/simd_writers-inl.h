@@ -29,34 +29,58 @@ struct WriteWords : Access<> {
     static HWY_INLINE void write(const Grey8& pixels, const To& to) { write(widen(pixels), to); }
 };
 
+/// Three bytes a pixel, in the order of the first three of each four.
+struct WriteTriplesOfQuads : Access<> {
+    static constexpr std::size_t bytes(std::size_t pixels) { return 3 * pixels; }
+    static HWY_INLINE void write(const QuadColumns8& pixels, const To& to)
+    {
+        const auto& [first, second, third, fourth] = pixels;
+        // 12 bytes at one end of each 128 bits, of which 16 are put together with those beside them
+        constexpr Places to_start{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0x80, 0x80, 0x80, 0x80};
+        constexpr Places to_end{0x80, 0x80, 0x80, 0x80, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14};
+        store_columns(hn::CombineShiftRightBytes<4>(d8, pick(second, to_start), pick(first, to_end)),
+                      hn::CombineShiftRightBytes<8>(d8, pick(third, to_start), pick(second, to_end)),
+                      hn::CombineShiftRightBytes<12>(d8, pick(fourth, to_start), pick(third, to_end)), to[0]);
+    }
+
+private:
+    /// Each 48 bytes are 16 of each vector.
+    static HWY_INLINE void store_columns(V8 first, V8 second, V8 third, Byte* to)
+    {
+        if constexpr (block == 32) {
+            store8(hn::ConcatLowerLower(d8, second, first), to);
+            store8(hn::ConcatUpperLower(d8, first, third), to + block);
+            store8(hn::ConcatUpperUpper(d8, third, second), to + 2 * block);
+        } else {
+            store_parts<48>(d8, first, to);
+            store_parts<48>(d8, second, to + 16);
+            store_parts<48>(d8, third, to + 32);
+        }
+    }
+};
+
 /// Three bytes a pixel.
 template <bool blue_first>
-struct WriteTriples : Access<> {
-    static constexpr std::size_t bytes(std::size_t pixels) { return 3 * pixels; }
+struct WriteTriples : WriteTriplesOfQuads {
     static HWY_INLINE void write(const Color8& pixels, const To& to)
     {
         const auto& [red, green, blue] = pixels;
-        hn::StoreInterleaved3(blue_first ? blue : red, green, blue_first ? red : blue, d8, to[0]);
+        const auto first = blue_first ? blue : red;
+        const auto third = blue_first ? red : blue;
+        const V16 lower = hn::BitCast(d16, hn::InterleaveLower(d8, first, green));
+        const V16 upper = hn::BitCast(d16, hn::InterleaveUpper(d8, first, green));
+        const V16 third_lower = hn::BitCast(d16, hn::InterleaveLower(d8, third, third));
+        const V16 third_upper = hn::BitCast(d16, hn::InterleaveUpper(d8, third, third));
+        WriteTriplesOfQuads::write(QuadColumns8{hn::BitCast(d8, hn::InterleaveLower(d16, lower, third_lower)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d16, lower, third_lower)),
+                                                hn::BitCast(d8, hn::InterleaveLower(d16, upper, third_upper)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d16, upper, third_upper))},
+                                   to);
     }
     static HWY_INLINE void write(const Color16& pixels, const To& to) { write(narrow(pixels), to); }
     static HWY_INLINE void write(const Grey8& pixels, const To& to)
     {
         hn::StoreInterleaved3(pixels.grey, pixels.grey, pixels.grey, d8, to[0]);
-    }
-};
-
-/// Three of the four bytes of each pixel, in their order.
-struct WriteTriplesOfQuads : Access<> {
-    static constexpr std::size_t pixels_written_beyond = 2;
-    static constexpr std::size_t bytes(std::size_t pixels) { return 3 * pixels; }
-    static HWY_INLINE void write(const Quads8& pixels, const To& to)
-    {
-        constexpr Places places{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0x80, 0x80, 0x80, 0x80};
-        constexpr std::size_t quarter = block / 4 * 3;
-        store_parts<12>(d8, pick(pixels.first, places), to[0]);
-        store_parts<12>(d8, pick(pixels.second, places), to[0] + quarter);
-        store_parts<12>(d8, pick(pixels.third, places), to[0] + 2 * quarter);
-        store_parts<12>(d8, pick(pixels.fourth, places), to[0] + 3 * quarter);
     }
 };
 
