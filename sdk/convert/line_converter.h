@@ -51,6 +51,11 @@ public:
           output_(conversion.destination, scratch.line<Byte>(output_line))
     {
         cfa_rows_.fill(no_row);
+        const bool has_alpha = from_.alpha && to_.alpha;
+        if (!has_alpha && to_rgb()) {
+            unpack_ = simd::find_line_kernel(from_, planar_format());
+            pack_ = simd::find_line_kernel(planar_format(), to_);
+        }
         if (from_.model == Model::bayer)
             prepare_demosaic();
     }
@@ -71,21 +76,24 @@ private:
     void convert(std::size_t y, const PackedLine<Byte>& out) noexcept
     {
         const Channels<Sample> line = read(y);
-        const bool filtered = from_.model != Model::mono && !conversion_.gains.neutral();
         if (from_.model == Model::mono)
             return write_grey(line.color[0], out);
         if constexpr (std::is_same_v<Sample, Byte>) {
             if (from_.model == Model::yuv) {
-                if (!filtered && to_.model == Model::yuv)
-                    return pack_line(to_, read_only(line), width_, out);
-                if (!filtered && to_.model == Model::mono)
-                    return write_grey(line.color[0], out);
-                yuv_to_rgb(width_, line);
+                if (!to_rgb())
+                    return to_.model == Model::yuv ? pack_line(to_, read_only(line), width_, out)
+                                                   : write_grey(line.color[0], out);
+                if (unpack_ == nullptr)
+                    yuv_to_rgb(width_, line);
             }
         }
-        if (filtered)
+        if (filtered())
             for (std::size_t color = 0; color < 3; ++color)
                 apply_gain(conversion_.gains, color, width_, 1, line.color[color]);
+        if (pack_ != nullptr) {
+            const auto planes = planes_of(line);
+            return pack_({planes[0], planes[1], planes[2]}, width_, {0, width_}, out);
+        }
         switch (to_.model) {
         case Model::mono: rgb_to_grey(read_only(line), width_, line.color[0]); return write_grey(line.color[0], out);
         case Model::yuv: return write_yuv(line, out);
@@ -95,6 +103,19 @@ private:
 
     static constexpr std::size_t no_row = static_cast<std::size_t>(-1);
 
+    [[nodiscard]] bool filtered() const noexcept { return from_.model != Model::mono && !conversion_.gains.neutral(); }
+    /// Whether colours are RGB on the way.
+    [[nodiscard]] bool to_rgb() const noexcept
+    {
+        return from_.model != Model::mono && (from_.model != Model::yuv || to_.model == Model::rgb || filtered());
+    }
+
+    static PackedLine<Byte> planes_of(const Channels<Sample>& line) noexcept
+    {
+        const auto at = [&](std::size_t c) { return reinterpret_cast<Byte*>(line.color[c]); };
+        return {at(0), at(1), at(2)};
+    }
+
     Sample* place(std::size_t index) noexcept { return scratch_.line<Sample>(index); }
 
     Channels<Sample> read(std::size_t y) noexcept
@@ -103,6 +124,8 @@ private:
                                     from_.alpha && to_.alpha ? scratch_.line<Byte>(alpha) : nullptr};
         if (from_.model == Model::bayer)
             demosaic(y, line);
+        else if (unpack_ != nullptr)
+            unpack_(conversion_.source.line(y), width_, {0, width_}, planes_of(line));
         else
             unpack_line(from_, conversion_.source.line(y), width_, line);
         return line;
@@ -128,10 +151,8 @@ private:
 
     void demosaic(std::size_t y, const Channels<Sample>& line) noexcept
     {
-        if (kernels_[0] != nullptr) {
-            const auto at = [&](std::size_t c) { return reinterpret_cast<Byte*>(line.color[c]); };
-            return kernels_[y % 2](cfa_lines(y), width_, {0, width_}, {at(0), at(1), at(2)});
-        }
+        if (kernels_[0] != nullptr)
+            return kernels_[y % 2](cfa_lines(y), width_, {0, width_}, planes_of(line));
         const auto rows = cfa_lines(y);
         const auto at = [&](std::size_t i) { return reinterpret_cast<const Sample*>(rows[i]); };
         const BayerLines<Sample> lines{at(0), at(1), at(2)};
@@ -239,6 +260,8 @@ private:
     const std::size_t width_;
     Scratch& scratch_;
     OutputLines output_;
+    simd::LineKernel unpack_ = nullptr;          // to channels of RGB
+    simd::LineKernel pack_ = nullptr;            // from these
     simd::LineKernel unpack_samples_ = nullptr;  // of deep Bayer types
     simd::BayerKernels kernels_{};               // to the destination, or to channels
     bool demosaics_directly_ = false;

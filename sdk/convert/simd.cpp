@@ -47,7 +47,12 @@ LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
     switch (from.model) {
     case Model::mono: return find_mono_kernel(from, to);
     case Model::bayer: return nullptr;
-    case Model::rgb: return find_color_kernel(from, to);
+    case Model::rgb:
+        if (to.model != Model::rgb)
+            return find_rgb_to_yuv_kernel(from, to);
+        if (const auto kernel = find_color_kernel(from, to); kernel != nullptr)
+            return kernel;
+        return find_rgb_layout_kernel(from, to);
     default: return find_yuv_kernel(from, to);
     }
 }

@@ -131,7 +131,7 @@ struct MirroredBlock {
 };
 
 /// The first block of a line, or one that is its last. `to` is where the block goes.
-template <class Demosaic, class Write, class Sample = typename Demosaic::Sample>
+template <bool streamed, class Demosaic, class Write, class Sample = typename Demosaic::Sample>
 void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::size_t x, const To& to)
 {
     const MirroredBlock<Sample> above(from.above, width, x);
@@ -139,7 +139,7 @@ void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::
     const MirroredBlock<Sample> below(from.below, width, x);
     const auto pixels = Demosaic::block_at({above.first(), here.first(), below.first()}, 0);
     if (x + block <= width)
-        return Write::write(pixels, to);
+        return write_block<streamed, Write>(pixels, to);
     alignas(64) Byte out[Write::planes][Write::bytes(block)];
     To places{};
     for (std::size_t plane = 0; plane < Write::planes; ++plane)
@@ -162,6 +162,20 @@ HWY_INLINE std::size_t demosaic_blocks(const BayerLines<Sample>& from, std::size
     return x;
 }
 
+/// Part of a line; its first block and a last one that ends the line are taken as borders.
+template <bool streamed, class Demosaic, class Write, class Sample = typename Demosaic::Sample>
+HWY_INLINE void demosaic_part(const BayerLines<Sample>& from, std::size_t width, Part part, const To& to)
+{
+    std::size_t x = part.first;
+    if (x == 0) {
+        demosaic_at_border<streamed, Demosaic, Write>(from, width, 0, to);
+        x = block;
+    }
+    x = demosaic_blocks<streamed, Demosaic, Write>(from, width, part, x, to);
+    if (x < part.last)
+        demosaic_at_border<streamed, Demosaic, Write>(from, width, x, advanced<Write>(to, x - part.first));
+}
+
 /// `lines` are the one above, the one to convert and the one below.
 template <class Demosaic, class Write>
 void demosaic_line(const From& lines, std::size_t width, Part part, const To& to)
@@ -169,18 +183,10 @@ void demosaic_line(const From& lines, std::size_t width, Part part, const To& to
     using Sample = typename Demosaic::Sample;
     const auto samples = [&](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     const BayerLines<Sample> from{samples(0), samples(1), samples(2)};
-    std::size_t x = part.first;
-    if (x == 0) {
-        demosaic_at_border<Demosaic, Write>(from, width, 0, to);
-        x = block;
-    }
     if constexpr (Write::planes == 1)
-        x = part.streamed ? demosaic_blocks<true, Demosaic, Write>(from, width, part, x, to)
-                          : demosaic_blocks<false, Demosaic, Write>(from, width, part, x, to);
-    else
-        x = demosaic_blocks<false, Demosaic, Write>(from, width, part, x, to);
-    if (x < part.last)
-        demosaic_at_border<Demosaic, Write>(from, width, x, advanced<Write>(to, x - part.first));
+        if (part.streamed)
+            return demosaic_part<true, Demosaic, Write>(from, width, part, to);
+    demosaic_part<false, Demosaic, Write>(from, width, part, to);
 }
 
 template <class Demosaic>

@@ -195,16 +195,16 @@ HWY_INLINE void convert_last(const From& from, std::size_t x, std::size_t pixels
 {
     alignas(64) Byte in[Read::planes][Read::bytes(block)] = {};
     alignas(64) Byte out[Write::planes][Write::bytes(block)];
-    From in_places{};
+    To in_places{};
     for (std::size_t plane = 0; plane < Read::planes; ++plane) {
         std::memcpy(in[plane], from[plane] + Read::bytes(x), Read::bytes(pixels));
         in_places[plane] = in[plane];
     }
-    Read::complete(in[0], pixels, x > 0 ? from[0] + Read::bytes(x) : nullptr);
+    Read::complete(in_places, pixels, x > 0 ? from[0] + Read::bytes(x) : nullptr);
     To out_places{};
     for (std::size_t plane = 0; plane < Write::planes; ++plane)
         out_places[plane] = out[plane];
-    Write::write(Read::read(in_places), out_places);
+    Write::write(Read::read({in_places[0], in_places[1], in_places[2]}), out_places);
     for (std::size_t plane = 0; plane < Write::planes; ++plane)
         std::memcpy(to[plane], out[plane], Write::bytes(pixels));
 }
@@ -229,7 +229,7 @@ template <std::size_t plane_count = 1>
 struct Access {
     static constexpr std::size_t planes = plane_count;
     /// Makes the bytes of a last block of `pixels` whole; `line` is where they came from, null for a line's only block.
-    static void complete(Byte* /*block_bytes*/, std::size_t /*pixels*/, const Byte* /*line*/) {}
+    static void complete(const To& /*block_bytes*/, std::size_t /*pixels*/, const Byte* /*line*/) {}
 };
 
 }  // namespace convert::simd::HWY_NAMESPACE

@@ -9,6 +9,10 @@ namespace convert::simd {
 [[nodiscard]] LineKernel find_mono_kernel(const Format& from, const Format& to) noexcept;
 /// Between types of RGB with interleaved bytes.
 [[nodiscard]] LineKernel find_color_kernel(const Format& from, const Format& to) noexcept;
+/// From RGB to other layouts and depths of it, and between its planes and everything else.
+[[nodiscard]] LineKernel find_rgb_layout_kernel(const Format& from, const Format& to) noexcept;
+/// From RGB to grey and YUV.
+[[nodiscard]] LineKernel find_rgb_to_yuv_kernel(const Format& from, const Format& to) noexcept;
 /// From YUV to RGB.
 [[nodiscard]] LineKernel find_yuv_kernel(const Format& from, const Format& to) noexcept;
 [[nodiscard]] BayerKernels find_bayer_simple(const Format& from, const Format& to) noexcept;

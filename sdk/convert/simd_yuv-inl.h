@@ -48,6 +48,14 @@ HWY_INLINE VI16 both_upper(VI16 pairs)
     return hn::BitCast(di16, pick(hn::BitCast(d8, pairs), places));
 }
 
+/// The lower 16 bits of each lane, part by part of 128 bits.
+HWY_INLINE VI16 packed_in_parts(VI32 lower, VI32 upper)
+{
+    constexpr Places to_lower{0, 1, 4, 5, 8, 9, 12, 13, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+    constexpr Places to_upper{0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0, 1, 4, 5, 8, 9, 12, 13};
+    return hn::BitCast(di16, hn::Or(pick(hn::BitCast(d8, lower), to_lower), pick(hn::BitCast(d8, upper), to_upper)));
+}
+
 /// Half a block with 16 bits a colour, not yet limited to 8.
 struct WideColor {
     VI16 red, green, blue;
@@ -88,16 +96,16 @@ struct ReadYuv422 : Access<> {
     }
 
     /// The V that a single pixel at the end lacks: that of the pair before, or no colour when there is none.
-    static void complete(Byte* block_bytes, std::size_t pixels, const Byte* line)
+    static void complete(const To& block_bytes, std::size_t pixels, const Byte* line)
     {
         if (pixels % 2 == 0)
             return;
         constexpr std::ptrdiff_t v_in_pair = luma_first ? 3 : 2;
         const auto v = static_cast<std::ptrdiff_t>(2 * (pixels - 1)) + v_in_pair;
         if (pixels > 1)
-            block_bytes[v] = block_bytes[v - 4];
+            block_bytes[0][v] = block_bytes[0][v - 4];
         else
-            block_bytes[v] = line != nullptr ? line[v - 4] : Byte{128};
+            block_bytes[0][v] = line != nullptr ? line[v - 4] : Byte{128};
     }
 
 private:
@@ -146,15 +154,6 @@ private:
         const VI32 lower = of(hn::InterleaveLower(di16, u, v));
         const VI32 upper = of(hn::InterleaveUpper(di16, u, v));
         return packed_in_parts(lower, upper);
-    }
-
-    /// The lower 16 bits of each lane, part by part of 128 bits.
-    static HWY_INLINE VI16 packed_in_parts(VI32 lower, VI32 upper)
-    {
-        constexpr Places to_lower{0, 1, 4, 5, 8, 9, 12, 13, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
-        constexpr Places to_upper{0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0, 1, 4, 5, 8, 9, 12, 13};
-        return hn::BitCast(di16,
-                           hn::Or(pick(hn::BitCast(d8, lower), to_lower), pick(hn::BitCast(d8, upper), to_upper)));
     }
 };
 
