@@ -1,5 +1,6 @@
-// Conversion speed beside OpenCV, libswscale and a copy of the output bytes, over memory that is in no cache; then the
-// quality of the Bayer filters. Arguments: names of parts of the table's first column, to measure only those rows.
+// Conversion speed beside OpenCV, libswscale, a copy of the output bytes and mere reading of the input bytes, over
+// memory that is in no cache; then the quality of the Bayer filters. A conversion cannot be faster than reading its
+// input. Arguments: names of parts of the table's first column, to measure only those rows.
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -82,24 +83,45 @@ std::size_t image_bytes(PvPixelType type, Size size)
     return buffer.GetSize();
 }
 
+/// Reads a byte of every cache line.
+void touch(const Byte* bytes, std::size_t count)
+{
+    constexpr std::size_t cache_line = 64;
+    Byte sum = 0;
+    for (std::size_t at = 0; at < count; at += cache_line)
+        sum = static_cast<Byte>(sum + bytes[at]);
+    const volatile Byte sink = sum;
+    static_cast<void>(sink);
+}
+
 double speed_of(const Row& row, Size size, unsigned threads)
 {
     const auto& task = row.task;
     const std::size_t out_bytes = image_bytes(task.to, size);
-    ColdBuffers buffers(image_bytes(task.from, size), out_bytes);
+    const std::size_t in_bytes = image_bytes(task.from, size);
+    std::vector<std::string> names{"ours", "memcpy", "read"};
+    ColdBuffers buffers(in_bytes, out_bytes);
     convert::ThreadPool pool(threads);
-    std::vector<std::string> names{"ours", "memcpy"};
+    const auto in_parts = [&](std::size_t bytes, auto&& work) {
+        pool.run(threads, [&](unsigned part) {
+            const std::size_t begin = bytes * part / threads;
+            work(begin, bytes * (part + 1) / threads - begin);
+        });
+    };
     std::vector<std::function<void()>> calls{
         [&, convert = our_conversion(task, size, threads)] {
             const auto [from, to] = buffers.next();
             convert(from, to);
         },
         [&] {
-            const auto [from, to] = buffers.next_copy();
-            pool.run(threads, [&](unsigned part) {
-                const std::size_t begin = out_bytes * part / threads;
-                std::memcpy(to + begin, from + begin, out_bytes * (part + 1) / threads - begin);
+            const auto pair = buffers.next_copy();
+            in_parts(out_bytes, [&](std::size_t begin, std::size_t count) {
+                std::memcpy(pair.to + begin, pair.from + begin, count);
             });
+        },
+        [&] {
+            const auto pair = buffers.next();
+            in_parts(in_bytes, [&](std::size_t begin, std::size_t count) { touch(pair.from + begin, count); });
         },
     };
     for (auto& peer : peers_for(task, size, threads)) {
@@ -111,9 +133,9 @@ double speed_of(const Row& row, Size size, unsigned threads)
     }
     const auto seconds = median_seconds(calls, size.pixels() > 5'000'000 ? 15 : 31);
     const auto rate = [&](std::size_t i) { return static_cast<double>(size.pixels()) / seconds[i] / 1e6; };
-    std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f ", row.name, size.width, size.height, threads, rate(0), rate(1),
-                rate(0) / rate(1));
-    for (std::size_t i = 2; i < calls.size(); ++i)
+    std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f  %7.0f ", row.name, size.width, size.height, threads, rate(0),
+                rate(1), rate(0) / rate(1), rate(2));
+    for (std::size_t i = 3; i < calls.size(); ++i)
         std::printf("  %s %.0f, ratio %.2f", names[i].c_str(), rate(i), rate(0) / rate(i));
     std::printf("\n");
     std::fflush(stdout);
@@ -134,13 +156,16 @@ int main(int argc, char** argv)
 {
     const std::vector<std::string_view> filters(argv + 1, argv + argc);
     const unsigned all = std::max(1U, std::thread::hardware_concurrency());
-    std::printf("%-34s %9s %s  %7s  %7s  %5s   peers\n", "conversion", "size", "thr", "Mpix/s", "memcpy", "frac");
+    std::printf("%-34s %9s %s  %7s  %7s  %5s  %7s   peers\n", "conversion", "size", "t", "Mpix/s", "memcpy", "frac",
+                "read");
     for (const Size size : {Size{2048, 2048}, Size{4096, 3000}})
         for (const auto& row : rows)
             if (wanted(row.name, filters)) {
                 const double one = speed_of(row, size, 1);
-                if (all > 1)
-                    std::printf("%34s threads gain %.2f\n", "", speed_of(row, size, all) / one);
+                if (all > 1) {
+                    const double shared = speed_of(row, size, all);
+                    std::printf("%34s %u threads gain %.2f\n", "", all, shared / one);
+                }
             }
     if (wanted("quality", filters))
         print_quality();

@@ -182,8 +182,7 @@ HWY_INLINE std::size_t convert_blocks(const From& from, Part part, const To& to)
 {
     std::size_t x = part.first;
     for (; x + block <= part.last; x += block) {
-        if constexpr (streamed)
-            fetch_ahead<Read::bytes(block)>(from[0] + Read::bytes(x));
+        fetch_ahead<Read::bytes(block)>(from[0] + Read::bytes(x));
         write_block<streamed, Write>(Read::read(advanced<Read>(from, x)), advanced<Write>(to, x - part.first));
     }
     return x;
