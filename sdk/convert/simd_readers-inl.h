@@ -37,7 +37,8 @@ template <unsigned depth>
 struct ReadTopOfWords : ReadWords<depth> {
     static HWY_INLINE Grey8 read(const From& from)
     {
-        return narrow({hn::ShiftLeft<16 - depth>(load16(from[0])), hn::ShiftLeft<16 - depth>(load16(from[0] + block))});
+        return narrow(
+            Grey16{hn::ShiftLeft<16 - depth>(load16(from[0])), hn::ShiftLeft<16 - depth>(load16(from[0] + block))});
     }
 };
 
