@@ -1,8 +1,8 @@
 # Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_highway, vex_cli11.
 #
 # Natively they come from Debian's -dev packages. The Windows build compiles pugixml and Highway from Debian's source
-# packages, takes zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because /usr/include must
-# never be on the cross compiler's path. `./run` lays these out under VEX_DEPS.
+# packages, takes zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because
+# /usr/include must never be on the cross compiler's path. `./run` lays these out under VEX_DEPS.
 
 set(VEX_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Where ./run lays out sources and headers for the Windows build")
 
