@@ -133,20 +133,50 @@ private:
     void destroy() noexcept override { delete this; }
 };
 
+/// A bare result object that says OK.
+HRESULT make_result(IVexResult** out) noexcept
+{
+    auto* made = new (std::nothrow) BareResult;
+    if (made == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    made->result = PvResult(PvResult::OK);
+    made->AddRef();
+    *out = made;
+    return S_OK;
+}
+
 class BareDevice final : public Bare<server::NotBuilt<IVexDevice>, IVexDevice> {
 public:
     HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
                                            IVexResult** out) noexcept override
     {
         *aValue = aAddress + 1;
-        auto* made = new (std::nothrow) BareResult;
-        if (made == nullptr) {
-            return E_OUTOFMEMORY;
-        }
-        made->result = PvResult(PvResult::OK);
-        made->AddRef();
-        *out = made;
+        return make_result(out);
+    }
+
+private:
+    void destroy() noexcept override { delete this; }
+};
+
+class BareInteger final : public Bare<server::NotBuilt<IVexGenInteger>, IVexGenInteger> {
+public:
+    HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override
+    {
+        *pVal = 640;
         return S_OK;
+    }
+
+private:
+    void destroy() noexcept override { delete this; }
+};
+
+class BareParameters final : public Bare<server::NotBuilt<IVexGenParameterArray>, IVexGenParameterArray> {
+public:
+    HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR /*aName*/, __int64* aValue, IVexResult** out) noexcept override
+    {
+        *aValue = 640;
+        return make_result(out);
     }
 
 private:
@@ -193,5 +223,12 @@ server::Ref<IClassFactory> bare_result_factory()
 }
 
 server::Ref<IVexDevice> make_bare_device() { return server::Ref<IVexDevice>(new BareDevice); }
+
+server::Ref<IVexGenInteger> make_bare_integer() { return server::Ref<IVexGenInteger>(new BareInteger); }
+
+server::Ref<IVexGenParameterArray> make_bare_parameters()
+{
+    return server::Ref<IVexGenParameterArray>(new BareParameters);
+}
 
 }  // namespace bench

@@ -13,4 +13,10 @@ namespace bench {
 /// A bare device whose ReadRegister gives a number and a bare result object.
 [[nodiscard]] server::Ref<IVexDevice> make_bare_device();
 
+/// A bare integer parameter whose Value is a constant.
+[[nodiscard]] server::Ref<IVexGenInteger> make_bare_integer();
+
+/// A bare parameter array whose GetIntegerValue gives a constant and a bare result object, whatever the name.
+[[nodiscard]] server::Ref<IVexGenParameterArray> make_bare_parameters();
+
 }  // namespace bench

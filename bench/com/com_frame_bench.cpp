@@ -1,5 +1,5 @@
-// What the frame costs: creating, calling and releasing objects, beside bare objects with the same signatures in the
-// same run; and whether a million objects leave memory behind.
+// What the frame costs: creating, calling and releasing objects, and reading a cached feature, beside bare objects with
+// the same signatures in the same run; and whether a million objects leave memory behind.
 #include <windows.h>
 
 #include <psapi.h>
@@ -14,6 +14,7 @@
 
 #include "bench/com/bare_objects.h"
 #include "bench/com/measured_device.h"
+#include "bench/com/measured_parameters.h"
 #include "generated/class_facts.h"
 
 namespace {
@@ -23,7 +24,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int rounds = 300;
 constexpr int calls = 1'000;  // a round is shorter than a time slice, so that most rounds run undisturbed
-constexpr double target = 1.1;
+constexpr double frame_target = 1.1;
+constexpr double feature_target = 1.3;  // for a node map's work behind the frame
 
 /// Stops at the first call that does not do what it is measured for.
 void require(HRESULT result, const char* what)
@@ -61,7 +63,8 @@ void measure(const char* name, const char* bare, const std::function<void(int)>&
 }
 
 /// Times both in turn, so that whatever else the machine does falls on both, and prints the medians.
-void compare(const char* name, const std::function<void(int)>& bare, const std::function<void(int)>& frame)
+void compare(const char* name, const std::function<void(int)>& bare, const std::function<void(int)>& frame,
+             double target = frame_target)
 {
     std::vector<double> bare_times;
     std::vector<double> frame_times;
@@ -75,8 +78,11 @@ void compare(const char* name, const std::function<void(int)>& bare, const std::
     const double frame_time = median(frame_times);
     const double ratio = frame_time / bare_time;
     within_target = within_target && ratio <= target;
-    std::printf("%-44s %9.1f ns %9.1f ns   %.2f%s\n", name, bare_time, frame_time, ratio,
-                ratio <= target ? "" : "  above 1.10");
+    std::printf("%-44s %9.1f ns %9.1f ns   %.2f", name, bare_time, frame_time, ratio);
+    if (ratio > target) {
+        std::printf("  above %.2f", target);
+    }
+    std::puts("");
 }
 
 Ref<IVexResult> create(IClassFactory& factory)
@@ -202,6 +208,53 @@ auto reading(IVexDevice& device)
     };
 }
 
+DISPID id_of(IDispatch& object, const wchar_t* name)
+{
+    LPOLESTR asked = const_cast<LPOLESTR>(name);
+    DISPID id = DISPID_UNKNOWN;
+    require(object.GetIDsOfNames(IID_NULL, &asked, 1, LOCALE_USER_DEFAULT, &id), "GetIDsOfNames");
+    return id;
+}
+
+/// GetIntegerValue(name, out value) returning a result object, with a typed pointer.
+auto getting_by_name_late(IDispatch& array)
+{
+    return [&array, id = id_of(array, L"GetIntegerValue")](int count) {
+        BSTR name = SysAllocString(L"Width");
+        for (int at = 0; at < count; ++at) {
+            __int64 value = 0;
+            VARIANT arguments[2]{};
+            V_VT(&arguments[1]) = VT_BSTR;
+            V_BSTR(&arguments[1]) = name;
+            V_VT(&arguments[0]) = VT_BYREF | VT_I8;
+            V_I8REF(&arguments[0]) = &value;
+            DISPPARAMS parameters{arguments, nullptr, 2, 0};
+            VARIANT result{};
+            require(array.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, &result, nullptr,
+                                 nullptr),
+                    "GetIntegerValue late bound");
+            VariantClear(&result);
+            require(value == 640 ? S_OK : E_UNEXPECTED, "the feature's value");
+        }
+        SysFreeString(name);
+    };
+}
+
+/// A cached feature, which costs no register read, late bound.
+void compare_features()
+{
+    const bench::MeasuredParameters parameters;
+    const auto bare_integer = bench::make_bare_integer();
+    const auto integer = parameters.width();
+    const auto bare_array = bench::make_bare_parameters();
+    const auto array = parameters.array();
+    compare("a cached integer's Value late bound", getting_late(*bare_integer, id_of(*bare_integer, L"Value")),
+            getting_late(*integer, id_of(*integer, L"Value")), feature_target);
+    compare("GetIntegerValue by name late bound", getting_by_name_late(*bare_array), getting_by_name_late(*array),
+            feature_target);
+    require(parameters.reads() == 1 ? S_OK : E_UNEXPECTED, "reading the register once");
+}
+
 PROCESS_MEMORY_COUNTERS memory()
 {
     PROCESS_MEMORY_COUNTERS counters{};
@@ -254,8 +307,9 @@ int main()
         compare("ReadRegister late bound, typed out", reading_late(*bare_device, false),
                 reading_late(*frame_device, false));
         measure("ReadRegister late bound, a script's variable", "refuses it", reading_late(*frame_device, true));
+        compare_features();
         create_a_million(*frame_factory);
     }
     CoUninitialize();
-    std::printf("%s\n", within_target ? "every ratio is within 1.10" : "not every ratio is within 1.10");
+    std::printf("%s\n", within_target ? "every ratio is within its target" : "not every ratio is within its target");
 }
