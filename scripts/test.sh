@@ -1,7 +1,7 @@
 # ./run test: every test there is. Sourced by ./run. Suites run independently: one failing does not hide the next.
 
-# `native` runs the SDK's tests once more without sanitizers; `address` and `thread` run the same ones, and `windows` runs
-# them optimised, so it is only run when asked for
+# Two more are run when asked for: `native` runs the SDK's tests once more without sanitizers (`address` and `thread` run
+# the same ones, `windows` runs them optimised), and `tidy` takes minutes when much has changed
 suites_all=(style windows scripts interop address thread fuzz)
 
 # ctest in a build folder; WHAT names it in the summary.

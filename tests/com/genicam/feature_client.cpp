@@ -201,17 +201,6 @@ ErrorFacts take_error()
     return facts;
 }
 
-HRESULT ClientSink::QueryInterface(REFIID iid, void** object) noexcept
-{
-    if (iid != IID_IUnknown && iid != IID_IDispatch && iid != __uuidof(IVexGenEventSink)) {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    AddRef();
-    *object = this;
-    return S_OK;
-}
-
 HRESULT ClientSink::OnParameterUpdate(IVexGenParameter* aParameter)
 {
     shown.emplace_back(aParameter);

@@ -73,29 +73,12 @@ struct ErrorFacts {
 ErrorFacts take_error();
 
 /// A client's sink as C++ clients register it.
-class ClientSink : public IVexGenEventSink {
+class ClientSink : public DualSink<IVexGenEventSink> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override;
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() noexcept override { return --references_; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override
-    {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE OnParameterUpdate(IVexGenParameter* aParameter) override;
 
     /// Each with a reference.
     std::vector<Ref<IVexGenParameter>> shown;
-    [[nodiscard]] ULONG references() const noexcept { return references_; }
-
-private:
-    ULONG references_ = 1;
 };
 
 /// Looks a parameter up by its name: `look_up(array, L"Width", &IVexGenParameterArray::GetInteger)`.
