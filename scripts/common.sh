@@ -19,14 +19,14 @@ flock -n "$lock_fd" || { say "another ./run works in this folder; waiting for it
 # ---- the network ----
 
 # enter_private_network COMMAND...: goes on with `./run COMMAND...` in a network namespace that has nothing but loopback,
-# so that neither the demo nor a test ever talks to a camera on the user's network. What is mounted there is not seen
-# outside either. That takes root; without it the command just goes on.
+# so that neither the demo nor a test ever talks to a camera on the user's network. That takes root; without it the
+# command just goes on.
 enter_private_network() {
-    [ "$(id -u)" -eq 0 ] && [ -z "${VEX_PRIVATE_NETWORK:-}" ] && unshare --net --mount true 2>/dev/null || return 0
+    [ "$(id -u)" -eq 0 ] && [ -z "${VEX_PRIVATE_NETWORK:-}" ] && unshare --net true 2>/dev/null || return 0
     wine_stop
     exec {lock_fd}>&-
     export VEX_PRIVATE_NETWORK=1
-    exec unshare --net --mount -- bash -c 'ip link set lo up && exec ./run "$@"' run "$@"
+    exec unshare --net -- bash -c 'ip link set lo up && exec ./run "$@"' run "$@"
 }
 
 # ---- packages ----
