@@ -137,13 +137,16 @@ class Convert(unittest.TestCase):
         self.assertEqual(picture.samples, [1, 2, 3, 4, 5, 6])
 
     def test_bayer_interpolation_can_be_chosen(self):
-        raw = bytes([10, 20, 30, 40, 50, 61, 70, 80, 91])
+        # one green sample above the middle is dark: an edge from left to right, along which 3x3 looks for the green there
+        raw = bytearray([100] * 25)
+        raw[5 + 2] = 0
+        green = (2 * 5 + 2) * 3 + 1
         for name in ("a.bmp", "a.png", "a.tiff"):
-            options = ["-f", "BayerRG8", "-W", 3, "-H", 3]
-            best = self.picture(raw, name, *options)
-            self.assertEqual(best.samples, self.picture(raw, name, *options, "--bayer", "3x3").samples)
-            simple = self.picture(raw, name, *options, "--bayer", "simple")
-            self.assertEqual((best.samples[3], simple.samples[3]), (20, 30))
+            options = ["-f", "BayerRG8", "-W", 5, "-H", 5]
+            best = self.picture(bytes(raw), name, *options)
+            self.assertEqual(best.samples, self.picture(bytes(raw), name, *options, "--bayer", "3x3").samples)
+            simple = self.picture(bytes(raw), name, *options, "--bayer", "simple")
+            self.assertEqual((best.samples[green], simple.samples[green]), (100, 75))
 
     def test_flat_bayer_of_twelve_bits_is_a_flat_colour_of_sixteen(self):
         line = [0xF00, 0x080], [0x080, 0x00F]  # red, green; green, blue
