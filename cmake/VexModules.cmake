@@ -67,10 +67,11 @@ function(vex_test_options name)
     target_link_libraries(${name} PRIVATE vex_options ${ARGN} vex_gtest)
 endfunction()
 
-# vex_test(NAME SOURCES file... [DEPS module...] [HEADERS target] [TIMEOUT seconds] [LABELS label...]): a GoogleTest
-# program, run as one test; under Windows builds it runs in Wine.
+# vex_test(NAME [OPTIMISED] SOURCES file... [DEPS module...] [HEADERS target] [TIMEOUT seconds] [LABELS label...]): a
+# GoogleTest program, run as one test; under Windows builds it runs in Wine. OPTIMISED is for tests that compute much
+# themselves.
 function(vex_test name)
-    cmake_parse_arguments(ARG "" "HEADERS;TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "OPTIMISED" "HEADERS;TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
@@ -78,8 +79,12 @@ function(vex_test name)
         set(ARG_HEADERS vex_test_headers_gtest)
     endif()
     add_executable(${name} ${ARG_SOURCES})
-    vex_test_options(${name} ${ARG_DEPS})
-    target_precompile_headers(${name} REUSE_FROM ${ARG_HEADERS})
+    if(ARG_OPTIMISED)
+        target_link_libraries(${name} PRIVATE vex_options ${ARG_DEPS} vex_gtest)
+    else()
+        vex_test_options(${name} ${ARG_DEPS})
+        target_precompile_headers(${name} REUSE_FROM ${ARG_HEADERS})
+    endif()
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()

@@ -76,7 +76,13 @@ void GvcpServer::start(const net::Interface& adapter)
     }
     responder_.set_address(adapter.address, adapter.mask, adapter.gateway);
     stopping_ = false;
-    thread_ = std::thread([this] { run(); });
+    running_ = true;
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (...) {
+        running_ = false;
+        throw;
+    }
 }
 
 void GvcpServer::stop() noexcept
@@ -84,6 +90,7 @@ void GvcpServer::stop() noexcept
     stopping_ = true;
     if (thread_.joinable())
         thread_.join();
+    running_ = false;
     sockets_ = {};
 }
 

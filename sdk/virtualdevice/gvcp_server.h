@@ -36,7 +36,7 @@ public:
     void start(const net::Interface& adapter);
     /// Returns when the thread has ended. Nothing to do when not started.
     void stop() noexcept;
-    [[nodiscard]] bool is_running() const noexcept { return thread_.joinable(); }
+    [[nodiscard]] bool is_running() const noexcept { return running_; }
 
     /// Listens on another address from the next turn of the thread on, as FORCEIP asks. When the new address cannot be
     /// listened on, the old one stays.
@@ -57,6 +57,7 @@ private:
     void serve(net::UdpSocket& socket, bool broadcast);
 
     GvcpResponder& responder_;
+    std::atomic<bool> running_{false};  // asked for from the thread itself, too
     std::thread thread_;
     std::atomic<bool> stopping_{false};
     Sockets sockets_;  // the thread's own while it runs

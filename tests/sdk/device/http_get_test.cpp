@@ -1,6 +1,7 @@
 // Downloads from a server in this program.
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <string>
 
 #include "sdk/device/http_get.h"
@@ -24,7 +25,9 @@ protected:
     Download get_url(const std::string& url)
     {
         std::vector<std::uint8_t> body;
+        shown_to_server();
         PvResult result = http_get(url, limits, body);
+        shown_to_server();
         return {result, {body.begin(), body.end()}};
     }
     void expect_failure(PvResult::Code code, const std::string& text, const std::string& path = "/camera.xml")
@@ -35,9 +38,14 @@ protected:
         EXPECT_NE(done.result.description().find(server.url(path)), std::string::npos) << done.result.description();
     }
 
+    /// Orders what the test and the server's thread do with what they share.
+    void shown_to_server() { const std::scoped_lock lock(shared); }
+
+    std::mutex shared;
     std::string answer = ok + "\r\n<xml/>";
     std::string request;
     LocalServer server{[this](const std::string& received) {
+        const std::scoped_lock lock(shared);
         request = received;
         return answer;
     }};
