@@ -88,7 +88,11 @@ TEST(SoftcamProgram, SaysWhereItListensAndEndsCleanlyWithinASecond)
         EXPECT_EQ(std::string(answer->bytes.begin() + 8 + 232, answer->bytes.begin() + 8 + 237), "bench");
         const auto begin = std::chrono::steady_clock::now();
         program.signal(number);
-        EXPECT_EQ(program.line(), "softcam: stopped after 0 blocks, 1 commands\n");
+        // and further commands, when another program searches for cameras meanwhile
+        const std::string last = program.line();
+        int commands = 0;
+        EXPECT_EQ(std::sscanf(last.c_str(), "softcam: stopped after 0 blocks, %d commands", &commands), 1) << last;
+        EXPECT_GE(commands, 1);
         EXPECT_EQ(program.wait(), 0);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     }
