@@ -20,14 +20,10 @@ template <class Read>
 LineKernel planes_kernel_to(const Format& to)
 {
     switch (to.packing) {
-    case Packing::triples:
-        return to.blue_first ? convert_line<Read, WriteTriples<true>> : convert_line<Read, WriteTriples<false>>;
-    case Packing::quads:
-        return to.blue_first ? convert_line<Read, WriteQuads<true>> : convert_line<Read, WriteQuads<false>>;
     case Packing::rgb555: return convert_line<Read, Narrowing<WriteRgb555>>;
     case Packing::planar_bytes: return convert_line<Read, Narrowing<WritePlanes8>>;
     case Packing::word_triples: return to.depth == 16 ? convert_line<Read, WriteWordTriples> : nullptr;
-    default: return nullptr;
+    default: return interleaved_kernel_to<Read>(to);
     }
 }
 

@@ -133,6 +133,19 @@ struct WritePlanes16 : Access<3> {
     }
 };
 
+/// The kernel into bytes that lie together pixel by pixel; null when `to` is something else.
+template <class Read>
+LineKernel interleaved_kernel_to(const Format& to)
+{
+    switch (to.packing) {
+    case Packing::triples:
+        return to.blue_first ? convert_line<Read, WriteTriples<true>> : convert_line<Read, WriteTriples<false>>;
+    case Packing::quads:
+        return to.blue_first ? convert_line<Read, WriteQuads<true>> : convert_line<Read, WriteQuads<false>>;
+    default: return nullptr;
+    }
+}
+
 }  // namespace convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

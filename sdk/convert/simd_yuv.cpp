@@ -19,14 +19,7 @@ namespace {
 template <class Read>
 LineKernel kernel_to(const Format& to)
 {
-    switch (to.packing) {
-    case Packing::triples:
-        return to.blue_first ? convert_line<Read, WriteTriples<true>> : convert_line<Read, WriteTriples<false>>;
-    case Packing::quads:
-        return to.blue_first ? convert_line<Read, WriteQuads<true>> : convert_line<Read, WriteQuads<false>>;
-    case Packing::planar_bytes: return convert_line<Read, WritePlanes8>;
-    default: return nullptr;
-    }
+    return to.packing == Packing::planar_bytes ? convert_line<Read, WritePlanes8> : interleaved_kernel_to<Read>(to);
 }
 
 }  // namespace
