@@ -41,7 +41,7 @@ Channels<const Sample> read_only(const Channels<Sample>& channels) noexcept
     return {{channels.color[0], channels.color[1], channels.color[2]}, channels.alpha};
 }
 
-/// The lines of a conversion whose source has samples of this type.
+/// The lines of a conversion whose samples have this type on the way.
 template <class Sample>
 class LineConverter {
 public:
@@ -134,13 +134,23 @@ private:
     void prepare_demosaic() noexcept
     {
         const auto filter = conversion_.bayer_filter;
-        if (from_.depth > 8)
-            unpack_samples_ = simd::find_samples_kernel(from_);
+        constexpr bool bytes = std::is_same_v<Sample, Byte>;
+        unpack_samples_ = simd::find_line_kernel(grey_like(from_), *find_format(bytes ? PvPixelMono8 : PvPixelMono16));
+        Format samples = from_;
+        samples.packing = bytes ? Packing::bytes : Packing::words;
+        samples.depth = 8 * sizeof(Sample);
         if (conversion_.gains.neutral())
-            kernels_ = simd::find_bayer_kernels(from_, to_, filter);
+            kernels_ = simd::find_bayer_kernels(samples, to_, filter);
         demosaics_directly_ = kernels_[0] != nullptr;
         if (!demosaics_directly_)
-            kernels_ = simd::find_bayer_kernels(from_, planar_format(), filter);
+            kernels_ = simd::find_bayer_kernels(samples, planar_format(), filter);
+    }
+
+    /// The samples of a Bayer type, whatever their colours.
+    static Format grey_like(Format bayer) noexcept
+    {
+        bayer.model = Model::mono;
+        return bayer;
     }
 
     /// What the channels of a line are as a pixel type.
@@ -177,20 +187,29 @@ private:
     const Byte* cfa_line(std::size_t y) noexcept
     {
         const auto packed = conversion_.source.line(y);
+        if (from_.packing == Packing::bytes)
+            return packed[0];  // they are the samples
+        const std::size_t slot = y % 3;
+        auto* const samples = place(cfa_0 + slot);
+        auto* const bytes = reinterpret_cast<Byte*>(samples);
+        if (cfa_rows_[slot] != y) {
+            if (unpack_samples_ != nullptr)
+                unpack_samples_(packed, width_, {0, width_}, {bytes, nullptr, nullptr});
+            else
+                unpack_samples(packed, samples);
+            cfa_rows_[slot] = y;
+        }
+        return bytes;
+    }
+
+    void unpack_samples(const PackedLine<const Byte>& packed, Sample* samples) noexcept
+    {
         if constexpr (std::is_same_v<Sample, Byte>) {
-            return packed[0];  // bytes are the samples
+            auto* const deep = scratch_.line<std::uint16_t>(other_depth_0);
+            unpack_line(from_, packed, width_, Channels<std::uint16_t>{{deep, nullptr, nullptr}, nullptr});
+            narrow_line(deep, width_, samples);
         } else {
-            const std::size_t slot = y % 3;
-            auto* const samples = place(cfa_0 + slot);
-            auto* const bytes = reinterpret_cast<Byte*>(samples);
-            if (cfa_rows_[slot] != y) {
-                if (unpack_samples_ != nullptr)
-                    unpack_samples_(packed, width_, {0, width_}, {bytes, nullptr, nullptr});
-                else
-                    unpack_line(from_, packed, width_, Channels<Sample>{{samples, nullptr, nullptr}, nullptr});
-                cfa_rows_[slot] = y;
-            }
-            return bytes;
+            unpack_line(from_, packed, width_, Channels<Sample>{{samples, nullptr, nullptr}, nullptr});
         }
     }
 
@@ -262,7 +281,7 @@ private:
     OutputLines output_;
     simd::LineKernel unpack_ = nullptr;          // to channels of RGB
     simd::LineKernel pack_ = nullptr;            // from these
-    simd::LineKernel unpack_samples_ = nullptr;  // of deep Bayer types
+    simd::LineKernel unpack_samples_ = nullptr;  // of a Bayer type, in whose lines they are no bytes
     simd::BayerKernels kernels_{};               // to the destination, or to channels
     bool demosaics_directly_ = false;
     std::array<std::size_t, 3> cfa_rows_{};  // which line each place of the ring holds

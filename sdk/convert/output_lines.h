@@ -25,6 +25,10 @@ public:
     OutputLines(const OutputLines&) = delete;
     OutputLines& operator=(const OutputLines&) = delete;
 
+    /// Whether the image is large and each of its lines begins with a cache line, so that vector code can stream them
+    /// by itself.
+    [[nodiscard]] bool streamed_in_place() const noexcept { return aligned_; }
+
     /// Writes line `y` by calls of write(part, to), for one part of the line or several. Lines come one after
     /// another. `upcoming`: what will be read next, fetched meanwhile.
     template <class Write>
@@ -69,7 +73,7 @@ private:
     void write_rest() noexcept;
 
     const ImageView<std::uint8_t>& image_;
-    bool aligned_ = false;            // every line begins with a cache line, so that vector code can stream by itself
+    bool aligned_ = false;
     std::uint8_t* memory_ = nullptr;  // cache line aligned; null when lines are written into the caches
     // memory_[filled_from_] to memory_[filled_to_ - 1] belong at `target_` and after it; memory_[0] is where a cache
     // line of the destination begins

@@ -36,8 +36,18 @@ using LineKernel = void (*)(const PackedLine<const std::uint8_t>& from, std::siz
 /// Null when there is none and the conversion has to go step by step, or when the machine has no vectors to speak of.
 [[nodiscard]] LineKernel find_line_kernel(const Format& from, const Format& to) noexcept;
 
-/// For types of one channel with more than 8 bits: to samples of 16.
-[[nodiscard]] LineKernel find_samples_kernel(const Format& from) noexcept;
+/// Lines that lie in different pages of memory. A processor fetches ahead by itself, but only within a page: it reads
+/// faster with several of them at work.
+inline constexpr std::size_t far_lines = 4;
+template <class Byte>
+using FarLines = std::array<Byte*, far_lines>;
+
+/// Converts such lines in turn, a stretch of each at a time, and writes them past the caches; `to` is aligned for that.
+using FarLinesKernel = void (*)(const FarLines<const std::uint8_t>& from, std::size_t width,
+                                const FarLines<std::uint8_t>& to);
+
+/// For conversions that would otherwise wait for what they read; null for others.
+[[nodiscard]] FarLinesKernel find_far_lines_kernel(const Format& from, const Format& to) noexcept;
 
 /// Kernels for the even and the odd lines of a Bayer image. Of the lines of samples that they get, the first is the one
 /// above, the second the one to convert, the third the one below; see BayerLines. Samples are of 8 bits, or of 16 when

@@ -13,6 +13,7 @@ namespace convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel mono_kernel(const Format&, const Format&) { return nullptr; }
+FarLinesKernel far_mono_kernel(const Format&, const Format&) { return nullptr; }
 #else
 namespace {
 
@@ -27,6 +28,19 @@ LineKernel kernel_to(const Format& to)
     case Packing::words: return convert_line<ReadDeep, WriteWords>;
     default: return nullptr;
     }
+}
+
+/// Converts a stretch of each line in turn, what is left at the end of each last.
+template <class Read, class Write>
+void convert_far_lines(const FarLines<const Byte>& from, std::size_t width, const FarLines<Byte>& to)
+{
+    constexpr std::size_t stretch = part_alignment;
+    std::size_t x = 0;
+    for (; x + stretch <= width; x += stretch)
+        for (std::size_t line = 0; line < far_lines; ++line)
+            convert_blocks<true, Read, Write>({from[line]}, {x, x + stretch}, {to[line] + Write::bytes(x)});
+    for (std::size_t line = 0; line < far_lines && x < width; ++line)
+        convert_line<Read, Write>({from[line]}, width, {x, width, true}, {to[line] + Write::bytes(x)});
 }
 
 template <unsigned depth>
@@ -55,6 +69,18 @@ LineKernel mono_kernel(const Format& from, const Format& to)
     default: return nullptr;
     }
 }
+
+FarLinesKernel far_mono_kernel(const Format& from, const Format& to)
+{
+    if (from.packing != Packing::words || to.packing != Packing::bytes)
+        return nullptr;
+    switch (from.depth) {
+    case 10: return convert_far_lines<ReadTopOfWords<10>, WriteBytes>;
+    case 12: return convert_far_lines<ReadTopOfWords<12>, WriteBytes>;
+    case 14: return convert_far_lines<ReadTopOfWords<14>, WriteBytes>;
+    default: return convert_far_lines<ReadTopOfWords<16>, WriteBytes>;
+    }
+}
 #endif
 
 }  // namespace convert::simd::HWY_NAMESPACE
@@ -64,10 +90,17 @@ HWY_AFTER_NAMESPACE();
 namespace convert::simd {
 
 HWY_EXPORT(mono_kernel);
+HWY_EXPORT(far_mono_kernel);
 
 LineKernel find_mono_kernel(const Format& from, const Format& to) noexcept
 {
     return HWY_DYNAMIC_DISPATCH(mono_kernel)(from, to);
+}
+
+FarLinesKernel find_far_lines_kernel(const Format& from, const Format& to) noexcept
+{
+    return from.model == Model::mono && to.model == Model::mono ? HWY_DYNAMIC_DISPATCH(far_mono_kernel)(from, to)
+                                                                : nullptr;
 }
 
 }  // namespace convert::simd

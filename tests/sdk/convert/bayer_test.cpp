@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
+#include <random>
 #include <string>
 
 #include "sdk/buffer/acquisition.h"
@@ -177,6 +179,31 @@ TEST(Bayer, DeepTypesKeepTheirDepthInDeepDestinations)
                      0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF, 0xCA, 0xAB, 0x31, 0x12, 0xFF, 0xFF}));
 }
 
+TEST(Bayer, DeepTypesBecomeBytesAsTheirUpperEightBitsDo)
+{
+    for (const auto& bayer : bayer_types) {
+        SCOPED_TRACE(bayer.type);
+        std::mt19937 random(bayer.type);
+        std::vector<unsigned> values(37 * 5);
+        std::generate(values.begin(), values.end(), [&] { return random() >> (32 - bayer.bits); });
+        const auto of_bits = [&](unsigned dropped) {
+            return [&values, dropped](std::uint32_t x, std::uint32_t y) {
+                const unsigned value = values[y * 37 + x] >> dropped;
+                return Color{value, value, value};
+            };
+        };
+        const auto deep = mosaic(bayer, 37, 5, of_bits(0));
+        const auto same_colors = std::find_if(bayer_types.begin(), bayer_types.end(), [&](const BayerType& other) {
+            return other.bits == 8 && other.red_x == bayer.red_x && other.red_y == bayer.red_y;
+        });
+        const auto bytes = mosaic(*same_colors, 37, 5, of_bits(bayer.bits - 8));
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+            for (const auto to : {PvPixelRGB8Packed, PvPixelBGRA8Packed, PvPixelMono8, PvPixelYUV422Packed,
+                                  PvPixelRGB8Planar, PvPixelWinRGB16})
+                EXPECT_EQ(demosaiced(*deep, filter, to), demosaiced(*bytes, filter, to)) << to;
+    }
+}
+
 /// A scene with the full scale of a type.
 Color seen(const scenes::Scene& scene, std::uint32_t x, std::uint32_t y, unsigned full_scale)
 {
@@ -198,9 +225,9 @@ struct Floor {
     double simple, three;  // dB
 };
 
-/// A little below what was measured, the worst of all types. Depths above 8 lose half a step by narrowing.
+/// A little below what was measured, the worst of all types. Depths above 8 lose up to a step by narrowing.
 const std::map<std::string, Floor> floors = {
-    {"gradient", {53.2, 53.2}}, {"waves", {53.3, 53.3}}, {"discs", {34.8, 36.1}},
+    {"gradient", {51.9, 51.9}}, {"waves", {51.9, 51.9}}, {"discs", {34.8, 36.1}},
     {"bars", {22.7, 23.9}},     {"rings", {33.2, 34.6}},
 };
 

@@ -117,8 +117,8 @@ TEST(Converter, PaddingOfTheSourceIsSkippedAndThatOfTheDestinationUntouched)
         }
 }
 
-/// The type, without loss, that stands between a type and every destination.
-PvPixelType intermediate(PvPixelType from)
+/// The type that stands between a type and a destination and loses no more than that does.
+PvPixelType intermediate(PvPixelType from, PvPixelType to)
 {
     const auto id = from & 0xFFFF;
     const bool colour = (from >> 24) == 2;
@@ -128,7 +128,8 @@ PvPixelType intermediate(PvPixelType from)
         colour ? (bits == 48 || bits == 36 || from == PvPixelBGR10V1Packed || from == PvPixelBGR10V2Packed) : bits > 8;
     if (!colour && !bayer)
         return deep ? PvPixelMono16 : PvPixelMono8;
-    return deep ? PvPixelRGB16Packed : PvPixelRGB8Packed;
+    const bool to_words = to == PvPixelMono16 || to == PvPixelRGB16Packed;
+    return deep && (colour || to_words) ? PvPixelRGB16Packed : PvPixelRGB8Packed;
 }
 
 TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
@@ -146,7 +147,7 @@ TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
                 continue;
             const auto source = test::blank(13, 5, from);
             test::fill_random(*source, from ^ to);
-            const auto between = test::blank(13, 5, intermediate(from));
+            const auto between = test::blank(13, 5, intermediate(from, to));
             const auto over = test::blank(13, 5, to);
             const auto straight = test::blank(13, 5, to);
             ASSERT_TRUE(converter.Convert(source.get(), between.get()).IsOK());
