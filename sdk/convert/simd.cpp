@@ -52,7 +52,9 @@ LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
             return find_rgb_to_yuv_kernel(from, to);
         if (const auto kernel = find_color_kernel(from, to); kernel != nullptr)
             return kernel;
-        return find_rgb_layout_kernel(from, to);
+        if (const auto kernel = find_rgb_layout_kernel(from, to); kernel != nullptr)
+            return kernel;
+        return find_packed_rgb_kernel(from, to);
     default: return find_yuv_kernel(from, to);
     }
 }

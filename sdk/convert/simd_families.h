@@ -11,6 +11,8 @@ namespace convert::simd {
 [[nodiscard]] LineKernel find_color_kernel(const Format& from, const Format& to) noexcept;
 /// From RGB to other layouts and depths of it, and between its planes and everything else.
 [[nodiscard]] LineKernel find_rgb_layout_kernel(const Format& from, const Format& to) noexcept;
+/// From RGB packed more tightly than in bytes or in 16-bit words, to other RGB.
+[[nodiscard]] LineKernel find_packed_rgb_kernel(const Format& from, const Format& to) noexcept;
 /// From RGB to grey and YUV.
 [[nodiscard]] LineKernel find_rgb_to_yuv_kernel(const Format& from, const Format& to) noexcept;
 /// From YUV to RGB.

@@ -5,7 +5,7 @@
 #define HWY_TARGET_INCLUDE "sdk/convert/simd_rgb_to_yuv.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_from_rgb-inl.h"
+#include "sdk/convert/simd_packed_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace convert::simd::HWY_NAMESPACE {
@@ -37,6 +37,7 @@ LineKernel rgb_to_yuv_kernel(const Format& from, const Format& to)
         return from.blue_first ? kernel_to<ReadTriples<true>>(to) : kernel_to<ReadTriples<false>>(to);
     case Packing::quads:
         return from.blue_first ? kernel_to<ReadQuadsAsColor<true>>(to) : kernel_to<ReadQuadsAsColor<false>>(to);
+    case Packing::rgb555: return kernel_to<ReadRgb555>(to);
     case Packing::planar_bytes: return kernel_to<ReadPlanes8>(to);
     case Packing::planar_words: return from.depth == 16 ? kernel_to<ReadPlanes16<16>>(to) : nullptr;
     default: return nullptr;

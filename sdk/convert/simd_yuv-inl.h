@@ -6,6 +6,7 @@
 #define VEX_SIMD_YUV_INL_H
 #endif
 
+#include "sdk/convert/chroma_groups.h"
 #include "sdk/convert/simd_block-inl.h"
 #include "sdk/convert/yuv_coefficients.h"
 
@@ -86,26 +87,32 @@ HWY_INLINE Color8 limited(const WideColor& lower, const WideColor& upper)
     return {limited(lower.red, upper.red), limited(lower.green, upper.green), limited(lower.blue, upper.blue)};
 }
 
+/// Pixels in groups that share their chroma.
+template <ChromaGroup group>
+struct GroupAccess : Access<> {
+    static constexpr std::size_t bytes(std::size_t pixels) { return group.bytes_of(pixels); }
+
+    /// The V that a last group lacks: that of the group before, or no colour when there is none.
+    static void complete(const To& block_bytes, std::size_t pixels, const Byte* line)
+    {
+        const std::size_t left = pixels % group.pixels;
+        if (left == 0 || group.v < group.bytes_of(left))
+            return;
+        constexpr std::ptrdiff_t before = -static_cast<std::ptrdiff_t>(group.bytes);
+        const auto v = static_cast<std::ptrdiff_t>(pixels / group.pixels * group.bytes + group.v);
+        if (pixels > group.pixels)
+            block_bytes[0][v] = block_bytes[0][v + before];
+        else
+            block_bytes[0][v] = line != nullptr ? line[v + before] : Byte{128};
+    }
+};
+
 /// Two pixels in four bytes, as RGB.
 template <bool luma_first>
-struct ReadYuv422 : Access<> {
-    static constexpr std::size_t bytes(std::size_t pixels) { return 2 * pixels; }
+struct ReadYuv422 : GroupAccess<luma_first ? group_yuyv : group_uyvy> {
     static HWY_INLINE Color8 read(const From& from)
     {
         return limited(half_of(load16(from[0])), half_of(load16(from[0] + block)));
-    }
-
-    /// The V that a single pixel at the end lacks: that of the pair before, or no colour when there is none.
-    static void complete(const To& block_bytes, std::size_t pixels, const Byte* line)
-    {
-        if (pixels % 2 == 0)
-            return;
-        constexpr std::ptrdiff_t v_in_pair = luma_first ? 3 : 2;
-        const auto v = static_cast<std::ptrdiff_t>(2 * (pixels - 1)) + v_in_pair;
-        if (pixels > 1)
-            block_bytes[0][v] = block_bytes[0][v - 4];
-        else
-            block_bytes[0][v] = line != nullptr ? line[v - 4] : Byte{128};
     }
 
 private:
@@ -115,6 +122,39 @@ private:
         const V16 upper = hn::ShiftRight<8>(words);
         const VI16 chroma = hn::Sub(hn::BitCast(di16, luma_first ? upper : lower), hn::Set(di16, 128));
         return rgb_of_shared_chroma(hn::BitCast(di16, luma_first ? lower : upper), chroma);
+    }
+};
+
+/// Four pixels in six bytes, as RGB.
+struct ReadYuv411 : GroupAccess<group_411> {
+    /// Eight pixels are 12 of 16 bytes loaded: the first 12 for the lower half of the block, the last 12 for the upper,
+    /// so that no load leaves the block.
+    static HWY_INLINE Color8 read(const From& from)
+    {
+        constexpr std::size_t half = block / 4 * 3;
+        return limited(half_of<0>(load_parts<12>(d8, from[0])), half_of<4>(load_parts<12>(d8, from[0] + half - 4)));
+    }
+
+private:
+    /// `skipped`: bytes before the first pixel in each 128 bits.
+    template <Byte skipped>
+    static HWY_INLINE WideColor half_of(V8 groups)
+    {
+        constexpr Places luma = words_at(skipped, {1, 2, 4, 5, 7, 8, 10, 11});
+        constexpr Places chroma = words_at(skipped, {0, 3, 0, 3, 6, 9, 6, 9});
+        return rgb_of_shared_chroma(hn::BitCast(di16, pick(groups, luma)),
+                                    hn::Sub(hn::BitCast(di16, pick(groups, chroma)), hn::Set(di16, 128)));
+    }
+
+    /// Places of bytes that become words.
+    static constexpr Places words_at(Byte skipped, const std::array<Byte, 8>& bytes)
+    {
+        Places result{};
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            result[2 * i] = static_cast<Byte>(skipped + bytes[i]);
+            result[2 * i + 1] = 0x80;
+        }
+        return result;
     }
 };
 

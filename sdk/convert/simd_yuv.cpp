@@ -27,9 +27,10 @@ LineKernel kernel_to(const Format& to)
 LineKernel yuv_kernel(const Format& from, const Format& to)
 {
     switch (from.packing) {
+    case Packing::yuv411: return kernel_to<ReadYuv411>(to);
     case Packing::uyvy: return kernel_to<ReadYuv422<false>>(to);
     case Packing::yuyv: return kernel_to<ReadYuv422<true>>(to);
-    case Packing::yuv444: return to.model == Model::rgb ? kernel_to<ReadYuv444>(to) : nullptr;
+    case Packing::yuv444: return kernel_to<ReadYuv444>(to);
     default: return nullptr;
     }
 }

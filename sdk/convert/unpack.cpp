@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "sdk/convert/chroma_groups.h"
+
 namespace convert {
 namespace {
 
@@ -41,18 +43,6 @@ void unpack_rgb555(const Byte* from, std::size_t width, const Channels<Byte>& to
     }
 }
 
-/// Positions of the values in a group of pixels that share their chroma.
-struct ChromaGroup {
-    std::size_t pixels;
-    std::size_t bytes;
-    std::size_t u;
-    std::size_t v;
-    std::array<std::size_t, 4> y;
-};
-constexpr ChromaGroup group_411{4, 6, 0, 3, {1, 2, 4, 5}};
-constexpr ChromaGroup group_uyvy{2, 4, 0, 2, {1, 3}};
-constexpr ChromaGroup group_yuyv{2, 4, 1, 3, {0, 2}};
-
 template <ChromaGroup group>
 void unpack_group(const Byte* from, std::size_t pixels, Byte v, std::size_t x, const Channels<Byte> to) noexcept
 {
@@ -71,8 +61,7 @@ void unpack_shared_chroma(const Byte* from, std::size_t width, const Channels<By
     for (; x + group.pixels <= width; x += group.pixels, from += group.bytes)
         unpack_group<group>(from, group.pixels, from[group.v], x, to);
     if (const std::size_t left = width - x; left > 0) {
-        const std::size_t bytes = (left * group.bytes + group.pixels - 1) / group.pixels;
-        const Byte v = group.v < bytes ? from[group.v] : (x > 0 ? to.color[2][x - 1] : Byte{128});
+        const Byte v = group.v < group.bytes_of(left) ? from[group.v] : (x > 0 ? to.color[2][x - 1] : Byte{128});
         unpack_group<group>(from, left, v, x, to);
     }
 }

@@ -117,9 +117,12 @@ TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
 {
     Random random(7);
     PvBufferConverter converter(1);
-    for (const auto from : {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerGB8, PvPixelBayerGR10Packed,
-                            PvPixelYUV422Packed, PvPixelRGB8Packed})
-        for (const auto to : {PvPixelBGRA8Packed, PvPixelMono8, PvPixelMono16, PvPixelRGB8Packed})
+    for (const auto from :
+         {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerGB8, PvPixelBayerGR10Packed, PvPixelYUV411Packed,
+          PvPixelYUV422Packed, PvPixelYUV444Packed, PvPixelRGB8Packed, PvPixelBGR12Packed, PvPixelBGR10V1Packed,
+          PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16})
+        for (const auto to : {PvPixelBGRA8Packed, PvPixelMono8, PvPixelMono16, PvPixelRGB8Packed, PvPixelRGB16Packed,
+                              PvPixelYUV422Packed, PvPixelYUV444Packed})
             for (unsigned width = 1; width < 140; ++width) {
                 if (from == to)
                     continue;
@@ -132,15 +135,19 @@ TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
 TEST_F(Simd, LargeImagesGiveTheBytesOfThePlainCodeOnAnyNumberOfThreads)
 {
     Random random(8);
-    constexpr std::array destinations{PvPixelBGRA8Packed, PvPixelMono16, PvPixelRGB8Planar, PvPixelWinRGB24};
+    constexpr std::array destinations{PvPixelBGRA8Packed, PvPixelMono16,      PvPixelRGB8Planar,
+                                      PvPixelWinRGB24,    PvPixelRGB16Packed, PvPixelYUV422Packed};
     std::size_t turn = 0;
     for (const int threads : {1, 2, 5})
         for (const auto from : {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerRG8, PvPixelBayerBG12Packed,
-                                PvPixelYUV422Packed, PvPixelRGB8Packed, PvPixelRGB10Planar})
+                                PvPixelYUV411Packed, PvPixelYUV422Packed, PvPixelRGB8Packed, PvPixelRGB10Planar,
+                                PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16})
             // every other destination, the others with the next number of threads; of sizes that go past the caches
             for (std::size_t i = ++turn % 2; i < destinations.size(); i += 2) {
                 PvBufferConverter converter(threads);
                 ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
+                if (from == destinations[i])
+                    continue;
                 compare_targets(from, destinations[i], 701, 509, converter, random);
                 if (HasFatalFailure())
                     return;
