@@ -55,7 +55,7 @@ LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
         if (const auto kernel = find_rgb_layout_kernel(from, to); kernel != nullptr)
             return kernel;
         return find_packed_rgb_kernel(from, to);
-    default: return find_yuv_kernel(from, to);
+    default: return to.model == Model::rgb ? find_yuv_kernel(from, to) : find_yuv_layout_kernel(from, to);
     }
 }
 

@@ -17,6 +17,8 @@ namespace convert::simd {
 [[nodiscard]] LineKernel find_rgb_to_yuv_kernel(const Format& from, const Format& to) noexcept;
 /// From YUV to RGB.
 [[nodiscard]] LineKernel find_yuv_kernel(const Format& from, const Format& to) noexcept;
+/// From YUV to grey and other YUV.
+[[nodiscard]] LineKernel find_yuv_layout_kernel(const Format& from, const Format& to) noexcept;
 [[nodiscard]] BayerKernels find_bayer_simple(const Format& from, const Format& to) noexcept;
 [[nodiscard]] BayerKernels find_bayer_3x3(const Format& from, const Format& to) noexcept;
 

@@ -167,6 +167,8 @@ HWY_INLINE Yuv8 yuv_of(const Color8& color)
                     hn::Add(upper.weighed<v_red, v_green, v_blue>(), neutral))};
 }
 
+HWY_INLINE V8 neutral_chroma() { return hn::Set(d8, 128); }
+
 /// For deep colours, the code for 8 bits on their upper ones.
 template <class Write>
 struct Narrowing : Write {
@@ -189,27 +191,38 @@ struct WriteGreyWords : WriteWords {
 
 struct WriteYuv444 : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 3 * pixels; }
-    static HWY_INLINE void write(const Color8& pixels, const To& to)
+    static HWY_INLINE void write(const Yuv8& pixels, const To& to)
     {
-        const Yuv8 yuv = yuv_of(pixels);
-        hn::StoreInterleaved3(yuv.u, yuv.y, yuv.v, d8, to[0]);
+        hn::StoreInterleaved3(pixels.u, pixels.y, pixels.v, d8, to[0]);
+    }
+    static HWY_INLINE void write(const Color8& pixels, const To& to) { write(yuv_of(pixels), to); }
+    static HWY_INLINE void write(const Grey8& pixels, const To& to)
+    {
+        write(Yuv8{pixels.grey, neutral_chroma(), neutral_chroma()}, to);
     }
 };
 
 template <bool luma_first>
 struct WriteYuv422 : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return 2 * pixels; }
-    static HWY_INLINE void write(const Color8& pixels, const To& to)
+    static HWY_INLINE void write(const Yuv8& pixels, const To& to)
     {
-        const Yuv8 yuv = yuv_of(pixels);
-        const V8 chroma = hn::BitCast(d8, hn::Or(mean_of_pairs(yuv.u), hn::ShiftLeft<8>(mean_of_pairs(yuv.v))));
-        if constexpr (luma_first)
-            hn::StoreInterleaved2(yuv.y, chroma, d8, to[0]);
-        else
-            hn::StoreInterleaved2(chroma, yuv.y, d8, to[0]);
+        store(pixels.y, hn::BitCast(d8, hn::Or(mean_of_pairs(pixels.u), hn::ShiftLeft<8>(mean_of_pairs(pixels.v)))),
+              to[0]);
     }
+    static HWY_INLINE void write(const Color8& pixels, const To& to) { write(yuv_of(pixels), to); }
+    static HWY_INLINE void write(const Grey8& pixels, const To& to) { store(pixels.grey, neutral_chroma(), to[0]); }
 
 private:
+    /// `chroma`: U and V of each two pixels.
+    static HWY_INLINE void store(V8 luma, V8 chroma, Byte* to)
+    {
+        if constexpr (luma_first)
+            hn::StoreInterleaved2(luma, chroma, d8, to);
+        else
+            hn::StoreInterleaved2(chroma, luma, d8, to);
+    }
+
     static HWY_INLINE V16 mean_of_pairs(V8 values)
     {
         const V16 pairs = hn::BitCast(d16, values);
@@ -233,6 +246,10 @@ struct WriteRgb555 : Access<> {
             words(hn::UpperHalf(half, pixels.red), hn::UpperHalf(half, pixels.green), hn::UpperHalf(half, pixels.blue)),
             to[0] + block);
     }
+    static HWY_INLINE void write(const Grey8& pixels, const To& to)
+    {
+        write(Color8{pixels.grey, pixels.grey, pixels.grey}, to);
+    }
 };
 
 struct WriteWordTriples : Access<> {
@@ -248,6 +265,8 @@ struct WriteWordTriples : Access<> {
     {
         write(Color16{widen(Grey8{pixels.red}), widen(Grey8{pixels.green}), widen(Grey8{pixels.blue})}, to);
     }
+    static HWY_INLINE void write(const Grey16& pixels, const To& to) { write(Color16{pixels, pixels, pixels}, to); }
+    static HWY_INLINE void write(const Grey8& pixels, const To& to) { write(widen(pixels), to); }
 };
 
 }  // namespace convert::simd::HWY_NAMESPACE

@@ -5,8 +5,8 @@
 #define HWY_TARGET_INCLUDE "sdk/convert/simd_mono.cpp"
 #include <hwy/foreach_target.h>
 
+#include "sdk/convert/simd_from_rgb-inl.h"
 #include "sdk/convert/simd_readers-inl.h"
-#include "sdk/convert/simd_writers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace convert::simd::HWY_NAMESPACE {
@@ -25,7 +25,13 @@ LineKernel kernel_to(const Format& to)
     case Packing::bytes: return convert_line<Read, WriteBytes>;
     case Packing::triples: return convert_line<Read, WriteTriples<false>>;
     case Packing::quads: return convert_line<Read, WriteQuads<false>>;
+    case Packing::rgb555: return convert_line<Read, WriteRgb555>;
+    case Packing::planar_bytes: return convert_line<Read, WritePlanes8>;
+    case Packing::uyvy: return convert_line<Read, WriteYuv422<false>>;
+    case Packing::yuyv: return convert_line<Read, WriteYuv422<true>>;
+    case Packing::yuv444: return convert_line<Read, WriteYuv444>;
     case Packing::words: return convert_line<ReadDeep, WriteWords>;
+    case Packing::word_triples: return convert_line<ReadDeep, WriteWordTriples>;
     default: return nullptr;
     }
 }

@@ -121,6 +121,10 @@ struct WritePlanes8 : Access<3> {
         store8(pixels.green, to[1]);
         store8(pixels.blue, to[2]);
     }
+    static HWY_INLINE void write(const Grey8& pixels, const To& to)
+    {
+        write(Color8{pixels.grey, pixels.grey, pixels.grey}, to);
+    }
 };
 
 struct WritePlanes16 : Access<3> {

@@ -113,6 +113,26 @@ TEST_F(Simd, EveryTargetGivesTheBytesOfThePlainCode)
         }
 }
 
+/// What every conversion passes through: a kernel to the destination, or one to planes of RGB and one from these.
+TEST_F(Simd, EveryConversionOfColoursIsOfKernels)
+{
+    if (simd::vector_targets().empty())
+        GTEST_SKIP() << "this machine has no vectors";
+    for (const auto from_type : pv_pixel_types)
+        for (const auto to_type : pv_pixel_types) {
+            const auto& from = *convert::find_format(from_type);
+            const auto& to = *convert::find_format(to_type);
+            if (from_type == to_type || !to.destination || from.model == convert::Model::bayer)
+                continue;
+            const auto& planes = *convert::find_format(from.depth > 8 ? PvPixelRGB16Planar : PvPixelRGB8Planar);
+            const bool by_planes = (from.model == convert::Model::rgb || to.model == convert::Model::rgb) &&
+                                   simd::find_line_kernel(from, planes) != nullptr &&
+                                   simd::find_line_kernel(planes, to) != nullptr;
+            EXPECT_TRUE(by_planes || simd::find_line_kernel(from, to) != nullptr)
+                << std::hex << from_type << " to " << to_type;
+        }
+}
+
 TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
 {
     Random random(7);
