@@ -1,11 +1,12 @@
 // Conversion speed beside OpenCV, libswscale, a copy of the output bytes and mere reading of the input bytes, over
-// memory that is in no cache; then the quality of the Bayer filters. A conversion cannot be faster than reading its
-// input. Arguments: names of parts of the table's first column, to measure only those rows.
+// memory that is in no cache; then the filters' speed and the quality of the Bayer filters. A conversion cannot be
+// faster than reading its input. Arguments: names of parts of the table's first column, to measure only those rows.
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <thread>
 
+#include "bench/convert/filters.h"
 #include "bench/convert/measure.h"
 #include "bench/convert/peers.h"
 #include "bench/convert/quality.h"
@@ -188,6 +189,8 @@ int main(int argc, char** argv)
                     std::printf("%34s %u threads gain %.2f\n", "", all, shared / one);
                 }
             }
+    if (wanted("filters", filters))
+        print_filters();
     if (wanted("quality", filters))
         print_quality();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/failure.h"
@@ -10,6 +11,7 @@
 #include "sdk/convert/conversion.h"
 #include "sdk/convert/filter_target.h"
 #include "sdk/convert/pack.h"
+#include "sdk/convert/simd.h"
 #include "sdk/convert/unpack.h"
 #include "sdk/convert/views.h"
 
@@ -38,86 +40,143 @@ std::size_t bayer_color(const Format& format, std::size_t x, std::size_t y) noex
     return red_column == red_line ? (red_line ? 0 : 2) : 1;
 }
 
+/// A line whose samples do not lie in bytes or words of their own.
 template <class Sample>
+void filter_packed_line(const Format& format, const PackedLine<Byte>& at, std::size_t width, const ColorGains& gains,
+                        const LineGains& bayer_gains, Scratch& scratch) noexcept
+{
+    const auto line = scratch_channels<Sample>(scratch);
+    unpack_line(format, PackedLine<const Byte>{at[0], at[1], at[2]}, width, line);
+    if (format.model == Model::bayer)
+        apply_gain(bayer_gains, width, line.color[0]);
+    else
+        for (std::size_t color = 0; color < 3; ++color)
+            apply_gain(LineGains(gains, {color}), width, line.color[color]);
+    pack_line(format, Channels<const Sample>{{line.color[0], line.color[1], line.color[2]}, line.alpha}, width, at);
+}
+
 void filter_lines(const CheckedImage<Byte>& image, const ColorGains& gains, Scratch& scratch) noexcept
 {
-    const auto& [format, view] = image;
-    const auto line = scratch_channels<Sample>(scratch);
+    const auto& [checked, view] = image;
+    const Format& format = *checked;
+    const std::size_t first = format.blue_first ? 2 : 0;
+    const LineGains of_planes[] = {{gains, {0}}, {gains, {1}}, {gains, {2}}};
+    const LineGains of_triples(gains, {first, 1, 2 - first});
+    const LineGains of_quads(gains, {first, 1, 2 - first, format.alpha ? kept_sample : opaque_sample});
+    const auto of_bayer = [&](std::size_t y) {
+        return LineGains(gains, {bayer_color(format, 0, y), bayer_color(format, 1, y)});
+    };
+    const LineGains of_bayer_lines[] = {of_bayer(0), of_bayer(1)};
     for (std::size_t y = 0; y < view.height; ++y) {
         const auto at = view.line(y);
-        unpack_line(*format, PackedLine<const Byte>{at[0], at[1], at[2]}, view.width, line);
-        if (format->model == Model::bayer)
-            for (std::size_t x = 0; x < std::min<std::size_t>(view.width, 2); ++x)
-                apply_gain(gains, bayer_color(*format, x, y), view.width - x, 2, line.color[0] + x);
-        else
+        const auto& of_cells = of_bayer_lines[y % 2];
+        switch (format.packing) {
+        case Packing::bytes: apply_gain(of_cells, view.width, at[0]); break;
+        case Packing::words: apply_gain_to_words(of_cells, format.depth, view.width, at[0]); break;
+        case Packing::triples: apply_gain(of_triples, 3 * view.width, at[0]); break;
+        case Packing::quads: apply_gain(of_quads, 4 * view.width, at[0]); break;
+        case Packing::word_triples: apply_gain_to_words(of_triples, format.depth, 3 * view.width, at[0]); break;
+        case Packing::planar_bytes:
             for (std::size_t color = 0; color < 3; ++color)
-                apply_gain(gains, color, view.width, 1, line.color[color]);
-        pack_line(*format, Channels<const Sample>{{line.color[0], line.color[1], line.color[2]}, line.alpha},
-                  view.width, at);
+                apply_gain(of_planes[color], view.width, at[color]);
+            break;
+        case Packing::planar_words:
+            for (std::size_t color = 0; color < 3; ++color)
+                apply_gain_to_words(of_planes[color], format.depth, view.width, at[color]);
+            break;
+        default:
+            if (format.depth <= 8)
+                filter_packed_line<Byte>(format, at, view.width, gains, of_cells, scratch);
+            else
+                filter_packed_line<std::uint16_t>(format, at, view.width, gains, of_cells, scratch);
+        }
     }
 }
 
-/// Sums of the pixels that count for the white balance.
-struct Sums {
-    std::array<std::uint64_t, 3> color{};
-    std::uint64_t pixels = 0;
-
-    void add(std::uint64_t red, std::uint64_t green, std::uint64_t blue) noexcept
-    {
-        color[0] += red;
-        color[1] += green;
-        color[2] += blue;
-        ++pixels;
-    }
-};
+void add(ColorSums& sums, std::uint64_t red, std::uint64_t green, std::uint64_t blue) noexcept
+{
+    sums.color[0] += red;
+    sums.color[1] += green;
+    sums.color[2] += blue;
+    ++sums.pixels;
+}
 
 template <class Sample>
 constexpr unsigned saturated = 250U * (std::numeric_limits<Sample>::max() / 255U);
+template <class Sample>
+constexpr bool is_words = sizeof(Sample) == 2;
 
 template <class Sample>
-Sums sum_pixels(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
+ColorSums sum_pixels(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
 {
     const auto& [format, view] = image;
     const auto line = scratch_channels<Sample>(scratch);
     const auto& [red, green, blue] = line.color;
-    Sums sums;
+    const auto as_bytes = [](Sample* samples) { return reinterpret_cast<Byte*>(samples); };
+    const PackedLine<Byte> planes{as_bytes(red), as_bytes(green), as_bytes(blue)};
+    const auto unpack =
+        simd::find_line_kernel(*format, *find_format(is_words<Sample> ? PvPixelRGB16Planar : PvPixelRGB8Planar));
+    const auto add_line = simd::find_pixel_sums_kernel(is_words<Sample>);
+    ColorSums sums;
     for (std::size_t y = 0; y < view.height; ++y) {
-        unpack_line(*format, view.line(y), view.width, line);
-        if constexpr (std::is_same_v<Sample, Byte>)
-            if (format->model == Model::yuv)
+        if (unpack != nullptr)
+            unpack(view.line(y), view.width, {0, view.width}, planes);
+        else
+            unpack_line(*format, view.line(y), view.width, line);
+        if constexpr (!is_words<Sample>)
+            if (format->model == Model::yuv && unpack == nullptr)
                 yuv_to_rgb(view.width, line);
+        if (add_line != nullptr) {
+            add_line({planes[0], planes[1], planes[2]}, view.width, saturated<Sample>, sums);
+            continue;
+        }
         for (std::size_t x = 0; x < view.width; ++x)
             if (std::max({red[x], green[x], blue[x]}) < saturated<Sample>)
-                sums.add(red[x], green[x], blue[x]);
+                add(sums, red[x], green[x], blue[x]);
     }
     return sums;
+}
+
+/// A line that begins with red and green, and one with green and blue; `width` is even.
+template <class Sample>
+void add_cells(const Sample* red_row, const Sample* blue_row, std::size_t width, ColorSums& sums) noexcept
+{
+    if (const auto kernel = simd::find_cell_sums_kernel(is_words<Sample>); kernel != nullptr) {
+        const auto as_bytes = [](const Sample* row) { return reinterpret_cast<const Byte*>(row); };
+        return kernel({as_bytes(red_row), as_bytes(blue_row), nullptr}, width, saturated<Sample>, sums);
+    }
+    for (std::size_t x = 0; x < width; x += 2)
+        if (std::max({red_row[x], red_row[x + 1], blue_row[x], blue_row[x + 1]}) < saturated<Sample>)
+            add(sums, red_row[x], std::uint64_t{red_row[x + 1]} + blue_row[x], blue_row[x + 1]);
 }
 
 template <class Sample>
-Sums sum_cells(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
+ColorSums sum_cells(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
 {
     const auto& [format, view] = image;
     Sample* const rows[] = {scratch.line<Sample>(0), scratch.line<Sample>(1)};
-    Sums sums;
+    const auto unpack_words = is_words<Sample> ? simd::find_samples_kernel(*format) : nullptr;
+    // cells that begin with green are cells upside down that begin with blue
+    const bool upside_down = format->red_x != 0;
+    const std::size_t first = upside_down ? 1U - format->red_y : format->red_y;
+    ColorSums sums;
     for (std::size_t y = 0; y + 1 < view.height; y += 2) {
         for (std::size_t i = 0; i < 2; ++i)
-            unpack_line(*format, view.line(y + i), view.width, Channels<Sample>{{rows[i], nullptr, nullptr}, nullptr});
-        const Sample* const red_row = rows[format->red_y];
-        const Sample* const blue_row = rows[1 - format->red_y];
-        const std::size_t red_x = format->red_x;
-        for (std::size_t x = 0; x + 1 < view.width; x += 2) {
-            const unsigned red = red_row[x + red_x];
-            const unsigned green_1 = red_row[x + 1 - red_x];
-            const unsigned green_2 = blue_row[x + red_x];
-            const unsigned blue = blue_row[x + 1 - red_x];
-            if (std::max({red, green_1, green_2, blue}) < saturated<Sample>)
-                sums.add(2 * red, green_1 + green_2, 2 * blue);
-        }
+            if (unpack_words != nullptr)
+                unpack_words(view.line(y + i), view.width, {0, view.width}, {reinterpret_cast<Byte*>(rows[i])});
+            else
+                unpack_line(*format, view.line(y + i), view.width,
+                            Channels<Sample>{{rows[i], nullptr, nullptr}, nullptr});
+        add_cells(rows[first], rows[1 - first], view.width / 2 * 2, sums);
     }
+    if (upside_down)
+        std::swap(sums.color[0], sums.color[2]);
+    sums.color[0] *= 2;  // of green there are two in each cell
+    sums.color[2] *= 2;
     return sums;
 }
 
-Sums sum(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
+ColorSums sum(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
 {
     const bool bytes = image.format->depth <= 8;
     if (image.format->model == Model::bayer)
@@ -172,10 +231,7 @@ PvResult PvFilterRGB::Apply(PvBuffer* buffer)
     } catch (const std::bad_alloc&) {
         return PvResult::NotEnoughMemory;
     }
-    if (image.format->depth <= 8)
-        filter_lines<Byte>(image, gains, scratch);
-    else
-        filter_lines<std::uint16_t>(image, gains, scratch);
+    filter_lines(image, gains, scratch);
     return PvResult::OK;
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "sdk/convert/PvFilterRGB.h"
+#include "sdk/convert/simd.h"
 #include "sdk/convert/yuv_coefficients.h"
 
 namespace convert {
@@ -21,6 +22,16 @@ std::uint32_t fixed_gain(double gain) noexcept
     return static_cast<std::uint32_t>(std::lround(std::min(gain, 16.0) * 4096));
 }
 
+template <class Sample>
+Sample with_gain(const LineGains& gains, std::size_t x, Sample value) noexcept
+{
+    constexpr std::int32_t largest = std::numeric_limits<Sample>::max();
+    const std::uint32_t gain = gains.gain[x % LineGains::entries];
+    const std::int32_t offset = gains.offset[x % LineGains::entries] * (largest / 255);
+    const auto scaled = static_cast<std::int32_t>((value * gain + 2048) >> 12);
+    return static_cast<Sample>(std::clamp(scaled + offset, 0, largest));
+}
+
 }  // namespace
 
 ColorGains gains_of(const PvFilterRGB& filter) noexcept
@@ -35,19 +46,42 @@ ColorGains gains_of(const PvFilterRGB& filter) noexcept
     return result;
 }
 
-template <class Sample>
-void apply_gain(const ColorGains& gains, std::size_t color, std::size_t width, std::size_t step, Sample* line) noexcept
+LineGains::LineGains(const ColorGains& gains, std::initializer_list<std::size_t> samples) noexcept
 {
-    constexpr std::int32_t largest = std::numeric_limits<Sample>::max();
-    const std::uint32_t gain = gains.gain[color];
-    const std::int32_t offset = gains.offset[color] * (largest / 255);
-    for (std::size_t x = 0; x < width; x += step) {
-        const auto scaled = static_cast<std::int32_t>((line[x] * gain + 2048) >> 12);
-        line[x] = static_cast<Sample>(std::clamp(scaled + offset, 0, largest));
+    for (std::size_t first = 0; first < samples.size(); ++first) {
+        const std::size_t sample = samples.begin()[first];
+        const bool is_color = sample < kept_sample;
+        const std::uint32_t factor = is_color ? gains.gain[sample] : (sample == kept_sample ? 4096U : 0U);
+        const std::int32_t added = is_color ? gains.offset[sample] : (sample == kept_sample ? 0 : 255);
+        for (std::size_t i = first; i < entries; i += samples.size()) {
+            gain[i] = static_cast<std::uint16_t>(factor);
+            offset[i] = static_cast<std::int16_t>(added);
+        }
     }
 }
-template void apply_gain(const ColorGains&, std::size_t, std::size_t, std::size_t, std::uint8_t*) noexcept;
-template void apply_gain(const ColorGains&, std::size_t, std::size_t, std::size_t, std::uint16_t*) noexcept;
+
+template <class Sample>
+void apply_gain(const LineGains& gains, std::size_t count, Sample* line) noexcept
+{
+    constexpr unsigned depth = std::numeric_limits<Sample>::digits;
+    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr)
+        return kernel(gains, count, reinterpret_cast<std::uint8_t*>(line));
+    for (std::size_t x = 0; x < count; ++x)
+        line[x] = with_gain(gains, x, line[x]);
+}
+template void apply_gain(const LineGains&, std::size_t, std::uint8_t*) noexcept;
+template void apply_gain(const LineGains&, std::size_t, std::uint16_t*) noexcept;
+
+void apply_gain_to_words(const LineGains& gains, unsigned depth, std::size_t count, std::uint8_t* line) noexcept
+{
+    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr)
+        return kernel(gains, count, line);
+    const unsigned mask = (1U << depth) - 1;
+    for (std::size_t x = 0; x < count; ++x) {
+        const auto value = with_gain(gains, x, widen(load16(line + 2 * x) & mask, depth));
+        store16(line + 2 * x, static_cast<unsigned>(value >> (16 - depth)));
+    }
+}
 
 template <class Sample>
 void rgb_to_grey(const Channels<const Sample>& from, std::size_t width, Sample* to) noexcept

@@ -89,7 +89,7 @@ private:
         }
         if (filtered())
             for (std::size_t color = 0; color < 3; ++color)
-                apply_gain(conversion_.gains, color, width_, 1, line.color[color]);
+                apply_gain(LineGains(conversion_.gains, {color}), width_, line.color[color]);
         if (pack_ != nullptr) {
             const auto planes = planes_of(line);
             return pack_({planes[0], planes[1], planes[2]}, width_, {0, width_}, out);

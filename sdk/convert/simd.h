@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/convert/PvBufferConverter.h"
+#include "sdk/convert/color.h"
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
 
@@ -56,6 +57,23 @@ using BayerKernels = std::array<LineKernel, 2>;
 
 /// Null when there are none.
 [[nodiscard]] BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept;
+
+/// Applies gains and offsets to that many samples in place: bytes, or words with the kernel's depth of low bits.
+using GainKernel = void (*)(const LineGains& gains, std::size_t samples, std::uint8_t* line);
+
+/// For bytes (8) or words with so many significant bits. Null when there is none.
+[[nodiscard]] GainKernel find_gain_kernel(unsigned depth) noexcept;
+
+/// Adds up the colours of those pixels of a line, or cells of two by two, of which no sample reaches `limit`. Samples
+/// are of 8 bits or of 16.
+using SumKernel = void (*)(const PackedLine<const std::uint8_t>& lines, std::size_t width, unsigned limit,
+                           ColorSums& sums);
+
+/// Of a line each for red, green and blue. Null when there is none.
+[[nodiscard]] SumKernel find_pixel_sums_kernel(bool words) noexcept;
+/// Of two lines, of even `width`, with red in the first of the first and blue in the second of the second; both greens
+/// are added. Null when there is none.
+[[nodiscard]] SumKernel find_cell_sums_kernel(bool words) noexcept;
 
 /// Copies past the caches, meanwhile fetching `upcoming` into them. `to` and `bytes` are multiples of stream_alignment.
 void stream_copy(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes,

@@ -64,9 +64,9 @@ struct ReadLumaOfGroups : ReadGroups<group> {
 struct ReadYuv444Channels : ColorAccess<1, 3> {
     static HWY_INLINE Yuv8 read(const From& from)
     {
-        Yuv8 result;
-        hn::LoadInterleaved3(d8, from[0], result.u, result.y, result.v);
-        return result;
+        V8 u, y, v;
+        hn::LoadInterleaved3(d8, from[0], u, y, v);
+        return {y, u, v};
     }
 };
 
