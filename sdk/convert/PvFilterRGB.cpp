@@ -40,13 +40,36 @@ std::size_t bayer_color(const Format& format, std::size_t x, std::size_t y) noex
     return red_column == red_line ? (red_line ? 0 : 2) : 1;
 }
 
+template <class Sample>
+constexpr bool is_words = sizeof(Sample) == 2;
+
+/// What unpacks lines of a type into channels of samples, YUV as RGB; null when there is none.
+template <class Sample>
+simd::LineKernel unpacking_kernel(const Format& format) noexcept
+{
+    if (format.model == Model::bayer)
+        return is_words<Sample> ? simd::find_samples_kernel(format) : nullptr;
+    return simd::find_line_kernel(format, *find_format(is_words<Sample> ? PvPixelRGB16Planar : PvPixelRGB8Planar));
+}
+
+template <class Sample>
+PackedLine<Byte> as_bytes(const Channels<Sample>& line) noexcept
+{
+    const auto at = [&](std::size_t channel) { return reinterpret_cast<Byte*>(line.color[channel]); };
+    return {at(0), at(1), at(2)};
+}
+
 /// A line whose samples do not lie in bytes or words of their own.
 template <class Sample>
 void filter_packed_line(const Format& format, const PackedLine<Byte>& at, std::size_t width, const ColorGains& gains,
                         const LineGains& bayer_gains, Scratch& scratch) noexcept
 {
     const auto line = scratch_channels<Sample>(scratch);
-    unpack_line(format, PackedLine<const Byte>{at[0], at[1], at[2]}, width, line);
+    const PackedLine<const Byte> from{at[0], at[1], at[2]};
+    if (const auto unpack = unpacking_kernel<Sample>(format); unpack != nullptr)
+        unpack(from, width, {0, width}, as_bytes(line));
+    else
+        unpack_line(format, from, width, line);
     if (format.model == Model::bayer)
         apply_gain(bayer_gains, width, line.color[0]);
     else
@@ -104,18 +127,13 @@ void add(ColorSums& sums, std::uint64_t red, std::uint64_t green, std::uint64_t 
 template <class Sample>
 constexpr unsigned saturated = 250U * (std::numeric_limits<Sample>::max() / 255U);
 template <class Sample>
-constexpr bool is_words = sizeof(Sample) == 2;
-
-template <class Sample>
 ColorSums sum_pixels(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
 {
     const auto& [format, view] = image;
     const auto line = scratch_channels<Sample>(scratch);
     const auto& [red, green, blue] = line.color;
-    const auto as_bytes = [](Sample* samples) { return reinterpret_cast<Byte*>(samples); };
-    const PackedLine<Byte> planes{as_bytes(red), as_bytes(green), as_bytes(blue)};
-    const auto unpack =
-        simd::find_line_kernel(*format, *find_format(is_words<Sample> ? PvPixelRGB16Planar : PvPixelRGB8Planar));
+    const auto planes = as_bytes(line);
+    const auto unpack = unpacking_kernel<Sample>(*format);
     const auto add_line = simd::find_pixel_sums_kernel(is_words<Sample>);
     ColorSums sums;
     for (std::size_t y = 0; y < view.height; ++y) {
@@ -142,8 +160,8 @@ template <class Sample>
 void add_cells(const Sample* red_row, const Sample* blue_row, std::size_t width, ColorSums& sums) noexcept
 {
     if (const auto kernel = simd::find_cell_sums_kernel(is_words<Sample>); kernel != nullptr) {
-        const auto as_bytes = [](const Sample* row) { return reinterpret_cast<const Byte*>(row); };
-        return kernel({as_bytes(red_row), as_bytes(blue_row), nullptr}, width, saturated<Sample>, sums);
+        const auto bytes_of = [](const Sample* row) { return reinterpret_cast<const Byte*>(row); };
+        return kernel({bytes_of(red_row), bytes_of(blue_row), nullptr}, width, saturated<Sample>, sums);
     }
     for (std::size_t x = 0; x < width; x += 2)
         if (std::max({red_row[x], red_row[x + 1], blue_row[x], blue_row[x + 1]}) < saturated<Sample>)
@@ -155,15 +173,15 @@ ColorSums sum_cells(const CheckedImage<const Byte>& image, Scratch& scratch) noe
 {
     const auto& [format, view] = image;
     Sample* const rows[] = {scratch.line<Sample>(0), scratch.line<Sample>(1)};
-    const auto unpack_words = is_words<Sample> ? simd::find_samples_kernel(*format) : nullptr;
+    const auto unpack = unpacking_kernel<Sample>(*format);
     // cells that begin with green are cells upside down that begin with blue
     const bool upside_down = format->red_x != 0;
     const std::size_t first = upside_down ? 1U - format->red_y : format->red_y;
     ColorSums sums;
     for (std::size_t y = 0; y + 1 < view.height; y += 2) {
         for (std::size_t i = 0; i < 2; ++i)
-            if (unpack_words != nullptr)
-                unpack_words(view.line(y + i), view.width, {0, view.width}, {reinterpret_cast<Byte*>(rows[i])});
+            if (unpack != nullptr)
+                unpack(view.line(y + i), view.width, {0, view.width}, {reinterpret_cast<Byte*>(rows[i])});
             else
                 unpack_line(*format, view.line(y + i), view.width,
                             Channels<Sample>{{rows[i], nullptr, nullptr}, nullptr});

@@ -106,6 +106,18 @@ void store_in_pair(Byte* pairs, std::size_t place, unsigned value, unsigned dept
     place % 2 == 0 ? store_first_of_pair(pair, value, depth) : store_second_of_pair(pair, value, depth);
 }
 
+void pack_pairs(const std::uint16_t* from, std::size_t width, unsigned depth, Byte* to) noexcept
+{
+    const auto value = [from, depth](std::size_t x) { return static_cast<unsigned>(from[x] >> (16 - depth)); };
+    std::size_t x = 0;
+    for (; x + 1 < width; x += 2, to += 3) {
+        store_first_of_pair(to, value(x), depth);
+        store_second_of_pair(to, value(x + 1), depth);
+    }
+    if (x < width)
+        store_first_of_pair(to, value(x), depth);
+}
+
 void pack_rgb10_v1(const Channels<const std::uint16_t>& from, std::size_t width, Byte* to) noexcept
 {
     for (std::size_t x = 0; x < width; ++x, to += 4) {
@@ -121,10 +133,9 @@ void pack_rgb10_v1(const Channels<const std::uint16_t>& from, std::size_t width,
 
 void pack_rgb10_v2(const Channels<const std::uint16_t>& from, std::size_t width, Byte* to) noexcept
 {
+    const auto [red, green, blue] = from.color;
     for (std::size_t x = 0; x < width; ++x, to += 4) {
-        std::uint32_t word = 0;
-        for (std::size_t c = 0; c < 3; ++c)
-            word |= static_cast<std::uint32_t>(from.color[c][x] >> 6) << (10 * c);
+        const auto word = static_cast<std::uint32_t>(red[x] >> 6 | green[x] >> 6 << 10 | blue[x] >> 6 << 20);
         store16(to, word & 0xFFFF);
         store16(to + 2, word >> 16);
     }
@@ -162,10 +173,7 @@ void pack_line(const Format& format, const Channels<const std::uint16_t>& unorde
     const auto from = red_first(format, unordered);
     switch (format.packing) {
     case Packing::words: pack_words(from.color[0], width, format.depth, 2, to[0]); break;
-    case Packing::pairs:
-        for (std::size_t x = 0; x < width; ++x)
-            store_in_pair(to[0], x, static_cast<unsigned>(from.color[0][x] >> (16 - format.depth)), format.depth);
-        break;
+    case Packing::pairs: pack_pairs(from.color[0], width, format.depth, to[0]); break;
     case Packing::word_triples:
         for (std::size_t c = 0; c < 3; ++c)
             pack_words(from.color[c], width, format.depth, 6, to[0] + 2 * c);
