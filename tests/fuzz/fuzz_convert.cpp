@@ -3,6 +3,7 @@
 // so that the address sanitizer sees a step too far; what must not be written is compared.
 #include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
@@ -75,6 +76,30 @@ struct Image {
     PvBuffer buffer;
 };
 
+/// The white balance of the image, and its bytes after the filter, by the target's code.
+struct Filtered {
+    Filtered(convert::simd::Target target, PvFilterRGB filter, const Image& image)
+    {
+        convert::simd::force_target(target);
+        auto copy = image.memory;
+        PvBuffer buffer;
+        const auto& format = *image.buffer.GetImage();
+        require(buffer.GetImage()
+                    ->Attach(copy.data() + image.skipped, format.GetWidth(), format.GetHeight(), format.GetPixelType(),
+                             format.GetPaddingX(), format.GetPaddingY())
+                    .IsOK());
+        PvFilterRGB balance;
+        static_cast<void>(balance.WhiteBalance(&buffer));
+        gains = {balance.GetGainR(), balance.GetGainG(), balance.GetGainB()};
+        static_cast<void>(filter.Apply(&buffer));
+        memory = std::move(copy);
+    }
+    friend bool operator==(const Filtered&, const Filtered&) = default;
+
+    std::vector<std::uint8_t> memory;
+    std::array<double, 3> gains{};
+};
+
 PvPixelType pixel_type(Source& source) { return pv_pixel_types[source.below(pv_pixel_types.size())]; }
 
 PvFilterRGB rgb_filter(Source& source)
@@ -131,6 +156,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(converter->Convert(&in.buffer, &out.buffer).IsOK() == supported);
         require(out.memory == plain);
     }
+
+    require(Filtered(convert::simd::plain_target, filter, in) == Filtered(target, filter, in));
 
     if (large)
         return 0;
