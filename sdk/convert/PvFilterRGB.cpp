@@ -48,7 +48,7 @@ template <class Sample>
 simd::LineKernel unpacking_kernel(const Format& format) noexcept
 {
     if (format.model == Model::bayer)
-        return is_words<Sample> ? simd::find_samples_kernel(format) : nullptr;
+        return is_words<Sample> ? simd::find_samples_kernel(format, 16) : nullptr;
     return simd::find_line_kernel(format, *find_format(is_words<Sample> ? PvPixelRGB16Planar : PvPixelRGB8Planar));
 }
 

@@ -134,23 +134,15 @@ private:
     void prepare_demosaic() noexcept
     {
         const auto filter = conversion_.bayer_filter;
-        constexpr bool bytes = std::is_same_v<Sample, Byte>;
-        unpack_samples_ = simd::find_line_kernel(grey_like(from_), *find_format(bytes ? PvPixelMono8 : PvPixelMono16));
         Format samples = from_;
-        samples.packing = bytes ? Packing::bytes : Packing::words;
+        samples.packing = std::is_same_v<Sample, Byte> ? Packing::bytes : Packing::words;
         samples.depth = 8 * sizeof(Sample);
+        unpack_samples_ = simd::find_samples_kernel(from_, samples.depth);
         if (conversion_.gains.neutral())
             kernels_ = simd::find_bayer_kernels(samples, to_, filter);
         demosaics_directly_ = kernels_[0] != nullptr;
         if (!demosaics_directly_)
             kernels_ = simd::find_bayer_kernels(samples, planar_format(), filter);
-    }
-
-    /// The samples of a Bayer type, whatever their colours.
-    static Format grey_like(Format bayer) noexcept
-    {
-        bayer.model = Model::mono;
-        return bayer;
     }
 
     /// What the channels of a line are as a pixel type.

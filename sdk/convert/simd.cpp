@@ -59,6 +59,11 @@ LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
     }
 }
 
+LineKernel find_samples_kernel(const Format& from, unsigned bits) noexcept
+{
+    return find_mono_kernel(from, *find_format(bits == 8 ? PvPixelMono8 : PvPixelMono16));
+}
+
 BayerKernels find_bayer_kernels(const Format& from, const Format& to, PvBayerFilterType filter) noexcept
 {
     return filter == PvBayerFilterSimple ? find_bayer_simple(from, to) : find_bayer_3x3(from, to);

@@ -50,6 +50,9 @@ using FarLinesKernel = void (*)(const FarLines<const std::uint8_t>& from, std::s
 /// For conversions that would otherwise wait for what they read; null for others.
 [[nodiscard]] FarLinesKernel find_far_lines_kernel(const Format& from, const Format& to) noexcept;
 
+/// For the values of mono and Bayer types, whatever their colours: to samples of 8 or of 16 bits.
+[[nodiscard]] LineKernel find_samples_kernel(const Format& from, unsigned bits) noexcept;
+
 /// Kernels for the even and the odd lines of a Bayer image. Of the lines of samples that they get, the first is the one
 /// above, the second the one to convert, the third the one below; see BayerLines. Samples are of 8 bits, or of 16 when
 /// the type has more than 8.
