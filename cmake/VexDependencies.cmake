@@ -1,10 +1,10 @@
 # Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_highway, vex_cli11.
 #
-# Natively they come from Debian's -dev packages. The Windows build compiles pugixml and Highway from Debian's source
-# packages, takes zlib from Debian's package for MinGW, and sees header-only packages through folders of links, because
-# /usr/include must never be on the cross compiler's path. `./run` lays these out under VEX_DEPS.
+# Natively they come from Debian's -dev packages. Cross builds compile pugixml and Highway from Debian's source packages
+# and see header-only packages through folders of links, because /usr/include must never be on the cross compiler's path.
+# `./run` lays these out under VEX_DEPS. The Windows build takes zlib from Debian's package for MinGW.
 
-set(VEX_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Where ./run lays out sources and headers for the Windows build")
+set(VEX_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Where ./run lays out sources and headers for cross builds")
 
 if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
     message(FATAL_ERROR "GoogleTest's sources are missing; install the package googletest")
@@ -21,6 +21,11 @@ add_library(vex_zlib INTERFACE)
 add_library(vex_cli11 INTERFACE)
 if(WIN32)
     target_link_libraries(vex_zlib INTERFACE z)
+elseif(NOT VEX_IMAGES_ONLY)
+    find_package(ZLIB REQUIRED)
+    target_link_libraries(vex_zlib INTERFACE ZLIB::ZLIB)
+endif()
+if(CMAKE_CROSSCOMPILING)
     add_library(vex_pugixml STATIC ${VEX_DEPS}/pugixml/src/pugixml.cpp)
     target_include_directories(vex_pugixml SYSTEM PUBLIC ${VEX_DEPS}/pugixml/src)
     target_include_directories(vex_cli11 SYSTEM INTERFACE ${VEX_DEPS}/include)
@@ -28,15 +33,13 @@ if(WIN32)
     target_include_directories(vex_highway SYSTEM PUBLIC ${VEX_DEPS}/highway)
     target_compile_definitions(vex_highway PUBLIC HWY_STATIC_DEFINE)
 else()
-    find_package(ZLIB REQUIRED)
-    target_link_libraries(vex_zlib INTERFACE ZLIB::ZLIB)
     find_package(pugixml REQUIRED)
     add_library(vex_pugixml INTERFACE)
     target_link_libraries(vex_pugixml INTERFACE pugixml::pugixml)
     add_library(vex_highway INTERFACE)
     target_link_libraries(vex_highway INTERFACE hwy)
 endif()
-# the plain code in place of Highway's emulation of vectors, on every compiler; and no scalable vectors, whose size the
-# code would have to ask for
-set_property(TARGET vex_highway APPEND PROPERTY INTERFACE_COMPILE_DEFINITIONS HWY_BROKEN_EMU128=1
+# the plain code in place of Highway's emulation of vectors, on every compiler, and to be chosen also on processors that
+# always have vectors: tests compare with it; and no scalable vectors, whose size the code would have to ask for
+set_property(TARGET vex_highway APPEND PROPERTY INTERFACE_COMPILE_DEFINITIONS HWY_BROKEN_EMU128=1 HWY_COMPILE_ALL_ATTAINABLE
     "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")

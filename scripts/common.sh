@@ -72,9 +72,9 @@ progress() {
         END { if (tty && n) printf "\n"; else if (n) printf "   %d %s\n", int(n / parts), what }'
 }
 
-# ---- sources for the Windows build ----
+# ---- sources for cross builds ----
 
-# Debian ships pugixml and Highway for MinGW as source only. The source list is a copy of the system's own, so that the
+# Cross builds compile pugixml and Highway themselves. The source list is a copy of the system's own, so that the
 # system's configuration stays untouched.
 fetch_sources() {
     [ -e "$deps/.ready-2" ] || {
@@ -133,13 +133,15 @@ compile() {
     wait "$job" || { grep -vE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -60; fail "the build in $folder failed"; }
 }
 
-# configure_build native|windows|address|thread
+# configure_build native|windows|neon|address|thread
 configure_build() {
     local folder=$root/build/$1
     fetch_sources
     case "$1" in
         native) configure "$folder" -DCMAKE_BUILD_TYPE=Release ;;
         windows) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
+        neon) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux.cmake \
+            -DVEX_IMAGES_ONLY=ON ;;
         address) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_SANITIZE=address \
             -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ ;;
         thread) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_SANITIZE=thread ;;
@@ -147,7 +149,7 @@ configure_build() {
     esac
 }
 
-# build native|windows|address|thread [TARGET...]
+# build native|windows|neon|address|thread [TARGET...]
 build() {
     local name=$1
     shift

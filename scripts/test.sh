@@ -1,7 +1,8 @@
 # ./run test: every test there is. Sourced by ./run. Suites run independently: one failing does not hide the next.
 
-# Two more are run when asked for: `native` runs the SDK's tests once more without sanitizers (`address` and `thread` run
-# the same ones, `windows` runs them optimised), and `tidy` takes minutes when much has changed
+# More are run when asked for: `native` runs the SDK's tests once more without sanitizers (`address` and `thread` run the
+# same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, and `tidy` takes
+# minutes when much has changed
 not_run=77  # what a suite returns that cannot run here
 suites_all=(style windows scripts interop address thread fuzz)
 
@@ -37,6 +38,18 @@ suite_tidy() {
 }
 
 suite_native() { build native && run_ctest "$build_native" -j2; }
+
+# The modules for images and their tests, for 64-bit ARM on an emulated processor. The results name the instruction sets
+# whose vector code was compared with the plain code.
+suite_neon() {
+    local results=$root/build/neon/results/ targets
+    build neon
+    rm -rf "$results"
+    GTEST_OUTPUT=xml:$results run_ctest "$root/build/neon" -j2
+    targets=$(sed -n 's/.*name="targets" value="\([^"]*\)".*/\1/p' "$results/convert_tests.xml")
+    echo "   vector code compared with the plain code: ${targets:-none}"
+    [[ " $targets " == *" NEON "* ]]
+}
 
 suite_address() { build address && run_ctest "$root/build/address" -j2; }
 
@@ -106,6 +119,9 @@ run_tests() {
     done
     if [ -z "${VEX_PRIVATE_NETWORK:-}" ]; then
         ensure_packages test
+        for suite in "${suites[@]}"; do
+            [ ! -e "scripts/packages-$suite" ] || ensure_packages "$suite"
+        done
         fetch_sources
         enter_private_network test "$@"
     fi

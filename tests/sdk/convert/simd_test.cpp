@@ -5,6 +5,8 @@
 
 #include <array>
 #include <random>
+#include <set>
+#include <string>
 
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/convert/PvFilterRGB.h"
@@ -52,6 +54,26 @@ void compare_targets(PvPixelType from, PvPixelType to, std::uint32_t width, std:
             << " x " << height << ", byte " << differs.first - expected.begin() << " of " << expected.size() << " is "
             << int{*differs.second} << ", not " << int{*differs.first};
     }
+}
+
+TEST_F(Simd, ForcedTargetsAreTheOnesUsed)
+{
+    const auto& from = *convert::find_format(PvPixelMono8);
+    const auto& to = *convert::find_format(PvPixelBGRA8Packed);
+    simd::force_target(simd::plain_target);
+    EXPECT_EQ(simd::find_line_kernel(from, to), nullptr);
+    simd::force_target(simd::best_target);
+    std::set<simd::LineKernel> kernels;
+    std::string names;
+    for (const auto target : simd::vector_targets()) {
+        simd::force_target(target);
+        const auto kernel = simd::find_line_kernel(from, to);
+        EXPECT_NE(kernel, nullptr) << simd::target_name(target);
+        EXPECT_TRUE(kernels.insert(kernel).second) << simd::target_name(target);
+        names += names.empty() ? "" : " ";
+        names += simd::target_name(target);
+    }
+    RecordProperty("targets", names);
 }
 
 TEST_F(Simd, EveryTargetGivesTheBytesOfThePlainCode)
