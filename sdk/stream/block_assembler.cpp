@@ -38,6 +38,14 @@ std::optional<AllInLayout> layout_of(const gvsp::Leader& leader) noexcept
     }
 }
 
+/// The trailer of an all-in packet; empty when it is malformed or when no data follow it.
+std::optional<gvsp::Trailer> trailer_of(std::span<const std::uint8_t> payload, const AllInLayout& layout) noexcept
+{
+    if (payload.size() <= layout.leader + layout.trailer)
+        return std::nullopt;
+    return gvsp::decode_trailer(payload.subspan(layout.leader, layout.trailer));
+}
+
 bool is_marked_resent(const gvsp::Header& header) noexcept
 {
     return header.status == gvsp::Status::packet_resend ||
@@ -137,11 +145,7 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     PacketFate fate = PacketFate::unsupported;
     if (!layout.has_value()) {
         frame->note_unsupported();
-    } else if (packet.payload.size() <= layout->leader + layout->trailer) {
-        fate = PacketFate::malformed;
-    } else if (const std::optional<gvsp::Trailer> trailer =
-                   gvsp::decode_trailer(packet.payload.subspan(layout->leader, layout->trailer));
-               !trailer.has_value()) {
+    } else if (const std::optional<gvsp::Trailer> trailer = trailer_of(packet.payload, *layout); !trailer.has_value()) {
         fate = PacketFate::malformed;
     } else {
         fate = frame->put_leader(*leader, habits_);

@@ -189,7 +189,7 @@ private:
     virtual_device::GvcpServer server_;
 };
 
-Camera::Camera(CameraOptions options, const net::Clock& clock) : impl_(std::make_unique<Impl>(options, clock)) {}
+Camera::Camera(const CameraOptions& options, const net::Clock& clock) : impl_(std::make_unique<Impl>(options, clock)) {}
 Camera::~Camera() { impl_->stop(); }
 void Camera::start() { impl_->start(); }
 void Camera::stop() noexcept { impl_->stop(); }

@@ -29,7 +29,7 @@ struct CameraOptions {
 class Camera {
 public:
     /// `clock` drives heartbeat, timestamps and frame rate and must outlive the camera.
-    explicit Camera(CameraOptions options, const net::Clock& clock = net::Clock::steady());
+    explicit Camera(const CameraOptions& options, const net::Clock& clock = net::Clock::steady());
     Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
     ~Camera();
