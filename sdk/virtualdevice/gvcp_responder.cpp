@@ -55,11 +55,8 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::En
     remembered_ = nullptr;
     // discovery and resend requests change nothing, so that repeating them does no harm
     const bool remember = command->command != Command::discovery && command->command != Command::packet_resend;
-    if (!remember) {
+    if (!remember || !answer_from_memory(datagram))
         execute(*command);
-    } else if (!answer_from_memory(datagram)) {
-        execute(*command);
-    }
     send_ = nullptr;
     remembered_ = nullptr;
     if (release_when_answered_) {
