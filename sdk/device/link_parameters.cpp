@@ -57,7 +57,7 @@ ControlStatistics Link::statistics() const
     return last ? last->channel().statistics() : ControlStatistics{};
 }
 
-void Link::attach(std::shared_ptr<Connection> connection)
+void Link::attach(const std::shared_ptr<Connection>& connection)
 {
     heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
     {

@@ -45,7 +45,7 @@ public:
 
     /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
     /// the device when this side controls it; a device that does not take them is left as it is.
-    void attach(std::shared_ptr<Connection> connection);
+    void attach(const std::shared_ptr<Connection>& connection);
     /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
     void detach() noexcept;
     void count_loss(std::string reason);

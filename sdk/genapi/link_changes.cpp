@@ -165,7 +165,7 @@ private:
     {
         constexpr unsigned all = value_channels | limits_channel | access_channel;
         switch (link.role) {
-        case Role::value: arc(link.to, link.from, all, 0); break;
+        case Role::value:
         case Role::indexed_value: arc(link.to, link.from, all, 0); break;
         case Role::index:
             arc(link.to, link.from, value_channels | access_channel, value_channel | limits_channel | access_channel);

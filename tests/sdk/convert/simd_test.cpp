@@ -162,6 +162,30 @@ TEST_F(Simd, LargeImagesGiveTheBytesOfThePlainCodeOnAnyNumberOfThreads)
             }
 }
 
+TEST_F(Simd, LinesFarApartGiveTheBytesOfThePlainCode)
+{
+    Random random(9);
+    constexpr std::uint32_t width = 1001, height = 1107;
+    for (const int threads : {1, 2})
+        for (const auto from : {PvPixelMono10, PvPixelMono12, PvPixelMono14, PvPixelMono16}) {
+            PvBufferConverter converter(threads);
+            Image in(width, height, from, random);
+            const auto out = test::blank(width, height, PvPixelMono8, 1024 - width);
+            // each line begins with a cache line; only then lines are converted in turn
+            ASSERT_EQ(reinterpret_cast<std::uintptr_t>(out->GetDataPointer()) % simd::stream_alignment, 0u);
+            const auto converted_by = [&](simd::Target target) {
+                simd::force_target(target);
+                std::fill_n(out->GetDataPointer(), out->GetSize(), std::uint8_t{0xEE});
+                EXPECT_TRUE(converter.Convert(&in.buffer, out.get()).IsOK());
+                return test::bytes_of(*out);
+            };
+            const Bytes expected = converted_by(simd::plain_target);
+            simd::force_target(simd::best_target);
+            for (const auto target : simd::vector_targets())
+                EXPECT_TRUE(converted_by(target) == expected) << simd::target_name(target) << ", " << from;
+        }
+}
+
 TEST_F(Simd, VectorsAreFoundWhereTheProcessorHasThem)
 {
     for (const auto target : simd::vector_targets())
