@@ -116,52 +116,62 @@ void touch(const Byte* bytes, std::size_t count)
     static_cast<void>(sink);
 }
 
-double speed_of(const Row& row, Size size, unsigned threads)
+/// With more threads than one, also how much faster each is than one thread in the same rounds.
+void measure(const Row& row, Size size, unsigned threads)
 {
     const auto& task = row.task;
     const std::size_t out_bytes = image_bytes(task.to, size);
     const std::size_t in_bytes = image_bytes(task.from, size);
-    std::vector<std::string> names{"ours", "memcpy", "read"};
     ColdBuffers buffers(in_bytes, out_bytes);
     convert::ThreadPool pool(threads);
-    const auto in_parts = [&](std::size_t bytes, auto&& work) {
-        pool.run(threads, [&](unsigned part) {
-            const std::size_t begin = bytes * part / threads;
-            work(begin, bytes * (part + 1) / threads - begin);
-        });
-    };
-    std::vector<std::function<void()>> calls{
-        [&, convert = our_conversion(task, size, threads)] {
+    const auto conversion = [&](Convert convert) {
+        return [&buffers, convert = std::move(convert)] {
             const auto [from, to] = buffers.next();
             convert(from, to);
-        },
-        [&] {
+        };
+    };
+    const auto in_parts = [&pool](unsigned parts, std::size_t bytes, auto&& work) {
+        pool.run(parts, [&](unsigned part, unsigned /*thread*/) {
+            const std::size_t begin = bytes * part / parts;
+            work(begin, bytes * (part + 1) / parts - begin);
+        });
+    };
+    const auto copy = [&](unsigned parts) {
+        return [&buffers, &in_parts, parts, out_bytes] {
             const auto pair = buffers.next_copy();
-            in_parts(out_bytes, [&](std::size_t begin, std::size_t count) {
+            in_parts(parts, out_bytes, [&](std::size_t begin, std::size_t count) {
                 std::memcpy(pair.to + begin, pair.from + begin, count);
             });
-        },
+        };
+    };
+    enum : std::size_t { ours, memcpy, read, first_peer };
+    std::vector<std::string> names{"ours", "memcpy", "read"};
+    std::vector<std::function<void()>> calls{
+        conversion(our_conversion(task, size, threads)),
+        copy(threads),
         [&] {
             const auto pair = buffers.next();
-            in_parts(in_bytes, [&](std::size_t begin, std::size_t count) { touch(pair.from + begin, count); });
+            in_parts(threads, in_bytes, [&](std::size_t begin, std::size_t count) { touch(pair.from + begin, count); });
         },
     };
     for (auto& peer : peers_for(task, size, threads)) {
         names.push_back(peer.name);
-        calls.push_back([&, convert = peer.convert] {
-            const auto [from, to] = buffers.next();
-            convert(from, to);
-        });
+        calls.push_back(conversion(peer.convert));
+    }
+    if (threads > 1) {
+        calls.push_back(conversion(our_conversion(task, size, 1)));
+        calls.push_back(copy(1));
     }
     const auto seconds = median_seconds(calls, size.pixels() > 5'000'000 ? 15 : 31);
     const auto rate = [&](std::size_t i) { return static_cast<double>(size.pixels()) / seconds[i] / 1e6; };
-    std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f  %7.0f ", row.name, size.width, size.height, threads, rate(0),
-                rate(1), rate(0) / rate(1), rate(2));
-    for (std::size_t i = 3; i < calls.size(); ++i)
-        std::printf("  %s %.0f, ratio %.2f", names[i].c_str(), rate(i), rate(0) / rate(i));
+    std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f  %7.0f ", row.name, size.width, size.height, threads,
+                rate(ours), rate(memcpy), rate(ours) / rate(memcpy), rate(read));
+    for (std::size_t i = first_peer; i < names.size(); ++i)
+        std::printf("  %s %.0f, ratio %.2f", names[i].c_str(), rate(i), rate(ours) / rate(i));
+    if (const std::size_t one = names.size(); threads > 1)
+        std::printf("  gain %.2f, memcpy's %.2f", rate(ours) / rate(one), rate(memcpy) / rate(one + 1));
     std::printf("\n");
     std::fflush(stdout);
-    return rate(0);
 }
 
 bool wanted(const char* name, const std::vector<std::string_view>& filters)
@@ -183,11 +193,9 @@ int main(int argc, char** argv)
     for (const Size size : {Size{2048, 2048}, Size{4096, 3000}})
         for (const auto& row : rows)
             if (wanted(row.name, filters)) {
-                const double one = speed_of(row, size, 1);
-                if (all > 1) {
-                    const double shared = speed_of(row, size, all);
-                    std::printf("%34s %u threads gain %.2f\n", "", all, shared / one);
-                }
+                measure(row, size, 1);
+                if (all > 1)
+                    measure(row, size, all);
             }
     if (wanted("filters", filters))
         print_filters();

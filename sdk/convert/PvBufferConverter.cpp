@@ -19,6 +19,8 @@ namespace {
 constexpr unsigned most_threads = 256;
 /// Below this, waking a thread costs more than the work it takes over.
 constexpr std::size_t pixels_per_thread = 65536;
+/// Threads take a part of an image at a time, so that one that gets less of a processor does less of the work.
+constexpr std::size_t bands_per_thread = 4;
 
 unsigned thread_count(std::int32_t wanted) noexcept
 {
@@ -58,28 +60,28 @@ struct PvBufferConverter::Engine {
         if (worthwhile > 1 && !pool)
             pool = std::make_unique<convert::ThreadPool>(thread_count(threads));
         const std::size_t available = pool ? pool->size() : 1;
-        bands = static_cast<unsigned>(std::min({worthwhile, height, available}));
-        if (scratch.size() < bands)
-            scratch.resize(bands);
-        for (unsigned band = 0; band < bands; ++band)
-            scratch[band].reserve(width, convert::scratch_lines);
+        bands = available > 1 ? static_cast<unsigned>(std::min({worthwhile, height, bands_per_thread * available})) : 1;
+        if (scratch.size() < available)
+            scratch.resize(available);
+        for (auto& one : scratch)
+            one.reserve(width, convert::scratch_lines);
     }
 
     void run(const convert::Conversion& conversion)
     {
         const std::size_t height = conversion.source.height;
-        const auto convert_band = [&](unsigned band) {
-            convert::convert_lines(conversion, height * band / bands, height * (band + 1) / bands, scratch[band]);
+        const auto convert_band = [&](unsigned band, unsigned thread) {
+            convert::convert_lines(conversion, height * band / bands, height * (band + 1) / bands, scratch[thread]);
         };
         if (bands == 1)
-            convert_band(0);
+            convert_band(0, 0);
         else
             pool->run(bands, convert_band);
     }
 
     std::unique_ptr<convert::ThreadPool> pool;  // once an image was large enough to share out
     unsigned bands = 1;
-    std::vector<convert::Scratch> scratch;  // one for each band
+    std::vector<convert::Scratch> scratch;  // one for each thread
 };
 
 PvBufferConverter::PvBufferConverter(std::int32_t threads) noexcept : threads_(threads) {}

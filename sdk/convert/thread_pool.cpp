@@ -9,7 +9,7 @@ ThreadPool::ThreadPool(unsigned threads)
     workers_.reserve(threads > 0 ? threads - 1 : 0);
     try {
         while (size() < threads)
-            workers_.emplace_back([this] { worker(); });
+            workers_.emplace_back([this, thread = size()] { worker(thread); });
     } catch (const std::exception&) {
         // no more threads or no memory for them: fewer do the same work
     }
@@ -26,7 +26,7 @@ ThreadPool::~ThreadPool()
         worker.join();
 }
 
-void ThreadPool::run(unsigned jobs, const std::function<void(unsigned)>& work)
+void ThreadPool::run(unsigned jobs, const Work& work)
 {
     std::unique_lock lock(mutex_);
     work_ = &work;
@@ -34,29 +34,29 @@ void ThreadPool::run(unsigned jobs, const std::function<void(unsigned)>& work)
     next_job_ = 0;
     unfinished_ = jobs;
     work_arrived_.notify_all();
-    take_jobs(lock);
+    take_jobs(0, lock);
     work_done_.wait(lock, [this] { return unfinished_ == 0; });
     jobs_ = 0;
 }
 
-void ThreadPool::worker()
+void ThreadPool::worker(unsigned thread)
 {
     std::unique_lock lock(mutex_);
     for (;;) {
         work_arrived_.wait(lock, [this] { return stopping_ || next_job_ < jobs_; });
         if (stopping_)
             return;
-        take_jobs(lock);
+        take_jobs(thread, lock);
     }
 }
 
-void ThreadPool::take_jobs(std::unique_lock<std::mutex>& lock)
+void ThreadPool::take_jobs(unsigned thread, std::unique_lock<std::mutex>& lock)
 {
     while (next_job_ < jobs_) {
         const unsigned job = next_job_++;
         const auto& work = *work_;
         lock.unlock();
-        work(job);
+        work(job, thread);
         lock.lock();
         if (--unfinished_ == 0)
             work_done_.notify_one();

@@ -21,18 +21,20 @@ public:
 
     [[nodiscard]] unsigned size() const noexcept { return static_cast<unsigned>(workers_.size()) + 1; }
 
-    /// Calls work(0) to work(jobs - 1), each once, on the pool's threads and the caller's; returns when all are done.
-    /// The work must not throw.
-    void run(unsigned jobs, const std::function<void(unsigned)>& work);
+    /// What is called for a job: its number, and that of the thread, below size().
+    using Work = std::function<void(unsigned job, unsigned thread)>;
+    /// Calls the work for the jobs 0 to `jobs` - 1, each once, on the pool's threads and the caller's; returns when all
+    /// are done. The work must not throw.
+    void run(unsigned jobs, const Work& work);
 
 private:
-    void worker();
-    void take_jobs(std::unique_lock<std::mutex>& lock);
+    void worker(unsigned thread);
+    void take_jobs(unsigned thread, std::unique_lock<std::mutex>& lock);
 
     std::mutex mutex_;
     std::condition_variable work_arrived_;
     std::condition_variable work_done_;
-    const std::function<void(unsigned)>* work_ = nullptr;
+    const Work* work_ = nullptr;
     unsigned jobs_ = 0;
     unsigned next_job_ = 0;
     unsigned unfinished_ = 0;
