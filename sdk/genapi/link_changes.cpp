@@ -1,6 +1,7 @@
 // Loading, last steps: which registers share their bytes, and which way changes take.
 
 #include <algorithm>
+#include <limits>
 #include <tuple>
 
 #include "sdk/genapi/linking.h"
@@ -38,6 +39,7 @@ public:
         model_.cell_begin.push_back(static_cast<std::uint32_t>(users_.size()));
         model_.cells.resize(cells);
         set_apart();
+        set_apart_what_overlaps();
     }
 
 private:
@@ -108,6 +110,38 @@ private:
                 return;
             }
             node = &model_.nodes[next];
+        }
+    }
+
+    /// Whoever reads a register reads the bytes that it shares with others.
+    void set_apart_what_overlaps()
+    {
+        const auto end_of = [](const FixedCell& place) {
+            constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
+            return place.address > last - place.length ? last : place.address + place.length;
+        };
+        std::vector<std::uint32_t> overlapping;
+        const FixedCell* furthest = nullptr;  // of those set apart that begin before
+        for (const FixedCell& place : model_.fixed_cells) {
+            if (furthest != nullptr && furthest->port == place.port && place.address < end_of(*furthest)) {
+                overlapping.push_back(place.cell);
+            }
+            if (model_.cells[place.cell].alone &&
+                (furthest == nullptr || furthest->port != place.port || end_of(*furthest) < end_of(place))) {
+                furthest = &place;
+            }
+        }
+        const FixedCell* next = nullptr;  // of those set apart that begin behind
+        for (auto place = model_.fixed_cells.rbegin(); place != model_.fixed_cells.rend(); ++place) {
+            if (next != nullptr && next->port == place->port && next->address < end_of(*place)) {
+                overlapping.push_back(place->cell);
+            }
+            if (model_.cells[place->cell].alone) {
+                next = &*place;
+            }
+        }
+        for (const std::uint32_t cell : overlapping) {
+            model_.cells[cell].alone = true;
         }
     }
 

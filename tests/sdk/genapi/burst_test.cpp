@@ -154,6 +154,20 @@ TEST(Burst, TakesNothingAlongThatReadingMayChangeOrThatMustNotBeKept)
     EXPECT_EQ(camera.port.groups, std::vector<Group>({{8, 48}}));
 }
 
+TEST(Burst, TakesNothingAlongThatSharesBytesWithWhatMustNotBeRead)
+{
+    const std::string_view two =
+        "</Address><Length>2</Length><AccessMode>WO</AccessMode><pPort>Device</pPort></IntReg>";
+    FastCamera camera(registers(3) + int_reg("Inside", 12) + "<IntReg Name=\"A\"><Address>14" + std::string(two) +
+                      int_reg("Before", 16) + "<IntReg Name=\"B\"><Address>19" + std::string(two) +
+                      int_reg("Behind", 20) + int_reg("Good", 24) +
+                      "<IntReg Name=\"Eight\"><Address>32</Address><Length>8</Length><AccessMode>RO</AccessMode>"
+                      "<pPort>Device</pPort><Cachable>NoCache</Cachable></IntReg>" +
+                      int_reg("First", 32) + int_reg("Second", 36) + int_reg("AlsoGood", 40));
+    camera.start_burst();
+    EXPECT_EQ(camera.port.groups, std::vector<Group>({{8, 24, 40}}));
+}
+
 TEST(Burst, TakesNothingAlongThatMayNotBeThere)
 {
     FastCamera camera(registers(3) + "<Integer Name=\"Yes\"><Value>1</Value></Integer>" +
