@@ -77,11 +77,14 @@ public:
         if (object == nullptr) {
             return E_POINTER;
         }
-        *object = this->find_interface(iid);
-        if (*object == nullptr) {
+        void* const found = this->find_interface(iid);
+        if (found == nullptr) {
+            *object = nullptr;
             return E_NOINTERFACE;
         }
+        // before anything is stored: the processor would have to finish that first
         references_.add();
+        *object = found;
         return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
