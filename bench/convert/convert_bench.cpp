@@ -1,11 +1,13 @@
 // Conversion speed beside OpenCV, libswscale, a copy of the output bytes and mere reading of the input bytes, over
 // memory that is in no cache; then the filters' speed and the quality of the Bayer filters. A conversion cannot be
-// faster than reading its input. Arguments: names of parts of the table's first column, to measure only those rows.
+// faster than reading its input. Arguments: names of parts of the table's first column, to measure only those rows; or
+// "pairs" for a table of all conversions, which is not measured otherwise.
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <thread>
 
+#include "bench/convert/all_pairs.h"
 #include "bench/convert/filters.h"
 #include "bench/convert/measure.h"
 #include "bench/convert/peers.h"
@@ -187,6 +189,10 @@ bool wanted(const char* name, const std::vector<std::string_view>& filters)
 int main(int argc, char** argv)
 {
     const std::vector<std::string_view> filters(argv + 1, argv + argc);
+    if (filters == std::vector<std::string_view>{"pairs"}) {
+        bench::print_all_pairs();
+        return 0;
+    }
     const unsigned all = std::max(1U, std::thread::hardware_concurrency());
     std::printf("%-34s %9s %s  %7s  %7s  %5s  %7s   peers\n", "conversion", "size", "t", "Mpix/s", "memcpy", "frac",
                 "read");

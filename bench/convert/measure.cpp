@@ -12,23 +12,33 @@ constexpr std::size_t rotated_bytes = std::size_t{192} << 20;
 
 }  // namespace
 
-ColdBuffers::ColdBuffers(std::size_t source_bytes, std::size_t destination_bytes)
-{
-    const std::size_t pairs = std::max<std::size_t>(4, rotated_bytes / (source_bytes + destination_bytes));
-    std::mt19937_64 random(1);
-    for (std::size_t pair = 0; pair < pairs; ++pair) {
-        sources_.push_back(allocate(source_bytes));
-        destinations_.push_back(allocate(destination_bytes));
-        for (std::size_t i = 0; i < source_bytes; ++i)
-            sources_.back()[i] = pair == 0 ? static_cast<Byte>(random()) : sources_.front()[i];
-        std::fill_n(destinations_.back().get(), destination_bytes, Byte{1});
-    }
-}
-
-ColdBuffers::Memory ColdBuffers::allocate(std::size_t bytes)
+Memory allocate(std::size_t bytes)
 {
     constexpr std::size_t page = 4096;
     return Memory(static_cast<Byte*>(std::aligned_alloc(page, (bytes + page - 1) / page * page)));
+}
+
+Memory allocate_random(std::size_t bytes)
+{
+    std::mt19937_64 random(1);
+    Memory memory = allocate(bytes);
+    std::generate_n(memory.get(), bytes, [&] { return static_cast<Byte>(random()); });
+    return memory;
+}
+
+ColdBuffers::ColdBuffers(std::size_t source_bytes, std::size_t destination_bytes)
+{
+    const std::size_t pairs = std::max<std::size_t>(4, rotated_bytes / (source_bytes + destination_bytes));
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        if (pair == 0) {
+            sources_.push_back(allocate_random(source_bytes));
+        } else {
+            sources_.push_back(allocate(source_bytes));
+            std::copy_n(sources_.front().get(), source_bytes, sources_.back().get());
+        }
+        destinations_.push_back(allocate(destination_bytes));
+        std::fill_n(destinations_.back().get(), destination_bytes, Byte{1});
+    }
 }
 
 ColdBuffers::Pair ColdBuffers::next()

@@ -9,6 +9,15 @@
 
 namespace bench {
 
+struct FreeMemory {
+    void operator()(Byte* memory) const { std::free(memory); }
+};
+using Memory = std::unique_ptr<Byte[], FreeMemory>;
+/// Memory that begins with a page, as large blocks of a buffer do.
+[[nodiscard]] Memory allocate(std::size_t bytes);
+/// The same with random bytes in it.
+[[nodiscard]] Memory allocate_random(std::size_t bytes);
+
 /// Pairs of source and destination memory, used in rotation so that each use finds its pair out of the caches.
 class ColdBuffers {
 public:
@@ -24,12 +33,6 @@ public:
     [[nodiscard]] Pair next_copy();
 
 private:
-    struct Free {
-        void operator()(Byte* memory) const { std::free(memory); }
-    };
-    using Memory = std::unique_ptr<Byte[], Free>;  // on page boundaries, as large blocks of a buffer are
-    static Memory allocate(std::size_t bytes);
-
     std::vector<Memory> sources_;
     std::vector<Memory> destinations_;
     std::size_t turn_ = 0;
