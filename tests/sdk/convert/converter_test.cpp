@@ -160,7 +160,7 @@ TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
 TEST(Converter, AnyNumberOfThreadsGivesTheSameBytes)
 {
     for (const auto from : {PvPixelBayerRG8, PvPixelBayerGB12Packed, PvPixelYUV422Packed, PvPixelRGB12V1Packed,
-                            PvPixelRGB10Planar, PvPixelMono16})
+                            PvPixelRGB10Planar, PvPixelRGB8Planar, PvPixelMono16})
         for (const auto to : {PvPixelBGRA8Packed, PvPixelYUV422Packed, PvPixelRGB8Planar}) {
             const auto source = test::blank(641, 483, from);
             test::fill_random(*source, 9);
