@@ -30,12 +30,6 @@ WSABUF to_buffer(std::span<const std::uint8_t> bytes) noexcept
     return {static_cast<ULONG>(bytes.size()), reinterpret_cast<char*>(const_cast<std::uint8_t*>(bytes.data()))};
 }
 
-/// The answer of the network to an earlier datagram, reported once; of connected sockets Wine says "refused".
-bool is_about_earlier(int error) noexcept
-{
-    return error == WSAECONNRESET || error == WSAENETRESET || error == WSAECONNREFUSED;
-}
-
 /// Sends one datagram to the address, or to the socket's peer when that is null. The sockets do not block, so a full
 /// send buffer is waited for here, as a blocking send would.
 std::error_code send_parts(SOCKET socket, const sockaddr_in* address, std::span<WSABUF> parts) noexcept
@@ -47,7 +41,8 @@ std::error_code send_parts(SOCKET socket, const sockaddr_in* address, std::span<
                         nullptr) == 0)
             return {};
         const std::error_code error = last_socket_error();
-        if (is_about_earlier(error.value()))
+        // an answer to an earlier datagram, not to this one
+        if (error.value() == WSAECONNRESET || error.value() == WSAENETRESET)
             continue;
         if (error.value() != WSAEWOULDBLOCK)
             return error;
@@ -177,7 +172,8 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
             return std::nullopt;
         // Errors of earlier sends are reported here, one per call, and are over once fetched: ask again at once, but
         // not past the deadline.
-        if (is_about_earlier(error) ? deadline.remaining_ms() == 0 : !wait_for_input(socket, deadline))
+        const bool stale_error = error == WSAECONNRESET || error == WSAENETRESET;
+        if (stale_error ? deadline.remaining_ms() == 0 : !wait_for_input(socket, deadline))
             return std::nullopt;
     }
 }
