@@ -50,6 +50,12 @@ void ControlChannel::set_patience(Patience patience) noexcept
     attempts_ = std::max(patience.attempts, 1U);
 }
 
+void ControlChannel::close() noexcept
+{
+    closed_ = true;
+    transport_.wake();
+}
+
 ControlOutcome ControlChannel::close_with(const RegisterWrite& last, Patience patience) noexcept
 {
     close();

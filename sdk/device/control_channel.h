@@ -92,7 +92,7 @@ public:
     void set_patience(Patience patience) noexcept;
 
     /// Ends the exchange under way soon and fails all later ones.
-    void close() noexcept { closed_ = true; }
+    void close() noexcept;
     /// The same, and then sends one last write.
     ControlOutcome close_with(const RegisterWrite& last, Patience patience) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }

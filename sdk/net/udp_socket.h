@@ -59,12 +59,6 @@ public:
 
     std::error_code send_to(const Endpoint& destination, std::span<const std::uint8_t> data) noexcept;
 
-    /// From now on the socket has one peer: what others send does not arrive. Whoever exchanges many small datagrams
-    /// saves the system the search for the way to the peer each time.
-    std::error_code connect(const Endpoint& peer) noexcept;
-    /// Sends to the peer.
-    std::error_code send(std::span<const std::uint8_t> data) noexcept;
-
     /// Sends the datagrams in order with as few system calls as the platform allows and returns how many were sent;
     /// fewer than given means that `error` tells why the next one was not.
     std::size_t send_batch(const Endpoint& destination, std::span<const OutgoingDatagram> datagrams,

@@ -31,19 +31,6 @@ void set_buffer(int descriptor, int forced_name, int name, int bytes) noexcept
         set_option(descriptor, SOL_SOCKET, name, bytes);
 }
 
-/// Sends to the address, or to the socket's peer when that is null.
-std::error_code send_datagram(int descriptor, const sockaddr_in* address, std::span<const std::uint8_t> data) noexcept
-{
-    for (;;) {
-        if (::sendto(descriptor, data.data(), data.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(address),
-                     address != nullptr ? sizeof *address : 0) >= 0)
-            return {};
-        // "refused" is an answer to an earlier datagram, not to this one
-        if (errno != EINTR && errno != ECONNREFUSED)
-            return last_error();
-    }
-}
-
 iovec to_iovec(std::span<const std::uint8_t> bytes) noexcept
 {
     return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
@@ -100,21 +87,13 @@ std::error_code UdpSocket::send_to(const Endpoint& destination, std::span<const 
     if (!is_open())
         return std::make_error_code(std::errc::bad_file_descriptor);
     const sockaddr_in address = to_system(destination);
-    return send_datagram(descriptor_of(handle_), &address, data);
-}
-
-std::error_code UdpSocket::connect(const Endpoint& peer) noexcept
-{
-    const sockaddr_in address = to_system(peer);
-    return ::connect(descriptor_of(handle_), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
-               ? std::error_code{}
-               : last_error();
-}
-
-std::error_code UdpSocket::send(std::span<const std::uint8_t> data) noexcept
-{
-    return is_open() ? send_datagram(descriptor_of(handle_), nullptr, data)
-                     : std::make_error_code(std::errc::bad_file_descriptor);
+    for (;;) {
+        if (::sendto(descriptor_of(handle_), data.data(), data.size(), MSG_NOSIGNAL,
+                     reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0)
+            return {};
+        if (errno != EINTR)
+            return last_error();
+    }
 }
 
 std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const OutgoingDatagram> datagrams,
@@ -155,7 +134,7 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
 {
     if (!is_open())
         return std::nullopt;
-    std::optional<Deadline> deadline;  // only for what is left when a wait did not bring a datagram
+    const Deadline deadline(timeout);
     for (int left = Deadline::whole_ms(timeout);;) {
         // a receive that waits takes one system call; asking first and waiting then would take three
         if (left > 0 && left != receive_timeout_ms_) {
@@ -176,10 +155,7 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
         }
         if (errno == EBADF || errno == ENOTSOCK || left == 0)
             return std::nullopt;
-        // a wait that something else has ended begins anew, once
-        if (!deadline)
-            deadline.emplace(errno == EAGAIN ? timeout - std::chrono::milliseconds(left) : timeout);
-        left = deadline->remaining_ms();
+        left = deadline.remaining_ms();
     }
 }
 

@@ -30,15 +30,13 @@ WSABUF to_buffer(std::span<const std::uint8_t> bytes) noexcept
     return {static_cast<ULONG>(bytes.size()), reinterpret_cast<char*>(const_cast<std::uint8_t*>(bytes.data()))};
 }
 
-/// Sends one datagram to the address, or to the socket's peer when that is null. The sockets do not block, so a full
-/// send buffer is waited for here, as a blocking send would.
-std::error_code send_parts(SOCKET socket, const sockaddr_in* address, std::span<WSABUF> parts) noexcept
+/// Sends one datagram. The sockets do not block, so a full send buffer is waited for here, as a blocking send would.
+std::error_code send_parts(SOCKET socket, const sockaddr_in& address, std::span<WSABUF> parts) noexcept
 {
     for (;;) {
         DWORD sent = 0;
         if (::WSASendTo(socket, parts.data(), static_cast<DWORD>(parts.size()), &sent, 0,
-                        reinterpret_cast<const sockaddr*>(address), address != nullptr ? sizeof *address : 0, nullptr,
-                        nullptr) == 0)
+                        reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr, nullptr) == 0)
             return {};
         const std::error_code error = last_socket_error();
         // an answer to an earlier datagram, not to this one
@@ -113,25 +111,8 @@ std::error_code UdpSocket::send_to(const Endpoint& destination, std::span<const 
 {
     if (!is_open())
         return std::make_error_code(std::errc::bad_file_descriptor);
-    const sockaddr_in address = to_system(destination);
     std::array<WSABUF, 1> parts{to_buffer(data)};
-    return send_parts(socket_of(handle_), &address, parts);
-}
-
-std::error_code UdpSocket::connect(const Endpoint& peer) noexcept
-{
-    const sockaddr_in address = to_system(peer);
-    return ::connect(socket_of(handle_), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
-               ? std::error_code{}
-               : last_socket_error();
-}
-
-std::error_code UdpSocket::send(std::span<const std::uint8_t> data) noexcept
-{
-    if (!is_open())
-        return std::make_error_code(std::errc::bad_file_descriptor);
-    std::array<WSABUF, 1> parts{to_buffer(data)};
-    return send_parts(socket_of(handle_), nullptr, parts);
+    return send_parts(socket_of(handle_), to_system(destination), parts);
 }
 
 std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const OutgoingDatagram> datagrams,
@@ -144,7 +125,7 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
     std::size_t sent = 0;
     for (const OutgoingDatagram& datagram : datagrams) {
         std::array<WSABUF, 2> parts{to_buffer(datagram.head), to_buffer(datagram.body)};
-        error = send_parts(socket_of(handle_), &address, parts);
+        error = send_parts(socket_of(handle_), address, parts);
         if (error)
             break;
         ++sent;

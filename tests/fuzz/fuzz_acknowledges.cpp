@@ -60,6 +60,7 @@ public:
         return net::Received{given, given < size, (how & 0x10) != 0 ? net::Endpoint{{2}, 1} : device()};
     }
 
+    void wake() noexcept override {}
     [[nodiscard]] net::Endpoint device() const noexcept override { return {{0xC0A80102}, 3956}; }
     [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
 

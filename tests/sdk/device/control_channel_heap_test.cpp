@@ -23,6 +23,7 @@ public:
         std::memcpy(buffer.data(), reply, sizeof reply);
         return net::Received{sizeof reply, false, device()};
     }
+    void wake() noexcept override {}
     [[nodiscard]] net::Endpoint device() const noexcept override { return {{1}, 3956}; }
     [[nodiscard]] net::Endpoint local() const noexcept override { return {}; }
 

@@ -75,7 +75,6 @@ public:
     std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
                                          std::chrono::milliseconds timeout) noexcept override
     {
-        timeout = std::min(timeout, device::UdpControlTransport::longest_wait);
         const auto next = std::min_element(arrivals_.begin(), arrivals_.end(),
                                            [](const Arrival& a, const Arrival& b) { return a.at < b.at; });
         if (next == arrivals_.end() || next->at > clock_.now() + timeout) {
@@ -91,6 +90,7 @@ public:
         return net::Received{size, size < arrival.datagram.size(), arrival.source};
     }
 
+    void wake() noexcept override { deliver({}, {}, local()); }
     [[nodiscard]] net::Endpoint device() const noexcept override { return camera; }
     [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
 

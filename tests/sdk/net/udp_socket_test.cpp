@@ -100,43 +100,6 @@ TEST(UdpSocket, CarriesEmptyAndLargestDatagrams)
     EXPECT_EQ(buffer, largest);
 }
 
-TEST(UdpSocket, HearsNobodyButItsPeerOnceConnected)
-{
-    UdpSocket a = open_on("127.0.0.1");
-    UdpSocket peer = open_on("127.0.0.1");
-    UdpSocket stranger = open_on("127.0.0.1");
-    ASSERT_FALSE(a.connect(peer.local()));
-    EXPECT_FALSE(a.send(Bytes{1}));
-    Bytes buffer(10);
-    auto received = peer.receive(buffer, long_enough);
-    ASSERT_TRUE(received);
-    EXPECT_EQ(received->source, a.local());
-
-    EXPECT_FALSE(stranger.send_to(a.local(), Bytes{2, 2}));
-    EXPECT_FALSE(peer.send_to(a.local(), Bytes{3}));
-    received = a.receive(buffer, long_enough);
-    ASSERT_TRUE(received);
-    EXPECT_EQ(received->size, 1U);
-    EXPECT_EQ(buffer[0], 3);
-    EXPECT_EQ(received->source, peer.local());
-    EXPECT_FALSE(a.receive(buffer, 0ms));
-}
-
-TEST(UdpSocket, GoesOnSendingToAPeerThatWasNotThere)
-{
-    UdpSocket a = open_on("127.0.0.1");
-    Endpoint there;
-    {
-        const UdpSocket gone = open_on("127.0.0.1");
-        there = gone.local();
-    }
-    ASSERT_FALSE(a.connect(there));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_FALSE(a.send(Bytes{1}));
-    Bytes buffer(10);
-    EXPECT_FALSE(a.receive(buffer, 1ms));
-}
-
 TEST(UdpSocket, RefusesDatagramsThatUdpCannotCarry)
 {
     UdpSocket a = open_on("127.0.0.1");
