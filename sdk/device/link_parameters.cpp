@@ -291,7 +291,7 @@ void Link::add_statistics(SoftwareParameters& parameters)
                            [this] { return statistics().pendings; }));
     parameters.add(
         counter("StaleAnswerCount", "Answers that came too late or twice.", [this] { return statistics().stale; }));
-    parameters.add(counter("ForeignDatagramCount", "Datagrams of anybody but the device that the system let through.",
+    parameters.add(counter("ForeignDatagramCount", "Datagrams of anybody but the device.",
                            [this] { return statistics().foreign; }));
     parameters.add(counter("MalformedAnswerCount", "Answers that could not be understood.",
                            [this] { return statistics().malformed; }));
