@@ -121,8 +121,8 @@ private:
     pid_t process_ = -1;
 };
 
-/// A READREG and its acknowledge, and nothing else. A connected socket is quicker than the plainest one; a wait with an
-/// end, which nobody can do without, takes a part of that back.
+/// A READREG and its acknowledge, and nothing else. A connected socket is the quickest, and a wait with an end takes
+/// part of that back; the control channel's has an end and hears strangers, too, so it compares with the plainest.
 class BareReader {
 public:
     enum class Way : std::uint8_t { plain, connected, connected_with_timeout };

@@ -61,10 +61,11 @@ struct PvBufferConverter::Engine {
             pool = std::make_unique<convert::ThreadPool>(thread_count(threads));
         const std::size_t available = pool ? pool->size() : 1;
         bands = available > 1 ? static_cast<unsigned>(std::min({worthwhile, height, bands_per_thread * available})) : 1;
-        if (scratch.size() < available)
-            scratch.resize(available);
-        for (auto& one : scratch)
-            one.reserve(width, convert::scratch_lines);
+        const std::size_t threads_used = bands > 1 ? available : 1;
+        if (scratch.size() < threads_used)
+            scratch.resize(threads_used);
+        for (std::size_t thread = 0; thread < threads_used; ++thread)
+            scratch[thread].reserve(width, convert::scratch_lines);
     }
 
     void run(const convert::Conversion& conversion)

@@ -14,9 +14,11 @@
 
 namespace device {
 
+inline constexpr std::uint16_t default_http_port = 80;
+
 struct HttpAddress {
     std::string host;
-    std::uint16_t port = 80;
+    std::uint16_t port = default_http_port;
     std::string path;  ///< with the query; begins with a slash
 };
 

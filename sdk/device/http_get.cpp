@@ -18,7 +18,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::size_t block_size = std::size_t{16} << 10;
-constexpr std::uint16_t default_port = 80;
 
 PvResult failure(PvResult::Code code, std::string_view url, const std::string& why)
 {
@@ -43,7 +42,7 @@ public:
         if (!host)
             return failure(PvResult::NotFound, url_, "there is no host \"" + address.host + "\"");
         const std::string request = "GET " + address.path + " HTTP/1.0\r\nHost: " + address.host +
-                                    (address.port != default_port ? ":" + std::to_string(address.port) : "") +
+                                    (address.port != default_http_port ? ":" + std::to_string(address.port) : "") +
                                     "\r\nAccept: */*\r\nConnection: close\r\n\r\n";
         try {
             connection_ = net::TcpConnection::open({*host, address.port}, left());
