@@ -101,16 +101,15 @@ fetch_sources() {
 
 # ---- builds ----
 
-launcher=()
-if command -v ccache >/dev/null; then
-    export CCACHE_SLOPPINESS=pch_defines,time_macros  # what it takes to cache what precompiled headers are used in
-    launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
+# Compiler results are kept across builds and checkouts; precompiled headers can be cached only with these settings.
+export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
 
 # configure FOLDER CMAKE-ARGUMENT...
 configure() {
-    local folder=$1
+    local folder=$1 launcher=()
     shift
+    ! command -v ccache >/dev/null || launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     [ -e "$folder/build.ninja" ] ||
         cmake -S "$root" -B "$folder" -G Ninja "${launcher[@]}" "$@" >"$folder.log" 2>&1 ||
         { tail -30 "$folder.log"; fail "cmake could not configure $folder"; }
