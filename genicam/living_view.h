@@ -26,7 +26,8 @@ public:
         lifetime_ = std::move(lifetime);
     }
     /// The same for one that tells its lifetime itself; null for none.
-    void AttachSdkObject(Sdk* borrowed) noexcept requires requires { borrowed->lifetime(); }
+    void AttachSdkObject(Sdk* borrowed) noexcept
+        requires requires { borrowed->lifetime(); }
     {
         AttachSdkObject(borrowed, borrowed != nullptr ? borrowed->lifetime() : std::weak_ptr<const void>());
     }

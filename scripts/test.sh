@@ -16,7 +16,7 @@ run_ctest() {
 suite_style() {
     local files
     mapfile -t files < <(git ls-files '*.h' '*.cpp')
-    clang-format --dry-run --Werror "${files[@]}"
+    clang-format-16 --dry-run --Werror "${files[@]}"
 }
 
 # clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any

@@ -42,9 +42,9 @@ inline void store(BSTR* out, const PvString& value) { *not_null(out) = to_bstr(v
 inline void store(INT_PTR* out, const void* value) { *not_null(out) = to_address(value); }
 /// Numbers of the same width and enumerations pass by value, unchecked.
 template <class To, class From>
-requires((std::is_arithmetic_v<To> || std::is_enum_v<To>)&&(std::is_arithmetic_v<From> ||
-                                                            std::is_enum_v<From>)&&!std::same_as<From, bool> &&
-         sizeof(To) == sizeof(From)) void store(To* out, From value)
+    requires((std::is_arithmetic_v<To> || std::is_enum_v<To>) && (std::is_arithmetic_v<From> || std::is_enum_v<From>) &&
+             !std::same_as<From, bool> && sizeof(To) == sizeof(From))
+void store(To* out, From value)
 {
     *not_null(out) = static_cast<To>(value);
 }

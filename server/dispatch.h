@@ -14,7 +14,7 @@ struct DefaultInterfaceOf {
     using Type = Base;
 };
 template <class Base>
-requires requires { typename Base::DefaultInterface; }
+    requires requires { typename Base::DefaultInterface; }
 struct DefaultInterfaceOf<Base> {
     using Type = typename Base::DefaultInterface;
 };

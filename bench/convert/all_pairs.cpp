@@ -27,8 +27,9 @@ public:
     Byte* next(std::size_t bytes)
     {
         constexpr std::size_t page = 4096;
-        if (used_ + bytes > arena_bytes)
+        if (used_ + bytes > arena_bytes) {
             used_ = 0;
+        }
         Byte* const place = memory_.get() + used_;
         used_ += (bytes + page - 1) / page * page;
         return place;
@@ -46,8 +47,9 @@ std::size_t bytes_of(PvPixelType type)
 
 void attach(PvBuffer& buffer, Arena& arena, PvPixelType type)
 {
-    if (!buffer.GetImage()->Attach(arena.next(bytes_of(type)), size.width, size.height, type).IsOK())
+    if (!buffer.GetImage()->Attach(arena.next(bytes_of(type)), size.width, size.height, type).IsOK()) {
         std::abort();
+    }
 }
 
 /// Rounded to ten.
@@ -58,8 +60,9 @@ long speed(PvPixelType from, PvPixelType to, Arena& sources, Arena& destinations
     const auto convert = [&] {
         attach(source, sources, from);
         attach(destination, destinations, to);
-        if (!converter.Convert(&source, &destination).IsOK())
+        if (!converter.Convert(&source, &destination).IsOK()) {
             std::abort();
+        }
     };
     const double seconds = median_seconds({convert}, 9)[0];
     return std::lround(static_cast<double>(size.pixels()) / seconds / 1e7) * 10;
@@ -83,8 +86,9 @@ void print_all_pairs()
     std::printf("\n%s\n", rule.c_str());
     for (const auto from : pv_pixel_types) {
         std::printf("| %s |", std::string(pixel_type_name(from)).c_str());
-        for (const auto to : destinations)
+        for (const auto to : destinations) {
             std::printf(" %ld |", speed(from, to, sources, written));
+        }
         std::printf("\n");
         std::fflush(stdout);
     }

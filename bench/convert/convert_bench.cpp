@@ -94,16 +94,18 @@ Convert our_conversion(const Task& task, Size size, unsigned threads)
     return [=](const Byte* from, Byte* to) {
         state->from.GetImage()->Attach(const_cast<Byte*>(from), size.width, size.height, task.from);
         state->to.GetImage()->Attach(to, size.width, size.height, task.to);
-        if (!state->converter.Convert(&state->from, &state->to).IsOK())
+        if (!state->converter.Convert(&state->from, &state->to).IsOK()) {
             std::abort();
+        }
     };
 }
 
 std::size_t image_bytes(PvPixelType type, Size size)
 {
     PvBuffer buffer;
-    if (!buffer.GetImage()->Alloc(size.width, size.height, type).IsOK())
+    if (!buffer.GetImage()->Alloc(size.width, size.height, type).IsOK()) {
         std::abort();
+    }
     return buffer.GetSize();
 }
 
@@ -112,8 +114,9 @@ void touch(const Byte* bytes, std::size_t count)
 {
     constexpr std::size_t cache_line = 64;
     Byte sum = 0;
-    for (std::size_t at = 0; at < count; at += cache_line)
+    for (std::size_t at = 0; at < count; at += cache_line) {
         sum = static_cast<Byte>(sum + bytes[at]);
+    }
     const volatile Byte sink = sum;
     static_cast<void>(sink);
 }
@@ -168,19 +171,23 @@ void measure(const Row& row, Size size, unsigned threads)
     const auto rate = [&](std::size_t i) { return static_cast<double>(size.pixels()) / seconds[i] / 1e6; };
     std::printf("%-34s %4ux%-4u %u  %7.0f  %7.0f  %5.2f  %7.0f ", row.name, size.width, size.height, threads,
                 rate(ours), rate(memcpy), rate(ours) / rate(memcpy), rate(read));
-    for (std::size_t i = first_peer; i < names.size(); ++i)
+    for (std::size_t i = first_peer; i < names.size(); ++i) {
         std::printf("  %s %.0f, ratio %.2f", names[i].c_str(), rate(i), rate(ours) / rate(i));
-    if (const std::size_t one = names.size(); threads > 1)
+    }
+    if (const std::size_t one = names.size(); threads > 1) {
         std::printf("  gain %.2f, memcpy's %.2f", rate(ours) / rate(one), rate(memcpy) / rate(one + 1));
+    }
     std::printf("\n");
     std::fflush(stdout);
 }
 
 bool wanted(const char* name, const std::vector<std::string_view>& filters)
 {
-    for (const auto filter : filters)
-        if (std::string_view(name).find(filter) != std::string_view::npos)
+    for (const auto filter : filters) {
+        if (std::string_view(name).find(filter) != std::string_view::npos) {
             return true;
+        }
+    }
     return filters.empty();
 }
 
@@ -196,15 +203,20 @@ int main(int argc, char** argv)
     const unsigned all = std::max(1U, std::thread::hardware_concurrency());
     std::printf("%-34s %9s %s  %7s  %7s  %5s  %7s   peers\n", "conversion", "size", "t", "Mpix/s", "memcpy", "frac",
                 "read");
-    for (const Size size : {Size{2048, 2048}, Size{4096, 3000}})
-        for (const auto& row : rows)
+    for (const Size size : {Size{2048, 2048}, Size{4096, 3000}}) {
+        for (const auto& row : rows) {
             if (wanted(row.name, filters)) {
                 measure(row, size, 1);
-                if (all > 1)
+                if (all > 1) {
                     measure(row, size, all);
+                }
             }
-    if (wanted("filters", filters))
+        }
+    }
+    if (wanted("filters", filters)) {
         print_filters();
-    if (wanted("quality", filters))
+    }
+    if (wanted("quality", filters)) {
         print_quality();
+    }
 }

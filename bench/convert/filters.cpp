@@ -31,8 +31,9 @@ constexpr Type types[] = {
 
 void require(bool done)
 {
-    if (!done)
+    if (!done) {
         std::abort();
+    }
 }
 
 void gains_and_offsets(PvBuffer& image)
@@ -83,12 +84,15 @@ void print_speed(const char* filter, const Type& type, void (*apply)(PvBuffer&))
 void print_filters()
 {
     std::printf("%-18s %-16s %7s  %7s  %5s\n", "filter", "pixel type", "Mpix/s", "memcpy", "frac");
-    for (const auto& type : types)
+    for (const auto& type : types) {
         print_speed("gains and offsets", type, gains_and_offsets);
-    for (const auto& type : types)
+    }
+    for (const auto& type : types) {
         print_speed("white balance", type, white_balance);
-    for (const auto& type : {Type{"Mono8", PvPixelMono8}, Type{"UYVY", PvPixelYUV422Packed}})
+    }
+    for (const auto& type : {Type{"Mono8", PvPixelMono8}, Type{"UYVY", PvPixelYUV422Packed}}) {
         print_speed("deinterlace", type, deinterlace);
+    }
 }
 
 }  // namespace bench

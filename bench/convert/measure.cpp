@@ -58,14 +58,16 @@ std::vector<double> median_seconds(const std::vector<std::function<void()>>& con
 {
     using Clock = std::chrono::steady_clock;
     std::vector<std::vector<double>> times(contestants.size());
-    for (int round = -1; round < rounds; ++round)  // the first fills page tables and starts threads
+    for (int round = -1; round < rounds; ++round) {  // the first fills page tables and starts threads
         for (std::size_t i = 0; i < contestants.size(); ++i) {
             const auto start = Clock::now();
             contestants[i]();
             const std::chrono::duration<double> took = Clock::now() - start;
-            if (round >= 0)
+            if (round >= 0) {
                 times[i].push_back(took.count());
+            }
         }
+    }
     std::vector<double> medians;
     for (auto& samples : times) {
         std::nth_element(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2),

@@ -45,16 +45,19 @@ std::optional<int> color_code(const Task& task)
         {PvPixelBayerRG8, PvPixelBGR8Packed, cv::COLOR_BayerRGGB2BGR, !three},
         {PvPixelBayerRG8, PvPixelBGR8Packed, cv::COLOR_BayerRGGB2BGR_EA, three},
     };
-    for (const auto& row : rows)
-        if (row.from == task.from && row.to == task.to && row.applies)
+    for (const auto& row : rows) {
+        if (row.from == task.from && row.to == task.to && row.applies) {
             return row.code;
+        }
+    }
     return std::nullopt;
 }
 
 std::optional<double> depth_scale(const Task& task)
 {
-    if (task.to != PvPixelMono8 && task.to != PvPixelMono16)
+    if (task.to != PvPixelMono8 && task.to != PvPixelMono16) {
         return std::nullopt;
+    }
     const double target = task.to == PvPixelMono16 ? 16 : 8;
     switch (task.from) {
     case PvPixelMono10: return std::exp2(target - 10);
@@ -74,18 +77,19 @@ void add_opencv(const Task& task, Size size, unsigned threads, std::vector<Conte
                        const_cast<Byte*>(data));
     };
     const auto workers = static_cast<int>(threads);
-    if (const auto code = color_code(task))
+    if (const auto code = color_code(task)) {
         peers.push_back({"OpenCV", [=](const Byte* from, Byte* to) {
                              cv::setNumThreads(workers);
                              auto out = matrix(to, task.to);
                              cv::cvtColor(matrix(from, task.from), out, *code);
                          }});
-    else if (const auto scale = depth_scale(task))
+    } else if (const auto scale = depth_scale(task)) {
         peers.push_back({"OpenCV", [=](const Byte* from, Byte* to) {
                              cv::setNumThreads(workers);
                              auto out = matrix(to, task.to);
                              matrix(from, task.from).convertTo(out, out.type(), *scale);
                          }});
+    }
 }
 
 }  // namespace bench

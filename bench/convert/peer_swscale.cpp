@@ -38,8 +38,9 @@ void add_swscale(const Task& task, Size size, unsigned threads, std::vector<Cont
 {
     const auto from = pixel_format(task.from);
     const auto to = pixel_format(task.to);
-    if (from == AV_PIX_FMT_NONE || to == AV_PIX_FMT_NONE || task.filter != PvBayerFilterSimple)
+    if (from == AV_PIX_FMT_NONE || to == AV_PIX_FMT_NONE || task.filter != PvBayerFilterSimple) {
         return;
+    }
     const auto width = static_cast<int>(size.width);
     const auto height = static_cast<int>(size.height);
     std::shared_ptr<SwsContext> context(sws_alloc_context(), sws_freeContext);
@@ -51,8 +52,9 @@ void add_swscale(const Task& task, Size size, unsigned threads, std::vector<Cont
     av_opt_set_int(context.get(), "dst_format", to, 0);
     av_opt_set_int(context.get(), "sws_flags", SWS_POINT, 0);
     av_opt_set_int(context.get(), "threads", threads, 0);
-    if (sws_init_context(context.get(), nullptr, nullptr) < 0)
+    if (sws_init_context(context.get(), nullptr, nullptr) < 0) {
         return;
+    }
     const int from_stride = width * static_cast<int>(PvImage::GetPixelBitCount(task.from)) / 8;
     const int to_stride = width * static_cast<int>(PvImage::GetPixelBitCount(task.to)) / 8;
     peers.push_back({"libswscale", [=](const Byte* source, Byte* destination) {

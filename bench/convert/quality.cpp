@@ -36,8 +36,9 @@ void print_quality()
             PvBuffer from, to;
             from.GetImage()->Attach(samples.data(), size.width, size.height, PvPixelBayerRG8);
             to.GetImage()->Attach(bgr.data(), size.width, size.height, PvPixelBGR8Packed);
-            if (!converter.Convert(&from, &to).IsOK())
+            if (!converter.Convert(&from, &to).IsOK()) {
                 std::abort();
+            }
             print_row(scene.name, three ? "ours, 3x3" : "ours, simple", truth, bgr);
             for (const auto& peer : peers_for({PvPixelBayerRG8, PvPixelBGR8Packed, filter}, size, 1)) {
                 peer.convert(samples.data(), bgr.data());

@@ -45,13 +45,15 @@ class OneCore {
 public:
     OneCore()
     {
-        if (::sched_getaffinity(0, sizeof before_, &before_) != 0)
+        if (::sched_getaffinity(0, sizeof before_, &before_) != 0) {
             fail("sched_getaffinity");
+        }
         cpu_set_t one;
         CPU_ZERO(&one);
         CPU_SET(0, &one);
-        if (::sched_setaffinity(0, sizeof one, &one) != 0)
+        if (::sched_setaffinity(0, sizeof one, &one) != 0) {
             fail("sched_setaffinity");
+        }
         const sched_param parameters{.sched_priority = 1};
         alone_ = ::sched_setscheduler(0, SCHED_FIFO, &parameters) == 0;
     }
@@ -77,19 +79,23 @@ public:
     CameraProcess()
     {
         std::array<int, 2> ready{};
-        if (::pipe(ready.data()) != 0)
+        if (::pipe(ready.data()) != 0) {
             fail("pipe");
+        }
         process_ = ::fork();
-        if (process_ < 0)
+        if (process_ < 0) {
             fail("fork");
-        if (process_ == 0)
+        }
+        if (process_ == 0) {
             run(ready[1]);
+        }
         ::close(ready[1]);
         char told = 0;
         const bool started = ::read(ready[0], &told, 1) == 1;
         ::close(ready[0]);
-        if (!started)
+        if (!started) {
             throw std::runtime_error("the software camera does not start");
+        }
     }
     ~CameraProcess()
     {
@@ -108,10 +114,12 @@ private:
             options.adapter = camera.address.to_string();
             softcam::Camera device(options);
             device.start();
-            if (::write(ready, "r", 1) != 1)
+            if (::write(ready, "r", 1) != 1) {
                 ::_exit(1);
-            for (;;)
+            }
+            for (;;) {
                 ::pause();
+            }
         } catch (const std::exception& error) {
             std::fprintf(stderr, "genapi_bench: the software camera: %s\n", error.what());
             ::_exit(1);
@@ -133,12 +141,14 @@ public:
         there_.sin_family = AF_INET;
         there_.sin_port = htons(camera.port);
         there_.sin_addr.s_addr = htonl(camera.address.value);
-        if (socket_ < 0 || (connected_ && ::connect(socket_, there(), sizeof there_) != 0))
+        if (socket_ < 0 || (connected_ && ::connect(socket_, there(), sizeof there_) != 0)) {
             fail("a socket for bare reads");
+        }
         constexpr timeval timeout{1, 0};
         if (way == Way::connected_with_timeout &&
-            ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0)
+            ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0) {
             fail("a timeout for bare reads");
+        }
         const auto message = wire::gvcp::read_registers(1, {&address, 1});
         request_.assign(message.bytes().begin(), message.bytes().end());
     }
@@ -156,8 +166,9 @@ public:
         const auto received =
             ::recvfrom(socket_, answer.data(), answer.size(), 0,
                        connected_ ? nullptr : reinterpret_cast<sockaddr*>(&source), connected_ ? nullptr : &size);
-        if (sent < 0 || received < 12)
+        if (sent < 0 || received < 12) {
             fail("a bare read");
+        }
     }
 
 private:
@@ -215,8 +226,9 @@ struct Device {
         target.device = camera;
         target.access = PvAccessReadOnly;
         const PvResult opened = device::Connection::open(target, {}, connection);
-        if (!opened.IsOK())
+        if (!opened.IsOK()) {
             throw std::runtime_error("no connection to the software camera: " + std::string(opened.description()));
+        }
         port.attach(connection);
         auto map = GenApi::load_node_map(description(), port);
         port.set_schema(map->info());
@@ -227,8 +239,9 @@ struct Device {
     {
         std::int64_t value = 0;
         const PvResult result = features->GetIntegerValue(name, value);
-        if (!result.IsOK())
+        if (!result.IsOK()) {
             throw std::runtime_error(std::string(result.description()));
+        }
         return value;
     }
 
@@ -294,19 +307,22 @@ void measure_burst(const Device& device)
 {
     BareReader bare(softcam::reg::sensor_width, BareReader::Way::plain);
     std::vector<PvString> names;
-    for (int i = 0; i < burst_size; ++i)
+    for (int i = 0; i < burst_size; ++i) {
         names.emplace_back("Burst" + std::to_string(i));
+    }
     Way ways[] = {
         {"ours",
          [&] {
              device.features->InvalidateCache();
-             for (const PvString& name : names)
+             for (const PvString& name : names) {
                  keep(device.integer(name));
+             }
          }},
         {"bare",
          [&] {
-             for (int i = 0; i < burst_size; ++i)
+             for (int i = 0; i < burst_size; ++i) {
                  bare.read();
+             }
          }},
     };
     alternate(ways, 51, 20);

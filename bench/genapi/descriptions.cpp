@@ -25,8 +25,9 @@ std::vector<Description> files_in(const std::filesystem::path& folder)
     std::vector<Description> found;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        if (entry.path().extension() == ".xml" || entry.path().extension() == ".zip")
+        if (entry.path().extension() == ".xml" || entry.path().extension() == ".zip") {
             found.push_back({entry.path().filename().string(), unpacked(entry.path())});
+        }
     }
     std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.xml.size() < b.xml.size(); });
     return found;
@@ -88,8 +89,9 @@ std::vector<Description> descriptions()
     std::vector<Description> found = files_in(folder != nullptr ? folder : "");
     if (found.empty()) {
         std::printf("VEX_CAMERA_XML names no folder with descriptions: generated ones instead\n");
-        for (const int features : {10, 150, 800})
+        for (const int features : {10, 150, 800}) {
             found.push_back(generated(features));
+        }
     }
     return found;
 }

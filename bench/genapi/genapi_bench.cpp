@@ -12,10 +12,12 @@ int main(int argc, char** argv)
     const std::string_view part = argc > 1 ? argv[1] : "";
     try {
         // first, because it starts the camera's process, which should not inherit what loading leaves behind
-        if (part.empty() || part == "reading")
+        if (part.empty() || part == "reading") {
             bench::measure_reading();
-        if (part.empty() || part == "loading")
+        }
+        if (part.empty() || part == "loading") {
             bench::measure_loading();
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "genapi_bench: %s\n", error.what());
         return 1;

@@ -64,8 +64,9 @@ std::size_t resident_bytes()
 {
     long pages = 0;
     if (FILE* const file = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(file, "%*s %ld", &pages) != 1)
+        if (std::fscanf(file, "%*s %ld", &pages) != 1) {
             pages = 0;
+        }
         std::fclose(file);
     }
     return static_cast<std::size_t>(pages) * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -112,12 +113,14 @@ void measure_repeated(const Description& description)
     constexpr int warm_up = 20;
     constexpr int times = 1000;
     NoPort port;
-    for (int i = 0; i < warm_up; ++i)
+    for (int i = 0; i < warm_up; ++i) {
         keep(PvGenParameterArray(load(description, port)).GetCount());
+    }
     const std::size_t heap = heap_in_use();
     const std::size_t resident = resident_bytes();
-    for (int i = 0; i < times; ++i)
+    for (int i = 0; i < times; ++i) {
         keep(PvGenParameterArray(load(description, port)).GetCount());
+    }
     std::printf("%s loaded and freed %d times: heap in use %zu -> %zu bytes, resident %.0f -> %.0f KiB\n",
                 description.name.c_str(), times, heap, heap_in_use(), static_cast<double>(resident) / kilobyte,
                 static_cast<double>(resident_bytes()) / kilobyte);
@@ -131,8 +134,9 @@ void measure_loading()
     std::printf("\nloading a description, ms\n%-32s %5s %6s  %7s %7s %8s %7s %6s   %5s  %5s  %6s\n", "", "KiB", "nodes",
                 "ours", "+array", "aravis", "pugixml", "expat", "/arav", "/exp", "B/node");
     Worst worst;
-    for (const Description& description : all)
+    for (const Description& description : all) {
         measure_one(description, worst);
+    }
     std::printf("worst: %.3f of libaravis (wanted: at most 0.333), %.0f bytes a node (wanted: below 1024)\n",
                 worst.to_peer, worst.bytes_per_node);
     measure_repeated(all.back());

@@ -9,8 +9,9 @@ namespace {
 
 double median_of(std::vector<double> figures)
 {
-    if (figures.empty())
+    if (figures.empty()) {
         return 0;
+    }
     const auto middle = figures.begin() + static_cast<std::ptrdiff_t>(figures.size() / 2);
     std::nth_element(figures.begin(), middle, figures.end());
     return *middle;
@@ -20,8 +21,9 @@ template <class Operation>
 std::vector<double> round_by_round(const Way& a, const Way& b, Operation operation)
 {
     std::vector<double> figures;
-    for (std::size_t i = 0; i < std::min(a.seconds.size(), b.seconds.size()); ++i)
+    for (std::size_t i = 0; i < std::min(a.seconds.size(), b.seconds.size()); ++i) {
         figures.push_back(operation(a.seconds[i], b.seconds[i]));
+    }
     return figures;
 }
 
@@ -34,8 +36,9 @@ void alternate(std::span<Way> ways, int rounds, int repeats)
     for (int round = 0; round < rounds; ++round) {
         for (Way& way : ways) {
             const auto start = std::chrono::steady_clock::now();
-            for (int i = 0; i < repeats; ++i)
+            for (int i = 0; i < repeats; ++i) {
                 way.work();
+            }
             const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
             way.seconds.push_back(took.count() / repeats);
         }

@@ -21,10 +21,12 @@ void peer_load(const std::string& xml)
 {
     ArvGc* const description = arv_gc_new(nullptr, const_cast<char*>(xml.data()), xml.size());
     const bool loaded = description != nullptr && arv_gc_get_node(description, "Root") != nullptr;
-    if (description != nullptr)
+    if (description != nullptr) {
         g_object_unref(description);
-    if (!loaded)
+    }
+    if (!loaded) {
         fail("a description cannot be read", nullptr);
+    }
 }
 
 struct PeerCamera::Contents {
@@ -40,8 +42,9 @@ PeerCamera::PeerCamera(const std::string& address, const std::string& xml) : con
     contents_->device = arv_gv_device_new(here, there, &error);
     g_object_unref(here);
     g_object_unref(there);
-    if (contents_->device == nullptr)
+    if (contents_->device == nullptr) {
         fail("no connection to " + address, error);
+    }
     contents_->description = arv_gc_new(contents_->device, const_cast<char*>(xml.data()), xml.size());
     if (contents_->description == nullptr) {
         g_object_unref(contents_->device);
@@ -60,8 +63,9 @@ std::uint32_t PeerCamera::read_register(std::uint32_t address)
 {
     GError* error = nullptr;
     guint32 value = 0;
-    if (!arv_device_read_register(contents_->device, address, &value, &error))
+    if (!arv_device_read_register(contents_->device, address, &value, &error)) {
         fail("a register cannot be read", error);
+    }
     return value;
 }
 
@@ -69,11 +73,13 @@ std::int64_t PeerCamera::integer(const char* feature)
 {
     GError* error = nullptr;
     ArvGcNode* const node = arv_gc_get_node(contents_->description, feature);
-    if (node == nullptr || !ARV_IS_GC_INTEGER(node))
+    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
         fail(std::string("there is no integer ") + feature, nullptr);
+    }
     const gint64 value = arv_gc_integer_get_value(ARV_GC_INTEGER(node), &error);
-    if (error != nullptr)
+    if (error != nullptr) {
         fail(std::string(feature) + " cannot be read", error);
+    }
     return value;
 }
 

@@ -138,8 +138,9 @@ void send_train(int socket, const sockaddr_in& to, std::span<std::uint8_t> bytes
         }
         for (std::size_t sent = 0; sent < count;) {
             const int done = ::sendmmsg(socket, &messages[sent], static_cast<unsigned>(count - sent), 0);
-            if (done < 0)
+            if (done < 0) {
                 fail("sendmmsg");
+            }
             sent += static_cast<std::size_t>(done);
         }
     }
@@ -157,16 +158,19 @@ void send_train(int socket, const sockaddr_in& to, std::span<std::uint8_t> bytes
     Block block(load.packet_size);
     const int segment = static_cast<int>(block.datagram());
     for (std::uint64_t sent = 0;; ++sent) {
-        while (sent >= progress.blocks_received.load(std::memory_order_acquire) + blocks_ahead)
+        while (sent >= progress.blocks_received.load(std::memory_order_acquire) + blocks_ahead) {
             ::sched_yield();
+        }
         block.number(sent % 65535 + 1);
         send_train(descriptor, to, block.leader(), block.leader().size(), false);
-        if (load.segmentation && ::setsockopt(descriptor, IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment) != 0)
+        if (load.segmentation && ::setsockopt(descriptor, IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment) != 0) {
             fail("UDP_SEGMENT");
+        }
         send_train(descriptor, to, block.payload(), block.datagram(), load.segmentation);
         const int none = 0;
-        if (load.segmentation && ::setsockopt(descriptor, IPPROTO_UDP, UDP_SEGMENT, &none, sizeof none) != 0)
+        if (load.segmentation && ::setsockopt(descriptor, IPPROTO_UDP, UDP_SEGMENT, &none, sizeof none) != 0) {
             fail("UDP_SEGMENT");
+        }
         send_train(descriptor, to, block.trailer(), block.trailer().size(), false);
     }
 }
@@ -205,8 +209,9 @@ protected:
     /// Whether it ended a block.
     bool count(const std::uint8_t* datagram, std::size_t size)
     {
-        if (datagram[4] == 3)
+        if (datagram[4] == 3) {
             bytes_ += size - gvsp::standard_header_size;
+        }
         return datagram[4] == 2;
     }
     bool end_block()
@@ -228,20 +233,23 @@ public:
     explicit BareLoop(bool coalescing) : slot_(coalescing ? 65536 : 9216), memory_(slots * slot_)
     {
         const int on = 1;
-        if (coalescing && ::setsockopt(descriptor(), IPPROTO_UDP, UDP_GRO, &on, sizeof on) != 0)
+        if (coalescing && ::setsockopt(descriptor(), IPPROTO_UDP, UDP_GRO, &on, sizeof on) != 0) {
             fail("UDP_GRO");
+        }
     }
 
     bool receive_block() override
     {
         for (;;) {
-            if (next_ == filled_)
+            if (next_ == filled_) {
                 refill();
-            for (; next_ < filled_; ++next_)
+            }
+            for (; next_ < filled_; ++next_) {
                 if (count_slot(next_)) {
                     ++next_;
                     return end_block();
                 }
+            }
         }
     }
 
@@ -261,8 +269,9 @@ private:
             messages_[i].msg_hdr.msg_controllen = controls_[i].size();
         }
         const int count = ::recvmmsg(descriptor(), messages_.data(), slots, MSG_WAITFORONE, nullptr);
-        if (count < 0)
+        if (count < 0) {
             fail("recvmmsg");
+        }
         next_ = 0;
         filled_ = static_cast<std::size_t>(count);
     }
@@ -278,8 +287,9 @@ private:
             segment = static_cast<std::size_t>(value);
         }
         bool ended = false;
-        for (std::size_t at = 0; at < size; at += segment)
+        for (std::size_t at = 0; at < size; at += segment) {
             ended = count(memory_.data() + slot * slot_ + at, std::min(segment, size - at)) || ended;
+        }
         return ended;
     }
 
@@ -300,8 +310,9 @@ public:
         for (;;) {
             while (next_ < batch_.size()) {
                 const net::Datagram& datagram = batch_[next_++];
-                if (count(datagram.data.data(), datagram.data.size()))
+                if (count(datagram.data.data(), datagram.data.size())) {
                     return end_block();
+                }
             }
             batch_ = receiver_->receive(1000ms);
             next_ = 0;
@@ -321,8 +332,9 @@ class StreamReceiver final : public Receiver {
 public:
     StreamReceiver()
     {
-        if (!stream_.Open(camera.to_string(), 0, 0, host.to_string()).IsOK())
+        if (!stream_.Open(camera.to_string(), 0, 0, host.to_string()).IsOK()) {
             fail("open");
+        }
         for (PvBuffer& buffer : buffers_) {
             buffer.Alloc(static_cast<std::uint32_t>(image_bytes));
             stream_.QueueBuffer(&buffer);
@@ -333,8 +345,9 @@ public:
     {
         PvBuffer* buffer = nullptr;
         PvResult operation_result;
-        if (!stream_.RetrieveBuffer(&buffer, &operation_result, 2000).IsOK())
+        if (!stream_.RetrieveBuffer(&buffer, &operation_result, 2000).IsOK()) {
             return false;
+        }
         stream_.QueueBuffer(buffer);
         return operation_result.IsOK();
     }
@@ -348,20 +361,24 @@ template <class Way, class... Arguments>
 Figures measure(const Load& load, std::chrono::milliseconds duration, Arguments... arguments)
 {
     void* shared = ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (shared == MAP_FAILED)
+    if (shared == MAP_FAILED) {
         fail("mmap");
+    }
     auto* progress = new (shared) Progress;
     int port_pipe[2];
-    if (::pipe(port_pipe) != 0)
+    if (::pipe(port_pipe) != 0) {
         fail("pipe");
+    }
     // forked before any thread of this round exists; the port follows
     const pid_t sender = ::fork();
-    if (sender < 0)
+    if (sender < 0) {
         fail("fork");
+    }
     if (sender == 0) {
         std::uint16_t port = 0;
-        if (::read(port_pipe[0], &port, sizeof port) != sizeof port)
+        if (::read(port_pipe[0], &port, sizeof port) != sizeof port) {
             std::_Exit(1);
+        }
         run_sender(port, load, *progress);
     }
 
@@ -369,15 +386,17 @@ Figures measure(const Load& load, std::chrono::milliseconds duration, Arguments.
     {
         Way way(arguments...);
         const std::uint16_t port = way.port();
-        if (::write(port_pipe[1], &port, sizeof port) != sizeof port)
+        if (::write(port_pipe[1], &port, sizeof port) != sizeof port) {
             fail("write");
+        }
         const auto next = [&] {
             const bool whole = way.receive_block();
             progress->blocks_received.fetch_add(1, std::memory_order_release);
             return whole;
         };
-        for (int i = 0; i < 20; ++i)
+        for (int i = 0; i < 20; ++i) {
             next();
+        }
         const double processor = processor_seconds();
         const auto start = std::chrono::steady_clock::now();
         std::uint64_t blocks = 0;

@@ -38,15 +38,17 @@ public:
     Ref& operator=(const Ref&) = delete;
     ~Ref()
     {
-        if (object_ != nullptr)
+        if (object_ != nullptr) {
             object_->Release();
+        }
     }
 
     /// For out parameters; what was held is released.
     Interface** out()
     {
-        if (auto* held = std::exchange(object_, nullptr); held != nullptr)
+        if (auto* held = std::exchange(object_, nullptr); held != nullptr) {
             held->Release();
+        }
         return &object_;
     }
     [[nodiscard]] Interface* get() const { return object_; }
@@ -75,17 +77,20 @@ template <class Call>
 void require(const char* what, Call&& call)
 {
     Ref<IVexResult> result;
-    if (FAILED(call(result.out())))
+    if (FAILED(call(result.out()))) {
         fail(what);
+    }
     VARIANT_BOOL ok = 0;
     result->get_IsOK(&ok);
-    if (ok)  // 1 for true
+    if (ok) {  // 1 for true
         return;
+    }
     BSTR description = nullptr;
     result->get_Description(&description);
     std::string text = std::string(what) + ": ";
-    for (const wchar_t* at = description; at != nullptr && *at != L'\0'; ++at)
+    for (const wchar_t* at = description; at != nullptr && *at != L'\0'; ++at) {
         text += *at < 128 ? static_cast<char>(*at) : '?';
+    }
     SysFreeString(description);
     fail(text);
 }
@@ -94,8 +99,9 @@ template <class Interface>
 void create(Ref<Interface>& object, const CLSID& clsid)
 {
     if (FAILED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(Interface),
-                                reinterpret_cast<void**>(object.out()))))
+                                reinterpret_cast<void**>(object.out())))) {
         fail("creating an object; is the server registered?");
+    }
 }
 
 void print(const char* what, IVexBuffer& buffer, std::span<const unsigned char> bytes)
@@ -104,13 +110,15 @@ void print(const char* what, IVexBuffer& buffer, std::span<const unsigned char> 
     unsigned int width = 0;
     unsigned int height = 0;
     VexPixelType type = VexPixelUndefined;
-    if (FAILED(buffer.get_Image(image.out())) || image.get() == nullptr)
+    if (FAILED(buffer.get_Image(image.out())) || image.get() == nullptr) {
         fail("the buffer holds no image");
+    }
     image->get_Width(&width);
     image->get_Height(&height);
     image->get_PixelType(&type);
-    if (bytes.empty())
+    if (bytes.empty()) {
         fail("the image has no bytes");
+    }
     const double sum = std::accumulate(bytes.begin(), bytes.end(), 0.0);
     std::printf("%s: %u x %u pixels of type 0x%08X, %u bytes, mean %.1f, greatest %d\n", what, width, height,
                 static_cast<unsigned int>(type), static_cast<unsigned int>(bytes.size()),
@@ -121,13 +129,15 @@ void print(const char* what, IVexBuffer& buffer, std::span<const unsigned char> 
 void print_copy(IVexBuffer& buffer)
 {
     SAFEARRAY* data = nullptr;
-    if (FAILED(buffer.get_Data(&data)) || data == nullptr)
+    if (FAILED(buffer.get_Data(&data)) || data == nullptr) {
         fail("the buffer has no data");
+    }
     LONG last = -1;
     void* bytes = nullptr;
     SafeArrayGetUBound(data, 1, &last);
-    if (FAILED(SafeArrayAccessData(data, &bytes)))
+    if (FAILED(SafeArrayAccessData(data, &bytes))) {
         fail("locking the array");
+    }
     print("A copy", buffer, {static_cast<const unsigned char*>(bytes), static_cast<std::size_t>(last) + 1});
     SafeArrayUnaccessData(data);
     SafeArrayDestroy(data);
@@ -190,8 +200,9 @@ public:
         execute(L"AcquisitionStop");
         VARIANT_BOOL ok = 0;
         operation->get_IsOK(&ok);
-        if (!ok)
+        if (!ok) {
             fail("the image did not arrive whole");
+        }
     }
 
 private:
@@ -243,10 +254,12 @@ std::wstring argument()
 int main()
 {
     const auto ip_address = argument();
-    if (ip_address.empty())
+    if (ip_address.empty()) {
         fail("say the camera's IP address");
-    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
+    }
+    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
         fail("starting COM");
+    }
     run(ip_address.c_str());
     CoUninitialize();
     std::printf("Done.\n");

@@ -28,8 +28,9 @@ PvBuffer::PvBuffer(PvPayloadType payload_type) noexcept : payload_type_(payload_
 
 PvBuffer::~PvBuffer()
 {
-    if (auto* holder = holder_.load(std::memory_order_acquire))
+    if (auto* holder = holder_.load(std::memory_order_acquire)) {
         holder->buffer_destroyed(*this);
+    }
     release_memory();
 }
 
@@ -55,9 +56,10 @@ PvResult PvBuffer::GetMissingPacketIdsCount(std::uint32_t& count) const noexcept
 
 PvResult PvBuffer::GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, std::uint32_t& high) const
 {
-    if (index >= missing_.size())
+    if (index >= missing_.size()) {
         return failure(PvResult::NotFound, "there is no missing packet range ", index, "; the buffer has ",
                        missing_.size());
+    }
     low = missing_[index].low;
     high = missing_[index].high;
     return PvResult::OK;
@@ -65,18 +67,21 @@ PvResult PvBuffer::GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, 
 
 PvResult PvBuffer::Alloc(std::uint32_t size)
 {
-    if (is_held())
+    if (is_held()) {
         return held_error("Alloc");
-    if (size == 0)
+    }
+    if (size == 0) {
         return failure(PvResult::InvalidParameter, "a buffer of 0 bytes cannot be allocated");
+    }
     if (data_ != nullptr && !attached_ && size_ == size) {
         std::memset(data_, 0, size);
         acquired_size_ = 0;
         return PvResult::OK;
     }
     auto* memory = buffer_memory::allocate(size);
-    if (memory == nullptr)
+    if (memory == nullptr) {
         return failure(PvResult::NotEnoughMemory, "there is no memory for a buffer of ", size, " bytes");
+    }
     release_memory();
     data_ = memory;
     size_ = size;
@@ -85,18 +90,22 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
 
 void PvBuffer::Free() noexcept
 {
-    if (!is_held())
+    if (!is_held()) {
         release_memory();
+    }
 }
 
 PvResult PvBuffer::Attach(void* memory, std::uint32_t size)
 {
-    if (is_held())
+    if (is_held()) {
         return held_error("Attach");
-    if (memory == nullptr || size == 0)
+    }
+    if (memory == nullptr || size == 0) {
         return failure(PvResult::InvalidParameter, "only memory with an address and a size can be attached");
-    if (memory == data_ && !attached_)
+    }
+    if (memory == data_ && !attached_) {
         return failure(PvResult::InvalidParameter, "the memory to attach is the buffer's own");
+    }
     release_memory();
     data_ = static_cast<std::uint8_t*>(memory);
     size_ = size;
@@ -106,8 +115,9 @@ PvResult PvBuffer::Attach(void* memory, std::uint32_t size)
 
 std::uint8_t* PvBuffer::Detach() noexcept
 {
-    if (is_held())
+    if (is_held()) {
         return nullptr;
+    }
     auto* attached = attached_ ? data_ : nullptr;
     release_memory();
     return attached;
@@ -115,10 +125,12 @@ std::uint8_t* PvBuffer::Detach() noexcept
 
 PvResult PvBuffer::Reset(PvPayloadType payload_type)
 {
-    if (is_held())
+    if (is_held()) {
         return held_error("Reset");
-    if (!is_payload_type(payload_type))
+    }
+    if (!is_payload_type(payload_type)) {
         return failure(PvResult::InvalidParameter, static_cast<std::int32_t>(payload_type), " is not a payload type");
+    }
     payload_type_ = payload_type;
     clear_acquisition();
     return PvResult::OK;
@@ -126,8 +138,9 @@ PvResult PvBuffer::Reset(PvPayloadType payload_type)
 
 void PvBuffer::release_memory() noexcept
 {
-    if (!attached_)
+    if (!attached_) {
         buffer_memory::release(data_);
+    }
     data_ = nullptr;
     size_ = 0;
     attached_ = false;

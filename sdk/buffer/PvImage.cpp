@@ -19,15 +19,18 @@ std::uint32_t saturated(std::uint64_t size) noexcept
 /// Checks a geometry that a caller wants memory for.
 PvResult check_geometry(const acquisition::ImageGeometry& geometry)
 {
-    if (PvImage::GetPixelBitCount(geometry.pixel_type) == 0)
+    if (PvImage::GetPixelBitCount(geometry.pixel_type) == 0) {
         return failure(PvResult::InvalidParameter, "pixel type ", static_cast<std::uint32_t>(geometry.pixel_type),
                        " has no size");
-    if (geometry.width == 0 || geometry.height == 0)
+    }
+    if (geometry.width == 0 || geometry.height == 0) {
         return failure(PvResult::InvalidParameter, "an image needs a width and a height, not ", geometry.width, " x ",
                        geometry.height);
-    if (acquisition::required_size(geometry) > largest_size)
+    }
+    if (acquisition::required_size(geometry) > largest_size) {
         return failure(PvResult::ErrOverflow, "an image of ", geometry.width, " x ", geometry.height,
                        " pixels does not fit below 4 GiB");
+    }
     return PvResult::OK;
 }
 
@@ -60,11 +63,13 @@ PvResult PvImage::Alloc(std::uint32_t size_x, std::uint32_t size_y, PvPixelType 
                         std::uint16_t padding_y)
 {
     const acquisition::ImageGeometry wanted{size_x, size_y, pixel_type, 0, 0, padding_x, padding_y};
-    if (auto checked = check_geometry(wanted); !checked.IsOK())
+    if (auto checked = check_geometry(wanted); !checked.IsOK()) {
         return checked;
+    }
     auto allocated = buffer_.Alloc(static_cast<std::uint32_t>(acquisition::required_size(wanted)));
-    if (allocated.IsOK())
+    if (allocated.IsOK()) {
         set_geometry(size_x, size_y, pixel_type, padding_x, padding_y);
+    }
     return allocated;
 }
 
@@ -74,11 +79,13 @@ PvResult PvImage::Attach(void* memory, std::uint32_t size_x, std::uint32_t size_
                          std::uint16_t padding_x, std::uint16_t padding_y)
 {
     const acquisition::ImageGeometry wanted{size_x, size_y, pixel_type, 0, 0, padding_x, padding_y};
-    if (auto checked = check_geometry(wanted); !checked.IsOK())
+    if (auto checked = check_geometry(wanted); !checked.IsOK()) {
         return checked;
+    }
     auto attached = buffer_.Attach(memory, static_cast<std::uint32_t>(acquisition::required_size(wanted)));
-    if (attached.IsOK())
+    if (attached.IsOK()) {
         set_geometry(size_x, size_y, pixel_type, padding_x, padding_y);
+    }
     return attached;
 }
 

@@ -15,16 +15,20 @@ namespace acquisition {
 struct Access {
     static PvResult make_room(PvBuffer& buffer, std::uint64_t needed)
     {
-        if (needed <= buffer.size_)
+        if (needed <= buffer.size_) {
             return PvResult::OK;
-        if (needed > std::numeric_limits<std::uint32_t>::max())
+        }
+        if (needed > std::numeric_limits<std::uint32_t>::max()) {
             return failure(PvResult::ErrOverflow, "a block of ", needed, " bytes does not fit below 4 GiB");
-        if (buffer.attached_)
+        }
+        if (buffer.attached_) {
             return failure(PvResult::BufferTooSmall, "the attached memory has ", buffer.size_,
                            " bytes, the block needs ", needed);
+        }
         auto* grown = buffer_memory::allocate(static_cast<std::size_t>(needed));
-        if (grown == nullptr)
+        if (grown == nullptr) {
             return failure(PvResult::NotEnoughMemory, "there is no memory for a block of ", needed, " bytes");
+        }
         buffer_memory::release(buffer.data_);
         buffer.data_ = grown;
         buffer.size_ = static_cast<std::uint32_t>(needed);
@@ -60,8 +64,9 @@ struct Access {
         buffer.missing_.clear();
         try {
             buffer.missing_.reserve(end.missing.size());
-            for (const auto& range : end.missing)
+            for (const auto& range : end.missing) {
                 buffer.missing_.push_back({range.low, range.high});
+            }
         } catch (const std::bad_alloc&) {
             buffer.missing_.clear();
         }
@@ -73,17 +78,20 @@ struct Access {
         image.interlaced_odd_ = end.status.interlaced_odd;
         image.image_dropped_ = end.status.image_dropped;
         image.data_overrun_ = end.status.data_overrun;
-        if (end.delivered_lines)
+        if (end.delivered_lines) {
             image.height_ = std::min(image.height_, *end.delivered_lines);
+        }
     }
 
     static PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry)
     {
-        if (buffer.GetImage() == nullptr)
+        if (buffer.GetImage() == nullptr) {
             return failure(PvResult::InvalidParameter, "the buffer's payload is not an image");
-        if (const auto needed = required_size(geometry); needed > buffer.size_)
+        }
+        if (const auto needed = required_size(geometry); needed > buffer.size_) {
             return failure(PvResult::BufferTooSmall, "the buffer has ", buffer.size_, " bytes, the image needs ",
                            needed);
+        }
         set_geometry(buffer, geometry);
         return PvResult::OK;
     }
@@ -163,8 +171,9 @@ std::uint64_t required_size(const ImageGeometry& geometry) noexcept
     const auto layout = line_layout(geometry.pixel_type, geometry.width);
     const std::uint64_t stride = layout.line_bytes + geometry.padding_x;
     const std::uint64_t lines = std::uint64_t{geometry.height} * layout.planes;
-    if (lines != 0 && stride > (saturated - geometry.padding_y) / lines)
+    if (lines != 0 && stride > (saturated - geometry.padding_y) / lines) {
         return saturated;
+    }
     return stride * lines + geometry.padding_y;
 }
 
@@ -175,10 +184,12 @@ std::span<std::uint8_t> memory(PvBuffer& buffer) noexcept { return {buffer.GetDa
 bool write(PvBuffer& buffer, std::uint64_t offset, std::span<const std::uint8_t> bytes) noexcept
 {
     const std::uint64_t size = buffer.GetSize();
-    if (offset > size || bytes.size() > size - offset)
+    if (offset > size || bytes.size() > size - offset) {
         return false;
-    if (!bytes.empty())
+    }
+    if (!bytes.empty()) {
         std::memcpy(buffer.GetDataPointer() + offset, bytes.data(), bytes.size());
+    }
     return true;
 }
 
@@ -191,8 +202,9 @@ void mark_progressive(PvBuffer& buffer) noexcept { Access::mark_progressive(buff
 std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept
 {
     const auto* image = buffer.GetImage();
-    if (image == nullptr || image->GetPixelType() == PvPixelUndefined)
+    if (image == nullptr || image->GetPixelType() == PvPixelUndefined) {
         return std::nullopt;
+    }
     return ImageGeometry{image->GetWidth(),   image->GetHeight(),   image->GetPixelType(), image->GetOffsetX(),
                          image->GetOffsetY(), image->GetPaddingX(), image->GetPaddingY()};
 }
@@ -200,8 +212,9 @@ std::optional<ImageGeometry> geometry(const PvBuffer& buffer) noexcept
 std::span<const std::uint8_t> payload(const PvBuffer& buffer) noexcept
 {
     std::size_t size = buffer.GetAcquiredSize() != 0 ? buffer.GetAcquiredSize() : buffer.GetSize();
-    if (geometry(buffer))
+    if (geometry(buffer)) {
         size = buffer.GetImage()->GetImageSize();
+    }
     return {buffer.GetDataPointer(), size};
 }
 

@@ -41,12 +41,15 @@ PvResult fit(const PvImage& source, PvBuffer& destination, const convert::Format
     acquisition::ImageGeometry wanted{source.GetWidth(),   source.GetHeight(), image.GetPixelType(), 0, 0,
                                       image.GetPaddingX(), image.GetPaddingY()};
     if (image.GetWidth() == wanted.width && image.GetHeight() == wanted.height &&
-        acquisition::required_size(wanted) <= destination.GetSize())
+        acquisition::required_size(wanted) <= destination.GetSize()) {
         return PvResult::OK;
-    if (format.windows)
+    }
+    if (format.windows) {
         wanted.padding_x = bitmap_padding(acquisition::line_layout(wanted.pixel_type, wanted.width).line_bytes);
-    if (acquisition::required_size(wanted) <= destination.GetSize())
+    }
+    if (acquisition::required_size(wanted) <= destination.GetSize()) {
         return acquisition::reshape(destination, wanted);
+    }
     return image.Alloc(wanted.width, wanted.height, wanted.pixel_type, wanted.padding_x, wanted.padding_y);
 }
 
@@ -57,15 +60,18 @@ struct PvBufferConverter::Engine {
     void prepare(std::int32_t threads, std::size_t width, std::size_t height)
     {
         const std::size_t worthwhile = width * height / pixels_per_thread + 1;
-        if (worthwhile > 1 && !pool)
+        if (worthwhile > 1 && !pool) {
             pool = std::make_unique<convert::ThreadPool>(thread_count(threads));
+        }
         const std::size_t available = pool ? pool->size() : 1;
         bands = available > 1 ? static_cast<unsigned>(std::min({worthwhile, height, bands_per_thread * available})) : 1;
         const std::size_t threads_used = bands > 1 ? available : 1;
-        if (scratch.size() < threads_used)
+        if (scratch.size() < threads_used) {
             scratch.resize(threads_used);
-        for (std::size_t thread = 0; thread < threads_used; ++thread)
+        }
+        for (std::size_t thread = 0; thread < threads_used; ++thread) {
             scratch[thread].reserve(width, convert::scratch_lines);
+        }
     }
 
     void run(const convert::Conversion& conversion)
@@ -74,10 +80,11 @@ struct PvBufferConverter::Engine {
         const auto convert_band = [&](unsigned band, unsigned thread) {
             convert::convert_lines(conversion, height * band / bands, height * (band + 1) / bands, scratch[thread]);
         };
-        if (bands == 1)
+        if (bands == 1) {
             convert_band(0, 0);
-        else
+        } else {
             pool->run(bands, convert_band);
+        }
     }
 
     std::unique_ptr<convert::ThreadPool> pool;  // once an image was large enough to share out
@@ -98,40 +105,49 @@ bool PvBufferConverter::IsConversionSupported(PvPixelType source, PvPixelType de
 PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destination, bool realloc_if_needed)
 {
     convert::CheckedImage<const std::uint8_t> from;
-    if (auto checked = convert::check_image(source, "source", from); !checked.IsOK())
+    if (auto checked = convert::check_image(source, "source", from); !checked.IsOK()) {
         return checked;
-    if (destination == nullptr || destination->GetImage() == nullptr)
+    }
+    if (destination == nullptr || destination->GetImage() == nullptr) {
         return failure(PvResult::InvalidParameter, "the destination is no buffer for an image");
-    if (acquisition::is_held(*destination))
+    }
+    if (acquisition::is_held(*destination)) {
         return failure(PvResult::StateError, "the destination is queued; retrieve it first");
+    }
     const auto& source_image = *source->GetImage();
     auto& image = *destination->GetImage();
-    if (!IsConversionSupported(source_image.GetPixelType(), image.GetPixelType()))
+    if (!IsConversionSupported(source_image.GetPixelType(), image.GetPixelType())) {
         return failure(PvResult::NotSupported, "there is no conversion from pixel type ",
                        static_cast<std::uint32_t>(source_image.GetPixelType()), " to ",
                        static_cast<std::uint32_t>(image.GetPixelType()));
-    if (convert::overlap(*source, *destination))
+    }
+    if (convert::overlap(*source, *destination)) {
         return failure(PvResult::InvalidParameter, "source and destination share memory");
+    }
 
     try {
-        if (!engine_)
+        if (!engine_) {
             engine_ = std::make_unique<Engine>();
+        }
         engine_->prepare(threads_, from.view.width, from.view.height);
         if (realloc_if_needed) {
             if (auto fitted = fit(source_image, *destination, *convert::find_format(image.GetPixelType()));
-                !fitted.IsOK())
+                !fitted.IsOK()) {
                 return fitted;
+            }
         } else if (image.GetWidth() != source_image.GetWidth() || image.GetHeight() != source_image.GetHeight()) {
             return failure(PvResult::InvalidParameter, "the destination has ", image.GetWidth(), " x ",
                            image.GetHeight(), " pixels, the source ", source_image.GetWidth(), " x ",
                            source_image.GetHeight());
         }
         convert::CheckedImage<std::uint8_t> to;
-        if (auto checked = convert::check_image(destination, "destination", to); !checked.IsOK())
+        if (auto checked = convert::check_image(destination, "destination", to); !checked.IsOK()) {
             return checked;
+        }
         convert::Conversion conversion{from.format, to.format, from.view, to.view, bayer_filter_, {}};
-        if (rgb_filter_)
+        if (rgb_filter_) {
             conversion.gains = convert::gains_of(*rgb_filter_);
+        }
         engine_->run(conversion);
     } catch (const std::bad_alloc&) {
         return failure(PvResult::NotEnoughMemory, "there is no memory to convert an image ", source_image.GetWidth(),
@@ -143,8 +159,9 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
 
 PvResult PvBufferConverter::SetBayerFilter(PvBayerFilterType filter)
 {
-    if (filter != PvBayerFilterSimple && filter != PvBayerFilter3X3)
+    if (filter != PvBayerFilterSimple && filter != PvBayerFilter3X3) {
         return failure(PvResult::InvalidParameter, static_cast<std::int32_t>(filter), " is not a Bayer filter");
+    }
     bayer_filter_ = filter;
     return PvResult::OK;
 }

@@ -47,8 +47,9 @@ constexpr bool is_words = sizeof(Sample) == 2;
 template <class Sample>
 simd::LineKernel unpacking_kernel(const Format& format) noexcept
 {
-    if (format.model == Model::bayer)
+    if (format.model == Model::bayer) {
         return is_words<Sample> ? simd::find_samples_kernel(format, 16) : nullptr;
+    }
     return simd::find_line_kernel(format, *find_format(is_words<Sample> ? PvPixelRGB16Planar : PvPixelRGB8Planar));
 }
 
@@ -66,15 +67,18 @@ void filter_packed_line(const Format& format, const PackedLine<Byte>& at, std::s
 {
     const auto line = scratch_channels<Sample>(scratch);
     const PackedLine<const Byte> from{at[0], at[1], at[2]};
-    if (const auto unpack = unpacking_kernel<Sample>(format); unpack != nullptr)
+    if (const auto unpack = unpacking_kernel<Sample>(format); unpack != nullptr) {
         unpack(from, width, {0, width}, as_bytes(line));
-    else
+    } else {
         unpack_line(format, from, width, line);
-    if (format.model == Model::bayer)
+    }
+    if (format.model == Model::bayer) {
         apply_gain(bayer_gains, width, line.color[0]);
-    else
-        for (std::size_t color = 0; color < 3; ++color)
+    } else {
+        for (std::size_t color = 0; color < 3; ++color) {
             apply_gain(LineGains(gains, {color}), width, line.color[color]);
+        }
+    }
     pack_line(format, Channels<const Sample>{{line.color[0], line.color[1], line.color[2]}, line.alpha}, width, at);
 }
 
@@ -100,18 +104,21 @@ void filter_lines(const CheckedImage<Byte>& image, const ColorGains& gains, Scra
         case Packing::quads: apply_gain(of_quads, 4 * view.width, at[0]); break;
         case Packing::word_triples: apply_gain_to_words(of_triples, format.depth, 3 * view.width, at[0]); break;
         case Packing::planar_bytes:
-            for (std::size_t color = 0; color < 3; ++color)
+            for (std::size_t color = 0; color < 3; ++color) {
                 apply_gain(of_planes[color], view.width, at[color]);
+            }
             break;
         case Packing::planar_words:
-            for (std::size_t color = 0; color < 3; ++color)
+            for (std::size_t color = 0; color < 3; ++color) {
                 apply_gain_to_words(of_planes[color], format.depth, view.width, at[color]);
+            }
             break;
         default:
-            if (format.depth <= 8)
+            if (format.depth <= 8) {
                 filter_packed_line<Byte>(format, at, view.width, gains, of_cells, scratch);
-            else
+            } else {
                 filter_packed_line<std::uint16_t>(format, at, view.width, gains, of_cells, scratch);
+            }
         }
     }
 }
@@ -137,20 +144,25 @@ ColorSums sum_pixels(const CheckedImage<const Byte>& image, Scratch& scratch) no
     const auto add_line = simd::find_pixel_sums_kernel(is_words<Sample>);
     ColorSums sums;
     for (std::size_t y = 0; y < view.height; ++y) {
-        if (unpack != nullptr)
+        if (unpack != nullptr) {
             unpack(view.line(y), view.width, {0, view.width}, planes);
-        else
+        } else {
             unpack_line(*format, view.line(y), view.width, line);
-        if constexpr (!is_words<Sample>)
-            if (format->model == Model::yuv && unpack == nullptr)
+        }
+        if constexpr (!is_words<Sample>) {
+            if (format->model == Model::yuv && unpack == nullptr) {
                 yuv_to_rgb(view.width, line);
+            }
+        }
         if (add_line != nullptr) {
             add_line({planes[0], planes[1], planes[2]}, view.width, saturated<Sample>, sums);
             continue;
         }
-        for (std::size_t x = 0; x < view.width; ++x)
-            if (std::max({red[x], green[x], blue[x]}) < saturated<Sample>)
+        for (std::size_t x = 0; x < view.width; ++x) {
+            if (std::max({red[x], green[x], blue[x]}) < saturated<Sample>) {
                 add(sums, red[x], green[x], blue[x]);
+            }
+        }
     }
     return sums;
 }
@@ -163,9 +175,11 @@ void add_cells(const Sample* red_row, const Sample* blue_row, std::size_t width,
         const auto bytes_of = [](const Sample* row) { return reinterpret_cast<const Byte*>(row); };
         return kernel({bytes_of(red_row), bytes_of(blue_row), nullptr}, width, saturated<Sample>, sums);
     }
-    for (std::size_t x = 0; x < width; x += 2)
-        if (std::max({red_row[x], red_row[x + 1], blue_row[x], blue_row[x + 1]}) < saturated<Sample>)
+    for (std::size_t x = 0; x < width; x += 2) {
+        if (std::max({red_row[x], red_row[x + 1], blue_row[x], blue_row[x + 1]}) < saturated<Sample>) {
             add(sums, red_row[x], std::uint64_t{red_row[x + 1]} + blue_row[x], blue_row[x + 1]);
+        }
+    }
 }
 
 template <class Sample>
@@ -179,16 +193,19 @@ ColorSums sum_cells(const CheckedImage<const Byte>& image, Scratch& scratch) noe
     const std::size_t first = upside_down ? 1U - format->red_y : format->red_y;
     ColorSums sums;
     for (std::size_t y = 0; y + 1 < view.height; y += 2) {
-        for (std::size_t i = 0; i < 2; ++i)
-            if (unpack != nullptr)
+        for (std::size_t i = 0; i < 2; ++i) {
+            if (unpack != nullptr) {
                 unpack(view.line(y + i), view.width, {0, view.width}, {reinterpret_cast<Byte*>(rows[i])});
-            else
+            } else {
                 unpack_line(*format, view.line(y + i), view.width,
                             Channels<Sample>{{rows[i], nullptr, nullptr}, nullptr});
+            }
+        }
         add_cells(rows[first], rows[1 - first], view.width / 2 * 2, sums);
     }
-    if (upside_down)
+    if (upside_down) {
         std::swap(sums.color[0], sums.color[2]);
+    }
     sums.color[0] *= 2;  // of green there are two in each cell
     sums.color[2] *= 2;
     return sums;
@@ -197,8 +214,9 @@ ColorSums sum_cells(const CheckedImage<const Byte>& image, Scratch& scratch) noe
 ColorSums sum(const CheckedImage<const Byte>& image, Scratch& scratch) noexcept
 {
     const bool bytes = image.format->depth <= 8;
-    if (image.format->model == Model::bayer)
+    if (image.format->model == Model::bayer) {
         return bytes ? sum_cells<Byte>(image, scratch) : sum_cells<std::uint16_t>(image, scratch);
+    }
     return bytes ? sum_pixels<Byte>(image, scratch) : sum_pixels<std::uint16_t>(image, scratch);
 }
 
@@ -209,10 +227,12 @@ void PvFilterRGB::Reset() noexcept { *this = PvFilterRGB(); }
 PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
 {
     CheckedImage<const Byte> image;
-    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
+    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK()) {
         return checked;
-    if (image.format == nullptr || image.format->model == Model::mono)
+    }
+    if (image.format == nullptr || image.format->model == Model::mono) {
         return no_colour(*buffer);
+    }
     Scratch scratch;
     try {
         scratch.reserve(image.view.width, 4);
@@ -220,10 +240,12 @@ PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
         return PvResult::NotEnoughMemory;
     }
     const auto sums = sum(image, scratch);
-    if (sums.pixels == 0)
+    if (sums.pixels == 0) {
         return failure(PvResult::ImageError, "every pixel of the image is saturated");
-    if (*std::min_element(sums.color.begin(), sums.color.end()) == 0)
+    }
+    if (*std::min_element(sums.color.begin(), sums.color.end()) == 0) {
         return failure(PvResult::ImageError, "a colour is absent from the image; it cannot be balanced");
+    }
     const auto largest = static_cast<double>(*std::max_element(sums.color.begin(), sums.color.end()));
     const auto gain = [&](std::size_t color) { return largest / static_cast<double>(sums.color[color]); };
     Reset();
@@ -236,13 +258,16 @@ PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
 PvResult PvFilterRGB::Apply(PvBuffer* buffer)
 {
     CheckedImage<Byte> image;
-    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK())
+    if (auto checked = check_image(buffer, "buffer", image); !checked.IsOK()) {
         return checked;
-    if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv)
+    }
+    if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv) {
         return no_colour(*buffer);
+    }
     const auto gains = gains_of(*this);
-    if (gains.neutral())
+    if (gains.neutral()) {
         return PvResult::OK;
+    }
     Scratch scratch;
     try {
         scratch.reserve(image.view.width, 4);
@@ -256,11 +281,14 @@ PvResult PvFilterRGB::Apply(PvBuffer* buffer)
 PvResult PvFilterRGB::Apply(const PvBuffer* in, PvBuffer* out)
 {
     CheckedImage<const Byte> image;
-    if (auto checked = check_image(in, "input", image); !checked.IsOK())
+    if (auto checked = check_image(in, "input", image); !checked.IsOK()) {
         return checked;
-    if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv)
+    }
+    if (image.format == nullptr || image.format->model == Model::mono || image.format->model == Model::yuv) {
         return no_colour(*in);
-    if (auto copied = copy_image(in, out); !copied.IsOK())
+    }
+    if (auto copied = copy_image(in, out); !copied.IsOK()) {
         return copied;
+    }
     return Apply(out);
 }

@@ -27,8 +27,9 @@ std::optional<std::vector<std::uint8_t>> header(std::uint32_t width, std::uint32
     const std::uint32_t colors = bits_per_pixel == 8 ? palette_entries : 0;
     const std::uint64_t pixels_at = file_header_size + info_header_size + std::uint64_t{4} * colors;
     const std::uint64_t pixel_bytes = line_bytes(width, bits_per_pixel) * height;
-    if (pixels_at + pixel_bytes > 0xFFFFFFFF || width > 0x7FFFFFFF || height > 0x7FFFFFFF)
+    if (pixels_at + pixel_bytes > 0xFFFFFFFF || width > 0x7FFFFFFF || height > 0x7FFFFFFF) {
         return std::nullopt;
+    }
 
     std::vector<std::uint8_t> bytes;
     bytes.reserve(static_cast<std::size_t>(pixels_at));
@@ -49,8 +50,9 @@ std::optional<std::vector<std::uint8_t>> header(std::uint32_t width, std::uint32
     put32(bytes, pixels_per_metre);
     put32(bytes, colors);
     put32(bytes, 0);  // all colours matter
-    for (std::uint32_t grey = 0; grey < colors; ++grey)
+    for (std::uint32_t grey = 0; grey < colors; ++grey) {
         put32(bytes, grey * 0x010101);
+    }
     return bytes;
 }
 

@@ -17,8 +17,9 @@ std::uint8_t limited(int value) noexcept { return static_cast<std::uint8_t>(std:
 
 std::uint32_t fixed_gain(double gain) noexcept
 {
-    if (!(gain > 0))  // no number included
+    if (!(gain > 0)) {  // no number included
         return 0;
+    }
     return static_cast<std::uint32_t>(std::lround(std::min(gain, 16.0) * 4096));
 }
 
@@ -64,18 +65,21 @@ template <class Sample>
 void apply_gain(const LineGains& gains, std::size_t count, Sample* line) noexcept
 {
     constexpr unsigned depth = std::numeric_limits<Sample>::digits;
-    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr)
+    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr) {
         return kernel(gains, count, reinterpret_cast<std::uint8_t*>(line));
-    for (std::size_t x = 0; x < count; ++x)
+    }
+    for (std::size_t x = 0; x < count; ++x) {
         line[x] = with_gain(gains, x, line[x]);
+    }
 }
 template void apply_gain(const LineGains&, std::size_t, std::uint8_t*) noexcept;
 template void apply_gain(const LineGains&, std::size_t, std::uint16_t*) noexcept;
 
 void apply_gain_to_words(const LineGains& gains, unsigned depth, std::size_t count, std::uint8_t* line) noexcept
 {
-    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr)
+    if (const auto kernel = simd::find_gain_kernel(depth); kernel != nullptr) {
         return kernel(gains, count, line);
+    }
     const unsigned mask = (1U << depth) - 1;
     for (std::size_t x = 0; x < count; ++x) {
         const auto value = with_gain(gains, x, widen(load16(line + 2 * x) & mask, depth));
@@ -87,8 +91,9 @@ template <class Sample>
 void rgb_to_grey(const Channels<const Sample>& from, std::size_t width, Sample* to) noexcept
 {
     const auto [red, green, blue] = from.color;
-    for (std::size_t x = 0; x < width; ++x)
+    for (std::size_t x = 0; x < width; ++x) {
         to[x] = static_cast<Sample>((y_red * red[x] + y_green * green[x] + y_blue * blue[x] + half) >> fraction_bits);
+    }
 }
 template void rgb_to_grey(const Channels<const std::uint8_t>&, std::size_t, std::uint8_t*) noexcept;
 template void rgb_to_grey(const Channels<const std::uint16_t>&, std::size_t, std::uint16_t*) noexcept;
@@ -101,8 +106,9 @@ void rgb_to_yuv(std::size_t width, const Channels<const std::uint8_t>& from, con
     const auto [red, green, blue] = from.color;
     const auto weigh = [width, r = red, g = green, b = blue](int of_red, int of_green, int of_blue, int zero,
                                                              std::uint8_t* out) {
-        for (std::size_t x = 0; x < width; ++x)
+        for (std::size_t x = 0; x < width; ++x) {
             out[x] = limited(((of_red * r[x] + of_green * g[x] + of_blue * b[x] + half) >> fraction_bits) + zero);
+        }
     };
     weigh(y_red, y_green, y_blue, 0, to.color[0]);
     weigh(u_red, u_green, u_blue, 128, to.color[1]);
@@ -124,14 +130,16 @@ void yuv_to_rgb(std::size_t width, const Channels<std::uint8_t>& line) noexcept
 
 void narrow_line(const std::uint16_t* from, std::size_t width, std::uint8_t* to) noexcept
 {
-    for (std::size_t x = 0; x < width; ++x)
+    for (std::size_t x = 0; x < width; ++x) {
         to[x] = static_cast<std::uint8_t>(from[x] >> 8);
+    }
 }
 
 void widen_line(const std::uint8_t* from, std::size_t width, std::uint16_t* to) noexcept
 {
-    for (std::size_t x = 0; x < width; ++x)
+    for (std::size_t x = 0; x < width; ++x) {
         to[x] = widen(from[x], 8);
+    }
 }
 
 }  // namespace convert

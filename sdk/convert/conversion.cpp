@@ -20,8 +20,9 @@ void copy_lines(const Conversion& conversion, std::size_t first, std::size_t las
     for (std::size_t y = first; y < last; y += at_a_time) {
         const auto from = source.line(y);
         const auto to = destination.line(y);
-        for (std::size_t plane = 0; plane < source.planes; ++plane)
+        for (std::size_t plane = 0; plane < source.planes; ++plane) {
             std::memcpy(to[plane], from[plane], at_a_time * source.line_bytes);
+        }
     }
 }
 
@@ -29,8 +30,9 @@ void copy_lines(const Conversion& conversion, std::size_t first, std::size_t las
 simd::LineKernel direct_kernel(const Conversion& conversion) noexcept
 {
     const auto& from = *conversion.source_format;
-    if (from.model != Model::mono && !conversion.gains.neutral())
+    if (from.model != Model::mono && !conversion.gains.neutral()) {
         return nullptr;
+    }
     return simd::find_line_kernel(from, *conversion.destination_format);
 }
 
@@ -41,8 +43,9 @@ std::size_t convert_far_lines(const Conversion& conversion, std::size_t first, s
     const auto& source = conversion.source;
     const std::size_t apart = (last - first) / simd::far_lines;
     const auto kernel = simd::find_far_lines_kernel(*conversion.source_format, *conversion.destination_format);
-    if (kernel == nullptr || apart * source.stride < far_apart)
+    if (kernel == nullptr || apart * source.stride < far_apart) {
         return first;
+    }
     for (std::size_t y = first; y < first + apart; ++y) {
         simd::FarLines<const Byte> from;
         simd::FarLines<Byte> to;
@@ -60,12 +63,14 @@ void convert_directly(simd::LineKernel kernel, const Conversion& conversion, std
 {
     const auto& source = conversion.source;
     OutputLines output(conversion.destination, scratch.line<Byte>(0));
-    if (output.streamed_in_place())
+    if (output.streamed_in_place()) {
         first = convert_far_lines(conversion, first, last);
-    for (std::size_t y = first; y < last; ++y)
+    }
+    for (std::size_t y = first; y < last; ++y) {
         output.write_in_parts(y, source.bytes_of(y + 1), [&](simd::Part part, const PackedLine<Byte>& to) {
             kernel(source.line(y), source.width, part, to);
         });
+    }
 }
 
 /// Whether 8 bits of a sample are enough on the way. Deep Bayer samples that end in 8 bits lose the others before
@@ -81,8 +86,9 @@ template <class Sample>
 void convert_lines_of(const Conversion& conversion, std::size_t first, std::size_t last, Scratch& scratch) noexcept
 {
     LineConverter<Sample> converter(conversion, scratch);
-    for (std::size_t y = first; y < last; ++y)
+    for (std::size_t y = first; y < last; ++y) {
         converter.convert(y);
+    }
 }
 
 }  // namespace
@@ -103,8 +109,9 @@ void Scratch::reserve(std::size_t width, std::size_t lines)
 
 bool is_copy(const Conversion& conversion) noexcept
 {
-    if (conversion.source_format != conversion.destination_format)
+    if (conversion.source_format != conversion.destination_format) {
         return false;
+    }
     const auto& format = *conversion.source_format;
     const bool filterable = format.destination && format.model != Model::mono;
     return !filterable || conversion.gains.neutral();
@@ -112,14 +119,15 @@ bool is_copy(const Conversion& conversion) noexcept
 
 void convert_lines(const Conversion& conversion, std::size_t first, std::size_t last, Scratch& scratch) noexcept
 {
-    if (is_copy(conversion))
+    if (is_copy(conversion)) {
         copy_lines(conversion, first, last);
-    else if (const auto kernel = direct_kernel(conversion); kernel != nullptr)
+    } else if (const auto kernel = direct_kernel(conversion); kernel != nullptr) {
         convert_directly(kernel, conversion, first, last, scratch);
-    else if (takes_bytes(conversion))
+    } else if (takes_bytes(conversion)) {
         convert_lines_of<Byte>(conversion, first, last, scratch);
-    else
+    } else {
         convert_lines_of<std::uint16_t>(conversion, first, last, scratch);
+    }
 }
 
 }  // namespace convert

@@ -31,10 +31,12 @@ struct MeanAlongEdge {
         constexpr int threshold = edge_threshold << (8 * (sizeof(Sample) - 1));
         const int first = std::abs(a - b);
         const int second = std::abs(c - d);
-        if (second > first + threshold)
+        if (second > first + threshold) {
             return mean<Sample>(a, b);
-        if (first > second + threshold)
+        }
+        if (first > second + threshold) {
             return mean<Sample>(c, d);
+        }
         return MeanOfFour::of(a, b, c, d);
     }
 };

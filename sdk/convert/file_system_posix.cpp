@@ -20,9 +20,11 @@ Path path_of(const PvString& name)
 {
     Path path(name.str());
     std::error_code error;
-    if (fs::is_symlink(path, error))
-        if (auto pointed_at = fs::canonical(path, error); !error)
+    if (fs::is_symlink(path, error)) {
+        if (auto pointed_at = fs::canonical(path, error); !error) {
             return pointed_at;
+        }
+    }
     return path;
 }
 
@@ -31,10 +33,12 @@ Kind kind_of(const Path& path) noexcept
     constexpr auto write = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
     std::error_code error;
     const auto status = fs::status(path, error);
-    if (fs::is_directory(status))
+    if (fs::is_directory(status)) {
         return Kind::folder;
-    if (fs::is_regular_file(status))
+    }
+    if (fs::is_regular_file(status)) {
         return (status.permissions() & write) == fs::perms::none ? Kind::read_only_file : Kind::file;
+    }
     return fs::exists(status) ? Kind::other : Kind::missing;
 }
 
@@ -55,10 +59,11 @@ std::error_code File::write(std::span<const std::uint8_t> bytes) noexcept
 {
     while (!bytes.empty()) {
         const auto count = ::write(static_cast<int>(handle_), bytes.data(), bytes.size());
-        if (count >= 0)
+        if (count >= 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(count));
-        else if (errno != EINTR)
+        } else if (errno != EINTR) {
             return last_error();
+        }
     }
     return {};
 }

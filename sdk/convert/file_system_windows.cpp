@@ -25,8 +25,9 @@ std::wstring full_path(const std::wstring& name)
     const DWORD room = GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
     std::wstring path(room, L'\0');
     const DWORD size = GetFullPathNameW(name.c_str(), room, path.data(), nullptr);
-    if (size == 0 || size >= room)
+    if (size == 0 || size >= room) {
         throw std::system_error(last_error());
+    }
     path.resize(size);
     return path;
 }
@@ -42,11 +43,13 @@ std::intptr_t open(const Path& path, DWORD how) noexcept
 Path path_of(const PvString& name)
 {
     auto wide = name.GetWide();
-    if (wide.starts_with(long_prefix))
+    if (wide.starts_with(long_prefix)) {
         return wide;
+    }
     wide = full_path(wide);
-    if (wide.size() <= longest_plain_path || wide.starts_with(device_prefix))
+    if (wide.size() <= longest_plain_path || wide.starts_with(device_prefix)) {
         return wide;
+    }
     const bool share = wide.starts_with(L"\\\\");
     return (std::wstring(share ? long_share_prefix : long_prefix)).append(wide, share ? 1 : 0);
 }
@@ -54,13 +57,16 @@ Path path_of(const PvString& name)
 Kind kind_of(const Path& path) noexcept
 {
     const std::wstring_view name = path.native();
-    if (name.starts_with(device_prefix))
+    if (name.starts_with(device_prefix)) {
         return Kind::other;
+    }
     const DWORD attributes = GetFileAttributesW(path.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES)
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
         return Kind::missing;
-    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+    }
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         return Kind::folder;
+    }
     return (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? Kind::read_only_file : Kind::file;
 }
 
@@ -82,10 +88,12 @@ std::error_code File::write(std::span<const std::uint8_t> bytes) noexcept
     while (!bytes.empty()) {
         DWORD count = 0;
         if (WriteFile(reinterpret_cast<HANDLE>(handle_), bytes.data(),
-                      static_cast<DWORD>(std::min(bytes.size(), most_at_once)), &count, nullptr) == 0)
+                      static_cast<DWORD>(std::min(bytes.size(), most_at_once)), &count, nullptr) == 0) {
             return last_error();
-        if (count == 0)
+        }
+        if (count == 0) {
             return std::make_error_code(std::errc::no_space_on_device);
+        }
         bytes = bytes.subspan(count);
     }
     return {};

@@ -122,9 +122,11 @@ constexpr std::array formats = {
 
 constexpr bool in_order_of_the_types()
 {
-    for (std::size_t i = 0; i < formats.size(); ++i)
-        if (formats[i].type != pv_pixel_types[i])
+    for (std::size_t i = 0; i < formats.size(); ++i) {
+        if (formats[i].type != pv_pixel_types[i]) {
             return false;
+        }
+    }
     return formats.size() == pv_pixel_types.size();
 }
 static_assert(in_order_of_the_types(), "every pixel type needs its row");

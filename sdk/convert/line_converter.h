@@ -56,8 +56,9 @@ public:
             unpack_ = simd::find_line_kernel(from_, planar_format());
             pack_ = simd::find_line_kernel(planar_format(), to_);
         }
-        if (from_.model == Model::bayer)
+        if (from_.model == Model::bayer) {
             prepare_demosaic();
+        }
     }
 
     void convert(std::size_t y) noexcept
@@ -76,20 +77,25 @@ private:
     void convert(std::size_t y, const PackedLine<Byte>& out) noexcept
     {
         const Channels<Sample> line = read(y);
-        if (from_.model == Model::mono)
+        if (from_.model == Model::mono) {
             return write_grey(line.color[0], out);
+        }
         if constexpr (std::is_same_v<Sample, Byte>) {
             if (from_.model == Model::yuv) {
-                if (!to_rgb())
+                if (!to_rgb()) {
                     return to_.model == Model::yuv ? pack_line(to_, read_only(line), width_, out)
                                                    : write_grey(line.color[0], out);
-                if (unpack_ == nullptr)
+                }
+                if (unpack_ == nullptr) {
                     yuv_to_rgb(width_, line);
+                }
             }
         }
-        if (filtered())
-            for (std::size_t color = 0; color < 3; ++color)
+        if (filtered()) {
+            for (std::size_t color = 0; color < 3; ++color) {
                 apply_gain(LineGains(conversion_.gains, {color}), width_, line.color[color]);
+            }
+        }
         if (pack_ != nullptr) {
             const auto planes = planes_of(line);
             return pack_({planes[0], planes[1], planes[2]}, width_, {0, width_}, out);
@@ -122,12 +128,13 @@ private:
     {
         const Channels<Sample> line{{place(color_0), place(color_1), place(color_2)},
                                     from_.alpha && to_.alpha ? scratch_.line<Byte>(alpha) : nullptr};
-        if (from_.model == Model::bayer)
+        if (from_.model == Model::bayer) {
             demosaic(y, line);
-        else if (unpack_ != nullptr)
+        } else if (unpack_ != nullptr) {
             unpack_(conversion_.source.line(y), width_, {0, width_}, planes_of(line));
-        else
+        } else {
             unpack_line(from_, conversion_.source.line(y), width_, line);
+        }
         return line;
     }
 
@@ -138,11 +145,13 @@ private:
         samples.packing = std::is_same_v<Sample, Byte> ? Packing::bytes : Packing::words;
         samples.depth = 8 * sizeof(Sample);
         unpack_samples_ = simd::find_samples_kernel(from_, samples.depth);
-        if (conversion_.gains.neutral())
+        if (conversion_.gains.neutral()) {
             kernels_ = simd::find_bayer_kernels(samples, to_, filter);
+        }
         demosaics_directly_ = kernels_[0] != nullptr;
-        if (!demosaics_directly_)
+        if (!demosaics_directly_) {
             kernels_ = simd::find_bayer_kernels(samples, planar_format(), filter);
+        }
     }
 
     /// What the channels of a line are as a pixel type.
@@ -153,17 +162,19 @@ private:
 
     void demosaic(std::size_t y, const Channels<Sample>& line) noexcept
     {
-        if (kernels_[0] != nullptr)
+        if (kernels_[0] != nullptr) {
             return kernels_[y % 2](cfa_lines(y), width_, {0, width_}, planes_of(line));
+        }
         const auto rows = cfa_lines(y);
         const auto at = [&](std::size_t i) { return reinterpret_cast<const Sample*>(rows[i]); };
         const BayerLines<Sample> lines{at(0), at(1), at(2)};
         const bool has_red = y % 2 == from_.red_y;
         const BayerLine kind{has_red, has_red ? from_.red_x : 1U - from_.red_x};
-        if (conversion_.bayer_filter == PvBayerFilterSimple)
+        if (conversion_.bayer_filter == PvBayerFilterSimple) {
             demosaic_simple(kind, lines, width_, line);
-        else
+        } else {
             demosaic_3x3(kind, lines, width_, line);
+        }
     }
 
     /// The samples of a Bayer line between those of its neighbours, mirrored at the borders.
@@ -179,16 +190,18 @@ private:
     const Byte* cfa_line(std::size_t y) noexcept
     {
         const auto packed = conversion_.source.line(y);
-        if (from_.packing == Packing::bytes)
+        if (from_.packing == Packing::bytes) {
             return packed[0];  // they are the samples
+        }
         const std::size_t slot = y % 3;
         auto* const samples = place(cfa_0 + slot);
         auto* const bytes = reinterpret_cast<Byte*>(samples);
         if (cfa_rows_[slot] != y) {
-            if (unpack_samples_ != nullptr)
+            if (unpack_samples_ != nullptr) {
                 unpack_samples_(packed, width_, {0, width_}, {bytes, nullptr, nullptr});
-            else
+            } else {
                 unpack_samples(packed, samples);
+            }
             cfa_rows_[slot] = y;
         }
         return bytes;
@@ -222,8 +235,9 @@ private:
         const Channels<Byte> yuv{{scratch_.line<Byte>(yuv_0), scratch_.line<Byte>(yuv_1), scratch_.line<Byte>(yuv_2)},
                                  nullptr};
         Channels<const Byte> rgb;
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             rgb.color[c] = as_bytes(line.color[c], other_depth_0 + c);
+        }
         rgb_to_yuv(width_, rgb, yuv);
         pack_line(to_, read_only(yuv), width_, out);
     }
@@ -233,23 +247,25 @@ private:
         const bool grey = line.color[0] == line.color[1];
         if (to_.depth <= 8) {
             Channels<const Byte> bytes{{}, line.alpha};
-            for (std::size_t c = 0; c < 3; ++c)
+            for (std::size_t c = 0; c < 3; ++c) {
                 bytes.color[c] =
                     c > 0 && grey ? bytes.color[0]
                                   : (line.color[c] != nullptr ? as_bytes(line.color[c], other_depth_0 + c) : nullptr);
+            }
             return pack_line(to_, bytes, width_, out);
         }
         Channels<const std::uint16_t> words;
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             words.color[c] = c > 0 && grey ? words.color[0] : as_words(line.color[c], other_depth_0 + c);
+        }
         pack_line(to_, words, width_, out);
     }
 
     const Byte* as_bytes(const Sample* line, std::size_t to) noexcept
     {
-        if constexpr (std::is_same_v<Sample, Byte>)
+        if constexpr (std::is_same_v<Sample, Byte>) {
             return line;
-        else {
+        } else {
             narrow_line(line, width_, scratch_.line<Byte>(to));
             return scratch_.line<Byte>(to);
         }

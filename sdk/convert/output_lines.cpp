@@ -17,16 +17,18 @@ std::size_t past_alignment(const std::uint8_t* address, std::size_t alignment) n
 
 OutputLines::OutputLines(const ImageView<std::uint8_t>& image, std::uint8_t* working_memory) noexcept : image_(image)
 {
-    if (image.planes != 1 || image.line_bytes * image.height < large_image)
+    if (image.planes != 1 || image.line_bytes * image.height < large_image) {
         return;
+    }
     memory_ = working_memory + (cache_line - past_alignment(working_memory, cache_line));
     aligned_ = past_alignment(image.data, cache_line) == 0 && image.stride % cache_line == 0;
 }
 
 OutputLines::~OutputLines()
 {
-    if (memory_ == nullptr)
+    if (memory_ == nullptr) {
         return;
+    }
     write_rest();
     simd::finish_streaming();
 }
@@ -34,8 +36,9 @@ OutputLines::~OutputLines()
 void OutputLines::begin(std::size_t y) noexcept
 {
     auto* const line = image_.line(y)[0];
-    if (target_ + (filled_to_ - filled_from_) == line)
+    if (target_ + (filled_to_ - filled_from_) == line) {
         return;
+    }
     write_rest();
     target_ = line;
     filled_from_ = filled_to_ = past_alignment(line, cache_line);
@@ -51,8 +54,9 @@ void OutputLines::pass_on(std::size_t bytes, std::span<const std::uint8_t> upcom
         filled_from_ = cache_line;
     }
     const std::size_t whole = filled_to_ / cache_line * cache_line;
-    if (whole <= filled_from_)
+    if (whole <= filled_from_) {
         return;
+    }
     simd::stream_copy(target_, memory_ + filled_from_, whole - filled_from_, upcoming);
     target_ += whole - filled_from_;
     std::memcpy(memory_, memory_ + whole, cache_line);  // the bytes after the filled ones do not matter
@@ -62,8 +66,9 @@ void OutputLines::pass_on(std::size_t bytes, std::span<const std::uint8_t> upcom
 
 void OutputLines::write_rest() noexcept
 {
-    if (filled_to_ > filled_from_)
+    if (filled_to_ > filled_from_) {
         std::memcpy(target_, memory_ + filled_from_, filled_to_ - filled_from_);
+    }
     filled_from_ = filled_to_ = 0;
 }
 

@@ -34,8 +34,9 @@ public:
     template <class Write>
     void write_in_parts(std::size_t y, std::span<const std::uint8_t> upcoming, Write&& write)
     {
-        if (aligned_)
+        if (aligned_) {
             return write(simd::Part{0, image_.width, true}, image_.line(y));
+        }
         const std::size_t pixels = part_bytes * image_.width / image_.line_bytes;
         write_line(y, upcoming, pixels - pixels % simd::part_alignment, write);
     }
@@ -55,8 +56,9 @@ private:
     template <class Write>
     void write_line(std::size_t y, std::span<const std::uint8_t> upcoming, std::size_t pixels, Write&& write)
     {
-        if (memory_ == nullptr)
+        if (memory_ == nullptr) {
             return write(simd::Part{0, image_.width}, image_.line(y));
+        }
         begin(y);
         const auto share = [&](std::size_t bytes, std::size_t x) { return bytes / image_.width * x; };
         for (simd::Part part{0, 0}; part.first < image_.width; part.first = part.last) {

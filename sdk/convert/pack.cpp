@@ -11,8 +11,9 @@ using Byte = std::uint8_t;
 template <class Sample>
 Channels<const Sample> red_first(const Format& format, Channels<const Sample> channels) noexcept
 {
-    if (format.blue_first)
+    if (format.blue_first) {
         std::swap(channels.color[0], channels.color[2]);
+    }
     return channels;
 }
 
@@ -39,16 +40,19 @@ void pack_quads(const Channels<const Byte>& from, std::size_t width, Byte* to) n
         to[4 * x + 2] = third[x];
         to[4 * x + 3] = 255;
     }
-    if (from.alpha != nullptr)
-        for (std::size_t x = 0; x < width; ++x)
+    if (from.alpha != nullptr) {
+        for (std::size_t x = 0; x < width; ++x) {
             to[4 * x + 3] = from.alpha[x];
+        }
+    }
 }
 
 void pack_rgb555(const Channels<const Byte>& from, std::size_t width, Byte* to) noexcept
 {
     const auto [red, green, blue] = from.color;
-    for (std::size_t x = 0; x < width; ++x)
+    for (std::size_t x = 0; x < width; ++x) {
         store16(to + 2 * x, static_cast<unsigned>(red[x] >> 3 << 10 | green[x] >> 3 << 5 | blue[x] >> 3));
+    }
 }
 
 /// Two pixels in four bytes, Y of each at `luma` and two further on, U and then V in the other places. A last single
@@ -83,8 +87,9 @@ void pack_yuv444(const Channels<const Byte>& from, std::size_t width, Byte* to) 
 
 void pack_words(const std::uint16_t* from, std::size_t width, unsigned depth, std::size_t step, Byte* to) noexcept
 {
-    for (std::size_t x = 0; x < width; ++x)
+    for (std::size_t x = 0; x < width; ++x) {
         store16(to + step * x, static_cast<unsigned>(from[x] >> (16 - depth)));
+    }
 }
 
 /// Writes the value at an even place, with its half of the shared byte cleared for the odd one, or at an odd place.
@@ -114,8 +119,9 @@ void pack_pairs(const std::uint16_t* from, std::size_t width, unsigned depth, By
         store_first_of_pair(to, value(x), depth);
         store_second_of_pair(to, value(x + 1), depth);
     }
-    if (x < width)
+    if (x < width) {
         store_first_of_pair(to, value(x), depth);
+    }
 }
 
 void pack_rgb10_v1(const Channels<const std::uint16_t>& from, std::size_t width, Byte* to) noexcept
@@ -150,15 +156,17 @@ void pack_line(const Format& format, const Channels<const Byte>& unordered, std:
     switch (format.packing) {
     case Packing::bytes: std::memcpy(to[0], from.color[0], width); break;
     case Packing::signed_bytes:
-        for (std::size_t x = 0; x < width; ++x)
+        for (std::size_t x = 0; x < width; ++x) {
             to[0][x] = static_cast<Byte>(from.color[0][x] ^ 0x80);
+        }
         break;
     case Packing::triples: pack_triples(from, width, to[0]); break;
     case Packing::quads: pack_quads(from, width, to[0]); break;
     case Packing::rgb555: pack_rgb555(from, width, to[0]); break;
     case Packing::planar_bytes:
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             std::memcpy(to[c], from.color[c], width);
+        }
         break;
     case Packing::uyvy: pack_422(from, width, 1, to[0]); break;
     case Packing::yuyv: pack_422(from, width, 0, to[0]); break;
@@ -175,18 +183,21 @@ void pack_line(const Format& format, const Channels<const std::uint16_t>& unorde
     case Packing::words: pack_words(from.color[0], width, format.depth, 2, to[0]); break;
     case Packing::pairs: pack_pairs(from.color[0], width, format.depth, to[0]); break;
     case Packing::word_triples:
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             pack_words(from.color[c], width, format.depth, 6, to[0] + 2 * c);
+        }
         break;
     case Packing::planar_words:
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             pack_words(from.color[c], width, format.depth, 2, to[c]);
+        }
         break;
     case Packing::rgb10_v1: pack_rgb10_v1(from, width, to[0]); break;
     case Packing::rgb10_v2: pack_rgb10_v2(from, width, to[0]); break;
     case Packing::rgb12_v1:
-        for (std::size_t value = 0; value < 3 * width; ++value)
+        for (std::size_t value = 0; value < 3 * width; ++value) {
             store_in_pair(to[0], value, static_cast<unsigned>(from.color[value % 3][value / 3] >> 4), 12);
+        }
         break;
     default: break;  // no deeper than 8 bits
     }

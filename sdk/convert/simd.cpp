@@ -26,10 +26,12 @@ void stream(Byte* to, const Byte* from, std::size_t bytes, std::span<const Byte>
     const std::size_t to_fetch = (upcoming.size() + cache_line - 1) / cache_line;
     std::size_t fetched = 0;
     for (std::size_t line = 0; line < lines; ++line) {
-        for (; fetched * lines < (line + 1) * to_fetch; ++fetched)
+        for (; fetched * lines < (line + 1) * to_fetch; ++fetched) {
             hwy::Prefetch(upcoming.data() + fetched * cache_line);
-        for (std::size_t at = line * cache_line; at < (line + 1) * cache_line; at += block)
+        }
+        for (std::size_t at = line * cache_line; at < (line + 1) * cache_line; at += block) {
             hn::Stream(load8(from + at), d8, to + at);
+        }
     }
 }
 #endif
@@ -48,12 +50,15 @@ LineKernel find_line_kernel(const Format& from, const Format& to) noexcept
     case Model::mono: return find_mono_kernel(from, to);
     case Model::bayer: return nullptr;
     case Model::rgb:
-        if (to.model != Model::rgb)
+        if (to.model != Model::rgb) {
             return find_rgb_to_yuv_kernel(from, to);
-        if (const auto kernel = find_color_kernel(from, to); kernel != nullptr)
+        }
+        if (const auto kernel = find_color_kernel(from, to); kernel != nullptr) {
             return kernel;
-        if (const auto kernel = find_rgb_layout_kernel(from, to); kernel != nullptr)
+        }
+        if (const auto kernel = find_rgb_layout_kernel(from, to); kernel != nullptr) {
             return kernel;
+        }
         return find_packed_rgb_kernel(from, to);
     default: return to.model == Model::rgb ? find_yuv_kernel(from, to) : find_yuv_layout_kernel(from, to);
     }
@@ -82,8 +87,9 @@ static_assert(plain_target == HWY_SCALAR);
 std::vector<Target> vector_targets()
 {
     std::vector<Target> targets;
-    for (std::int64_t left = hwy::SupportedTargets() & HWY_TARGETS & ~HWY_SCALAR; left != 0; left &= left - 1)
+    for (std::int64_t left = hwy::SupportedTargets() & HWY_TARGETS & ~HWY_SCALAR; left != 0; left &= left - 1) {
         targets.push_back(static_cast<Target>(left & -left));
+    }
     return targets;
 }
 

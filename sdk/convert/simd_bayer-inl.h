@@ -120,10 +120,11 @@ struct MirroredBlock {
     MirroredBlock(const Sample* line, std::size_t width, std::size_t x)
     {
         const std::size_t last = std::min(x + block, width) - 1;
-        if (last - x + 1 == block)
+        if (last - x + 1 == block) {
             std::memcpy(samples + 32, line + x, sizeof(Sample) * block);
-        else
+        } else {
             std::memcpy(samples + 32, line + x, sizeof(Sample) * (last - x + 1));
+        }
         samples[31] = line[x > 0 ? x - 1 : (width > 1 ? 1 : 0)];
         samples[32 + last - x + 1] = line[last + 1 < width ? last + 1 : (last > 0 ? last - 1 : 0)];
     }
@@ -138,15 +139,18 @@ void demosaic_at_border(const BayerLines<Sample>& from, std::size_t width, std::
     const MirroredBlock<Sample> here(from.here, width, x);
     const MirroredBlock<Sample> below(from.below, width, x);
     const auto pixels = Demosaic::block_at({above.first(), here.first(), below.first()}, 0);
-    if (x + block <= width)
+    if (x + block <= width) {
         return write_block<streamed, Write>(pixels, to);
+    }
     alignas(64) Byte out[Write::planes][Write::bytes(block)];
     To places{};
-    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+    for (std::size_t plane = 0; plane < Write::planes; ++plane) {
         places[plane] = out[plane];
+    }
     Write::write(pixels, places);
-    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+    for (std::size_t plane = 0; plane < Write::planes; ++plane) {
         std::memcpy(to[plane], out[plane], Write::bytes(width - x));
+    }
 }
 
 /// Whole blocks within a line from pixel `x` on; returns where they end. `to` is where the part goes.
@@ -155,8 +159,9 @@ HWY_INLINE std::size_t demosaic_blocks(const BayerLines<Sample>& from, std::size
                                        const To& to)
 {
     for (; x + block <= part.last && x + block < width; x += block) {
-        if constexpr (streamed && sizeof(Sample) == 1)
+        if constexpr (streamed && sizeof(Sample) == 1) {
             fetch_ahead<block>(from.below + x);
+        }
         write_block<streamed, Write>(Demosaic::block_at(from, x), advanced<Write>(to, x - part.first));
     }
     return x;
@@ -172,8 +177,9 @@ HWY_INLINE void demosaic_part(const BayerLines<Sample>& from, std::size_t width,
         x = block;
     }
     x = demosaic_blocks<streamed, Demosaic, Write>(from, width, part, x, to);
-    if (x < part.last)
+    if (x < part.last) {
         demosaic_at_border<streamed, Demosaic, Write>(from, width, x, advanced<Write>(to, x - part.first));
+    }
 }
 
 /// `lines` are the one above, the one to convert and the one below.
@@ -183,9 +189,11 @@ void demosaic_line(const From& lines, std::size_t width, Part part, const To& to
     using Sample = typename Demosaic::Sample;
     const auto samples = [&](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     const BayerLines<Sample> from{samples(0), samples(1), samples(2)};
-    if constexpr (Write::planes == 1)
-        if (part.streamed)
+    if constexpr (Write::planes == 1) {
+        if (part.streamed) {
             return demosaic_part<true, Demosaic, Write>(from, width, part, to);
+        }
+    }
     demosaic_part<false, Demosaic, Write>(from, width, part, to);
 }
 

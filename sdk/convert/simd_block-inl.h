@@ -142,8 +142,9 @@ template <class Access, class Line>
 HWY_INLINE Line advanced(const Line& line, std::size_t x)
 {
     Line result{line[0] + Access::bytes(x)};
-    for (std::size_t plane = 1; plane < Access::planes; ++plane)
+    for (std::size_t plane = 1; plane < Access::planes; ++plane) {
         result[plane] = line[plane] + Access::bytes(x);
+    }
     return result;
 }
 
@@ -154,17 +155,19 @@ HWY_INLINE void write_streamed(const Block& pixels, const To& to)
     static_assert(Write::planes == 1 && Write::bytes(block) % block == 0);
     alignas(64) Byte bytes[Write::bytes(block)];
     Write::write(pixels, To{bytes});
-    for (std::size_t at = 0; at < Write::bytes(block); at += block)
+    for (std::size_t at = 0; at < Write::bytes(block); at += block) {
         hn::Stream(load8(bytes + at), d8, to[0] + at);
+    }
 }
 
 template <bool streamed, class Write, class Block>
 HWY_INLINE void write_block(const Block& pixels, const To& to)
 {
-    if constexpr (streamed)
+    if constexpr (streamed) {
         write_streamed<Write>(pixels, to);
-    else
+    } else {
         Write::write(pixels, to);
+    }
 }
 
 /// Fetches what will be read in a while into the caches: a block of `bytes`.
@@ -172,8 +175,9 @@ template <std::size_t bytes>
 HWY_INLINE void fetch_ahead(const Byte* from)
 {
     constexpr std::size_t ahead = 1024;
-    for (std::size_t at = 0; at < bytes; at += 64)
+    for (std::size_t at = 0; at < bytes; at += 64) {
         hwy::Prefetch(from + ahead + at);
+    }
 }
 
 /// Whole blocks from pixel `x` on; returns where they end.
@@ -201,11 +205,13 @@ HWY_INLINE void convert_last(const From& from, std::size_t x, std::size_t pixels
     }
     Read::complete(in_places, pixels, x > 0 ? from[0] + Read::bytes(x) : nullptr);
     To out_places{};
-    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+    for (std::size_t plane = 0; plane < Write::planes; ++plane) {
         out_places[plane] = out[plane];
+    }
     Write::write(Read::read({in_places[0], in_places[1], in_places[2]}), out_places);
-    for (std::size_t plane = 0; plane < Write::planes; ++plane)
+    for (std::size_t plane = 0; plane < Write::planes; ++plane) {
         std::memcpy(to[plane], out[plane], Write::bytes(pixels));
+    }
 }
 
 /// Converts part of a line block by block. `Read` makes vectors of a block's bytes, `Write` bytes of the vectors; each
@@ -214,13 +220,15 @@ template <class Read, class Write>
 void convert_line(const From& from, std::size_t /*width*/, Part part, const To& to)
 {
     std::size_t x = part.first;
-    if constexpr (Write::planes == 1)
+    if constexpr (Write::planes == 1) {
         x = part.streamed ? convert_blocks<true, Read, Write>(from, part, to)
                           : convert_blocks<false, Read, Write>(from, part, to);
-    else
+    } else {
         x = convert_blocks<false, Read, Write>(from, part, to);
-    if (x < part.last)
+    }
+    if (x < part.last) {
         convert_last<Read, Write>(from, x, part.last - x, advanced<Write>(to, x - part.first));
+    }
 }
 
 /// What most readers and writers have in common.

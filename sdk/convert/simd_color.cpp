@@ -21,11 +21,13 @@ template <bool swapped>
 LineKernel kernel_between(const Format& from, const Format& to)
 {
     const bool to_quads = to.packing == Packing::quads;
-    if (from.packing == Packing::triples)
+    if (from.packing == Packing::triples) {
         return to_quads ? convert_line<ReadTriplesAsQuads<swapped, Quads8>, WriteQuadsOfQuads>
                         : convert_line<ReadTriplesAsQuads<swapped, QuadColumns8>, WriteTriplesOfQuads>;
-    if (!to_quads)
+    }
+    if (!to_quads) {
         return convert_line<ReadQuads<swapped, QuadColumns8, true>, WriteTriplesOfQuads>;
+    }
     return from.alpha && to.alpha ? convert_line<ReadQuads<swapped, Quads8, true>, WriteQuadsOfQuads>
                                   : convert_line<ReadQuads<swapped, Quads8, false>, WriteQuadsOfQuads>;
 }
@@ -37,8 +39,9 @@ LineKernel color_kernel(const Format& from, const Format& to)
     const auto interleaved = [](const Format& format) {
         return format.packing == Packing::triples || format.packing == Packing::quads;
     };
-    if (!interleaved(from) || !interleaved(to))
+    if (!interleaved(from) || !interleaved(to)) {
         return nullptr;
+    }
     return from.blue_first != to.blue_first ? kernel_between<true>(from, to) : kernel_between<false>(from, to);
 }
 #endif

@@ -21,10 +21,12 @@ struct ColorAccess : Access<plane_count> {
     static constexpr std::size_t bytes(std::size_t pixels) { return bytes_per_pixel * pixels; }
     static void complete(const To& block_bytes, std::size_t pixels, const Byte* /*line*/)
     {
-        if (pixels % 2 != 0)
-            for (std::size_t plane = 0; plane < plane_count; ++plane)
+        if (pixels % 2 != 0) {
+            for (std::size_t plane = 0; plane < plane_count; ++plane) {
                 std::memcpy(block_bytes[plane] + bytes(pixels), block_bytes[plane] + bytes(pixels - 1),
                             bytes_per_pixel);
+            }
+        }
     }
 };
 
@@ -217,10 +219,11 @@ private:
     /// `chroma`: U and V of each two pixels.
     static HWY_INLINE void store(V8 luma, V8 chroma, Byte* to)
     {
-        if constexpr (luma_first)
+        if constexpr (luma_first) {
             hn::StoreInterleaved2(luma, chroma, d8, to);
-        else
+        } else {
             hn::StoreInterleaved2(chroma, luma, d8, to);
+        }
     }
 
     static HWY_INLINE V16 mean_of_pairs(V8 values)

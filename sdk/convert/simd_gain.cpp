@@ -75,12 +75,14 @@ void apply_gain(const LineGains& gains, std::size_t count, Byte* line)
     constexpr std::size_t at_a_time = 3 * Gain::samples;
     static_assert(at_a_time <= LineGains::entries && at_a_time % 12 == 0);
     const auto apply = [&gains](Byte* samples) HWY_ATTR {
-        for (std::size_t vector = 0; vector < 3; ++vector)
+        for (std::size_t vector = 0; vector < 3; ++vector) {
             Gain::apply(gains, vector * Gain::samples, samples + vector * block);
+        }
     };
     std::size_t x = 0;
-    for (; x + at_a_time <= count; x += at_a_time)
+    for (; x + at_a_time <= count; x += at_a_time) {
         apply(line + x * Gain::sample_bytes);
+    }
     if (x < count) {
         alignas(64) Byte last[3 * block] = {};
         std::memcpy(last, line + x * Gain::sample_bytes, (count - x) * Gain::sample_bytes);

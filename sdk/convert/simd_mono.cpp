@@ -42,11 +42,14 @@ void convert_far_lines(const FarLines<const Byte>& from, std::size_t width, cons
 {
     constexpr std::size_t stretch = part_alignment;
     std::size_t x = 0;
-    for (; x + stretch <= width; x += stretch)
-        for (std::size_t line = 0; line < far_lines; ++line)
+    for (; x + stretch <= width; x += stretch) {
+        for (std::size_t line = 0; line < far_lines; ++line) {
             convert_blocks<true, Read, Write>({from[line]}, {x, x + stretch}, {to[line] + Write::bytes(x)});
-    for (std::size_t line = 0; line < far_lines && x < width; ++line)
+        }
+    }
+    for (std::size_t line = 0; line < far_lines && x < width; ++line) {
         convert_line<Read, Write>({from[line]}, width, {x, width, true}, {to[line] + Write::bytes(x)});
+    }
 }
 
 template <unsigned depth>
@@ -78,8 +81,9 @@ LineKernel mono_kernel(const Format& from, const Format& to)
 
 FarLinesKernel far_mono_kernel(const Format& from, const Format& to)
 {
-    if (from.packing != Packing::words || to.packing != Packing::bytes)
+    if (from.packing != Packing::words || to.packing != Packing::bytes) {
         return nullptr;
+    }
     switch (from.depth) {
     case 10: return convert_far_lines<ReadTopOfWords<10>, WriteBytes>;
     case 12: return convert_far_lines<ReadTopOfWords<12>, WriteBytes>;

@@ -179,9 +179,11 @@ private:
     {
         Places result{};
         result.fill(0x80);
-        for (std::size_t pixel = 0; pixel < 4; ++pixel)
-            for (std::size_t byte = 0; byte < 2; ++byte)
+        for (std::size_t pixel = 0; pixel < 4; ++pixel) {
+            for (std::size_t byte = 0; byte < 2; ++byte) {
                 result[to + 2 * pixel + byte] = static_cast<Byte>(4 * pixel + Layout::word_places(index)[byte]);
+            }
+        }
         return result;
     }
 };
@@ -192,9 +194,10 @@ struct ReadRgb12V1 : Access<> {
     static HWY_INLINE Color16 read(const From& from)
     {
         alignas(64) Byte words[6 * block];
-        for (std::size_t part = 0; part < 3; ++part)
+        for (std::size_t part = 0; part < 3; ++part) {
             WriteWords::write(ReadPairs<12>::read({from[0] + part * ReadPairs<12>::bytes(block)}),
                               {words + part * WriteWords::bytes(block)});
+        }
         return ReadWordTriples<16, false>::read({words});
     }
 };

@@ -41,21 +41,26 @@ LineKernel bytes_kernel(const Format& from, const Format& to)
 template <class Layout>
 LineKernel tens_kernel(const Format& from, const Format& to)
 {
-    if (to.packing == Packing::planar_words)
+    if (to.packing == Packing::planar_words) {
         return convert_line<ReadTens<Layout>, WritePlanes16>;
-    if (to.packing == Packing::word_triples)
+    }
+    if (to.packing == Packing::word_triples) {
         return convert_line<ReadTens<Layout>, WriteWordTriples>;
+    }
     return bytes_kernel<Layout>(from, to);
 }
 
 LineKernel rgb12_v1_kernel(const Format& from, const Format& to)
 {
-    if (to.packing == Packing::planar_words)
+    if (to.packing == Packing::planar_words) {
         return convert_line<ReadRgb12V1, WritePlanes16>;
-    if (to.packing == Packing::word_triples)
+    }
+    if (to.packing == Packing::word_triples) {
         return convert_values<ReadPairs<12>, WriteWords>;
-    if (to.packing == Packing::triples && !to.blue_first)
+    }
+    if (to.packing == Packing::triples && !to.blue_first) {
         return convert_values<ReadTopOfPairs, WriteBytes>;
+    }
     return bytes_kernel<Rgb12V1>(from, to);
 }
 
@@ -63,10 +68,12 @@ template <unsigned depth>
 LineKernel word_triples_kernel(const Format& from, const Format& to)
 {
     if (from.blue_first == to.blue_first) {
-        if (to.packing == Packing::word_triples)
+        if (to.packing == Packing::word_triples) {
             return convert_values<ReadWords<depth>, WriteWords>;
-        if (to.packing == Packing::triples)
+        }
+        if (to.packing == Packing::triples) {
             return convert_values<ReadTopOfWords<depth>, WriteBytes>;
+        }
     } else if (to.packing == Packing::word_triples) {
         return convert_line<ReadWordTriples<depth, true>, WriteWordTriples>;
     }
@@ -86,8 +93,9 @@ LineKernel rgb555_kernel(const Format& to)
 
 LineKernel packed_rgb_kernel(const Format& from, const Format& to)
 {
-    if (to.depth > 8 && to.depth < 16)
+    if (to.depth > 8 && to.depth < 16) {
         return nullptr;
+    }
     switch (from.packing) {
     case Packing::rgb10_v1: return tens_kernel<Rgb10V1>(from, to);
     case Packing::rgb10_v2: return tens_kernel<Rgb10V2>(from, to);

@@ -44,13 +44,15 @@ public:
     {
         constexpr D d;
         V largest = hn::Max(red, blue);
-        for (const V one : green)
+        for (const V one : green) {
             largest = hn::Max(largest, one);
+        }
         const auto counts = hn::Eq(hn::SaturatedSub(largest, highest_), hn::Zero(d));
         const V mask = hn::VecFromMask(d, counts);
         red_ = hn::Add(red_, sums_of(hn::And(red, mask)));
-        for (const V one : green)
+        for (const V one : green) {
             green_ = hn::Add(green_, sums_of(hn::And(one, mask)));
+        }
         blue_ = hn::Add(blue_, sums_of(hn::And(blue, mask)));
         pixels_ += hn::CountTrue(d, counts);
     }
@@ -61,8 +63,9 @@ public:
         const auto total = [&lanes](V64 vector) HWY_ATTR {
             hn::Store(vector, d64, lanes);
             std::uint64_t sum = 0;
-            for (const auto lane : lanes)
+            for (const auto lane : lanes) {
                 sum += lane;
+            }
             return sum;
         };
         sums.color[0] += total(red_);
@@ -98,8 +101,9 @@ void add_pixels(const From& lines, std::size_t width, unsigned limit, ColorSums&
     const auto line = [&lines](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     Adder<D, 1> adder(static_cast<Sample>(limit));
     std::size_t x = 0;
-    for (; x + step <= width; x += step)
+    for (; x + step <= width; x += step) {
         adder.add(hn::LoadU(d, line(0) + x), {hn::LoadU(d, line(1) + x)}, hn::LoadU(d, line(2) + x));
+    }
     if (x < width) {
         const Padded<Sample, step> red(line(0), x, width);
         const Padded<Sample, step> green(line(1), x, width);
@@ -126,8 +130,9 @@ void add_cells(const From& lines, std::size_t width, unsigned limit, ColorSums& 
     };
     const auto line = [&lines](std::size_t i) { return reinterpret_cast<const Sample*>(lines[i]); };
     std::size_t x = 0;
-    for (; x + step <= width; x += step)
+    for (; x + step <= width; x += step) {
         add(line(0) + x, line(1) + x);
+    }
     if (x < width) {
         const Padded<Sample, step> upper(line(0), x, width);
         const Padded<Sample, step> lower(line(1), x, width);

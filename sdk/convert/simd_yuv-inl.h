@@ -96,14 +96,16 @@ struct GroupAccess : Access<> {
     static void complete(const To& block_bytes, std::size_t pixels, const Byte* line)
     {
         const std::size_t left = pixels % group.pixels;
-        if (left == 0 || group.v < group.bytes_of(left))
+        if (left == 0 || group.v < group.bytes_of(left)) {
             return;
+        }
         constexpr std::ptrdiff_t before = -static_cast<std::ptrdiff_t>(group.bytes);
         const auto v = static_cast<std::ptrdiff_t>(pixels / group.pixels * group.bytes + group.v);
-        if (pixels > group.pixels)
+        if (pixels > group.pixels) {
             block_bytes[0][v] = block_bytes[0][v + before];
-        else
+        } else {
             block_bytes[0][v] = line != nullptr ? line[v + before] : Byte{128};
+        }
     }
 };
 

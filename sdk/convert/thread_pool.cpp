@@ -8,8 +8,9 @@ ThreadPool::ThreadPool(unsigned threads)
 {
     workers_.reserve(threads > 0 ? threads - 1 : 0);
     try {
-        while (size() < threads)
+        while (size() < threads) {
             workers_.emplace_back([this, thread = size()] { worker(thread); });
+        }
     } catch (const std::exception&) {
         // no more threads or no memory for them: fewer do the same work
     }
@@ -22,8 +23,9 @@ ThreadPool::~ThreadPool()
         stopping_ = true;
     }
     work_arrived_.notify_all();
-    for (auto& worker : workers_)
+    for (auto& worker : workers_) {
         worker.join();
+    }
 }
 
 void ThreadPool::run(unsigned jobs, const Work& work)
@@ -44,8 +46,9 @@ void ThreadPool::worker(unsigned thread)
     std::unique_lock lock(mutex_);
     for (;;) {
         work_arrived_.wait(lock, [this] { return stopping_ || next_job_ < jobs_; });
-        if (stopping_)
+        if (stopping_) {
             return;
+        }
         take_jobs(thread, lock);
     }
 }
@@ -58,8 +61,9 @@ void ThreadPool::take_jobs(unsigned thread, std::unique_lock<std::mutex>& lock)
         lock.unlock();
         work(job, thread);
         lock.lock();
-        if (--unfinished_ == 0)
+        if (--unfinished_ == 0) {
             work_done_.notify_one();
+        }
     }
 }
 

@@ -16,15 +16,17 @@ constexpr std::size_t longest_stem = 240;
 
 WholeFile::~WholeFile()
 {
-    if (file_.is_open())
+    if (file_.is_open()) {
         discard();
+    }
 }
 
 void WholeFile::discard() noexcept
 {
     static_cast<void>(file_.close());
-    if (beside())
+    if (beside()) {
         file_system::remove(written_);
+    }
 }
 
 PvResult WholeFile::system_failure(PvResult::Code code, const char* what, std::error_code error) const
@@ -42,16 +44,18 @@ std::error_code WholeFile::create_beside()
         written_ = target_.parent_path() / stem;
         written_ += "." + std::to_string(attempt) + ".tmp";
         error = file_.create(written_);
-        if (error != std::errc::file_exists)
+        if (error != std::errc::file_exists) {
             break;
+        }
     }
     return error;
 }
 
 PvResult WholeFile::open(const PvString& name)
 {
-    if (name.empty())
+    if (name.empty()) {
         return failure(PvResult::InvalidParameter, "there is no file name");
+    }
     name_ = name;
     target_ = file_system::path_of(name);
     std::error_code error;
@@ -84,8 +88,9 @@ PvResult WholeFile::commit()
         discard();
         return system_failure(PvResult::FileError, "cannot write", error);
     }
-    if (!beside())
+    if (!beside()) {
         return PvResult::OK;
+    }
     if (const auto error = file_system::replace(written_, target_); error) {
         discard();
         return system_failure(PvResult::FileError, "cannot rename the new file to", error);

@@ -21,8 +21,9 @@ constexpr std::chrono::milliseconds callback_patience{5000};
 /// OK, or why a connection cannot be made or ended from where the caller is.
 PvResult check_caller()
 {
-    if (device::in_link_notification())
+    if (device::in_link_notification()) {
         return {PvResult::StateError, "A command link notification cannot connect or disconnect its device"};
+    }
     return PvResult::OK;
 }
 
@@ -45,12 +46,15 @@ PvDevice::~PvDevice() = default;
 
 PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType)
 {
-    if (aDeviceInfo == nullptr)
+    if (aDeviceInfo == nullptr) {
         return {PvResult::InvalidParameter, "The device information is null"};
-    if (PvResult result = check_access(aAccessType); !result.IsOK())
+    }
+    if (PvResult result = check_access(aAccessType); !result.IsOK()) {
         return result;
-    if (PvResult result = check_caller(); !result.IsOK())
+    }
+    if (PvResult result = check_caller(); !result.IsOK()) {
         return result;
+    }
     const PvDeviceInfo::Impl& info = *aDeviceInfo->impl_;
     return impl_->connect({.device = {info.facts.address, wire::gvcp::port},
                            .local = info.host.address,
@@ -61,23 +65,28 @@ PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccess
 
 PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
 {
-    if (PvResult result = check_access(aAccessType); !result.IsOK())
+    if (PvResult result = check_access(aAccessType); !result.IsOK()) {
         return result;
-    if (PvResult result = check_caller(); !result.IsOK())
+    }
+    if (PvResult result = check_caller(); !result.IsOK()) {
         return result;
-    if (const auto current = impl_->connection())
+    }
+    if (const auto current = impl_->connection()) {
         return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+    }
     device::ConnectionTarget target;
     target.access = aAccessType;
-    if (PvResult result = device::look_up_device(aInfo.view(), target); !result.IsOK())
+    if (PvResult result = device::look_up_device(aInfo.view(), target); !result.IsOK()) {
         return result;
+    }
     return impl_->connect(target);
 }
 
 PvResult PvDevice::Disconnect()
 {
-    if (PvResult result = check_caller(); !result.IsOK())
+    if (PvResult result = check_caller(); !result.IsOK()) {
         return result;
+    }
     return impl_->disconnect();
 }
 
@@ -101,24 +110,28 @@ PvGenParameterArray* PvDevice::GetGenLink() { return &impl_->link.parameters(); 
 PvResult PvDevice::DumpGenICamXML(const PvString& aFilename)
 {
     const Impl::Features* features = impl_->features();
-    if (features == nullptr)
+    if (features == nullptr) {
         return {PvResult::NotConnected, "No device has been connected whose description could be written"};
+    }
     std::ofstream file(device::file_path(aFilename), std::ios::binary | std::ios::trunc);
-    if (!file)
+    if (!file) {
         return {PvResult::CannotOpenFile, "The file \"" + aFilename.str() + "\" cannot be written"};
+    }
     const std::string& xml = features->description.xml;
     file.write(xml.data(), static_cast<std::streamsize>(xml.size()));
     file.close();
-    if (!file)
+    if (!file) {
         return {PvResult::FileError, "The description could not be written to \"" + aFilename.str() + "\" completely"};
+    }
     return PvResult::OK;
 }
 
 PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)
 {
     const Impl::Features* features = impl_->features();
-    if (features == nullptr)
+    if (features == nullptr) {
         return {PvResult::NotConnected, "No device has been connected whose description has a name"};
+    }
     aFilename = PvString(features->description.name);
     return PvResult::OK;
 }
@@ -126,10 +139,12 @@ PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)
 PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_t aDataPort, std::uint32_t aChannel)
 {
     const auto address = net::Ipv4Address::parse(aIPAddress.view());
-    if (!address || address->is_any())
+    if (!address || address->is_any()) {
         return {PvResult::InvalidParameter, "\"" + aIPAddress.str() + "\" is no IPv4 address that can be sent to"};
-    if (aDataPort == 0)
+    }
+    if (aDataPort == 0) {
         return {PvResult::InvalidParameter, "A stream cannot be sent to port 0"};
+    }
     return impl_->set_stream_destination(aChannel, *address, aDataPort);
 }
 
@@ -146,26 +161,31 @@ PvResult PvDevice::NegotiatePacketSize(std::uint32_t aChannel, std::uint32_t aDe
 PvResult PvDevice::Reset()
 {
     std::shared_ptr<device::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
+    }
     PvGenParameterArray& array = *impl_->features()->array;
-    if (array.GetCommand("DeviceReset") == nullptr)
+    if (array.GetCommand("DeviceReset") == nullptr) {
         return {PvResult::NotSupported,
                 "The device " + current->device().address.to_string() + " has no DeviceReset feature"};
+    }
     const PvResult result = array.ExecuteCommand("DeviceReset");
-    if (result.GetCode() == PvResult::Timeout)
+    if (result.GetCode() == PvResult::Timeout) {
         return {PvResult::OK, "The device did not acknowledge the reset; devices that restart at once do not"};
+    }
     return result;
 }
 
 PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
 {
     const auto current = impl_->connection();
-    if (!current)
+    if (!current) {
         return PvResult::NotConnected;
+    }
     const auto outcome = current->channel().read_register(aAddress, aValue);
-    if (!outcome.ok())
+    if (!outcome.ok()) {
         return current->result_of(outcome);
+    }
     if (!impl_->sinks->empty()) {
         std::uint8_t bytes[4];
         wire::store_be32(bytes, aValue);
@@ -178,10 +198,12 @@ PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
 PvResult PvDevice::WriteRegister(std::uint32_t aAddress, std::uint32_t aValue)
 {
     std::shared_ptr<device::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
-    if (const auto outcome = current->channel().write_register(aAddress, aValue); !outcome.ok())
+    }
+    if (const auto outcome = current->channel().write_register(aAddress, aValue); !outcome.ok()) {
         return current->result_of(outcome);
+    }
     if (!impl_->sinks->empty()) {
         std::uint8_t bytes[4];
         wire::store_be32(bytes, aValue);
@@ -193,14 +215,17 @@ PvResult PvDevice::WriteRegister(std::uint32_t aAddress, std::uint32_t aValue)
 
 PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestination, std::uint32_t aByteCount)
 {
-    if (aDestination == nullptr && aByteCount > 0)
+    if (aDestination == nullptr && aByteCount > 0) {
         return {PvResult::InvalidParameter, "The destination is null"};
+    }
     const auto current = impl_->connection();
-    if (!current)
+    if (!current) {
         return PvResult::NotConnected;
+    }
     const std::span<std::uint8_t> destination(aDestination, aByteCount);
-    if (const auto outcome = current->channel().read_memory(aAddress, destination); !outcome.ok())
+    if (const auto outcome = current->channel().read_memory(aAddress, destination); !outcome.ok()) {
         return current->result_of(outcome);
+    }
     const auto sinks = impl_->sinks;
     device::notify_read(*sinks, aAddress, destination);
     return PvResult::OK;
@@ -208,14 +233,17 @@ PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestinatio
 
 PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSource, std::uint32_t aByteCount)
 {
-    if (aSource == nullptr && aByteCount > 0)
+    if (aSource == nullptr && aByteCount > 0) {
         return {PvResult::InvalidParameter, "The source is null"};
+    }
     std::shared_ptr<device::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK())
+    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
+    }
     const std::span<const std::uint8_t> source(aSource, aByteCount);
-    if (const auto outcome = current->channel().write_memory(aAddress, source); !outcome.ok())
+    if (const auto outcome = current->channel().write_memory(aAddress, source); !outcome.ok()) {
         return current->result_of(outcome);
+    }
     const auto sinks = impl_->sinks;
     device::notify_write(*sinks, aAddress, source);
     return PvResult::OK;
@@ -239,18 +267,21 @@ PvResult PvDevice::SetIPConfiguration(const PvString& aMACAddress, const PvStrin
     }
     wire::gvcp::ForceIp settings;
     if (PvResult result = device::parse_ip_configuration(aMACAddress, aIP, aSubnetMask, aGateway, hosts, settings);
-        !result.IsOK())
+        !result.IsOK()) {
         return result;
+    }
     return device::force_ip(settings, hosts);
 }
 
 PvResult PvDevice::ResetStreamTimeoutCounter(std::uint32_t aChannel)
 {
     const auto current = impl_->connection();
-    if (!current)
+    if (!current) {
         return PvResult::NotConnected;
-    if (PvResult result = current->check_stream_channel(aChannel); !result.IsOK())
+    }
+    if (PvResult result = current->check_stream_channel(aChannel); !result.IsOK()) {
         return result;
+    }
     impl_->link.reset_stream_timeouts(aChannel);
     return PvResult::OK;
 }

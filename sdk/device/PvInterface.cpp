@@ -39,10 +39,11 @@ PvDeviceInfo& PvInterface::Impl::device_for(PvInterface& self, const device::Fou
                            [&](const auto& known) { return device::is_same_device(known->impl_->facts, found.facts); });
     if (it == all.end()) {
         // the oldest that nobody lists makes room
-        if (all.size() >= most_retired + listed.size())
+        if (all.size() >= most_retired + listed.size()) {
             all.erase(std::find_if(all.begin(), all.end(), [&](const auto& known) {
                 return std::find(listed.begin(), listed.end(), known.get()) == listed.end();
             }));
+        }
         all.push_back(std::unique_ptr<PvDeviceInfo>(new PvDeviceInfo(std::make_unique<PvDeviceInfo::Impl>())));
     } else {
         std::rotate(it, it + 1, all.end());

@@ -47,8 +47,9 @@ std::uint64_t PvSystem::GetMalformedPacketCount() const { return impl_->malforme
 
 PvResult PvSystem::Find()
 {
-    if (impl_->searching)
+    if (impl_->searching) {
         return {PvResult::StateError, "A search is under way already"};
+    }
     std::vector<net::Interface> present;
     try {
         present = net::list_interfaces();
@@ -56,25 +57,29 @@ PvResult PvSystem::Find()
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }
     impl_->listed.clear();
-    for (const net::Interface& facts : present)
+    for (const net::Interface& facts : present) {
         impl_->listed.push_back(&impl_->interface_for(facts));
+    }
     return impl_->search(impl_->listed);
 }
 
 PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)
 {
-    if (aEventSink == nullptr)
+    if (aEventSink == nullptr) {
         return {PvResult::InvalidParameter, "The event sink is null"};
-    if (std::find(impl_->sinks.begin(), impl_->sinks.end(), aEventSink) != impl_->sinks.end())
+    }
+    if (std::find(impl_->sinks.begin(), impl_->sinks.end(), aEventSink) != impl_->sinks.end()) {
         return {PvResult::StateError, "The event sink is registered already"};
+    }
     impl_->sinks.push_back(aEventSink);
     return PvResult::OK;
 }
 
 PvResult PvSystem::UnregisterEventSink(PvSystemEventSink* aEventSink)
 {
-    if (std::erase(impl_->sinks, aEventSink) == 0)
+    if (std::erase(impl_->sinks, aEventSink) == 0) {
         return {PvResult::NotFound, "The event sink is not registered"};
+    }
     return PvResult::OK;
 }
 
@@ -93,8 +98,9 @@ PvInterface& PvSystem::Impl::interface_for(const net::Interface& facts)
 
 PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
 {
-    if (searching)
+    if (searching) {
         return {PvResult::StateError, "A search is under way already"};
+    }
     struct Searching {
         explicit Searching(bool& state) : flag(state) { flag = true; }
         Searching(const Searching&) = delete;
@@ -118,17 +124,20 @@ PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
         PvDeviceInfo& info = interface.impl_->device_for(interface, found);
         bool ignore = false;
         notify(interface, info, ignore);
-        if (!ignore)
+        if (!ignore) {
             interface.impl_->listed.push_back(&info);
+        }
         return true;
     });
     malformed += discovery.statistics().malformed;
 
-    if (discovery.unusable().size() < interfaces.size())
+    if (discovery.unusable().size() < interfaces.size()) {
         return PvResult::OK;
+    }
     std::string text = interfaces.empty() ? "The host has no network interface" : "No interface can be searched";
-    for (const device::UnusableInterface& unusable : discovery.unusable())
+    for (const device::UnusableInterface& unusable : discovery.unusable()) {
         text += "; " + interfaces[unusable.interface_index]->impl_->id() + ": " + unusable.reason;
+    }
     return {PvResult::NetworkError, text};
 }
 
@@ -137,8 +146,9 @@ void PvSystem::Impl::notify(PvInterface& host, PvDeviceInfo& info, bool& ignore)
     const std::vector<PvSystemEventSink*> now = sinks;
     for (PvSystemEventSink* sink : now) {
         // one sink may unregister another
-        if (std::find(sinks.begin(), sinks.end(), sink) == sinks.end())
+        if (std::find(sinks.begin(), sinks.end(), sink) == sinks.end()) {
             continue;
+        }
         try {
             sink->OnDeviceFound(&host, &info, ignore);
         } catch (...) {

@@ -72,8 +72,9 @@ ControlOutcome ControlChannel::close_with(const RegisterWrite& last, Patience pa
 std::uint16_t ControlChannel::next_request_id() noexcept
 {
     // 0 is no request ID
-    if (++request_id_ == 0)
+    if (++request_id_ == 0) {
         request_id_ = 1;
+    }
     return request_id_;
 }
 
@@ -103,22 +104,26 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
 
     requests_.add();
     while (outcome.attempts < patience.attempts) {
-        if (must_end())
+        if (must_end()) {
             return failed(Kind::closed);
+        }
         const time_point sent = outcome.attempts == 0 ? begin : clock_.now();
         retries_.add(outcome.attempts == 0 ? 0 : 1);
         ++outcome.attempts;
         outcome.error = transport_.send(message.bytes());
-        if (outcome.error && outcome.attempts == patience.attempts)
+        if (outcome.error && outcome.attempts == patience.attempts) {
             return failed(Kind::send_failed);
+        }
 
         time_point deadline = sent + patience.answer_timeout;
         for (time_point now = sent; now < deadline; now = clock_.now()) {
             const auto received = transport_.receive(buffer_, until(deadline, now));
-            if (must_end())
+            if (must_end()) {
                 return failed(Kind::closed);
-            if (!received)
+            }
+            if (!received) {
                 continue;
+            }
             if (received->source != device) {
                 foreign_.add();
                 continue;
@@ -142,12 +147,14 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
                     continue;
                 }
                 const time_point arrived = clock_.now();
-                if (pendings == 0)
+                if (pendings == 0) {
                     pending_end = arrived + pending_limit;
+                }
                 ++pendings;
                 pendings_.add();
-                if (pendings > most_pendings || arrived >= pending_end)
+                if (pendings > most_pendings || arrived >= pending_end) {
                     return failed(Kind::pending_too_long);
+                }
                 // the announced time is the device's own; the way back takes as long as any answer's
                 deadline = std::min(arrived + milliseconds(*more) + patience.answer_timeout, pending_end);
                 continue;
@@ -171,8 +178,9 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
             round_trip_max_.set(std::max(round_trip_max_.get(), round_trip));
             return outcome;
         }
-        if (pendings > 0 && clock_.now() >= pending_end)
+        if (pendings > 0 && clock_.now() >= pending_end) {
             return failed(Kind::pending_too_long);
+        }
     }
     return failed(malformed ? Kind::malformed : Kind::no_answer);
 }
@@ -223,8 +231,9 @@ ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_
     const auto message = wire::gvcp::read_registers(next_request_id(), {&address, 1});
     return exchange(message, {Command::read_register, address, word}, patience,
                     [&](std::span<const std::uint8_t> payload) {
-                        if (payload.size() < word)
+                        if (payload.size() < word) {
                             return false;
+                        }
                         value = wire::load_be32(payload.data());
                         return true;
                     });
@@ -282,8 +291,9 @@ ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> 
         message, {Command::read_register, addresses.front(), length}, patience,
         [&](std::span<const std::uint8_t> payload) {
             const std::size_t count = std::min(payload.size() / word, addresses.size());
-            for (std::size_t i = 0; i < count; ++i)
+            for (std::size_t i = 0; i < count; ++i) {
                 values[i] = wire::load_be32(payload.data() + i * word);
+            }
             done = count;
             return count > 0;
         },
@@ -292,8 +302,9 @@ ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> 
             end.address = addresses[std::min(payload.size() / word, addresses.size() - 1)];
         });
     // some devices claim to take several registers and answer the first one only: go on singly
-    if (outcome.ok() && done < addresses.size())
+    if (outcome.ok() && done < addresses.size()) {
         concatenation_ = false;
+    }
     return outcome;
 }
 
@@ -327,8 +338,9 @@ ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite>
             return written && *written == writes.size();
         },
         [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
-            if (const auto written = wire::gvcp::decode_write_done(payload))
+            if (const auto written = wire::gvcp::decode_write_done(payload)) {
                 end.address = writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
+            }
         });
 }
 
@@ -358,8 +370,9 @@ ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::
     return exchange(message, {Command::read_memory, address, length_of(destination)}, patience(),
                     [&](std::span<const std::uint8_t> payload) {
                         const auto answer = wire::gvcp::decode_read_memory_acknowledge(payload);
-                        if (!answer || answer->address != address - before || answer->data.size() < count)
+                        if (!answer || answer->address != address - before || answer->data.size() < count) {
                             return false;
+                        }
                         std::memcpy(destination.data(), answer->data.data() + before, destination.size());
                         return true;
                     });
@@ -389,16 +402,18 @@ ControlOutcome ControlChannel::write_part_of_word(std::uint32_t address, std::sp
 {
     const std::uint32_t before = address % word;
     std::array<std::uint8_t, word> whole{};
-    if (const auto outcome = read_block(address - before, whole); !outcome)
+    if (const auto outcome = read_block(address - before, whole); !outcome) {
         return outcome;
+    }
     std::memcpy(whole.data() + before, source.data(), source.size());
     return write_block(address - before, whole);
 }
 
 ControlOutcome ControlChannel::write_block(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
 {
-    if (!write_memory_)
+    if (!write_memory_) {
         return write_block_by_registers(address, source);
+    }
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::write_memory(next_request_id(), {address, source});
     return exchange(
@@ -411,8 +426,9 @@ ControlOutcome ControlChannel::write_block_by_registers(std::uint32_t address,
 {
     std::array<RegisterWrite, largest_block / word> writes;
     const std::size_t count = source.size() / word;
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         writes[i] = {address + static_cast<std::uint32_t>(i) * word, wire::load_be32(source.data() + i * word)};
+    }
     return write_registers(std::span(writes).first(count));
 }
 
@@ -436,8 +452,9 @@ ControlStatistics ControlChannel::statistics() const noexcept
 void ControlChannel::reset_statistics() noexcept
 {
     for (Counter* counter : {&requests_, &retries_, &failures_, &pendings_, &stale_, &foreign_, &malformed_,
-                             &round_trip_last_, &round_trip_max_})
+                             &round_trip_last_, &round_trip_max_}) {
         counter->set(0);
+    }
 }
 
 }  // namespace device

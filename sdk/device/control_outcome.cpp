@@ -52,8 +52,9 @@ PvResult::Code code_of(Status status)
 std::string register_text(std::uint32_t address)
 {
     std::string text = "register " + hexadecimal(address);
-    if (const char* name = wire::bootstrap::name_of(address))
+    if (const char* name = wire::bootstrap::name_of(address)) {
         text += std::string(" (") + name + ")";
+    }
     return text;
 }
 

@@ -23,12 +23,14 @@ namespace {
 std::optional<std::uint32_t> hexadecimal(std::string_view text)
 {
     text = trimmed(text);
-    if (starts_with_word(text, "0x"))
+    if (starts_with_word(text, "0x")) {
         text.remove_prefix(2);
+    }
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size())
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
         return std::nullopt;
+    }
     return value;
 }
 
@@ -43,13 +45,17 @@ std::string_view file_name(std::string_view path)
 std::string unpacked_name(std::string_view name)
 {
     std::string result(name);
-    for (char& c : result)
-        if (static_cast<unsigned char>(c) < 0x20 || std::string_view("<>:\"|?*").find(c) != std::string_view::npos)
+    for (char& c : result) {
+        if (static_cast<unsigned char>(c) < 0x20 || std::string_view("<>:\"|?*").find(c) != std::string_view::npos) {
             c = '_';
-    if (result.size() >= 4 && result[result.size() - 4] == '.')
+        }
+    }
+    if (result.size() >= 4 && result[result.size() - 4] == '.') {
         result.resize(result.size() - 4);
-    if (result.empty() || result == "." || result == "..")
+    }
+    if (result.empty() || result == "." || result == "..") {
         result = "device";
+    }
     return result + ".xml";
 }
 
@@ -70,14 +76,16 @@ PvResult unusable(const ControlChannel& channel, const std::string& why)
 PvResult read_url(ControlChannel& channel, std::uint32_t address, std::optional<DescriptionUrl>& url)
 {
     std::array<std::uint8_t, wire::bootstrap::url_length> bytes{};
-    if (const auto outcome = channel.read_memory(address, bytes); !outcome.ok())
+    if (const auto outcome = channel.read_memory(address, bytes); !outcome.ok()) {
         return to_result(outcome, channel.device());
+    }
     const auto end = std::find(bytes.begin(), bytes.end(), std::uint8_t{0});
     const std::string text(bytes.begin(), end);
     url = parse_description_url(text);
-    if (!url)
+    if (!url) {
         return unusable(channel, trimmed(text).empty() ? "no URL says where it is"
                                                        : "its URL \"" + text + "\" has no usable address and length");
+    }
     return PvResult::OK;
 }
 
@@ -96,12 +104,14 @@ PvResult unpack(const ControlChannel& channel, const DescriptionUrl& url, std::s
 
 PvResult read_local(ControlChannel& channel, const DescriptionUrl& url, Description& description)
 {
-    if (url.length == 0 || url.length > largest_stored_description)
+    if (url.length == 0 || url.length > largest_stored_description) {
         return unusable(channel,
                         "its URL \"" + url.text + "\" gives it a length of " + std::to_string(url.length) + " bytes");
+    }
     std::vector<std::uint8_t> bytes(url.length);
-    if (const auto outcome = channel.read_memory(url.address, bytes); !outcome.ok())
+    if (const auto outcome = channel.read_memory(url.address, bytes); !outcome.ok()) {
         return to_result(outcome, channel.device());
+    }
     return unpack(channel, url, bytes, description);
 }
 
@@ -117,8 +127,9 @@ PvResult elsewhere(PvResult::Code code, const ControlChannel& channel, const Des
 std::optional<std::filesystem::path> file_in_folder(const DescriptionUrl& url, const std::string& folder)
 {
     const std::string_view name = std::string_view(url.name).substr(url.name.find_last_of(':') + 1);
-    if (folder.empty() || name.empty() || name == "." || name == ".." || name.find('\0') != std::string_view::npos)
+    if (folder.empty() || name.empty() || name == "." || name == ".." || name.find('\0') != std::string_view::npos) {
         return std::nullopt;
+    }
     const std::filesystem::path path = file_path(PvString(std::string_view(folder))) / file_path(PvString(name));
     std::error_code error;
     // nothing but a file: names of devices such as "CON" open something else
@@ -130,14 +141,16 @@ PvResult read_file(const ControlChannel& channel, const DescriptionUrl& url, con
 {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error || size > largest_stored_description)
+    if (error || size > largest_stored_description) {
         return elsewhere(PvResult::CannotOpenFile, channel, url,
                          error ? "the file cannot be opened: " + error.message()
                                : "the file's " + std::to_string(size) + " bytes are more than a description may have");
+    }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
     std::ifstream file(path, std::ios::binary);
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()))) {
         return elsewhere(PvResult::CannotOpenFile, channel, url, "the file cannot be read");
+    }
     return unpack(channel, url, bytes, description);
 }
 
@@ -146,9 +159,10 @@ PvResult download(const ControlChannel& channel, const DescriptionUrl& url, Desc
     std::vector<std::uint8_t> bytes;
     HttpLimits limits;
     limits.largest_body = largest_stored_description;
-    if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK())
+    if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK()) {
         return {result.GetCode(), "The GenICam description of the device " + channel.device().address.to_string() +
                                       ": " + std::string(result.description())};
+    }
     return unpack(channel, url, bytes, description);
 }
 
@@ -156,25 +170,31 @@ PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, const De
                     Description& description)
 {
     std::optional<DescriptionUrl> url;
-    if (PvResult result = read_url(channel, url_address, url); !result.IsOK())
+    if (PvResult result = read_url(channel, url_address, url); !result.IsOK()) {
         return result;
+    }
     using Scheme = DescriptionUrl::Scheme;
-    if (url->scheme == Scheme::local)
+    if (url->scheme == Scheme::local) {
         return read_local(channel, *url, description);
-    if (url->scheme == Scheme::unknown)
+    }
+    if (url->scheme == Scheme::unknown) {
         return elsewhere(PvResult::NotSupported, channel, *url, "this is no kind of URL that a device may have");
+    }
     // a copy that the user has put there saves the download
-    if (const auto path = file_in_folder(*url, places.folder))
+    if (const auto path = file_in_folder(*url, places.folder)) {
         return read_file(channel, *url, *path, description);
-    if (url->scheme == Scheme::http && places.download)
+    }
+    if (url->scheme == Scheme::http && places.download) {
         return download(channel, *url, description);
+    }
     const std::string file = "\"" + url->name + "\"";
     const std::string in_folder =
         places.folder.empty() ? "set the link parameter DescriptionFolder to a folder that holds the file " + file
                               : "put the file " + file + " into the folder \"" + places.folder + "\"";
-    if (url->scheme == Scheme::http)
+    if (url->scheme == Scheme::http) {
         return elsewhere(PvResult::NotSupported, channel, *url,
                          in_folder + ", or allow the download with the link parameter DescriptionDownload");
+    }
     return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, channel, *url, in_folder);
 }
 
@@ -183,8 +203,9 @@ PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, const De
 std::optional<DescriptionUrl> parse_description_url(std::string_view text)
 {
     text = trimmed(text);
-    if (text.empty())
+    if (text.empty()) {
         return std::nullopt;
+    }
     DescriptionUrl url;
     url.text = std::string(text);
     using Scheme = DescriptionUrl::Scheme;
@@ -198,8 +219,9 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
         url.name = std::string(file_name(text.substr(5, text.find('?') - 5)));
         return url;
     }
-    if (!starts_with_word(text, "local:"))
+    if (!starts_with_word(text, "local:")) {
         return url;
+    }
 
     text.remove_prefix(6);
     text = text.substr(0, text.find('?'));
@@ -207,12 +229,14 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
     const std::size_t second = text.rfind(';');
     const std::size_t first =
         second == std::string_view::npos || second == 0 ? std::string_view::npos : text.rfind(';', second - 1);
-    if (first == std::string_view::npos)
+    if (first == std::string_view::npos) {
         return std::nullopt;
+    }
     const auto address = hexadecimal(text.substr(first + 1, second - first - 1));
     const auto length = hexadecimal(text.substr(second + 1));
-    if (!address || !length)
+    if (!address || !length) {
         return std::nullopt;
+    }
     url.scheme = Scheme::local;
     url.name = std::string(file_name(trimmed(text.substr(0, first))));
     url.address = *address;
@@ -223,8 +247,9 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
 PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& places, Description& description)
 {
     const PvResult first = fetch_from(channel, wire::bootstrap::first_url, places, description);
-    if (first.IsOK() || channel.is_closed())
+    if (first.IsOK() || channel.is_closed()) {
         return first;
+    }
     const PvResult second = fetch_from(channel, wire::bootstrap::second_url, places, description);
     // the first failure is the one to explain: the second URL is empty on most devices
     return second.IsOK() ? second : first;

@@ -24,9 +24,11 @@ constexpr std::uint32_t port_mask = 0xFFFF;
 std::uint32_t mtu_of(net::Ipv4Address local)
 {
     try {
-        for (const net::Interface& host : net::list_interfaces())
-            if (host.address == local || (host.loopback && local.is_loopback()))
+        for (const net::Interface& host : net::list_interfaces()) {
+            if (host.address == local || (host.loopback && local.is_loopback())) {
                 return host.mtu;
+            }
+        }
     } catch (const std::exception&) {
         // then packets are tried up to the largest there are
     }
@@ -42,8 +44,9 @@ device::PacketSizeLimits packet_size_limits(PvGenParameterArray& array)
     std::int64_t step = 0;
     const PvGenInteger* feature = array.GetInteger("GevSCPSPacketSize");
     if (feature == nullptr || !feature->GetMin(smallest).IsOK() || !feature->GetMax(largest).IsOK() ||
-        !feature->GetIncrement(step).IsOK())
+        !feature->GetIncrement(step).IsOK()) {
         return limits;
+    }
     const auto limited = [](std::int64_t value) {
         return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, 1, port_mask));
     };
@@ -85,21 +88,24 @@ PvDevice::Impl::Features* PvDevice::Impl::features() const
 void PvDevice::Impl::invalidate_features()
 {
     // from within a notification the node map may be locked by this thread
-    if (Features* current = features(); current != nullptr && !device::in_link_notification())
+    if (Features* current = features(); current != nullptr && !device::in_link_notification()) {
         current->array->InvalidateCache();
+    }
 }
 
 PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
 {
     const std::scoped_lock lock(connect_mutex_);
-    if (const auto current = connection())
+    if (const auto current = connection()) {
         return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+    }
     exchange_heartbeat(nullptr);  // of a connection that was lost
     exchange_poller(nullptr);
 
     std::shared_ptr<device::Connection> opened;
-    if (PvResult result = device::Connection::open(target, link.settings().patience(), opened); !result.IsOK())
+    if (PvResult result = device::Connection::open(target, link.settings().patience(), opened); !result.IsOK()) {
         return result;
+    }
     // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
     link.attach(opened);
     exchange_heartbeat(std::make_shared<device::Heartbeat>(
@@ -121,9 +127,10 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
             return PvResult::OK;
         }
     }
-    if (const std::string reason = opened->loss_reason(); !reason.empty())
+    if (const std::string reason = opened->loss_reason(); !reason.empty()) {
         result = {PvResult::Timeout, opened->device().address.to_string() +
                                          ": the connection was lost while it was being made: " + reason};
+    }
     link.detach();
     opened->close();
     exchange_heartbeat(nullptr);
@@ -134,8 +141,9 @@ PvResult PvDevice::Impl::load_features(device::Connection& connection, std::shar
 {
     device::Description description;
     if (PvResult result = device::fetch_description(connection.channel(), link.description_places(), description);
-        !result.IsOK())
+        !result.IsOK()) {
         return result;
+    }
     for (const auto& known : all_features_) {
         if (known->description.xml == description.xml && known->description.name == description.name) {
             features = known;
@@ -177,10 +185,12 @@ PvResult PvDevice::Impl::disconnect()
         }
     }
     // not under the lock: they may be in a callback that disconnects too
-    if (heartbeat)
+    if (heartbeat) {
         heartbeat->stop(callback_patience);
-    if (poller)
+    }
+    if (poller) {
         poller->stop(callback_patience);
+    }
     return PvResult::OK;
 }
 
@@ -201,22 +211,25 @@ std::shared_ptr<device::FeaturePoller> PvDevice::Impl::exchange_poller(std::shar
 void PvDevice::Impl::poll(const std::shared_ptr<Features>& features,
                           const std::shared_ptr<device::Connection>& connection)
 {
-    if (features->polling_interval)
+    if (features->polling_interval) {
         exchange_poller(std::make_shared<device::FeaturePoller>(
             std::shared_ptr<GenApi::INodeMap>(features, features->array->GetNodeMap()), connection,
             *features->polling_interval));
+    }
 }
 
 void PvDevice::Impl::on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason)
 {
-    if (!lost->lose(reason))
+    if (!lost->lose(reason)) {
         return;
+    }
     link.count_loss(reason);
     Features* current = nullptr;
     {
         const std::scoped_lock lock(state_mutex_);
-        if (connection_ != lost)
+        if (connection_ != lost) {
             return;  // Connect is still at work on it, and will notice
+        }
         connection_.reset();
         current = features_;
     }
@@ -243,13 +256,15 @@ PvResult PvDevice::Impl::stream_connection(std::uint32_t channel,
 PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4Address address, std::uint16_t port)
 {
     std::shared_ptr<device::Connection> current;
-    if (PvResult result = stream_connection(channel, current); !result.IsOK())
+    if (PvResult result = stream_connection(channel, current); !result.IsOK()) {
         return result;
+    }
     const std::uint32_t port_register = wire::bootstrap::stream_register(channel, stream::port);
     const std::uint32_t destination_register = wire::bootstrap::stream_register(channel, stream::destination);
     std::uint32_t before = 0;
-    if (const auto outcome = current->channel().read_register(port_register, before); !outcome.ok())
+    if (const auto outcome = current->channel().read_register(port_register, before); !outcome.ok()) {
         return current->result_of(outcome);
+    }
 
     // the upper half names the device's own network interface, which stays
     const device::RegisterWrite set_port{port_register, (before & ~port_mask) | port};
@@ -265,11 +280,13 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4
 PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size)
 {
     std::shared_ptr<device::Connection> current;
-    if (PvResult result = stream_connection(channel, current); !result.IsOK())
+    if (PvResult result = stream_connection(channel, current); !result.IsOK()) {
         return result;
+    }
     device::PacketSizeLimits limits;
-    if (Features* known = features(); known != nullptr && channel == 0)
+    if (Features* known = features(); known != nullptr && channel == 0) {
         limits = packet_size_limits(*known->array);
+    }
     const PvResult result = device::negotiate_packet_size(*current, channel, default_size, limits,
                                                           mtu_of(current->channel().local().address));
     invalidate_features();
@@ -279,17 +296,20 @@ PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint3
 PvResult PvDevice::Impl::report_stream_timeout(std::uint32_t channel)
 {
     const auto current = connection();
-    if (!current)
+    if (!current) {
         return PvResult::NotConnected;
-    if (PvResult result = current->check_stream_channel(channel); !result.IsOK())
+    }
+    if (PvResult result = current->check_stream_channel(channel); !result.IsOK()) {
         return result;
+    }
     link.count_stream_timeout(channel);
     std::shared_ptr<device::Heartbeat> heartbeat;
     {
         const std::scoped_lock lock(state_mutex_);
         heartbeat = heartbeat_;
     }
-    if (heartbeat)
+    if (heartbeat) {
         heartbeat->check_now();
+    }
     return PvResult::OK;
 }

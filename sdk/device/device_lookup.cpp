@@ -19,8 +19,9 @@ std::string_view trim(std::string_view text)
 {
     constexpr std::string_view blanks = " \t\r\n";
     const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos)
+    if (first == std::string_view::npos) {
         return {};
+    }
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
@@ -36,8 +37,9 @@ std::vector<Match> search(std::string_view text)
     discovery.run([&](const FoundDevice& found) {
         const auto& facts = found.facts;
         const bool fits = mac ? facts.mac == *mac : facts.user_defined_name == text || facts.serial_number == text;
-        if (fits)
+        if (fits) {
             matches.push_back({hosts[found.interface_index], facts});
+        }
         // a name may be given twice, a MAC address is one device's: no need to wait for others
         return !(fits && mac && is_reachable(hosts[found.interface_index], facts));
     });
@@ -48,8 +50,9 @@ std::vector<Match> search(std::string_view text)
 
 std::string reachability_hint(const net::Interface& host, const wire::gvcp::DiscoveryAcknowledge& facts)
 {
-    if (is_reachable(host, facts))
+    if (is_reachable(host, facts)) {
         return {};
+    }
     return "the address of the device, " + facts.address.to_string() + ", does not fit the interface " +
            host.address.to_string() + ", mask " + host.mask.to_string();
 }
@@ -57,8 +60,9 @@ std::string reachability_hint(const net::Interface& host, const wire::gvcp::Disc
 PvResult look_up_device(std::string_view text, ConnectionTarget& target)
 {
     text = trim(text);
-    if (text.empty())
+    if (text.empty()) {
         return {PvResult::InvalidParameter, "No device is named"};
+    }
     if (const auto address = net::Ipv4Address::parse(text)) {
         target.device = {*address, wire::gvcp::port};
         return PvResult::OK;
@@ -70,13 +74,16 @@ PvResult look_up_device(std::string_view text, ConnectionTarget& target)
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }
-    if (matches.empty())
+    if (matches.empty()) {
         return {PvResult::NotFound, "No device answers to \"" + std::string(text) + "\""};
-    for (const Match& match : matches)
-        if (!is_same_device(match.facts, matches.front().facts))
+    }
+    for (const Match& match : matches) {
+        if (!is_same_device(match.facts, matches.front().facts)) {
             return {PvResult::InvalidParameter, "Several devices answer to \"" + std::string(text) + "\", among them " +
                                                     matches.front().facts.address.to_string() + " and " +
                                                     match.facts.address.to_string()};
+        }
+    }
 
     const auto reachable = std::find_if(matches.begin(), matches.end(),
                                         [](const Match& match) { return is_reachable(match.host, match.facts); });

@@ -40,8 +40,9 @@ bool is_reachable(const net::Interface& host, const wire::gvcp::DiscoveryAcknowl
 
 PvAccessType access_of(std::uint32_t control_channel_privilege) noexcept
 {
-    if ((control_channel_privilege & wire::bootstrap::privilege::exclusive) != 0)
+    if ((control_channel_privilege & wire::bootstrap::privilege::exclusive) != 0) {
         return PvAccessExclusive;
+    }
     return (control_channel_privilege & wire::bootstrap::privilege::control) != 0 ? PvAccessControl : PvAccessOpen;
 }
 
@@ -110,19 +111,26 @@ void Discovery::run(const OnFound& on_found)
         }
         time_point next = attend_candidates(on_found);
         const time_point now = clock_.now();
-        if (ended_ || next <= now)
+        if (ended_ || next <= now) {
             return;
-        if (rounds < discovery_rounds)
+        }
+        if (rounds < discovery_rounds) {
             next = std::min(next, round_due);
+        }
         std::vector<net::UdpSocket*> sockets;
-        for (const auto& searched : searched_)
-            for (net::UdpSocket* socket : {&searched->socket, &searched->broadcasts})
-                if (socket->is_open())
+        for (const auto& searched : searched_) {
+            for (net::UdpSocket* socket : {&searched->socket, &searched->broadcasts}) {
+                if (socket->is_open()) {
                     sockets.push_back(socket);
-        if (sockets.empty())
+                }
+            }
+        }
+        if (sockets.empty()) {
             return;
-        if (net::wait_readable(sockets, std::chrono::ceil<milliseconds>(next - now)))
+        }
+        if (net::wait_readable(sockets, std::chrono::ceil<milliseconds>(next - now))) {
             receive_all(on_found);
+        }
     }
 }
 
@@ -153,8 +161,9 @@ void Discovery::receive_all(const OnFound& on_found)
         for (net::UdpSocket* socket : {&searched_[i]->socket, &searched_[i]->broadcasts}) {
             for (int n = 0; n < receive_batch && !ended_; ++n) {
                 const auto received = socket->receive(buffer, milliseconds(0));
-                if (!received)
+                if (!received) {
                     break;
+                }
                 handle_in(*searched_[i], {buffer.data(), received->size}, on_found);
             }
         }
@@ -163,9 +172,11 @@ void Discovery::receive_all(const OnFound& on_found)
 
 void Discovery::handle(std::size_t interface_index, std::span<const std::uint8_t> datagram, const OnFound& on_found)
 {
-    for (const auto& searched : searched_)
-        if (searched->index == interface_index)
+    for (const auto& searched : searched_) {
+        if (searched->index == interface_index) {
             handle_in(*searched, datagram, on_found);
+        }
+    }
 }
 
 void Discovery::handle_in(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found)
@@ -176,10 +187,11 @@ void Discovery::handle_in(Searched& searched, std::span<const std::uint8_t> data
         return;
     }
     if (acknowledge->acknowledge == Command::discovery_ack && acknowledge->request_id == discovery_request) {
-        if (acknowledge->status == wire::gvcp::Status::success)
+        if (acknowledge->status == wire::gvcp::Status::success) {
             add_candidate(searched, acknowledge->payload, on_found);
-        else
+        } else {
             ++statistics_.unexpected;
+        }
         return;
     }
     const auto asked = std::find_if(candidates_.begin(), candidates_.end(), [&](const auto& candidate) {
@@ -208,8 +220,9 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
     }
     ++statistics_.acknowledges;
     // a limited broadcast also reaches the software devices of this host, which belong to the loopback interface only
-    if (facts->address.is_loopback() && !searched.facts.loopback)
+    if (facts->address.is_loopback() && !searched.facts.loopback) {
         return;
+    }
     const auto known = [&](const auto& candidate) {
         return candidate->searched == &searched && is_same_device(candidate->facts, *facts);
     };
@@ -218,8 +231,9 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
         return;
     }
     // a latecomer would have to be asked for its access status, and so could keep the search going
-    if (candidates_.size() >= most_devices || clock_.now() >= end_)
+    if (candidates_.size() >= most_devices || clock_.now() >= end_) {
         return;
+    }
 
     auto candidate = std::make_unique<Candidate>();
     candidate->searched = &searched;
@@ -227,10 +241,11 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
     candidate->request_id = next_access_request_++;
     candidate->give_up = clock_.now() + access_timeout;
     candidates_.push_back(std::move(candidate));
-    if (options_.access_status && is_reachable(searched.facts, candidates_.back()->facts))
+    if (options_.access_status && is_reachable(searched.facts, candidates_.back()->facts)) {
         send_access_query(*candidates_.back());
-    else
+    } else {
         tell(*candidates_.back(), PvAccessUnknown, on_found);
+    }
 }
 
 void Discovery::send_access_query(Candidate& candidate)
@@ -244,8 +259,9 @@ void Discovery::send_access_query(Candidate& candidate)
 void Discovery::tell(Candidate& candidate, PvAccessType access, const OnFound& on_found)
 {
     candidate.told = true;
-    if (!on_found({candidate.searched->index, candidate.facts, access}))
+    if (!on_found({candidate.searched->index, candidate.facts, access})) {
         ended_ = true;
+    }
 }
 
 Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
@@ -253,20 +269,23 @@ Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
     std::optional<time_point> next;
     for (std::size_t i = 0; i < candidates_.size() && !ended_; ++i) {
         Candidate& candidate = *candidates_[i];
-        if (candidate.told)
+        if (candidate.told) {
             continue;
+        }
         const time_point now = clock_.now();
         if (now >= candidate.give_up) {
             tell(candidate, PvAccessUnknown, on_found);
             continue;
         }
-        if (now >= candidate.ask_again)
+        if (now >= candidate.ask_again) {
             send_access_query(candidate);
+        }
         const time_point due = std::min(candidate.ask_again, candidate.give_up);
         next = next ? std::min(*next, due) : due;
     }
-    if (clock_.now() < end_)
+    if (clock_.now() < end_) {
         next = next ? std::min(*next, end_) : end_;
+    }
     return next.value_or(end_);
 }
 

@@ -6,13 +6,16 @@ namespace device {
 
 PvResult EventSinks::add(PvDeviceEventSink* sink)
 {
-    if (sink == nullptr)
+    if (sink == nullptr) {
         return {PvResult::InvalidParameter, "The event sink is null"};
+    }
     const std::scoped_lock lock(mutex_);
-    if (std::any_of(sinks_.begin(), sinks_.end(), [&](const Registered& known) { return known.sink == sink; }))
+    if (std::any_of(sinks_.begin(), sinks_.end(), [&](const Registered& known) { return known.sink == sink; })) {
         return {PvResult::StateError, "The event sink is registered already"};
-    if (!closed_)
+    }
+    if (!closed_) {
         sinks_.push_back({sink, next_serial_++});
+    }
     count_.store(sinks_.size(), std::memory_order_release);
     return PvResult::OK;
 }
@@ -22,8 +25,9 @@ PvResult EventSinks::remove(PvDeviceEventSink* sink, std::chrono::milliseconds p
     std::unique_lock lock(mutex_);
     const auto erased = std::erase_if(sinks_, [&](const Registered& known) { return known.sink == sink; });
     count_.store(sinks_.size(), std::memory_order_release);
-    if (erased == 0)
+    if (erased == 0) {
         return {PvResult::NotFound, "The event sink is not registered"};
+    }
     wait_for_calls(lock, sink, patience);
     return PvResult::OK;
 }
@@ -51,8 +55,9 @@ PvDeviceEventSink* EventSinks::begin_call(std::size_t& position)
     const std::scoped_lock lock(mutex_);
     const auto next =
         std::find_if(sinks_.begin(), sinks_.end(), [&](const Registered& known) { return known.serial >= position; });
-    if (next == sinks_.end())
+    if (next == sinks_.end()) {
         return nullptr;
+    }
     position = next->serial + 1;
     calls_.emplace_back(next->sink, std::this_thread::get_id());
     return next->sink;

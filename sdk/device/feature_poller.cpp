@@ -20,11 +20,14 @@ constexpr milliseconds longest_interval{500};
 std::optional<milliseconds> polling_interval(const GenApi::INodeMap& node_map)
 {
     std::optional<std::int64_t> shortest;
-    for (std::size_t i = 0; i < node_map.node_count(); ++i)
-        if (const std::int64_t time = node_map.node_at(i)->polling_time(); time >= 0)
+    for (std::size_t i = 0; i < node_map.node_count(); ++i) {
+        if (const std::int64_t time = node_map.node_at(i)->polling_time(); time >= 0) {
             shortest = std::min(shortest.value_or(time), time);
-    if (!shortest)
+        }
+    }
+    if (!shortest) {
         return std::nullopt;
+    }
     return std::clamp(milliseconds(*shortest / 2), shortest_interval, longest_interval);
 }
 

@@ -48,9 +48,11 @@ bool is_host(net::Ipv4Address address, net::Ipv4Address mask)
 
 net::Ipv4Address default_mask(net::Ipv4Address address, std::span<const net::Interface> hosts)
 {
-    for (const net::Interface& host : hosts)
-        if (is_mask(host.mask) && net::same_subnet(host.address, address, host.mask))
+    for (const net::Interface& host : hosts) {
+        if (is_mask(host.mask) && net::same_subnet(host.address, address, host.mask)) {
             return host.mask;
+        }
+    }
     return {0xFFFFFF00};
 }
 
@@ -81,11 +83,13 @@ bool send_all(std::vector<net::UdpSocket>& sockets, std::span<const net::Interfa
 {
     bool sent = false;
     for (std::size_t i = 0; i < sockets.size(); ++i) {
-        if (!sockets[i].is_open())
+        if (!sockets[i].is_open()) {
             continue;
+        }
         const auto directed = net::directed_broadcast(hosts[i].address, hosts[i].mask);
-        for (const net::Ipv4Address destination : {net::limited_broadcast, directed})
+        for (const net::Ipv4Address destination : {net::limited_broadcast, directed}) {
             sent |= !sockets[i].send_to({destination, wire::gvcp::port}, message.bytes());
+        }
     }
     return sent;
 }
@@ -97,15 +101,18 @@ std::optional<wire::gvcp::Status> await_acknowledge(std::span<net::UdpSocket* co
     std::array<std::uint8_t, 2048> buffer;
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(end - net::Clock::steady().now());
-        if (left.count() <= 0)
+        if (left.count() <= 0) {
             return std::nullopt;
+        }
         const auto ready = net::wait_readable(sockets, left);
         const auto received = ready ? sockets[*ready]->receive(buffer, milliseconds(0)) : std::nullopt;
-        if (!received)
+        if (!received) {
             continue;
+        }
         const auto acknowledge = wire::gvcp::decode_acknowledge({buffer.data(), received->size});
-        if (acknowledge && acknowledge->acknowledge == Command::force_ip_ack && acknowledge->request_id == request_id)
+        if (acknowledge && acknowledge->acknowledge == Command::force_ip_ack && acknowledge->request_id == request_id) {
             return acknowledge->status;
+        }
     }
 }
 
@@ -130,22 +137,27 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
                                 wire::gvcp::ForceIp& settings)
 {
     const auto parsed_mac = net::MacAddress::parse(mac.view());
-    if (!parsed_mac || parsed_mac->is_zero())
+    if (!parsed_mac || parsed_mac->is_zero()) {
         return invalid("MAC address of a device", mac);
+    }
     const auto parsed_address = net::Ipv4Address::parse(address.view());
-    if (!parsed_address)
+    if (!parsed_address) {
         return invalid("IPv4 address", address);
+    }
     const auto parsed_mask =
         mask.empty() ? std::optional(default_mask(*parsed_address, hosts)) : net::Ipv4Address::parse(mask.view());
-    if (!parsed_mask || !is_mask(*parsed_mask))
+    if (!parsed_mask || !is_mask(*parsed_mask)) {
         return invalid("subnet mask", mask);
-    if (!is_host(*parsed_address, *parsed_mask))
+    }
+    if (!is_host(*parsed_address, *parsed_mask)) {
         return invalid(("address that a device can have in a subnet with mask " + parsed_mask->to_string()).c_str(),
                        address);
+    }
     const auto parsed_gateway =
         gateway.empty() ? std::optional(net::any_address) : net::Ipv4Address::parse(gateway.view());
-    if (!parsed_gateway)
+    if (!parsed_gateway) {
         return invalid("IPv4 address of a gateway", gateway);
+    }
     settings = {*parsed_mac, *parsed_address, *parsed_mask, *parsed_gateway};
     return PvResult::OK;
 }
@@ -155,24 +167,31 @@ PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Inte
     std::vector<net::UdpSocket> listeners;
     std::vector<net::UdpSocket> sockets = open_sockets(hosts, listeners);
     std::vector<net::UdpSocket*> all;
-    for (std::vector<net::UdpSocket>* group : {&sockets, &listeners})
-        for (net::UdpSocket& socket : *group)
-            if (socket.is_open())
+    for (std::vector<net::UdpSocket>* group : {&sockets, &listeners}) {
+        for (net::UdpSocket& socket : *group) {
+            if (socket.is_open()) {
                 all.push_back(&socket);
+            }
+        }
+    }
 
     const auto message = wire::gvcp::force_ip(request_id, settings, true);
     for (int round = 0; round < rounds; ++round) {
-        if (!send_all(sockets, hosts, message))
+        if (!send_all(sockets, hosts, message)) {
             return {PvResult::NetworkError, "The IP configuration cannot be sent on any interface"};
+        }
         const auto status = await_acknowledge(all, round_time);
-        if (status == wire::gvcp::Status::success)
+        if (status == wire::gvcp::Status::success) {
             return PvResult::OK;
-        if (status)
+        }
+        if (status) {
             return {PvResult::StateError, "The device " + settings.mac.to_string() + " refused the address " +
                                               settings.address.to_string() + ": " + wire::gvcp::text_of(*status)};
+        }
     }
-    if (is_found(settings, hosts))
+    if (is_found(settings, hosts)) {
         return PvResult::OK;
+    }
     return {PvResult::NotFound,
             "No device with the MAC address " + settings.mac.to_string() + " took the IP configuration"};
 }

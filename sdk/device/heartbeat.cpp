@@ -41,33 +41,40 @@ std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience
     const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, patience);
     in_doubt_ = !outcome.ok();
     missed_in_a_row_ = outcome.ok() ? 0 : missed_in_a_row_ + 1;
-    if (outcome.ok())
+    if (outcome.ok()) {
         return judge(values[0], {{values[1]}, static_cast<std::uint16_t>(values[2])});
-    if (outcome.kind == ControlOutcome::Kind::closed)
+    }
+    if (outcome.kind == ControlOutcome::Kind::closed) {
         return std::nullopt;
+    }
     if (outcome.kind == ControlOutcome::Kind::refused) {
         in_doubt_ = false;
         missed_in_a_row_ = 0;
-        if (outcome.status == wire::gvcp::Status::access_denied && has_control_)
+        if (outcome.status == wire::gvcp::Status::access_denied && has_control_) {
             return "another application has exclusive control of the device";
+        }
         // a device that does not let its privilege be read answers all the same, and so is there
         return std::nullopt;
     }
     const auto heard = std::max(channel_.last_answer(), begin_);
     const auto silent = std::chrono::duration_cast<milliseconds>(clock_.now() - heard);
-    if (silent < silence || missed_in_a_row_ < fewest_missed)
+    if (silent < silence || missed_in_a_row_ < fewest_missed) {
         return std::nullopt;
+    }
     return "the device has not answered for " + std::to_string(silent.count()) + " ms";
 }
 
 std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, const PrivilegeHolder& holder) const
 {
-    if (!has_control_)
+    if (!has_control_) {
         return std::nullopt;
-    if ((privilege & (bootstrap::privilege::control | bootstrap::privilege::exclusive)) == 0)
+    }
+    if ((privilege & (bootstrap::privilege::control | bootstrap::privilege::exclusive)) == 0) {
         return "the device no longer knows this application as its controller";
-    if (holder_ && *holder_ != holder)
+    }
+    if (holder_ && *holder_ != holder) {
         return "control of the device went to " + text_of(holder);
+    }
     return std::nullopt;
 }
 
@@ -89,16 +96,19 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
         const Patience patience{std::min(connection.channel().patience().answer_timeout, interval), 1};
         const auto lost = monitor.beat(timeout, patience);
         ++settings.beats;
-        if (monitor.is_in_doubt())
+        if (monitor.is_in_doubt()) {
             ++settings.missed;
-        if (connection.channel().is_closed())
+        }
+        if (connection.channel().is_closed()) {
             return;
+        }
         if (lost) {
             on_lost(*lost);
             return;
         }
-        if (!signals.pause(monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval))
+        if (!signals.pause(monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval)) {
             return;
+        }
     }
 }
 

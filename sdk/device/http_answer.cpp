@@ -19,8 +19,9 @@ std::optional<Number> decimal(std::string_view text)
 {
     Number value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size())
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
         return std::nullopt;
+    }
     return value;
 }
 
@@ -35,10 +36,12 @@ HeadEnd find_head_end(std::string_view text, std::size_t begin)
 {
     for (std::size_t at = text.find('\n', begin); at != std::string_view::npos; at = text.find('\n', at + 1)) {
         const std::string_view rest = text.substr(at + 1, 2);
-        if (rest.starts_with('\n'))
+        if (rest.starts_with('\n')) {
             return {at, at + 2};
-        if (rest == "\r\n")
+        }
+        if (rest == "\r\n") {
             return {at, at + 3};
+        }
     }
     return {};
 }
@@ -48,22 +51,26 @@ HeadEnd find_head_end(std::string_view text, std::size_t begin)
 std::optional<HttpAddress> parse_http_address(std::string_view url)
 {
     if (!starts_with_word(url, "http://") ||
-        std::any_of(url.begin(), url.end(), [](char c) { return c <= ' ' || c > '~'; }))
+        std::any_of(url.begin(), url.end(), [](char c) { return c <= ' ' || c > '~'; })) {
         return std::nullopt;
+    }
     url.remove_prefix(7);
     url = url.substr(0, url.find('#'));
     const std::size_t end = std::min(url.find_first_of("/?"), url.size());
     std::string_view authority = url.substr(0, end);
     HttpAddress address;
     address.path = url.substr(end);
-    if (!address.path.starts_with('/'))
+    if (!address.path.starts_with('/')) {
         address.path.insert(0, "/");
-    if (authority.find_first_of("@[") != std::string_view::npos)
+    }
+    if (authority.find_first_of("@[") != std::string_view::npos) {
         return std::nullopt;
+    }
     if (const std::size_t colon = authority.find(':'); colon != std::string_view::npos) {
         const auto port = decimal<std::uint16_t>(authority.substr(colon + 1));
-        if (!port || *port == 0)
+        if (!port || *port == 0) {
             return std::nullopt;
+        }
         address.port = *port;
         authority = authority.substr(0, colon);
     }
@@ -73,36 +80,43 @@ std::optional<HttpAddress> parse_http_address(std::string_view url)
 
 std::string redirected(const HttpAddress& from, std::string_view location)
 {
-    if (location.starts_with("//"))
+    if (location.starts_with("//")) {
         return "http:" + std::string(location);
-    if (!location.starts_with('/'))
+    }
+    if (!location.starts_with('/')) {
         return std::string(location);
+    }
     return "http://" + from.host + ":" + std::to_string(from.port) + std::string(location);
 }
 
 HttpAnswer::State HttpAnswer::take(std::span<const std::uint8_t> bytes)
 {
-    if (state_ != State::incomplete)
+    if (state_ != State::incomplete) {
         return state_;
+    }
     received_.insert(received_.end(), bytes.begin(), bytes.end());
-    if (!in_body_)
+    if (!in_body_) {
         take_head();
-    if (in_body_ && state_ == State::incomplete)
+    }
+    if (in_body_ && state_ == State::incomplete) {
         take_body();
+    }
     return state_;
 }
 
 HttpAnswer::State HttpAnswer::end()
 {
-    if (state_ != State::incomplete)
+    if (state_ != State::incomplete) {
         return state_;
-    if (!in_body_)
+    }
+    if (!in_body_) {
         fail(PvResult::NetworkError, "the server does not speak HTTP");
-    else if (length_)
+    } else if (length_) {
         fail(PvResult::NetworkError,
              "the server sent " + std::to_string(received_.size()) + " of " + std::to_string(*length_) + " bytes");
-    else
+    } else {
         state_ = State::complete;
+    }
     return state_;
 }
 
@@ -113,8 +127,9 @@ void HttpAnswer::take_head()
     if (end.at == std::string_view::npos) {
         // a line's end and half of the next may have been looked at already
         searched_ = std::max<std::size_t>(text.size(), 2) - 2;
-        if (text.size() >= largest_head)
+        if (text.size() >= largest_head) {
             fail(PvResult::NetworkError, "the server does not speak HTTP");
+        }
         return;
     }
     if (!parse_head(text.substr(0, end.at))) {
@@ -144,29 +159,34 @@ bool HttpAnswer::parse_head(std::string_view head)
     };
     const std::string_view status = next_line();
     const std::size_t blank = status.find(' ');
-    if (!starts_with_word(status, "http/1.") || blank == std::string_view::npos)
+    if (!starts_with_word(status, "http/1.") || blank == std::string_view::npos) {
         return false;
+    }
     const auto code = decimal<std::uint16_t>(status.substr(blank + 1, 3));
-    if (!code)
+    if (!code) {
         return false;
+    }
     status_ = *code;
-    while (!head.empty())
+    while (!head.empty()) {
         parse_field(next_line());
+    }
     return true;
 }
 
 void HttpAnswer::parse_field(std::string_view line)
 {
     const std::size_t colon = line.find(':');
-    if (colon == std::string_view::npos)
+    if (colon == std::string_view::npos) {
         return;
+    }
     const std::string_view value = trimmed(line.substr(colon + 1));
-    if (starts_with_word(line, "location:"))
+    if (starts_with_word(line, "location:")) {
         location_ = value;
-    else if (starts_with_word(line, "content-length:"))
+    } else if (starts_with_word(line, "content-length:")) {
         length_ = decimal<std::size_t>(value);
-    else if (starts_with_word(line, "transfer-encoding:") || starts_with_word(line, "content-encoding:"))
+    } else if (starts_with_word(line, "transfer-encoding:") || starts_with_word(line, "content-encoding:")) {
         encoded_ = encoded_ || !starts_with_word(value, "identity");
+    }
 }
 
 void HttpAnswer::take_body()

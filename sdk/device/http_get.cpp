@@ -39,8 +39,9 @@ public:
     PvResult run(const HttpAddress& address, HttpAnswer& answer)
     {
         const auto host = net::address_of_host(address.host);
-        if (!host)
+        if (!host) {
             return failure(PvResult::NotFound, url_, "there is no host \"" + address.host + "\"");
+        }
         const std::string request = "GET " + address.path + " HTTP/1.0\r\nHost: " + address.host +
                                     (address.port != default_http_port ? ":" + std::to_string(address.port) : "") +
                                     "\r\nAccept: */*\r\nConnection: close\r\n\r\n";
@@ -50,11 +51,14 @@ public:
             return failure(error.code(), url_, error.what());
         }
         if (const auto error = connection_.send(
-                std::span(reinterpret_cast<const std::uint8_t*>(request.data()), request.size()), left()))
+                std::span(reinterpret_cast<const std::uint8_t*>(request.data()), request.size()), left())) {
             return failure(error, url_, "sending the request failed: " + error.message());
-        while (answer.state() == HttpAnswer::State::incomplete)
-            if (PvResult result = read_more(answer); !result.IsOK())
+        }
+        while (answer.state() == HttpAnswer::State::incomplete) {
+            if (PvResult result = read_more(answer); !result.IsOK()) {
                 return result;
+            }
+        }
         return answer.state() == HttpAnswer::State::complete ? PvResult(PvResult::OK)
                                                              : failure(answer.code(), url_, answer.reason());
     }
@@ -69,16 +73,19 @@ private:
     {
         std::error_code error;
         const std::size_t size = connection_.receive(block_, left(), error);
-        if (error)
+        if (error) {
             return failure(error, url_, "the server's answer does not arrive: " + error.message());
+        }
         // a server that sends a byte at a time never lets a single wait run out
-        if (left().count() == 0)
+        if (left().count() == 0) {
             return failure(PvResult::Timeout, url_,
                            "the server takes more than " + std::to_string(limits_.time.count()) + " ms");
-        if (size == 0)
+        }
+        if (size == 0) {
             answer.end();
-        else
+        } else {
             answer.take(std::span(block_).first(size));
+        }
         return PvResult::OK;
     }
 
@@ -101,24 +108,28 @@ PvResult http_get(std::string_view url, const HttpLimits& limits, std::vector<st
     const auto end = Clock::now() + limits.time;
     std::string at(url);
     for (int hop = 0; hop <= limits.redirects; ++hop) {
-        if (starts_with_word(at, "https:"))
+        if (starts_with_word(at, "https:")) {
             return failure(PvResult::NotSupported, url, "encrypted connections (https) are not supported");
+        }
         const auto address = parse_http_address(at);
-        if (!address)
+        if (!address) {
             return failure(PvResult::InvalidParameter, url,
                            hop == 0 ? "it is not an address of a file on a server"
                                     : "the server points to \"" + at + "\"");
+        }
         HttpAnswer answer(limits.largest_body);
-        if (PvResult result = Exchange(url, limits, end).run(*address, answer); !result.IsOK())
+        if (PvResult result = Exchange(url, limits, end).run(*address, answer); !result.IsOK()) {
             return result;
+        }
         if (answer.status() == 200) {
             body = std::move(answer.body());
             return PvResult::OK;
         }
-        if (!is_redirect(answer.status()) || answer.location().empty())
+        if (!is_redirect(answer.status()) || answer.location().empty()) {
             return failure(answer.status() == 404 || answer.status() == 410 ? PvResult::NotFound
                                                                             : PvResult::NetworkError,
                            url, "the server answers with status " + std::to_string(answer.status()));
+        }
         at = redirected(*address, answer.location());
     }
     return failure(PvResult::NetworkError, url, "the server points on and on to other addresses");

@@ -67,25 +67,29 @@ void Link::attach(const std::shared_ptr<Connection>& connection)
     attached_ = true;
     if (connection->has_control()) {
         static_cast<void>(apply_heartbeat_timeout(*connection));
-        if (settings_.heartbeat_disabled)
+        if (settings_.heartbeat_disabled) {
             static_cast<void>(apply_heartbeat_disabled(*connection));
+        }
     }
-    for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"})
+    for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"}) {
         parameters_->changed(name);
+    }
 }
 
 void Link::detach() noexcept
 {
-    if (!attached_.exchange(false) || !settings_.heartbeat_disabled)
+    if (!attached_.exchange(false) || !settings_.heartbeat_disabled) {
         return;
+    }
     const auto last = connection();
     // a device left without heartbeat supervision would stay controlled for ever by whoever crashes next
     if (last && last->has_control() && !last->channel().is_closed()) {
         std::uint32_t value = 0;
         constexpr Patience brief{std::chrono::milliseconds(150), 1};
-        if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief))
+        if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief)) {
             static_cast<void>(last->channel().write_register(
                 bootstrap::gvcp_configuration, value & ~bootstrap::configuration::heartbeat_disable, brief));
+        }
     }
 }
 
@@ -121,23 +125,27 @@ std::uint64_t Link::stream_timeouts() const
 {
     const std::scoped_lock lock(mutex_);
     std::uint64_t all = 0;
-    for (const auto& [channel, count] : stream_timeouts_)
+    for (const auto& [channel, count] : stream_timeouts_) {
         all += count;
+    }
     return all;
 }
 
 PvResult Link::apply_heartbeat_timeout(Connection& connection)
 {
     const std::uint32_t wanted = settings_.heartbeat_timeout_ms;
-    if (wanted == 0)
+    if (wanted == 0) {
         return PvResult::OK;
+    }
     auto outcome = connection.channel().write_register(bootstrap::heartbeat_timeout, wanted);
     std::uint32_t actual = 0;
-    if (outcome.ok())
+    if (outcome.ok()) {
         outcome = connection.channel().read_register(bootstrap::heartbeat_timeout, actual);
+    }
     // a device may clamp it; what counts is what it does
-    if (outcome.ok() && actual != 0)
+    if (outcome.ok() && actual != 0) {
         heartbeat_->timeout_ms = actual;
+    }
     return connection.result_of(outcome);
 }
 
@@ -166,8 +174,9 @@ void Link::build_parameters()
 void Link::add_settings(SoftwareParameters& parameters)
 {
     const auto apply_patience = [this] {
-        if (const auto current = connection())
+        if (const auto current = connection()) {
             current->channel().set_patience(settings_.patience());
+        }
         return PvResult(PvResult::OK);
     };
 
@@ -246,8 +255,9 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     timeout.set = [this](std::int64_t value) {
         settings_.heartbeat_timeout_ms = static_cast<std::uint32_t>(value);
         const auto current = connection();
-        if (attached_ && current && current->has_control())
+        if (attached_ && current && current->has_control()) {
             return apply_heartbeat_timeout(*current);
+        }
         heartbeat_->timeout_ms = static_cast<std::uint32_t>(value);
         return PvResult(PvResult::OK);
     };
@@ -271,8 +281,9 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     disable.set = [this](bool value) {
         const auto current = connection();
         const bool controlling = attached_ && current && current->has_control();
-        if (controlling && (current->facts().capability & bootstrap::capability::heartbeat_disable) == 0)
+        if (controlling && (current->facts().capability & bootstrap::capability::heartbeat_disable) == 0) {
             return PvResult(PvResult::NotSupported, "The device cannot do without the heartbeat");
+        }
         settings_.heartbeat_disabled = value;
         return controlling ? apply_heartbeat_disabled(*current) : PvResult(PvResult::OK);
     };
@@ -322,8 +333,9 @@ void Link::add_statistics(SoftwareParameters& parameters)
     auto reset = named<SoftwareCommand>("ResetStatistics", "Statistics", "Sets all counters to 0.");
     reset.visibility = GenApi::Visibility::expert;
     reset.execute = [this] {
-        if (const auto last_one = connection())
+        if (const auto last_one = connection()) {
             last_one->channel().reset_statistics();
+        }
         heartbeat_->beats = 0;
         heartbeat_->missed = 0;
         losses_ = 0;

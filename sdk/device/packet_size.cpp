@@ -42,8 +42,9 @@ public:
         const std::array<std::uint32_t, 3> addresses = {address(stream::packet_size), address(stream::port),
                                                         address(stream::destination)};
         std::array<std::uint32_t, 3> values{};
-        if (const auto outcome = connection_.channel().read_registers(addresses, values); !outcome.ok())
+        if (const auto outcome = connection_.channel().read_registers(addresses, values); !outcome.ok()) {
             return connection_.result_of(outcome);
+        }
         original_size_ = values[0] & ~stream::fire_test_packet;
         original_port_ = values[1];
         original_destination_ = values[2];
@@ -77,8 +78,9 @@ public:
                 (original_size_ & stream::pixel_big_endian) | stream::fire_test_packet | stream::do_not_fragment | size;
             taken = size;
             auto outcome = connection_.channel().write_register(address(stream::packet_size), value);
-            if (outcome.ok())
+            if (outcome.ok()) {
                 outcome = connection_.channel().read_register(address(stream::packet_size), taken);
+            }
             if (outcome.kind == ControlOutcome::Kind::refused) {
                 taken = 0;
                 return Answer::not_taken;
@@ -88,10 +90,12 @@ public:
                 return Answer::unreachable;
             }
             taken &= stream::packet_size_mask;
-            if (taken != size)
+            if (taken != size) {
                 return Answer::not_taken;
-            if (wait_for(size, wait))
+            }
+            if (wait_for(size, wait)) {
                 return Answer::arrived;
+            }
         }
         return Answer::silent;
     }
@@ -102,14 +106,17 @@ public:
         const std::uint32_t value = (original_size_ & ~stream::packet_size_mask) | size;
         std::uint32_t now = 0;
         auto outcome = connection_.channel().write_register(address(stream::packet_size), value);
-        if (outcome.ok())
+        if (outcome.ok()) {
             outcome = connection_.channel().read_register(address(stream::packet_size), now);
-        if (!outcome.ok())
+        }
+        if (!outcome.ok()) {
             return connection_.result_of(outcome);
-        if ((now & stream::packet_size_mask) != size)
+        }
+        if ((now & stream::packet_size_mask) != size) {
             return {PvResult::GenericError, connection_.device().address.to_string() + ": the packet size " +
                                                 std::to_string(size) + " was set, but the device has " +
                                                 std::to_string(now & stream::packet_size_mask)};
+        }
         settled_ = true;
         return PvResult::OK;
     }
@@ -117,15 +124,18 @@ public:
     /// Puts destination and port back, and the size too unless a new one was set.
     PvResult restore() noexcept
     {
-        if (!diverted_)
+        if (!diverted_) {
             return PvResult::OK;
+        }
         diverted_ = false;
         std::vector<RegisterWrite> writes;
-        if (!settled_)
+        if (!settled_) {
             writes.push_back({address(stream::packet_size), original_size_});
+        }
         // closed first: between the two writes the stream must not go where it never was meant to
-        if ((original_port_ & 0xFFFF) != 0)
+        if ((original_port_ & 0xFFFF) != 0) {
             writes.push_back({address(stream::port), original_port_ & ~std::uint32_t{0xFFFF}});
+        }
         writes.push_back({address(stream::destination), original_destination_});
         writes.push_back({address(stream::port), original_port_});
         return connection_.result_of(connection_.channel().write_registers(writes));
@@ -149,10 +159,12 @@ private:
             const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
             const auto received = socket_.receive(buffer_, std::max(left, milliseconds(0)));
             if (received && !received->truncated && received->source.address == connection_.device().address &&
-                received->size == size - headers)
+                received->size == size - headers) {
                 return true;
-            if (left.count() <= 0)
+            }
+            if (left.count() <= 0) {
                 return false;
+            }
         }
     }
 
@@ -195,22 +207,27 @@ std::optional<std::uint32_t> largest_that_arrives(Probe& probe, PacketSizeLimits
             size = probe.taken;
             answer = probe.test(size);
         }
-        if (answer == Answer::arrived)
+        if (answer == Answer::arrived) {
             good = size;
-        else
+        } else {
             too_large = std::min(too_large, size);
+        }
         return answer;
     };
 
     Answer answer = try_size(limits.largest);
     // the search needs a size that arrives to start from: what every network carries, what was set, the least
-    for (const std::uint32_t start : {step_down(usual_size, limits), probe.original_size(), limits.smallest})
-        if (answer != Answer::unreachable && good == 0 && start >= limits.smallest && start < too_large)
+    for (const std::uint32_t start : {step_down(usual_size, limits), probe.original_size(), limits.smallest}) {
+        if (answer != Answer::unreachable && good == 0 && start >= limits.smallest && start < too_large) {
             answer = try_size(start);
-    while (answer != Answer::unreachable && good != 0 && good + limits.step < too_large)
+        }
+    }
+    while (answer != Answer::unreachable && good != 0 && good + limits.step < too_large) {
         answer = try_size(good + std::max((too_large - good) / 2 / limits.step, std::uint32_t{1}) * limits.step);
-    if (answer == Answer::unreachable)
+    }
+    if (answer == Answer::unreachable) {
         return std::nullopt;
+    }
     return good;
 }
 
@@ -220,35 +237,42 @@ PvResult negotiate_packet_size(Connection& connection, std::uint32_t channel, st
                                PacketSizeLimits limits, std::uint32_t mtu)
 {
     const std::string name = connection.device().address.to_string();
-    if (default_size > largest_size || (default_size != 0 && default_size < smallest_size))
+    if (default_size > largest_size || (default_size != 0 && default_size < smallest_size)) {
         return {PvResult::InvalidParameter, "A packet size of " + std::to_string(default_size) +
                                                 " bytes is impossible; it is from " + std::to_string(smallest_size) +
                                                 " to " + std::to_string(largest_size)};
+    }
     limits = sane(limits, mtu);
     Probe probe(connection, channel);
-    if (PvResult result = probe.divert(); !result.IsOK())
+    if (PvResult result = probe.divert(); !result.IsOK()) {
         return result;
+    }
 
     const auto size = largest_that_arrives(probe, limits);
-    if (!size)
+    if (!size) {
         return probe.failure;
+    }
     if (*size != 0) {
-        if (PvResult result = probe.set_size(*size); !result.IsOK())
+        if (PvResult result = probe.set_size(*size); !result.IsOK()) {
             return result;
+        }
         return probe.restore();
     }
 
     const std::string reason = name + ": no test packet arrived; the device sends none, or something on the way (a "
                                       "firewall, another subnet) lets none pass";
     if (default_size == 0) {
-        if (PvResult result = probe.restore(); !result.IsOK())
+        if (PvResult result = probe.restore(); !result.IsOK()) {
             return result;
+        }
         return {PvResult::NotSupported, reason + ". The packet size stays " + std::to_string(probe.original_size())};
     }
-    if (PvResult result = probe.set_size(default_size); !result.IsOK())
+    if (PvResult result = probe.set_size(default_size); !result.IsOK()) {
         return result;
-    if (PvResult result = probe.restore(); !result.IsOK())
+    }
+    if (PvResult result = probe.restore(); !result.IsOK()) {
         return result;
+    }
     return {PvResult::OK, reason + ". The packet size was set to the default, " + std::to_string(default_size)};
 }
 

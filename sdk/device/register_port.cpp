@@ -32,8 +32,9 @@ void notify(EventSinks& sinks, Call call)
 
 void check(const ControlOutcome& outcome, const Connection& connection)
 {
-    if (outcome.ok())
+    if (outcome.ok()) {
         return;
+    }
     const PvResult result = connection.result_of(outcome);
     throw GenApi::PortError(result.GetCode(), std::string(result.description()));
 }
@@ -44,18 +45,20 @@ bool in_link_notification() noexcept { return link_notifications > 0; }
 
 void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    if (!sinks.empty())
+    if (!sinks.empty()) {
         notify(sinks, [&](PvDeviceEventSink& sink) {
             sink.OnCmdLinkRead(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
         });
+    }
 }
 
 void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    if (!sinks.empty())
+    if (!sinks.empty()) {
         notify(sinks, [&](PvDeviceEventSink& sink) {
             sink.OnCmdLinkWrite(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
         });
+    }
 }
 
 RegisterPort::RegisterPort(std::shared_ptr<EventSinks> sinks, const std::atomic<std::int32_t>& rule)
@@ -93,11 +96,13 @@ std::shared_ptr<Connection> RegisterPort::connection_for(std::int64_t address, s
         const std::scoped_lock lock(mutex_);
         connection = connection_;
     }
-    if (!connection)
+    if (!connection) {
         throw GenApi::PortError(PvResult::NotConnected, "The device is not connected");
-    if (!is_on_device(address, length))
+    }
+    if (!is_on_device(address, length)) {
         throw GenApi::PortError(PvResult::InvalidParameter, "The device has no " + std::to_string(length) +
                                                                 " bytes at address " + std::to_string(address));
+    }
     return connection;
 }
 
@@ -113,8 +118,9 @@ void RegisterPort::store_register(const Connection& connection, std::uint32_t va
                                   std::span<std::uint8_t> out) const noexcept
 {
     wire::store_be32(out.data(), value);
-    if (swaps_registers(connection))
+    if (swaps_registers(connection)) {
         std::reverse(out.begin(), out.end());
+    }
 }
 
 std::size_t RegisterPort::words_at_once() const noexcept
@@ -127,17 +133,20 @@ bool RegisterPort::read_words(std::span<const GenApi::PortRead> words)
 {
     std::array<std::uint32_t, ControlChannel::most_reads_per_message> addresses;
     std::array<std::uint32_t, ControlChannel::most_reads_per_message> values;
-    if (words.empty() || words.size() > addresses.size())
+    if (words.empty() || words.size() > addresses.size()) {
         return false;
+    }
     const auto connection = connection_for(words.front().address, word);
     for (std::size_t i = 0; i < words.size(); ++i) {
-        if (!is_on_device(words[i].address, word))
+        if (!is_on_device(words[i].address, word)) {
             return false;
+        }
         addresses[i] = static_cast<std::uint32_t>(words[i].address);
     }
     const auto outcome = connection->channel().read_registers(std::span(addresses).first(words.size()), values);
-    if (outcome.kind == ControlOutcome::Kind::refused)
+    if (outcome.kind == ControlOutcome::Kind::refused) {
         return false;
+    }
     check(outcome, *connection);
     for (std::size_t i = 0; i < words.size(); ++i) {
         store_register(*connection, values[i], words[i].out);
@@ -163,14 +172,16 @@ void RegisterPort::read(std::int64_t address, std::span<std::uint8_t> out)
 void RegisterPort::write(std::int64_t address, std::span<const std::uint8_t> data)
 {
     const auto connection = connection_for(address, data.size());
-    if (const PvResult writable = connection->check_writable(); !writable.IsOK())
+    if (const PvResult writable = connection->check_writable(); !writable.IsOK()) {
         throw GenApi::PortError(writable.GetCode(), std::string(writable.description()));
+    }
     const auto at = static_cast<std::uint32_t>(address);
     if (data.size() == word && at % word == 0) {
         std::array<std::uint8_t, word> bytes{};
         std::copy(data.begin(), data.end(), bytes.begin());
-        if (swaps_registers(*connection))
+        if (swaps_registers(*connection)) {
             std::reverse(bytes.begin(), bytes.end());
+        }
         check(connection->channel().write_register(at, wire::load_be32(bytes.data())), *connection);
     } else {
         check(connection->channel().write_memory(at, data), *connection);

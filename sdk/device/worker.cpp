@@ -48,8 +48,9 @@ void Worker::wake()
 
 void Worker::stop(std::chrono::milliseconds patience) noexcept
 {
-    if (!thread_.joinable())
+    if (!thread_.joinable()) {
         return;
+    }
     {
         std::unique_lock lock(state_->mutex);
         state_->stop = true;

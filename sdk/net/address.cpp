@@ -9,12 +9,15 @@ namespace {
 
 std::optional<std::uint8_t> hex_digit(char c) noexcept
 {
-    if (c >= '0' && c <= '9')
+    if (c >= '0' && c <= '9') {
         return static_cast<std::uint8_t>(c - '0');
-    if (c >= 'a' && c <= 'f')
+    }
+    if (c >= 'a' && c <= 'f') {
         return static_cast<std::uint8_t>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F')
+    }
+    if (c >= 'A' && c <= 'F') {
         return static_cast<std::uint8_t>(c - 'A' + 10);
+    }
     return std::nullopt;
 }
 
@@ -27,20 +30,23 @@ std::optional<Ipv4Address> Ipv4Address::parse(std::string_view text) noexcept
     std::uint32_t value = 0;
     for (int part = 0; part < 4; ++part) {
         if (part > 0) {
-            if (at == end || *at != '.')
+            if (at == end || *at != '.') {
                 return std::nullopt;
+            }
             ++at;
         }
         unsigned number = 0;
         const auto [next, error] = std::from_chars(at, end, number);
         // more than three digits would only be leading zeros, which some systems read as octal
-        if (error != std::errc{} || number > 255 || next - at > 3)
+        if (error != std::errc{} || number > 255 || next - at > 3) {
             return std::nullopt;
+        }
         value = (value << 8) | number;
         at = next;
     }
-    if (at != end)
+    if (at != end) {
         return std::nullopt;
+    }
     return Ipv4Address{value};
 }
 
@@ -53,15 +59,18 @@ std::string Ipv4Address::to_string() const
 std::optional<MacAddress> MacAddress::parse(std::string_view text) noexcept
 {
     MacAddress mac;
-    if (text.size() != mac.bytes.size() * 3 - 1)
+    if (text.size() != mac.bytes.size() * 3 - 1) {
         return std::nullopt;
+    }
     for (std::size_t i = 0; i < mac.bytes.size(); ++i) {
         const auto high = hex_digit(text[i * 3]);
         const auto low = hex_digit(text[i * 3 + 1]);
-        if (!high || !low)
+        if (!high || !low) {
             return std::nullopt;
-        if (i > 0 && text[i * 3 - 1] != ':' && text[i * 3 - 1] != '-')
+        }
+        if (i > 0 && text[i * 3 - 1] != ':' && text[i * 3 - 1] != '-') {
             return std::nullopt;
+        }
         mac.bytes[i] = static_cast<std::uint8_t>((*high << 4) | *low);
     }
     return mac;
@@ -73,8 +82,9 @@ std::string MacAddress::to_string() const
     std::string text;
     text.reserve(bytes.size() * 3);
     for (const std::uint8_t byte : bytes) {
-        if (!text.empty())
+        if (!text.empty()) {
             text += ':';
+        }
         text += digits[byte >> 4];
         text += digits[byte & 0xF];
     }

@@ -35,8 +35,9 @@ std::map<std::string, Ipv4Address> default_gateways()
         unsigned flags = 0;
         // addresses stand there as the network-order word printed in hexadecimal
         if (fields >> name >> std::hex >> destination >> gateway >> flags && destination == 0 &&
-            (flags & gateway_flag) != 0)
+            (flags & gateway_flag) != 0) {
             gateways.emplace(name, Ipv4Address{ntohl(gateway)});
+        }
     }
     return gateways;
 }
@@ -44,8 +45,9 @@ std::map<std::string, Ipv4Address> default_gateways()
 std::uint32_t mtu_of(int descriptor, const std::string& name) noexcept
 {
     ifreq request{};
-    if (name.size() >= sizeof request.ifr_name)
+    if (name.size() >= sizeof request.ifr_name) {
         return 0;
+    }
     std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
     return ::ioctl(descriptor, SIOCGIFMTU, &request) == 0 ? static_cast<std::uint32_t>(request.ifr_mtu) : 0;
 }
@@ -69,19 +71,22 @@ Ipv4Address address_of(const sockaddr* address) noexcept
 std::vector<Interface> list_interfaces()
 {
     ifaddrs* raw = nullptr;
-    if (::getifaddrs(&raw) != 0)
+    if (::getifaddrs(&raw) != 0) {
         throw std::system_error(last_error(), "cannot list the network interfaces");
+    }
     const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(raw, &::freeifaddrs);
 
     std::map<std::string, MacAddress> macs;
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_PACKET)
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_PACKET) {
             continue;
+        }
         sockaddr_ll link{};
         std::memcpy(&link, entry->ifa_addr, sizeof link);
         MacAddress mac;
-        if (link.sll_halen == mac.bytes.size())
+        if (link.sll_halen == mac.bytes.size()) {
             std::copy_n(link.sll_addr, mac.bytes.size(), mac.bytes.begin());
+        }
         macs[entry->ifa_name] = mac;
     }
 
@@ -89,18 +94,22 @@ std::vector<Interface> list_interfaces()
     const UdpSocket probe = UdpSocket::open({});
     std::vector<Interface> interfaces;
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET || (entry->ifa_flags & IFF_UP) == 0)
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET || (entry->ifa_flags & IFF_UP) == 0) {
             continue;
+        }
         Interface one;
         one.id = adapter_name(entry->ifa_name);
         one.description = one.id;
         one.address = address_of(entry->ifa_addr);
-        if (entry->ifa_netmask != nullptr)
+        if (entry->ifa_netmask != nullptr) {
             one.mask = address_of(entry->ifa_netmask);
-        if (const auto gateway = gateways.find(one.id); gateway != gateways.end())
+        }
+        if (const auto gateway = gateways.find(one.id); gateway != gateways.end()) {
             one.gateway = gateway->second;
-        if (const auto mac = macs.find(one.id); mac != macs.end())
+        }
+        if (const auto mac = macs.find(one.id); mac != macs.end()) {
             one.mac = mac->second;
+        }
         one.mtu = mtu_of(descriptor_of(probe.handle()), one.id);
         one.loopback = (entry->ifa_flags & IFF_LOOPBACK) != 0;
         interfaces.push_back(std::move(one));
@@ -114,8 +123,10 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
         const UdpSocket probe = UdpSocket::open({}, {.broadcast = true});
         // connecting a UDP socket sends nothing; it only chooses the route. The port plays no part.
         const sockaddr_in address = to_system(Endpoint{destination, 9});
-        if (::connect(descriptor_of(probe.handle()), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        if (::connect(descriptor_of(probe.handle()), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0) {
             return any_address;
+        }
         return probe.local().address;
     } catch (const std::exception&) {
         return any_address;

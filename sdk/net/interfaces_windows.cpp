@@ -13,15 +13,17 @@ namespace {
 
 Ipv4Address address_of(const SOCKET_ADDRESS& address) noexcept
 {
-    if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET)
+    if (address.lpSockaddr == nullptr || address.lpSockaddr->sa_family != AF_INET) {
         return any_address;
+    }
     return from_system(*reinterpret_cast<const sockaddr_in*>(address.lpSockaddr)).address;
 }
 
 Ipv4Address mask_of(unsigned prefix_length) noexcept
 {
-    if (prefix_length == 0)
+    if (prefix_length == 0) {
         return any_address;
+    }
     return {prefix_length >= 32 ? 0xFFFFFFFF : ~(0xFFFFFFFF >> prefix_length)};
 }
 
@@ -39,10 +41,12 @@ std::unique_ptr<std::byte[]> adapters()
         error = ::GetAdaptersAddresses(AF_INET, flags, nullptr, reinterpret_cast<IP_ADAPTER_ADDRESSES*>(block.get()),
                                        &size);
     }
-    if (error == ERROR_NO_DATA)
+    if (error == ERROR_NO_DATA) {
         return nullptr;
-    if (error != ERROR_SUCCESS)
+    }
+    if (error != ERROR_SUCCESS) {
         throw std::system_error(static_cast<int>(error), std::system_category(), "cannot list the network interfaces");
+    }
     return block;
 }
 
@@ -54,8 +58,9 @@ std::vector<Interface> list_interfaces()
     std::vector<Interface> interfaces;
     for (auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(block.get()); adapter != nullptr;
          adapter = adapter->Next) {
-        if (adapter->OperStatus != IfOperStatusUp)
+        if (adapter->OperStatus != IfOperStatusUp) {
             continue;
+        }
         for (const IP_ADAPTER_UNICAST_ADDRESS* unicast = adapter->FirstUnicastAddress; unicast != nullptr;
              unicast = unicast->Next) {
             Interface one;
@@ -63,15 +68,18 @@ std::vector<Interface> list_interfaces()
             one.description = to_utf8(adapter->FriendlyName);
             one.address = address_of(unicast->Address);
             one.mask = mask_of(unicast->OnLinkPrefixLength);
-            if (adapter->FirstGatewayAddress != nullptr)
+            if (adapter->FirstGatewayAddress != nullptr) {
                 one.gateway = address_of(adapter->FirstGatewayAddress->Address);
-            if (adapter->PhysicalAddressLength == one.mac.bytes.size())
+            }
+            if (adapter->PhysicalAddressLength == one.mac.bytes.size()) {
                 std::copy_n(adapter->PhysicalAddress, one.mac.bytes.size(), one.mac.bytes.begin());
+            }
             // the loopback adapter says "unlimited", which is no number of bytes
             one.mtu = adapter->Mtu == 0xFFFFFFFF ? 0 : static_cast<std::uint32_t>(adapter->Mtu);
             one.loopback = adapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK;
-            if (!one.address.is_any())
+            if (!one.address.is_any()) {
                 interfaces.push_back(std::move(one));
+            }
         }
     }
     return interfaces;
@@ -83,8 +91,9 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
         const UdpSocket probe = UdpSocket::open({}, {.broadcast = true});
         // connecting a UDP socket sends nothing; it only chooses the route. The port plays no part.
         const sockaddr_in address = to_system(Endpoint{destination, 9});
-        if (::connect(socket_of(probe.handle()), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        if (::connect(socket_of(probe.handle()), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
             return any_address;
+        }
         return probe.local().address;
     } catch (const std::exception&) {
         return any_address;

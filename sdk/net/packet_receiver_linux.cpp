@@ -52,8 +52,9 @@ public:
     ~BatchReceiver() override
     {
         // whoever reads the socket next knows nothing of coalescing
-        if (coalescing_)
+        if (coalescing_) {
             set_coalescing(false);
+        }
     }
 
     BatchReceiver(const BatchReceiver&) = delete;
@@ -61,8 +62,9 @@ public:
 
     std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
     {
-        if (delivered_ == datagrams_.size() && !refill(timeout))
+        if (delivered_ == datagrams_.size() && !refill(timeout)) {
             return {};
+        }
         const std::size_t count = std::min(batch_, datagrams_.size() - delivered_);
         const std::span<const Datagram> out(datagrams_.data() + delivered_, count);
         delivered_ += count;
@@ -86,24 +88,30 @@ private:
     {
         datagrams_.clear();
         delivered_ = 0;
-        if (!socket_.is_open())
+        if (!socket_.is_open()) {
             return false;
+        }
         const int descriptor = descriptor_of(socket_.handle());
         const Deadline deadline(timeout);
         for (;;) {
-            for (std::size_t i = 0; i < used_; ++i)
+            for (std::size_t i = 0; i < used_; ++i) {
                 reset(i);
+            }
             const int count = ::recvmmsg(descriptor, messages_.data(), static_cast<unsigned>(messages_.size()),
                                          MSG_DONTWAIT, nullptr);
             used_ = count > 0 ? static_cast<std::size_t>(count) : 0;
-            for (std::size_t i = 0; i < used_; ++i)
+            for (std::size_t i = 0; i < used_; ++i) {
                 take(i);
-            if (!datagrams_.empty())
+            }
+            if (!datagrams_.empty()) {
                 return true;
-            if (count < 0 && (errno == EBADF || errno == ENOTSOCK))
+            }
+            if (count < 0 && (errno == EBADF || errno == ENOTSOCK)) {
                 return false;
-            if (!wait_for_input(descriptor, deadline))
+            }
+            if (!wait_for_input(descriptor, deadline)) {
                 return false;
+            }
         }
     }
 
@@ -119,8 +127,9 @@ private:
     void take(std::size_t slot)
     {
         const msghdr& header = messages_[slot].msg_hdr;
-        if ((header.msg_flags & MSG_TRUNC) != 0)
+        if ((header.msg_flags & MSG_TRUNC) != 0) {
             return;
+        }
         const std::size_t size = messages_[slot].msg_len;
         const std::size_t segment = segment_size(header, size);
         const Endpoint source = from_system(sources_[slot]);
@@ -128,8 +137,9 @@ private:
         do {
             const std::size_t length = std::min(segment, size - offset);
             // past the reserve a block could only come from a kernel with a higher limit; never grow on this path
-            if (length <= largest_packet_ && datagrams_.size() < datagrams_.capacity())
+            if (length <= largest_packet_ && datagrams_.size() < datagrams_.capacity()) {
                 datagrams_.push_back({{slab_.get() + slot * slot_size_ + offset, length}, source});
+            }
             offset += length;
         } while (offset < size);
     }
@@ -143,8 +153,9 @@ private:
                 control->cmsg_len >= CMSG_LEN(sizeof(std::uint16_t))) {
                 int value = 0;
                 std::memcpy(&value, CMSG_DATA(control), std::min(sizeof value, control->cmsg_len - CMSG_LEN(0)));
-                if (value > 0)
+                if (value > 0) {
                     return static_cast<std::size_t>(value);
+                }
             }
         }
         return size;

@@ -24,8 +24,9 @@ public:
     std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
     {
         datagrams_.clear();
-        if (!socket_.is_open())
+        if (!socket_.is_open()) {
             return {};
+        }
         const SOCKET socket = socket_of(socket_.handle());
         const Deadline deadline(timeout);
         while (datagrams_.size() < batch_) {
@@ -39,16 +40,19 @@ public:
                 continue;
             }
             const int error = ::WSAGetLastError();
-            if (error == WSAENOTSOCK)
+            if (error == WSAENOTSOCK) {
                 break;
+            }
             // too long a datagram, or the error of an earlier send: not what is waited for, and over once fetched
             if (error == WSAEMSGSIZE || error == WSAECONNRESET || error == WSAENETRESET) {
-                if (deadline.remaining_ms() == 0)
+                if (deadline.remaining_ms() == 0) {
                     break;
+                }
                 continue;
             }
-            if (!datagrams_.empty() || !wait_for_input(socket, deadline))
+            if (!datagrams_.empty() || !wait_for_input(socket, deadline)) {
                 break;
+            }
         }
         return datagrams_;
     }

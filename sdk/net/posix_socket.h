@@ -25,16 +25,20 @@ namespace net {
         const int left = deadline.remaining_ms();
         pollfd entry{descriptor, POLLIN, 0};
         const int ready = ::poll(&entry, 1, left);
-        if (ready > 0 && (entry.revents & POLLIN) != 0)
+        if (ready > 0 && (entry.revents & POLLIN) != 0) {
             return true;
+        }
         if (ready > 0) {
             int pending = 0;
             socklen_t size = sizeof pending;
-            if ((entry.revents & POLLNVAL) != 0 || ::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &pending, &size) != 0)
+            if ((entry.revents & POLLNVAL) != 0 ||
+                ::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &pending, &size) != 0) {
                 return false;
+            }
         }
-        if (left == 0)
+        if (left == 0) {
             return false;
+        }
     }
 }
 

@@ -28,8 +28,9 @@ TcpConnection::~TcpConnection() { close(); }
 
 std::optional<Ipv4Address> address_of_host(const std::string& host)
 {
-    if (const auto address = Ipv4Address::parse(host))
+    if (const auto address = Ipv4Address::parse(host)) {
         return address;
+    }
 #ifdef _WIN32
     start_winsock();
 #endif
@@ -37,8 +38,9 @@ std::optional<Ipv4Address> address_of_host(const std::string& host)
     wanted.ai_family = AF_INET;
     wanted.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
-    if (::getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0 || found == nullptr)
+    if (::getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0 || found == nullptr) {
         return std::nullopt;
+    }
     const Ipv4Address address = from_system(*reinterpret_cast<const sockaddr_in*>(found->ai_addr)).address;
     ::freeaddrinfo(found);
     return address;

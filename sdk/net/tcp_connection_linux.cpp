@@ -16,10 +16,12 @@ bool wait_for_output(int descriptor, const Deadline& deadline) noexcept
     for (;;) {
         pollfd entry{descriptor, POLLOUT, 0};
         const int ready = ::poll(&entry, 1, deadline.remaining_ms());
-        if (ready > 0)
+        if (ready > 0) {
             return true;
-        if (deadline.remaining_ms() == 0)
+        }
+        if (deadline.remaining_ms() == 0) {
             return false;
+        }
     }
 }
 
@@ -31,30 +33,37 @@ TcpConnection TcpConnection::open(const Endpoint& server, std::chrono::milliseco
         throw std::system_error(error, "cannot connect to " + server.to_string());
     };
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         fail(last_error());
+    }
     TcpConnection connection(static_cast<Handle>(descriptor));
 
     const sockaddr_in address = to_system(server);
-    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
         return connection;
-    if (errno != EINPROGRESS && errno != EINTR)
+    }
+    if (errno != EINPROGRESS && errno != EINTR) {
         fail(last_error());
-    if (!wait_for_output(descriptor, Deadline(timeout)))
+    }
+    if (!wait_for_output(descriptor, Deadline(timeout))) {
         fail(std::make_error_code(std::errc::timed_out));
+    }
     int outcome = 0;
     socklen_t size = sizeof outcome;
-    if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &outcome, &size) != 0)
+    if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &outcome, &size) != 0) {
         fail(last_error());
-    if (outcome != 0)
+    }
+    if (outcome != 0) {
         fail({outcome, std::system_category()});
+    }
     return connection;
 }
 
 void TcpConnection::close() noexcept
 {
-    if (is_open())
+    if (is_open()) {
         ::close(static_cast<int>(std::exchange(handle_, invalid_handle)));
+    }
 }
 
 std::error_code TcpConnection::send(std::span<const std::uint8_t> data, std::chrono::milliseconds timeout) noexcept
@@ -63,12 +72,13 @@ std::error_code TcpConnection::send(std::span<const std::uint8_t> data, std::chr
     const Deadline deadline(timeout);
     while (!data.empty()) {
         const ssize_t sent = ::send(descriptor, data.data(), data.size(), MSG_NOSIGNAL);
-        if (sent >= 0)
+        if (sent >= 0) {
             data = data.subspan(static_cast<std::size_t>(sent));
-        else if (errno != EAGAIN && errno != EINTR)
+        } else if (errno != EAGAIN && errno != EINTR) {
             return last_error();
-        else if (!wait_for_output(descriptor, deadline))
+        } else if (!wait_for_output(descriptor, deadline)) {
             return std::make_error_code(std::errc::timed_out);
+        }
     }
     return {};
 }
@@ -81,8 +91,9 @@ std::size_t TcpConnection::receive(std::span<std::uint8_t> buffer, std::chrono::
     error = {};
     for (;;) {
         const ssize_t size = ::recv(descriptor, buffer.data(), buffer.size(), 0);
-        if (size >= 0)
+        if (size >= 0) {
             return static_cast<std::size_t>(size);
+        }
         if (errno != EAGAIN && errno != EINTR) {
             error = last_error();
             return 0;

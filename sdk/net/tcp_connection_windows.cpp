@@ -31,24 +31,30 @@ TcpConnection TcpConnection::open(const Endpoint& server, std::chrono::milliseco
     };
     const SOCKET socket =
         ::WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
-    if (socket == INVALID_SOCKET)
+    if (socket == INVALID_SOCKET) {
         fail(last_socket_error());
+    }
     TcpConnection connection(static_cast<Handle>(socket));
     u_long non_blocking = 1;
-    if (::ioctlsocket(socket, FIONBIO, &non_blocking) != 0)
+    if (::ioctlsocket(socket, FIONBIO, &non_blocking) != 0) {
         fail(last_socket_error());
+    }
 
     const sockaddr_in address = to_system(server);
-    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
         return connection;
-    if (::WSAGetLastError() != WSAEWOULDBLOCK)
+    }
+    if (::WSAGetLastError() != WSAEWOULDBLOCK) {
         fail(last_socket_error());
-    if (!wait_for_output(socket, Deadline(timeout)))
+    }
+    if (!wait_for_output(socket, Deadline(timeout))) {
         fail(std::make_error_code(std::errc::timed_out));
+    }
     int outcome = 0;
     int size = sizeof outcome;
-    if (::getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&outcome), &size) != 0)
+    if (::getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&outcome), &size) != 0) {
         fail(last_socket_error());
+    }
     if (outcome != 0) {
         ::WSASetLastError(outcome);
         fail(last_socket_error());
@@ -58,8 +64,9 @@ TcpConnection TcpConnection::open(const Endpoint& server, std::chrono::milliseco
 
 void TcpConnection::close() noexcept
 {
-    if (is_open())
+    if (is_open()) {
         ::closesocket(static_cast<SOCKET>(std::exchange(handle_, invalid_handle)));
+    }
 }
 
 std::error_code TcpConnection::send(std::span<const std::uint8_t> data, std::chrono::milliseconds timeout) noexcept
@@ -68,12 +75,13 @@ std::error_code TcpConnection::send(std::span<const std::uint8_t> data, std::chr
     const Deadline deadline(timeout);
     while (!data.empty()) {
         const int sent = ::send(socket, reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()), 0);
-        if (sent >= 0)
+        if (sent >= 0) {
             data = data.subspan(static_cast<std::size_t>(sent));
-        else if (::WSAGetLastError() != WSAEWOULDBLOCK)
+        } else if (::WSAGetLastError() != WSAEWOULDBLOCK) {
             return last_socket_error();
-        else if (!wait_for_output(socket, deadline))
+        } else if (!wait_for_output(socket, deadline)) {
             return std::make_error_code(std::errc::timed_out);
+        }
     }
     return {};
 }
@@ -86,8 +94,9 @@ std::size_t TcpConnection::receive(std::span<std::uint8_t> buffer, std::chrono::
     error = {};
     for (;;) {
         const int size = ::recv(socket, reinterpret_cast<char*>(buffer.data()), static_cast<int>(buffer.size()), 0);
-        if (size >= 0)
+        if (size >= 0) {
             return static_cast<std::size_t>(size);
+        }
         if (::WSAGetLastError() != WSAEWOULDBLOCK) {
             error = last_socket_error();
             return 0;

@@ -27,8 +27,9 @@ std::error_code set_option(int descriptor, int level, int name, int value) noexc
 /// The forced form may exceed the system's limit but needs a privilege; the plain one takes what the limit allows.
 void set_buffer(int descriptor, int forced_name, int name, int bytes) noexcept
 {
-    if (bytes > 0 && set_option(descriptor, SOL_SOCKET, forced_name, bytes))
+    if (bytes > 0 && set_option(descriptor, SOL_SOCKET, forced_name, bytes)) {
         set_option(descriptor, SOL_SOCKET, name, bytes);
+    }
 }
 
 iovec to_iovec(std::span<const std::uint8_t> bytes) noexcept
@@ -41,58 +42,69 @@ iovec to_iovec(std::span<const std::uint8_t> bytes) noexcept
 UdpSocket UdpSocket::open(Endpoint local, const UdpOptions& options)
 {
     const auto check = [&local](std::error_code error) {
-        if (error)
+        if (error) {
             throw std::system_error(error, "cannot open a UDP socket on " + local.to_string());
+        }
     };
 
     const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         check(last_error());
+    }
     UdpSocket socket(static_cast<Handle>(descriptor));
 
-    if (options.reuse_address)
+    if (options.reuse_address) {
         check(set_option(descriptor, SOL_SOCKET, SO_REUSEADDR, 1));
-    if (options.broadcast)
+    }
+    if (options.broadcast) {
         check(set_option(descriptor, SOL_SOCKET, SO_BROADCAST, 1));
-    if (options.dont_fragment)
+    }
+    if (options.dont_fragment) {
         check(socket.set_dont_fragment(true));
+    }
     set_buffer(descriptor, SO_RCVBUFFORCE, SO_RCVBUF, options.receive_buffer_bytes);
     set_buffer(descriptor, SO_SNDBUFFORCE, SO_SNDBUF, options.send_buffer_bytes);
     // without this a socket bound to no address also gets the groups that other sockets of the host have joined
     check(set_option(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, 0));
 
     const sockaddr_in address = to_system(local);
-    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         check(last_error());
+    }
     return socket;
 }
 
 void UdpSocket::close() noexcept
 {
-    if (is_open())
+    if (is_open()) {
         ::close(descriptor_of(std::exchange(handle_, invalid_handle)));
+    }
 }
 
 Endpoint UdpSocket::local() const noexcept
 {
     sockaddr_in address{};
     socklen_t size = sizeof address;
-    if (!is_open() || ::getsockname(descriptor_of(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (!is_open() || ::getsockname(descriptor_of(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         return {};
+    }
     return from_system(address);
 }
 
 std::error_code UdpSocket::send_to(const Endpoint& destination, std::span<const std::uint8_t> data) noexcept
 {
-    if (!is_open())
+    if (!is_open()) {
         return std::make_error_code(std::errc::bad_file_descriptor);
+    }
     const sockaddr_in address = to_system(destination);
     for (;;) {
         if (::sendto(descriptor_of(handle_), data.data(), data.size(), MSG_NOSIGNAL,
-                     reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0)
+                     reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0) {
             return {};
-        if (errno != EINTR)
+        }
+        if (errno != EINTR) {
             return last_error();
+        }
     }
 }
 
@@ -100,8 +112,9 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
                                   std::error_code& error) noexcept
 {
     error = is_open() ? std::error_code{} : std::make_error_code(std::errc::bad_file_descriptor);
-    if (error)
+    if (error) {
         return 0;
+    }
 
     sockaddr_in address = to_system(destination);
     std::array<mmsghdr, send_batch_size> messages;
@@ -132,15 +145,17 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
 
 std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept
 {
-    if (!is_open())
+    if (!is_open()) {
         return std::nullopt;
+    }
     const Deadline deadline(timeout);
     for (int left = Deadline::whole_ms(timeout);;) {
         // a receive that waits takes one system call; asking first and waiting then would take three
         if (left > 0 && left != receive_timeout_ms_) {
             const timeval wait{left / 1000, left % 1000 * 1000};
-            if (::setsockopt(descriptor_of(handle_), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0)
+            if (::setsockopt(descriptor_of(handle_), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0) {
                 return std::nullopt;
+            }
             receive_timeout_ms_ = left;
         }
         sockaddr_in source{};
@@ -153,8 +168,9 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
             const auto whole = static_cast<std::size_t>(size);
             return Received{std::min(whole, buffer.size()), whole > buffer.size(), from_system(source)};
         }
-        if (errno == EBADF || errno == ENOTSOCK || left == 0)
+        if (errno == EBADF || errno == ENOTSOCK || left == 0) {
             return std::nullopt;
+        }
         left = deadline.remaining_ms();
     }
 }
@@ -178,8 +194,9 @@ std::error_code UdpSocket::leave(Ipv4Address group, Ipv4Address interface_addres
 std::error_code UdpSocket::set_multicast_interface(Ipv4Address interface_address, int time_to_live) noexcept
 {
     const in_addr address = to_system(interface_address);
-    if (::setsockopt(descriptor_of(handle_), IPPROTO_IP, IP_MULTICAST_IF, &address, sizeof address) != 0)
+    if (::setsockopt(descriptor_of(handle_), IPPROTO_IP, IP_MULTICAST_IF, &address, sizeof address) != 0) {
         return last_error();
+    }
     return set_option(descriptor_of(handle_), IPPROTO_IP, IP_MULTICAST_TTL, time_to_live);
 }
 
@@ -199,8 +216,9 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
     if (sockets.size() > inline_entries.size()) {
         heap_entries.reset(new (std::nothrow) pollfd[sockets.size()]);
         entries = heap_entries.get();
-        if (entries == nullptr)
+        if (entries == nullptr) {
             return std::nullopt;
+        }
     }
 
     bool any_open = false;
@@ -210,19 +228,23 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
         // the system skips negative descriptors
         entries[i] = {open ? descriptor_of(sockets[i]->handle()) : -1, POLLIN, 0};
     }
-    if (!any_open)
+    if (!any_open) {
         return std::nullopt;
+    }
 
     const Deadline deadline(timeout);
     for (;;) {
         const int left = deadline.remaining_ms();
         if (::poll(entries, sockets.size(), left) > 0) {
-            for (std::size_t i = 0; i < sockets.size(); ++i)
-                if ((entries[i].revents & POLLIN) != 0)
+            for (std::size_t i = 0; i < sockets.size(); ++i) {
+                if ((entries[i].revents & POLLIN) != 0) {
                     return i;
+                }
+            }
         }
-        if (left == 0)
+        if (left == 0) {
             return std::nullopt;
+        }
     }
 }
 

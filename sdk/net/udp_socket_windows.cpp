@@ -36,17 +36,21 @@ std::error_code send_parts(SOCKET socket, const sockaddr_in& address, std::span<
     for (;;) {
         DWORD sent = 0;
         if (::WSASendTo(socket, parts.data(), static_cast<DWORD>(parts.size()), &sent, 0,
-                        reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr, nullptr) == 0)
+                        reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr, nullptr) == 0) {
             return {};
+        }
         const std::error_code error = last_socket_error();
         // an answer to an earlier datagram, not to this one
-        if (error.value() == WSAECONNRESET || error.value() == WSAENETRESET)
+        if (error.value() == WSAECONNRESET || error.value() == WSAENETRESET) {
             continue;
-        if (error.value() != WSAEWOULDBLOCK)
+        }
+        if (error.value() != WSAEWOULDBLOCK) {
             return error;
+        }
         WSAPOLLFD entry{socket, POLLWRNORM, 0};
-        if (::WSAPoll(&entry, 1, longest_send_wait_ms) <= 0)
+        if (::WSAPoll(&entry, 1, longest_send_wait_ms) <= 0) {
             return error;
+        }
     }
 }
 
@@ -56,61 +60,73 @@ UdpSocket UdpSocket::open(Endpoint local, const UdpOptions& options)
 {
     start_winsock();
     const auto check = [&local](std::error_code error) {
-        if (error)
+        if (error) {
             throw std::system_error(error, "cannot open a UDP socket on " + local.to_string());
+        }
     };
 
     const SOCKET handle =
         ::WSASocketW(AF_INET, SOCK_DGRAM, IPPROTO_UDP, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
-    if (handle == INVALID_SOCKET)
+    if (handle == INVALID_SOCKET) {
         check(last_socket_error());
+    }
     UdpSocket socket(static_cast<Handle>(handle));
 
     u_long non_blocking = 1;
-    if (::ioctlsocket(handle, FIONBIO, &non_blocking) != 0)
+    if (::ioctlsocket(handle, FIONBIO, &non_blocking) != 0) {
         check(last_socket_error());
+    }
     // best effort: what slips through is ignored where it is received
     BOOL report = FALSE;
     DWORD returned = 0;
     ::WSAIoctl(handle, report_port_unreachable, &report, sizeof report, nullptr, 0, &returned, nullptr, nullptr);
 
     const BOOL yes = TRUE;
-    if (options.reuse_address)
+    if (options.reuse_address) {
         check(set_option(handle, SOL_SOCKET, SO_REUSEADDR, yes));
-    if (options.broadcast)
+    }
+    if (options.broadcast) {
         check(set_option(handle, SOL_SOCKET, SO_BROADCAST, yes));
-    if (options.dont_fragment)
+    }
+    if (options.dont_fragment) {
         check(socket.set_dont_fragment(true));
-    if (options.receive_buffer_bytes > 0)
+    }
+    if (options.receive_buffer_bytes > 0) {
         set_option(handle, SOL_SOCKET, SO_RCVBUF, options.receive_buffer_bytes);
-    if (options.send_buffer_bytes > 0)
+    }
+    if (options.send_buffer_bytes > 0) {
         set_option(handle, SOL_SOCKET, SO_SNDBUF, options.send_buffer_bytes);
+    }
 
     const sockaddr_in address = to_system(local);
-    if (::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         check(last_socket_error());
+    }
     return socket;
 }
 
 void UdpSocket::close() noexcept
 {
-    if (is_open())
+    if (is_open()) {
         ::closesocket(socket_of(std::exchange(handle_, invalid_handle)));
+    }
 }
 
 Endpoint UdpSocket::local() const noexcept
 {
     sockaddr_in address{};
     int size = sizeof address;
-    if (!is_open() || ::getsockname(socket_of(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (!is_open() || ::getsockname(socket_of(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         return {};
+    }
     return from_system(address);
 }
 
 std::error_code UdpSocket::send_to(const Endpoint& destination, std::span<const std::uint8_t> data) noexcept
 {
-    if (!is_open())
+    if (!is_open()) {
         return std::make_error_code(std::errc::bad_file_descriptor);
+    }
     std::array<WSABUF, 1> parts{to_buffer(data)};
     return send_parts(socket_of(handle_), to_system(destination), parts);
 }
@@ -119,15 +135,17 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
                                   std::error_code& error) noexcept
 {
     error = is_open() ? std::error_code{} : std::make_error_code(std::errc::bad_file_descriptor);
-    if (error)
+    if (error) {
         return 0;
+    }
     const sockaddr_in address = to_system(destination);
     std::size_t sent = 0;
     for (const OutgoingDatagram& datagram : datagrams) {
         std::array<WSABUF, 2> parts{to_buffer(datagram.head), to_buffer(datagram.body)};
         error = send_parts(socket_of(handle_), address, parts);
-        if (error)
+        if (error) {
             break;
+        }
         ++sent;
     }
     return sent;
@@ -135,8 +153,9 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
 
 std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept
 {
-    if (!is_open())
+    if (!is_open()) {
         return std::nullopt;
+    }
     const SOCKET socket = socket_of(handle_);
     const Deadline deadline(timeout);
     for (;;) {
@@ -144,18 +163,22 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
         int source_size = sizeof source;
         const int size = ::recvfrom(socket, reinterpret_cast<char*>(buffer.data()), static_cast<int>(buffer.size()), 0,
                                     reinterpret_cast<sockaddr*>(&source), &source_size);
-        if (size >= 0)
+        if (size >= 0) {
             return Received{static_cast<std::size_t>(size), false, from_system(source)};
+        }
         const int error = ::WSAGetLastError();
-        if (error == WSAEMSGSIZE)
+        if (error == WSAEMSGSIZE) {
             return Received{buffer.size(), true, from_system(source)};
-        if (error == WSAENOTSOCK)
+        }
+        if (error == WSAENOTSOCK) {
             return std::nullopt;
+        }
         // Errors of earlier sends are reported here, one per call, and are over once fetched: ask again at once, but
         // not past the deadline.
         const bool stale_error = error == WSAECONNRESET || error == WSAENETRESET;
-        if (stale_error ? deadline.remaining_ms() == 0 : !wait_for_input(socket, deadline))
+        if (stale_error ? deadline.remaining_ms() == 0 : !wait_for_input(socket, deadline)) {
             return std::nullopt;
+        }
     }
 }
 
@@ -178,8 +201,9 @@ std::error_code UdpSocket::leave(Ipv4Address group, Ipv4Address interface_addres
 std::error_code UdpSocket::set_multicast_interface(Ipv4Address interface_address, int time_to_live) noexcept
 {
     if (const std::error_code error =
-            set_option(socket_of(handle_), IPPROTO_IP, IP_MULTICAST_IF, to_system(interface_address)))
+            set_option(socket_of(handle_), IPPROTO_IP, IP_MULTICAST_IF, to_system(interface_address))) {
         return error;
+    }
     return set_option(socket_of(handle_), IPPROTO_IP, IP_MULTICAST_TTL, static_cast<DWORD>(time_to_live));
 }
 
@@ -203,8 +227,9 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
         heap_indices.reset(new (std::nothrow) std::size_t[sockets.size()]);
         entries = heap_entries.get();
         indices = heap_indices.get();
-        if (entries == nullptr || indices == nullptr)
+        if (entries == nullptr || indices == nullptr) {
             return std::nullopt;
+        }
     }
 
     // closed sockets are left out, because the call fails as a whole when one of its sockets is none
@@ -216,20 +241,25 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
             ++count;
         }
     }
-    if (count == 0)
+    if (count == 0) {
         return std::nullopt;
+    }
 
     const Deadline deadline(timeout);
     for (;;) {
         const int left = deadline.remaining_ms();
         const int ready = ::WSAPoll(entries, count, left);
-        if (ready < 0)
+        if (ready < 0) {
             return std::nullopt;
-        for (ULONG i = 0; ready > 0 && i < count; ++i)
-            if ((entries[i].revents & POLLRDNORM) != 0)
+        }
+        for (ULONG i = 0; ready > 0 && i < count; ++i) {
+            if ((entries[i].revents & POLLRDNORM) != 0) {
                 return indices[i];
-        if (left == 0)
+            }
+        }
+        if (left == 0) {
             return std::nullopt;
+        }
     }
 }
 

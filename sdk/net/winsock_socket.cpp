@@ -17,8 +17,9 @@ public:
         const DWORD size = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                             static_cast<DWORD>(value), 0, text, std::size(text), nullptr);
         std::string message = size > 0 ? to_utf8(text) : std::string();
-        while (!message.empty() && (message.back() == '\n' || message.back() == '\r' || message.back() == ' '))
+        while (!message.empty() && (message.back() == '\n' || message.back() == '\r' || message.back() == ' ')) {
             message.pop_back();
+        }
         return message.empty() ? "Windows error " + std::to_string(value) : message;
     }
 
@@ -52,8 +53,9 @@ struct Started {
     Started()
     {
         WSADATA data{};
-        if (const int error = ::WSAStartup(MAKEWORD(2, 2), &data); error != 0)
+        if (const int error = ::WSAStartup(MAKEWORD(2, 2), &data); error != 0) {
             throw std::system_error(error, std::system_category(), "the system's socket library does not start");
+        }
     }
 };
 
@@ -73,11 +75,13 @@ std::error_code last_socket_error() noexcept
 
 std::string to_utf8(const wchar_t* text)
 {
-    if (text == nullptr)
+    if (text == nullptr) {
         return {};
+    }
     const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1)
+    if (size <= 1) {
         return {};
+    }
     std::string out(static_cast<std::size_t>(size), '\0');
     ::WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), size, nullptr, nullptr);
     out.pop_back();
@@ -90,10 +94,12 @@ bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept
         const int left = deadline.remaining_ms();
         WSAPOLLFD entry{socket, POLLRDNORM, 0};
         const int ready = ::WSAPoll(&entry, 1, left);
-        if (ready > 0)
+        if (ready > 0) {
             return (entry.revents & POLLNVAL) == 0;
-        if (ready < 0 || left == 0)
+        }
+        if (ready < 0 || left == 0) {
             return false;
+        }
     }
 }
 

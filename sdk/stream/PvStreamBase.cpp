@@ -12,9 +12,10 @@ namespace {
 PvResult parse(const PvString& text, const char* what, net::Ipv4Address& address)
 {
     const std::optional<net::Ipv4Address> parsed = net::Ipv4Address::parse(text.view());
-    if (!parsed.has_value())
+    if (!parsed.has_value()) {
         return {PvResult::InvalidParameter,
                 "the " + std::string(what) + " '" + text.str() + "' is not an IPv4 address"};
+    }
     address = *parsed;
     return PvResult::OK;
 }
@@ -22,15 +23,19 @@ PvResult parse(const PvString& text, const char* what, net::Ipv4Address& address
 /// Fills in the device's address and the interface's; an empty `local_ip` takes the interface that leads to the device.
 PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::Endpoints& endpoints)
 {
-    if (PvResult result = parse(device_ip, "device address", endpoints.device); !result.IsOK())
+    if (PvResult result = parse(device_ip, "device address", endpoints.device); !result.IsOK()) {
         return result;
-    if (endpoints.device.is_any() || endpoints.device.is_multicast())
+    }
+    if (endpoints.device.is_any() || endpoints.device.is_multicast()) {
         return {PvResult::InvalidParameter, "'" + device_ip.str() + "' is no device's address"};
-    if (!local_ip.empty())
+    }
+    if (!local_ip.empty()) {
         return parse(local_ip, "local address", endpoints.local);
+    }
     endpoints.local = net::local_address_towards(endpoints.device);
-    if (endpoints.local.is_any())
+    if (endpoints.local.is_any()) {
         return {PvResult::NetworkError, "no interface leads to " + device_ip.str()};
+    }
     return PvResult::OK;
 }
 
@@ -44,8 +49,9 @@ PvResult PvStreamBase::Open(const PvString& device_ip, std::uint16_t local_port,
                             const PvString& local_ip)
 {
     stream::Endpoints endpoints{.channel = channel, .port = local_port};
-    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK())
+    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK()) {
         return result;
+    }
     return channel_->open(endpoints);
 }
 
@@ -53,15 +59,19 @@ PvResult PvStreamBase::Open(const PvString& device_ip, const PvString& multicast
                             std::uint16_t channel, const PvString& local_ip)
 {
     stream::Endpoints endpoints{.channel = channel, .port = data_port};
-    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK())
+    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK()) {
         return result;
+    }
     net::Ipv4Address group;
-    if (PvResult result = parse(multicast_ip, "multicast address", group); !result.IsOK())
+    if (PvResult result = parse(multicast_ip, "multicast address", group); !result.IsOK()) {
         return result;
-    if (!group.is_multicast())
+    }
+    if (!group.is_multicast()) {
         return {PvResult::InvalidParameter, "'" + multicast_ip.str() + "' is not a multicast address"};
-    if (data_port == 0)
+    }
+    if (data_port == 0) {
         return {PvResult::InvalidParameter, "a multicast stream needs the port that the device sends to"};
+    }
     endpoints.group = group;
     return channel_->open(endpoints);
 }
@@ -78,8 +88,9 @@ PvResult PvStreamBase::QueueBuffer(PvBuffer* buffer) { return channel_->queue(bu
 
 PvResult PvStreamBase::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout)
 {
-    if (buffer == nullptr || operation_result == nullptr)
+    if (buffer == nullptr || operation_result == nullptr) {
         return {PvResult::InvalidParameter, "the buffer and its operation result need a place"};
+    }
     return channel_->retrieve(*buffer, *operation_result, timeout);
 }
 

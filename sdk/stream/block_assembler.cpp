@@ -41,8 +41,9 @@ std::optional<AllInLayout> layout_of(const gvsp::Leader& leader) noexcept
 /// The trailer of an all-in packet; empty when it is malformed or when no data follow it.
 std::optional<gvsp::Trailer> trailer_of(std::span<const std::uint8_t> payload, const AllInLayout& layout) noexcept
 {
-    if (payload.size() <= layout.leader + layout.trailer)
+    if (payload.size() <= layout.leader + layout.trailer) {
         return std::nullopt;
+    }
     return gvsp::decode_trailer(payload.subspan(layout.leader, layout.trailer));
 }
 
@@ -59,8 +60,9 @@ void BlockAssembler::process(std::span<const net::Datagram> datagrams, time_poin
     now_ = now;
     for (const net::Datagram& datagram : datagrams) {
         ++counters_.of(take_in(datagram));
-        if (block_completed_)
+        if (block_completed_) {
             settle();
+        }
     }
     settle();
 }
@@ -73,8 +75,9 @@ void BlockAssembler::on_time(time_point now)
 
 PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
 {
-    if (!device_.is_any() && datagram.source.address != device_)
+    if (!device_.is_any() && datagram.source.address != device_) {
         return PacketFate::foreign;
+    }
     const std::optional<gvsp::Packet> packet = gvsp::decode_packet(datagram.data);
     return packet.has_value() ? take_in(*packet) : PacketFate::malformed;
 }
@@ -83,15 +86,19 @@ PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
 {
     const gvsp::Header& header = packet.header;
     if (!carries_data(header.status)) {
-        if (header.status == gvsp::Status::data_overrun)
-            if (BlockFrame* frame = frame_of(header, nullptr))
+        if (header.status == gvsp::Status::data_overrun) {
+            if (BlockFrame* frame = frame_of(header, nullptr)) {
                 frame->note_overrun();
+            }
+        }
         return PacketFate::unavailable;
     }
-    if (header.format == gvsp::Format::leader)
+    if (header.format == gvsp::Format::leader) {
         return put_leader(packet);
-    if (header.format == gvsp::Format::all_in)
+    }
+    if (header.format == gvsp::Format::all_in) {
         return put_all_in(packet);
+    }
     BlockFrame* frame = frame_of(header, nullptr);
     return frame != nullptr ? put(*frame, packet) : PacketFate::late;
 }
@@ -99,11 +106,13 @@ PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
 PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
 {
     const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
-    if (!leader.has_value() || packet.header.packet_id != 0)
+    if (!leader.has_value() || packet.header.packet_id != 0) {
         return PacketFate::malformed;
+    }
     BlockFrame* frame = frame_of(packet.header, &*leader);
-    if (frame == nullptr)
+    if (frame == nullptr) {
         return PacketFate::late;
+    }
     const PacketFate fate = frame->put_leader(*leader, habits_);
     account(*frame, packet.header, fate);
     return fate;
@@ -127,8 +136,9 @@ PacketFate BlockAssembler::put(BlockFrame& frame, const gvsp::Packet& packet)
 
 PacketFate BlockAssembler::put_payload(BlockFrame& frame, std::uint32_t packet_id, std::span<const std::uint8_t> data)
 {
-    if (frame.buffer() == nullptr && !give_buffer(frame))
+    if (frame.buffer() == nullptr && !give_buffer(frame)) {
         return PacketFate::no_buffer;
+    }
     return frame.put_payload(packet_id, data, habits_, counters_);
 }
 
@@ -136,12 +146,14 @@ PacketFate BlockAssembler::put_payload(BlockFrame& frame, std::uint32_t packet_i
 PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
 {
     const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
-    if (!leader.has_value() || packet.header.packet_id != 0)
+    if (!leader.has_value() || packet.header.packet_id != 0) {
         return PacketFate::malformed;
+    }
     const std::optional<AllInLayout> layout = layout_of(*leader);
     BlockFrame* frame = frame_of(packet.header, &*leader);
-    if (frame == nullptr)
+    if (frame == nullptr) {
         return PacketFate::late;
+    }
     PacketFate fate = PacketFate::unsupported;
     if (!layout.has_value()) {
         frame->note_unsupported();
@@ -149,10 +161,12 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
         fate = PacketFate::malformed;
     } else {
         fate = frame->put_leader(*leader, habits_);
-        if (fate == PacketFate::stored)
+        if (fate == PacketFate::stored) {
             fate = put_payload(*frame, 1, packet.payload.subspan(layout->leader + layout->trailer));
-        if (fate == PacketFate::stored || fate == PacketFate::no_room || fate == PacketFate::no_buffer)
+        }
+        if (fate == PacketFate::stored || fate == PacketFate::no_room || fate == PacketFate::no_buffer) {
             frame->put_trailer(2, *trailer, counters_);
+        }
     }
     account(*frame, packet.header, fate);
     return fate;
@@ -162,8 +176,9 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
 void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, PacketFate fate)
 {
     frame.touch(now_);
-    if (fate != PacketFate::stored)
+    if (fate != PacketFate::stored) {
         frame.note_ignored();
+    }
     if (is_marked_resent(header)) {
         ++counters_.packets_resent;
         frame.note_resent();
@@ -173,8 +188,9 @@ void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, Pack
 
 bool BlockAssembler::give_buffer(BlockFrame& frame)
 {
-    if (frame.dropped())
+    if (frame.dropped()) {
         return false;
+    }
     PvBuffer* buffer = port_.take();
     if (buffer == nullptr) {
         frame.drop();
@@ -189,12 +205,15 @@ bool BlockAssembler::give_buffer(BlockFrame& frame)
 BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Leader* leader)
 {
     if (current_ != nullptr && current_->block_id() == header.block_id && extended_ids_ == header.extended_ids &&
-        leader == nullptr)
+        leader == nullptr) {
         return current_;
-    if (numbering_known_ && header.extended_ids != extended_ids_)
+    }
+    if (numbering_known_ && header.extended_ids != extended_ids_) {
         begin_anew();
-    if (!numbering_known_)
+    }
+    if (!numbering_known_) {
         return &begin_numbering(header);
+    }
 
     const std::int64_t distance = distance_from_newest(header.block_id);
     if (distance > longest_gap || distance < -longest_gap) {
@@ -209,14 +228,17 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
         begin_anew();
         return &begin_numbering(header);
     }
-    if (frame != nullptr)
+    if (frame != nullptr) {
         return current_ = frame;
-    if (order < next_order_)
+    }
+    if (order < next_order_) {
         return nullptr;
+    }
     if (open_count_ == window) {
         end_first(false);
-        if (order < next_order_)
+        if (order < next_order_) {
             return nullptr;
+        }
     }
     if (order > newest_order_) {
         newest_order_ = order;
@@ -227,9 +249,11 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
 
 BlockFrame* BlockAssembler::find(std::int64_t order) const noexcept
 {
-    for (BlockFrame* frame : in_flight())
-        if (frame->order() == order)
+    for (BlockFrame* frame : in_flight()) {
+        if (frame->order() == order) {
             return frame;
+        }
+    }
     return nullptr;
 }
 
@@ -246,11 +270,13 @@ BlockFrame& BlockAssembler::begin_numbering(const gvsp::Header& header)
 
 std::int64_t BlockAssembler::distance_from_newest(std::uint64_t block_id) const noexcept
 {
-    if (extended_ids_)
+    if (extended_ids_) {
         return static_cast<std::int64_t>(block_id - newest_id_);
+    }
     const std::int64_t distance = static_cast<std::int64_t>(block_id) - static_cast<std::int64_t>(newest_id_);
-    if (distance > standard_cycle / 2)
+    if (distance > standard_cycle / 2) {
         return distance - standard_cycle;
+    }
     return distance < -(standard_cycle / 2) ? distance + standard_cycle : distance;
 }
 
@@ -258,22 +284,26 @@ std::int64_t BlockAssembler::distance_from_newest(std::uint64_t block_id) const 
 /// with another timestamp, or comes when nothing of that block can be on its way any more.
 bool BlockAssembler::is_new_beginning(std::int64_t order, const gvsp::Leader* leader) const noexcept
 {
-    if (order >= next_order_)
+    if (order >= next_order_) {
         return false;
-    if (order < next_order_ - latest_packets)
+    }
+    if (order < next_order_ - latest_packets) {
         return true;
+    }
     const Ended ended =
         order >= first_order_ ? ended_[static_cast<std::size_t>(order % memory_of_ended)] : Ended{.at = began_at_};
-    if (leader == nullptr)
+    if (leader == nullptr) {
         return now_ - ended.at > settings_.pause;
+    }
     return (ended.leader_seen && ended.timestamp != leader->timestamp) || now_ - ended.at > settings_.retention;
 }
 
 /// Ends what is in flight, as the numbers that follow have nothing to do with it.
 void BlockAssembler::begin_anew()
 {
-    while (open_count_ != 0)
+    while (open_count_ != 0) {
         end_first(false);
+    }
     numbering_known_ = false;
     newest_order_ = next_order_;  // orders go on ascending
     ++counters_.restarts;
@@ -285,8 +315,9 @@ BlockFrame& BlockAssembler::open(std::int64_t order, std::uint64_t block_id)
     BlockFrame& frame = *std::ranges::find_if(frames_, is_free);
     frame.open(order, block_id, now_);
     std::size_t position = open_count_++;
-    for (; position > 0 && open_[position - 1]->order() > order; --position)
+    for (; position > 0 && open_[position - 1]->order() > order; --position) {
         open_[position] = open_[position - 1];
+    }
     open_[position] = &frame;
     current_ = &frame;
     ++counters_.blocks_begun;
@@ -299,25 +330,30 @@ void BlockAssembler::settle()
     block_completed_ = false;
     while (open_count_ != 0) {
         const std::optional<time_point> due = next_deadline();
-        if (!open_[0]->complete() && (!due.has_value() || *due > now_))
+        if (!open_[0]->complete() && (!due.has_value() || *due > now_)) {
             return;
+        }
         end_first(false);
     }
 }
 
 std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const noexcept
 {
-    if (open_count_ == 0)
+    if (open_count_ == 0) {
         return std::nullopt;
+    }
     const BlockFrame& first = *open_[0];
     const std::span<BlockFrame* const> later = in_flight().subspan(1);
-    if (std::ranges::any_of(later, [](const BlockFrame* frame) { return frame->complete(); }))
+    if (std::ranges::any_of(later, [](const BlockFrame* frame) { return frame->complete(); })) {
         return first.last_packet() + std::min(settings_.reordering, settings_.retention);
-    if (!later.empty() || first.has_hole() || first.dropped())
+    }
+    if (!later.empty() || first.has_hole() || first.dropped()) {
         return first.last_packet() + settings_.retention;
+    }
     // a leader alone announces a block whose exposure may take any time
-    if (!first.has_payload())
+    if (!first.has_payload()) {
         return std::nullopt;
+    }
     return first.last_packet() + settings_.pause;
 }
 
@@ -346,8 +382,9 @@ void BlockAssembler::deliver(BlockFrame& frame, bool aborted)
 
 void BlockAssembler::remove(std::size_t position) noexcept
 {
-    if (current_ == open_[position])
+    if (current_ == open_[position]) {
         current_ = nullptr;
+    }
     std::copy(open_.begin() + static_cast<std::ptrdiff_t>(position) + 1,
               open_.begin() + static_cast<std::ptrdiff_t>(open_count_),
               open_.begin() + static_cast<std::ptrdiff_t>(position));
@@ -359,24 +396,27 @@ void BlockAssembler::remember(std::int64_t order, const Ended& ended) noexcept
 {
     const std::int64_t missing = order - next_order_;
     counters_.block_ids_missing += static_cast<std::uint64_t>(missing);
-    for (std::int64_t i = std::min(missing, memory_of_ended); i > 0; --i)
+    for (std::int64_t i = std::min(missing, memory_of_ended); i > 0; --i) {
         ended_[static_cast<std::size_t>((order - i) % memory_of_ended)] = {.at = ended.at};
+    }
     ended_[static_cast<std::size_t>(order % memory_of_ended)] = ended;
     next_order_ = order + 1;
 }
 
 void BlockAssembler::abort()
 {
-    while (open_count_ != 0)
+    while (open_count_ != 0) {
         end_first(true);
+    }
 }
 
 void BlockAssembler::discard()
 {
     while (open_count_ != 0) {
         const std::size_t last = open_count_ - 1;
-        if (PvBuffer* buffer = open_[last]->buffer())
+        if (PvBuffer* buffer = open_[last]->buffer()) {
             port_.put_back(*buffer);
+        }
         ++counters_.of(BlockFate::discarded);
         remove(last);
     }

@@ -22,8 +22,9 @@ std::uint64_t unaligned_size(const acquisition::ImageGeometry& image) noexcept
 {
     const std::uint64_t pixels = std::uint64_t{image.width} * image.height;
     const unsigned bits = wire::bits_per_pixel(static_cast<std::uint32_t>(image.pixel_type));
-    if (bits != 0 && pixels > (endless - 7) / bits)
+    if (bits != 0 && pixels > (endless - 7) / bits) {
         return endless - 1;
+    }
     const std::uint64_t bytes = (pixels * bits + 7) / 8;
     const std::uint64_t padding = std::uint64_t{image.padding_x} * image.height + image.padding_y;
     return bytes > endless - 1 - padding ? endless - 1 : bytes + padding;
@@ -38,8 +39,9 @@ PvPayloadType payload_type_of(std::uint16_t base_type) noexcept
 {
     namespace type = wire::gvsp::payload_type;
     if ((base_type >= type::image && base_type <= type::extended_chunk_data) ||
-        base_type >= PvPayloadTypeDeviceSpecificBase)
+        base_type >= PvPayloadTypeDeviceSpecificBase) {
         return static_cast<PvPayloadType>(base_type);
+    }
     return PvPayloadTypeUndefined;
 }
 
@@ -121,12 +123,14 @@ void BlockFrame::begin_buffer(const StreamHabits& habits)
     start.announced_raw_length = raw_length_;
     const PvResult result = acquisition::begin(*buffer_, start);
     // that memory of the client's own is too small shows when a packet does not fit
-    if (result.GetCode() == PvResult::NotEnoughMemory || result.GetCode() == PvResult::ErrOverflow)
+    if (result.GetCode() == PvResult::NotEnoughMemory || result.GetCode() == PvResult::ErrOverflow) {
         failure_ = result.GetCode();
+    }
 
     const std::span<std::uint8_t> memory = acquisition::memory(*buffer_);
-    if ((memory.data() != memory_ || memory.size() != capacity_) && received_ != 0)
+    if ((memory.data() != memory_ || memory.size() != capacity_) && received_ != 0) {
         forget_payload();  // it went with the memory that was too small
+    }
     memory_ = memory.data();
     capacity_ = memory.size();
 }
@@ -155,32 +159,38 @@ void BlockFrame::read_announcement(const wire::gvsp::Leader& leader) noexcept
     } else if (raw_length_.has_value()) {
         announced_ = {*raw_length_, *raw_length_};
     }
-    if (chunks_follow)
+    if (chunks_follow) {
         announced_.most = endless;
+    }
 }
 
 PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const StreamHabits& habits)
 {
-    if (leader_seen_)
+    if (leader_seen_) {
         return PacketFate::redundant;
+    }
     leader_seen_ = true;
     read_announcement(leader);
-    if (buffer_ != nullptr)
+    if (buffer_ != nullptr) {
         begin_buffer(habits);
+    }
     return PacketFate::stored;
 }
 
 PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters)
 {
-    if (trailer_seen_)
+    if (trailer_seen_) {
         return packet_id == payload_packets_ + 1 ? PacketFate::redundant : PacketFate::malformed;
-    if (packet_id == 0 || packet_id <= highest_)
+    }
+    if (packet_id == 0 || packet_id <= highest_) {
         return PacketFate::malformed;
+    }
     trailer_seen_ = true;
     payload_packets_ = packet_id - 1;
     delivered_lines_ = trailer.size_y.value_or(0);
-    if (short_id_ != 0 && short_id_ != payload_packets_)
+    if (short_id_ != 0 && short_id_ != payload_packets_) {
         take_back(short_id_, short_length_, counters);
+    }
     reject_cut_packet(counters);
     return PacketFate::stored;
 }
@@ -188,19 +198,23 @@ PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Tr
 PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data,
                                    const StreamHabits& habits, Counters& counters)
 {
-    if (packet_id == 0 || data.empty() || (trailer_seen_ && packet_id > payload_packets_))
+    if (packet_id == 0 || data.empty() || (trailer_seen_ && packet_id > payload_packets_)) {
         return PacketFate::malformed;
+    }
     if (stride_ == 0) {
-        if (packet_id == parked_id_)
+        if (packet_id == parked_id_) {
             return PacketFate::redundant;
-        if (!settle_stride(packet_id, data.size(), habits))
+        }
+        if (!settle_stride(packet_id, data.size(), habits)) {
             return park(packet_id, data);
+        }
         place_parked(counters);
     }
     if (data.size() > stride_) {
         // only packet 1 came so far, and it was cut on its way: this one tells the stride
-        if (highest_ != 1)
+        if (highest_ != 1) {
             return PacketFate::malformed;
+        }
         take_back(1, stride_, counters);
         stride_ = static_cast<std::uint32_t>(data.size());
     }
@@ -211,10 +225,11 @@ PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std:
 /// and of any two packets at most one is the last.
 bool BlockFrame::settle_stride(std::uint32_t packet_id, std::size_t length, const StreamHabits& habits) noexcept
 {
-    if (parked_id_ != 0)
+    if (parked_id_ != 0) {
         stride_ = static_cast<std::uint32_t>(std::max(length, parked_.size()));
-    else if (packet_id == 1 || length == habits.stride)
+    } else if (packet_id == 1 || length == habits.stride) {
         stride_ = static_cast<std::uint32_t>(length);
+    }
     return stride_ != 0;
 }
 
@@ -233,8 +248,9 @@ PacketFate BlockFrame::park(std::uint32_t packet_id, std::span<const std::uint8_
 
 void BlockFrame::place_parked(Counters& counters)
 {
-    if (parked_id_ == 0)
+    if (parked_id_ == 0) {
         return;
+    }
     const std::uint32_t id = parked_id_;
     parked_id_ = 0;
     const PacketFate fate = place(id, parked_, counters);
@@ -246,26 +262,31 @@ void BlockFrame::place_parked(Counters& counters)
 
 PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters)
 {
-    if (arrived_.test(packet_id))
+    if (arrived_.test(packet_id)) {
         return PacketFate::redundant;
-    if (short_id_ != 0 && packet_id > short_id_)
+    }
+    if (short_id_ != 0 && packet_id > short_id_) {
         take_back(short_id_, short_length_, counters);
+    }
 
     const bool is_short = data.size() < stride_;
-    if (is_short && (packet_id < highest_ || (trailer_seen_ && packet_id != payload_packets_)))
+    if (is_short && (packet_id < highest_ || (trailer_seen_ && packet_id != payload_packets_))) {
         return PacketFate::malformed;
+    }
 
     const std::uint64_t offset = std::uint64_t{packet_id - 1} * stride_;
     std::size_t length = data.size();
     // some devices fill the last packet up to the full length
-    if (offset < announced_.most && length > announced_.most - offset)
+    if (offset < announced_.most && length > announced_.most - offset) {
         length = static_cast<std::size_t>(announced_.most - offset);
+    }
 
     const bool in_order = packet_id >= highest_;
-    if (in_order)
+    if (in_order) {
         highest_ = packet_id;
-    else
+    } else {
         ++counters.packets_out_of_order;
+    }
     extent_ = std::max(extent_, offset + length);
     if (offset + length > capacity_) {
         ++outside_;
@@ -301,17 +322,20 @@ void BlockFrame::take_back(std::uint32_t packet_id, std::uint32_t length, Counte
         ++counters.of(PacketFate::malformed);
         ++ignored_;
     }
-    if (packet_id == short_id_)
+    if (packet_id == short_id_) {
         short_id_ = 0;
+    }
 }
 
 /// With the trailer there, a last packet that does not reach the announced end is known to be cut.
 void BlockFrame::reject_cut_packet(Counters& counters) noexcept
 {
-    if (short_id_ == 0 || !trailer_seen_ || short_id_ != payload_packets_)
+    if (short_id_ == 0 || !trailer_seen_ || short_id_ != payload_packets_) {
         return;
-    if (short_end() < needed_bytes())
+    }
+    if (short_end() < needed_bytes()) {
         take_back(short_id_, short_length_, counters);
+    }
 }
 
 /// Where the data of the short packet ends in the block.
@@ -332,12 +356,14 @@ std::uint64_t BlockFrame::needed_bytes() const noexcept
 /// The number of payload packets, once it is certain; 0 while it is not.
 std::uint64_t BlockFrame::known_packets() const noexcept
 {
-    if (trailer_seen_)
+    if (trailer_seen_) {
         return payload_packets_;
+    }
     if (stride_ != 0 && announced_.ends()) {
         const std::uint64_t packets = packets_for(announced_.most, stride_);
-        if (packets_for(announced_.least, stride_) == packets || highest_ == packets)
+        if (packets_for(announced_.least, stride_) == packets || highest_ == packets) {
             return std::max<std::uint64_t>(packets, highest_);
+        }
     }
     return short_id_;
 }
@@ -349,8 +375,9 @@ bool BlockFrame::has_hole() const noexcept
 
 bool BlockFrame::complete() const noexcept
 {
-    if (dropped_ || unsupported_)
+    if (dropped_ || unsupported_) {
         return trailer_seen_;
+    }
     return leader_seen_ && trailer_seen_ && received_ + outside_ >= payload_packets_;
 }
 
@@ -362,14 +389,18 @@ bool BlockFrame::all_payload_there() const noexcept
 
 BlockFate BlockFrame::fate(bool aborted) const noexcept
 {
-    if (aborted)
+    if (aborted) {
         return BlockFate::aborted;
-    if (failure_ != PvResult::OK)
+    }
+    if (failure_ != PvResult::OK) {
         return BlockFate::failed;
-    if (unsupported_)
+    }
+    if (unsupported_) {
         return BlockFate::invalid_format;
-    if (outside_ != 0)
+    }
+    if (outside_ != 0) {
         return BlockFate::buffer_too_small;
+    }
     return leader_seen_ && all_payload_there() ? BlockFate::complete : BlockFate::missing_packets;
 }
 
@@ -398,18 +429,21 @@ std::uint64_t BlockFrame::list_missing(std::uint64_t packets)
     std::uint64_t lost = 0;
     const auto add = [&](std::uint32_t low, std::uint32_t high) {
         lost += std::uint64_t{high} - low + 1;
-        if (!missing_.empty() && missing_.back().high + 1 == low)
+        if (!missing_.empty() && missing_.back().high + 1 == low) {
             missing_.back().high = high;
-        else
+        } else {
             missing_.push_back({low, high});
+        }
     };
-    if (!leader_seen_)
+    if (!leader_seen_) {
         add(0, 0);
+    }
     // what did arrive but had no room is not missing
     const std::uint64_t last = outside_ != 0 && stride_ != 0 ? std::min(packets, capacity_ / stride_) : packets;
     arrived_.for_each_gap(1, last, add);
-    if (!trailer_seen_)
+    if (!trailer_seen_) {
         add(static_cast<std::uint32_t>(packets + 1), static_cast<std::uint32_t>(packets + 1));
+    }
     return lost;
 }
 
@@ -421,21 +455,25 @@ acquisition::ImageStatus BlockFrame::image_status() const noexcept
         status.interlaced_odd = field_id_ % 2 != 0;
         status.interlaced_even = !status.interlaced_odd;
     }
-    if (!image_.has_value() || stride_ == 0)
+    if (!image_.has_value() || stride_ == 0) {
         return status;
+    }
     const std::uint64_t line =
         wire::line_bytes(static_cast<std::uint32_t>(image_->pixel_type), image_->width) + image_->padding_x;
     const std::uint64_t end = needed_bytes();
     for (const acquisition::PacketRange& range : missing_) {
         const std::uint64_t from = std::uint64_t{std::max(range.low, 1U) - 1} * stride_;
         const std::uint64_t to = std::min(std::uint64_t{range.high} * stride_, end);
-        if (from >= to || line == 0)
+        if (from >= to || line == 0) {
             continue;
+        }
         const std::uint64_t first_whole_line = (from + line - 1) / line * line;
-        if (first_whole_line + line <= to)
+        if (first_whole_line + line <= to) {
             status.full_line_missing = true;
-        if (from % line != 0 || to % line != 0)
+        }
+        if (from % line != 0 || to % line != 0) {
             status.partial_line_missing = true;
+        }
     }
     return status;
 }
@@ -444,10 +482,11 @@ acquisition::ImageStatus BlockFrame::image_status() const noexcept
 void BlockFrame::guess_stride(const StreamHabits& habits) noexcept
 {
     const std::size_t length = parked_.size();
-    if (length <= habits.stride)
+    if (length <= habits.stride) {
         stride_ = habits.stride;
-    else
+    } else {
         stride_ = static_cast<std::uint32_t>(length);
+    }
 }
 
 BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& counters)
@@ -456,10 +495,12 @@ BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& count
         guess_stride(habits);
         place_parked(counters);
     }
-    if (stride_ == 0)
+    if (stride_ == 0) {
         stride_ = habits.stride;
-    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes())
+    }
+    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes()) {
         take_back(short_id_, short_length_, counters);
+    }
 
     const BlockFate end_fate = fate(aborted);
     const std::uint64_t known = known_packets();
@@ -481,26 +522,32 @@ BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& count
     end.ignored_packet_count = ignored_;
     end.missing = missing_;
     end.status = image_status();
-    if (delivered_lines_ != 0)
+    if (delivered_lines_ != 0) {
         end.delivered_lines = delivered_lines_;
+    }
     acquisition::finish(*buffer_, end);
 
     counters.packets_lost += aborted ? 0 : lost;
     counters.data_overruns += end.status.data_overrun ? 1 : 0;
     counters.partial_line_missing += end.status.partial_line_missing ? 1 : 0;
     counters.full_line_missing += end.status.full_line_missing ? 1 : 0;
-    if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage)
+    if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage) {
         ++counters.images;
-    if (!end.result.IsOK())
+    }
+    if (!end.result.IsOK()) {
         counters.last_error = end.result.GetCode();
+    }
 
-    if (received_ > 1 || (received_ == 1 && highest_ == 1))
+    if (received_ > 1 || (received_ == 1 && highest_ == 1)) {
         habits.stride = stride_;
-    if (leader_seen_)
+    }
+    if (leader_seen_) {
         habits.payload_type = payload_type_;
+    }
     // learnt only from what was really sent: a lying packet ID must not make buffers grow
-    if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends())
+    if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends()) {
         habits.payload_size = std::max(habits.payload_size, extent_);
+    }
     buffer_ = nullptr;
     return end_fate;
 }

@@ -7,10 +7,12 @@ namespace stream {
 Counters Counters::since(const Counters& start) const noexcept
 {
     Counters counted = *this;
-    for (std::size_t i = 0; i < packet_fates; ++i)
+    for (std::size_t i = 0; i < packet_fates; ++i) {
         counted.packets[i] -= start.packets[i];
-    for (std::size_t i = 0; i < block_fates; ++i)
+    }
+    for (std::size_t i = 0; i < block_fates; ++i) {
         counted.blocks[i] -= start.blocks[i];
+    }
     counted.blocks_begun -= start.blocks_begun;
     counted.images -= start.images;
     counted.stored_bytes -= start.stored_bytes;
@@ -22,8 +24,9 @@ Counters Counters::since(const Counters& start) const noexcept
     counted.full_line_missing -= start.full_line_missing;
     counted.block_ids_missing -= start.block_ids_missing;
     counted.restarts -= start.restarts;
-    if (counted.failed_blocks() == 0)
+    if (counted.failed_blocks() == 0) {
         counted.last_error = PvResult::OK;
+    }
     return counted;
 }
 

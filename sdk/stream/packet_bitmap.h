@@ -29,8 +29,9 @@ public:
     {
         const std::size_t word = id / 64;
         if (word >= used_) {
-            if (word >= words_.size())
+            if (word >= words_.size()) {
                 words_.resize(std::max(word + 1, words_.size() * 2));
+            }
             used_ = word + 1;
         }
         words_[word] |= std::uint64_t{1} << (id % 64);
@@ -38,8 +39,9 @@ public:
 
     void reset(std::uint32_t id) noexcept
     {
-        if (id / 64 < used_)
+        if (id / 64 < used_) {
             words_[id / 64] &= ~(std::uint64_t{1} << (id % 64));
+        }
     }
 
     /// Calls `gap(low, high)` for each range of absent IDs between `first` and `last`, ascending.
@@ -48,8 +50,9 @@ public:
     {
         for (std::uint64_t id = first; id <= last;) {
             id = next(id, last, false);
-            if (id > last)
+            if (id > last) {
                 return;
+            }
             const std::uint64_t end = next(id, last, true);
             gap(static_cast<std::uint32_t>(id), static_cast<std::uint32_t>(end - 1));
             id = end;
@@ -62,11 +65,13 @@ private:
     {
         while (id <= last) {
             const std::uint64_t word = id / 64;
-            if (word >= used_)
+            if (word >= used_) {
                 return present ? last + 1 : id;
+            }
             const std::uint64_t bits = (present ? words_[word] : ~words_[word]) >> (id % 64);
-            if (bits != 0)
+            if (bits != 0) {
                 return std::min<std::uint64_t>(id + static_cast<unsigned>(std::countr_zero(bits)), last + 1);
+            }
             id = (word + 1) * 64;
         }
         return last + 1;

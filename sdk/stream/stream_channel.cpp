@@ -60,8 +60,9 @@ net::UdpSocket StreamChannel::open_socket(const Endpoints& endpoints) const
 {
     net::UdpOptions options;
     options.receive_buffer_bytes = socket_buffer_bytes;
-    if (!endpoints.group.has_value())
+    if (!endpoints.group.has_value()) {
         return net::UdpSocket::open({endpoints.local, endpoints.port}, options);
+    }
 
     options.reuse_address = true;
     net::UdpSocket socket;
@@ -71,9 +72,10 @@ net::UdpSocket StreamChannel::open_socket(const Endpoints& endpoints) const
     } catch (const std::system_error&) {
         socket = net::UdpSocket::open({net::any_address, endpoints.port}, options);
     }
-    if (const std::error_code error = socket.join(*endpoints.group, endpoints.local))
+    if (const std::error_code error = socket.join(*endpoints.group, endpoints.local)) {
         throw std::system_error(error,
                                 "cannot join " + endpoints.group->to_string() + " on " + endpoints.local.to_string());
+    }
     return socket;
 }
 
@@ -82,8 +84,9 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
     const std::lock_guard lifecycle(lifecycle_);
     {
         const std::lock_guard lock(queues_);
-        if (open_)
+        if (open_) {
             return {PvResult::StateError, "the stream is open already"};
+        }
     }
     try {
         socket_ = open_socket(endpoints);
@@ -116,8 +119,9 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
         give_all_back();
         receiver_.reset();
         socket_.close();
-        if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr)
+        if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
             return PvResult::NotEnoughMemory;
+        }
         return {PvResult::NetworkError, std::string("cannot open the stream: ") + error.what()};
     }
 }
@@ -127,16 +131,18 @@ void StreamChannel::close()
     const std::lock_guard lifecycle(lifecycle_);
     {
         const std::lock_guard lock(queues_);
-        if (!open_)
+        if (!open_) {
             return;
+        }
         open_ = false;
     }
     changed_.notify_all();
     flushed_.notify_all();
     stop_ = true;
     thread_.join();
-    if (endpoints_.group.has_value())
+    if (endpoints_.group.has_value()) {
         socket_.leave(*endpoints_.group, endpoints_.local);
+    }
     receiver_.reset();
     socket_.close();
     {
@@ -155,8 +161,9 @@ void StreamChannel::give_all_back()
         mark_aborted(*buffer);
         acquisition::release(*buffer, *this);
     }
-    for (PvBuffer* buffer : ready_)
+    for (PvBuffer* buffer : ready_) {
         acquisition::release(*buffer, *this);
+    }
     idle_.clear();
     ready_.clear();
 }
@@ -169,15 +176,19 @@ void StreamChannel::mark_aborted(PvBuffer& buffer) noexcept
 
 PvResult StreamChannel::queue(PvBuffer* buffer)
 {
-    if (buffer == nullptr)
+    if (buffer == nullptr) {
         return {PvResult::InvalidParameter, "there is no buffer to queue"};
+    }
     const std::lock_guard lock(queues_);
-    if (!open_)
+    if (!open_) {
         return not_open();
-    if (idle_.size() + ready_.size() + filling_ >= most_buffers)
+    }
+    if (idle_.size() + ready_.size() + filling_ >= most_buffers) {
         return {PvResult::ErrOverflow, "the queue holds " + std::to_string(most_buffers) + " buffers already"};
-    if (!acquisition::hold(*buffer, *this))
+    }
+    if (!acquisition::hold(*buffer, *this)) {
         return {PvResult::StateError, "the buffer is queued already"};
+    }
     idle_.push_back(buffer);
     return PvResult::OK;
 }
@@ -204,18 +215,23 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
     const std::uint64_t underruns = underruns_;
     const auto closed = [&] { return !open_ || session_ != session; };
     const auto done = [&] { return !ready_.empty() || closed(); };
-    if (!open_)
+    if (!open_) {
         return not_open();
-    if (timeout_ms == wait_forever)
+    }
+    if (timeout_ms == wait_forever) {
         changed_.wait(lock, done);
-    else
+    } else {
         changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), done);
-    if (closed())
+    }
+    if (closed()) {
         return {PvResult::NotConnected, "the stream was closed"};
-    if (!ready_.empty())
+    }
+    if (!ready_.empty()) {
         return PvResult::OK;
-    if (underruns_ != underruns)
+    }
+    if (underruns_ != underruns) {
         return {PvResult::NoAvailableData, "blocks arrived for which no buffer was queued"};
+    }
     return {PvResult::Timeout,
             "no block was completed within " + std::to_string(timeout_ms) + " ms" + what_came_so_far()};
 }
@@ -223,22 +239,26 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
 /// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come. With `queues_` held.
 std::string StreamChannel::what_came_so_far() const
 {
-    if (counters_.blocks_begun != 0)
+    if (counters_.blocks_begun != 0) {
         return {};
+    }
     const std::string way = endpoints_.device.to_string() + " to " + endpoints_.local.to_string() + ", port " +
                             std::to_string(endpoints_.port);
-    if (counters_.of(PacketFate::foreign) != 0)
+    if (counters_.of(PacketFate::foreign) != 0) {
         return ": no packet has come from " + way + ", but from other senders";
-    if (counters_.of(PacketFate::malformed) != 0)
+    }
+    if (counters_.of(PacketFate::malformed) != 0) {
         return ": what has come from " + way + " is not a stream";
+    }
     return ": no packet has ever come from " + way;
 }
 
 PvResult StreamChannel::abort()
 {
     const WorkLock work(*this);
-    if (assembler_ == nullptr)
+    if (assembler_ == nullptr) {
         return not_open();
+    }
     assembler_->abort();
     {
         const std::lock_guard lock(queues_);
@@ -255,8 +275,9 @@ PvResult StreamChannel::abort()
 PvResult StreamChannel::flush()
 {
     std::unique_lock lock(queues_);
-    if (!open_)
+    if (!open_) {
         return not_open();
+    }
     const std::uint64_t session = session_;
     const std::uint64_t done = flushes_done_;
     flush_wanted_ = true;
@@ -300,8 +321,9 @@ void StreamChannel::set_settings(const AssemblerSettings& settings)
 {
     const WorkLock work(*this);
     settings_ = settings;
-    if (assembler_ != nullptr)
+    if (assembler_ != nullptr) {
         assembler_->set_settings(settings);
+    }
 }
 
 void StreamChannel::receive_loop()
@@ -314,8 +336,9 @@ void StreamChannel::receive_loop()
             flush_received();
             continue;
         }
-        while (waiting_for_work_.load(std::memory_order_relaxed) != 0)
+        while (waiting_for_work_.load(std::memory_order_relaxed) != 0) {
             std::this_thread::yield();
+        }
         const std::lock_guard work(work_);
         wait = take_in(datagrams);
     }
@@ -335,8 +358,9 @@ std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> 
         counters_ = assembler_->counters();
     }
     const auto deadline = assembler_->next_deadline();
-    if (!deadline.has_value())
+    if (!deadline.has_value()) {
         return longest_wait;
+    }
     return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(*deadline - now), 0ms, longest_wait);
 }
 
@@ -377,8 +401,9 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
         const std::lock_guard lock(queues_);
         --filling_;
         counters_ = assembler_->counters();
-        if (fate != BlockFate::aborted)
+        if (fate != BlockFate::aborted) {
             rates_.add(buffer.GetAcquiredSize(), now);
+        }
         ready_.push_back(&buffer);
     }
     changed_.notify_one();
@@ -397,8 +422,9 @@ void StreamChannel::buffer_destroyed(PvBuffer& buffer) noexcept
     const WorkLock work(*this);
     const bool filling = assembler_ != nullptr && assembler_->forget(buffer);
     const std::lock_guard lock(queues_);
-    if (filling)
+    if (filling) {
         --filling_;
+    }
     std::erase(idle_, &buffer);
     std::erase(ready_, &buffer);
 }

@@ -171,8 +171,9 @@ void add_packet_statistics(Builder& add)
 {
     add.count("PacketCount", "Packet Count", "Packets received, of any kind.", [](const Statistics& s) {
         std::uint64_t sum = 0;
-        for (const std::uint64_t count : s.counters.packets)
+        for (const std::uint64_t count : s.counters.packets) {
             sum += count;
+        }
         return sum;
     });
     add.sum("LostPacketCount", "Lost Packet Count", "Packets still missing when their block ended.",
@@ -180,8 +181,9 @@ void add_packet_statistics(Builder& add)
     add.count("IgnoredPacketCount", "Ignored Packet Count", "Packets that came and were not used.",
               [](const Statistics& s) {
                   std::uint64_t sum = 0;
-                  for (const std::uint64_t count : s.counters.packets)
+                  for (const std::uint64_t count : s.counters.packets) {
                       sum += count;
+                  }
                   return sum - s.counters.of(PacketFate::stored);
               });
     add.packets("RedundantPacket", "Redundant Packets", "Packets that came more than once.", PacketFate::redundant);

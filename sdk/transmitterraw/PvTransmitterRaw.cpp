@@ -59,8 +59,9 @@ std::shared_ptr<const transmitter::Block> make_block(const PvBuffer& buffer, std
 
 bool can_be_sent(const PvBuffer& buffer)
 {
-    if (acquisition::payload(buffer).empty())
+    if (acquisition::payload(buffer).empty()) {
         return false;
+    }
     return acquisition::geometry(buffer).has_value() || buffer.GetPayloadType() == PvPayloadTypeRawData;
 }
 
@@ -137,18 +138,22 @@ private:
 PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::uint16_t destination_port,
                                       const PvString& source_address, std::uint16_t source_port, bool dont_fragment)
 {
-    if (is_open())
+    if (is_open()) {
         return {PvResult::StateError, "the transmitter is open already"};
+    }
     const auto destination = net::Ipv4Address::parse(destination_address.view());
-    if (!destination || destination->is_any())
+    if (!destination || destination->is_any()) {
         return {PvResult::InvalidParameter, "\"" + destination_address.str() + "\" is not a destination address"};
-    if (destination_port == 0)
+    }
+    if (destination_port == 0) {
         return {PvResult::InvalidParameter, "0 is not a destination port"};
+    }
     net::Ipv4Address source;
     if (source_address.empty()) {
         source = net::local_address_towards(*destination);
-        if (source.is_any())
+        if (source.is_any()) {
             return {PvResult::NetworkError, "no network interface reaches " + destination->to_string()};
+        }
     } else if (const auto parsed = net::Ipv4Address::parse(source_address.view())) {
         source = *parsed;
     } else {
@@ -163,9 +168,10 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
         return {PvResult::NetworkError, std::string("the transmitter cannot open: ") + error.what()};
     }
     if (destination->is_multicast()) {
-        if (const std::error_code error = socket_.set_multicast_interface(source, multicast_hops))
+        if (const std::error_code error = socket_.set_multicast_interface(source, multicast_hops)) {
             return {PvResult::NetworkError,
                     "multicasts cannot leave by " + source.to_string() + ": " + error.message()};
+        }
     }
     sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, 0);
     {
@@ -185,11 +191,13 @@ PvResult PvTransmitterRaw::Impl::close()
 {
     {
         const std::lock_guard guard(mutex_);
-        if (!open_)
+        if (!open_) {
             return PvResult::OK;
+        }
         open_ = false;
-        if (current_ != nullptr)
+        if (current_ != nullptr) {
             sender_->abort();
+        }
         changed_.notify_all();
     }
     worker_.join();
@@ -209,17 +217,21 @@ bool PvTransmitterRaw::Impl::is_open() const { return locked(open_); }
 PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t count)
 {
     std::vector<PvBuffer*> pool;
-    if (buffers != nullptr)
+    if (buffers != nullptr) {
         pool.assign(buffers, buffers + count);
+    }
     for (auto buffer = pool.begin(); buffer != pool.end(); ++buffer) {
-        if (*buffer == nullptr)
+        if (*buffer == nullptr) {
             return {PvResult::InvalidParameter, "a buffer of the pool is null"};
-        if (std::find(pool.begin(), buffer, *buffer) != buffer)
+        }
+        if (std::find(pool.begin(), buffer, *buffer) != buffer) {
             return {PvResult::InvalidParameter, "a buffer is in the pool twice"};
+        }
     }
     const std::lock_guard guard(mutex_);
-    if (!queue_.empty() || current_ != nullptr)
+    if (!queue_.empty() || current_ != nullptr) {
         return {PvResult::StateError, "buffers of the pool are queued"};
+    }
     pool_ = std::move(pool);
     free_.assign(pool_.begin(), pool_.end());
     changed_.notify_all();
@@ -228,18 +240,23 @@ PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t cou
 
 PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
 {
-    if (buffer == nullptr)
+    if (buffer == nullptr) {
         return {PvResult::InvalidParameter, "there is no buffer to queue"};
+    }
     const std::lock_guard guard(mutex_);
-    if (!open_)
+    if (!open_) {
         return {PvResult::StateError, "the transmitter is not open"};
-    if (!can_be_sent(*buffer))
+    }
+    if (!can_be_sent(*buffer)) {
         return {PvResult::InvalidParameter, "the buffer holds no image or raw data to send"};
-    if (!acquisition::hold(*buffer, *this))
+    }
+    if (!acquisition::hold(*buffer, *this)) {
         return {PvResult::StateError, "the buffer is queued already"};
+    }
     queue_.push_back(buffer);
-    if (!contains(pool_, buffer))
+    if (!contains(pool_, buffer)) {
         pool_.push_back(buffer);
+    }
     std::erase(free_, buffer);
     changed_.notify_all();
     return PvResult::OK;
@@ -247,20 +264,24 @@ PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
 
 PvResult PvTransmitterRaw::Impl::retrieve(PvBuffer** buffer, std::uint32_t timeout)
 {
-    if (buffer == nullptr)
+    if (buffer == nullptr) {
         return {PvResult::InvalidParameter, "there is no place for the buffer"};
+    }
     *buffer = nullptr;
     std::unique_lock lock(mutex_);
-    if (pool_.empty())
+    if (pool_.empty()) {
         return {PvResult::NoAvailableData, "the transmitter has no buffer pool"};
+    }
     const std::uint64_t closings = closings_;
     const auto ready = [&] { return !free_.empty() || closings_ != closings; };
-    if (timeout == endless)
+    if (timeout == endless) {
         changed_.wait(lock, ready);
-    else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout), ready))
+    } else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout), ready)) {
         return {PvResult::Timeout, "no buffer became free in time"};
-    if (free_.empty())
+    }
+    if (free_.empty()) {
         return {PvResult::Aborted, "the transmitter was closed"};
+    }
     *buffer = free_.front();
     free_.pop_front();
     return PvResult::OK;
@@ -273,25 +294,28 @@ PvResult PvTransmitterRaw::Impl::abort_queued(bool wait_for_current, std::uint32
     const auto idle = [this] { return current_ == nullptr; };
     bool in_time = true;
     if (wait_for_current) {
-        if (timeout == endless)
+        if (timeout == endless) {
             changed_.wait(lock, idle);
-        else
+        } else {
             in_time = changed_.wait_for(lock, std::chrono::milliseconds(timeout), idle);
+        }
     }
     if (!idle()) {
         sender_->abort();
         changed_.wait(lock, idle);
     }
-    if (!in_time)
+    if (!in_time) {
         return {PvResult::Timeout, "the current block was cut off, it took longer than the timeout"};
+    }
     return PvResult::OK;
 }
 
 PvResult PvTransmitterRaw::Impl::set_packet_size(std::uint32_t size)
 {
-    if (size < smallest_packet || size > largest_packet)
+    if (size < smallest_packet || size > largest_packet) {
         return {PvResult::InvalidParameter, "the packet size must be from " + std::to_string(smallest_packet) + " to " +
                                                 std::to_string(largest_packet) + " bytes, not " + std::to_string(size)};
+    }
     const std::lock_guard guard(mutex_);
     packet_size_ = size;
     return PvResult::OK;
@@ -299,8 +323,9 @@ PvResult PvTransmitterRaw::Impl::set_packet_size(std::uint32_t size)
 
 PvResult PvTransmitterRaw::Impl::set_throughput(float megabits)
 {
-    if (!(megabits >= 0.0F))
+    if (!(megabits >= 0.0F)) {
         return {PvResult::InvalidParameter, "the maximum payload throughput must be 0 or more Mbit/s"};
+    }
     const std::lock_guard guard(mutex_);
     megabits_per_second_ = megabits;
     return PvResult::OK;
@@ -310,14 +335,16 @@ void PvTransmitterRaw::Impl::make_free(PvBuffer* buffer)
 {
     acquisition::release(*buffer, *this);
     // one that is being destroyed has left the pool, and a pool loaded meanwhile has other buffers
-    if (contains(pool_, buffer))
+    if (contains(pool_, buffer)) {
         free_.push_back(buffer);
+    }
 }
 
 void PvTransmitterRaw::Impl::make_queue_free()
 {
-    for (PvBuffer* buffer : queue_)
+    for (PvBuffer* buffer : queue_) {
         make_free(buffer);
+    }
     queue_.clear();
     changed_.notify_all();
 }
@@ -337,10 +364,11 @@ void PvTransmitterRaw::Impl::run()
 {
     std::unique_lock lock(mutex_);
     while (open_) {
-        if (queue_.empty())
+        if (queue_.empty()) {
             changed_.wait(lock);
-        else
+        } else {
             send_next(lock);
+        }
     }
 }
 
@@ -364,8 +392,9 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
     const std::error_code error = sender_->send(block);
 
     lock.lock();
-    if (!error)
+    if (!error) {
         meter_.block_sent(net::Clock::steady().now(), block->data.size());
+    }
     PvBuffer* const sent = current_;
     current_ = nullptr;
     make_free(sent);

@@ -26,10 +26,11 @@ void wait_with(const net::Clock& clock, net::Clock::time_point until, const std:
 #endif
     constexpr net::Clock::duration longest_sleep = std::chrono::milliseconds(20);
     for (auto left = until - clock.now(); left > net::Clock::duration::zero() && !aborted; left = until - clock.now()) {
-        if (left > timer_error)
+        if (left > timer_error) {
             std::this_thread::sleep_for(std::min(left - timer_error, longest_sleep));
-        else
+        } else {
             std::this_thread::yield();
+        }
     }
 }
 
@@ -79,12 +80,14 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         sent->destination = settings_.destination;
         sent->extended_ids = settings_.extended_ids;
         sent->data_per_packet = gvsp::data_per_packet(settings_.packet_size, settings_.extended_ids);
-        if (sent->data_per_packet == 0 || settings_.destination.port == 0 || sent->block->block_id == 0)
+        if (sent->data_per_packet == 0 || settings_.destination.port == 0 || sent->block->block_id == 0) {
             return std::make_error_code(std::errc::invalid_argument);
+        }
         sent->trailer_id = packet_count(sent->block->data.size(), settings_.packet_size, settings_.extended_ids) - 1;
         if (history_size_ > 0) {
-            while (history_.size() >= history_size_)
+            while (history_.size() >= history_size_) {
                 history_.pop_front();
+            }
             history_.push_back(sent);
         }
     }
@@ -93,12 +96,15 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
     std::uint64_t next = 0;
     pacer_.rested(clock_.now());
     while (next <= sent->trailer_id) {
-        if (aborted_)
+        if (aborted_) {
             return std::make_error_code(std::errc::operation_canceled);
-        if (!pacer_.unlimited())
+        }
+        if (!pacer_.unlimited()) {
             wait_(pacer_.next(), aborted_);
-        if (aborted_)
+        }
+        if (aborted_) {
             return std::make_error_code(std::errc::operation_canceled);
+        }
         const std::uint64_t last = std::min(next + pacer_.batch(packet_bytes, largest_batch) - 1, sent->trailer_id);
         // Before they leave: a receiver that misses one of them may ask for it while this thread is still in the call.
         sent->next_packet.store(last + 1, std::memory_order_release);
@@ -108,8 +114,9 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
             return error;
         }
         const auto packets = static_cast<std::size_t>(last - next + 1);
-        if (!pacer_.unlimited())
+        if (!pacer_.unlimited()) {
             pacer_.sent(clock_.now(), packets, packets * packet_bytes);
+        }
         next = last + 1;
     }
     const std::lock_guard guard(mutex_);
@@ -191,10 +198,11 @@ void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extend
         const std::lock_guard guard(mutex_);
         const auto found =
             std::ranges::find(history_, range.block_id, [](const auto& entry) { return entry->block->block_id; });
-        if (found != history_.end())
+        if (found != history_.end()) {
             sent = *found;
-        else
+        } else {
             older = !history_.empty();
+        }
     }
     if (!sent) {
         const Status gone = older ? Status::packet_and_previous_removed : Status::packet_removed;
@@ -207,8 +215,9 @@ void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extend
     }
     const std::uint64_t last = std::min<std::uint64_t>(range.last_packet, sent->trailer_id);
     const std::uint64_t available = sent->next_packet.load(std::memory_order_acquire);
-    if (range.first_packet < available)
+    if (range.first_packet < available) {
         send_range(*sent, range.first_packet, std::min(last, available - 1), true);
+    }
     // What has not left yet will come; only a receiver that knows the newer codes understands being told so.
     if (last >= available && extended_status) {
         wire::gvcp::PacketResend rest = range;
@@ -224,8 +233,9 @@ void BlockTransmitter::refuse(const wire::gvcp::PacketResend& range, std::uint32
         const std::lock_guard guard(mutex_);
         settings = settings_;
     }
-    if (settings.destination.port == 0 || range.block_id == 0)
+    if (settings.destination.port == 0 || range.block_id == 0) {
         return;
+    }
     gvsp::Header header;
     header.status = status;
     header.extended_ids = settings.extended_ids;
@@ -237,8 +247,9 @@ void BlockTransmitter::refuse(const wire::gvcp::PacketResend& range, std::uint32
     for (std::uint64_t id = range.first_packet; id <= last && refused < most_refusals; ++id) {
         header.packet_id = static_cast<std::uint32_t>(id);
         const std::size_t size = gvsp::encode_header(header, packet);
-        if (socket_.send_to(settings.destination, {packet.data(), size}))
+        if (socket_.send_to(settings.destination, {packet.data(), size})) {
             break;
+        }
         ++refused;
     }
     const std::lock_guard guard(mutex_);
@@ -253,8 +264,9 @@ void BlockTransmitter::forget()
 
 std::error_code BlockTransmitter::send_test_packet(const net::Endpoint& destination, std::uint32_t packet_size)
 {
-    if (packet_size <= gvsp::ip_udp_header_size + gvsp::standard_header_size)
+    if (packet_size <= gvsp::ip_udp_header_size + gvsp::standard_header_size) {
         return std::make_error_code(std::errc::invalid_argument);
+    }
     // all zeros: block ID 0 keeps receivers from taking it for data
     const std::vector<std::uint8_t> packet(packet_size - gvsp::ip_udp_header_size);
     return socket_.send_to(destination, packet);

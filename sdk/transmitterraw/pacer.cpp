@@ -23,8 +23,9 @@ void Pacer::configure(duration delay, double bytes_per_second) noexcept
 Pacer::duration Pacer::cost(std::size_t packets, std::size_t bytes) const noexcept
 {
     const duration by_delay = delay_ * static_cast<duration::rep>(packets);
-    if (bytes_per_second_ <= 0)
+    if (bytes_per_second_ <= 0) {
         return by_delay;
+    }
     const std::chrono::duration<double> by_rate(static_cast<double>(bytes) / bytes_per_second_);
     return std::max(by_delay, std::chrono::duration_cast<duration>(by_rate));
 }
@@ -32,8 +33,9 @@ Pacer::duration Pacer::cost(std::size_t packets, std::size_t bytes) const noexce
 std::size_t Pacer::batch(std::size_t packet_bytes, std::size_t most) const noexcept
 {
     const duration one = cost(1, packet_bytes);
-    if (one <= duration::zero())
+    if (one <= duration::zero()) {
         return most;
+    }
     return std::clamp<std::size_t>(static_cast<std::size_t>(granularity / one), 1, most);
 }
 

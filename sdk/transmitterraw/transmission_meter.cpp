@@ -26,14 +26,16 @@ void TransmissionMeter::reset(time_point now) noexcept
 {
     const bool runs = started_ != time_point{} && ended_ == time_point{};
     *this = {};
-    if (runs)
+    if (runs) {
         started_ = now;
+    }
 }
 
 void TransmissionMeter::block_sent(time_point now, std::uint64_t bytes) noexcept
 {
-    if (blocks_ > 0)
+    if (blocks_ > 0) {
         last_interval_ = now - last_;
+    }
     ++blocks_;
     bytes_ += bytes;
     last_ = now;
@@ -42,8 +44,9 @@ void TransmissionMeter::block_sent(time_point now, std::uint64_t bytes) noexcept
 
 TransmissionMeter::duration TransmissionMeter::sampling_time(time_point now) const noexcept
 {
-    if (started_ == time_point{})
+    if (started_ == time_point{}) {
         return {};
+    }
     return (ended_ != time_point{} ? ended_ : now) - started_;
 }
 

@@ -107,12 +107,14 @@ PvVirtualDevice::~PvVirtualDevice() = default;
 
 PvResult PvVirtualDevice::StartListening(const PvString& info)
 {
-    if (impl_)
+    if (impl_) {
         return {PvResult::StateError, "the virtual device is listening already"};
+    }
     try {
         const auto adapter = virtual_device::find_interface(info.view(), net::list_interfaces());
-        if (!adapter)
+        if (!adapter) {
             return {PvResult::NotFound, "no network interface is named \"" + info.str() + "\""};
+        }
         auto impl = std::make_unique<Impl>(*adapter);
         impl->start(*adapter);
         impl_ = std::move(impl);

@@ -78,8 +78,9 @@ void GvcpResponder::add_capability_registers()
     fixed(reg::message_channel_count, d.message_channel ? 1 : 0);
     fixed(reg::stream_channel_count, d.stream_channels);
     fixed(reg::action_signal_count, d.action_signals);
-    if (d.action_signals > 0)
+    if (d.action_signals > 0) {
         registers_.add_register(reg::action_device_key, Access::write_only, 0);
+    }
     fixed(reg::active_link_count, 1);
     fixed(reg::stream_channel_capability, 0x80000000U | 0x40000000U);  // source port register, 16-bit block IDs
     fixed(reg::message_channel_capability, d.message_channel ? 0x80000000U : 0);
@@ -88,10 +89,12 @@ void GvcpResponder::add_capability_registers()
                                cap::application_port_and_ip | cap::extended_status_1_1 | cap::pending_ack |
                                cap::write_memory | cap::concatenation;
     std::uint32_t configurable = cfg::extended_status_1_1 | cfg::pending_ack | cfg::heartbeat_disable;
-    if (d.packet_resend)
+    if (d.packet_resend) {
         capability |= cap::packet_resend;
-    if (d.message_channel)
+    }
+    if (d.message_channel) {
         capability |= cap::event | cap::event_data;
+    }
     if (d.action_signals > 0) {
         capability |= cap::action | cap::unconditional_action;
         configurable |= cfg::unconditional_action;
@@ -112,8 +115,9 @@ void GvcpResponder::add_capability_registers()
                                                           static_cast<std::uint32_t>(now >> 32));
                                      registers_.set_value(reg::timestamp_value_low, static_cast<std::uint32_t>(now));
                                  }
-                                 if ((value & reg::timestamp_reset) != 0)
+                                 if ((value & reg::timestamp_reset) != 0) {
                                      hooks_.reset_timestamp();
+                                 }
                                  value = 0;
                                  return Status::success;
                              }});
@@ -130,8 +134,9 @@ void GvcpResponder::add_capability_registers()
                                 {.refresh = {}, .accept = [this](std::uint32_t& value) {
                                      for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {
                                          // a receiver must not see the numbering change under it
-                                         if (stream_channel(channel).is_open())
+                                         if (stream_channel(channel).is_open()) {
                                              return Status::busy;
+                                         }
                                      }
                                      value &= reg::gvsp_extended_ids;
                                      return Status::success;
@@ -152,14 +157,16 @@ void GvcpResponder::add_control_registers()
 
 void GvcpResponder::add_message_registers()
 {
-    if (!description_.message_channel)
+    if (!description_.message_channel) {
         return;
+    }
     const auto add_watched = [this](std::uint32_t address, std::uint32_t initial) {
         registers_.add_register(address, Access::read_write, initial,
                                 {.refresh = {}, .accept = [this, address](std::uint32_t& value) {
                                      if (address == reg::message_channel_port) {
-                                         if ((value & interface_index_mask) != 0)
+                                         if ((value & interface_index_mask) != 0) {
                                              return Status::invalid_parameter;
+                                         }
                                          value &= stream_port_mask;
                                      }
                                      registers_.set_value(address, value);
@@ -192,8 +199,9 @@ void GvcpResponder::add_stream_registers(unsigned channel)
              }});
     };
     add_watched(reg::stream::port, 0, [](std::uint32_t& value) {
-        if ((value & interface_index_mask) != 0)
+        if ((value & interface_index_mask) != 0) {
             return Status::invalid_parameter;
+        }
         value &= stream_port_mask;
         return Status::success;
     });
@@ -207,8 +215,9 @@ void GvcpResponder::add_stream_registers(unsigned channel)
              registers_.set_value(address, value);
              const StreamChannel state = stream_channel(channel);
              hooks_.on_stream_channel_changed(channel, state);
-             if (fire && state.is_open())
+             if (fire && state.is_open()) {
                  hooks_.on_test_packet(channel, state);
+             }
              return Status::success;
          }});
     add_watched(reg::stream::packet_delay, 0, [](std::uint32_t&) { return Status::success; });
@@ -246,8 +255,9 @@ StreamChannel GvcpResponder::stream_channel(unsigned channel) const
 
 MessageChannelState GvcpResponder::message_channel() const
 {
-    if (!description_.message_channel)
+    if (!description_.message_channel) {
         return {};
+    }
     return {.destination = {{registers_.value(reg::message_channel_destination)},
                             static_cast<std::uint16_t>(registers_.value(reg::message_channel_port))},
             .timeout = std::chrono::milliseconds(registers_.value(reg::message_channel_timeout)),
@@ -266,8 +276,9 @@ bool GvcpResponder::heartbeat_disabled() const
 
 Status GvcpResponder::accept_privilege(std::uint32_t& value)
 {
-    if (controller_ && *controller_ != source_)
+    if (controller_ && *controller_ != source_) {
         return Status::access_denied;
+    }
     value &= reg::privilege::control | reg::privilege::exclusive;
     if (value == 0) {
         release_control();
@@ -278,15 +289,17 @@ Status GvcpResponder::accept_privilege(std::uint32_t& value)
     last_sign_of_life_ = clock_.now();
     registers_.set_value(reg::primary_application_port, source_.port);
     registers_.set_value(reg::primary_application_ip, source_.address.value);
-    if (taken)
+    if (taken) {
         hooks_.on_control_changed(true);
+    }
     return Status::success;
 }
 
 void GvcpResponder::release_control()
 {
-    if (!controller_)
+    if (!controller_) {
         return;
+    }
     controller_.reset();
     registers_.set_value(reg::control_channel_privilege, 0);
     registers_.set_value(reg::primary_application_port, 0);

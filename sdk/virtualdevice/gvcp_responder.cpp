@@ -30,8 +30,9 @@ GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& 
     add_capability_registers();
     add_control_registers();
     add_message_registers();
-    for (unsigned channel = 0; channel < description_.stream_channels; ++channel)
+    for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {
         add_stream_registers(channel);
+    }
     add_action_registers();
 }
 
@@ -45,8 +46,9 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::En
         ++statistics_.malformed;
         return;
     }
-    if (controller_ == source)
+    if (controller_ == source) {
         last_sign_of_life_ = clock_.now();
+    }
 
     source_ = source;
     request_id_ = command->request_id;
@@ -55,8 +57,9 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::En
     remembered_ = nullptr;
     // discovery and resend requests change nothing, so that repeating them does no harm
     const bool remember = command->command != Command::discovery && command->command != Command::packet_resend;
-    if (!remember || !answer_from_memory(datagram))
+    if (!remember || !answer_from_memory(datagram)) {
         execute(*command);
+    }
     send_ = nullptr;
     remembered_ = nullptr;
     if (release_when_answered_) {
@@ -73,10 +76,12 @@ void GvcpResponder::tick()
 
 void GvcpResponder::expire()
 {
-    if (!controller_ || heartbeat_disabled())
+    if (!controller_ || heartbeat_disabled()) {
         return;
-    if (clock_.now() - last_sign_of_life_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout)))
+    }
+    if (clock_.now() - last_sign_of_life_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout))) {
         return;
+    }
     ++statistics_.heartbeat_expired;
     release_control();
 }
@@ -109,16 +114,18 @@ bool GvcpResponder::answer_from_memory(std::span<const std::uint8_t> datagram)
             // the whole request is compared, not only its ID: an application that started anew counts from 1 again
             if (std::ranges::equal(entry.request, datagram)) {
                 ++statistics_.repeated;
-                if (!entry.acknowledge.empty())
+                if (!entry.acknowledge.empty()) {
                     (*send_)(source_, entry.acknowledge);
+                }
                 return true;
             }
             slot = &entry;
             break;
         }
     }
-    if (slot == nullptr)
+    if (slot == nullptr) {
         slot = &*std::ranges::min_element(answered_, {}, &Answered::used);
+    }
     slot->source = source_;
     slot->used = ++answers_;
     slot->request.assign(datagram.begin(), datagram.end());
@@ -129,10 +136,12 @@ bool GvcpResponder::answer_from_memory(std::span<const std::uint8_t> datagram)
 
 void GvcpResponder::answer(const Message& message)
 {
-    if (!answer_wanted_)
+    if (!answer_wanted_) {
         return;
-    if (remembered_ != nullptr)
+    }
+    if (remembered_ != nullptr) {
         remembered_->acknowledge.assign(message.bytes().begin(), message.bytes().end());
+    }
     (*send_)(source_, message.bytes());
 }
 
@@ -143,10 +152,12 @@ void GvcpResponder::answer_status(const CommandView& command, Status status)
 
 void GvcpResponder::announce_delay(std::chrono::milliseconds time)
 {
-    if (send_ == nullptr || !answer_wanted_)
+    if (send_ == nullptr || !answer_wanted_) {
         return;
-    if ((registers_.value(reg::gvcp_configuration) & reg::configuration::pending_ack) == 0)
+    }
+    if ((registers_.value(reg::gvcp_configuration) & reg::configuration::pending_ack) == 0) {
         return;
+    }
     const auto ms = std::clamp<std::chrono::milliseconds::rep>(time.count(), 1, 0xFFFF);
     (*send_)(source_, gvcp::pending_acknowledge(request_id_, static_cast<std::uint16_t>(ms)).bytes());
 }
@@ -170,16 +181,18 @@ void GvcpResponder::execute(const CommandView& command)
 void GvcpResponder::discovery(const CommandView& command)
 {
     std::array<std::uint8_t, gvcp::discovery_ack_size> identity{};
-    if (registers_.read(0, identity) != Status::success)
+    if (registers_.read(0, identity) != Status::success) {
         return answer_status(command, Status::error);
+    }
     answer(gvcp::discovery_acknowledge(command.request_id, identity));
 }
 
 void GvcpResponder::force_ip(const CommandView& command)
 {
     const std::optional<gvcp::ForceIp> settings = gvcp::decode_force_ip(command.payload);
-    if (!settings)
+    if (!settings) {
         return answer_status(command, Status::invalid_header);
+    }
     if (settings->mac != description_.mac) {
         ++statistics_.not_for_us;  // it was broadcast to all devices; only the one that it means speaks up
         return;
@@ -195,24 +208,28 @@ Status GvcpResponder::read_allowed(std::uint32_t address, std::size_t length)
 {
     const bool exclusive =
         (registers_.value(reg::control_channel_privilege) & reg::privilege::exclusive) != 0 && controller_ != source_;
-    if (!exclusive)
+    if (!exclusive) {
         return Status::success;
+    }
     // who was refused may at least learn who has the device
     const bool who_controls =
         length == 4 && (address == reg::control_channel_privilege || address == reg::primary_application_port ||
                         address == reg::primary_application_ip);
-    if (who_controls)
+    if (who_controls) {
         return Status::success;
+    }
     ++statistics_.denied;
     return Status::access_denied;
 }
 
 Status GvcpResponder::write_allowed(std::uint32_t address, std::size_t length)
 {
-    if (address == reg::control_channel_privilege && length == 4)
+    if (address == reg::control_channel_privilege && length == 4) {
         return Status::success;  // the register itself knows who may take control
-    if (controller_ == source_)
+    }
+    if (controller_ == source_) {
         return Status::success;
+    }
     ++statistics_.denied;
     return Status::access_denied;
 }
@@ -220,8 +237,9 @@ Status GvcpResponder::write_allowed(std::uint32_t address, std::size_t length)
 void GvcpResponder::read_registers(const CommandView& command)
 {
     const std::size_t count = command.payload.size() / 4;
-    if (count == 0 || command.payload.size() % 4 != 0)
+    if (count == 0 || command.payload.size() % 4 != 0) {
         return answer_status(command, Status::invalid_header);
+    }
     std::array<std::uint32_t, gvcp::largest_message / 4> values{};
     Status status = count <= values.size() ? Status::success : Status::invalid_header;
     std::size_t done = 0;
@@ -229,10 +247,12 @@ void GvcpResponder::read_registers(const CommandView& command)
         const std::uint32_t address = wire::load_be32(command.payload.data() + 4 * done);
         std::array<std::uint8_t, 4> bytes{};
         status = address % 4 != 0 ? Status::bad_alignment : read_allowed(address, bytes.size());
-        if (status == Status::success)
+        if (status == Status::success) {
             status = registers_.read(address, bytes);
-        if (status == Status::success)
+        }
+        if (status == Status::success) {
             values[done++] = wire::load_be32(bytes.data());
+        }
     }
     answer(gvcp::read_registers_acknowledge(command.request_id, status, {values.data(), done}));
 }
@@ -240,18 +260,21 @@ void GvcpResponder::read_registers(const CommandView& command)
 void GvcpResponder::write_registers(const CommandView& command)
 {
     const std::size_t count = command.payload.size() / 8;
-    if (count == 0 || command.payload.size() % 8 != 0)
+    if (count == 0 || command.payload.size() % 8 != 0) {
         return answer_status(command, Status::invalid_header);
+    }
     Status status = Status::success;
     std::size_t done = 0;
     while (status == Status::success && done < count) {
         const std::uint8_t* entry = command.payload.data() + 8 * done;
         const std::uint32_t address = wire::load_be32(entry);
         status = address % 4 != 0 ? Status::bad_alignment : write_allowed(address, 4);
-        if (status == Status::success)
+        if (status == Status::success) {
             status = registers_.write(address, {entry + 4, 4});
-        if (status == Status::success)
+        }
+        if (status == Status::success) {
             ++done;
+        }
     }
     answer(gvcp::write_acknowledge(Command::write_register_ack, command.request_id, status,
                                    static_cast<std::uint16_t>(done)));
@@ -260,36 +283,44 @@ void GvcpResponder::write_registers(const CommandView& command)
 void GvcpResponder::read_memory(const CommandView& command)
 {
     const std::optional<gvcp::MemoryRead> read = gvcp::decode_read_memory(command.payload);
-    if (!read)
+    if (!read) {
         return answer_status(command, Status::invalid_header);
-    if (read->address % 4 != 0 || read->count % 4 != 0)
+    }
+    if (read->address % 4 != 0 || read->count % 4 != 0) {
         return answer_status(command, Status::bad_alignment);
-    if (read->count == 0 || read->count > largest_read)
+    }
+    if (read->count == 0 || read->count > largest_read) {
         return answer_status(command, Status::invalid_parameter);
+    }
     std::array<std::uint8_t, largest_read> bytes{};
     const std::span<std::uint8_t> data(bytes.data(), read->count);
     Status status = read_allowed(read->address, data.size());
-    if (status == Status::success)
+    if (status == Status::success) {
         status = registers_.read(read->address, data);
-    if (status != Status::success)
+    }
+    if (status != Status::success) {
         return answer_status(command, status);
+    }
     answer(gvcp::read_memory_acknowledge(command.request_id, read->address, data));
 }
 
 void GvcpResponder::write_memory(const CommandView& command)
 {
     const std::optional<gvcp::MemoryWrite> write = gvcp::decode_write_memory(command.payload);
-    if (!write)
+    if (!write) {
         return answer_status(command, Status::invalid_header);
+    }
     Status status = Status::success;
-    if (write->address % 4 != 0 || write->data.size() % 4 != 0)
+    if (write->address % 4 != 0 || write->data.size() % 4 != 0) {
         status = Status::bad_alignment;
-    else if (write->data.empty())
+    } else if (write->data.empty()) {
         status = Status::invalid_parameter;
-    else
+    } else {
         status = write_allowed(write->address, write->data.size());
-    if (status == Status::success)
+    }
+    if (status == Status::success) {
         status = registers_.write(write->address, write->data);
+    }
     const std::size_t done = status == Status::success ? write->data.size() : 0;
     answer(gvcp::write_acknowledge(Command::write_memory_ack, command.request_id, status,
                                    static_cast<std::uint16_t>(done)));
@@ -297,16 +328,20 @@ void GvcpResponder::write_memory(const CommandView& command)
 
 void GvcpResponder::packet_resend(const CommandView& command)
 {
-    if (!description_.packet_resend)
+    if (!description_.packet_resend) {
         return answer_status(command, Status::not_implemented);
+    }
     const bool extended = (command.flags & gvcp::flag::extended_ids) != 0;
-    if (command.payload.size() < (extended ? extended_resend_size : standard_resend_size))
+    if (command.payload.size() < (extended ? extended_resend_size : standard_resend_size)) {
         return answer_status(command, Status::invalid_header);
+    }
     const std::optional<gvcp::PacketResend> range = gvcp::decode_packet_resend(command);
-    if (!range)
+    if (!range) {
         return answer_status(command, Status::invalid_parameter);
-    if (range->channel >= description_.stream_channels || range->first_packet > range->last_packet)
+    }
+    if (range->channel >= description_.stream_channels || range->first_packet > range->last_packet) {
         return answer_status(command, Status::invalid_parameter);
+    }
     // requests come from the receiver's socket, which is not the one that has control; its host must be concerned
     const StreamChannel state = stream_channel(range->channel);
     const bool concerned = (controller_ && controller_->address == source_.address) ||
@@ -321,13 +356,16 @@ void GvcpResponder::packet_resend(const CommandView& command)
 
 void GvcpResponder::action(const CommandView& command)
 {
-    if (description_.action_signals == 0)
+    if (description_.action_signals == 0) {
         return answer_status(command, Status::not_implemented);
+    }
     const std::optional<gvcp::Action> action = gvcp::decode_action(command);
-    if (!action)
+    if (!action) {
         return answer_status(command, Status::invalid_header);
-    if (action->time)
+    }
+    if (action->time) {
         return answer_status(command, Status::not_implemented);  // scheduled actions are not offered
+    }
     const bool unconditional =
         (registers_.value(reg::gvcp_configuration) & reg::configuration::unconditional_action) != 0;
     bool matched = false;

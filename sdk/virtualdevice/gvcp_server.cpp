@@ -31,19 +31,23 @@ std::optional<net::Interface> find_interface(std::string_view name, std::span<co
         return outside ? outside : first(is_loopback);
     }
     if (const auto address = net::Ipv4Address::parse(name)) {
-        if (const auto exact = first([&](const net::Interface& i) { return i.address == *address; }))
+        if (const auto exact = first([&](const net::Interface& i) { return i.address == *address; })) {
             return exact;
-        if (!address->is_loopback())
+        }
+        if (!address->is_loopback()) {
             return std::nullopt;
+        }
         // every address of 127.0.0.0/8 is the loopback interface's, though the system lists but one
         auto loopback = first(is_loopback);
-        if (loopback)
+        if (loopback) {
             loopback->address = *address;
+        }
         return loopback;
     }
     if (const auto mac = net::MacAddress::parse(name); mac && !mac->is_zero()) {
-        if (const auto found = first([&](const net::Interface& i) { return i.mac == *mac; }))
+        if (const auto found = first([&](const net::Interface& i) { return i.mac == *mac; })) {
             return found;
+        }
     }
     return first([&](const net::Interface& i) { return i.id == name || i.description == name; });
 }
@@ -88,8 +92,9 @@ void GvcpServer::start(const net::Interface& adapter)
 void GvcpServer::stop() noexcept
 {
     stopping_ = true;
-    if (thread_.joinable())
+    if (thread_.joinable()) {
         thread_.join();
+    }
     running_ = false;
     sockets_ = {};
 }
@@ -111,12 +116,14 @@ void GvcpServer::run()
     while (!stopping_) {
         take_wanted_address();
         std::vector<net::UdpSocket*> sockets{&sockets_.unicast};
-        for (net::UdpSocket& socket : sockets_.broadcast)
+        for (net::UdpSocket& socket : sockets_.broadcast) {
             sockets.push_back(&socket);
+        }
         if (net::wait_readable(sockets, turn)) {
             serve(sockets_.unicast, false);
-            for (net::UdpSocket& socket : sockets_.broadcast)
+            for (net::UdpSocket& socket : sockets_.broadcast) {
                 serve(socket, true);
+            }
         }
         responder_.tick();
     }
@@ -129,8 +136,9 @@ void GvcpServer::take_wanted_address()
         const std::lock_guard guard(mutex_);
         std::swap(wanted, wanted_);
     }
-    if (!wanted || wanted->address == sockets_.adapter.address)
+    if (!wanted || wanted->address == sockets_.adapter.address) {
         return;
+    }
     try {
         sockets_ = open(*wanted);
     } catch (const std::system_error&) {
@@ -150,11 +158,13 @@ void GvcpServer::serve(net::UdpSocket& socket, bool broadcast)
     };
     for (int i = 0; i < fair_share; ++i) {
         const auto received = socket.receive(buffer, std::chrono::milliseconds(0));
-        if (!received)
+        if (!received) {
             return;
+        }
         // the limited broadcast arrives from all networks; a device sits in one
-        if (broadcast && received->source.address.is_loopback() != sockets_.adapter.address.is_loopback())
+        if (broadcast && received->source.address.is_loopback() != sockets_.adapter.address.is_loopback()) {
             continue;
+        }
         responder_.handle({buffer.data(), received->size}, received->source, send);
     }
 }

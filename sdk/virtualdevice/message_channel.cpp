@@ -27,8 +27,9 @@ gvcp::Message encode(const DeviceEvent& event, std::uint16_t request_id, bool ac
     wire_event.channel = event.block_id != 0 ? 0 : 0xFFFF;
     wire_event.block_id = event.block_id & 0xFFFF;
     wire_event.timestamp = event.timestamp;
-    if (event.data.empty())
+    if (event.data.empty()) {
         return gvcp::event(request_id, {&wire_event, 1}, false, acknowledge_required);
+    }
     wire_event.data = std::span(event.data).first(std::min(event.data.size(), most_data));
     return gvcp::event_data(request_id, wire_event, false, acknowledge_required);
 }
@@ -75,8 +76,9 @@ void MessageChannel::post(DeviceEvent event)
 void MessageChannel::reopen(net::Ipv4Address source)
 {
     std::unique_lock lock(mutex_);
-    if (socket_.local().address == source)
+    if (socket_.local().address == source) {
         return;
+    }
     cancel_ = true;
     changed_.wait(lock, [this] { return !sending_; });
     socket_ = net::UdpSocket::open({source, 0});
@@ -112,8 +114,9 @@ void MessageChannel::run()
         lock.lock();
         sending_ = false;
         ++statistics_.sent;
-        if (state.timeout > std::chrono::milliseconds::zero())
+        if (state.timeout > std::chrono::milliseconds::zero()) {
             ++(acknowledged ? statistics_.acknowledged : statistics_.abandoned);
+        }
         changed_.notify_all();
     }
 }
@@ -129,10 +132,12 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageChannelState
             ++statistics_.retries;
         }
         socket_.send_to(state.destination, message.bytes());
-        if (!wanted)
+        if (!wanted) {
             return true;
-        if (await_acknowledge(state.destination, request_id_, !event.data.empty(), state.timeout))
+        }
+        if (await_acknowledge(state.destination, request_id_, !event.data.empty(), state.timeout)) {
             return true;
+        }
     }
     return false;
 }
@@ -146,14 +151,17 @@ bool MessageChannel::await_acknowledge(const net::Endpoint& from, std::uint16_t 
     std::array<std::uint8_t, 1024> buffer;
     while (!cancel_) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock.now());
-        if (left <= std::chrono::milliseconds::zero())
+        if (left <= std::chrono::milliseconds::zero()) {
             return false;
+        }
         const auto received = socket_.receive(buffer, std::min(left, turn));
-        if (!received || received->source != from)
+        if (!received || received->source != from) {
             continue;
+        }
         const auto acknowledge = gvcp::decode_acknowledge({buffer.data(), received->size});
-        if (acknowledge && acknowledge->request_id == request_id && acknowledge->acknowledge == expected)
+        if (acknowledge && acknowledge->request_id == request_id && acknowledge->acknowledge == expected) {
             return true;
+        }
     }
     return false;
 }

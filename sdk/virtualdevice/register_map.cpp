@@ -24,15 +24,19 @@ std::uint64_t end_of(const Region& region) { return std::uint64_t{region.address
 
 void RegisterMap::add(Region region)
 {
-    if (region.address % 4 != 0 || region.bytes.size() % 4 != 0 || region.bytes.empty())
+    if (region.address % 4 != 0 || region.bytes.size() % 4 != 0 || region.bytes.empty()) {
         fail("unaligned or empty region", region.address);
-    if (end_of(region) > (std::uint64_t{1} << 32))
+    }
+    if (end_of(region) > (std::uint64_t{1} << 32)) {
         fail("region beyond the address space", region.address);
+    }
     const auto next = regions_.lower_bound(region.address);
-    if (next != regions_.end() && next->first < end_of(region))
+    if (next != regions_.end() && next->first < end_of(region)) {
         fail("overlapping region", region.address);
-    if (next != regions_.begin() && end_of(std::prev(next)->second) > region.address)
+    }
+    if (next != regions_.begin() && end_of(std::prev(next)->second) > region.address) {
         fail("overlapping region", region.address);
+    }
     const std::uint32_t address = region.address;
     regions_.emplace(address, std::move(region));
 }
@@ -93,8 +97,9 @@ void RegisterMap::add_reserved(std::uint32_t address, std::size_t length)
 RegisterMap::Regions::const_iterator RegisterMap::find(std::uint32_t address) const
 {
     auto after = regions_.upper_bound(address);
-    if (after == regions_.begin())
+    if (after == regions_.begin()) {
         return regions_.end();
+    }
     --after;
     return address < end_of(after->second) ? after : regions_.end();
 }
@@ -102,8 +107,9 @@ RegisterMap::Regions::const_iterator RegisterMap::find(std::uint32_t address) co
 RegisterMap::Regions::iterator RegisterMap::find(std::uint32_t address)
 {
     auto after = regions_.upper_bound(address);
-    if (after == regions_.begin())
+    if (after == regions_.begin()) {
         return regions_.end();
+    }
     --after;
     return address < end_of(after->second) ? after : regions_.end();
 }
@@ -113,11 +119,13 @@ bool RegisterMap::mapped(std::uint32_t address, std::size_t length) const
     const std::uint64_t end = std::uint64_t{address} + length;
     std::uint64_t at = address;
     while (at < end) {
-        if (at > 0xFFFFFFFF)
+        if (at > 0xFFFFFFFF) {
             return false;
+        }
         const auto found = find(static_cast<std::uint32_t>(at));
-        if (found == regions_.end())
+        if (found == regions_.end()) {
             return false;
+        }
         at = end_of(found->second);
     }
     return true;
@@ -125,14 +133,17 @@ bool RegisterMap::mapped(std::uint32_t address, std::size_t length) const
 
 Status RegisterMap::read(std::uint32_t address, std::span<std::uint8_t> out)
 {
-    if (!mapped(address, out.size()))
+    if (!mapped(address, out.size())) {
         return Status::invalid_address;
+    }
     while (!out.empty()) {
         Region& region = find(address)->second;
-        if (region.access == Access::write_only)
+        if (region.access == Access::write_only) {
             return Status::access_denied;
-        if (region.refresh)
+        }
+        if (region.refresh) {
             region.refresh(region.bytes);
+        }
         const std::size_t offset = address - region.address;
         const std::size_t count = std::min(out.size(), region.bytes.size() - offset);
         std::copy_n(region.bytes.begin() + static_cast<std::ptrdiff_t>(offset), count, out.begin());
@@ -144,12 +155,14 @@ Status RegisterMap::read(std::uint32_t address, std::span<std::uint8_t> out)
 
 Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> data)
 {
-    if (!mapped(address, data.size()))
+    if (!mapped(address, data.size())) {
         return Status::invalid_address;
+    }
     for (std::uint64_t at = address; at < std::uint64_t{address} + data.size();) {
         const Region& region = find(static_cast<std::uint32_t>(at))->second;
-        if (region.access == Access::read_only)
+        if (region.access == Access::read_only) {
             return Status::write_protect;
+        }
         at = end_of(region);
     }
     while (!data.empty()) {
@@ -159,8 +172,9 @@ Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> d
         if (region.accept) {
             std::vector<std::uint8_t> proposed = region.bytes;
             std::copy_n(data.begin(), count, proposed.begin() + static_cast<std::ptrdiff_t>(offset));
-            if (const Status status = region.accept(proposed); status != Status::success)
+            if (const Status status = region.accept(proposed); status != Status::success) {
                 return status;
+            }
             assert(proposed.size() == region.bytes.size());
             std::copy(proposed.begin(), proposed.end(), region.bytes.begin());
         } else {
@@ -175,16 +189,18 @@ Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> d
 std::uint32_t RegisterMap::value(std::uint32_t address) const
 {
     const auto found = find(address);
-    if (found == regions_.end() || end_of(found->second) < std::uint64_t{address} + 4)
+    if (found == regions_.end() || end_of(found->second) < std::uint64_t{address} + 4) {
         fail("no register", address);
+    }
     return wire::load_be32(found->second.bytes.data() + (address - found->first));
 }
 
 void RegisterMap::set_value(std::uint32_t address, std::uint32_t value)
 {
     const auto found = find(address);
-    if (found == regions_.end() || end_of(found->second) < std::uint64_t{address} + 4)
+    if (found == regions_.end() || end_of(found->second) < std::uint64_t{address} + 4) {
         fail("no register", address);
+    }
     wire::store_be32(found->second.bytes.data() + (address - found->first), value);
 }
 
@@ -204,16 +220,18 @@ void RegisterMap::set_text(std::uint32_t address, std::string_view text)
 std::span<std::uint8_t> RegisterMap::bytes(std::uint32_t address)
 {
     const auto found = regions_.find(address);
-    if (found == regions_.end())
+    if (found == regions_.end()) {
         fail("no region", address);
+    }
     return found->second.bytes;
 }
 
 std::span<const std::uint8_t> RegisterMap::bytes(std::uint32_t address) const
 {
     const auto found = regions_.find(address);
-    if (found == regions_.end())
+    if (found == regions_.end()) {
         fail("no region", address);
+    }
     return found->second.bytes;
 }
 

@@ -59,17 +59,22 @@ Rgb16 card(std::uint32_t phase, std::uint32_t sensor_x, std::uint32_t sensor_y)
     const std::uint32_t y = sensor_y % card_height;
     const bool left = x < corner;
     const bool right = x >= card_width - corner;
-    if (y < corner && (left || right))
+    if (y < corner && (left || right)) {
         return left ? red : green;
-    if (y >= card_height - corner && (left || right))
+    }
+    if (y >= card_height - corner && (left || right)) {
         return left ? blue : white;
-    if (y >= block_top && y < block_top + block_size && x >= block_left(phase) && x < block_left(phase) + block_size)
+    }
+    if (y >= block_top && y < block_top + block_size && x >= block_left(phase) && x < block_left(phase) + block_size) {
         return amber;
+    }
     if (x >= letter_left && y >= letter_top) {
         const std::uint32_t column = (x - letter_left) / letter_cell;
         const std::uint32_t row = (y - letter_top) / letter_cell;
-        if (column < letter_columns && row < letter.size() && ((letter[row] >> (letter_columns - 1 - column)) & 1) != 0)
+        if (column < letter_columns && row < letter.size() &&
+            ((letter[row] >> (letter_columns - 1 - column)) & 1) != 0) {
             return white;
+        }
     }
     return card_background(x, y);
 }
@@ -86,20 +91,23 @@ Rgb16 gradient(std::uint32_t phase, std::uint32_t x, std::uint32_t y)
 void card_line(std::uint32_t phase, std::uint32_t sensor_y, std::span<Rgb16> out)
 {
     const std::uint32_t y = sensor_y % card_height;
-    for (std::uint32_t x = 0; x < card_width; ++x)
+    for (std::uint32_t x = 0; x < card_width; ++x) {
         out[x] = card_background(x, y);
+    }
     const auto fill = [&](std::uint32_t from, std::uint32_t count, Rgb16 value) {
         std::fill_n(out.begin() + from, count, value);
     };
     if (y >= letter_top && y < letter_top + letter.size() * letter_cell) {
         const std::uint8_t row = letter[(y - letter_top) / letter_cell];
         for (std::uint32_t column = 0; column < letter_columns; ++column) {
-            if (((row >> (letter_columns - 1 - column)) & 1) != 0)
+            if (((row >> (letter_columns - 1 - column)) & 1) != 0) {
                 fill(letter_left + column * letter_cell, letter_cell, white);
+            }
         }
     }
-    if (y >= block_top && y < block_top + block_size)
+    if (y >= block_top && y < block_top + block_size) {
         fill(block_left(phase), block_size, amber);
+    }
     if (y < corner) {
         fill(0, corner, red);
         fill(card_width - corner, corner, green);
@@ -132,8 +140,9 @@ void scene_line(Pattern pattern, std::uint64_t block_id, std::uint32_t x, std::u
 {
     const std::uint32_t phase = phase_of(block_id);
     const auto each = [&](auto value_at) {
-        for (std::uint32_t i = 0; i < out.size(); ++i)
+        for (std::uint32_t i = 0; i < out.size(); ++i) {
             out[i] = value_at(x + i);
+        }
     };
     switch (pattern) {
     case Pattern::card: {

@@ -71,8 +71,9 @@ void take_samples(Mosaic mosaic, std::span<const Rgb16> values, std::uint32_t y,
     const bool red_below = mosaic == Mosaic::gb || mosaic == Mosaic::bg;
     const bool red_line = ((y & 1) != 0) == red_below;
     const auto take = [&](std::size_t first, std::uint16_t Rgb16::*colour) {
-        for (std::size_t x = first; x < values.size(); x += 2)
+        for (std::size_t x = first; x < values.size(); x += 2) {
             samples[x] = values[x].*colour;
+        }
     };
     const std::size_t red_column = red_right ? 1 : 0;
     take(red_column, red_line ? &Rgb16::red : &Rgb16::green);
@@ -105,38 +106,45 @@ public:
     {
         switch (format_.layout) {
         case Layout::bits8:
-            for (const std::uint16_t sample : samples(values, y))
+            for (const std::uint16_t sample : samples(values, y)) {
                 *out_++ = static_cast<std::uint8_t>(sample >> 8);
+            }
             break;
         case Layout::words:
-            for (const std::uint16_t sample : samples(values, y))
+            for (const std::uint16_t sample : samples(values, y)) {
                 word(static_cast<std::uint16_t>(sample >> (16 - format_.depth)));
+            }
             break;
         case Layout::packed10:
         case Layout::packed12:
-            for (const std::uint16_t sample : samples(values, y))
+            for (const std::uint16_t sample : samples(values, y)) {
                 packed(static_cast<std::uint16_t>(sample >> (16 - format_.depth)));
+            }
             break;
         case Layout::rgb:
-            for (const Rgb16 value : values)
+            for (const Rgb16 value : values) {
                 triple(value.red, value.green, value.blue);
+            }
             break;
         case Layout::bgr:
-            for (const Rgb16 value : values)
+            for (const Rgb16 value : values) {
                 triple(value.blue, value.green, value.red);
+            }
             break;
         case Layout::uyvy:
         case Layout::yuyv:
-            for (std::size_t x = 0; x < values.size(); x += 2)
+            for (std::size_t x = 0; x < values.size(); x += 2) {
                 pair(yuv_pair(values[x], values[std::min(x + 1, values.size() - 1)]), x + 1 < values.size());
+            }
             break;
         }
     }
 
     void finish()
     {
-        if (half_)
+        if (half_) {
             packed(0);
+        }
     }
 
 private:
@@ -184,8 +192,9 @@ private:
         const bool chroma_first = format_.layout == Layout::uyvy;
         *out_++ = chroma_first ? value.u : value.y0;
         *out_++ = chroma_first ? value.y0 : value.u;
-        if (!whole)
+        if (!whole) {
             return;
+        }
         *out_++ = chroma_first ? value.v : value.y1;
         *out_++ = chroma_first ? value.y1 : value.v;
     }
@@ -212,15 +221,18 @@ public:
         const std::uint32_t column =
             s_.reverse_x ? last_column - (s_.offset_x + s_.width - 1) : s_.offset_x;  // of the leftmost scene pixel
         const std::uint32_t line = s_.reverse_y ? last_line - (s_.offset_y + y) : s_.offset_y + y;
-        if (s_.binning_x == 1 && s_.binning_y == 1)
+        if (s_.binning_x == 1 && s_.binning_y == 1) {
             scene_line(s_.pattern, block_id_, column, line, values_);
-        else
+        } else {
             bin(column, line);
-        if (s_.reverse_x)
+        }
+        if (s_.reverse_x) {
             std::ranges::reverse(values_);
+        }
         if (amplifies_) {
-            for (Rgb16& value : values_)
+            for (Rgb16& value : values_) {
                 value = amplify(value, s_);
+            }
         }
         return values_;
     }
@@ -267,8 +279,9 @@ std::size_t image_bytes(const FrameSettings& settings) noexcept
 {
     const std::size_t pixels = std::size_t{settings.width} * settings.height;
     const Format* format = find_format(settings.pixel_format);
-    if (format != nullptr && (format->layout == Layout::packed10 || format->layout == Layout::packed12))
+    if (format != nullptr && (format->layout == Layout::packed10 || format->layout == Layout::packed12)) {
         return (pixels + 1) / 2 * 3;
+    }
     return pixels * ((settings.pixel_format >> 16) & 0xFF) / 8;
 }
 
@@ -276,10 +289,12 @@ Rgb16 pixel(const FrameSettings& settings, std::uint64_t block_id, std::uint32_t
 {
     std::uint32_t binned_x = settings.offset_x + x;
     std::uint32_t binned_y = settings.offset_y + y;
-    if (settings.reverse_x)
+    if (settings.reverse_x) {
         binned_x = settings.sensor_width / settings.binning_x - 1 - binned_x;
-    if (settings.reverse_y)
+    }
+    if (settings.reverse_y) {
         binned_y = settings.sensor_height / settings.binning_y - 1 - binned_y;
+    }
     std::uint32_t red = 0;
     std::uint32_t green = 0;
     std::uint32_t blue = 0;
@@ -301,12 +316,14 @@ Rgb16 pixel(const FrameSettings& settings, std::uint64_t block_id, std::uint32_t
 void render(const FrameSettings& settings, std::uint64_t block_id, std::span<std::uint8_t> out)
 {
     const Format* format = find_format(settings.pixel_format);
-    if (format == nullptr || out.size() < image_bytes(settings))
+    if (format == nullptr || out.size() < image_bytes(settings)) {
         return;
+    }
     LineSource source(settings, block_id);
     Packer packer(*format, out);
-    for (std::uint32_t y = 0; y < settings.height; ++y)
+    for (std::uint32_t y = 0; y < settings.height; ++y) {
         packer.line(source.line(y), y);
+    }
     packer.finish();
 }
 

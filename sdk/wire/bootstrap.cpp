@@ -77,15 +77,18 @@ const char* name_of(std::uint32_t address) noexcept
     case manifest_table: return "manifest table";
     default: break;
     }
-    if (address >= stream_channel_base && address < stream_register(largest_stream_channel + 1, 0))
+    if (address >= stream_channel_base && address < stream_register(largest_stream_channel + 1, 0)) {
         return stream_register_name((address - stream_channel_base) % stream_channel_stride);
+    }
     // each action signal has a key and a mask; there are at most 128
     if (address >= action_group_key && address < manufacturer_space) {
         const std::uint32_t offset = (address - action_group_key) % action_stride;
-        if (offset == 0)
+        if (offset == 0) {
             return "action group key";
-        if (offset == action_group_mask - action_group_key)
+        }
+        if (offset == action_group_mask - action_group_key) {
             return "action group mask";
+        }
     }
     return nullptr;
 }

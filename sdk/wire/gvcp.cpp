@@ -49,26 +49,30 @@ const char* text_of(Status status) noexcept
 
 std::optional<CommandView> decode_command(std::span<const std::uint8_t> datagram) noexcept
 {
-    if (datagram.size() < header_size || datagram[0] != command_key)
+    if (datagram.size() < header_size || datagram[0] != command_key) {
         return std::nullopt;
+    }
     const std::size_t length = load_be16(&datagram[4]);
     CommandView view;
     view.flags = datagram[1];
     view.command = static_cast<Command>(load_be16(&datagram[2]));
     view.request_id = load_be16(&datagram[6]);
-    if (view.request_id == 0 || length > datagram.size() - header_size)
+    if (view.request_id == 0 || length > datagram.size() - header_size) {
         return std::nullopt;
+    }
     view.payload = datagram.subspan(header_size, length);
     return view;
 }
 
 std::optional<AcknowledgeView> decode_acknowledge(std::span<const std::uint8_t> datagram) noexcept
 {
-    if (datagram.size() < header_size)
+    if (datagram.size() < header_size) {
         return std::nullopt;
+    }
     const std::size_t length = load_be16(&datagram[4]);
-    if (length > datagram.size() - header_size)
+    if (length > datagram.size() - header_size) {
         return std::nullopt;
+    }
     AcknowledgeView view;
     view.status = static_cast<Status>(load_be16(&datagram[0]));
     view.acknowledge = static_cast<Command>(load_be16(&datagram[2]));
@@ -104,8 +108,9 @@ std::uint8_t* Message::grow(std::size_t count) noexcept
 {
     assert(count <= room());
     // a release build drops what does not fit rather than write past the message
-    if (count > room())
+    if (count > room()) {
         return nullptr;
+    }
     std::uint8_t* const at = bytes_.data() + size_;
     size_ += count;
     store_be16(&bytes_[4], static_cast<std::uint16_t>(size_ - header_size));
@@ -114,43 +119,49 @@ std::uint8_t* Message::grow(std::size_t count) noexcept
 
 Message& Message::u8(std::uint8_t value) noexcept
 {
-    if (std::uint8_t* const at = grow(1))
+    if (std::uint8_t* const at = grow(1)) {
         *at = value;
+    }
     return *this;
 }
 
 Message& Message::u16(std::uint16_t value) noexcept
 {
-    if (std::uint8_t* const at = grow(2))
+    if (std::uint8_t* const at = grow(2)) {
         store_be16(at, value);
+    }
     return *this;
 }
 
 Message& Message::u32(std::uint32_t value) noexcept
 {
-    if (std::uint8_t* const at = grow(4))
+    if (std::uint8_t* const at = grow(4)) {
         store_be32(at, value);
+    }
     return *this;
 }
 
 Message& Message::u64(std::uint64_t value) noexcept
 {
-    if (std::uint8_t* const at = grow(8))
+    if (std::uint8_t* const at = grow(8)) {
         store_be64(at, value);
+    }
     return *this;
 }
 
 Message& Message::zeros(std::size_t count) noexcept
 {
-    if (std::uint8_t* const at = grow(count))
+    if (std::uint8_t* const at = grow(count)) {
         std::fill_n(at, count, std::uint8_t{0});
+    }
     return *this;
 }
 
 Message& Message::data(std::span<const std::uint8_t> bytes) noexcept
 {
-    if (std::uint8_t* const at = grow(bytes.size()))
+    if (std::uint8_t* const at = grow(bytes.size())) {
         std::copy(bytes.begin(), bytes.end(), at);
+    }
     return *this;
 }
 

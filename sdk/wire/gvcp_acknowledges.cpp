@@ -30,8 +30,9 @@ Message read_registers_acknowledge(std::uint16_t request_id, Status status,
                                    std::span<const std::uint32_t> values) noexcept
 {
     Message message = Message::acknowledge(Command::read_register_ack, request_id, status);
-    for (const std::uint32_t value : values)
+    for (const std::uint32_t value : values) {
         message.u32(value);
+    }
     return message;
 }
 
@@ -59,29 +60,33 @@ Message pending_acknowledge(std::uint16_t request_id, std::uint16_t time_to_comp
 
 std::optional<std::uint16_t> decode_pending(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < 4)
+    if (payload.size() < 4) {
         return std::nullopt;
+    }
     return load_be16(&payload[2]);
 }
 
 std::optional<std::uint16_t> decode_write_done(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < 4)
+    if (payload.size() < 4) {
         return std::nullopt;
+    }
     return load_be16(&payload[2]);
 }
 
 std::optional<MemoryWrite> decode_read_memory_acknowledge(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < 4)
+    if (payload.size() < 4) {
         return std::nullopt;
+    }
     return MemoryWrite{load_be32(&payload[0]), payload.subspan(4)};
 }
 
 std::optional<DiscoveryAcknowledge> decode_discovery_acknowledge(std::span<const std::uint8_t> payload)
 {
-    if (payload.size() < discovery_ack_size)
+    if (payload.size() < discovery_ack_size) {
         return std::nullopt;
+    }
     // the payload is a copy of the start of the bootstrap registers, so its offsets are their addresses
     const auto word = [payload](std::uint32_t address) { return load_be32(&payload[address]); };
     DiscoveryAcknowledge device;
@@ -89,8 +94,9 @@ std::optional<DiscoveryAcknowledge> decode_discovery_acknowledge(std::span<const
     device.version_minor = load_be16(&payload[bootstrap::version + 2]);
     device.device_mode = word(bootstrap::device_mode);
     // the upper half of the MAC's high register is reserved
-    for (std::size_t i = 0; i < device.mac.bytes.size(); ++i)
+    for (std::size_t i = 0; i < device.mac.bytes.size(); ++i) {
         device.mac.bytes[i] = payload[bootstrap::mac_high + 2 + i];
+    }
     device.supported_ip_configuration = word(bootstrap::supported_ip_configuration);
     device.current_ip_configuration = word(bootstrap::current_ip_configuration);
     device.address = {word(bootstrap::current_ip)};

@@ -40,11 +40,13 @@ Message force_ip(std::uint16_t request_id, const ForceIp& settings, bool allow_b
 
 std::optional<ForceIp> decode_force_ip(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() != force_ip_size)
+    if (payload.size() != force_ip_size) {
         return std::nullopt;
+    }
     ForceIp settings;
-    for (std::size_t i = 0; i < settings.mac.bytes.size(); ++i)
+    for (std::size_t i = 0; i < settings.mac.bytes.size(); ++i) {
         settings.mac.bytes[i] = payload[2 + i];
+    }
     settings.address = {load_be32(&payload[20])};
     settings.mask = {load_be32(&payload[36])};
     settings.gateway = {load_be32(&payload[52])};
@@ -54,8 +56,9 @@ std::optional<ForceIp> decode_force_ip(std::span<const std::uint8_t> payload) no
 Message read_registers(std::uint16_t request_id, std::span<const std::uint32_t> addresses) noexcept
 {
     Message message = Message::command(Command::read_register, request_id, flag::acknowledge_required);
-    for (const std::uint32_t address : addresses)
+    for (const std::uint32_t address : addresses) {
         message.u32(address);
+    }
     return message;
 }
 
@@ -63,8 +66,9 @@ Message write_registers(std::uint16_t request_id, std::span<const RegisterWrite>
                         bool acknowledge_required) noexcept
 {
     Message message = Message::command(Command::write_register, request_id, acknowledge_flag(acknowledge_required));
-    for (const RegisterWrite& write : writes)
+    for (const RegisterWrite& write : writes) {
         message.u32(write.address).u32(write.value);
+    }
     return message;
 }
 
@@ -77,8 +81,9 @@ Message read_memory(std::uint16_t request_id, MemoryRead read) noexcept
 
 std::optional<MemoryRead> decode_read_memory(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() != 8)
+    if (payload.size() != 8) {
         return std::nullopt;
+    }
     return MemoryRead{load_be32(&payload[0]), load_be16(&payload[6])};
 }
 
@@ -91,8 +96,9 @@ Message write_memory(std::uint16_t request_id, const MemoryWrite& write) noexcep
 
 std::optional<MemoryWrite> decode_write_memory(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < 4)
+    if (payload.size() < 4) {
         return std::nullopt;
+    }
     return MemoryWrite{load_be32(&payload[0]), payload.subspan(4)};
 }
 
@@ -101,12 +107,13 @@ Message packet_resend(std::uint16_t request_id, const PacketResend& range) noexc
     Message message =
         Message::command(Command::packet_resend, request_id, range.extended_ids ? flag::extended_ids : std::uint8_t{0});
     message.u16(range.channel);
-    if (range.extended_ids)
+    if (range.extended_ids) {
         message.u16(0).u32(range.first_packet).u32(range.last_packet).u64(range.block_id);
-    else
+    } else {
         message.u16(static_cast<std::uint16_t>(range.block_id))
             .u32(range.first_packet & packet_id_mask)
             .u32(range.last_packet & packet_id_mask);
+    }
     return message;
 }
 
@@ -115,8 +122,9 @@ std::optional<PacketResend> decode_packet_resend(const CommandView& command) noe
     const std::span<const std::uint8_t> payload = command.payload;
     PacketResend range;
     range.extended_ids = (command.flags & flag::extended_ids) != 0;
-    if (payload.size() != (range.extended_ids ? extended_resend_size : resend_size))
+    if (payload.size() != (range.extended_ids ? extended_resend_size : resend_size)) {
         return std::nullopt;
+    }
     range.channel = load_be16(&payload[0]);
     range.first_packet = load_be32(&payload[4]);
     range.last_packet = load_be32(&payload[8]);
@@ -127,8 +135,9 @@ std::optional<PacketResend> decode_packet_resend(const CommandView& command) noe
         range.first_packet &= packet_id_mask;
         range.last_packet &= packet_id_mask;
     }
-    if (range.block_id == 0 || range.first_packet > range.last_packet)
+    if (range.block_id == 0 || range.first_packet > range.last_packet) {
         return std::nullopt;
+    }
     return range;
 }
 
@@ -138,8 +147,9 @@ Message action(std::uint16_t request_id, const Action& action, bool acknowledge_
         static_cast<std::uint8_t>(acknowledge_flag(acknowledge_required) | (action.time ? flag::scheduled_time : 0));
     Message message = Message::command(Command::action, request_id, flags);
     message.u32(action.device_key).u32(action.group_key).u32(action.group_mask);
-    if (action.time)
+    if (action.time) {
         message.u64(*action.time);
+    }
     return message;
 }
 
@@ -147,14 +157,16 @@ std::optional<Action> decode_action(const CommandView& command) noexcept
 {
     const std::span<const std::uint8_t> payload = command.payload;
     const bool scheduled = (command.flags & flag::scheduled_time) != 0;
-    if (payload.size() != (scheduled ? scheduled_action_size : action_size))
+    if (payload.size() != (scheduled ? scheduled_action_size : action_size)) {
         return std::nullopt;
+    }
     Action action;
     action.device_key = load_be32(&payload[0]);
     action.group_key = load_be32(&payload[4]);
     action.group_mask = load_be32(&payload[8]);
-    if (scheduled)
+    if (scheduled) {
         action.time = load_be64(&payload[12]);
+    }
     return action;
 }
 

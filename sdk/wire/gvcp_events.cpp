@@ -60,15 +60,18 @@ bool take_event(const CommandView& command, std::span<const std::uint8_t>& rest,
     const bool extended_ids = (command.flags & flag::extended_ids) != 0;
     const bool with_data = command.command == Command::event_data;
     const std::size_t head = extended_ids ? extended_event_size : event_size;
-    if (rest.size() < head)
+    if (rest.size() < head) {
         return false;
+    }
 
     // Only extended event data says its own size; standard event data is one event up to the end of the message.
     std::size_t whole = head;
-    if (with_data)
+    if (with_data) {
         whole = extended_ids ? load_be16(&rest[0]) : rest.size();
-    if (whole < head || whole > rest.size())
+    }
+    if (whole < head || whole > rest.size()) {
         return false;
+    }
 
     event.event_id = load_be16(&rest[2]);
     event.channel = load_be16(&rest[4]);

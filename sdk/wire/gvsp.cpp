@@ -84,15 +84,17 @@ std::size_t trailer_size(std::uint16_t base_type) noexcept
 
 std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noexcept
 {
-    if (datagram.size() < standard_header_size)
+    if (datagram.size() < standard_header_size) {
         return std::nullopt;
+    }
     Packet packet;
     Header& header = packet.header;
     header.status = static_cast<Status>(load_be16(&datagram[0]));
     header.extended_ids = (datagram[4] & extended_bit) != 0;
     header.format = static_cast<Format>(datagram[4] & ~extended_bit);
-    if (datagram.size() < header.size())
+    if (datagram.size() < header.size()) {
         return std::nullopt;
+    }
     if (header.extended_ids) {
         header.flags = load_be16(&datagram[2]);
         header.part_count = datagram[7];
@@ -102,8 +104,9 @@ std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noex
         header.block_id = load_be16(&datagram[2]);
         header.packet_id = load_be24(&datagram[5]);
     }
-    if (header.block_id == 0)
+    if (header.block_id == 0) {
         return std::nullopt;
+    }
     packet.payload = datagram.subspan(header.size());
     return packet;
 }
@@ -131,8 +134,9 @@ std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noe
 
 std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < common_leader_size)
+    if (payload.size() < common_leader_size) {
         return std::nullopt;
+    }
     Leader leader;
     leader.field_id = payload[0] >> 4;
     leader.field_count = payload[0] & 0xF;
@@ -146,12 +150,14 @@ std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload) noexc
     }
     leader.timestamp = load_be64(&payload[4]);
     if (has_image_info(type)) {
-        if (payload.size() < image_leader_size)
+        if (payload.size() < image_leader_size) {
             return std::nullopt;
+        }
         leader.image = load_image(&payload[12]);
     } else if (has_payload_size(type)) {
-        if (payload.size() < sized_leader_size)
+        if (payload.size() < sized_leader_size) {
             return std::nullopt;
+        }
         leader.payload_size = load_be64(&payload[12]);
     }
     if (type == payload_type::file) {
@@ -174,11 +180,13 @@ std::size_t encode_leader(const Leader& leader, std::span<std::uint8_t> out) noe
         store_image(&out[12], leader.image.value_or(ImageInfo{}));
         return image_leader_size;
     }
-    if (!has_payload_size(type))
+    if (!has_payload_size(type)) {
         return common_leader_size;
+    }
     store_be64(&out[12], leader.payload_size.value_or(0));
-    if (type != payload_type::file)
+    if (type != payload_type::file) {
         return sized_leader_size;
+    }
     // room is left for the terminating zero
     const auto name = leader.file_name.first(std::min(leader.file_name.size(), largest_leader - sized_leader_size - 1));
     std::copy(name.begin(), name.end(), out.begin() + sized_leader_size);
@@ -188,15 +196,17 @@ std::size_t encode_leader(const Leader& leader, std::span<std::uint8_t> out) noe
 
 std::optional<Trailer> decode_trailer(std::span<const std::uint8_t> payload) noexcept
 {
-    if (payload.size() < common_trailer_size)
+    if (payload.size() < common_trailer_size) {
         return std::nullopt;
+    }
     Trailer trailer;
     trailer.payload_type = load_be16(&payload[2]);
     const std::uint16_t type = base_of(trailer.payload_type);
     const bool appended = trailer.payload_type != type;
     const std::size_t size = trailer_size(type);
-    if (payload.size() < size + (appended ? appended_chunk_size : 0))
+    if (payload.size() < size + (appended ? appended_chunk_size : 0)) {
         return std::nullopt;
+    }
     switch (type) {
     case payload_type::image:
     case payload_type::multi_zone: trailer.size_y = load_be32(&payload[4]); break;

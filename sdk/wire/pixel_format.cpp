@@ -29,8 +29,9 @@ std::string_view pixel_format_name(std::uint32_t pixel_format) noexcept
 std::optional<std::uint32_t> pixel_format_of_name(std::string_view name) noexcept
 {
     const auto at = std::ranges::lower_bound(by_name, name, {}, &NamedPixelFormat::name);
-    if (at == by_name.end() || at->name != name)
+    if (at == by_name.end() || at->name != name) {
         return std::nullopt;
+    }
     return at->code;
 }
 

@@ -36,17 +36,20 @@ void put_pairs(Bytes& to, const Samples& samples, unsigned depth)
         const unsigned second = i + 1 < samples.size() ? samples[i + 1] : 0;
         put8(to, samples[i] >> low);
         put8(to, (samples[i] & mask) | (second & mask) << 4);
-        if (i + 1 < samples.size())
+        if (i + 1 < samples.size()) {
             put8(to, second >> low);
+        }
     }
 }
 
 void put_single_channel(Bytes& to, const Samples& samples, unsigned depth, bool packed)
 {
-    if (packed)
+    if (packed) {
         return put_pairs(to, samples, depth);
-    for (const auto sample : samples)
+    }
+    for (const auto sample : samples) {
         depth == 8 ? put8(to, sample) : put16(to, sample);
+    }
 }
 
 Bytes encode_mono(const Scene& scene, std::string_view name)
@@ -56,8 +59,9 @@ Bytes encode_mono(const Scene& scene, std::string_view name)
     Bytes bytes;
     for (std::uint32_t y = 0; y < scene.height; ++y) {
         Samples line;
-        for (std::uint32_t x = 0; x < scene.width; ++x)
+        for (std::uint32_t x = 0; x < scene.width; ++x) {
             line.push_back((reduced(grey_of(scene.at(x, y)), depth) - black) & ((1U << depth) - 1));
+        }
         put_single_channel(bytes, line, depth, name.ends_with("Packed"));
     }
     return bytes;
@@ -73,8 +77,9 @@ Bytes encode_bayer(const Scene& scene, std::string_view name)
     Bytes bytes;
     for (std::uint32_t y = 0; y < scene.height; ++y) {
         Samples line;
-        for (std::uint32_t x = 0; x < scene.width; ++x)
+        for (std::uint32_t x = 0; x < scene.width; ++x) {
             line.push_back(reduced(scene.at(x, y)[channel((y % 2 == 0 ? first : second)[x % 2])], depth));
+        }
         put_single_channel(bytes, line, depth, name.ends_with("Packed"));
     }
     return bytes;
@@ -83,9 +88,11 @@ Bytes encode_bayer(const Scene& scene, std::string_view name)
 Bytes encode_planar(const Scene& scene, unsigned depth)
 {
     Bytes bytes;
-    for (std::size_t plane = 0; plane < 3; ++plane)
-        for (const auto& pixel : scene.pixels)
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        for (const auto& pixel : scene.pixels) {
             depth == 8 ? put8(bytes, reduced(pixel[plane], 8)) : put16(bytes, reduced(pixel[plane], depth));
+        }
+    }
     return bytes;
 }
 
@@ -93,7 +100,7 @@ Bytes encode_planar(const Scene& scene, unsigned depth)
 Bytes encode_channels(const Scene& scene, std::string_view order, unsigned depth)
 {
     Bytes bytes;
-    for (const auto& pixel : scene.pixels)
+    for (const auto& pixel : scene.pixels) {
         for (const char letter : order) {
             const auto channel = std::string_view("RGB").find(letter);
             const unsigned value = channel != std::string_view::npos ? reduced(pixel[channel], depth)
@@ -101,6 +108,7 @@ Bytes encode_channels(const Scene& scene, std::string_view order, unsigned depth
                                                                      : 0x55;
             depth == 8 ? put8(bytes, value) : put16(bytes, value);
         }
+    }
     return bytes;
 }
 
@@ -130,8 +138,9 @@ void put_555(Bytes& to, const Color& color)
 Bytes encode_each(const Scene& scene, void (*put)(Bytes&, const Color&))
 {
     Bytes bytes;
-    for (const auto& pixel : scene.pixels)
+    for (const auto& pixel : scene.pixels) {
         put(bytes, pixel);
+    }
     return bytes;
 }
 
@@ -140,9 +149,11 @@ Bytes encode_12_v1(const Scene& scene)
     Bytes bytes;
     for (std::uint32_t y = 0; y < scene.height; ++y) {
         Samples line;
-        for (std::uint32_t x = 0; x < scene.width; ++x)
-            for (const auto value : scene.at(x, y))
+        for (std::uint32_t x = 0; x < scene.width; ++x) {
+            for (const auto value : scene.at(x, y)) {
                 line.push_back(reduced(value, 12));
+            }
+        }
         put_pairs(bytes, line, 12);
     }
     return bytes;
@@ -174,8 +185,9 @@ Bytes encode_yuv(const Scene& scene, std::string_view order, std::size_t group)
         const auto* pixels = scene.pixels.data() + at;
         const auto shared = yuv_of(pixels, group);
         std::size_t next = 0;
-        for (const char letter : order)
+        for (const char letter : order) {
             put8(bytes, letter == 'Y' ? yuv_of(pixels + next++, 1)[0] : shared[letter == 'U' ? 1 : 2]);
+        }
     }
     return bytes;
 }
@@ -190,10 +202,12 @@ std::uint16_t grey_of(const Color& color)
 std::vector<std::uint8_t> encode(const Scene& scene, PvPixelType type)
 {
     const auto name = pixel_type_name(type);
-    if (name.starts_with("Mono"))
+    if (name.starts_with("Mono")) {
         return encode_mono(scene, name);
-    if (name.starts_with("Bayer"))
+    }
+    if (name.starts_with("Bayer")) {
         return encode_bayer(scene, name);
+    }
     switch (type) {
     case PvPixelRGB8Packed:
     case PvPixelWinBGR24: return encode_channels(scene, "RGB", 8);

@@ -50,12 +50,15 @@ constexpr std::array<Glyph, 36> glyphs{{
 std::optional<Glyph> glyph_of(char c)
 {
     const auto place = [c](char first) { return static_cast<std::size_t>(c - first); };
-    if (c >= '0' && c <= '9')
+    if (c >= '0' && c <= '9') {
         return glyphs[place('0')];
-    if (c >= 'A' && c <= 'Z')
+    }
+    if (c >= 'A' && c <= 'Z') {
         return glyphs[10 + place('A')];
-    if (c >= 'a' && c <= 'z')
+    }
+    if (c >= 'a' && c <= 'z') {
         return glyphs[10 + place('a')];
+    }
     return std::nullopt;
 }
 
@@ -65,11 +68,15 @@ void draw_text(std::string_view text, const std::function<void(std::uint32_t x, 
 {
     std::uint32_t left = 0;
     for (const char c : text) {
-        if (const auto glyph = glyph_of(c))
-            for (std::uint32_t y = 0; y < letter_height; ++y)
-                for (std::uint32_t x = 0; x < letter_width - 1; ++x)
-                    if (((*glyph)[y] >> (letter_width - 2 - x) & 1) != 0)
+        if (const auto glyph = glyph_of(c)) {
+            for (std::uint32_t y = 0; y < letter_height; ++y) {
+                for (std::uint32_t x = 0; x < letter_width - 1; ++x) {
+                    if (((*glyph)[y] >> (letter_width - 2 - x) & 1) != 0) {
                         dot(left + x, y);
+                    }
+                }
+            }
+        }
         left += letter_width;
     }
 }

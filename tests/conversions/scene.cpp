@@ -23,16 +23,18 @@ std::optional<Color> ball(int x, int y)
 {
     constexpr int radius_squared = 17 * 17;
     const auto squared = [](int value) { return value * value; };
-    if (squared(x - 26) + squared(y - 22) > radius_squared)
+    if (squared(x - 26) + squared(y - 22) > radius_squared) {
         return std::nullopt;
+    }
     const int light = full - squared(x - 20) * 85 - squared(y - 15) * 85;  // brightest up on the left
     return color(light, light / 4, light / 5);
 }
 
 std::optional<Color> chequers(int x, int y)
 {
-    if (x < 54 || x >= 86 || y < 6 || y >= 38)
+    if (x < 54 || x >= 86 || y < 6 || y >= 38) {
         return std::nullopt;
+    }
     return (x / 4 + y / 4) % 2 != 0 ? color(0x1800, 0x7000, 0x2000) : color(0xF800, 0xE800, 0x4000);
 }
 
@@ -44,12 +46,15 @@ Color bar(int x)
 
 Color pixel(int x, int y)
 {
-    if (y >= height - 10)
+    if (y >= height - 10) {
         return bar(x);
-    if (y >= height - 18)
+    }
+    if (y >= height - 18) {
         return color(x * full / (width - 1), x * full / (width - 1), x * full / (width - 1));
-    if (const auto found = ball(x, y))
+    }
+    if (const auto found = ball(x, y)) {
         return *found;
+    }
     return chequers(x, y).value_or(sky(x, y));
 }
 
@@ -58,9 +63,11 @@ Color pixel(int x, int y)
 Scene draw_scene()
 {
     Scene scene{width, height, {}};
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
             scene.pixels.push_back(pixel(x, y));
+        }
+    }
     return scene;
 }
 

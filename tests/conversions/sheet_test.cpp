@@ -38,9 +38,11 @@ struct Picture {
 Picture picture_of(const Scene& scene, bool grey)
 {
     Picture picture{scene.width, scene.height, {}};
-    for (const auto& pixel : scene.pixels)
-        for (const auto value : pixel)
+    for (const auto& pixel : scene.pixels) {
+        for (const auto value : pixel) {
             picture.rgb.push_back(static_cast<std::uint8_t>((grey ? grey_of(pixel) : value) >> 8));
+        }
+    }
     return picture;
 }
 
@@ -69,17 +71,17 @@ Picture converted(const Scene& scene, PvPixelType type) { return converted(scene
 double psnr(const Picture& a, const Picture& b)
 {
     double sum = 0;
-    for (std::size_t i = 0; i < a.rgb.size(); ++i)
+    for (std::size_t i = 0; i < a.rgb.size(); ++i) {
         sum += std::pow(int{a.rgb[i]} - int{b.rgb[i]}, 2);
+    }
     return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.rgb.size()) / sum);
 }
 
 class Sheet {
 public:
     Sheet(std::uint32_t tile_width, std::uint32_t tile_height, std::uint32_t tiles)
-        : tile_width_(tile_width),
-          tile_height_(tile_height), picture_{
-                                         gap + columns * step_x(), gap + (tiles + columns - 1) / columns * step_y(), {}}
+        : tile_width_(tile_width), tile_height_(tile_height),
+          picture_{gap + columns * step_x(), gap + (tiles + columns - 1) / columns * step_y(), {}}
     {
         picture_.rgb.assign(std::size_t{3} * picture_.width * picture_.height, 255);
     }
@@ -90,11 +92,13 @@ public:
         const auto top = gap + next_ / columns * step_y();
         ++next_;
         draw_text(label, [&](std::uint32_t x, std::uint32_t y) {
-            if (x < tile_width_)
+            if (x < tile_width_) {
                 std::memset(picture_.at(left + x, top + y), 0, 3);
+            }
         });
-        for (std::uint32_t y = 0; y < tile.height; ++y)
+        for (std::uint32_t y = 0; y < tile.height; ++y) {
             std::memcpy(picture_.at(left, top + label_height + y), tile.at(0, y), std::size_t{3} * tile.width);
+        }
     }
 
     [[nodiscard]] const Picture& picture() const { return picture_; }
@@ -123,8 +127,9 @@ png_image png_header()
 Picture read_png(const std::string& name)
 {
     auto header = png_header();
-    if (png_image_begin_read_from_file(&header, name.c_str()) == 0)
+    if (png_image_begin_read_from_file(&header, name.c_str()) == 0) {
         return {};
+    }
     header.format = PNG_FORMAT_RGB;
     Picture picture{header.width, header.height, Bytes(PNG_IMAGE_SIZE(header))};
     return png_image_finish_read(&header, nullptr, picture.rgb.data(), 0, nullptr) != 0 ? picture : Picture{};
@@ -143,14 +148,18 @@ bool write_png(const std::string& name, const Picture& picture)
 /// a Bayer pixel lacks.
 double least_psnr(std::string_view name)
 {
-    if (name.starts_with("Bayer"))
+    if (name.starts_with("Bayer")) {
         return 19.5;
-    if (name == "YUV411Packed")
+    }
+    if (name == "YUV411Packed") {
         return 24;
-    if (name.starts_with("YUV422"))
+    }
+    if (name.starts_with("YUV422")) {
         return 33;
-    if (name.starts_with("YUV444"))
+    }
+    if (name.starts_with("YUV444")) {
         return 51;
+    }
     return name == "WinRGB16" ? 37 : 99;
 }
 
@@ -172,9 +181,11 @@ TEST(PictureSheet, AnotherPhaseOrOrderWouldShow)
     const auto mistaken = [&](PvPixelType type, PvPixelType sent) {
         return psnr(converted(scene, type, sent), original) + 3 < least_psnr(pixel_type_name(type));
     };
-    for (const auto type : {PvPixelBayerGR8, PvPixelBayerRG8, PvPixelBayerGB8, PvPixelBayerBG8})
-        for (const auto sent : {PvPixelBayerGR8, PvPixelBayerRG8, PvPixelBayerGB8, PvPixelBayerBG8})
+    for (const auto type : {PvPixelBayerGR8, PvPixelBayerRG8, PvPixelBayerGB8, PvPixelBayerBG8}) {
+        for (const auto sent : {PvPixelBayerGR8, PvPixelBayerRG8, PvPixelBayerGB8, PvPixelBayerBG8}) {
             EXPECT_EQ(mistaken(type, sent), type != sent) << pixel_type_name(type) << " " << pixel_type_name(sent);
+        }
+    }
     EXPECT_TRUE(mistaken(PvPixelRGB8Packed, PvPixelBGR8Packed));
     EXPECT_TRUE(mistaken(PvPixelYUV422Packed, PvPixelYUV422YUYVPacked));
     EXPECT_TRUE(mistaken(PvPixelBGR10V1Packed, PvPixelBGR10V2Packed));
@@ -185,8 +196,9 @@ TEST(PictureSheet, IsAsItWasKept)
     const auto scene = draw_scene();
     Sheet sheet(scene.width, scene.height, pv_pixel_types.size() + 1);
     sheet.add("the scene", picture_of(scene, false));
-    for (const auto type : pv_pixel_types)
+    for (const auto type : pv_pixel_types) {
         sheet.add(std::string(pixel_type_name(type)), converted(scene, type));
+    }
     const auto& made = sheet.picture();
     const std::string made_name = VEX_MADE_FOLDER "/pixel_types.png";
     const std::string kept_name = VEX_DOCS_FOLDER "/images/pixel_types.png";
@@ -197,8 +209,9 @@ TEST(PictureSheet, IsAsItWasKept)
     ASSERT_EQ(kept.width, made.width) << advice;
     ASSERT_EQ(kept.height, made.height) << advice;
     int most = 0;
-    for (std::size_t i = 0; i < made.rgb.size(); ++i)
+    for (std::size_t i = 0; i < made.rgb.size(); ++i) {
         most = std::max(most, std::abs(int{made.rgb[i]} - int{kept.rgb[i]}));
+    }
     EXPECT_LE(most, tolerance) << advice;
 }
 

@@ -21,24 +21,28 @@ enum class Kind { grey, bayer, color, yuv };
 Kind kind_of(PvPixelType type)
 {
     const auto name = pixel_type_name(type);
-    if (name.starts_with("Mono"))
+    if (name.starts_with("Mono")) {
         return Kind::grey;
-    if (name.starts_with("Bayer"))
+    }
+    if (name.starts_with("Bayer")) {
         return Kind::bayer;
+    }
     return name.starts_with("YUV") ? Kind::yuv : Kind::color;
 }
 
 /// The letters of a cell, as the document explains them.
 std::string how(PvPixelType from, PvPixelType to)
 {
-    if (from == to)
+    if (from == to) {
         return "=";
+    }
     const auto source = kind_of(from);
     const auto destination = kind_of(to);
     std::string letters = source == Kind::bayer ? "i" : "";
     const bool has_colors = source == Kind::bayer || source == Kind::color;
-    if ((has_colors && destination != Kind::color) || (source == Kind::yuv && destination == Kind::color))
+    if ((has_colors && destination != Kind::color) || (source == Kind::yuv && destination == Kind::color)) {
         letters += "m";
+    }
     return letters.empty() ? "v" : letters;
 }
 
@@ -66,9 +70,10 @@ std::string table()
     text += " itself |\n" + rule + ":-:|\n";
     for (const auto from : pv_pixel_types) {
         text.append("| ").append(pixel_type_name(from)).append(" |");
-        for (const auto to : columns)
+        for (const auto to : columns) {
             text +=
                 " " + (PvBufferConverter::IsConversionSupported(from, to) ? how(from, to) : std::string("no")) + " |";
+        }
         text += PvBufferConverter::IsConversionSupported(from, from) ? " = |\n" : " no |\n";
     }
     return text;
@@ -92,7 +97,7 @@ TEST(ConversionTable, IsTheOneInTheDocument)
 TEST(ConversionTable, HoldsForImages)
 {
     PvBufferConverter converter;
-    for (const auto from : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
         for (const auto to : pv_pixel_types) {
             PvBuffer source;
             PvBuffer destination;
@@ -102,6 +107,7 @@ TEST(ConversionTable, HoldsForImages)
             EXPECT_EQ(done.IsOK(), PvBufferConverter::IsConversionSupported(from, to))
                 << pixel_type_name(from) << " to " << pixel_type_name(to) << ": " << done.description();
         }
+    }
 }
 
 TEST(ConversionTable, HasTheTypesThatPeopleLookAtOrComputeWith)
@@ -112,9 +118,10 @@ TEST(ConversionTable, HasTheTypesThatPeopleLookAtOrComputeWith)
           PvPixelRGB16Packed, PvPixelYUV422Packed, PvPixelYUV444Packed, PvPixelRGB8Planar, PvPixelWinRGB16,
           PvPixelWinRGB32, PvPixelWinRGB24, PvPixelWinBGR32, PvPixelWinBGR24}) {
         EXPECT_TRUE(std::ranges::find(columns, type) != columns.end()) << pixel_type_name(type);
-        for (const auto from : pv_pixel_types)
+        for (const auto from : pv_pixel_types) {
             EXPECT_TRUE(PvBufferConverter::IsConversionSupported(from, type))
                 << pixel_type_name(from) << " to " << pixel_type_name(type);
+        }
     }
 }
 

@@ -55,8 +55,9 @@ public:
         script_ = script_.subspan(2 + size);
         silent_ = (how & 0x20) != 0;
         clock_.advance(milliseconds(1));
-        if (given >= 8)
+        if (given >= 8) {
             put_right(buffer, given, how);
+        }
         return net::Received{given, given < size, (how & 0x10) != 0 ? net::Endpoint{{2}, 1} : device()};
     }
 
@@ -67,20 +68,23 @@ public:
 private:
     void put_right(std::span<std::uint8_t> buffer, std::size_t size, std::uint8_t how) const
     {
-        if ((how & 0x01) != 0)
+        if ((how & 0x01) != 0) {
             std::copy_n(request_.begin() + 6, 2, buffer.begin() + 6);
+        }
         if ((how & 0x02) != 0) {
             buffer[2] = request_[2];
             buffer[3] = static_cast<std::uint8_t>(request_[3] + 1);
         }
-        if ((how & 0x04) != 0)
+        if ((how & 0x04) != 0) {
             buffer[0] = buffer[1] = 0;
+        }
         if ((how & 0x08) != 0) {
             buffer[4] = static_cast<std::uint8_t>((size - 8) >> 8);
             buffer[5] = static_cast<std::uint8_t>(size - 8);
             // a memory answer repeats the address that was asked for
-            if (request_[3] == 0x84 && size >= 12)
+            if (request_[3] == 0x84 && size >= 12) {
                 std::copy_n(request_.begin() + 8, 4, buffer.begin() + 8);
+            }
         }
     }
 

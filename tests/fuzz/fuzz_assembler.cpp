@@ -46,8 +46,9 @@ public:
 
     PvBuffer* take() noexcept override
     {
-        if (idle.empty())
+        if (idle.empty()) {
             return nullptr;
+        }
         PvBuffer* buffer = idle.front();
         idle.pop_front();
         ++taken;
@@ -62,8 +63,9 @@ public:
         require(buffer.GetMissingPacketIdsCount(ranges).IsOK());
         std::uint32_t low = 0;
         std::uint32_t high = 0;
-        for (std::uint32_t i = 0; i < std::min(ranges, 64U); ++i)
+        for (std::uint32_t i = 0; i < std::min(ranges, 64U); ++i) {
             require(buffer.GetMissingPacketIds(i, low, high).IsOK() && low <= high);
+        }
         ++delivered;
         --taken;
         idle.push_back(&buffer);
@@ -79,12 +81,14 @@ void check_sums(const stream::BlockAssembler& assembler, std::uint64_t datagrams
 {
     const stream::Counters& counters = assembler.counters();
     std::uint64_t packets = 0;
-    for (const std::uint64_t count : counters.packets)
+    for (const std::uint64_t count : counters.packets) {
         packets += count;
+    }
     require(packets == datagrams);
     std::uint64_t blocks = 0;
-    for (const std::uint64_t count : counters.blocks)
+    for (const std::uint64_t count : counters.blocks) {
         blocks += count;
+    }
     require(blocks + assembler.blocks_in_flight() == counters.blocks_begun);
     require(assembler.blocks_in_flight() <= stream::BlockAssembler::window);
 }
@@ -116,8 +120,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 0xF1: assembler.discard(); break;
         case 0xF2: now += std::chrono::milliseconds(length); break;
         case 0xF3:
-            if (!port.idle.empty())
+            if (!port.idle.empty()) {
                 port.idle.pop_front();
+            }
             break;
         default: {
             const net::Datagram datagram{bytes, {action == 0xF4 ? net::Ipv4Address{1} : camera, 1}};
@@ -132,7 +137,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     assembler.abort();
     check_sums(assembler, datagrams);
     require(assembler.blocks_in_flight() == 0 && port.taken == 0);
-    for (const auto& guarded : memory)
+    for (const auto& guarded : memory) {
         guarded->check();
+    }
     return 0;
 }

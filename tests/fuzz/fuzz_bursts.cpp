@@ -33,8 +33,9 @@ public:
     [[nodiscard]] bool is_over() const { return bytes_.empty(); }
     unsigned next()
     {
-        if (bytes_.empty())
+        if (bytes_.empty()) {
             return 0;
+        }
         const unsigned byte = bytes_.front();
         bytes_ = bytes_.subspan(1);
         return byte;
@@ -57,16 +58,19 @@ public:
         : words_at_once_(words_at_once), registers_(registers)
     {
         // small numbers, so that computed addresses hit something
-        for (std::size_t i = 3; i < memory.size(); i += 4)
+        for (std::size_t i = 3; i < memory.size(); i += 4) {
             memory[i] = static_cast<std::uint8_t>(i * 7);
+        }
     }
 
     void read(std::int64_t address, std::span<std::uint8_t> out) override
     {
         const std::size_t at = place_of(address, out.size());
-        for (std::size_t i = at / word; i <= (at + out.size() - 1) / word; ++i)
-            if (refused[i])
+        for (std::size_t i = at / word; i <= (at + out.size() - 1) / word; ++i) {
+            if (refused[i]) {
                 throw GenApi::PortError(PvResult::GenericError, "the device refuses");
+            }
+        }
         std::copy_n(memory.begin() + static_cast<std::ptrdiff_t>(at), out.size(), out.begin());
     }
 
@@ -79,8 +83,9 @@ public:
             require(one.address % word == 0 && one.out.size() == word);
             require(&one == words.data() || comes_along_rightly(one.address));
             const std::size_t at = place_of(one.address, word);
-            if (refused[at / word])
+            if (refused[at / word]) {
                 return false;
+            }
             std::copy_n(memory.begin() + static_cast<std::ptrdiff_t>(at), word, one.out.begin());
         }
         return true;
@@ -102,10 +107,12 @@ public:
 private:
     std::size_t place_of(std::int64_t address, std::size_t length) const
     {
-        if (silent)
+        if (silent) {
             throw GenApi::PortError(PvResult::Timeout, "no answer");
-        if (address < 0 || address > memory_size - static_cast<std::int64_t>(length))
+        }
+        if (address < 0 || address > memory_size - static_cast<std::int64_t>(length)) {
             throw GenApi::PortError(PvResult::InvalidParameter, "there is no such memory");
+        }
         return static_cast<std::size_t>(address);
     }
 
@@ -151,20 +158,26 @@ std::string describe(Script& script, std::size_t index, Register& facts)
     std::string body = element("Address", std::to_string(facts.address)) +
                        element("Length", std::to_string(facts.length)) + element("AccessMode", access) +
                        element("pPort", "Device") + element("Cachable", caching);
-    if (number)
+    if (number) {
         body += element("Endianess", (what & 0x20) != 0 ? "BigEndian" : "LittleEndian");
-    if (kind == "MaskedIntReg")
+    }
+    if (kind == "MaskedIntReg") {
         body += element("LSB", "0") + element("MSB", std::to_string(facts.length * 4));
-    if ((what & 0x40) != 0 && number && kind != "FloatReg")
+    }
+    if ((what & 0x40) != 0 && number && kind != "FloatReg") {
         body += element("Sign", "Signed");
-    if ((more & 4) != 0)
+    }
+    if ((more & 4) != 0) {
         body += element("PollingTime", "50");
+    }
     if (index > 0) {
         const std::string other = name_of(more >> 4 & (index - 1));
-        if ((how & 0x20) != 0)
+        if ((how & 0x20) != 0) {
             body += element("pIsAvailable", other);
-        if ((how & 0x40) != 0)
+        }
+        if ((how & 0x40) != 0) {
             body += element("pInvalidator", other);
+        }
         if ((more & 8) != 0) {
             body += element("pAddress", other);
             facts.may_come_along = true;  // it stands somewhere else, and nothing here tells where
@@ -180,8 +193,9 @@ std::string describe_all(Script& script, std::vector<Register>& registers)
                        "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\">\n"
                        "<Port Name=\"Device\"/>\n";
     registers.resize(3 + script.next() % 30);
-    for (std::size_t i = 0; i < registers.size(); ++i)
+    for (std::size_t i = 0; i < registers.size(); ++i) {
         text += describe(script, i, registers[i]);
+    }
     return text + "</RegisterDescription>\n";
 }
 
@@ -298,8 +312,9 @@ void step(Script& script, Pair& pair)
     case 9: happen_to_device(script, pair); break;
     case 10: pair.on_node(number, [](INode& node) { return std::to_string(node.int_max()); }); break;
     default:
-        for (unsigned i = 0; i <= what >> 4; ++i)
+        for (unsigned i = 0; i <= what >> 4; ++i) {
             pair.read(number + i);
+        }
     }
 }
 
@@ -314,7 +329,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<Register> registers;
     const std::string xml = describe_all(script, registers);
     Pair pair(xml, words_at_once, registers);
-    for (int i = 0; i < most_steps && !script.is_over(); ++i)
+    for (int i = 0; i < most_steps && !script.is_over(); ++i) {
         step(script, pair);
+    }
     return 0;
 }

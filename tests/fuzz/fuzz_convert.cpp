@@ -23,8 +23,9 @@ public:
     explicit Source(fuzz::View bytes) : bytes_(bytes) {}
     std::uint8_t byte()
     {
-        if (bytes_.empty())
+        if (bytes_.empty()) {
             return 0;
+        }
         const auto first = bytes_.front();
         bytes_ = bytes_.subspan(1);
         return first;
@@ -32,8 +33,9 @@ public:
     std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(byte() << 8 | byte()) % limit; }
     void fill(std::vector<std::uint8_t>& memory)
     {
-        for (auto& target : memory)
+        for (auto& target : memory) {
             target = byte();
+        }
     }
 
 private:
@@ -64,10 +66,13 @@ struct Image {
     {
         const auto& image = *buffer.GetImage();
         const auto lines = image.GetRequiredSize() / image.GetLineStride();
-        for (std::uint32_t y = 0; y < lines; ++y)
-            for (auto x = image.GetLineSize(); x < image.GetLineStride(); ++x)
-                if (memory[skipped + y * image.GetLineStride() + x] != untouched)
+        for (std::uint32_t y = 0; y < lines; ++y) {
+            for (auto x = image.GetLineSize(); x < image.GetLineStride(); ++x) {
+                if (memory[skipped + y * image.GetLineStride() + x] != untouched) {
                     return false;
+                }
+            }
+        }
         return std::all_of(memory.begin(), memory.begin() + skipped, [](auto byte) { return byte == untouched; });
     }
 
@@ -147,8 +152,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     convert::simd::force_target(convert::simd::plain_target);
     require(alone.Convert(&in.buffer, &out.buffer).IsOK() == supported);
     require(in.memory == before && out.padding_untouched());
-    if (!supported)
+    if (!supported) {
         require(std::all_of(out.memory.begin(), out.memory.end(), [](auto byte) { return byte == untouched; }));
+    }
     const auto plain = out.memory;
     convert::simd::force_target(target);
     for (auto* converter : {&alone, &threads}) {
@@ -159,8 +165,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     require(Filtered(convert::simd::plain_target, filter, in) == Filtered(target, filter, in));
 
-    if (large)
+    if (large) {
         return 0;
+    }
     PvBuffer sized;
     require(sized.GetImage()->Alloc(1, 1, to).IsOK());
     require(alone.Convert(&in.buffer, &sized, true).IsOK() == supported);

@@ -17,15 +17,18 @@ public:
 
     void read(std::int64_t address, std::span<std::uint8_t> out) override
     {
-        if (++transfers_ % 17 == 0)
+        if (++transfers_ % 17 == 0) {
             throw GenApi::PortError(PvResult::Timeout, "no answer");
-        for (std::size_t i = 0; i < out.size(); ++i)
+        }
+        for (std::size_t i = 0; i < out.size(); ++i) {
             out[i] = static_cast<std::uint8_t>((static_cast<std::uint64_t>(address) + i) * seed_ >> 3);
+        }
     }
     void write(std::int64_t, std::span<const std::uint8_t>) override
     {
-        if (++transfers_ % 13 == 0)
+        if (++transfers_ % 13 == 0) {
             throw GenApi::PortError(PvResult::NetworkError, "no answer");
+        }
     }
     [[nodiscard]] bool is_open() const noexcept override { return transfers_ % 29 != 28; }
 
@@ -67,8 +70,9 @@ void use(INode& node, std::uint32_t seed)
         node.get_bytes(bytes);
         node.set_bytes(bytes);
     });
-    for (INode* const child : node.children())
+    for (INode* const child : node.children()) {
         static_cast<void>(child->name());
+    }
     static_cast<void>(node.selected());
     static_cast<void>(node.selecting());
     static_cast<void>(node.polling_time());
@@ -81,23 +85,27 @@ void use(INode& node, std::uint32_t seed)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     std::uint32_t seed = 1;
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         seed = seed * 31 + data[i];
+    }
     try {
         std::string xml = GenApi::load_description({data, size});
         Port port(seed);
         const auto map = GenApi::load_node_map(std::move(xml), port, {.largest_description = 1 << 20});
         std::size_t calls = 0;
-        for (std::size_t i = 0; i < map->node_count(); ++i)
+        for (std::size_t i = 0; i < map->node_count(); ++i) {
             map->node_at(i)->on_change([&calls](INode&) { ++calls; });
+        }
         const std::uint8_t bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
         const GenApi::Chunk chunks[] = {{1, bytes, 8}, {2, {}, 0}};
         map->attach_chunks(chunks);
         map->deliver_event(1, bytes);
-        for (std::size_t i = 0; i < map->node_count() && i < 200; ++i)
+        for (std::size_t i = 0; i < map->node_count() && i < 200; ++i) {
             use(*map->node_at(i), seed + static_cast<std::uint32_t>(i));
-        for (const INode* feature : map->features())
+        }
+        for (const INode* feature : map->features()) {
             fuzz::require(feature->category() != nullptr);
+        }
         map->poll(std::chrono::milliseconds(1000));
         map->invalidate_all();
         map->detach_chunks();

@@ -50,9 +50,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             fuzz::require(!code.instructions.empty() && code.stack_needed > 0);
             for (std::size_t i = 0; i < code.instructions.size(); ++i) {
                 const auto operation = code.instructions[i].operation;
-                if (operation >= Operation::jump && operation <= Operation::jump_if_true_or_drop)
+                if (operation >= Operation::jump && operation <= Operation::jump_if_true_or_drop) {
                     fuzz::require(code.instructions[i].argument > i &&
                                   code.instructions[i].argument <= code.instructions.size());
+                }
             }
             Scope scope;
             static_cast<void>(

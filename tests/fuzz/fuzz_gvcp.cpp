@@ -28,8 +28,9 @@ void check_events(const CommandView& command, View datagram)
     require(count == events.size() && count <= command.payload.size() / 16);
     const bool extended = (command.flags & flag::extended_ids) != 0;
     for (const Event& event : events) {
-        if (event.data.size() + 24 > largest_message - header_size)
+        if (event.data.size() + 24 > largest_message - header_size) {
             continue;
+        }
         const Message message = event_data(1, event, extended, true);
         Event again;
         View rest = decoded(message).payload;
@@ -43,8 +44,9 @@ void check_events(const CommandView& command, View datagram)
 void check_command(View datagram)
 {
     const auto command = decode_command(datagram);
-    if (!command)
+    if (!command) {
         return;
+    }
     require(command->request_id != 0);
     require_within(command->payload, datagram);
     if (const auto settings = decode_force_ip(command->payload)) {
@@ -85,13 +87,15 @@ void check_command(View datagram)
 void check_acknowledge(View datagram)
 {
     const auto acknowledge = decode_acknowledge(datagram);
-    if (!acknowledge)
+    if (!acknowledge) {
         return;
+    }
     require_within(acknowledge->payload, datagram);
     require(text_of(acknowledge->status) != nullptr);
     require(decode_pending(acknowledge->payload) == decode_write_done(acknowledge->payload));
-    if (const auto memory = decode_read_memory_acknowledge(acknowledge->payload))
+    if (const auto memory = decode_read_memory_acknowledge(acknowledge->payload)) {
         require_within(memory->data, datagram);
+    }
     if (const auto device = decode_discovery_acknowledge(acknowledge->payload)) {
         require(device->manufacturer.size() <= 32 && device->model.size() <= 32 &&
                 device->device_version.size() <= 32 && device->manufacturer_info.size() <= 48 &&

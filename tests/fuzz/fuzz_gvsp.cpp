@@ -13,8 +13,9 @@ using fuzz::View;
 
 bool same(const std::optional<ImageInfo>& a, const std::optional<ImageInfo>& b)
 {
-    if (!a || !b)
+    if (!a || !b) {
         return a.has_value() == b.has_value();
+    }
     return a->pixel_format == b->pixel_format && a->size_x == b->size_x && a->size_y == b->size_y &&
            a->offset_x == b->offset_x && a->offset_y == b->offset_y && a->padding_x == b->padding_x &&
            a->padding_y == b->padding_y;
@@ -23,12 +24,14 @@ bool same(const std::optional<ImageInfo>& a, const std::optional<ImageInfo>& b)
 void check_leader(View payload)
 {
     const auto leader = decode_leader(payload);
-    if (!leader)
+    if (!leader) {
         return;
+    }
     require_within(leader->file_name, payload);
     // the size of an H.264 stream stands where its encoder writes a timestamp
-    if (leader->base_type() == payload_type::h264)
+    if (leader->base_type() == payload_type::h264) {
         return;
+    }
     std::array<std::uint8_t, largest_leader> bytes;
     const std::size_t size = encode_leader(*leader, bytes);
     require(size <= bytes.size());
@@ -43,8 +46,9 @@ void check_leader(View payload)
 void check_trailer(View payload)
 {
     const auto trailer = decode_trailer(payload);
-    if (!trailer)
+    if (!trailer) {
         return;
+    }
     std::array<std::uint8_t, largest_trailer> bytes;
     const std::size_t size = encode_trailer(*trailer, bytes);
     require(size <= bytes.size());
@@ -60,8 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const View datagram(data, size);
     const auto packet = decode_packet(datagram);
-    if (!packet)
+    if (!packet) {
         return 0;
+    }
     require(packet->header.block_id != 0);
     require_within(packet->payload, datagram);
     require(packet->payload.size() + packet->header.size() == size);

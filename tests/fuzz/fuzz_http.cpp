@@ -31,8 +31,9 @@ HttpAnswer answer_of(fuzz::View bytes, fuzz::View sizes, std::size_t largest_bod
 void check_address(const std::string& url)
 {
     const auto address = device::parse_http_address(url);
-    if (!address)
+    if (!address) {
         return;
+    }
     const auto is_printable = [](char c) { return c > ' ' && c <= '~'; };
     require(!address->host.empty() && address->port != 0 && address->path.starts_with('/'));
     require(std::all_of(address->host.begin(), address->host.end(), is_printable));
@@ -49,8 +50,9 @@ void check_address(const std::string& url)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     constexpr std::size_t settings = 4;
-    if (size < settings)
+    if (size < settings) {
         return 0;
+    }
     const fuzz::View sizes(data, settings - 1);
     const std::size_t largest_body = data[settings - 1] * std::size_t{16};
     const fuzz::View bytes(data + settings, size - settings);

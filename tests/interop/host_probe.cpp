@@ -35,8 +35,9 @@ struct Options {
 
 void require(const PvResult& result, const std::string& step)
 {
-    if (!result.IsOK())
+    if (!result.IsOK()) {
         throw std::runtime_error(step + ": " + result.GetDescription().str());
+    }
 }
 
 void tell(const char* name, const std::string& value)
@@ -78,8 +79,9 @@ int read(const Options& options)
         require(feature->GetName(name), "name of feature " + std::to_string(i));
         PvGenType type{};
         require(feature->GetType(type), "type of " + name.str());
-        if (type == PvGenTypeCommand || !feature->IsReadable())
+        if (type == PvGenTypeCommand || !feature->IsReadable()) {
             continue;
+        }
         const PvResult result = feature->ToString(value);
         tell(result.IsOK() ? "feature" : "error",
              name.str() + " = " + (result.IsOK() ? value.str() : result.GetDescription().str()));
@@ -92,11 +94,13 @@ int read(const Options& options)
 void apply(PvGenParameterArray& features, const std::string& setting)
 {
     const std::size_t equals = setting.find('=');
-    if (equals == std::string::npos)
+    if (equals == std::string::npos) {
         throw std::runtime_error("'" + setting + "' is not NAME=VALUE");
+    }
     PvGenParameter* const feature = features.Get(PvString(setting.substr(0, equals)));
-    if (feature == nullptr)
+    if (feature == nullptr) {
         throw std::runtime_error("there is no feature '" + setting.substr(0, equals) + "'");
+    }
     require(feature->FromString(PvString(setting.substr(equals + 1))), "set " + setting);
 }
 
@@ -133,8 +137,9 @@ PvResult plain_value(PvGenParameter& feature, std::string& text)
     } else if (auto* const bytes = dynamic_cast<PvGenRegister*>(&feature)) {
         result = bytes->GetLength(number);
         std::vector<std::uint8_t> data(static_cast<std::size_t>(number));
-        if (result.IsOK())
+        if (result.IsOK()) {
             result = bytes->Get(data.data(), number);
+        }
         text = as_hex(data);
     } else {
         result = feature.ToString(words);
@@ -153,8 +158,9 @@ void tell_entries(const PvGenEnum& feature, const std::string& name)
         PvString entry_name;
         require(feature.GetEntryByIndex(i, &entry), "entry of " + name);
         require(entry->GetName(entry_name), "entry of " + name);
-        if (entry->IsAvailable())
+        if (entry->IsAvailable()) {
             tell("entry", name + " " + entry_name.str());
+        }
     }
 }
 
@@ -164,8 +170,9 @@ int list(const Options& options)
     constexpr const char* kinds[] = {"integer", "enumeration", "boolean", "string", "command", "float", "register"};
     PvDevice device;
     require(device.Connect(PvString(options.device)), "connect");
-    for (const std::string& setting : options.settings)
+    for (const std::string& setting : options.settings) {
         apply(*device.GetGenParameters(), setting);
+    }
     PvGenParameterArray& features = *device.GetGenParameters();
     unsigned failed = 0;
     for (std::uint32_t i = 0; i < features.GetCount(); ++i) {
@@ -185,12 +192,14 @@ int list(const Options& options)
             const PvResult result = plain_value(feature, value);
             line += " " + value;
             failed += result.IsOK() ? 0 : 1;
-            if (!result.IsOK())
+            if (!result.IsOK()) {
                 tell("error", name.str() + " = " + result.GetDescription().str());
+            }
         }
         tell("parameter", line);
-        if (const auto* const choice = dynamic_cast<PvGenEnum*>(&feature))
+        if (const auto* const choice = dynamic_cast<PvGenEnum*>(&feature)) {
             tell_entries(*choice, name.str());
+        }
     }
     require(device.Disconnect(), "disconnect");
     return failed == 0 ? 0 : 1;
@@ -203,13 +212,14 @@ void set_packet_size(const Options& options, PvDevice& device)
     constexpr std::uint32_t address = bootstrap::stream_register(0, bootstrap::stream::packet_size);
     PvGenParameterArray& features = *device.GetGenParameters();
     const bool has_feature = features.GetInteger("GevSCPSPacketSize") != nullptr;
-    if (options.packet_size == "auto")
+    if (options.packet_size == "auto") {
         require(device.NegotiatePacketSize(), "negotiate the packet size");
-    else if (has_feature)
+    } else if (has_feature) {
         require(features.SetIntegerValue("GevSCPSPacketSize", std::stoll(options.packet_size)), "set the packet size");
-    else
+    } else {
         require(device.WriteRegister(address, static_cast<std::uint32_t>(std::stoul(options.packet_size))),
                 "write the packet size");
+    }
     std::uint32_t packet_size = 0;
     require(device.ReadRegister(address, packet_size), "read the packet size");
     tell("packet_size", std::uint64_t{packet_size & bootstrap::stream::packet_size_mask});
@@ -217,13 +227,15 @@ void set_packet_size(const Options& options, PvDevice& device)
 
 void save(const Options& options, const PvBuffer& buffer)
 {
-    if (options.save_folder.empty())
+    if (options.save_folder.empty()) {
         return;
+    }
     std::ofstream file(options.save_folder + "/block-" + std::to_string(buffer.GetBlockID64()) + ".raw",
                        std::ios::binary);
     file.write(reinterpret_cast<const char*>(buffer.GetDataPointer()), buffer.GetAcquiredSize());
-    if (!file.good())
+    if (!file.good()) {
         throw std::runtime_error("cannot write to " + options.save_folder);
+    }
 }
 
 /// What the frames of one acquisition were like.
@@ -274,8 +286,9 @@ Tally acquire(const Options& options, PvStream& stream, PvGenParameterArray& fea
         require(buffers.back()->Alloc(static_cast<std::uint32_t>(payload_size)), "allocate");
         require(stream.QueueBuffer(buffers.back().get()), "queue");
     }
-    if (features.GetInteger("TLParamsLocked") != nullptr)
+    if (features.GetInteger("TLParamsLocked") != nullptr) {
         require(features.SetIntegerValue("TLParamsLocked", 1), "lock");
+    }
     require(features.ExecuteCommand("AcquisitionStart"), "AcquisitionStart");
 
     Tally tally;
@@ -289,8 +302,9 @@ Tally acquire(const Options& options, PvStream& stream, PvGenParameterArray& fea
         require(stream.QueueBuffer(buffer), "queue again");
     }
     require(features.ExecuteCommand("AcquisitionStop"), "AcquisitionStop");
-    if (features.GetInteger("TLParamsLocked") != nullptr)
+    if (features.GetInteger("TLParamsLocked") != nullptr) {
         require(features.SetIntegerValue("TLParamsLocked", 0), "unlock");
+    }
     return tally;
 }
 
@@ -299,8 +313,9 @@ int stream_from(const Options& options)
     PvDevice device;
     require(device.Connect(PvString(options.device)), "connect");
     PvGenParameterArray& features = *device.GetGenParameters();
-    for (const std::string& setting : options.settings)
+    for (const std::string& setting : options.settings) {
         apply(features, setting);
+    }
     set_packet_size(options, device);
 
     PvStream stream;
@@ -319,8 +334,9 @@ int stream_from(const Options& options)
     tell("incomplete", tally.incomplete);
     tell("misshapen", tally.misshapen);
     tell("lost_packets", tally.lost_packets);
-    if (!tally.problem.empty())
+    if (!tally.problem.empty()) {
         tell("problem", tally.problem);
+    }
     require(device.Disconnect(), "disconnect");
     return tally.misshapen == 0 && (tally.incomplete == 0 || options.accept_incomplete) ? 0 : 1;
 }
@@ -336,10 +352,12 @@ int main(int argc, char** argv)
     auto* const read_command = app.add_subcommand("read", "read every feature");
     auto* const list_command = app.add_subcommand("list", "list every feature with kind, access and plain value");
     auto* const stream_command = app.add_subcommand("stream", "stream frames and judge them");
-    for (CLI::App* const command : {read_command, list_command, stream_command})
+    for (CLI::App* const command : {read_command, list_command, stream_command}) {
         command->add_option("device", options.device, "IP address")->required();
-    for (CLI::App* const command : {list_command, stream_command})
+    }
+    for (CLI::App* const command : {list_command, stream_command}) {
         command->add_option("--set", options.settings, "NAME=VALUE, set before anything else");
+    }
     stream_command->add_option("--packet-size", options.packet_size, "bytes, or auto to negotiate it");
     stream_command->add_option("--frames", options.frames, "frames to receive");
     stream_command->add_option("--buffers", options.buffers, "buffers to queue")->check(CLI::Range(1, 64));
@@ -348,10 +366,12 @@ int main(int argc, char** argv)
     CLI11_PARSE(app, argc, argv);
 
     try {
-        if (find_command->parsed())
+        if (find_command->parsed()) {
             return find();
-        if (list_command->parsed())
+        }
+        if (list_command->parsed()) {
             return list(options);
+        }
         return read_command->parsed() ? read(options) : stream_from(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "host_probe: %s\n", error.what());

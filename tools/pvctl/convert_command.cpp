@@ -15,8 +15,9 @@ namespace {
 
 void require(const PvResult& result)
 {
-    if (!result.IsOK())
+    if (!result.IsOK()) {
         throw std::runtime_error(std::string(result.description()));
+    }
 }
 
 /// The output's type by its extension.
@@ -25,11 +26,14 @@ std::string type_of_file(const std::string& name)
     auto extension = std::filesystem::path(name).extension().string();
     std::ranges::transform(extension, extension.begin(),
                            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    for (const auto* type : {"bmp", "png", "tiff", "raw"})
-        if (extension == std::string(".") + type)
+    for (const auto* type : {"bmp", "png", "tiff", "raw"}) {
+        if (extension == std::string(".") + type) {
             return type;
-    if (extension == ".tif")
+        }
+    }
+    if (extension == ".tif") {
         return "tiff";
+    }
     throw std::runtime_error("the extension of '" + name +
                              "' does not tell what to write; say --type bmp, png, tiff or raw");
 }
@@ -38,8 +42,9 @@ std::string type_of_file(const std::string& name)
 void convert(PvBufferConverter& converter, const PvBuffer& source, PvPixelType type, PvBuffer& destination)
 {
     const auto& image = *source.GetImage();
-    if (!PvBufferConverter::IsConversionSupported(image.GetPixelType(), type))
+    if (!PvBufferConverter::IsConversionSupported(image.GetPixelType(), type)) {
         throw std::runtime_error("there is no conversion to " + std::string(pixel_type_name(type)));
+    }
     require(destination.GetImage()->Alloc(image.GetWidth(), image.GetHeight(), type));
     require(converter.Convert(&source, &destination));
 }
@@ -78,9 +83,10 @@ void ConvertCommand::run() const
 {
     const auto& options = *options_;
     const auto type = options.type.empty() ? type_of_file(options.output) : options.type;
-    if (options.destination.empty() == (type == "raw"))
+    if (options.destination.empty() == (type == "raw")) {
         throw std::runtime_error(type == "raw" ? "a raw output needs its pixel format: --to FORMAT"
                                                : "--to is for raw outputs; pictures keep what the input has");
+    }
     PvBuffer source;
     read(options.source, source);
     const auto bayer = options.bayer == "simple" ? PvBayerFilterSimple : PvBayerFilter3X3;

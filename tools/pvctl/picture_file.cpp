@@ -11,10 +11,12 @@ PvPixelType picture_type(PvPixelType source)
 {
     const auto& format = *convert::find_format(source);
     const bool deep = format.depth > 8;
-    if (format.model == convert::Model::mono)
+    if (format.model == convert::Model::mono) {
         return deep ? PvPixelMono16 : PvPixelMono8;
-    if (format.alpha)
+    }
+    if (format.alpha) {
         return PvPixelRGBA8Packed;
+    }
     return deep ? PvPixelRGB16Packed : PvPixelRGB8Packed;
 }
 
@@ -35,12 +37,15 @@ void write_file(const std::string& name, const std::vector<std::uint8_t>& bytes)
 {
     convert::WholeFile file;
     auto done = file.open(PvString(std::string(name)));
-    if (done.IsOK())
+    if (done.IsOK()) {
         done = file.write(bytes);
-    if (done.IsOK())
+    }
+    if (done.IsOK()) {
         done = file.commit();
-    if (!done.IsOK())
+    }
+    if (!done.IsOK()) {
         throw std::runtime_error(std::string(done.description()));
+    }
 }
 
 }  // namespace pvctl

@@ -31,8 +31,9 @@ void append(png_structp png, png_bytep bytes, std::size_t size)
     } catch (const std::exception&) {
         appended = false;
     }
-    if (!appended)
+    if (!appended) {
         png_error(png, "out of memory");  // not inside the handler, which it would leave by a long jump
+    }
 }
 
 int color_type(const Picture& picture)
@@ -47,16 +48,19 @@ int color_type(const Picture& picture)
 /// False after an error. No object with a destructor may live here: libpng reports errors by a long jump.
 bool write(png_structp png, png_infop info, const Picture& picture)
 {
-    if (setjmp(png_jmpbuf(png)) != 0)
+    if (setjmp(png_jmpbuf(png)) != 0) {
         return false;
+    }
     png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_set_IHDR(png, info, picture.width, picture.height, static_cast<int>(picture.bits), color_type(picture),
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    if (picture.bits == 16 && std::endian::native == std::endian::little)
+    if (picture.bits == 16 && std::endian::native == std::endian::little) {
         png_set_swap(png);
-    for (std::uint32_t y = 0; y < picture.height; ++y)
+    }
+    for (std::uint32_t y = 0; y < picture.height; ++y) {
         png_write_row(png, picture.pixels + y * picture.stride);
+    }
     png_write_end(png, info);
     return true;
 }
@@ -74,8 +78,9 @@ std::vector<std::uint8_t> png_of(const Picture& picture)
         written = write(png, info, picture);
     }
     png_destroy_write_struct(&png, &info);
-    if (!written)
+    if (!written) {
         throw std::runtime_error("the PNG cannot be made: " + (output.error.empty() ? "out of memory" : output.error));
+    }
     return std::move(output.file);
 }
 

@@ -26,8 +26,9 @@ std::runtime_error too_short(const RawImage& source, std::uint64_t found, const 
                        std::to_string(source.height) + " pixels of " +
                        std::string(pixel_type_name(image.GetPixelType())) + " take " +
                        std::to_string(image.GetImageSize()) + " bytes";
-    if (source.offset != 0)
+    if (source.offset != 0) {
         text += " after the first " + std::to_string(source.offset);
+    }
     return std::runtime_error(text + ", and there are " + std::to_string(found));
 }
 
@@ -50,17 +51,20 @@ void read(const RawImage& source, PvBuffer& buffer)
     auto& image = *buffer.GetImage();
     if (const auto allocated = image.Alloc(source.width, source.height, pixel_type_named(source.format),
                                            source.padding_x, source.padding_y);
-        !allocated.IsOK())
+        !allocated.IsOK()) {
         throw std::runtime_error(std::string(allocated.description()));
+    }
 
     std::ifstream file;
     if (source.file != "-") {
-        if (std::filesystem::is_directory(source.file))
+        if (std::filesystem::is_directory(source.file)) {
             throw std::runtime_error(shown_name(source) + " is a folder");
+        }
         file.open(source.file, std::ios::binary);
-        if (!file)
+        if (!file) {
             throw std::runtime_error("cannot read " + shown_name(source) + ": " +
                                      std::generic_category().message(errno));
+        }
     }
     std::istream& stream = source.file == "-" ? std::cin : file;
     std::uint64_t found = 0;
@@ -68,8 +72,9 @@ void read(const RawImage& source, PvBuffer& buffer)
         stream.read(reinterpret_cast<char*>(buffer.GetDataPointer()), image.GetImageSize());
         found = static_cast<std::uint64_t>(stream.gcount());
     }
-    if (found < image.GetImageSize())
+    if (found < image.GetImageSize()) {
         throw too_short(source, found, image);
+    }
 }
 
 }  // namespace pvctl

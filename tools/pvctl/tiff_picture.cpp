@@ -92,8 +92,9 @@ bool write_picture(TIFF* tiff, const Picture& picture)
     std::vector<std::uint8_t> line(picture.stride);  // libtiff may change what it is given
     for (std::uint32_t y = 0; y < picture.height; ++y) {
         std::memcpy(line.data(), picture.pixels + y * picture.stride, picture.stride);
-        if (TIFFWriteScanline(tiff, line.data(), y) != 1)
+        if (TIFFWriteScanline(tiff, line.data(), y) != 1) {
             return false;
+        }
     }
     return TIFFFlush(tiff) == 1;
 }
@@ -104,16 +105,18 @@ std::vector<std::uint8_t> tiff_of(const Picture& picture)
 {
     Output output;
     const std::unique_ptr<TIFFOpenOptions, Closer> options(TIFFOpenOptionsAlloc());
-    if (options)
+    if (options) {
         TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &output);
+    }
     bool written = false;
     {
         const std::unique_ptr<TIFF, Closer> tiff(
             TIFFClientOpenExt("picture", "w", &output, read, write, seek, close, size_of, map, unmap, options.get()));
         written = tiff && write_picture(tiff.get(), picture);
     }
-    if (!written || !output.error.empty())
+    if (!written || !output.error.empty()) {
         throw std::runtime_error("the TIFF cannot be made: " + (output.error.empty() ? "out of memory" : output.error));
+    }
     return std::move(output.file);
 }
 

@@ -33,8 +33,9 @@ FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings,
         settings_ = settings;
     }
     const std::size_t index = moves(settings.pattern) ? block_id % test_pattern::cycle : 0;
-    if (frames_[index])
+    if (frames_[index]) {
         return frames_[index];
+    }
     auto rendered = std::make_shared<std::vector<std::uint8_t>>(test_pattern::image_bytes(settings));
     test_pattern::render(settings, block_id, *rendered);
     if (bytes_ + rendered->size() <= largest_cache) {
@@ -78,8 +79,9 @@ void Acquisition::start(const AcquisitionSettings& settings)
 // Called with the lock held.
 void Acquisition::end()
 {
-    if (!running_)
+    if (!running_) {
         return;
+    }
     running_ = false;
     events_.raise(EventKind::acquisition_end, ticks(clock_.now()));
     changed_.notify_all();
@@ -95,8 +97,9 @@ void Acquisition::abort()
 {
     const std::lock_guard guard(mutex_);
     end();
-    if (sending_)
+    if (sending_) {
         transmitter_.abort();
+    }
 }
 
 bool Acquisition::is_running() const
@@ -128,13 +131,15 @@ void Acquisition::trigger()
 void Acquisition::set_channel(const virtual_device::StreamChannel& channel)
 {
     const std::lock_guard guard(mutex_);
-    if (!channel_.is_open() && channel.is_open())
+    if (!channel_.is_open() && channel.is_open()) {
         block_id_ = 0;
+    }
     channel_ = channel;
     socket_.set_dont_fragment(channel.do_not_fragment);
     if (!channel.is_open()) {
-        if (sending_)
+        if (sending_) {
             transmitter_.abort();
+        }
         transmitter_.forget();
     }
     changed_.notify_all();
@@ -176,16 +181,18 @@ std::uint16_t Acquisition::source_port() const
 void Acquisition::reopen(net::Ipv4Address source)
 {
     std::unique_lock lock(mutex_);
-    if (socket_.local().address == source)
+    if (socket_.local().address == source) {
         return;
+    }
     changed_.wait(lock, [this] { return !sending_; });
     socket_ = net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes});
 }
 
 bool Acquisition::ready_for_frame() const
 {
-    if (!running_)
+    if (!running_) {
         return false;
+    }
     return settings_.triggered ? triggers_ > 0 : true;
 }
 
@@ -213,14 +220,17 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
     const auto now = clock_.now();
     // A camera that fell behind goes on at its rate from here instead of making up with a burst.
     next_frame_ += settings.period;
-    if (next_frame_ <= now)
+    if (next_frame_ <= now) {
         next_frame_ = now + settings.period;
-    if (settings.triggered)
+    }
+    if (settings.triggered) {
         --triggers_;
+    }
     const bool last = settings.mode != AcquisitionMode::continuous && --frames_left_ == 0;
     if (!channel.is_open()) {
-        if (last)
+        if (last) {
             end();
+        }
         return;
     }
 
@@ -238,8 +248,9 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
     block->trailer.size_y = settings.frame.height;
     const std::uint64_t block_id = block_id_;
     events_.raise(EventKind::frame_start, ticks(now), block_id);
-    if (last)
+    if (last) {
         end();
+    }
     sending_ = true;
     transmitter_.clear_abort();
     lock.unlock();
@@ -254,8 +265,9 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
     const std::error_code error = transmitter_.send(std::move(block));
 
     lock.lock();
-    if (!error)
+    if (!error) {
         events_.raise(EventKind::frame_end, ticks(clock_.now()), block_id);
+    }
     sending_ = false;
     changed_.notify_all();
 }

@@ -26,8 +26,9 @@ public:
 
     bool loses(std::uint64_t, std::uint32_t, bool resend) override
     {
-        if (resend)
+        if (resend) {
             return false;
+        }
         const std::lock_guard guard(mutex_);
         return random_() % 1000 < per_mille_;
     }
@@ -41,8 +42,9 @@ private:
 net::Interface resolve(const std::string& name)
 {
     const auto adapter = virtual_device::find_interface(name, net::list_interfaces());
-    if (!adapter)
+    if (!adapter) {
         throw std::runtime_error("no network interface has the name or address \"" + name + "\"");
+    }
     return *adapter;
 }
 
@@ -60,11 +62,13 @@ public:
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
         map.add(virtual_device::memory_region(reg::description, archive_));
-        if (options.extended_ids)
+        if (options.extended_ids) {
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
+        }
         publish_source_ports();
-        if (options.drop_per_mille > 0)
+        if (options.drop_per_mille > 0) {
             acquisition_.set_loss(std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed));
+        }
     }
 
     void start() { server_.start(adapter_); }
@@ -165,8 +169,9 @@ private:
         net::Interface wanted = adapter_;
         if (!settings.address.is_any()) {
             const auto found = virtual_device::find_interface(settings.address.to_string(), net::list_interfaces());
-            if (!found)
+            if (!found) {
                 return virtual_device::Status::invalid_parameter;  // a program cannot add addresses to its host
+            }
             wanted = *found;
             wanted.mask = settings.mask;
             wanted.gateway = settings.gateway;

@@ -15,8 +15,9 @@ namespace {
 std::string address_text(std::string_view name)
 {
     const auto found = std::ranges::find(reg::all, name, &reg::Named::name);
-    if (found == reg::all.end())
+    if (found == reg::all.end()) {
         throw std::logic_error("the description names an unknown register: " + std::string(name));
+    }
     char text[16];
     std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(found->address));
     return text;
@@ -27,15 +28,17 @@ std::string address_text(std::string_view name)
 std::string description_xml()
 {
     std::string text;
-    for (const std::string_view piece : description_template)
+    for (const std::string_view piece : description_template) {
         text += piece;
+    }
     std::string result;
     result.reserve(text.size() + text.size() / 8);
     std::size_t at = 0;
     for (std::size_t begin = text.find('@'); begin != std::string::npos; begin = text.find('@', at)) {
         const std::size_t end = text.find('@', begin + 1);
-        if (end == std::string::npos)
+        if (end == std::string::npos) {
             throw std::logic_error("the description has an unpaired @");
+        }
         result.append(text, at, begin - at);
         result += address_text(std::string_view(text).substr(begin + 1, end - begin - 1));
         at = end + 1;

@@ -11,8 +11,9 @@ constexpr std::uint16_t first_event_id = 0x9000;
 void CameraEvents::raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number)
 {
     const auto index = static_cast<std::uint32_t>(kind);
-    if (((enabled_ >> index) & 1) == 0)
+    if (((enabled_ >> index) & 1) == 0) {
         return;
+    }
     virtual_device::DeviceEvent event;
     event.event_id = static_cast<std::uint16_t>(first_event_id + index);
     event.timestamp = timestamp;

@@ -48,8 +48,9 @@ void FeatureRegisters::power_on()
 
 void FeatureRegisters::action()
 {
-    if (value(reg::trigger_mode) != 0 && value(reg::trigger_source) == trigger_source_action)
+    if (value(reg::trigger_mode) != 0 && value(reg::trigger_source) == trigger_source_action) {
         acquisition_.trigger();
+    }
 }
 
 // ---- building blocks ----
@@ -101,8 +102,9 @@ void FeatureRegisters::add_wide_setting(std::uint32_t address, std::uint64_t ini
     region.bytes.resize(8);
     wire::store_be64(region.bytes.data(), initial);
     region.accept = [this, address, valid = std::move(valid)](std::span<std::uint8_t> proposed) {
-        if (!valid(wire::load_be64(proposed.data())))
+        if (!valid(wire::load_be64(proposed.data()))) {
             return Status::invalid_parameter;
+        }
         std::ranges::copy(proposed, map_.bytes(address).begin());
         apply();
         return Status::success;
@@ -124,8 +126,9 @@ void FeatureRegisters::add_command(std::uint32_t address, std::function<Status()
 {
     map_.add_register(address, Access::write_only, 0,
                       {.refresh = {}, .accept = [run = std::move(run)](std::uint32_t& proposed) {
-                           if (proposed != 1)
+                           if (proposed != 1) {
                                return Status::invalid_parameter;
+                           }
                            proposed = 0;
                            return run();
                        }});
@@ -137,8 +140,9 @@ void FeatureRegisters::apply()
 {
     acquisition_.change(settings());
     std::uint32_t enabled = 0;
-    for (std::uint32_t kind = 0; kind < event_kinds; ++kind)
+    for (std::uint32_t kind = 0; kind < event_kinds; ++kind) {
         enabled |= value(reg::event_notification + 4 * kind) << kind;
+    }
     events_.set_enabled(enabled);
 }
 
@@ -170,9 +174,10 @@ AcquisitionSettings FeatureRegisters::settings() const
     settings.frame_count = value(reg::acquisition_frame_count);
     const double exposure_us = std::bit_cast<double>(wide_value(reg::exposure_time));
     settings.period = std::chrono::nanoseconds(static_cast<std::int64_t>(exposure_us * 1000.0));
-    if (value(reg::frame_rate_enable) != 0)
+    if (value(reg::frame_rate_enable) != 0) {
         settings.period = std::max(settings.period,
                                    std::chrono::nanoseconds(static_cast<std::int64_t>(wide_value(reg::frame_period))));
+    }
     settings.triggered = value(reg::trigger_mode) != 0;
     return settings;
 }
@@ -189,16 +194,18 @@ FeatureRegisters::UserSet FeatureRegisters::current_settings() const
 
 void FeatureRegisters::apply_settings(const UserSet& set)
 {
-    for (const auto& [address, bytes] : set)
+    for (const auto& [address, bytes] : set) {
         std::ranges::copy(bytes, map_.bytes(address).begin());
+    }
     apply();
 }
 
 virtual_device::Status FeatureRegisters::save_user_set()
 {
     const std::uint32_t selected = value(reg::user_set_selector);
-    if (selected == 0)
+    if (selected == 0) {
         return Status::access_denied;  // what the factory set stays
+    }
     const std::chrono::milliseconds time(value(reg::user_set_save_time));
     if (time > std::chrono::milliseconds::zero()) {
         responder_.announce_delay(time);

@@ -46,10 +46,12 @@ void FeatureRegisters::add_device_registers()
     map_.add(std::move(uptime));
     map_.add_string(reg::firmware_version, Access::read_only, 32, "SoftCam 1.0");
     add_locked_setting(reg::sensor_type, 0, [this](std::uint32_t& proposed) {
-        if (proposed > sensor_monochrome)
+        if (proposed > sensor_monochrome) {
             return Status::invalid_parameter;
-        if (proposed == sensor_monochrome && colour_of(value(reg::pixel_format)) != Colour::mono)
+        }
+        if (proposed == sensor_monochrome && colour_of(value(reg::pixel_format)) != Colour::mono) {
             set(reg::pixel_format, mono8);
+        }
         return Status::success;
     });
 }
@@ -84,8 +86,9 @@ void FeatureRegisters::add_acquisition_registers()
     add_setting(reg::trigger_mode, 0, at_most(1));
     add_setting(reg::trigger_source, trigger_source_software, at_most(trigger_source_action));
     add_command(reg::trigger_software, [this] {
-        if (value(reg::trigger_mode) == 0 || value(reg::trigger_source) != trigger_source_software)
+        if (value(reg::trigger_mode) == 0 || value(reg::trigger_source) != trigger_source_software) {
             return Status::access_denied;
+        }
         acquisition_.trigger();
         return Status::success;
     });
@@ -99,8 +102,9 @@ void FeatureRegisters::add_analog_registers()
 
 void FeatureRegisters::add_line_registers()
 {
-    for (std::uint32_t line = 0; line < 2; ++line)
+    for (std::uint32_t line = 0; line < 2; ++line) {
         add_setting(reg::line_inverter + 4 * line, 0, at_most(1));
+    }
     add_setting(reg::user_output, 0, [](std::uint32_t& proposed) {
         return proposed == 0 || proposed == 0xFF ? Status::success : Status::invalid_parameter;
     });
@@ -121,15 +125,17 @@ void FeatureRegisters::add_user_set_registers()
     add(reg::user_set_default, 2);
     add(reg::user_set_save_time, longest_save_ms);
     add_command(reg::user_set_load, [this] {
-        if (acquisition_.is_running())
+        if (acquisition_.is_running()) {
             return Status::access_denied;
+        }
         apply_settings(user_sets_[value(reg::user_set_selector)]);
         return Status::success;
     });
     map_.add_register(reg::user_set_save, Access::read_write, 0,
                       {.refresh = {}, .accept = [this](std::uint32_t& proposed) {
-                           if (proposed != 1)
+                           if (proposed != 1) {
                                return Status::invalid_parameter;
+                           }
                            proposed = 0;
                            return save_user_set();
                        }});
@@ -138,8 +144,9 @@ void FeatureRegisters::add_user_set_registers()
 void FeatureRegisters::add_user_memory_registers()
 {
     const auto any = [](std::uint32_t&) { return Status::success; };
-    for (std::uint32_t index = 0; index < 5; ++index)
+    for (std::uint32_t index = 0; index < 5; ++index) {
         add_setting(reg::user_value + 4 * index, 0, any);
+    }
     Region memory;
     memory.address = reg::user_memory;
     memory.access = Access::read_write;
@@ -153,8 +160,9 @@ void FeatureRegisters::add_user_memory_registers()
 
 void FeatureRegisters::add_event_registers()
 {
-    for (std::uint32_t kind = 0; kind < event_kinds; ++kind)
+    for (std::uint32_t kind = 0; kind < event_kinds; ++kind) {
         add_setting(reg::event_notification + 4 * kind, 0, at_most(1));
+    }
     add_command(reg::test_event_generate, [this] {
         events_.raise(EventKind::test, acquisition_.timestamp(), ++test_events_);
         return Status::success;

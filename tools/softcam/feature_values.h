@@ -21,8 +21,9 @@ enum class Colour { mono, mosaic, full };
 
 [[nodiscard]] constexpr Colour colour_of(std::uint32_t pixel_format) noexcept
 {
-    if ((pixel_format >> 24) == 2)
+    if ((pixel_format >> 24) == 2) {
         return Colour::full;
+    }
     const std::uint32_t id = pixel_format & 0xFFFF;
     return id <= 0x0007 ? Colour::mono : Colour::mosaic;
 }

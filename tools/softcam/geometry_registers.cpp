@@ -82,8 +82,9 @@ void FeatureRegisters::add_geometry_registers()
     });
     const auto binning = [this](std::uint32_t address, std::uint32_t offset) {
         return [this, address, offset](std::uint32_t& proposed) {
-            if (proposed < 1 || proposed > 4)
+            if (proposed < 1 || proposed > 4) {
                 return Status::invalid_parameter;
+            }
             set(address, proposed);
             set(offset, 0);
             fit_geometry();
@@ -97,10 +98,12 @@ void FeatureRegisters::add_geometry_registers()
         return Status::success;
     });
     add_locked_setting(reg::pixel_format, mono8, [this](std::uint32_t& proposed) {
-        if (!test_pattern::supports(proposed))
+        if (!test_pattern::supports(proposed)) {
             return Status::invalid_parameter;
-        if (value(reg::sensor_type) == sensor_monochrome && colour_of(proposed) != Colour::mono)
+        }
+        if (value(reg::sensor_type) == sensor_monochrome && colour_of(proposed) != Colour::mono) {
             return Status::invalid_parameter;
+        }
         set(reg::pixel_format, proposed);
         fit_geometry();
         return Status::success;

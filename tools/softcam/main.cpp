@@ -31,9 +31,10 @@ int main(int argc, char** argv)
         const softcam::StopSignal stop;
         if (options.drop_per_mille > 0) {
             options.drop_seed = seed != 0 ? seed : std::random_device{}() | 1U;
-            if (!quiet)
+            if (!quiet) {
                 std::printf("softcam: losing %u of 1000 packets, seed %llu\n", options.drop_per_mille,
                             static_cast<unsigned long long>(options.drop_seed));
+            }
         }
         softcam::Camera camera(options);
         camera.start();

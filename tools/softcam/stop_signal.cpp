@@ -39,8 +39,9 @@ StopSignal::StopSignal()
 
 void StopSignal::wait() const
 {
-    while (stop_requested == 0)
+    while (stop_requested == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
 }
 
 }  // namespace softcam

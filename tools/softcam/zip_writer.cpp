@@ -38,8 +38,9 @@ std::string raw_deflate(std::string_view contents)
 {
     z_stream stream{};
     // negative window bits: without zlib's own header, as ZIP wants it
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
         throw std::runtime_error("the description cannot be compressed: no memory");
+    }
     std::string out(deflateBound(&stream, static_cast<uLong>(contents.size())), '\0');
     std::string in(contents);
     stream.next_in = reinterpret_cast<Bytef*>(in.data());
@@ -49,8 +50,9 @@ std::string raw_deflate(std::string_view contents)
     const int status = deflate(&stream, Z_FINISH);
     out.resize(stream.total_out);
     deflateEnd(&stream);
-    if (status != Z_STREAM_END)
+    if (status != Z_STREAM_END) {
         throw std::runtime_error("the description cannot be compressed");
+    }
     return out;
 }
 

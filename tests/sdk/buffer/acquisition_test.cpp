@@ -148,8 +148,9 @@ TEST(Acquisition, EachStatusFlagIsItsOwn)
     PvBuffer buffer;
     for (const auto& [status, own] : flags) {
         acquisition::finish(buffer, {.status = status});
-        for (const auto& [ignored, getter] : flags)
+        for (const auto& [ignored, getter] : flags) {
             EXPECT_EQ((buffer.GetImage()->*getter)(), getter == own);
+        }
     }
 }
 

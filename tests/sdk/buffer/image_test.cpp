@@ -33,8 +33,9 @@ TEST(PixelType, IsFoundByItsNameInEitherCase)
     EXPECT_EQ(pixel_type_of_name("BayerRG12"), PvPixelBayerRG12);
     EXPECT_EQ(pixel_type_of_name("BayerRG12Packe"), std::nullopt);
     EXPECT_EQ(pixel_type_of_name(""), std::nullopt);
-    for (const auto type : pv_pixel_types)
+    for (const auto type : pv_pixel_types) {
         EXPECT_EQ(pixel_type_of_name(pixel_type_name(type)), type);
+    }
 }
 
 TEST(Image, AllocSetsTheGeometryAndAllocatesWhatItNeeds)

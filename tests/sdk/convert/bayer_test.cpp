@@ -82,7 +82,7 @@ TEST(Bayer, AUniformSceneIsUniformInEveryTypeAndSizeUpToTheBorders)
     for (const auto& bayer : bayer_types) {
         SCOPED_TRACE(bayer.type);
         const unsigned shift = bayer.bits - 8;
-        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3}) {
             for (const auto& [width, height] : {std::pair{2u, 2u}, {3u, 2u}, {2u, 3u}, {5u, 7u}, {8u, 6u}}) {
                 const auto source = mosaic(bayer, width, height, [&](auto, auto) {
                     return Color{200u << shift, 100u << shift, 50u << shift};
@@ -94,6 +94,7 @@ TEST(Bayer, AUniformSceneIsUniformInEveryTypeAndSizeUpToTheBorders)
                     ASSERT_EQ(rgb[i + 2], 50) << width << "x" << height << " at " << i / 3;
                 }
             }
+        }
     }
 }
 
@@ -155,8 +156,9 @@ TEST(Bayer, PhaseIsTheTypesWhateverTheImagesOffset)
     for (const std::uint32_t offset : {0u, 1u, 7u}) {
         source->GetImage()->SetOffsetX(offset);
         source->GetImage()->SetOffsetY(offset);
-        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3}) {
             EXPECT_EQ(demosaiced(*source, filter), (Bytes{200, 100, 50, 200, 100, 50, 200, 100, 50, 200, 100, 50}));
+        }
     }
 }
 
@@ -197,10 +199,12 @@ TEST(Bayer, DeepTypesBecomeBytesAsTheirUpperEightBitsDo)
             return other.bits == 8 && other.red_x == bayer.red_x && other.red_y == bayer.red_y;
         });
         const auto bytes = mosaic(*same_colors, 37, 5, of_bits(bayer.bits - 8));
-        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3})
+        for (const auto filter : {PvBayerFilterSimple, PvBayerFilter3X3}) {
             for (const auto to : {PvPixelRGB8Packed, PvPixelBGRA8Packed, PvPixelMono8, PvPixelYUV422Packed,
-                                  PvPixelRGB8Planar, PvPixelWinRGB16})
+                                  PvPixelRGB8Planar, PvPixelWinRGB16}) {
                 EXPECT_EQ(demosaiced(*deep, filter, to), demosaiced(*bytes, filter, to)) << to;
+            }
+        }
     }
 }
 
@@ -233,7 +237,7 @@ const std::map<std::string, Floor> floors = {
 
 TEST(Bayer, ScenesComeBackCloselyInEveryType)
 {
-    for (const auto& scene : scenes::all)
+    for (const auto& scene : scenes::all) {
         for (const auto& bayer : bayer_types) {
             SCOPED_TRACE(testing::Message() << scene.name << ", " << bayer.type);
             const auto& floor = floors.at(scene.name);
@@ -241,11 +245,13 @@ TEST(Bayer, ScenesComeBackCloselyInEveryType)
             const double three = quality(bayer, scene, PvBayerFilter3X3);
             EXPECT_GT(simple, floor.simple);
             EXPECT_GT(three, floor.three);
-            if (scene.smooth)
+            if (scene.smooth) {
                 EXPECT_GT(three, simple - 0.01);
-            else
+            } else {
                 EXPECT_GT(three, simple);
+            }
         }
+    }
 }
 
 TEST(Bayer, GreyOfABayerImageIsOfItsColours)

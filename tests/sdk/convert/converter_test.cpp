@@ -27,10 +27,12 @@ struct FixedHolder final : acquisition::Holder {
 
 TEST(Converter, SupportsEveryTypeToTheDestinationsAndToItself)
 {
-    for (const auto from : pv_pixel_types)
-        for (const auto to : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
+        for (const auto to : pv_pixel_types) {
             EXPECT_EQ(PvBufferConverter::IsConversionSupported(from, to), from == to || destinations.count(to) == 1)
                 << std::hex << from << " " << to;
+        }
+    }
     EXPECT_FALSE(PvBufferConverter::IsConversionSupported(PvPixelUndefined, PvPixelMono8));
     EXPECT_FALSE(PvBufferConverter::IsConversionSupported(PvPixelMono8, PvPixelUndefined));
     EXPECT_FALSE(PvBufferConverter::IsConversionSupported(PvPixelUndefined, PvPixelUndefined));
@@ -40,7 +42,7 @@ TEST(Converter, SupportsEveryTypeToTheDestinationsAndToItself)
 TEST(Converter, ConvertsWhatItSupportsAndTouchesNothingWhereItDoesNot)
 {
     PvBufferConverter converter;
-    for (const auto from : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
         for (const auto to : pv_pixel_types) {
             const auto source = test::blank(7, 5, from);
             test::fill_random(*source, from);
@@ -56,6 +58,7 @@ TEST(Converter, ConvertsWhatItSupportsAndTouchesNothingWhereItDoesNot)
                 EXPECT_EQ(test::bytes_of(*destination), before) << std::hex << from << " " << to;
             }
         }
+    }
 }
 
 TEST(Converter, SameTypeIsACopyOfThePixels)
@@ -92,7 +95,7 @@ Bytes pixels(const PvBuffer& buffer)
 TEST(Converter, PaddingOfTheSourceIsSkippedAndThatOfTheDestinationUntouched)
 {
     PvBufferConverter converter;
-    for (const auto from : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
         for (const auto to : destinations) {
             const auto plain_source = test::blank(5, 4, from);
             test::fill_random(*plain_source, 77);
@@ -102,19 +105,23 @@ TEST(Converter, PaddingOfTheSourceIsSkippedAndThatOfTheDestinationUntouched)
             const auto source = test::blank(5, 4, from, 3);
             test::fill_random(*source, 78);
             const auto& geometry = *plain_source->GetImage();
-            for (std::uint32_t y = 0; y < geometry.GetRequiredSize() / geometry.GetLineSize(); ++y)
+            for (std::uint32_t y = 0; y < geometry.GetRequiredSize() / geometry.GetLineSize(); ++y) {
                 std::copy_n(geometry.GetDataPointer() + y * geometry.GetLineSize(), geometry.GetLineSize(),
                             source->GetDataPointer() + y * source->GetImage()->GetLineStride());
+            }
             const auto destination = test::blank(5, 4, to, 7, 11);
             std::fill_n(destination->GetDataPointer(), destination->GetSize(), std::uint8_t{0xEE});
             ASSERT_TRUE(converter.Convert(source.get(), destination.get()).IsOK());
             EXPECT_EQ(pixels(*destination), pixels(*plain)) << std::hex << from << " " << to;
             const auto& image = *destination->GetImage();
-            for (std::uint32_t y = 0; y < image.GetRequiredSize() / image.GetLineStride(); ++y)
-                for (std::uint32_t x = image.GetLineSize(); x < image.GetLineStride(); ++x)
+            for (std::uint32_t y = 0; y < image.GetRequiredSize() / image.GetLineStride(); ++y) {
+                for (std::uint32_t x = image.GetLineSize(); x < image.GetLineStride(); ++x) {
                     ASSERT_EQ(image.GetDataPointer()[y * image.GetLineStride() + x], 0xEE)
                         << std::hex << from << " " << to;
+                }
+            }
         }
+    }
 }
 
 /// The type that stands between a type and a destination and loses no more than that does.
@@ -126,8 +133,9 @@ PvPixelType intermediate(PvPixelType from, PvPixelType to)
     const auto bits = PvImage::GetPixelBitCount(from);
     const bool deep =
         colour ? (bits == 48 || bits == 36 || from == PvPixelBGR10V1Packed || from == PvPixelBGR10V2Packed) : bits > 8;
-    if (!colour && !bayer)
+    if (!colour && !bayer) {
         return deep ? PvPixelMono16 : PvPixelMono8;
+    }
     const bool to_words = to == PvPixelMono16 || to == PvPixelRGB16Packed;
     return deep && (colour || to_words) ? PvPixelRGB16Packed : PvPixelRGB8Packed;
 }
@@ -138,13 +146,14 @@ TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
     ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
     const std::set<PvPixelType> yuv = {PvPixelYUV411Packed, PvPixelYUV422Packed, PvPixelYUV422YUYVPacked,
                                        PvPixelYUV444Packed};
-    for (const auto from : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
         for (const auto to : destinations) {
             // between YUV types, and from there to grey, there is no detour over RGB; alpha would be lost on it
             if (from == to || (yuv.count(from) != 0 && (yuv.count(to) != 0 || (to >> 24) == 1)) ||
                 ((from == PvPixelRGBA8Packed || from == PvPixelBGRA8Packed) &&
-                 (to == PvPixelRGBA8Packed || to == PvPixelBGRA8Packed)))
+                 (to == PvPixelRGBA8Packed || to == PvPixelBGRA8Packed))) {
                 continue;
+            }
             const auto source = test::blank(13, 5, from);
             test::fill_random(*source, from ^ to);
             const auto between = test::blank(13, 5, intermediate(from, to));
@@ -155,12 +164,13 @@ TEST(Converter, EveryWayAgreesWithTheOneOverAnotherType)
             ASSERT_TRUE(converter.Convert(source.get(), straight.get()).IsOK());
             EXPECT_EQ(test::bytes_of(*straight), test::bytes_of(*over)) << std::hex << from << " " << to;
         }
+    }
 }
 
 TEST(Converter, AnyNumberOfThreadsGivesTheSameBytes)
 {
     for (const auto from : {PvPixelBayerRG8, PvPixelBayerGB12Packed, PvPixelYUV422Packed, PvPixelRGB12V1Packed,
-                            PvPixelRGB10Planar, PvPixelRGB8Planar, PvPixelMono16})
+                            PvPixelRGB10Planar, PvPixelRGB8Planar, PvPixelMono16}) {
         for (const auto to : {PvPixelBGRA8Packed, PvPixelYUV422Packed, PvPixelRGB8Planar}) {
             const auto source = test::blank(641, 483, from);
             test::fill_random(*source, 9);
@@ -170,17 +180,19 @@ TEST(Converter, AnyNumberOfThreadsGivesTheSameBytes)
                 ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
                 const auto destination = test::blank(641, 483, to);
                 ASSERT_TRUE(converter.Convert(source.get(), destination.get()).IsOK());
-                if (first.empty())
+                if (first.empty()) {
                     first = test::bytes_of(*destination);
+                }
                 EXPECT_TRUE(test::bytes_of(*destination) == first) << threads;
             }
         }
+    }
 }
 
 TEST(Converter, CanBeUsedAgainForOtherSizesAndTypes)
 {
     PvBufferConverter converter(2);
-    for (const std::uint32_t width : {1000u, 3u, 2000u, 1u})
+    for (const std::uint32_t width : {1000u, 3u, 2000u, 1u}) {
         for (const auto from : {PvPixelBayerRG12, PvPixelMono8}) {
             const auto source = test::blank(width, 200, from);
             test::fill_random(*source, width);
@@ -190,6 +202,7 @@ TEST(Converter, CanBeUsedAgainForOtherSizesAndTypes)
             ASSERT_TRUE(PvBufferConverter(1).Convert(source.get(), other.get()).IsOK());
             EXPECT_TRUE(test::bytes_of(*destination) == test::bytes_of(*other));
         }
+    }
 }
 
 TEST(Converter, WithoutReallocationSizesMustBeEqualAndMemorySufficient)

@@ -41,8 +41,9 @@ inline Bytes bytes_of(const PvBuffer& buffer)
 inline void fill_random(PvBuffer& buffer, unsigned seed)
 {
     std::mt19937 random(seed);
-    for (std::uint32_t i = 0; i < buffer.GetSize(); ++i)
+    for (std::uint32_t i = 0; i < buffer.GetSize(); ++i) {
         buffer.GetDataPointer()[i] = static_cast<std::uint8_t>(random());
+    }
 }
 
 }  // namespace test

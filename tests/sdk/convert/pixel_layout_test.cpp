@@ -123,12 +123,14 @@ TEST(PixelLayout, ColourTypesAreReadAsTheyLieInMemory)
 TEST(PixelLayout, ColourTypesAreWrittenAsTheyAreRead)
 {
     for (const auto& layout : rgb_layouts) {
-        if (!PvBufferConverter::IsConversionSupported(PvPixelRGB8Packed, layout.type))
+        if (!PvBufferConverter::IsConversionSupported(PvPixelRGB8Packed, layout.type)) {
             continue;
+        }
         SCOPED_TRACE(hex(layout.type));
         auto expected = layout.memory;
-        if (PvImage::GetPixelBitCount(layout.type) == 32)
+        if (PvImage::GetPixelBitCount(layout.type) == 32) {
             expected[3] = expected[7] = 255;  // opaque
+        }
         EXPECT_EQ(converted(PvPixelRGB16Packed, 2, layout.sixteen, layout.type), expected);
     }
 }
@@ -137,13 +139,16 @@ TEST(PixelLayout, EveryTypeHasALayoutTested)
 {
     std::set<PvPixelType> tested = {PvPixelYUV411Packed, PvPixelYUV422Packed, PvPixelYUV422YUYVPacked,
                                     PvPixelYUV444Packed};  // in a test of their own
-    for (const auto& layout : mono_layouts)
+    for (const auto& layout : mono_layouts) {
         tested.insert(layout.type);
-    for (const auto& layout : rgb_layouts)
+    }
+    for (const auto& layout : rgb_layouts) {
         tested.insert(layout.type);
+    }
     std::size_t bayer = 0;
-    for (const auto type : pv_pixel_types)
+    for (const auto type : pv_pixel_types) {
         bayer += tested.count(type) == 0;
+    }
     EXPECT_EQ(tested.size(), 33u);
     EXPECT_EQ(bayer, 24u);  // likewise
 }

@@ -16,8 +16,9 @@ public:
     unsigned below(unsigned limit) { return std::uniform_int_distribution<unsigned>(0, limit - 1)(engine_); }
     void fill(Bytes& bytes)
     {
-        for (auto& byte : bytes)
+        for (auto& byte : bytes) {
             byte = static_cast<std::uint8_t>(engine_());
+        }
     }
 
 private:

@@ -113,8 +113,9 @@ TEST(RgbFilter, WorksOnEveryLayoutOfColours)
         ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
         ASSERT_TRUE(converter.Convert(image.get(), rgb.get()).IsOK());
         if (result.IsOK()) {
-            for (std::uint32_t i = 0; i < rgb->GetSize(); ++i)
+            for (std::uint32_t i = 0; i < rgb->GetSize(); ++i) {
                 ASSERT_EQ(rgb->GetDataPointer()[i], i % 3 == 1 ? 255 : 0) << std::hex << type;
+            }
         } else {
             EXPECT_EQ(result.GetCode(), PvResult::NotSupported);
             EXPECT_EQ(test::bytes_of(*image), before);
@@ -273,8 +274,9 @@ TEST(WhiteBalance, AppliedToItsOwnImageGivesGrey)
     ASSERT_TRUE(filter.WhiteBalance(image.get()).IsOK());
     ASSERT_TRUE(filter.Apply(image.get()).IsOK());
     double sums[3] = {};
-    for (std::uint32_t i = 0; i < image->GetSize(); ++i)
+    for (std::uint32_t i = 0; i < image->GetSize(); ++i) {
         sums[i % 3] += image->GetDataPointer()[i] / 256.0;
+    }
     EXPECT_NEAR(sums[0], sums[1], 0.5);
     EXPECT_NEAR(sums[2], sums[1], 0.5);
 }

@@ -38,8 +38,9 @@ inline double coverage(double distance) { return std::clamp(0.5 - distance, 0.0,
 inline Color mixed(const Color& a, const Color& b, double share)
 {
     Color result{};
-    for (std::size_t c = 0; c < 3; ++c)
+    for (std::size_t c = 0; c < 3; ++c) {
         result[c] = a[c] + (b[c] - a[c]) * share;
+    }
     return result;
 }
 
@@ -86,10 +87,13 @@ inline std::vector<std::uint8_t> picture(const Scene& scene, std::uint32_t width
 {
     std::vector<std::uint8_t> rgb;
     rgb.reserve(std::size_t{3} * width * height);
-    for (std::uint32_t y = 0; y < height; ++y)
-        for (std::uint32_t x = 0; x < width; ++x)
-            for (const double value : scene.at(x, y))
+    for (std::uint32_t y = 0; y < height; ++y) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            for (const double value : scene.at(x, y)) {
                 rgb.push_back(as_byte(value));
+            }
+        }
+    }
     return rgb;
 }
 
@@ -114,13 +118,15 @@ inline double psnr(const std::vector<std::uint8_t>& rgb, const std::uint8_t* sec
     const std::size_t height = rgb.size() / 3 / width;
     double squares = 0;
     std::size_t count = 0;
-    for (std::size_t y = border; y + border < height; ++y)
-        for (std::size_t x = border; x + border < width; ++x)
+    for (std::size_t y = border; y + border < height; ++y) {
+        for (std::size_t x = border; x + border < width; ++x) {
             for (std::size_t c = 0; c < 3; ++c, ++count) {
                 const std::size_t pixel = y * width + x;
                 const int other = second[pixel * step + (blue_first ? 2 - c : c)];
                 squares += std::pow(other - static_cast<int>(rgb[pixel * 3 + c]), 2);
             }
+        }
+    }
     return 10 * std::log10(255.0 * 255.0 / (squares / static_cast<double>(count)));
 }
 

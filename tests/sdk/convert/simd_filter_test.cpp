@@ -40,15 +40,17 @@ void with_random_images(Compare&& compare)
     testing::Test::RecordProperty("seed", std::to_string(seed));
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     Random random(seed);
-    for (const auto type : pv_pixel_types)
+    for (const auto type : pv_pixel_types) {
         for (int round = 0; round < 24; ++round) {
             const unsigned width = 1 + random.below(round < 12 ? 40 : 400);
             Image image(width, 1 + random.below(6), type, random);
             SCOPED_TRACE(testing::Message() << std::hex << type << std::dec << ", width " << width);
             compare(image, random);
-            if (testing::Test::HasFatalFailure())
+            if (testing::Test::HasFatalFailure()) {
                 return;
+            }
         }
+    }
 }
 
 TEST_F(Simd, EveryTargetAppliesGainsAndOffsetsLikeThePlainCode)
@@ -73,9 +75,11 @@ TEST_F(Simd, EveryTargetBalancesLikeThePlainCode)
 {
     with_random_images([](Image& image, Random& random) {
         // of some images most pixels count, of others few
-        if (const unsigned shift = random.below(3); shift > 0)
-            for (auto& byte : image.bytes)
+        if (const unsigned shift = random.below(3); shift > 0) {
+            for (auto& byte : image.bytes) {
                 byte = static_cast<std::uint8_t>(byte >> shift);
+            }
+        }
         simd::force_target(simd::plain_target);
         PvFilterRGB plain;
         const auto expected = plain.WhiteBalance(&image.buffer);
@@ -98,8 +102,9 @@ TEST_F(Simd, EveryValueIsScaledByEveryKindOfGainLikeThePlainCode)
         const auto image = test::blank(values, 1, type);
         const std::size_t sample_bytes = type == PvPixelRGB8Planar ? 1 : 2;
         Bytes all(image->GetSize());
-        for (std::size_t i = 0; i < all.size(); ++i)
+        for (std::size_t i = 0; i < all.size(); ++i) {
             all[i] = static_cast<std::uint8_t>(i / sample_bytes % values >> (8 * (i % sample_bytes)));
+        }
         Random random(11);
         for (int round = 0; round < 40; ++round) {
             auto filter = random_filter(random);
@@ -111,8 +116,9 @@ TEST_F(Simd, EveryValueIsScaledByEveryKindOfGainLikeThePlainCode)
             };
             const Bytes expected = filtered(simd::plain_target);
             simd::force_target(simd::best_target);
-            for (const auto target : simd::vector_targets())
+            for (const auto target : simd::vector_targets()) {
                 ASSERT_TRUE(filtered(target) == expected) << simd::target_name(target) << ", round " << round;
+            }
         }
     }
 }

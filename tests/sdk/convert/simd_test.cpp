@@ -85,20 +85,23 @@ TEST_F(Simd, EveryTargetGivesTheBytesOfThePlainCode)
     PvBufferConverter plain(1);
     PvBufferConverter filtered(1);
     ASSERT_TRUE(filtered.SetRGBFilter(some_filter()).IsOK());
-    for (const auto from : pv_pixel_types)
+    for (const auto from : pv_pixel_types) {
         for (const auto to : pv_pixel_types) {
-            if (!PvBufferConverter::IsConversionSupported(from, to))
+            if (!PvBufferConverter::IsConversionSupported(from, to)) {
                 continue;
+            }
             for (int round = 0; round < 8; ++round) {
                 const auto filter = round % 2 == 0 ? PvBayerFilterSimple : PvBayerFilter3X3;
                 auto& converter = round % 4 == 3 ? filtered : plain;
                 ASSERT_TRUE(converter.SetBayerFilter(filter).IsOK());
                 const unsigned width = 1 + random.below(round < 4 ? 40 : 300);
                 compare_targets(from, to, width, 1 + random.below(6), converter, random);
-                if (HasFatalFailure())
+                if (HasFatalFailure()) {
                     return;
+                }
             }
         }
+    }
 }
 
 /// What every conversion passes through where there are vectors: a kernel to the destination, or one to planes of RGB
@@ -106,12 +109,13 @@ TEST_F(Simd, EveryTargetGivesTheBytesOfThePlainCode)
 TEST_F(Simd, EveryConversionOfColoursIsOfKernels)
 {
     const bool vectors = !simd::vector_targets().empty();
-    for (const auto from_type : pv_pixel_types)
+    for (const auto from_type : pv_pixel_types) {
         for (const auto to_type : pv_pixel_types) {
             const auto& from = *convert::find_format(from_type);
             const auto& to = *convert::find_format(to_type);
-            if (from_type == to_type || !to.destination || from.model == convert::Model::bayer)
+            if (from_type == to_type || !to.destination || from.model == convert::Model::bayer) {
                 continue;
+            }
             const auto& planes = *convert::find_format(from.depth > 8 ? PvPixelRGB16Planar : PvPixelRGB8Planar);
             const bool by_planes = (from.model == convert::Model::rgb || to.model == convert::Model::rgb) &&
                                    simd::find_line_kernel(from, planes) != nullptr &&
@@ -119,6 +123,7 @@ TEST_F(Simd, EveryConversionOfColoursIsOfKernels)
             EXPECT_EQ(by_planes || simd::find_line_kernel(from, to) != nullptr, vectors)
                 << std::hex << from_type << " to " << to_type;
         }
+    }
 }
 
 TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
@@ -128,16 +133,20 @@ TEST_F(Simd, WidthsAroundTheVectorsGiveTheBytesOfThePlainCode)
     for (const auto from :
          {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerGB8, PvPixelBayerGR10Packed, PvPixelYUV411Packed,
           PvPixelYUV422Packed, PvPixelYUV444Packed, PvPixelRGB8Packed, PvPixelBGR12Packed, PvPixelBGR10V1Packed,
-          PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16})
+          PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16}) {
         for (const auto to : {PvPixelBGRA8Packed, PvPixelMono8, PvPixelMono16, PvPixelRGB8Packed, PvPixelRGB16Packed,
-                              PvPixelYUV422Packed, PvPixelYUV444Packed})
+                              PvPixelYUV422Packed, PvPixelYUV444Packed}) {
             for (unsigned width = 1; width < 140; ++width) {
-                if (from == to)
+                if (from == to) {
                     continue;
+                }
                 compare_targets(from, to, width, 2, converter, random);
-                if (HasFatalFailure())
+                if (HasFatalFailure()) {
                     return;
+                }
             }
+        }
+    }
 }
 
 TEST_F(Simd, LargeImagesGiveTheBytesOfThePlainCodeOnAnyNumberOfThreads)
@@ -146,27 +155,31 @@ TEST_F(Simd, LargeImagesGiveTheBytesOfThePlainCodeOnAnyNumberOfThreads)
     constexpr std::array destinations{PvPixelBGRA8Packed, PvPixelMono16,      PvPixelRGB8Planar,
                                       PvPixelWinRGB24,    PvPixelRGB16Packed, PvPixelYUV422Packed};
     std::size_t turn = 0;
-    for (const int threads : {1, 2, 5})
+    for (const int threads : {1, 2, 5}) {
         for (const auto from : {PvPixelMono8, PvPixelMono12Packed, PvPixelBayerRG8, PvPixelBayerBG12Packed,
                                 PvPixelYUV411Packed, PvPixelYUV422Packed, PvPixelRGB8Packed, PvPixelRGB10Planar,
-                                PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16})
+                                PvPixelBGR10V2Packed, PvPixelRGB12V1Packed, PvPixelWinRGB16}) {
             // every other destination, the others with the next number of threads; of sizes that go past the caches
             for (std::size_t i = ++turn % 2; i < destinations.size(); i += 2) {
                 PvBufferConverter converter(threads);
                 ASSERT_TRUE(converter.SetBayerFilter(PvBayerFilter3X3).IsOK());
-                if (from == destinations[i])
+                if (from == destinations[i]) {
                     continue;
+                }
                 compare_targets(from, destinations[i], 701, 509, converter, random);
-                if (HasFatalFailure())
+                if (HasFatalFailure()) {
                     return;
+                }
             }
+        }
+    }
 }
 
 TEST_F(Simd, LinesFarApartGiveTheBytesOfThePlainCode)
 {
     Random random(9);
     constexpr std::uint32_t width = 1001, height = 1107;
-    for (const int threads : {1, 2})
+    for (const int threads : {1, 2}) {
         for (const auto from : {PvPixelMono10, PvPixelMono12, PvPixelMono14, PvPixelMono16}) {
             PvBufferConverter converter(threads);
             Image in(width, height, from, random);
@@ -181,15 +194,18 @@ TEST_F(Simd, LinesFarApartGiveTheBytesOfThePlainCode)
             };
             const Bytes expected = converted_by(simd::plain_target);
             simd::force_target(simd::best_target);
-            for (const auto target : simd::vector_targets())
+            for (const auto target : simd::vector_targets()) {
                 EXPECT_TRUE(converted_by(target) == expected) << simd::target_name(target) << ", " << from;
+            }
         }
+    }
 }
 
 TEST_F(Simd, VectorsAreFoundWhereTheProcessorHasThem)
 {
-    for (const auto target : simd::vector_targets())
+    for (const auto target : simd::vector_targets()) {
         EXPECT_STRNE(simd::target_name(target), "SCALAR");
+    }
 #if defined(__aarch64__)
     EXPECT_FALSE(simd::vector_targets().empty());
 #elif defined(__x86_64__)

@@ -21,8 +21,9 @@ TEST(ThreadPool, CallsEachJobOnceInEveryRun)
             ++calls[job];
             busy.at(thread) = false;
         });
-        for (unsigned job = 0; job < calls.size(); ++job)
+        for (unsigned job = 0; job < calls.size(); ++job) {
             ASSERT_EQ(calls[job], job < jobs ? 1 : 0);
+        }
     }
 }
 

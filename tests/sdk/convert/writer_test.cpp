@@ -110,7 +110,7 @@ TEST_F(Writer, ImagesOfFourBytesAPixelBecomeBitmapsOf32Bits)
 TEST_F(Writer, EveryPixelTypeAndWidthReadsBackAsConverted)
 {
     PvBufferConverter converter;
-    for (const auto type : pv_pixel_types)
+    for (const auto type : pv_pixel_types) {
         for (const std::uint32_t width : {1u, 4u, 5u, 6u, 7u}) {
             const auto image = test::blank(width, 3, type, 1);
             test::fill_random(*image, type + width);
@@ -120,6 +120,7 @@ TEST_F(Writer, EveryPixelTypeAndWidthReadsBackAsConverted)
             ASSERT_TRUE(bitmap) << std::hex << type;
             EXPECT_EQ(bitmap->rgb, test::bytes_of(*rgb)) << std::hex << type << " " << width;
         }
+    }
 }
 
 TEST_F(Writer, ItsConvertersFiltersActOnTheBitmap)
@@ -188,8 +189,9 @@ TEST_F(Writer, TakesPathsOfAnyLength)
     }
     EXPECT_EQ(fs::file_size(reachable(folder_ / file)), 1u);
     EXPECT_FALSE(fs::exists(reachable((folder_ / file).concat(".0.tmp"))));
-    for (; !file.empty(); file = file.parent_path())  // from the bottom, as not everything on Windows reaches so deep
+    for (; !file.empty(); file = file.parent_path()) {  // from the bottom, as not everything on Windows reaches so deep
         EXPECT_TRUE(fs::remove(reachable(folder_ / file)));
+    }
     EXPECT_EQ(files(), 0u);
 }
 
@@ -320,12 +322,13 @@ TEST_F(Writer, ADeviceIsWrittenToDirectlyAndItsErrorReported)
 {
     const auto small = test::blank(1, 1, PvPixelMono8);
     const auto large = test::blank(500, 500, PvPixelMono8);
-    for (const auto* image : {small.get(), large.get()})
+    for (const auto* image : {small.get(), large.get()}) {
         for (const auto type : {PvBufferFormatBMP, PvBufferFormatRaw}) {
             const auto result = writer_.Store(image, "/dev/full", type);
             EXPECT_EQ(result.GetCode(), PvResult::FileError);
             EXPECT_NE(result.description().find("No space left"), std::string_view::npos) << result.description();
         }
+    }
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 

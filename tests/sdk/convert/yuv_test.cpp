@@ -93,11 +93,15 @@ TEST(Yuv, GreyStaysGreyAtEveryLevel)
 TEST(Yuv, EveryColourIsWithinOneOfTheExactFormula)
 {
     Bytes rgb;
-    for (int r = 0; r < 256; r += 15)
-        for (int g = 0; g < 256; g += 15)
-            for (int b = 0; b < 256; b += 15)
-                for (const int value : {r, g, b})
+    for (int r = 0; r < 256; r += 15) {
+        for (int g = 0; g < 256; g += 15) {
+            for (int b = 0; b < 256; b += 15) {
+                for (const int value : {r, g, b}) {
                     rgb.push_back(static_cast<std::uint8_t>(value));
+                }
+            }
+        }
+    }
     const auto width = static_cast<std::uint32_t>(rgb.size() / 3);
     const auto yuv = converted(PvPixelRGB8Packed, width, rgb, PvPixelYUV444Packed);
     const auto back = converted(PvPixelYUV444Packed, width, yuv, PvPixelRGB8Packed);
@@ -106,8 +110,9 @@ TEST(Yuv, EveryColourIsWithinOneOfTheExactFormula)
         EXPECT_NEAR(yuv[i + 1], y, 0.51);
         EXPECT_NEAR(yuv[i], std::min(255.0, 128 + (rgb[i + 2] - y) * 0.5 / 0.886), 0.51);
         EXPECT_NEAR(yuv[i + 2], std::min(255.0, 128 + (rgb[i] - y) * 0.5 / 0.701), 0.51);
-        for (std::size_t c = 0; c < 3; ++c)
+        for (std::size_t c = 0; c < 3; ++c) {
             EXPECT_NEAR(back[i + c], rgb[i + c], 2);
+        }
     }
 }
 

@@ -122,8 +122,9 @@ TEST_F(ConnectionTest, SaysThatControlWasDeniedAtTheLastMoment)
 {
     RawCamera camera(sound());
     camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x82)
+        if (request[3] == 0x82) {
             return std::vector<Bytes>{RawCamera::ack(request, 0x8006, {0, 0, 0, 0})};
+        }
         return std::nullopt;
     });
     const PvResult result = open(PvAccessControl);
@@ -135,8 +136,9 @@ TEST_F(ConnectionTest, NoticesADeviceThatAcknowledgesButDoesNotGrant)
 {
     RawCamera camera(sound());
     camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x82)
+        if (request[3] == 0x82) {
             return std::vector<Bytes>{RawCamera::ack(request, 0, {0, 0, 0, 1})};
+        }
         return std::nullopt;
     });
     const PvResult result = open(PvAccessControl);
@@ -149,10 +151,12 @@ TEST_F(ConnectionTest, GivesControlBackWhenItCannotBeConfirmed)
     RawCamera camera(sound());
     std::atomic<bool> written{false};
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x82)
+        if (request[3] == 0x82) {
             written = true;
-        if (request[3] == 0x80 && written)
+        }
+        if (request[3] == 0x80 && written) {
             return std::vector<Bytes>{};  // silent
+        }
         return std::nullopt;
     });
     EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::Timeout);
@@ -216,10 +220,12 @@ TEST_F(ConnectionTest, ClosingEndsAnAccessUnderWayOnAnotherThread)
     std::promise<void> asked;
     std::atomic<bool> first{true};
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] != 0x80)
+        if (request[3] != 0x80) {
             return std::nullopt;
-        if (first.exchange(false))
+        }
+        if (first.exchange(false)) {
             asked.set_value();
+        }
         return std::vector<Bytes>{};
     });
     auto reading = std::async(std::launch::async, [&] {

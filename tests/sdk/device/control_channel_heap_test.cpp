@@ -33,8 +33,9 @@ private:
 
 TEST(ControlChannel, ReadsARegisterWithoutTheHeap)
 {
-    if (!device_test::AllocationCount::is_possible())
+    if (!device_test::AllocationCount::is_possible()) {
         GTEST_SKIP() << "the sanitizer allocates";
+    }
     FixedTransport transport;
     device::ControlChannel channel(transport, net::Clock::steady());
     std::uint32_t value = 0;

@@ -71,8 +71,9 @@ TEST_F(ControlChannelTest, WritesARegisterWithTheExpectedBytes)
 TEST_F(ControlChannelTest, CountsRequestIdsUpAndNeverUsesZero)
 {
     answer_with("0000 0081 0004 0000 00000000");
-    for (int i = 0; i < 65536; ++i)
+    for (int i = 0; i < 65536; ++i) {
         ASSERT_TRUE(channel.read_register(0, value).ok());
+    }
     EXPECT_EQ(id_of(transport.sent[65534]), 0xFFFF);
     EXPECT_EQ(id_of(transport.sent[65535]), 1);
 }
@@ -82,8 +83,9 @@ TEST_F(ControlChannelTest, RetriesWithTheSameRequestIdAndGivesUpInBoundedTime)
     const auto outcome = channel.read_register(0x0938, value);
     EXPECT_EQ(outcome.kind, Kind::no_answer);
     ASSERT_EQ(transport.sent.size(), 4U);
-    for (const Bytes& request : transport.sent)
+    for (const Bytes& request : transport.sent) {
         EXPECT_EQ(request, transport.sent[0]);
+    }
     EXPECT_EQ(elapsed(), 2000ms);
     EXPECT_EQ(channel.statistics().retries, 3U);
     EXPECT_EQ(channel.statistics().failures, 1U);
@@ -95,8 +97,9 @@ TEST_F(ControlChannelTest, RetriesWithTheSameRequestIdAndGivesUpInBoundedTime)
 TEST_F(ControlChannelTest, TakesTheAnswerToARetry)
 {
     transport.on_send = [this](const Bytes& request) {
-        if (transport.sent.size() == 3)
+        if (transport.sent.size() == 3) {
             transport.deliver(with_id(hex("0000 0081 0004 0000 00000007"), id_of(request)), 10ms);
+        }
     };
     EXPECT_TRUE(channel.read_register(0, value).ok());
     EXPECT_EQ(value, 7U);
@@ -106,8 +109,9 @@ TEST_F(ControlChannelTest, TakesTheAnswerToARetry)
 TEST_F(ControlChannelTest, TakesALateAnswerToTheFirstSendingAfterTheRetryWasSent)
 {
     transport.on_send = [this](const Bytes& request) {
-        if (transport.sent.size() == 1)
+        if (transport.sent.size() == 1) {
             transport.deliver(with_id(hex("0000 0081 0004 0000 00000007"), id_of(request)), 700ms);
+        }
     };
     EXPECT_TRUE(channel.read_register(0, value).ok());
     EXPECT_EQ(transport.sent.size(), 2U);
@@ -117,8 +121,9 @@ TEST_F(ControlChannelTest, IgnoresAFloodOfStaleAcknowledgesUpToTheDeadline)
 {
     transport.on_send = [this](const Bytes& request) {
         const auto stale = static_cast<std::uint16_t>(id_of(request) + 0x1000);
-        for (int i = 0; i < 500; ++i)
+        for (int i = 0; i < 500; ++i) {
             transport.deliver(with_id(hex("0000 0081 0004 0000 00000BAD"), stale), std::chrono::milliseconds(i));
+        }
     };
     EXPECT_EQ(channel.read_register(0, value).kind, Kind::no_answer);
     EXPECT_EQ(value, 0U);
@@ -165,8 +170,9 @@ TEST_F(ControlChannelTest, WaitsAsLongAsAPendingAcknowledgeAsksWithoutResending)
 TEST_F(ControlChannelTest, EndsAPendingStormAtItsLimit)
 {
     transport.on_send = [this](const Bytes& request) {
-        for (int i = 0; i < 1000; ++i)
+        for (int i = 0; i < 1000; ++i) {
             transport.deliver(with_id(hex("0000 0089 0004 0000 0000 FFFF"), id_of(request)), i * 400ms);
+        }
     };
     const auto outcome = channel.write_register(0xA000, 1);
     EXPECT_EQ(outcome.kind, Kind::pending_too_long);
@@ -179,8 +185,9 @@ TEST_F(ControlChannelTest, EndsAPendingStormAtItsLimit)
 TEST_F(ControlChannelTest, EndsAStormOfQuickPendings)
 {
     transport.on_send = [this](const Bytes& request) {
-        for (int i = 0; i < 1000; ++i)
+        for (int i = 0; i < 1000; ++i) {
             transport.deliver(with_id(hex("0000 0089 0004 0000 0000 FFFF"), id_of(request)));
+        }
     };
     EXPECT_EQ(channel.write_register(0xA000, 1).kind, Kind::pending_too_long);
     EXPECT_EQ(channel.statistics().pendings, 101U);
@@ -339,8 +346,9 @@ TEST_F(ControlChannelTest, SplitsManyRegistersIntoMessagesThatEveryDeviceTakes)
         transport.deliver(with_id(reply, id_of(request)));
     };
     std::vector<std::uint32_t> addresses(300);
-    for (std::uint32_t i = 0; i < addresses.size(); ++i)
+    for (std::uint32_t i = 0; i < addresses.size(); ++i) {
         addresses[i] = 0xA000 + i * 4;
+    }
     std::vector<std::uint32_t> values(300);
     EXPECT_TRUE(channel.read_registers(addresses, values).ok());
     EXPECT_EQ(values, addresses);
@@ -374,8 +382,9 @@ class MemoryTest : public ControlChannelTest {
 protected:
     MemoryTest() : memory(4096)
     {
-        for (std::size_t i = 0; i < memory.size(); ++i)
+        for (std::size_t i = 0; i < memory.size(); ++i) {
             memory[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+        }
         original = memory;
         transport.on_send = [this](const Bytes& request) {
             transport.deliver(with_id(answer(request), id_of(request)));
@@ -394,15 +403,18 @@ protected:
         const std::size_t count = request[3] == 0x84 ? word_at(request, 12) : request.size() - 12;
         const bool read = request[3] == 0x84;
         if (request[3] == 0x82) {
-            for (std::size_t at = 8; at < request.size(); at += 8)
+            for (std::size_t at = 8; at < request.size(); at += 8) {
                 std::copy_n(request.begin() + static_cast<std::ptrdiff_t>(at) + 4, 4,
                             memory.begin() + word_at(request, at));
+            }
             return hex(request.size() > 16 ? "8002 0083 0000 0000" : "0000 0083 0004 0000 0000 0001");
         }
-        if (address % 4 != 0 || count % 4 != 0)
+        if (address % 4 != 0 || count % 4 != 0) {
             return hex(read ? "8005 0085 0000 0000" : "8005 0087 0000 0000");
-        if (count > 512 || count == 0 || address + count > memory.size())
+        }
+        if (count > 512 || count == 0 || address + count > memory.size()) {
             return hex(read ? "8003 0085 0000 0000" : "8003 0087 0000 0000");
+        }
         if (!read) {
             std::copy_n(request.begin() + 12, count, memory.begin() + address);
             return {0,
@@ -442,8 +454,9 @@ TEST_F(MemoryTest, ReadsAndWritesEveryAddressAndLength)
 
             Bytes expected = memory;
             Bytes data(length);
-            for (std::size_t i = 0; i < length; ++i)
+            for (std::size_t i = 0; i < length; ++i) {
                 data[i] = static_cast<std::uint8_t>(~expected[address + i]);
+            }
             std::copy(data.begin(), data.end(), expected.begin() + address);
             ASSERT_TRUE(channel.write_memory(address, data).ok());
             EXPECT_EQ(memory, expected) << address << " " << length;

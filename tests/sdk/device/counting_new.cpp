@@ -16,10 +16,12 @@ std::atomic<int> allocations{0};
 
 void* operator new(std::size_t size)
 {
-    if (counting)
+    if (counting) {
         ++allocations;
-    if (void* memory = std::malloc(size))
+    }
+    if (void* memory = std::malloc(size)) {
         return memory;
+    }
     throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }

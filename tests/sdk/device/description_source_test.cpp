@@ -49,8 +49,9 @@ TEST(ParseDescriptionUrl, RefusesWhatCannotBeRead)
     for (const char* text : {"", "  ", "Local:", "Local:camera.xml", "Local:camera.xml;1000", "Local:camera.xml;;",
                              "Local:camera.xml;1000;", "Local:camera.xml;;20", "Local:camera.xml;xyz;20",
                              "Local:camera.xml;1000;20 bytes", "Local:camera.xml;100000000;20",
-                             "Local:camera.xml;-1;20", "Local:camera.xml;1000;0x", "Local:;", "Local:;;;"})
+                             "Local:camera.xml;-1;20", "Local:camera.xml;1000;0x", "Local:;", "Local:;;;"}) {
         EXPECT_FALSE(parse_description_url(text)) << text;
+    }
 }
 
 }  // namespace

@@ -34,8 +34,9 @@ TEST_F(DeviceAccess, ToMemoryOfAnyAddressAndLength)
 {
     start_and_connect();
     Bytes written(701);
-    for (std::size_t i = 0; i < written.size(); ++i)
+    for (std::size_t i = 0; i < written.size(); ++i) {
         written[i] = static_cast<std::uint8_t>(i * 5);
+    }
     EXPECT_TRUE(device->WriteMemory(0xB003, written.data(), 701).IsOK());
     Bytes read(701);
     EXPECT_TRUE(device->ReadMemory(0xB003, read.data(), 701).IsOK());
@@ -69,8 +70,9 @@ TEST_F(DeviceAccess, IsToldToTheSinks)
 
     // the heartbeat is no access of the application's
     const std::int64_t beats = link_value("HeartbeatCount");
-    while (link_value("HeartbeatCount") < beats + 2)
+    while (link_value("HeartbeatCount") < beats + 2) {
         std::this_thread::yield();
+    }
     EXPECT_TRUE(sink.take_accesses().empty());
     EXPECT_TRUE(device->UnregisterEventSink(&sink).IsOK());
     device->ReadRegister(0xA000, value);
@@ -217,8 +219,9 @@ TEST_F(DeviceAccess, NegotiatesWithinTheFeaturesLimitsAndTellsTheFeature)
 TEST_F(DeviceAccess, CountsReportedStreamTimeouts)
 {
     start_and_connect();
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(device->ReportStreamTimeout().IsOK());
+    }
     EXPECT_EQ(link_value("StreamTimeoutCount"), 3);
     EXPECT_TRUE(device->ResetStreamTimeoutCounter().IsOK());
     EXPECT_EQ(link_value("StreamTimeoutCount"), 0);
@@ -238,8 +241,9 @@ TEST_F(DeviceAccess, AResetThatIsNotAcknowledgedIsAReset)
     start_and_connect();
     device->GetGenLink()->SetIntegerValue("AnswerTimeout", 20);
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x82 && request[10] == 0xA0 && request[11] == 0x08)
+        if (request[3] == 0x82 && request[10] == 0xA0 && request[11] == 0x08) {
             return std::vector<Bytes>{};
+        }
         return std::nullopt;
     });
     const PvResult result = device->Reset();
@@ -259,8 +263,9 @@ TEST_F(DeviceAccess, TheLinksPatienceIsTheApplications)
     EXPECT_TRUE(link.SetIntegerValue("CommandRetries", 1).IsOK());
     EXPECT_EQ(link.SetIntegerValue("AnswerTimeout", 0).GetCode(), PvResult::InvalidParameter);
     camera->intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x80 && request[10] == 0xA0)
+        if (request[3] == 0x80 && request[10] == 0xA0) {
             return std::vector<Bytes>{};
+        }
         return std::nullopt;
     });
     std::uint32_t value = 0;
@@ -286,8 +291,9 @@ TEST_F(DeviceAccess, TheLinkCountsAndForgets)
     EXPECT_GT(link_value("LastRoundTripTime"), 0);
     EXPECT_GE(link_value("LongestRoundTripTime"), link_value("LastRoundTripTime"));
     camera->intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] != 0x80 || request[10] != 0xA0)
+        if (request[3] != 0x80 || request[10] != 0xA0) {
             return std::nullopt;
+        }
         const Bytes good = RawCamera::ack(request, 0, {0, 0, 0, 9});
         Bytes stale = good;
         stale[6] = static_cast<std::uint8_t>(stale[6] ^ 0x40);

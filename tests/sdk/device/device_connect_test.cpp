@@ -66,10 +66,13 @@ TEST_F(DeviceConnect, ByWhatASearchFound)
     system.SetDetectionTimeout(300);
     ASSERT_TRUE(system.Find().IsOK());
     PvDeviceInfo* found = nullptr;
-    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i)
-        for (std::uint32_t j = 0; j < system.GetInterface(i)->GetDeviceCount(); ++j)
-            if (system.GetInterface(i)->GetDeviceInfo(j)->GetSerialNumber().str() == "RAW-36")
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
+        for (std::uint32_t j = 0; j < system.GetInterface(i)->GetDeviceCount(); ++j) {
+            if (system.GetInterface(i)->GetDeviceInfo(j)->GetSerialNumber().str() == "RAW-36") {
                 found = system.GetInterface(i)->GetDeviceInfo(j);
+            }
+        }
+    }
     ASSERT_NE(found, nullptr);
     EXPECT_TRUE(device->Connect(found).IsOK());
     EXPECT_TRUE(device->Disconnect().IsOK());
@@ -97,8 +100,9 @@ TEST_F(DeviceConnect, TellsThatNobodyOrSeveralAnswerToAName)
     EXPECT_EQ(nobody.GetCode(), PvResult::NotFound);
     EXPECT_EQ(nobody.description(), "No device answers to \"no such camera\"");
     EXPECT_EQ(device->Connect("").GetCode(), PvResult::InvalidParameter);
-    if (!device_test::has_loopback_addresses())
+    if (!device_test::has_loopback_addresses()) {
         return;
+    }
     start();
     auto options = sound();
     options.address = device_test::loopback(37);
@@ -325,8 +329,9 @@ TEST_F(DeviceConnect, ADeviceThatVanishesWhileItsDescriptionIsReadIsToldAsLost)
     start(options);
     std::atomic<int> blocks{0};
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x84 && ++blocks > 20)
+        if (request[3] == 0x84 && ++blocks > 20) {
             camera->mute(true);
+        }
         return std::nullopt;
     });
     device->RegisterEventSink(&sink);
@@ -347,7 +352,7 @@ TEST_F(DeviceConnect, ConnectsAndDisconnectsFromManyThreads)
 {
     start();
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
+    for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 10; ++i) {
                 std::uint32_t value = 0;
@@ -357,14 +362,17 @@ TEST_F(DeviceConnect, ConnectsAndDisconnectsFromManyThreads)
                 case 1: device->Disconnect(); break;
                 case 2: device->ReadRegister(0xA000, value); break;
                 default:
-                    if (PvGenParameterArray* array = device->GetGenParameters())
+                    if (PvGenParameterArray* array = device->GetGenParameters()) {
                         array->GetIntegerValue("Value", feature);
+                    }
                     break;
                 }
             }
         });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     device->Disconnect();
     EXPECT_EQ(camera->reg(0x0A00), 0U);
 }

@@ -38,8 +38,9 @@ public:
             thread = std::this_thread::get_id();
             connected_when_told = aDevice->IsConnected();
         }
-        if (on_disconnected)
+        if (on_disconnected) {
             on_disconnected();
+        }
         const std::scoped_lock lock(mutex_);
         ++disconnections_;
         changed_.notify_all();
@@ -84,8 +85,9 @@ private:
             const auto* bytes = static_cast<const std::uint8_t*>(buffer);
             accesses_.push_back({write, address, Bytes(bytes, bytes + length)});
         }
-        if (on_access)
+        if (on_access) {
             on_access();
+        }
     }
 
     std::mutex mutex_;

@@ -128,8 +128,9 @@ TEST_F(DeviceLoss, CanMeetADisconnectionOnAnotherThread)
     sink.on_disconnected = [&] { device->Disconnect(); };
     camera->set_control(0);
     device->ReportStreamTimeout();
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         device->Disconnect();
+    }
     EXPECT_FALSE(device->IsConnected());
 }
 
@@ -138,8 +139,9 @@ TEST_F(DeviceLoss, IsFoundAtOnceWhenAStreamTimeoutIsReported)
     ASSERT_TRUE(device->GetGenLink()->SetIntegerValue("HeartbeatInterval", 60'000).IsOK());
     // the interval that was running ends with the next beat
     const std::int64_t beats = link_value("HeartbeatCount");
-    while (link_value("HeartbeatCount") == beats)
+    while (link_value("HeartbeatCount") == beats) {
         std::this_thread::yield();
+    }
     camera->set_control(0);
     EXPECT_TRUE(device->ReportStreamTimeout().IsOK());
     EXPECT_TRUE(sink.wait_for_disconnection());
@@ -150,8 +152,9 @@ TEST_F(DeviceLoss, KeepsAnIdleConnectionAlive)
 {
     // ten times the time after which the device would forget its controller
     const std::int64_t beats = link_value("HeartbeatCount");
-    while (link_value("HeartbeatCount") < beats + 40)
+    while (link_value("HeartbeatCount") < beats + 40) {
         std::this_thread::sleep_for(10ms);
+    }
     EXPECT_TRUE(device->IsConnected());
     EXPECT_EQ(sink.disconnections(), 0);
     EXPECT_EQ(link_value("HeartbeatMissedCount"), 0);

@@ -17,8 +17,9 @@ public:
     void OnLinkDisconnected(PvDevice*) override
     {
         log.push_back(number);
-        if (action)
+        if (action) {
             action();
+        }
     }
 
     std::vector<int>& log;

@@ -108,8 +108,9 @@ TEST_F(ForceIpTest, TakesADeviceForDoneThatIsFoundAtTheAddressThoughItDoesNotAck
 {
     settings.address = address;
     camera->intercept([](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
-        if (request[3] == 0x04)
+        if (request[3] == 0x04) {
             return std::vector<device_test::Bytes>{};
+        }
         return std::nullopt;
     });
     EXPECT_TRUE(device::force_ip(settings, hosts).IsOK());

@@ -47,8 +47,9 @@ TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
 {
     device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(beat(monitor), std::nullopt);
+    }
     EXPECT_EQ(transport.sent.at(0), hex("42 01 0080 0004 0001 00000A00"));
 }
 
@@ -165,8 +166,9 @@ TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
     const int before = camera->count(0x0080);
     settings->interval_ms = 20;
     const device::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
-    while (camera->count(0x0080) < before + 5)
+    while (camera->count(0x0080) < before + 5) {
         std::this_thread::yield();
+    }
     EXPECT_GE(settings->beats, 4U);
 }
 
@@ -184,8 +186,9 @@ TEST_F(HeartbeatThreadTest, ChecksAtOnceWhenAsked)
 {
     settings->interval_ms = 3'600'000;
     device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
-    while (settings->beats < 1)
+    while (settings->beats < 1) {
         std::this_thread::yield();
+    }
     camera->set_control(0);
     heartbeat.check_now();
     auto reason = lost.get_future();

@@ -16,10 +16,12 @@ HttpAnswer answer_of(const std::string& text, std::size_t piece, bool ended)
 {
     HttpAnswer answer(largest_body);
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    for (std::size_t at = 0; at < bytes.size(); at += piece)
+    for (std::size_t at = 0; at < bytes.size(); at += piece) {
         answer.take(bytes.subspan(at, std::min(piece, bytes.size() - at)));
-    if (ended)
+    }
+    if (ended) {
         answer.end();
+    }
     return answer;
 }
 
@@ -31,8 +33,9 @@ std::string outcome(const std::string& text, bool ended = true)
                                                  : answer.reason();
     };
     const std::string whole = told(answer_of(text, text.size() + 1, ended));
-    for (const std::size_t piece : {1U, 2U, 3U, 7U})
+    for (const std::size_t piece : {1U, 2U, 3U, 7U}) {
         EXPECT_EQ(told(answer_of(text, piece, ended)), whole) << piece;
+    }
     return whole;
 }
 

@@ -170,8 +170,9 @@ TEST_F(HttpGet, RefusesAddressesThatNoRequestCanBeMadeOf)
     for (const char* url :
          {"", "http:", "http://", "http:///c.xml", "http://host:/c.xml", "http://host:0/", "http://host:65536/",
           "http://host:80x/", "http://user@host/", "http://[::1]/", "ftp://host/c.xml", "http://127.0.0.1/a b",
-          "http://127.0.0.1/a\r\nX: y", "http://127.0.0.1/\xC3\xA4"})
+          "http://127.0.0.1/a\r\nX: y", "http://127.0.0.1/\xC3\xA4"}) {
         EXPECT_EQ(get_url(url).result.GetCode(), PvResult::InvalidParameter) << url;
+    }
     EXPECT_EQ(get_url("https://127.0.0.1/c.xml").result.GetCode(), PvResult::NotSupported);
 }
 

@@ -114,8 +114,9 @@ TEST_F(PacketSizeTest, FindsTheSizeOfADeviceWithCoarserStepsThanItTells)
     start(sound());
     // sizes are rounded down to multiples of 16, and only up to 4000 bytes arrive
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] != 0x82 || request[10] != 0x0D || request[11] != 0x04)
+        if (request[3] != 0x82 || request[10] != 0x0D || request[11] != 0x04) {
             return std::nullopt;
+        }
         const auto asked = static_cast<std::uint32_t>(request[14] << 8 | request[15]);
         const std::uint32_t size = asked / 16 * 16;
         camera->set_reg(0x0D04, size);
@@ -178,8 +179,9 @@ TEST_F(PacketSizeTest, TellsADefaultThatTheDeviceDoesNotTake)
 
 TEST_F(PacketSizeTest, PacketsFromElsewhereProveNothing)
 {
-    if (!device_test::has_loopback_addresses())
+    if (!device_test::has_loopback_addresses()) {
         GTEST_SKIP() << "everything comes from one address here";
+    }
     auto options = sound();
     options.largest_on_wire = 0;
     start(options);
@@ -200,8 +202,9 @@ TEST_F(PacketSizeTest, TellsThatTheDeviceVanishedMeanwhile)
     start(sound());
     std::atomic<int> writes{0};
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x82 && ++writes > 4)
+        if (request[3] == 0x82 && ++writes > 4) {
             camera->mute(true);
+        }
         return std::nullopt;
     });
     const auto begin = std::chrono::steady_clock::now();

@@ -16,8 +16,9 @@ public:
         const std::scoped_lock lock(mutex_);
         ++changes_;
         std::int64_t value = 0;
-        if (const auto* integer = dynamic_cast<PvGenInteger*>(aParameter); integer != nullptr)
+        if (const auto* integer = dynamic_cast<PvGenInteger*>(aParameter); integer != nullptr) {
             integer->GetValue(value);
+        }
         last_ = value;
         thread_ = std::this_thread::get_id();
         changed_.notify_all();
@@ -120,8 +121,9 @@ TEST_F(Polling, MayDisconnectInsideItsNotification)
         explicit Leaving(PvDevice& device) : device_(device) {}
         void OnParameterUpdate(PvGenParameter*) override
         {
-            if (!left.exchange(true))
+            if (!left.exchange(true)) {
                 device_.Disconnect();
+            }
             watch.OnParameterUpdate(nullptr);
         }
         std::atomic<bool> left{false};

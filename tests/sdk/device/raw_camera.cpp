@@ -19,8 +19,9 @@ std::uint32_t u32(const Bytes& bytes, std::size_t at)
 
 void add32(Bytes& bytes, std::uint32_t value)
 {
-    for (int shift = 24; shift >= 0; shift -= 8)
+    for (int shift = 24; shift >= 0; shift -= 8) {
         bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
 }
 
 }  // namespace
@@ -74,8 +75,9 @@ RawCamera::RawCamera(RawCameraOptions options) : options_(std::move(options))
         {0xA004, 0},
         {0xA008, 0},
     };
-    for (std::uint32_t at = 0xB000; at < 0xB400; at += 4)
+    for (std::uint32_t at = 0xB000; at < 0xB400; at += 4) {
         registers_[at] = at;
+    }
     put(0x0048, "Raw Cameras", 32);
     put(0x0068, "Raw 1", 32);
     put(0x0088, "1.2.3", 32);
@@ -121,8 +123,9 @@ void RawCamera::put(std::uint32_t address, const std::string& text, std::size_t 
 {
     for (std::size_t i = 0; i < length; i += 4) {
         std::uint32_t word = 0;
-        for (std::size_t j = 0; j < 4; ++j)
+        for (std::size_t j = 0; j < 4; ++j) {
             word = word << 8 | (i + j < text.size() ? static_cast<std::uint8_t>(text[i + j]) : 0U);
+        }
         registers_[address + static_cast<std::uint32_t>(i)] = word;
     }
 }
@@ -164,8 +167,9 @@ std::string RawCamera::bytes_at(std::uint32_t address, std::size_t count)
 {
     const std::scoped_lock lock(mutex_);
     std::string text;
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         text += static_cast<char>(registers_[address + static_cast<std::uint32_t>(i / 4 * 4)] >> (24 - 8 * (i % 4)));
+    }
     return text;
 }
 
@@ -198,24 +202,29 @@ void RawCamera::run()
 {
     std::array<std::uint8_t, 2048> buffer;
     std::vector<net::UdpSocket*> sockets;
-    for (net::UdpSocket* socket : {&unicast_, &directed_, &limited_})
-        if (socket->is_open())
+    for (net::UdpSocket* socket : {&unicast_, &directed_, &limited_}) {
+        if (socket->is_open()) {
             sockets.push_back(socket);
+        }
+    }
     while (!stop_) {
         const auto ready = net::wait_readable(sockets, std::chrono::seconds(1));
-        if (!ready)
+        if (!ready) {
             continue;
+        }
         const auto received = sockets[*ready]->receive(buffer, std::chrono::milliseconds(0));
-        if (received && received->size >= 8 && !muted_)
+        if (received && received->size >= 8 && !muted_) {
             handle(unicast_, Bytes(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(received->size)),
                    received->source);
+        }
     }
 }
 
 void RawCamera::handle(net::UdpSocket& socket, const Bytes& request, const net::Endpoint& source)
 {
-    if (request[0] != 0x42)
+    if (request[0] != 0x42) {
         return;
+    }
     Intercept hook;
     {
         const std::scoped_lock lock(mutex_);
@@ -223,28 +232,33 @@ void RawCamera::handle(net::UdpSocket& socket, const Bytes& request, const net::
         hook = intercept_;
     }
     std::optional<std::vector<Bytes>> answers;
-    if (hook)
+    if (hook) {
         answers = hook(request);
-    if (!answers)
+    }
+    if (!answers) {
         answers = answer(request, source);
-    for (const Bytes& bytes : *answers)
+    }
+    for (const Bytes& bytes : *answers) {
         socket.send_to(source, bytes);
+    }
 }
 
 bool RawCamera::may_write(const net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const
 {
     const bool held = (registers_.at(0x0A00) & 3) != 0;
     const bool ours = held && source == holder_;
-    if ((address == 0x0A00 && (!held || ours)) || ours)
+    if ((address == 0x0A00 && (!held || ours)) || ours) {
         return true;
+    }
     status = 0x8006;
     return false;
 }
 
 bool RawCamera::write(std::uint32_t address, std::uint32_t value, const net::Endpoint& source, std::uint16_t& status)
 {
-    if (!may_write(source, address, status))
+    if (!may_write(source, address, status)) {
         return false;
+    }
     if (!registers_.contains(address)) {
         status = 0x8003;
         return false;
@@ -256,8 +270,9 @@ bool RawCamera::write(std::uint32_t address, std::uint32_t value, const net::End
     if (address == 0x0D04) {
         const std::uint32_t size = std::min(value & 0xFFFF, options_.largest_accepted);
         registers_[address] = (value & 0x60000000) | size;
-        if ((value & 0x80000000) != 0)
+        if ((value & 0x80000000) != 0) {
             fire_test_packet(size);
+        }
         return true;
     }
     registers_[address] = value;
@@ -272,8 +287,9 @@ bool RawCamera::write(std::uint32_t address, std::uint32_t value, const net::End
 
 void RawCamera::fire_test_packet(std::uint32_t size)
 {
-    if (size > options_.largest_on_wire || size < 36)
+    if (size > options_.largest_on_wire || size < 36) {
         return;
+    }
     const Bytes packet(size - 28);
     unicast_.send_to({{registers_[0x0D18]}, static_cast<std::uint16_t>(registers_[0x0D00])}, packet);
 }
@@ -289,10 +305,12 @@ std::vector<Bytes> RawCamera::answer(const Bytes& request, const net::Endpoint& 
         Bytes values;
         for (std::size_t at = 8; at + 4 <= request.size(); at += 4) {
             const std::uint32_t address = u32(request, at);
-            if (denied && address >= 0x0A00)
+            if (denied && address >= 0x0A00) {
                 return {ack(request, 0x8006, {})};
-            if (!registers_.contains(address))
+            }
+            if (!registers_.contains(address)) {
                 return {ack(request, 0x8003, values)};
+            }
             add32(values, registers_[address]);
         }
         return {ack(request, 0, values)};
@@ -301,46 +319,55 @@ std::vector<Bytes> RawCamera::answer(const Bytes& request, const net::Endpoint& 
         std::uint8_t done = 0;
         for (std::size_t at = 8; at + 8 <= request.size(); at += 8, ++done) {
             std::uint16_t status = 0;
-            if (!write(u32(request, at), u32(request, at + 4), source, status))
+            if (!write(u32(request, at), u32(request, at + 4), source, status)) {
                 return {ack(request, status, {0, 0, 0, done})};
+            }
         }
         return {ack(request, 0, {0, 0, 0, done})};
     }
     case 0x0084: {
-        if (payload != 8)
+        if (payload != 8) {
             return {ack(request, 0x8002, {})};
+        }
         const std::uint32_t address = u32(request, 8);
         const std::uint32_t count = u32(request, 12);
-        if (address % 4 != 0 || count % 4 != 0)
+        if (address % 4 != 0 || count % 4 != 0) {
             return {ack(request, 0x8005, {})};
-        if (count > 536 || denied)
+        }
+        if (count > 536 || denied) {
             return {ack(request, denied ? 0x8006 : 0x8002, {})};
+        }
         Bytes data(request.begin() + 8, request.begin() + 12);
         for (std::uint32_t at = address; at < address + count; at += 4) {
-            if (!registers_.contains(at))
+            if (!registers_.contains(at)) {
                 return {ack(request, 0x8003, {})};
+            }
             add32(data, registers_[at]);
         }
         return {ack(request, 0, data)};
     }
     case 0x0086: {
         const std::uint32_t address = u32(request, 8);
-        if (address % 4 != 0 || payload % 4 != 0)
+        if (address % 4 != 0 || payload % 4 != 0) {
             return {ack(request, 0x8005, {0, 0, 0, 0})};
+        }
         for (std::size_t at = 12; at < request.size(); at += 4) {
             std::uint16_t status = 0;
-            if (!write(address + static_cast<std::uint32_t>(at) - 12, u32(request, at), source, status))
+            if (!write(address + static_cast<std::uint32_t>(at) - 12, u32(request, at), source, status)) {
                 return {ack(request, status,
                             {0, 0, static_cast<std::uint8_t>((at - 12) >> 8), static_cast<std::uint8_t>(at - 12)})};
+            }
         }
         return {ack(request, 0,
                     {0, 0, static_cast<std::uint8_t>((payload - 4) >> 8), static_cast<std::uint8_t>(payload - 4)})};
     }
     case 0x0004: {
-        if (payload != 56 || !std::equal(options_.mac.begin(), options_.mac.end(), request.begin() + 10))
+        if (payload != 56 || !std::equal(options_.mac.begin(), options_.mac.end(), request.begin() + 10)) {
             return {};
-        if ((registers_[0x0A00] & 3) != 0)
+        }
+        if ((registers_[0x0A00] & 3) != 0) {
             return {ack(request, 0x8006, {})};
+        }
         registers_[0x0024] = u32(request, 8 + 20);
         registers_[0x0034] = u32(request, 8 + 36);
         registers_[0x0044] = u32(request, 8 + 52);

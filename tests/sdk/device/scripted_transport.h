@@ -23,8 +23,9 @@ inline Bytes hex(std::string_view text)
     int digits = 0;
     unsigned value = 0;
     for (const char c : text) {
-        if (c == ' ')
+        if (c == ' ') {
             continue;
+        }
         const auto digit = static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
         value = value * 16 + digit;
         if (++digits == 2) {
@@ -67,8 +68,9 @@ public:
     std::error_code send(std::span<const std::uint8_t> datagram) noexcept override
     {
         sent.emplace_back(datagram.begin(), datagram.end());
-        if (!send_error && on_send)
+        if (!send_error && on_send) {
             on_send(sent.back());
+        }
         return send_error;
     }
 
@@ -85,8 +87,9 @@ public:
         const Arrival arrival = *next;
         arrivals_.erase(next);
         const std::size_t size = std::min(buffer.size(), arrival.datagram.size());
-        if (size > 0)
+        if (size > 0) {
             std::memcpy(buffer.data(), arrival.datagram.data(), size);
+        }
         return net::Received{size, size < arrival.datagram.size(), arrival.source};
     }
 

@@ -52,10 +52,13 @@ TEST_F(SoftCamera, IsFoundAndConnectedByWhatWasFound)
     system.SetDetectionTimeout(500);
     ASSERT_TRUE(system.Find().IsOK());
     std::vector<PvDeviceInfo*> found;
-    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i)
-        for (std::uint32_t j = 0; j < system.GetInterface(i)->GetDeviceCount(); ++j)
-            if (system.GetInterface(i)->GetDeviceInfo(j)->GetSerialNumber().str() == "SC-38")
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
+        for (std::uint32_t j = 0; j < system.GetInterface(i)->GetDeviceCount(); ++j) {
+            if (system.GetInterface(i)->GetDeviceInfo(j)->GetSerialNumber().str() == "SC-38") {
                 found.push_back(system.GetInterface(i)->GetDeviceInfo(j));
+            }
+        }
+    }
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0]->GetModel().str(), "SoftCam");
     EXPECT_EQ(found[0]->GetUserDefinedName().str(), "thirty-eight");
@@ -86,8 +89,9 @@ TEST_F(SoftCamera, HasFeaturesThatCanAllBeRead)
         PvString name;
         PvString text;
         feature.GetName(name);
-        if (!feature.IsReadable())
+        if (!feature.IsReadable()) {
             continue;
+        }
         const PvResult result = feature.ToString(text);
         EXPECT_TRUE(result.IsOK()) << name.str() << ": " << result.description();
     }
@@ -109,8 +113,9 @@ TEST_F(SoftCamera, IsAskedForNeighbouringRegistersInOneMessage)
     for (int chance = 0; chance < 50 && messages > wanted; ++chance) {
         device->GetGenParameters()->InvalidateCache();
         const std::uint64_t before = camera->control_statistics().executed;
-        for (std::size_t i = 0; i < std::size(names); ++i)
+        for (std::size_t i = 0; i < std::size(names); ++i) {
             EXPECT_EQ(integer(names[i]), one_by_one[i]) << names[i];
+        }
         messages = camera->control_statistics().executed - before;
     }
     EXPECT_LE(messages, wanted);

@@ -32,17 +32,21 @@ RawCameraOptions options_at(std::uint8_t address)
 /// Other cameras may be about on the loopback; these tests look for their own.
 PvDeviceInfo* find_by_mac(const PvInterface& interface, const std::string& mac)
 {
-    for (std::uint32_t i = 0; i < interface.GetDeviceCount(); ++i)
-        if (interface.GetDeviceInfo(i)->GetMACAddress().str() == mac)
+    for (std::uint32_t i = 0; i < interface.GetDeviceCount(); ++i) {
+        if (interface.GetDeviceInfo(i)->GetMACAddress().str() == mac) {
             return interface.GetDeviceInfo(i);
+        }
+    }
     return nullptr;
 }
 
 PvInterface* loopback_of(const PvSystem& system)
 {
-    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i)
-        if (system.GetInterface(i)->GetIPAddress().str() == "127.0.0.1")
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
+        if (system.GetInterface(i)->GetIPAddress().str() == "127.0.0.1") {
             return system.GetInterface(i);
+        }
+    }
     return nullptr;
 }
 
@@ -57,10 +61,12 @@ public:
         EXPECT_EQ(aDeviceInfo->GetInterface(), aInterface);
         EXPECT_FALSE(aIgnore);
         seen.push_back(aDeviceInfo->GetMACAddress().str());
-        if (seen.back() == ignore)
+        if (seen.back() == ignore) {
             aIgnore = true;
-        if (throwing)
+        }
+        if (throwing) {
             throw std::runtime_error("from the application");
+        }
     }
 
     std::string ignore;
@@ -97,8 +103,9 @@ TEST_F(SystemTest, ListsTheHostsInterfaces)
         EXPECT_EQ(interface.GetMACAddress().str(), expected[i].mac.to_string());
         EXPECT_EQ(interface.GetDescription().str(), expected[i].description);
         EXPECT_EQ(interface.GetType(), PvInterfaceNetworkStack);
-        for (std::uint32_t j = 0; j < i; ++j)
+        for (std::uint32_t j = 0; j < i; ++j) {
             EXPECT_NE(interface.GetID(), system.GetInterface(j)->GetID());
+        }
     }
 }
 
@@ -162,8 +169,9 @@ TEST_F(SystemTest, FindsACameraThatDoesNotTellWhoControlsIt)
 {
     RawCamera camera(options_at(first_address));
     camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] == 0x80)
+        if (request[3] == 0x80) {
             return std::vector<Bytes>{};
+        }
         return std::nullopt;
     });
     ASSERT_TRUE(system.Find().IsOK());
@@ -176,8 +184,9 @@ TEST_F(SystemTest, ListsACameraOnceHoweverOftenItAnswers)
 {
     RawCamera camera(options_at(first_address));
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] != 0x02)
+        if (request[3] != 0x02) {
             return std::nullopt;
+        }
         const Bytes reply = RawCamera::ack(request, 0, camera.discovery_payload());
         return std::vector<Bytes>{reply, reply, reply};
     });
@@ -189,8 +198,9 @@ TEST_F(SystemTest, ListsACameraOnceHoweverOftenItAnswers)
 
 TEST_F(SystemTest, TellsCamerasWithoutMacAddressApartByTheirIpAddress)
 {
-    if (!device_test::has_loopback_addresses())
+    if (!device_test::has_loopback_addresses()) {
         GTEST_SKIP() << "one camera at a time here";
+    }
     auto first = options_at(first_address);
     auto second = options_at(second_address);
     first.mac = second.mac = Bytes(6, 0);
@@ -203,8 +213,9 @@ TEST_F(SystemTest, TellsCamerasWithoutMacAddressApartByTheirIpAddress)
     const PvInterface& loopback = *loopback_of(system);
     for (std::uint32_t i = 0; i < loopback.GetDeviceCount(); ++i) {
         const PvDeviceInfo& info = *loopback.GetDeviceInfo(i);
-        if (info.GetMACAddress().str() != "00:00:00:00:00:00")
+        if (info.GetMACAddress().str() != "00:00:00:00:00:00") {
             continue;
+        }
         found += info.GetID() == info.GetIPAddress() ? 1 : 0;
         EXPECT_TRUE(info.IsIPConfigurationValid());
     }
@@ -227,8 +238,9 @@ TEST_F(SystemTest, ShowsACameraOfAnotherSubnetAsMisconfigured)
 
 TEST_F(SystemTest, TellsTheSinkOnTheCallersThreadAndDropsWhatItIgnores)
 {
-    if (!device_test::has_loopback_addresses())
+    if (!device_test::has_loopback_addresses()) {
         GTEST_SKIP() << "one camera at a time here";
+    }
     const RawCamera first(options_at(first_address));
     const RawCamera second(options_at(second_address));
     Sink sink;
@@ -281,8 +293,9 @@ TEST_F(SystemTest, RefusesASearchWithinASearch)
     system.RegisterEventSink(&sink);
     EXPECT_TRUE(system.Find().IsOK());
     ASSERT_GE(sink.codes.size(), 2U);
-    for (const PvResult::Code code : sink.codes)
+    for (const PvResult::Code code : sink.codes) {
         EXPECT_EQ(code, PvResult::StateError);
+    }
     EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
 }
 
@@ -325,8 +338,9 @@ TEST_F(SystemTest, DropsMalformedAnswersAndCountsThem)
 {
     RawCamera camera(options_at(first_address));
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
-        if (request[3] != 0x02)
+        if (request[3] != 0x02) {
             return std::nullopt;
+        }
         Bytes good = RawCamera::ack(request, 0, camera.discovery_payload());
         Bytes cut(good.begin(), good.begin() + 100);                  // says 248 bytes and has fewer
         Bytes too_short = RawCamera::ack(request, 0, Bytes(247, 0));  // one byte less than the least

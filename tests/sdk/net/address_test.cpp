@@ -24,8 +24,9 @@ TEST(Ipv4Address, RejectsEverythingElse)
 {
     for (const char* text : {"", "1", "1.2.3", "1.2.3.", "1.2.3.4.", "1.2.3.4.5", "256.1.1.1", "1.2.3.-4", "1.2.3.+4",
                              " 1.2.3.4", "1.2.3.4 ", "1..2.3", "0001.2.3.4", "a.b.c.d", "1.2.3.4x", "0x1.2.3.4",
-                             "99999999999.1.1.1", "1,2,3,4", "::1"})
+                             "99999999999.1.1.1", "1,2,3,4", "::1"}) {
         EXPECT_FALSE(Ipv4Address::parse(text)) << '"' << text << '"';
+    }
     EXPECT_FALSE(Ipv4Address::parse(std::string_view("1.2.3.4\0", 8)));
 }
 
@@ -60,8 +61,9 @@ TEST(MacAddress, ReadsBothSeparatorsAndWritesColons)
 TEST(MacAddress, RejectsEverythingElse)
 {
     for (const char* text : {"", "00:11:22:33:44", "00:11:22:33:44:5", "00:11:22:33:44:55:", "00:11:22:33:44:5g",
-                             "001122334455", "00.11.22.33.44.55", " 0:11:22:33:44:55"})
+                             "001122334455", "00.11.22.33.44.55", " 0:11:22:33:44:55"}) {
         EXPECT_FALSE(MacAddress::parse(text)) << '"' << text << '"';
+    }
 }
 
 TEST(Endpoint, IsWrittenAsAddressAndPort)

@@ -40,8 +40,9 @@ TEST(LocalAddressTowards, EachInterfaceReachesItsOwnSubnetFromItself)
 {
     for (const net::Interface& one : net::list_interfaces()) {
         // nothing to be reached in a host route, and all of loopback is one address's neighbourhood
-        if (one.loopback || one.mask.value >= 0xFFFFFFFE)
+        if (one.loopback || one.mask.value >= 0xFFFFFFFE) {
             continue;
+        }
         const net::Ipv4Address neighbour{one.address.value ^ 1};
         const net::Ipv4Address local = net::local_address_towards(neighbour);
         EXPECT_TRUE(net::same_subnet(local, one.address, one.mask)) << one.id << ' ' << local.to_string();

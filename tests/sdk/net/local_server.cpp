@@ -37,8 +37,9 @@ std::pair<Socket, net::Endpoint> bound_socket()
     sockaddr_in address = net::to_system(net::Endpoint{net::loopback_address, 0});
     Length size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(made, any, size) != 0 || ::getsockname(made, any, &size) != 0)
+    if (::bind(made, any, size) != 0 || ::getsockname(made, any, &size) != 0) {
         throw std::runtime_error("the test's server has no port");
+    }
     return {made, net::from_system(address)};
 }
 
@@ -49,8 +50,9 @@ LocalServer::LocalServer(Handler handler) : handler_(std::move(handler))
     const auto [socket, endpoint] = bound_socket();
     listener_ = static_cast<Handle>(socket);
     endpoint_ = endpoint;
-    if (::listen(socket, 8) != 0)
+    if (::listen(socket, 8) != 0) {
         throw std::runtime_error("the test's server cannot listen");
+    }
     thread_ = std::thread([this] { run(); });
 }
 
@@ -67,8 +69,9 @@ void LocalServer::run()
 {
     while (!stop_) {
         const Socket client = ::accept(static_cast<Socket>(listener_), nullptr, nullptr);
-        if (!stop_)
+        if (!stop_) {
             serve(static_cast<Handle>(client));
+        }
         close_socket(client);
     }
 }
@@ -81,8 +84,9 @@ void LocalServer::serve(Handle client)
     const auto receive = [&] { return ::recv(socket, block, sizeof block, 0); };
     while (request.find("\r\n\r\n") == std::string::npos) {
         const auto size = receive();
-        if (size <= 0)
+        if (size <= 0) {
             return;
+        }
         request.append(block, static_cast<std::size_t>(size));
     }
     ++requests_;
@@ -101,8 +105,9 @@ void LocalServer::serve(Handle client)
 #else
         const auto size = ::send(socket, answer.data() + sent, static_cast<std::size_t>(left), MSG_NOSIGNAL);
 #endif
-        if (size <= 0)
+        if (size <= 0) {
             return;
+        }
         sent += static_cast<std::size_t>(size);
     }
 }

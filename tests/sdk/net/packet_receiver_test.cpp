@@ -71,20 +71,23 @@ TEST_F(Receiver, HandsOutWhatArrivedInOrder)
 TEST_F(Receiver, TakesSeveralDatagramsWithOneCall)
 {
     const auto receiver = PacketReceiver::create(socket, 100, 8);
-    for (unsigned i = 0; i < 8; ++i)
+    for (unsigned i = 0; i < 8; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    }
     EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
 }
 
 TEST_F(Receiver, KeepsABatchReadableUntilTheNextCall)
 {
     const auto receiver = PacketReceiver::create(socket, 100, 4);
-    for (unsigned i = 0; i < 8; ++i)
+    for (unsigned i = 0; i < 8; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    }
     const auto batch = receiver->receive(long_enough);
     ASSERT_EQ(batch.size(), 4U);
-    for (unsigned i = 0; i < 4; ++i)
+    for (unsigned i = 0; i < 4; ++i) {
         EXPECT_EQ(Bytes(batch[i].data.begin(), batch[i].data.end()), numbered(i, 50));
+    }
     EXPECT_EQ(receiver->receive(long_enough).size(), 4U);
 }
 
@@ -110,8 +113,9 @@ TEST_F(Receiver, TakesTheLargestDatagramsOfUdp)
 {
     const auto receiver = PacketReceiver::create(socket, 65507, 2);
     const std::vector<Bytes> sent{numbered(0, 65507), numbered(1, 65507), numbered(2, 8192)};
-    for (const Bytes& one : sent)
+    for (const Bytes& one : sent) {
         ASSERT_FALSE(sender.send_to(socket.local(), one));
+    }
     EXPECT_TRUE(collect(*receiver, sent.size(), 2) == sent);
 }
 

@@ -30,8 +30,9 @@ UdpSocket open_on(const char* text, const net::UdpOptions& options = {})
 Bytes pattern(std::size_t size, unsigned start = 0)
 {
     Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         bytes[i] = static_cast<std::uint8_t>(start + i * 7);
+    }
     return bytes;
 }
 
@@ -190,8 +191,9 @@ TEST(UdpSocket, BatchJoinsHeadAndBodyAndKeepsOrder)
         bodies.push_back(pattern(i % 5 == 0 ? 0 : 200 + i, i + 1));
     }
     std::vector<net::OutgoingDatagram> datagrams;
-    for (std::size_t i = 0; i < heads.size(); ++i)
+    for (std::size_t i = 0; i < heads.size(); ++i) {
         datagrams.push_back({heads[i], bodies[i]});
+    }
     std::error_code error = std::make_error_code(std::errc::io_error);
     EXPECT_EQ(a.send_batch(b.local(), datagrams, error), datagrams.size());
     EXPECT_FALSE(error);
@@ -264,8 +266,9 @@ TEST(UdpSocket, MulticastReachesMembersUntilTheyLeave)
 
 TEST(UdpSocket, MulticastOfOthersGroupsDoesNotComeIn)
 {
-    if (under_wine())
+    if (under_wine()) {
         GTEST_SKIP() << "Wine hands every socket of the port the groups that any socket of the host has joined";
+    }
     const Ipv4Address group = address("239.41.7.11");
     UdpSocket member = UdpSocket::open({}, {.reuse_address = true});
     UdpSocket other = UdpSocket::open({net::any_address, member.local().port}, {.reuse_address = true});
@@ -422,10 +425,12 @@ TEST(WaitReadable, TakesMoreSocketsThanFitOnTheStack)
 {
     std::vector<UdpSocket> owned;
     std::vector<UdpSocket*> sockets;
-    for (int i = 0; i < 80; ++i)
+    for (int i = 0; i < 80; ++i) {
         owned.push_back(open_on("127.0.0.1"));
-    for (UdpSocket& socket : owned)
+    }
+    for (UdpSocket& socket : owned) {
         sockets.push_back(&socket);
+    }
     EXPECT_FALSE(owned[0].send_to(owned[77].local(), Bytes{1}));
     EXPECT_EQ(net::wait_readable(sockets, long_enough), 77U);
 }

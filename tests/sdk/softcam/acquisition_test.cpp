@@ -114,8 +114,9 @@ TEST_F(Acquisition, MultiFrameSendsThatManyFramesAtTheFrameRate)
         const auto packets = expect_frame(FrameSettings{});
         EXPECT_EQ(packets[0].block_id, i + 1);
         const std::uint64_t timestamp = number_at(packets[0].payload, 4, 8);
-        if (i == 0)
+        if (i == 0) {
             first = timestamp;
+        }
         EXPECT_EQ(timestamp - first, i * 1'000'000'000) << "one second between frames";
         EXPECT_FALSE(host.stream().receive(20ms)) << "the next one waits for its time";
         clock.advance(1s);
@@ -216,8 +217,9 @@ TEST_F(Acquisition, GeometryIsLockedWhileFramesAreTaken)
     expect_frame(FrameSettings{});
     for (const std::uint32_t address : {reg::width, reg::height, reg::offset_x, reg::offset_y, reg::pixel_format,
                                         reg::binning_horizontal, reg::binning_vertical, reg::reverse, reg::sensor_type,
-                                        reg::acquisition_mode, reg::acquisition_frame_count, reg::user_set_load})
+                                        reg::acquisition_mode, reg::acquisition_frame_count, reg::user_set_load}) {
         EXPECT_EQ(host.write(address, 1), status::access_denied) << std::hex << address;
+    }
     EXPECT_EQ(host.write(reg::test_pattern, 2), status::success) << "what needs no new size is free";
     ASSERT_EQ(host.write(reg::acquisition_stop, 1), status::success);
     EXPECT_EQ(host.write(reg::width, 32), status::success);
@@ -252,8 +254,9 @@ TEST_F(Acquisition, LostControlEndsIt)
     expect_frame(FrameSettings{});
     clock.advance(4s);
     const auto end = net::Clock::steady().now() + 10s;
-    while (camera.control_statistics().heartbeat_expired == 0 && net::Clock::steady().now() < end)
+    while (camera.control_statistics().heartbeat_expired == 0 && net::Clock::steady().now() < end) {
         std::this_thread::yield();
+    }
     while (host.stream().receive(50ms)) {
         // at most what the clock's jump released
     }

@@ -57,8 +57,9 @@ public:
     {
         const auto end = net::Clock::steady().now() + std::chrono::seconds(10);
         while (read(softcam::reg::acquisition_status) != 0) {
-            if (net::Clock::steady().now() > end)
+            if (net::Clock::steady().now() > end) {
                 return false;
+            }
         }
         return true;
     }

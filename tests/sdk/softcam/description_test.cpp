@@ -15,8 +15,9 @@ namespace {
 std::uint64_t little(const Bytes& bytes, std::size_t at, std::size_t count)
 {
     std::uint64_t value = 0;
-    for (std::size_t i = count; i-- > 0;)
+    for (std::size_t i = count; i-- > 0;) {
         value = (value << 8) | bytes.at(at + i);
+    }
     return value;
 }
 
@@ -39,8 +40,9 @@ std::string inflated(const Bytes& archive, std::size_t at, std::size_t packed, s
 void visit(const pugi::xml_node& node, const std::function<void(const pugi::xml_node&)>& each)
 {
     each(node);
-    for (const pugi::xml_node& child : node.children())
+    for (const pugi::xml_node& child : node.children()) {
         visit(child, each);
+    }
 }
 
 }  // namespace
@@ -65,11 +67,13 @@ TEST(DescriptionText, IsWellFormedAndItsReferencesHaveTargets)
     visit(document, [&](const pugi::xml_node& node) {
         const std::string type = node.name();
         if (type != "EnumEntry" && node.attribute("Name") && type.front() != 'p' && type != "Expression" &&
-            type != "Constant")
+            type != "Constant") {
             ++names[node.attribute("Name").value()];
+        }
     });
-    for (const auto& [name, count] : names)
+    for (const auto& [name, count] : names) {
         EXPECT_EQ(count, 1) << name;
+    }
     visit(document, [&](const pugi::xml_node& node) {
         const std::string type = node.name();
         if (type.size() > 1 && type[0] == 'p' && type[1] >= 'A' && type[1] <= 'Z') {
@@ -127,8 +131,9 @@ TEST_F(Description, EveryRegisterItDeclaresCanBeAccessedAsDeclared)
     int registers = 0;
     visit(document, [&](const pugi::xml_node& node) {
         const auto address = node.child("Address");
-        if (!address || node.child("pAddress") || std::string(node.child("pPort").child_value()) != "Device")
+        if (!address || node.child("pAddress") || std::string(node.child("pPort").child_value()) != "Device") {
             return;
+        }
         ++registers;
         const auto location = static_cast<std::uint32_t>(std::stoul(address.child_value(), nullptr, 0));
         const auto length = static_cast<unsigned>(std::stoul(node.child("Length").child_value()));

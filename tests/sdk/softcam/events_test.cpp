@@ -59,8 +59,9 @@ TEST_F(Events, OnlyWhatIsEnabledIsTold)
 TEST_F(Events, AcquisitionAndFramesAreToldInOrder)
 {
     host.open_stream();
-    for (std::uint32_t kind = 0; kind < 4; ++kind)
+    for (std::uint32_t kind = 0; kind < 4; ++kind) {
         enable(kind);
+    }
     ASSERT_EQ(host.write(reg::acquisition_mode, 2), status::success);
     ASSERT_EQ(host.write(reg::acquisition_frame_count, 2), status::success);
     start();

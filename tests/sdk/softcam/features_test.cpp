@@ -118,12 +118,14 @@ TEST_F(Features, TemperatureIsPlausibleAndUptimeRuns)
 TEST_F(Features, UserMemoryKeepsWhatIsWritten)
 {
     Bytes data(256);
-    for (std::size_t i = 0; i < data.size(); ++i)
+    for (std::size_t i = 0; i < data.size(); ++i) {
         data[i] = static_cast<std::uint8_t>(255 - i);
+    }
     ASSERT_EQ(host.write_bytes(reg::user_memory, data), status::success);
     EXPECT_EQ(host.read_bytes(reg::user_memory, 256), data);
-    for (std::uint32_t i = 0; i < 5; ++i)
+    for (std::uint32_t i = 0; i < 5; ++i) {
         ASSERT_EQ(host.write(reg::user_value + 4 * i, 100 + i), status::success);
+    }
     EXPECT_EQ(host.read(reg::user_value + 12), 103U);
 }
 
@@ -197,8 +199,9 @@ TEST_F(DeviceControl, ForceIpMovesCameraAndStream)
 
     host.move_to(other_address);
     const auto end = net::Clock::steady().now() + 10s;
-    while (camera.address() != *net::Ipv4Address::parse(other_address) && net::Clock::steady().now() < end)
+    while (camera.address() != *net::Ipv4Address::parse(other_address) && net::Clock::steady().now() < end) {
         std::this_thread::yield();
+    }
     EXPECT_EQ(host.read(0x0024), 0x7F00001BU);
     EXPECT_EQ(host.read(0x0034), 0xFF000000U);
     host.take_control();

@@ -23,16 +23,18 @@ public:
             const Bytes answer =
                 host_.ask(read_memory(host_.next_id(), static_cast<std::uint32_t>(address) + static_cast<unsigned>(at),
                                       static_cast<unsigned>(count)));
-            if (status_of(answer) != status::success)
+            if (status_of(answer) != status::success) {
                 throw GenApi::PortError(PvResult::GenericError, "status " + std::to_string(status_of(answer)));
+            }
             std::copy_n(answer.begin() + 12, count, out.begin() + static_cast<std::ptrdiff_t>(at));
         }
     }
     void write(std::int64_t address, std::span<const std::uint8_t> data) override
     {
         const unsigned answer = host_.write_bytes(static_cast<std::uint32_t>(address), Bytes(data.begin(), data.end()));
-        if (answer != status::success)
+        if (answer != status::success) {
             throw GenApi::PortError(PvResult::GenericError, "status " + std::to_string(answer));
+        }
     }
     [[nodiscard]] bool is_open() const noexcept override { return true; }
 
@@ -52,8 +54,9 @@ protected:
     GenApi::INode& node(const char* name)
     {
         GenApi::INode* found = map->node(name);
-        if (found == nullptr)
+        if (found == nullptr) {
             throw std::runtime_error(std::string("no node ") + name);
+        }
         return *found;
     }
     std::string text(const char* name) { return node(name).to_string(); }
@@ -67,10 +70,12 @@ protected:
 
 TEST_F(NodeMap, TakesTheDescriptionWithoutComplaint)
 {
-    for (const GenApi::Diagnostic& diagnostic : map->diagnostics())
+    for (const GenApi::Diagnostic& diagnostic : map->diagnostics()) {
         ADD_FAILURE() << diagnostic.text;
-    for (std::size_t i = 0; i < map->node_count(); ++i)
+    }
+    for (std::size_t i = 0; i < map->node_count(); ++i) {
         EXPECT_TRUE(map->node_at(i)->defect().empty()) << map->node_at(i)->name() << map->node_at(i)->defect();
+    }
     EXPECT_GT(map->features().size(), 90U);
 }
 
@@ -78,8 +83,9 @@ TEST_F(NodeMap, EveryReadableFeatureCanBeRead)
 {
     int readable = 0;
     for (GenApi::INode* feature : map->features()) {
-        if (!GenApi::is_readable(feature->access()))
+        if (!GenApi::is_readable(feature->access())) {
             continue;
+        }
         ++readable;
         EXPECT_NO_THROW((void)feature->to_string()) << feature->name();
     }
@@ -178,8 +184,9 @@ TEST_F(NodeMap, SelectorsReachTheirOwnRegisters)
         set("UserDefinedValueSelector", value);
         node("UserDefinedValue").set_int_value(-(value[5] - '0'));
     }
-    for (std::uint32_t i = 0; i < 5; ++i)
+    for (std::uint32_t i = 0; i < 5; ++i) {
         EXPECT_EQ(static_cast<std::int32_t>(host.read(reg::user_value + 4 * i)), -static_cast<std::int32_t>(i + 1));
+    }
     set("LineSelector", "Line2");
     set("LineInverter", "1");
     EXPECT_EQ(host.read(reg::line_inverter + 4), 1U);

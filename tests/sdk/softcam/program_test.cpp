@@ -27,8 +27,9 @@ public:
         EXPECT_EQ(pipe(ends.data()), 0);
         arguments.insert(arguments.begin(), SOFTCAM_PROGRAM);
         std::vector<char*> argv;
-        for (std::string& argument : arguments)
+        for (std::string& argument : arguments) {
             argv.push_back(argument.data());
+        }
         argv.push_back(nullptr);
         child_ = fork();
         if (child_ == 0) {

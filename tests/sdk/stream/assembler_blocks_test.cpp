@@ -26,8 +26,9 @@ TEST_F(AssemblerBlocks, TakesTheBufferWithTheFirstPayloadNotWithTheLeader)
     const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 1);
     receive(block[0]);
     queue(1, 64);  // during the exposure
-    for (std::size_t i = 1; i < block.size(); ++i)
+    for (std::size_t i = 1; i < block.size(); ++i) {
         receive(block[i]);
+    }
     ASSERT_EQ(port.delivered.size(), 1U);
     EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
 }
@@ -40,8 +41,9 @@ TEST_F(AssemblerBlocks, WaitsForALongExposureAfterAnEarlyLeader)
     EXPECT_FALSE(assembler.next_deadline().has_value());
     pass(1h);
     EXPECT_TRUE(port.delivered.empty());
-    for (std::size_t i = 1; i < block.size(); ++i)
+    for (std::size_t i = 1; i < block.size(); ++i) {
         receive(block[i]);
+    }
     ASSERT_EQ(port.delivered.size(), 1U);
     EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
 }
@@ -79,22 +81,25 @@ TEST_F(AssemblerBlocks, DeliversInBlockOrderWhenALaterBlockIsCompleteFirst)
     queue(2, 64);
     const std::vector<Bytes> first = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 1);
     const std::vector<Bytes> second = packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 2);
-    for (std::size_t i = 0; i + 1 < first.size(); ++i)
+    for (std::size_t i = 0; i + 1 < first.size(); ++i) {
         receive(first[i]);
+    }
     receive(second);
     EXPECT_TRUE(port.delivered.empty());
     receive(first.back());
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2}));
-    for (const Delivered& block : port.delivered)
+    for (const Delivered& block : port.delivered) {
         EXPECT_EQ(block.result(), PvResult::OK);
+    }
 }
 
 TEST_F(AssemblerBlocks, GivesUpABlockSoonAfterALaterOneIsComplete)
 {
     queue(2, 64);
     const std::vector<Bytes> first = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 1);
-    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U})
+    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U}) {
         receive(first[i]);
+    }
     receive(packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 2));
     pass(1999us);
     EXPECT_TRUE(port.delivered.empty());
@@ -110,14 +115,18 @@ TEST_F(AssemblerBlocks, InterleavedBlocksDoNotDisturbEachOther)
 {
     queue(3, 64);
     std::vector<std::vector<Bytes>> blocks;
-    for (std::uint64_t id = 1; id <= 3; ++id)
+    for (std::uint64_t id = 1; id <= 3; ++id) {
         blocks.push_back(packets::image_block({.id = id}, image_8x8, picture(64, id), stride, id));
-    for (std::size_t i = 0; i < blocks[0].size(); ++i)
-        for (const std::vector<Bytes>& block : blocks)
+    }
+    for (std::size_t i = 0; i < blocks[0].size(); ++i) {
+        for (const std::vector<Bytes>& block : blocks) {
             receive(block[i]);
+        }
+    }
     ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3}));
-    for (std::uint64_t id = 1; id <= 3; ++id)
+    for (std::uint64_t id = 1; id <= 3; ++id) {
         EXPECT_EQ(port.delivered[id - 1].data(64), picture(64, id));
+    }
 }
 
 TEST_F(AssemblerBlocks, EndsTheOldestBlockWhenTooManyAreInFlight)
@@ -136,8 +145,9 @@ TEST_F(AssemblerBlocks, EndsTheOldestBlockWhenTooManyAreInFlight)
 TEST_F(AssemblerBlocks, CountsBlockIdsOfWhichNothingCame)
 {
     queue(3, 64);
-    for (const std::uint64_t id : {10U, 11U, 15U})
+    for (const std::uint64_t id : {10U, 11U, 15U}) {
         receive(packets::image_block({.id = id}, image_8x8, picture(64, id), stride, id));
+    }
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{10, 11, 15}));
     EXPECT_EQ(assembler.counters().block_ids_missing, 3U);
 }
@@ -145,8 +155,9 @@ TEST_F(AssemblerBlocks, CountsBlockIdsOfWhichNothingCame)
 TEST_F(AssemblerBlocks, GoesOnFrom65535To1)
 {
     queue(4, 64);
-    for (const std::uint64_t id : {65534U, 65535U, 1U, 2U})
+    for (const std::uint64_t id : {65534U, 65535U, 1U, 2U}) {
         receive(packets::image_block({.id = id}, image_8x8, picture(64, id), stride, id));
+    }
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{65534, 65535, 1, 2}));
     EXPECT_EQ(assembler.counters().block_ids_missing, 0U);
     EXPECT_EQ(assembler.counters().restarts, 0U);
@@ -156,8 +167,9 @@ TEST_F(AssemblerBlocks, KeepsTheOrderOfBlocksInFlightAcrossTheWrap)
 {
     queue(2, 64);
     const std::vector<Bytes> last = packets::image_block({.id = 65535}, image_8x8, picture(64, 1), stride, 1);
-    for (std::size_t i = 0; i + 1 < last.size(); ++i)
+    for (std::size_t i = 0; i + 1 < last.size(); ++i) {
         receive(last[i]);
+    }
     receive(packets::image_block({.id = 1}, image_8x8, picture(64, 2), stride, 2));
     receive(last.back());
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{65535, 1}));
@@ -167,8 +179,9 @@ TEST_F(AssemblerBlocks, ReceivesExtendedIdsBeyond32Bits)
 {
     queue(3, 64);
     const std::uint64_t base = 0x123456789ABCULL;
-    for (std::uint64_t i = 0; i < 3; ++i)
+    for (std::uint64_t i = 0; i < 3; ++i) {
         receive(packets::image_block({.id = base + i, .extended = true}, image_8x8, picture(64, i), stride, i));
+    }
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{base, base + 1, base + 2}));
     EXPECT_EQ(port.delivered[2].data(64), picture(64, 2));
     EXPECT_EQ(port.delivered[0].buffer->GetBlockID(), 0x9ABCU);
@@ -177,8 +190,9 @@ TEST_F(AssemblerBlocks, ReceivesExtendedIdsBeyond32Bits)
 TEST_F(AssemblerBlocks, ExtendedIdsDoNotWrapAt65535)
 {
     queue(2, 64);
-    for (const std::uint64_t id : {65535U, 65536U})
+    for (const std::uint64_t id : {65535U, 65536U}) {
         receive(packets::image_block({.id = id, .extended = true}, image_8x8, picture(64, id), stride, id));
+    }
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{65535, 65536}));
     EXPECT_EQ(assembler.counters().block_ids_missing, 0U);
 }
@@ -195,10 +209,12 @@ TEST_F(AssemblerBlocks, FollowsADeviceThatSwitchesToExtendedIds)
 TEST_F(AssemblerBlocks, FollowsADeviceThatStartsAnewAfterFewBlocks)
 {
     queue(6, 64);
-    for (const std::uint64_t id : {1U, 2U, 3U})
+    for (const std::uint64_t id : {1U, 2U, 3U}) {
         receive(packets::image_block({.id = id}, image_8x8, picture(64, id), stride, 100 + id));
-    for (const std::uint64_t id : {1U, 2U, 3U})
+    }
+    for (const std::uint64_t id : {1U, 2U, 3U}) {
         receive(packets::image_block({.id = id}, image_8x8, picture(64, id), stride, 200 + id));
+    }
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3, 1, 2, 3}));
     EXPECT_EQ(assembler.counters().restarts, 1U);
     EXPECT_EQ(assembler.counters().block_ids_missing, 0U);

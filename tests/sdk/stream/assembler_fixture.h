@@ -93,8 +93,9 @@ public:
 private:
     PvBuffer* take() noexcept override
     {
-        if (idle.empty())
+        if (idle.empty()) {
             return nullptr;
+        }
         PvBuffer* buffer = idle.front();
         idle.pop_front();
         return buffer;
@@ -124,8 +125,9 @@ protected:
     }
     void receive(const std::vector<Bytes>& packets)
     {
-        for (const Bytes& packet : packets)
+        for (const Bytes& packet : packets) {
             receive(packet);
+        }
     }
     void pass(net::Clock::duration time)
     {
@@ -138,8 +140,9 @@ protected:
     [[nodiscard]] std::vector<std::uint64_t> ids() const
     {
         std::vector<std::uint64_t> out;
-        for (const Delivered& block : port.delivered)
+        for (const Delivered& block : port.delivered) {
             out.push_back(block.id());
+        }
         return out;
     }
 
@@ -148,12 +151,14 @@ protected:
     {
         const stream::Counters& counters = assembler.counters();
         std::uint64_t packets = 0;
-        for (const std::uint64_t count : counters.packets)
+        for (const std::uint64_t count : counters.packets) {
             packets += count;
+        }
         EXPECT_EQ(packets, sent);
         std::uint64_t blocks = 0;
-        for (const std::uint64_t count : counters.blocks)
+        for (const std::uint64_t count : counters.blocks) {
             blocks += count;
+        }
         EXPECT_EQ(blocks + assembler.blocks_in_flight(), counters.blocks_begun);
     }
 

@@ -67,8 +67,9 @@ TEST_F(AssemblerImage, FollowsAChangedGeometry)
     receive(packets::image_block({.id = 2}, {.width = 20, .height = 10}, large, stride, 2));
     receive(packets::image_block({.id = 3}, {.pixel_format = 0x01100007, .width = 4, .height = 8}, small, stride, 3));
     ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3}));
-    for (const Delivered& block : port.delivered)
+    for (const Delivered& block : port.delivered) {
         EXPECT_EQ(block.result(), PvResult::OK);
+    }
     EXPECT_EQ(port.delivered[1].data(200), large);
     EXPECT_EQ(port.delivered[1].buffer->GetImage()->GetWidth(), 20U);
     EXPECT_EQ(port.delivered[2].buffer->GetImage()->GetPixelType(), PvPixelMono16);

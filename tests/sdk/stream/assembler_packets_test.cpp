@@ -68,8 +68,9 @@ TEST_F(AssemblerPackets, TellsWhichPacketIsLost)
         stream::BlockAssembler own(own_port, camera);
         for (std::uint32_t i = 0; i < block.size(); ++i) {
             const net::Datagram datagram{block[i], {camera, 1}};
-            if (i != lost)
+            if (i != lost) {
                 own.process({&datagram, 1}, now);
+            }
         }
         EXPECT_TRUE(own_port.delivered.empty());
         ASSERT_TRUE(own.next_deadline().has_value());
@@ -85,9 +86,10 @@ TEST_F(AssemblerPackets, TellsWhichPacketIsLost)
         EXPECT_EQ(delivered.buffer->GetLostPacketCount(), 1U);
         EXPECT_EQ(own.counters().packets_lost, 1U);
         Bytes expected = pixels;
-        if (lost >= 1 && lost <= 4)
+        if (lost >= 1 && lost <= 4) {
             std::fill(expected.begin() + (lost - 1) * 20, expected.begin() + std::min<std::ptrdiff_t>(lost * 20, 64),
                       GuardedBuffer::fill);
+        }
         EXPECT_EQ(buffer.data(), expected);
     }
 }
@@ -97,8 +99,9 @@ TEST_F(AssemblerPackets, MergesNeighbouringMissingPacketsIntoRanges)
     queue(1, 200);
     const std::vector<Bytes> block =
         packets::image_block({.id = 1}, {.width = 10, .height = 20}, picture(200, 1), stride, 9);
-    for (const std::size_t i : {3U, 7U, 8U})  // of 0 to 11
+    for (const std::size_t i : {3U, 7U, 8U}) {  // of 0 to 11
         receive(block[i]);
+    }
     pass(100ms);
     pass(1s);
     ASSERT_EQ(port.delivered.size(), 1U);
@@ -129,8 +132,9 @@ TEST_F(AssemblerPackets, IgnoresOtherSenders)
 {
     queue(1, 64);
     const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
-    for (const Bytes& packet : block)
+    for (const Bytes& packet : block) {
         receive(packet, net::Ipv4Address{camera.value + 1});
+    }
     EXPECT_EQ(packets(PacketFate::foreign), block.size());
     EXPECT_EQ(assembler.blocks_in_flight(), 0U);
     EXPECT_EQ(port.idle.size(), 1U);
@@ -208,8 +212,9 @@ TEST_F(AssemblerPackets, KeepsAWholeLastPacketWhenAnotherAndTheTrailerAreMissing
 {
     queue(1, 64);
     const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
-    for (const std::size_t i : {0U, 1U, 3U, 4U})  // of 0 to 5; packet 4 is short because the image ends there
+    for (const std::size_t i : {0U, 1U, 3U, 4U}) {  // of 0 to 5; packet 4 is short because the image ends there
         receive(block[i]);
+    }
     pass(100ms);
     pass(1s);
     ASSERT_EQ(port.delivered.size(), 1U);
@@ -283,14 +288,16 @@ TEST_F(AssemblerPackets, TellsPartialFromWholeMissingLines)
     // 8 bytes a line, 20 bytes a packet: one packet always holds a whole line and parts of others
     queue(2, 64);
     const std::vector<Bytes> wide = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 1);
-    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U})
+    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U}) {
         receive(wide[i]);
+    }
     pass(100ms);
     // 32 bytes a line, 20 bytes a packet: no packet holds a whole line
     const std::vector<Bytes> narrow =
         packets::image_block({.id = 2}, {.width = 32, .height = 2}, picture(64, 2), stride, 2);
-    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U})
+    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U}) {
         receive(narrow[i]);
+    }
     pass(100ms);
     ASSERT_EQ(port.delivered.size(), 2U);
     EXPECT_TRUE(port.delivered[0].buffer->GetImage()->IsFullLineMissing());

@@ -26,8 +26,9 @@ private:
 
 std::uint32_t seed_of_this_run()
 {
-    if (const char* text = std::getenv("VEX_TEST_SEED"))
+    if (const char* text = std::getenv("VEX_TEST_SEED")) {
         return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
+    }
     return std::random_device{}();
 }
 
@@ -53,10 +54,12 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
     std::vector<std::pair<std::uint64_t, Bytes>> originals;  // by timestamp
 
     for (int round = 0; round < 400; ++round) {
-        if (traffic.chance(5))
+        if (traffic.chance(5)) {
             shape = {1 + traffic.below(40), 1 + traffic.below(40), 8 + traffic.below(200)};
-        if (traffic.chance(60) || port.idle.size() < 2)
+        }
+        if (traffic.chance(60) || port.idle.size() < 2) {
             queue(1, 256 + traffic.below(1400));
+        }
         if (traffic.chance(2)) {
             // payload does not tell which of two blocks of the same number it belongs to, so what is still on its way
             // must have come before the numbers start anew
@@ -70,32 +73,40 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
             packets::image_block({.id = id, .extended = extended}, {.width = shape.width, .height = shape.height},
                                  pixels, shape.stride, stamp);
         ++id;
-        if (!extended && id > 65535)
+        if (!extended && id > 65535) {
             id = 1;
-        if (traffic.chance(3))
+        }
+        if (traffic.chance(3)) {
             ++id;
+        }
         const bool bad_network = traffic.chance(50);
         for (Bytes& packet : block) {
-            if (bad_network && traffic.chance(3))
+            if (bad_network && traffic.chance(3)) {
                 continue;
-            if (bad_network && traffic.chance(5))
+            }
+            if (bad_network && traffic.chance(5)) {
                 held.push_back(packet);
-            else if (bad_network && traffic.chance(3))
+            } else if (bad_network && traffic.chance(3)) {
                 packet.resize(packet.size() - traffic.below(static_cast<std::uint32_t>(packet.size()) / 2));
+            }
             receive(packet);
-            if (traffic.chance(1))
+            if (traffic.chance(1)) {
                 pass(std::chrono::microseconds(traffic.below(5000)));
+            }
             while (!held.empty() && traffic.chance(30)) {
                 receive(held.back());
                 held.pop_back();
             }
         }
-        if (traffic.chance(2))
+        if (traffic.chance(2)) {
             pass(std::chrono::milliseconds(traffic.below(1500)));
-        if (traffic.chance(1))
+        }
+        if (traffic.chance(1)) {
             assembler.abort();
-        if (traffic.chance(1))
+        }
+        if (traffic.chance(1)) {
             assembler.discard();
+        }
         ASSERT_LE(assembler.blocks_in_flight(), stream::BlockAssembler::window);
     }
     pass(10s);
@@ -104,8 +115,9 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
 
     std::uint64_t complete = 0;
     for (const Delivered& block : port.delivered) {
-        if (block.result() != PvResult::OK)
+        if (block.result() != PvResult::OK) {
             continue;
+        }
         ++complete;
         const auto original = std::find_if(originals.begin(), originals.end(), [&](const auto& entry) {
             return entry.first == block.buffer->GetTimestamp();
@@ -117,8 +129,9 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
     EXPECT_EQ(complete, blocks(BlockFate::complete));
     std::uint64_t ended = 0;
     for (const BlockFate fate : {BlockFate::complete, BlockFate::missing_packets, BlockFate::buffer_too_small,
-                                 BlockFate::invalid_format, BlockFate::aborted, BlockFate::failed})
+                                 BlockFate::invalid_format, BlockFate::aborted, BlockFate::failed}) {
         ended += blocks(fate);
+    }
     EXPECT_EQ(ended, port.delivered.size());
 }
 
@@ -129,8 +142,9 @@ TEST_F(AssemblerProperty, NonsenseIsNeverWrittenOutsideABuffer)
     SCOPED_TRACE("VEX_TEST_SEED=" + std::to_string(seed));
     Traffic traffic(seed);
     for (int round = 0; round < 20000; ++round) {
-        if (port.idle.empty())
+        if (port.idle.empty()) {
             queue(1, 1 + traffic.below(600));
+        }
         const BlockForm form{.id = 1 + traffic.below(4),
                              .extended = traffic.chance(10),
                              .status = static_cast<std::uint16_t>(traffic.chance(3) ? traffic.below(0x10000) : 0)};
@@ -145,16 +159,20 @@ TEST_F(AssemblerProperty, NonsenseIsNeverWrittenOutsideABuffer)
         case 3: packet = packets::raw_leader(form, traffic.below(700), form.id); break;
         default: packet = packets::payload(form, packet_id, picture(traffic.below(120), packet_id)); break;
         }
-        if (traffic.chance(5))
+        if (traffic.chance(5)) {
             packet.resize(traffic.below(static_cast<std::uint32_t>(packet.size()) + 1));
-        if (traffic.chance(5) && !packet.empty())
+        }
+        if (traffic.chance(5) && !packet.empty()) {
             packet[traffic.below(static_cast<std::uint32_t>(packet.size()))] ^=
                 static_cast<std::uint8_t>(1U << traffic.below(8));
+        }
         receive(packet);
-        if (traffic.chance(5))
+        if (traffic.chance(5)) {
             pass(std::chrono::milliseconds(traffic.below(200)));
-        for (const Delivered& block : port.delivered)
+        }
+        for (const Delivered& block : port.delivered) {
             ASSERT_LE(block.buffer->GetAcquiredSize(), block.buffer->GetSize());
+        }
         port.delivered.clear();
     }
     assembler.abort();

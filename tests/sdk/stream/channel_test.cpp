@@ -36,8 +36,9 @@ public:
 template <typename Condition>
 void await(Condition condition)
 {
-    for (int i = 0; i < 2000 && !condition(); ++i)
+    for (int i = 0; i < 2000 && !condition(); ++i) {
         std::this_thread::sleep_for(5ms);
+    }
 }
 
 class Streaming : public testing::Test {
@@ -55,8 +56,9 @@ protected:
     }
     void send_image(std::uint64_t id, const Bytes& pixels)
     {
-        for (const Bytes& packet : packets::image_block({.id = id}, {}, pixels, 20, id))
+        for (const Bytes& packet : packets::image_block({.id = id}, {}, pixels, 20, id)) {
             send(packet);
+        }
     }
 
     Stream stream;
@@ -100,8 +102,9 @@ TEST(Open, FindsTheInterfaceTowardsTheDevice)
 TEST(Open, RefusesWhatIsNoAddress)
 {
     Stream stream;
-    for (const char* address : {"", "camera", "127.0.0", "127.0.0.256", "0.0.0.0", "239.1.1.1"})
+    for (const char* address : {"", "camera", "127.0.0", "127.0.0.256", "0.0.0.0", "239.1.1.1"}) {
         EXPECT_EQ(stream.Open(address).GetCode(), PvResult::InvalidParameter) << address;
+    }
     EXPECT_EQ(stream.Open(camera_ip, 0, 0, "here").GetCode(), PvResult::InvalidParameter);
     const PvResult result = stream.Open("127.0.0.999");
     EXPECT_EQ(result.description(), "the device address '127.0.0.999' is not an IPv4 address");
@@ -180,11 +183,13 @@ TEST_F(RetrieveBuffer, NeedsPlacesForItsOutputs)
 TEST_F(RetrieveBuffer, ReturnsTheClientsBuffersInTheirOrder)
 {
     std::array<PvBuffer, 3> buffers;
-    for (PvBuffer& buffer : buffers)
+    for (PvBuffer& buffer : buffers) {
         ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
+    }
     EXPECT_EQ(stream.GetQueuedBufferCount(), 3U);
-    for (std::uint64_t id = 1; id <= 3; ++id)
+    for (std::uint64_t id = 1; id <= 3; ++id) {
         send_image(id, picture(64, id));
+    }
     for (std::uint64_t id = 1; id <= 3; ++id) {
         const PvResult result = stream.RetrieveBuffer(&retrieved, &operation_result, ample);
         ASSERT_TRUE(result.IsOK()) << result.description();
@@ -212,8 +217,9 @@ TEST_F(RetrieveBuffer, GivesUpABlockThatLacksPackets)
     PvBuffer buffer;
     ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
     const std::vector<Bytes> block = packets::image_block({.id = 9}, {}, picture(64, 1), 20, 1);
-    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U})
+    for (const std::size_t i : {0U, 1U, 3U, 4U, 5U}) {
         send(block[i]);
+    }
     EXPECT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
     EXPECT_EQ(operation_result.GetCode(), PvResult::MissingPackets);
     EXPECT_EQ(operation_result.description(), "block 9: 1 of 6 packets did not arrive");
@@ -231,8 +237,9 @@ TEST_F(RetrieveBuffer, TellsUnderrunsFromTimeouts)
         }
     });
     PvResult result = PvResult::Timeout;
-    for (int i = 0; i < 50 && result.GetCode() == PvResult::Timeout; ++i)
+    for (int i = 0; i < 50 && result.GetCode() == PvResult::Timeout; ++i) {
         result = stream.RetrieveBuffer(&retrieved, &operation_result, 200);
+    }
     done = true;
     camera_thread.join();
     EXPECT_EQ(result.GetCode(), PvResult::NoAvailableData);
@@ -246,8 +253,9 @@ TEST_F(RetrieveBuffer, HearsOnlyTheDevice)
     PvBuffer buffer;
     ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
     net::UdpSocket other = net::UdpSocket::open({net::Ipv4Address{camera.value + 1}, 0});
-    for (const Bytes& packet : packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1))
+    for (const Bytes& packet : packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1)) {
         send(packet, &other);
+    }
     await([&] { return stream.counters().of(stream::PacketFate::foreign) == 6; });
     const PvResult timeout = stream.RetrieveBuffer(&retrieved, &operation_result, 0);
     EXPECT_NE(timeout.description().find("other senders"), std::string_view::npos) << timeout.description();
@@ -320,8 +328,9 @@ TEST_F(QueueBuffer, SurvivesTheDestructionOfABufferThatIsBeingFilled)
     await([&] { return stream.counters().stored_bytes == 20; });
     buffer.reset();
     EXPECT_EQ(stream.GetQueuedBufferCount(), 0U);
-    for (std::size_t i = 2; i < block.size(); ++i)
+    for (std::size_t i = 2; i < block.size(); ++i) {
         send(block[i]);
+    }
     PvBuffer next;
     ASSERT_TRUE(stream.QueueBuffer(&next).IsOK());
     send_image(2, picture(64, 2));
@@ -333,8 +342,9 @@ TEST_F(QueueBuffer, SurvivesTheDestructionOfABufferThatIsBeingFilled)
 TEST_F(AbortQueuedBuffers, HandsBackAllBuffersAsAborted)
 {
     PvBuffer buffers[3];
-    for (PvBuffer& buffer : buffers)
+    for (PvBuffer& buffer : buffers) {
         ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
+    }
     const std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
     send(block[0]);
     send(block[1]);
@@ -395,11 +405,13 @@ TEST_F(FlushPacketQueue, ReturnsWhileADeviceKeepsSending)
 {
     std::atomic<bool> done{false};
     std::thread camera_thread([&] {
-        for (std::uint64_t id = 1; !done; id = id % 60000 + 1)
+        for (std::uint64_t id = 1; !done; id = id % 60000 + 1) {
             send_image(id, picture(64, id));
+        }
     });
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         EXPECT_TRUE(stream.FlushPacketQueue().IsOK());
+    }
     done = true;
     camera_thread.join();
 }
@@ -433,10 +445,12 @@ TEST_F(Close, EndsWaitingRetrievals)
     }
     await([&] { return waiting == 3; });
     stream.Close();
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
-    for (const PvResult& result : results)
+    }
+    for (const PvResult& result : results) {
         EXPECT_EQ(result.GetCode(), PvResult::NotConnected);
+    }
 }
 
 TEST(Destructor, NeverHangsAndLetsGoOfBuffers)
@@ -455,17 +469,21 @@ TEST(Destructor, EndsAStreamThatReceives)
     std::atomic<std::uint16_t> port{0};
     std::atomic<bool> done{false};
     std::thread camera_thread([&] {
-        for (std::uint64_t id = 1; !done; id = id % 60000 + 1)
-            for (const Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id))
-                if (port != 0)
+        for (std::uint64_t id = 1; !done; id = id % 60000 + 1) {
+            for (const Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id)) {
+                if (port != 0) {
                     sender.send_to({host, port}, packet);
+                }
+            }
+        }
     });
     for (int i = 0; i < 10; ++i) {
         std::array<PvBuffer, 4> buffers;
         Stream stream;
         EXPECT_TRUE(stream.Open(camera_ip, 0, 0, "127.0.0.1").IsOK());
-        for (PvBuffer& buffer : buffers)
+        for (PvBuffer& buffer : buffers) {
             EXPECT_TRUE(stream.QueueBuffer(&buffer).IsOK());
+        }
         port = stream.GetLocalPort();
         PvBuffer* retrieved = nullptr;
         PvResult operation_result;
@@ -484,9 +502,11 @@ TEST_F(Streaming, EndureManyThreads)
     const std::uint16_t port = stream.GetLocalPort();
     std::vector<std::thread> threads;
     threads.emplace_back([&] {
-        for (std::uint64_t id = 1; !done; id = id % 60000 + 1)
-            for (const Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id))
+        for (std::uint64_t id = 1; !done; id = id % 60000 + 1) {
+            for (const Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id)) {
                 sender.send_to({host, port}, packet);
+            }
+        }
     });
     std::atomic<int> received{0};
     for (int i = 0; i < 2; ++i) {
@@ -513,12 +533,14 @@ TEST_F(Streaming, EndureManyThreads)
             }
         }
     });
-    for (PvBuffer& buffer : buffers)
+    for (PvBuffer& buffer : buffers) {
         stream.QueueBuffer(&buffer);
+    }
     await([&] { return received >= 50; });
     done = true;
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_GE(received, 50);
     stream.Close();
 }
@@ -544,8 +566,9 @@ TEST(Multicast, ReceivesFromTheGroup)
     ASSERT_TRUE(monitor.QueueBuffer(&buffers[1]).IsOK());
     net::UdpSocket sender = net::UdpSocket::open({camera, 0});
     ASSERT_FALSE(sender.set_multicast_interface(host, 1));
-    for (const Bytes& packet : packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1))
+    for (const Bytes& packet : packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1)) {
         ASSERT_FALSE(sender.send_to({group, port}, packet));
+    }
     PvBuffer* retrieved = nullptr;
     PvResult operation_result;
     ASSERT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());

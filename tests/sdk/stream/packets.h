@@ -14,8 +14,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 inline void put(Bytes& bytes, std::uint64_t value, int count)
 {
-    for (int i = count - 1; i >= 0; --i)
+    for (int i = count - 1; i >= 0; --i) {
         bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    }
 }
 
 /// How the packets of one block are written.
@@ -124,8 +125,9 @@ inline Bytes payload(const BlockForm& block, std::uint32_t packet_id, const Byte
 inline Bytes picture(std::size_t size, std::uint64_t seed)
 {
     Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         bytes[i] = static_cast<std::uint8_t>(1 + (i * 7 + i / 251 + seed * 13) % 255);
+    }
     return bytes;
 }
 
@@ -147,8 +149,9 @@ inline std::vector<Bytes> image_block(const BlockForm& block, const ImageForm& i
                                       std::size_t stride, std::uint64_t timestamp)
 {
     std::vector<Bytes> out{image_leader(block, image, timestamp)};
-    for (Bytes& packet : payload_packets(block, data, stride))
+    for (Bytes& packet : payload_packets(block, data, stride)) {
         out.push_back(std::move(packet));
+    }
     out.push_back(image_trailer(block, static_cast<std::uint32_t>(out.size()), image.height));
     return out;
 }

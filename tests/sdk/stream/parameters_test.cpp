@@ -30,15 +30,17 @@ protected:
         ASSERT_TRUE(result.IsOK()) << result.description();
         parameters = stream.GetParameters();
         ASSERT_NE(parameters, nullptr);
-        for (PvBuffer& buffer : buffers)
+        for (PvBuffer& buffer : buffers) {
             ASSERT_TRUE(buffer.Alloc(64).IsOK());
+        }
     }
 
     void send(const Bytes& packet) { ASSERT_FALSE(sender.send_to({host, stream.GetLocalPort()}, packet)); }
     void send(const std::vector<Bytes>& packets)
     {
-        for (const Bytes& packet : packets)
+        for (const Bytes& packet : packets) {
             send(packet);
+        }
     }
     void queue(PvBuffer& buffer) { ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK()); }
     PvResult::Code retrieve(std::uint32_t timeout = ample)
@@ -72,8 +74,9 @@ protected:
     /// Figures of packets are brought up to date with each batch, so a datagram may need a moment.
     void expect_count(const char* name, std::int64_t expected)
     {
-        for (int i = 0; i < 1000 && count(name) != expected; ++i)
+        for (int i = 0; i < 1000 && count(name) != expected; ++i) {
             std::this_thread::sleep_for(5ms);
+        }
         EXPECT_EQ(count(name), expected) << name;
     }
 
@@ -150,8 +153,9 @@ TEST_F(StreamParameters, ReorderingTimeoutDecidesHowLongACompleteBlockWaits)
 
 TEST_F(StreamParameters, CompleteBlocksCount)
 {
-    for (PvBuffer& buffer : buffers)
+    for (PvBuffer& buffer : buffers) {
         queue(buffer);
+    }
     for (std::uint64_t id = 1; id <= 3; ++id) {
         send(block(id));
         ASSERT_EQ(retrieve(), PvResult::OK);
@@ -278,8 +282,9 @@ TEST_F(StreamParameters, ResetStartsAllFiguresFromZero)
     ASSERT_EQ(retrieve(), PvResult::OK);
     ASSERT_TRUE(parameters->ExecuteCommand("Reset").IsOK());
     for (const char* name : {"BlockCount", "ImageCount", "BytesCount", "PacketCount", "ErrorCount", "LostPacketCount",
-                             "ResultMissingPackets", "SamplingTime", "FullLineMissing", "BlockIDsMissing"})
+                             "ResultMissingPackets", "SamplingTime", "FullLineMissing", "BlockIDsMissing"}) {
         EXPECT_EQ(count(name), 0) << name;
+    }
     EXPECT_EQ(rate("AcquisitionRateAverage"), 0);
     EXPECT_EQ(last_error(), "OK");
     queue(buffers[2]);

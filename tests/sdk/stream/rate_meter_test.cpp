@@ -24,10 +24,12 @@ TEST(RateMeter, MeasuresTheLastSecond)
 {
     RateMeter meter;
     net::Clock::time_point now{10s};
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         meter.add(1000, now += 100ms);
-    for (int i = 0; i < 100; ++i)
+    }
+    for (int i = 0; i < 100; ++i) {
         meter.add(1000, now += 20ms);
+    }
     EXPECT_NEAR(meter.current(now).blocks, 50, 0.001);
     EXPECT_NEAR(meter.current(now).bits, 50 * 8000, 0.001);
     EXPECT_NEAR(meter.average().blocks, 149 / 6.9, 0.001);
@@ -48,8 +50,9 @@ TEST(RateMeter, FallsToZeroWhenTheStreamStops)
 {
     RateMeter meter;
     net::Clock::time_point now{10s};
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         meter.add(1000, now += 10ms);
+    }
     EXPECT_GT(meter.current(now + 900ms).blocks, 0);
     EXPECT_EQ(meter.current(now + 1100ms).blocks, 0);
     EXPECT_GT(meter.average().blocks, 0);
@@ -59,8 +62,9 @@ TEST(RateMeter, MeasuresFastStreamsOverTheBlocksItRemembers)
 {
     RateMeter meter;
     net::Clock::time_point now{10s};
-    for (int i = 0; i < 10000; ++i)
+    for (int i = 0; i < 10000; ++i) {
         meter.add(1000, now += 100us);
+    }
     EXPECT_NEAR(meter.current(now).blocks, 10000, 0.001);
 }
 

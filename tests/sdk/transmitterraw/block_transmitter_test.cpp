@@ -18,8 +18,9 @@ protected:
     BlockTransmitter() : transmitter(socket, 4, clock)
     {
         transmitter.set_wait([this](net::Clock::time_point until, const std::atomic<bool>&) {
-            if (until > clock.now())
+            if (until > clock.now()) {
                 clock.advance(until - clock.now());
+            }
         });
         settings.destination = {net::loopback_address, host.port()};
         settings.packet_size = packet_size;
@@ -130,8 +131,9 @@ TEST_F(BlockTransmitter, SendsBlocksOfManyBatchesWhole)
     ASSERT_FALSE(transmitter.send(sent));
     const auto packets = receive_block(host);
     ASSERT_EQ(packets.size(), 703U);
-    for (std::uint32_t i = 0; i < packets.size(); ++i)
+    for (std::uint32_t i = 0; i < packets.size(); ++i) {
         ASSERT_EQ(packets[i].packet_id, i);
+    }
     EXPECT_EQ(data_of(packets), std::vector<std::uint8_t>(sent->data.begin(), sent->data.end()));
 }
 
@@ -149,18 +151,21 @@ TEST_F(BlockTransmitter, RefusesWhatCannotBeSent)
 
 TEST_F(BlockTransmitter, ResendsPacketsOfTheLastBlocks)
 {
-    for (std::uint64_t id = 1; id <= 4; ++id)
+    for (std::uint64_t id = 1; id <= 4; ++id) {
         ASSERT_FALSE(transmitter.send(block(id, 1000)));
+    }
     std::vector<std::vector<StreamPacket>> blocks;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         blocks.push_back(receive_block(host));
+    }
 
     transmitter.resend(range(1, 1, 2), false);
     transmitter.resend(range(3, 0, 0xFFFFFF), false);
     EXPECT_EQ(parse(host.receive()->bytes).bytes, blocks[0][1].bytes);
     EXPECT_EQ(parse(host.receive()->bytes).bytes, blocks[0][2].bytes);
-    for (const StreamPacket& packet : blocks[2])
+    for (const StreamPacket& packet : blocks[2]) {
         EXPECT_EQ(parse(host.receive()->bytes).bytes, packet.bytes);
+    }
     EXPECT_EQ(transmitter.statistics().resent_packets, 6U);
     EXPECT_EQ(transmitter.statistics().packets, 16U) << "resends are counted apart";
 }
@@ -243,8 +248,9 @@ TEST_F(BlockTransmitter, ResendsAPacketOfTheBatchThatIsJustBeingSent)
         explicit LoseAndAskAtOnce(transmitter::BlockTransmitter& transmitter) : transmitter_(transmitter) {}
         bool loses(std::uint64_t, std::uint32_t packet_id, bool resend) override
         {
-            if (!resend && packet_id == 3)
+            if (!resend && packet_id == 3) {
                 transmitter_.resend(range(5, 1, 1), false);
+            }
             return !resend && packet_id == 1;
         }
 
@@ -275,8 +281,9 @@ TEST_F(BlockTransmitter, KeepsTheByteRate)
     settings.bytes_per_second = 1e6;
     transmitter.configure(settings);
     const auto started = clock.now();
-    for (std::uint64_t id = 1; id <= 10; ++id)
+    for (std::uint64_t id = 1; id <= 10; ++id) {
         ASSERT_FALSE(transmitter.send(block(id, 100'000)));
+    }
     const double seconds = std::chrono::duration<double>(clock.now() - started).count();
     EXPECT_NEAR(seconds, 1.0, 0.02);
 }
@@ -287,10 +294,12 @@ TEST_F(BlockTransmitter, AbortEndsABlockBetweenPackets)
     transmitter.configure(settings);
     int waits = 0;
     transmitter.set_wait([&](net::Clock::time_point until, const std::atomic<bool>&) {
-        if (++waits == 3)
+        if (++waits == 3) {
             transmitter.abort();
-        if (until > clock.now())
+        }
+        if (until > clock.now()) {
             clock.advance(until - clock.now());
+        }
     });
     EXPECT_EQ(transmitter.send(block(1, 540 * 50)), std::errc::operation_canceled);
     EXPECT_EQ(transmitter.send(block(2, 540)), std::errc::operation_canceled) << "until it is cleared";
@@ -306,14 +315,16 @@ TEST_F(BlockTransmitter, AResendRequestAheadOfTheTransmissionIsNotRefused)
     transmitter.configure(settings);
     int waits = 0;
     transmitter.set_wait([&](net::Clock::time_point, const std::atomic<bool>&) {
-        if (++waits == 3)
+        if (++waits == 3) {
             transmitter.resend(range(1, 0, 3), false);  // two packets have left
+        }
         clock.advance(10ms);
     });
     ASSERT_FALSE(transmitter.send(block(1, 540 * 2)));
     std::vector<std::uint32_t> ids;
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 6; ++i) {
         ids.push_back(parse(host.receive()->bytes).packet_id);
+    }
     EXPECT_EQ(ids, (std::vector<std::uint32_t>{0, 1, 0, 1, 2, 3}));
     EXPECT_EQ(transmitter.statistics().refused_packets, 0U);
 }

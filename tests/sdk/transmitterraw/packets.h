@@ -22,8 +22,9 @@ struct StreamPacket {
 inline std::uint64_t number_at(const std::vector<std::uint8_t>& bytes, std::size_t at, std::size_t count)
 {
     std::uint64_t value = 0;
-    for (std::size_t i = at; i < at + count && i < bytes.size(); ++i)
+    for (std::size_t i = at; i < at + count && i < bytes.size(); ++i) {
         value = (value << 8) | bytes[i];
+    }
     return value;
 }
 
@@ -61,8 +62,9 @@ inline std::vector<StreamPacket> receive_block(HostSocket& socket)
             return packets;
         }
         packets.push_back(parse(std::move(answer->bytes)));
-        if (packets.back().format == 2)
+        if (packets.back().format == 2) {
             return packets;
+        }
     }
 }
 
@@ -71,8 +73,9 @@ inline std::vector<std::uint8_t> data_of(const std::vector<StreamPacket>& packet
 {
     std::vector<std::uint8_t> data;
     for (const StreamPacket& packet : packets) {
-        if (packet.format == 3)
+        if (packet.format == 3) {
             data.insert(data.end(), packet.payload.begin(), packet.payload.end());
+        }
     }
     return data;
 }

@@ -198,8 +198,9 @@ TEST_F(GvcpCommands, WhatIsNoCommandIsDroppedAndCounted)
         bytes_of({0x42, 0x01, 0x00, 0x80, 0x00, 0x08, 0x00, 0x01, 0, 0}),  // shorter than it says
         bytes_of({0x00, 0x00, 0x00, 0x81, 0x00, 0x00, 0x00, 0x01}),        // an acknowledge
     };
-    for (const Bytes& datagram : garbage)
+    for (const Bytes& datagram : garbage) {
         EXPECT_TRUE(answers(datagram).empty());
+    }
     EXPECT_EQ(responder.statistics().malformed, garbage.size());
     EXPECT_EQ(responder.statistics().received, garbage.size());
     EXPECT_EQ(responder.statistics().executed, 0U);
@@ -228,10 +229,12 @@ TEST_F(GvcpCommands, BootstrapRegistersTellWhatTheDeviceCan)
     EXPECT_EQ(read(0x093C), 0U);
     EXPECT_EQ(read(0x0940), 1'000'000'000U);
     const std::uint32_t capability = read(0x0934);
-    for (const unsigned bit : {31, 30, 29, 28, 27, 22, 6, 5, 4, 3, 2, 1, 0})
+    for (const unsigned bit : {31, 30, 29, 28, 27, 22, 6, 5, 4, 3, 2, 1, 0}) {
         EXPECT_NE(capability & (1U << bit), 0U) << "bit " << bit;
-    for (const unsigned bit : {26, 25, 24, 23, 21, 19, 18, 17, 16})
+    }
+    for (const unsigned bit : {26, 25, 24, 23, 21, 19, 18, 17, 16}) {
         EXPECT_EQ(capability & (1U << bit), 0U) << "bit " << bit;
+    }
     const Bytes url = ask(read_memory(0x7000, 0x0200, 512));
     EXPECT_EQ(std::string(url.begin() + 12, url.begin() + 12 + 22), std::string("Local:a.zip;100000;20") + '\0');
 }

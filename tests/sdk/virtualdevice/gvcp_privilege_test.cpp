@@ -211,8 +211,9 @@ TEST_F(GvcpRetry, ARetryIsRememberedBesideOtherApplications)
     take_control();
     const Bytes request = write_register(0x1234, counted, 1);
     ask(request);
-    for (unsigned i = 1; i < 8; ++i)
+    for (unsigned i = 1; i < 8; ++i) {
         ask(read_register(i, scratch), {other.address, static_cast<std::uint16_t>(i)});
+    }
     ask(request);
     EXPECT_EQ(executions, 1);
 }

@@ -15,8 +15,9 @@ TEST_F(GvcpRandom, GarbageNeverStopsTheDevice)
     constexpr unsigned rounds = 20000;
     for (unsigned i = 0; i < rounds; ++i) {
         Bytes datagram(below(600));
-        for (auto& byte : datagram)
+        for (auto& byte : datagram) {
             byte = static_cast<std::uint8_t>(random());
+        }
         // most get a plausible header, or hardly any would come past the first check
         if (datagram.size() >= 8 && below(10) != 0) {
             static constexpr std::array codes = {0x02, 0x04, 0x40, 0x80, 0x82, 0x84, 0x86, 0xC0, 0x89};

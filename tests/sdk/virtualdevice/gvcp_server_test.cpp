@@ -114,8 +114,9 @@ TEST(GvcpServer, TakesControlAwayFromASilentApplication)
     ASSERT_TRUE(host.receive());
     clock.advance(std::chrono::seconds(4));
     const auto end = net::Clock::steady().now() + std::chrono::seconds(10);
-    while (device.responder.statistics().heartbeat_expired == 0 && net::Clock::steady().now() < end)
+    while (device.responder.statistics().heartbeat_expired == 0 && net::Clock::steady().now() < end) {
         std::this_thread::yield();
+    }
     EXPECT_EQ(device.responder.statistics().heartbeat_expired, 1U);
 }
 

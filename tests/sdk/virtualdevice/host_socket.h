@@ -39,8 +39,9 @@ public:
     {
         std::vector<std::uint8_t> buffer(65536);
         const auto received = socket_.receive(buffer, timeout);
-        if (!received)
+        if (!received) {
             return std::nullopt;
+        }
         buffer.resize(received->size);
         return Answer{std::move(buffer), received->source};
     }
@@ -53,8 +54,9 @@ public:
         while (true) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - net::Clock::steady().now());
             auto answer = receive(std::max(left, std::chrono::milliseconds(0)));
-            if (!answer || answer->source.address == *net::Ipv4Address::parse(address))
+            if (!answer || answer->source.address == *net::Ipv4Address::parse(address)) {
                 return answer;
+            }
         }
     }
 

@@ -30,8 +30,9 @@ protected:
     virtual_device::MessageStatistics after(std::uint64_t events)
     {
         const auto end = net::Clock::steady().now() + 10s;
-        while (channel.statistics().sent < events && net::Clock::steady().now() < end)
+        while (channel.statistics().sent < events && net::Clock::steady().now() < end) {
             std::this_thread::yield();
+        }
         EXPECT_EQ(channel.statistics().sent, events);
         return channel.statistics();
     }
@@ -144,8 +145,9 @@ TEST_F(MessageChannel, DropsWhatNobodyWantsAndWhatIsTooMuch)
     open(10s, 0);
     channel.post(event(0x9001));
     ASSERT_TRUE(host.receive()) << "under way, and waiting for its acknowledge";
-    for (int i = 0; i < 400; ++i)
+    for (int i = 0; i < 400; ++i) {
         channel.post(event(0x9001));
+    }
     EXPECT_EQ(channel.statistics().dropped, 1U + 400 - 256);
     channel.configure({});
     EXPECT_EQ(after(1).abandoned, 1U) << "closing ends the wait";

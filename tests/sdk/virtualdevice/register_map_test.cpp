@@ -60,8 +60,9 @@ TEST(RegisterMap, AcceptMayCorrectAndRefuse)
 {
     RegisterMap map;
     map.add_register(0, Access::read_write, 0, {.refresh = {}, .accept = [](std::uint32_t& value) {
-                                                    if (value == 13)
+                                                    if (value == 13) {
                                                         return Status::invalid_parameter;
+                                                    }
                                                     value &= 0xFF;
                                                     return Status::success;
                                                 }});

@@ -20,8 +20,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 inline void append(Bytes& bytes, std::initializer_list<unsigned> values)
 {
-    for (const unsigned value : values)
+    for (const unsigned value : values) {
         bytes.push_back(static_cast<std::uint8_t>(value));
+    }
 }
 
 inline Bytes bytes_of(std::initializer_list<unsigned> values)
@@ -39,8 +40,9 @@ inline Bytes be32(std::uint32_t value)
 inline Bytes joined(std::initializer_list<Bytes> parts)
 {
     Bytes all;
-    for (const Bytes& part : parts)
+    for (const Bytes& part : parts) {
         all.insert(all.end(), part.begin(), part.end());
+    }
     return all;
 }
 
@@ -168,8 +170,9 @@ protected:
                                                        }});
         virtual_device::Region region;
         region.address = table;
-        for (unsigned i = 0; i < 1024; ++i)
+        for (unsigned i = 0; i < 1024; ++i) {
             region.bytes.push_back(static_cast<std::uint8_t>(i));
+        }
         map.add(std::move(region));
     }
 

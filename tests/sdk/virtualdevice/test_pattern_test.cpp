@@ -65,14 +65,16 @@ TEST(TestPatternCard, MovesWithTheBlockIdAndComesBack)
     const auto same = [](std::uint64_t a, std::uint64_t b) {
         for (std::uint32_t y = 390; y < 450; ++y) {
             for (std::uint32_t x = 0; x < 640; ++x) {
-                if (test_pattern::scene(Pattern::card, a, x, y) != test_pattern::scene(Pattern::card, b, x, y))
+                if (test_pattern::scene(Pattern::card, a, x, y) != test_pattern::scene(Pattern::card, b, x, y)) {
                     return false;
+                }
             }
         }
         return true;
     };
-    for (std::uint64_t id = 1; id < test_pattern::cycle; ++id)
+    for (std::uint64_t id = 1; id < test_pattern::cycle; ++id) {
         EXPECT_FALSE(same(id, id + 1)) << id;
+    }
     EXPECT_TRUE(same(3, 3 + test_pattern::cycle));
     EXPECT_TRUE(same(3, 3 + (std::uint64_t{1} << 40)));
 }
@@ -85,8 +87,9 @@ TEST(TestPatternScene, StaticPatternsDoNotMoveAndMovingOnesDo)
                             pattern == Pattern::grey_vertical_ramp_moving || pattern == Pattern::color_gradient_moving;
         bool differs = false;
         for (std::uint32_t y = 0; y < 480; y += 3) {
-            for (std::uint32_t x = 0; x < 640; x += 3)
+            for (std::uint32_t x = 0; x < 640; x += 3) {
                 differs |= test_pattern::scene(pattern, 1, x, y) != test_pattern::scene(pattern, 2, x, y);
+            }
         }
         EXPECT_EQ(differs, moving) << index;
     }
@@ -183,8 +186,9 @@ TEST(TestPatternRender, RgbAndBgrDifferOnlyInOrder)
     settings.pixel_format = 0x02180015;
     auto bgr = rendered(settings, 1);
     EXPECT_EQ((std::vector<std::uint8_t>{rgb[0], rgb[1], rgb[2]}), (std::vector<std::uint8_t>{255, 0, 0}));
-    for (std::size_t i = 0; i < bgr.size(); i += 3)
+    for (std::size_t i = 0; i < bgr.size(); i += 3) {
         std::swap(bgr[i], bgr[i + 2]);
+    }
     EXPECT_EQ(rgb, bgr);
 }
 
@@ -229,17 +233,20 @@ TEST(TestPatternRender, RegionReversalAndBinningShowTheRightPartOfTheScene)
             for (std::uint32_t x = 0; x < settings.width; ++x) {
                 std::uint32_t column = settings.offset_x + x;
                 std::uint32_t line = settings.offset_y + y;
-                if (settings.reverse_x)
+                if (settings.reverse_x) {
                     column = columns - 1 - column;
-                if (settings.reverse_y)
+                }
+                if (settings.reverse_y) {
                     line = lines - 1 - line;
+                }
                 unsigned sum[3] = {};
                 for (std::uint32_t j = 0; j < settings.binning_y; ++j) {
                     for (std::uint32_t i = 0; i < settings.binning_x; ++i) {
                         const Rgb16 value = test_pattern::scene(
                             settings.pattern, block_id, column * settings.binning_x + i, line * settings.binning_y + j);
-                        for (int c = 0; c < 3; ++c)
+                        for (int c = 0; c < 3; ++c) {
                             sum[c] += static_cast<unsigned>(component(value, c));
+                        }
                     }
                 }
                 const unsigned n = settings.binning_x * settings.binning_y;

@@ -113,8 +113,9 @@ TEST(Bootstrap, NamesStreamChannelsAndActionSignalsByTheirStride)
 
 TEST(Bootstrap, AddressesBetweenRegistersHaveNoName)
 {
-    for (const std::uint32_t address : {0x0001U, 0x0018U, 0x0918U, 0x0D01U, 0x0D0CU, 0x9808U, 0xA000U, 0xFFFFFFFFU})
+    for (const std::uint32_t address : {0x0001U, 0x0018U, 0x0918U, 0x0D01U, 0x0D0CU, 0x9808U, 0xA000U, 0xFFFFFFFFU}) {
         EXPECT_EQ(bootstrap::name_of(address), nullptr) << std::hex << address;
+    }
 }
 
 TEST(Bootstrap, CapabilityBitsAreSingleAndDistinct)

@@ -18,8 +18,9 @@ constexpr std::uint8_t digit(char c) { return static_cast<std::uint8_t>(c <= '9'
 inline Bytes bytes(std::string_view hex)
 {
     Bytes out;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
         out.push_back(static_cast<std::uint8_t>((digit(hex[i]) << 4) | digit(hex[i + 1])));
+    }
     return out;
 }
 

@@ -20,8 +20,9 @@ struct Decoded {
     {
         const auto decoded = decode_acknowledge(bytes);
         EXPECT_TRUE(decoded.has_value());
-        if (decoded)
+        if (decoded) {
             view = *decoded;
+        }
     }
     golden::Bytes bytes;
     AcknowledgeView view;
@@ -142,8 +143,9 @@ TEST(GvcpStatus, TravelsInTheFirstTwoBytes)
 TEST(GvcpStatus, EveryKnownCodeHasATextOfItsOwn)
 {
     std::set<std::string> texts;
-    for (std::uint32_t code = 0; code <= 0xFFFF; ++code)
+    for (std::uint32_t code = 0; code <= 0xFFFF; ++code) {
         texts.insert(text_of(static_cast<Status>(code)));
+    }
     EXPECT_EQ(texts.size(), 27U);  // 26 codes and the unknown ones
     EXPECT_TRUE(texts.contains("unknown status"));
     EXPECT_STREQ(text_of(Status::access_denied), "access denied");

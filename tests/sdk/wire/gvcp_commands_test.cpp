@@ -24,8 +24,9 @@ struct Decoded {
     {
         const auto decoded = decode_command(bytes);
         EXPECT_TRUE(decoded.has_value());
-        if (decoded)
+        if (decoded) {
             view = *decoded;
+        }
     }
     golden::Bytes bytes;
     CommandView view;

@@ -18,8 +18,9 @@ struct Decoded {
     {
         const auto decoded = decode_packet(bytes);
         EXPECT_TRUE(decoded.has_value());
-        if (decoded)
+        if (decoded) {
             packet = *decoded;
+        }
     }
     golden::Bytes bytes;
     Packet packet;

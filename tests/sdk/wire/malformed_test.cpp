@@ -30,8 +30,9 @@ struct Block {
 
 void expect_within(View part, View whole)
 {
-    if (part.empty())
+    if (part.empty()) {
         return;
+    }
     EXPECT_GE(part.data(), whole.data());
     EXPECT_LE(part.data() + part.size(), whole.data() + whole.size());
 }
@@ -41,8 +42,9 @@ unsigned sum = 0;
 /// Reads what a decoder handed out, so that a view beyond the block cannot go unnoticed.
 void touch(View view)
 {
-    for (const std::uint8_t byte : view)
+    for (const std::uint8_t byte : view) {
         sum += byte;
+    }
 }
 
 void check(View part, View whole)
@@ -62,8 +64,9 @@ void decode_everything(View input)
         EXPECT_NE(command->request_id, 0);
         std::ignore = wire::gvcp::decode_force_ip(command->payload);
         std::ignore = wire::gvcp::decode_read_memory(command->payload);
-        if (const auto write = wire::gvcp::decode_write_memory(command->payload))
+        if (const auto write = wire::gvcp::decode_write_memory(command->payload)) {
             check(write->data, bytes);
+        }
         if (const auto range = wire::gvcp::decode_packet_resend(*command)) {
             EXPECT_LE(range->first_packet, range->last_packet);
             EXPECT_NE(range->block_id, 0U);
@@ -77,8 +80,9 @@ void decode_everything(View input)
         check(acknowledge->payload, bytes);
         std::ignore = wire::gvcp::decode_pending(acknowledge->payload);
         std::ignore = wire::gvcp::decode_write_done(acknowledge->payload);
-        if (const auto memory = wire::gvcp::decode_read_memory_acknowledge(acknowledge->payload))
+        if (const auto memory = wire::gvcp::decode_read_memory_acknowledge(acknowledge->payload)) {
             check(memory->data, bytes);
+        }
         if (const auto device = wire::gvcp::decode_discovery_acknowledge(acknowledge->payload)) {
             EXPECT_LE(device->manufacturer_info.size(), 48U);
             EXPECT_LE(device->user_defined_name.size(), 16U);
@@ -87,8 +91,9 @@ void decode_everything(View input)
     if (const auto packet = wire::gvsp::decode_packet(bytes)) {
         check(packet->payload, bytes);
         EXPECT_NE(packet->header.block_id, 0U);
-        if (const auto leader = wire::gvsp::decode_leader(packet->payload))
+        if (const auto leader = wire::gvsp::decode_leader(packet->payload)) {
             check(leader->file_name, bytes);
+        }
         std::ignore = wire::gvsp::decode_trailer(packet->payload);
     }
 }
@@ -112,10 +117,12 @@ TEST(Malformed, PacketCutBeforeItsFixedFieldsEndIsRejected)
 {
     const auto reject_cuts = [](const golden::Bytes& whole, std::size_t header, auto decode) {
         EXPECT_TRUE(decode(View(whole).subspan(header)));
-        for (std::size_t size = header; size < whole.size(); ++size)
+        for (std::size_t size = header; size < whole.size(); ++size) {
             EXPECT_FALSE(decode(View(whole).first(size).subspan(header))) << size;
-        for (std::size_t size = 0; size < header; ++size)
+        }
+        for (std::size_t size = 0; size < header; ++size) {
             EXPECT_FALSE(wire::gvsp::decode_packet(View(whole).first(size))) << size;
+        }
     };
     const auto leader = [](View payload) { return wire::gvsp::decode_leader(payload).has_value(); };
     const auto trailer = [](View payload) { return wire::gvsp::decode_trailer(payload).has_value(); };
@@ -158,8 +165,9 @@ TEST(Malformed, CommandPayloadsOfTheWrongSizeAreRejected)
 TEST(Malformed, LyingLengthIsCaughtUpwardsAndObeyedDownwards)
 {
     for (const golden::Message& message : golden::all()) {
-        if (&message - golden::all().data() >= 24)
+        if (&message - golden::all().data() >= 24) {
             break;
+        }
         const std::size_t truth = message.bytes.size() - 8;
         for (const std::size_t lie : {truth + 1, truth + 4, std::size_t{0x7FFF}, std::size_t{0xFFFF}}) {
             golden::Bytes bytes = message.bytes;
@@ -182,8 +190,9 @@ TEST(Malformed, LyingLengthIsCaughtUpwardsAndObeyedDownwards)
 
 std::uint64_t seed_of_this_run()
 {
-    if (const char* given = std::getenv("VEX_TEST_SEED"))
+    if (const char* given = std::getenv("VEX_TEST_SEED")) {
         return std::strtoull(given, nullptr, 0);
+    }
     return std::random_device{}();
 }
 
@@ -198,8 +207,9 @@ TEST(Malformed, RandomDamageNeverLeavesTheMessage)
         const auto& messages = golden::all();
         golden::Bytes bytes = messages[random() % messages.size()].bytes;
         const std::uint64_t changes = 1 + random() % 8;
-        for (std::uint64_t i = 0; i < changes; ++i)
+        for (std::uint64_t i = 0; i < changes; ++i) {
             bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random());
+        }
         bytes.resize(random() % (bytes.size() + 8));
         decode_everything(bytes);
     }
@@ -216,8 +226,9 @@ TEST(Malformed, RandomBytesNeverLeaveTheMessage)
         golden::Bytes bytes(random() % 600);
         std::ranges::generate(bytes, [&random] { return static_cast<std::uint8_t>(random()); });
         // half of them get past the key
-        if (!bytes.empty() && round % 2 == 0)
+        if (!bytes.empty() && round % 2 == 0) {
             bytes[0] = 0x42;
+        }
         decode_everything(bytes);
     }
 }
