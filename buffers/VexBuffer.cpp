@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 
+using namespace vex;
+
 namespace {
 
 PvPayloadType to_sdk(VexPayloadType type) noexcept { return static_cast<PvPayloadType>(type); }

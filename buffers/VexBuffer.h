@@ -7,7 +7,7 @@
 #include "server/wrapper.h"
 
 /// Owns its SDK buffer until a stream, pipeline or transmitter shows one of theirs through it.
-class CVexBuffer : public server::Wrapper<CVexBuffer>, public server::SdkObject<PvBuffer> {
+class CVexBuffer : public vex::server::Wrapper<CVexBuffer>, public vex::server::SdkObject<PvBuffer> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;
@@ -42,6 +42,6 @@ private:
     /// Before the buffer's own memory goes: a client that still holds a view finds nothing behind it.
     void forget_views() noexcept;
 
-    server::Ref<CVexImage> image_;
-    server::Ref<CVexRawData> raw_data_;
+    vex::server::Ref<CVexImage> image_;
+    vex::server::Ref<CVexRawData> raw_data_;
 };

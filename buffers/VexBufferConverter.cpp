@@ -5,6 +5,8 @@
 #include "buffers/VexBuffer.h"
 #include "buffers/VexFilterRGB.h"
 
+using namespace vex;
+
 HRESULT CVexBufferConverter::final_construct()
 {
     own_new(threads_);

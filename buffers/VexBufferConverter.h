@@ -5,7 +5,8 @@
 #include "server/wrapper.h"
 
 /// Owns its SDK converter until a writer or window shows its own through it.
-class CVexBufferConverter : public server::Wrapper<CVexBufferConverter>, public server::SdkObject<PvBufferConverter> {
+class CVexBufferConverter : public vex::server::Wrapper<CVexBufferConverter>,
+                            public vex::server::SdkObject<PvBufferConverter> {
 public:
     HRESULT final_construct();
 

@@ -2,6 +2,8 @@
 
 #include "buffers/VexBuffer.h"
 
+using namespace vex;
+
 HRESULT CVexBufferWriter::final_construct()
 {
     own_new();

@@ -6,7 +6,7 @@
 #include "server/wrapper.h"
 
 /// Owns the SDK writer.
-class CVexBufferWriter : public server::Wrapper<CVexBufferWriter>, public server::SdkObject<PvBufferWriter> {
+class CVexBufferWriter : public vex::server::Wrapper<CVexBufferWriter>, public vex::server::SdkObject<PvBufferWriter> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;
@@ -16,5 +16,5 @@ public:
                                     IVexResult** result) noexcept override;
 
 private:
-    server::Ref<CVexBufferConverter> converter_;
+    vex::server::Ref<CVexBufferConverter> converter_;
 };

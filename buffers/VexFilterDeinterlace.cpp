@@ -1,5 +1,7 @@
 #include "buffers/VexFilterDeinterlace.h"
 
+using namespace vex;
+
 HRESULT CVexFilterDeinterlace::final_construct()
 {
     own_new();

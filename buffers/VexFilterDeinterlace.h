@@ -6,7 +6,7 @@
 
 /// Owns the SDK filter.
 class CVexFilterDeinterlace : public FilterMembers<CVexFilterDeinterlace>,
-                              public server::SdkObject<PvFilterDeinterlace> {
+                              public vex::server::SdkObject<PvFilterDeinterlace> {
 public:
     HRESULT final_construct();
 

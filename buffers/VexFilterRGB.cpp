@@ -1,5 +1,7 @@
 #include "buffers/VexFilterRGB.h"
 
+using namespace vex;
+
 HRESULT CVexFilterRGB::final_construct()
 {
     own_new();

@@ -5,7 +5,7 @@
 #include "sdk/convert/PvFilterRGB.h"
 
 /// Owns the SDK filter.
-class CVexFilterRGB : public FilterMembers<CVexFilterRGB>, public server::SdkObject<PvFilterRGB> {
+class CVexFilterRGB : public FilterMembers<CVexFilterRGB>, public vex::server::SdkObject<PvFilterRGB> {
 public:
     HRESULT final_construct();
 

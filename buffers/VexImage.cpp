@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+using namespace vex;
+
 namespace {
 
 PvPixelType to_sdk(VexPixelType type) noexcept { return static_cast<PvPixelType>(type); }

@@ -5,7 +5,7 @@
 #include "server/wrapper.h"
 
 /// A view: the SDK object belongs to the buffer.
-class CVexImage : public server::Wrapper<CVexImage>, public server::SdkObject<PvImage> {
+class CVexImage : public vex::server::Wrapper<CVexImage>, public vex::server::SdkObject<PvImage> {
 public:
     /// The pixel bytes as a two-dimensional array, a line of PaddingX + OffsetX + Width bytes by as many lines as hold
     /// them. The line length is exact for formats of 8 bits only.

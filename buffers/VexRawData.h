@@ -5,7 +5,7 @@
 #include "server/wrapper.h"
 
 /// A view: the SDK object belongs to the buffer.
-class CVexRawData : public server::Wrapper<CVexRawData>, public server::SdkObject<PvRawData> {
+class CVexRawData : public vex::server::Wrapper<CVexRawData>, public vex::server::SdkObject<PvRawData> {
 public:
     HRESULT STDMETHODCALLTYPE get_PayloadLength(UINT64* pVal) noexcept override;
 };

@@ -7,16 +7,17 @@
 
 /// Implements IVexFilter for filter class T, whose SDK object is a PvFilter.
 template <class T>
-class FilterMembers : public server::Wrapper<T> {
+class FilterMembers : public vex::server::Wrapper<T> {
 public:
     HRESULT STDMETHODCALLTYPE Apply(IVexBuffer* aBuffer, IVexResult** out) noexcept override
     {
-        return this->result(out, [&](PvFilter& filter) { return filter.Apply(&server::sdk_of<CVexBuffer>(aBuffer)); });
+        return this->result(out,
+                            [&](PvFilter& filter) { return filter.Apply(&vex::server::sdk_of<CVexBuffer>(aBuffer)); });
     }
     HRESULT STDMETHODCALLTYPE ApplyFilter(IVexBuffer* aIn, IVexBuffer* aOut, IVexResult** out) noexcept override
     {
         return this->result(out, [&](PvFilter& filter) {
-            return filter.Apply(&server::sdk_of<CVexBuffer>(aIn), &server::sdk_of<CVexBuffer>(aOut));
+            return filter.Apply(&vex::server::sdk_of<CVexBuffer>(aIn), &vex::server::sdk_of<CVexBuffer>(aOut));
         });
     }
 };

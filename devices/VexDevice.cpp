@@ -4,6 +4,8 @@
 
 #include "devices/VexDeviceInfo.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr DISPID on_cmd_link_read = 1;

@@ -8,7 +8,9 @@
 
 /// Owns the SDK device and is its event sink. Each notification that concerns a device shows clients a new wrapper that
 /// borrows the SDK device, and leaves that wrapper alive, so that a client may keep it without a reference of its own.
-class CVexDevice : public server::Wrapper<CVexDevice>, public PvDeviceEventSink, public server::SdkObject<PvDevice> {
+class CVexDevice : public vex::server::Wrapper<CVexDevice>,
+                   public PvDeviceEventSink,
+                   public vex::server::SdkObject<PvDevice> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;
@@ -67,8 +69,8 @@ private:
     void notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(Parameters...),
                 Arguments... arguments) noexcept;
 
-    server::Ref<CVexGenParameterArray> parameters_;
-    server::Ref<CVexGenParameterArray> link_;
+    vex::server::Ref<CVexGenParameterArray> parameters_;
+    vex::server::Ref<CVexGenParameterArray> link_;
     bool register_on_attach_ = true;
     IVexDeviceEventSink* client_sink_ = nullptr;  // no reference: the client unregisters before it goes away
 };

@@ -2,6 +2,8 @@
 
 #include "devices/VexInterface.h"
 
+using namespace vex;
+
 // here, where the child's class is complete
 CVexDeviceInfo::CVexDeviceInfo() = default;
 CVexDeviceInfo::~CVexDeviceInfo() = default;

@@ -7,7 +7,7 @@
 class CVexInterface;
 
 /// A view: the SDK's device information belongs to the system and is valid as long as that.
-class CVexDeviceInfo : public server::Wrapper<CVexDeviceInfo>, public server::SdkObject<PvDeviceInfo> {
+class CVexDeviceInfo : public vex::server::Wrapper<CVexDeviceInfo>, public vex::server::SdkObject<PvDeviceInfo> {
 public:
     CVexDeviceInfo();
     ~CVexDeviceInfo();
@@ -33,5 +33,5 @@ public:
     HRESULT STDMETHODCALLTYPE get_DeviceClass(VexDeviceType* pVal) noexcept override;
 
 private:
-    server::Ref<CVexInterface> interface_;
+    vex::server::Ref<CVexInterface> interface_;
 };

@@ -2,6 +2,8 @@
 
 #include "devices/VexDeviceInfo.h"
 
+using namespace vex;
+
 // here, where the child's class is complete
 CVexInterface::CVexInterface() = default;
 CVexInterface::~CVexInterface() = default;

@@ -7,7 +7,7 @@
 class CVexDeviceInfo;
 
 /// A view: the SDK interface belongs to the system and is valid as long as that.
-class CVexInterface : public server::Wrapper<CVexInterface>, public server::SdkObject<PvInterface> {
+class CVexInterface : public vex::server::Wrapper<CVexInterface>, public vex::server::SdkObject<PvInterface> {
 public:
     CVexInterface();
     ~CVexInterface();
@@ -24,5 +24,5 @@ public:
     HRESULT STDMETHODCALLTYPE GetDeviceInfo(unsigned int aIndex, IVexDeviceInfo** result) noexcept override;
 
 private:
-    server::Ref<CVexDeviceInfo> device_;  // made on first use, then handed out again and again
+    vex::server::Ref<CVexDeviceInfo> device_;  // made on first use, then handed out again and again
 };

@@ -1,5 +1,7 @@
 #include "devices/VexSystem.h"
 
+using namespace vex;
+
 namespace {
 constexpr DISPID on_device_found = 1;
 }

@@ -8,7 +8,9 @@
 #include "server/wrapper.h"
 
 /// Owns the SDK system and is its event sink.
-class CVexSystem : public server::Wrapper<CVexSystem>, public PvSystemEventSink, public server::SdkObject<PvSystem> {
+class CVexSystem : public vex::server::Wrapper<CVexSystem>,
+                   public PvSystemEventSink,
+                   public vex::server::SdkObject<PvSystem> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;
@@ -27,8 +29,8 @@ public:
     void OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore) override;
 
 private:
-    server::Ref<CVexInterface> looked_up_;        // what GetInterface hands out
-    server::Ref<CVexInterface> event_interface_;  // what events show, re-pointed by each
-    server::Ref<CVexDeviceInfo> event_device_;
+    vex::server::Ref<CVexInterface> looked_up_;        // what GetInterface hands out
+    vex::server::Ref<CVexInterface> event_interface_;  // what events show, re-pointed by each
+    vex::server::Ref<CVexDeviceInfo> event_device_;
     IVexSystemEventSink* client_sink_ = nullptr;  // no reference: the client unregisters before it goes away
 };

@@ -1,5 +1,7 @@
 #include "genicam/VexGenBoolean.h"
 
+using namespace vex;
+
 HRESULT CVexGenBoolean::get_Value(VARIANT_BOOL* pVal) noexcept { return get(pVal, &PvGenBoolean::GetValue); }
 
 HRESULT CVexGenBoolean::put_Value(VARIANT_BOOL pVal) noexcept

@@ -6,7 +6,7 @@
 #include "server/wrapper.h"
 
 /// A view: the category belongs to the parameter array.
-class CVexGenCategory : public server::Wrapper<CVexGenCategory>, public LivingView<PvGenCategory> {
+class CVexGenCategory : public vex::server::Wrapper<CVexGenCategory>, public LivingView<PvGenCategory> {
 public:
     HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_DisplayName(BSTR* pVal) noexcept override;

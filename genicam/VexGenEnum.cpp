@@ -1,5 +1,7 @@
 #include "genicam/VexGenEnum.h"
 
+using namespace vex;
+
 HRESULT CVexGenEnum::final_construct()
 {
     if (const HRESULT created = server::create_object(entry_); FAILED(created)) {

@@ -26,5 +26,5 @@ private:
     template <class Find>
     HRESULT look_up(IVexGenEnumEntry** aEntry, IVexResult** out, Find&& find) noexcept;
 
-    server::Ref<CVexGenEnumEntry> entry_;
+    vex::server::Ref<CVexGenEnumEntry> entry_;
 };

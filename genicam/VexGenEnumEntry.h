@@ -6,7 +6,7 @@
 #include "server/wrapper.h"
 
 /// A view: the enumeration's one entry object, pointed at the entry that was looked up last.
-class CVexGenEnumEntry : public server::Wrapper<CVexGenEnumEntry>, public LivingView<const PvGenEnumEntry> {
+class CVexGenEnumEntry : public vex::server::Wrapper<CVexGenEnumEntry>, public LivingView<const PvGenEnumEntry> {
 public:
     HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;

@@ -1,5 +1,7 @@
 #include "genicam/VexGenParameter.h"
 
+using namespace vex;
+
 void CVexGenParameter::final_release() noexcept
 {
     // a client may keep a list for longer than the parameter that fills it

@@ -11,7 +11,7 @@
 /// A view of an SDK parameter.
 ///
 /// Thread safety: as Wrapper; the client's sink may be read from the SDK's threads while a client changes it.
-class CVexGenParameter : public server::Wrapper<CVexGenParameter>, public LivingView<PvGenParameter> {
+class CVexGenParameter : public vex::server::Wrapper<CVexGenParameter>, public LivingView<PvGenParameter> {
 public:
     void final_release() noexcept;
 
@@ -48,7 +48,7 @@ private:
     /// A list that the SDK fills, and the one object that shows it.
     struct ShownList {
         PvGenParameterList items;
-        server::Ref<CVexGenParameterList> object;
+        vex::server::Ref<CVexGenParameterList> object;
     };
 
     HRESULT show(IVexGenParameterList** out, ShownList& list,

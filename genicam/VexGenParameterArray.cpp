@@ -8,6 +8,8 @@
 #include "genicam/VexGenRegister.h"
 #include "genicam/VexGenString.h"
 
+using namespace vex;
+
 using server::from_bstr;
 using server::guarded;
 using server::not_null;

@@ -14,8 +14,8 @@
 /// Switchable, though parents only ever lend it an array. It keeps every parameter and category object that it has
 /// handed out: parameters asked for by name and by index are different objects. Attaching another array keeps the
 /// objects; each is pointed at the new array's parameter, or replaced, when it is asked for again.
-class CVexGenParameterArray : public server::Wrapper<CVexGenParameterArray>,
-                              public server::SdkObject<PvGenParameterArray> {
+class CVexGenParameterArray : public vex::server::Wrapper<CVexGenParameterArray>,
+                              public vex::server::SdkObject<PvGenParameterArray> {
 public:
     void final_release() noexcept;
 
@@ -60,12 +60,12 @@ private:
 
     /// The cached object of a category that the array has.
     template <class Key>
-    HRESULT category(std::map<Key, server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
+    HRESULT category(std::map<Key, vex::server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
                      IVexGenCategory** out);
 
     std::weak_ptr<const void> lifetime_;  // of a borrowed array
     ParameterCache<std::wstring> parameters_by_name_;
     ParameterCache<std::uint32_t> parameters_by_index_;
-    std::map<std::wstring, server::Ref<CVexGenCategory>> categories_by_name_;
-    std::map<std::uint32_t, server::Ref<CVexGenCategory>> categories_by_index_;
+    std::map<std::wstring, vex::server::Ref<CVexGenCategory>> categories_by_name_;
+    std::map<std::uint32_t, vex::server::Ref<CVexGenCategory>> categories_by_index_;
 };

@@ -4,6 +4,8 @@
 
 #include "genicam/parameter_kinds.h"
 
+using namespace vex;
+
 HRESULT CVexGenParameterList::final_construct()
 {
     own_new<PvGenParameterList>();

@@ -11,8 +11,8 @@
 
 /// Starts with an empty list of its own; a parameter points it at its list instead. Entries whose parameter has gone
 /// are null.
-class CVexGenParameterList : public server::Wrapper<CVexGenParameterList>,
-                             public server::SdkObject<PvGenParameterList> {
+class CVexGenParameterList : public vex::server::Wrapper<CVexGenParameterList>,
+                             public vex::server::SdkObject<PvGenParameterList> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <vector>
 
+using namespace vex;
+
 namespace {
 
 /// A client's array as the memory of a transfer. The transfer is as long as the array's upper bound says, plus one; an

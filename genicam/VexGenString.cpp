@@ -1,5 +1,7 @@
 #include "genicam/VexGenString.h"
 
+using namespace vex;
+
 HRESULT CVexGenString::get_Value(BSTR* pVal) noexcept { return get(pVal, &PvGenString::GetValue); }
 
 HRESULT CVexGenString::put_Value(BSTR pVal) noexcept

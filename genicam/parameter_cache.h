@@ -19,13 +19,13 @@ public:
         if (parameter == nullptr) {
             return S_OK;
         }
-        server::Ref<IVexGenParameter>& cached = objects_[key];
+        vex::server::Ref<IVexGenParameter>& cached = objects_[key];
         if (!rebind_parameter(cached.get(), parameter)) {
             if (const HRESULT made = make_parameter(parameter, cached); FAILED(made)) {
                 return made;
             }
         }
-        *out = server::Ref(cached).detach();
+        *out = vex::server::Ref(cached).detach();
         return S_OK;
     }
 
@@ -33,5 +33,5 @@ public:
     void clear() noexcept { std::exchange(objects_, {}).clear(); }
 
 private:
-    std::map<Key, server::Ref<IVexGenParameter>, std::less<>> objects_;
+    std::map<Key, vex::server::Ref<IVexGenParameter>, std::less<>> objects_;
 };

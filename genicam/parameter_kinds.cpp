@@ -8,6 +8,8 @@
 #include "genicam/VexGenRegister.h"
 #include "genicam/VexGenString.h"
 
+using namespace vex;
+
 namespace {
 
 /// Calls visit.operator()<Kind>() for each kind, in the order in which they are tested, until one answers true.

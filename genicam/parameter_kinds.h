@@ -7,7 +7,7 @@
 
 /// Makes a parameter object for an SDK parameter, attached to it and listening to its changes. Null, and S_OK, for a
 /// null parameter and for one of none of the seven kinds.
-HRESULT make_parameter(PvGenParameter* parameter, server::Ref<IVexGenParameter>& object) noexcept;
+HRESULT make_parameter(PvGenParameter* parameter, vex::server::Ref<IVexGenParameter>& object) noexcept;
 
 /// Points a parameter object of this library at another SDK parameter of the same kind. False, and nothing is changed,
 /// when the kinds differ or either is null.

@@ -7,7 +7,7 @@
 template <class Base>
 class ParameterMembers : public Base {
 public:
-    using DefaultInterface = server::DefaultInterfaceOf<Base>;
+    using DefaultInterface = vex::server::DefaultInterfaceOf<Base>;
 
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept final { return base_object_->get_Name(pVal); }
     HRESULT STDMETHODCALLTYPE get_Type(VexGenType* pVal) noexcept final { return base_object_->get_Type(pVal); }
@@ -93,9 +93,9 @@ protected:
     ~ParameterMembers() = default;
 
     /// Part of the object's final construction.
-    HRESULT make_base_object() noexcept { return server::create_object(base_object_); }
+    HRESULT make_base_object() noexcept { return vex::server::create_object(base_object_); }
     [[nodiscard]] CVexGenParameter& base_object() noexcept { return *base_object_; }
 
 private:
-    server::Ref<CVexGenParameter> base_object_;
+    vex::server::Ref<CVexGenParameter> base_object_;
 };

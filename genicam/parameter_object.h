@@ -13,9 +13,10 @@
 ///
 /// Thread safety: as Wrapper. Change events are fired on the SDK's thread.
 template <class T, class Sdk>
-class ParameterObject : public server::Wrapper<T, ParameterMembers<typename server::ClassFacts<T>::Interface>>,
-                        public LivingView<Sdk>,
-                        private ParameterListener {
+class ParameterObject
+    : public vex::server::Wrapper<T, ParameterMembers<typename vex::server::ClassFacts<T>::Interface>>,
+      public LivingView<Sdk>,
+      private ParameterListener {
 public:
     HRESULT final_construct() { return this->make_base_object(); }
     void final_release() noexcept
@@ -72,8 +73,8 @@ private:
         }
         T* shown = nullptr;
         if (parameter != nullptr) {
-            server::Ref<T> fresh;
-            if (FAILED(server::create_object(fresh))) {
+            vex::server::Ref<T> fresh;
+            if (FAILED(vex::server::create_object(fresh))) {
                 return;
             }
             fresh->registration_pending_ = false;

@@ -1,5 +1,7 @@
 #include "server/VexResult.h"
 
+using namespace vex;
+
 HRESULT CVexResult::get_Code(VexResultCode* pVal) noexcept
 {
     return value(pVal, [](PvResult& result) { return result.GetCode(); });
@@ -41,7 +43,7 @@ HRESULT CVexResult::get_IsSuccess(VARIANT_BOOL* pVal) noexcept
     return value(pVal, [](PvResult& result) { return result.IsSuccess(); });
 }
 
-namespace server {
+namespace vex::server {
 
 HRESULT CreateResultObject(PvResult result, IVexResult** object) noexcept
 {
@@ -57,4 +59,4 @@ HRESULT CreateResultObject(PvResult result, IVexResult** object) noexcept
     return created;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -5,7 +5,7 @@
 #include "server/wrapper.h"
 
 /// Holds a copy of an SDK outcome, independent of the object that produced it.
-class CVexResult : public server::Wrapper<CVexResult> {
+class CVexResult : public vex::server::Wrapper<CVexResult> {
 public:
     [[nodiscard]] PvResult* sdk() noexcept { return &result_; }
 

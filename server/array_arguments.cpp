@@ -9,7 +9,7 @@
 #include "server/ref.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -215,4 +215,4 @@ void fill_elements(SAFEARRAY* array, VARIANT& elements) noexcept
     }
 }
 
-}  // namespace server
+}  // namespace vex::server

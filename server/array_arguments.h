@@ -4,7 +4,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// A new array of `type` with the dimensions and bounds of `elements`, which is an array (or a reference to one) of
 /// elements that convert, or an array-like object where bytes are wanted. No array for an array that was never
@@ -15,4 +15,4 @@ HRESULT elements_to_array(VARIANT& elements, VARTYPE type, SAFEARRAY** array) no
 /// Writes an array back into the elements it came from; as many as both have.
 void fill_elements(SAFEARRAY* array, VARIANT& elements) noexcept;
 
-}  // namespace server
+}  // namespace vex::server

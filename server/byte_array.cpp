@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -95,4 +95,4 @@ ArrayLock::~ArrayLock()
     }
 }
 
-}  // namespace server
+}  // namespace vex::server

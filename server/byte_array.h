@@ -5,7 +5,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// Makes a new array of `size` bytes copied from `data`, owned by the caller. Null data gives a null array.
 /// E_POINTER for a null `out`, E_OUTOFMEMORY when the array cannot be made; a failed lock's own HRESULT.
@@ -39,4 +39,4 @@ private:
     HRESULT status_;
 };
 
-}  // namespace server
+}  // namespace vex::server

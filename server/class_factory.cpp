@@ -1,6 +1,6 @@
 #include "server/class_factory.h"
 
-namespace server {
+namespace vex::server {
 
 HRESULT ClassFactory::QueryInterface(REFIID iid, void** object) noexcept
 {
@@ -42,4 +42,4 @@ HRESULT ClassFactory::LockServer(BOOL lock) noexcept
     return S_OK;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -4,7 +4,7 @@
 #include "server/module.h"
 #include "server/object.h"
 
-namespace server {
+namespace vex::server {
 
 /// One per class, kept in the class table. Its own references do not keep the DLL loaded; LockServer does.
 class ClassFactory final : public IClassFactory {
@@ -26,4 +26,4 @@ private:
     ReferenceCount references_;
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -1,7 +1,7 @@
 // What the frame knows about a class: its row of the class table, as a type.
 #pragma once
 
-namespace server {
+namespace vex::server {
 
 /// Specialised for each class from server/classes.txt: Interface (the default dual interface), Events (the source
 /// interface or void), clsid, name and prog_id (the versioned program identifier).
@@ -15,4 +15,4 @@ struct InterfaceBase {
     using Type = void;
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -5,9 +5,9 @@
 
 #include "server/module.h"
 
-namespace server {
+namespace vex::server {
 
 /// The classes of this DLL. The same entries on every call.
 [[nodiscard]] std::span<ClassEntry> class_table() noexcept;
 
-}  // namespace server
+}  // namespace vex::server

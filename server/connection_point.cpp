@@ -7,7 +7,7 @@
 #include "server/object.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -300,4 +300,4 @@ HRESULT enumerate_connection_points(IConnectionPoint* point, IEnumConnectionPoin
     });
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -8,7 +8,7 @@
 #include "server/lock.h"
 #include "server/ref.h"
 
-namespace server {
+namespace vex::server {
 
 /// Fills one argument of an event; the VARIANT is empty before and is cleared after each sink's call.
 void set_argument(VARIANT& argument, IDispatch* object) noexcept;     // VT_DISPATCH with a reference; null stays null
@@ -131,4 +131,4 @@ HRESULT EventSource<Events>::FindConnectionPoint(REFIID iid, IConnectionPoint** 
     return S_OK;
 }
 
-}  // namespace server
+}  // namespace vex::server

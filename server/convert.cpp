@@ -1,6 +1,6 @@
 #include "server/convert.h"
 
-namespace server {
+namespace vex::server {
 
 BSTR to_bstr(const PvString& text) noexcept
 {
@@ -27,4 +27,4 @@ BSTR to_bstr(const PvString& text) noexcept
     }
 }
 
-}  // namespace server
+}  // namespace vex::server

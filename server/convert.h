@@ -8,7 +8,7 @@
 #include "server/com.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 /// A VARIANT_BOOL is 1 for true, not VARIANT_TRUE: clients were built on it.
 [[nodiscard]] constexpr VARIANT_BOOL to_variant_bool(bool value) noexcept { return value ? 1 : 0; }
@@ -49,4 +49,4 @@ void store(To* out, From value)
     *not_null(out) = static_cast<To>(value);
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -5,7 +5,7 @@
 #include "server/type_info.h"
 #include "server/type_library.h"
 
-namespace server {
+namespace vex::server {
 
 namespace detail {
 
@@ -64,4 +64,4 @@ protected:
     ~Dispatch() = default;
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -4,7 +4,7 @@
 #include "server/convert.h"
 #include "server/ref.h"
 
-namespace server {
+namespace vex::server {
 
 HRESULT raise_error(std::string_view description, const IID& iid, const CLSID& clsid, const wchar_t* prog_id) noexcept
 {
@@ -36,4 +36,4 @@ HRESULT raise_error(std::string_view description, const IID& iid, const CLSID& c
     return DISP_E_EXCEPTION;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -4,6 +4,8 @@
 #include "server/module.h"
 #include "server/registration.h"
 
+using namespace vex;
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_is_ending)
 {
     if (reason == DLL_PROCESS_ATTACH) {

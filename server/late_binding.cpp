@@ -5,7 +5,7 @@
 
 #include "server/array_arguments.h"
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -219,4 +219,4 @@ HRESULT invoke(const TypeInfo& info, void* object, DISPID id, WORD flags, DISPPA
     return info.get()->Invoke(object, id, flags, parameters, result, exception, bad_argument);
 }
 
-}  // namespace server
+}  // namespace vex::server

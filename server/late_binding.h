@@ -8,7 +8,7 @@
 #include "server/com.h"
 #include "server/type_info.h"
 
-namespace server {
+namespace vex::server {
 
 /// IDispatch::Invoke on `object`, the interface that `info` describes. Temporaries are copied back to the caller's
 /// variables when the member succeeded. An argument that cannot be converted is reported as IDispatch defines
@@ -16,4 +16,4 @@ namespace server {
 HRESULT invoke(const TypeInfo& info, void* object, DISPID id, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                EXCEPINFO* exception, UINT* bad_argument) noexcept;
 
-}  // namespace server
+}  // namespace vex::server

@@ -3,7 +3,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// For std::lock_guard and std::shared_lock. Not recursive.
 class Lock {
@@ -21,4 +21,4 @@ private:
     SRWLOCK lock_ = SRWLOCK_INIT;
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -8,7 +8,7 @@
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;  // the linker's name for where this module is loaded
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -86,4 +86,4 @@ bool Module::implements(const void* object) noexcept
     return methods - base < headers->OptionalHeader.SizeOfImage;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -9,7 +9,7 @@
 #include "server/com.h"
 #include "server/lock.h"
 
-namespace server {
+namespace vex::server {
 
 /// One class of the class table.
 struct ClassEntry {
@@ -82,4 +82,4 @@ public:
     ~ModuleLock() { module().unlock(); }
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -3,7 +3,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 [[nodiscard]] constexpr HRESULT not_built() noexcept { return E_NOTIMPL; }
 
@@ -13,4 +13,4 @@ namespace server {
 template <class Interface>
 class NotBuilt;
 
-}  // namespace server
+}  // namespace vex::server

@@ -11,7 +11,7 @@
 #include "server/ref.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 /// A reference count that any thread may change: SDK threads hold wrappers while they fire events.
 class ReferenceCount {
@@ -243,4 +243,4 @@ constexpr ClassEntry class_entry(UINT script) noexcept
             create_instance<T>,    T::initialise_class};
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -5,7 +5,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// Holds one reference to an object, or nothing. Not synchronised.
 template <class T>
@@ -53,4 +53,4 @@ private:
     T* object_ = nullptr;
 };
 
-}  // namespace server
+}  // namespace vex::server

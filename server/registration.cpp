@@ -9,7 +9,7 @@
 #include "server/registrar.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -147,4 +147,4 @@ HRESULT unregister_server() noexcept
     return first;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -3,7 +3,7 @@
 
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// Registers the module, every class in table order and the type library. Returns the first failure.
 HRESULT register_server() noexcept;
@@ -12,4 +12,4 @@ HRESULT register_server() noexcept;
 /// left behind, and returns the first.
 HRESULT unregister_server() noexcept;
 
-}  // namespace server
+}  // namespace vex::server

@@ -4,10 +4,10 @@
 #include "sdk/base/PvResult.h"
 #include "server/type_library.h"
 
-namespace server {
+namespace vex::server {
 
 /// Stores a new result object that holds `result`, with one reference, in *object. E_OUTOFMEMORY when it cannot be
 /// made; *object is not written then. E_POINTER for a null `object`.
 HRESULT CreateResultObject(PvResult result, IVexResult** object) noexcept;
 
-}  // namespace server
+}  // namespace vex::server

@@ -8,7 +8,7 @@
 #include "server/ref.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 /// The SDK object of an owning, switchable or view wrapper: a base of the implementation class, after Wrapper.
 /// A view never owns; the pointer is null until a parent attaches. Not synchronised.
@@ -85,4 +85,4 @@ template <class T, class Interface>
     return *sdk;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -9,7 +9,7 @@
 #include "server/ref.h"
 #include "server/wall.h"
 
-namespace server {
+namespace vex::server {
 
 namespace {
 
@@ -222,4 +222,4 @@ HRESULT TypeInfoHolder::load(LCID lcid, const TypeInfo** info) noexcept
 
 void TypeInfoHolder::release() noexcept { delete loaded_.exchange(nullptr); }
 
-}  // namespace server
+}  // namespace vex::server

@@ -9,7 +9,7 @@
 #include "server/com.h"
 #include "server/ref.h"
 
-namespace server {
+namespace vex::server {
 
 /// What late-bound calls need to know of one parameter.
 struct ParameterFacts {
@@ -81,4 +81,4 @@ private:
     std::atomic<const TypeInfo*> loaded_{nullptr};
 };
 
-}  // namespace server
+}  // namespace vex::server

@@ -3,7 +3,7 @@
 #include <exception>
 #include <new>
 
-namespace server {
+namespace vex::server {
 
 HRESULT hresult_of_exception() noexcept
 {
@@ -39,4 +39,4 @@ PvResult result_of_exception()
     }
 }
 
-}  // namespace server
+}  // namespace vex::server

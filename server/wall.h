@@ -4,7 +4,7 @@
 #include "sdk/base/PvResult.h"
 #include "server/com.h"
 
-namespace server {
+namespace vex::server {
 
 /// Thrown inside the wall by helpers that find a call outside the contract, such as a null argument.
 struct HresultError {
@@ -35,4 +35,4 @@ template <class Body>
     }
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -18,7 +18,7 @@
 #include "server/sdk_object.h"
 #include "server/type_library.h"
 
-namespace server {
+namespace vex::server {
 
 /// The coclass's type information, one holder for the whole module.
 template <class T>
@@ -265,4 +265,4 @@ HRESULT wrap(Sdk* borrowed, Interface** out) noexcept
     return created;
 }
 
-}  // namespace server
+}  // namespace vex::server

@@ -1,5 +1,7 @@
 #include "streaming/VexStream.h"
 
+using namespace vex;
+
 HRESULT CVexStream::final_construct()
 {
     own_new();

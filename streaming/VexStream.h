@@ -6,7 +6,7 @@
 #include "streaming/stream_base_members.h"
 
 /// Owns the SDK stream.
-class CVexStream : public StreamBaseMembers<CVexStream>, public server::SdkObject<PvStream> {
+class CVexStream : public StreamBaseMembers<CVexStream>, public vex::server::SdkObject<PvStream> {
 public:
     HRESULT final_construct();
     void final_release() noexcept;
@@ -14,5 +14,5 @@ public:
     HRESULT STDMETHODCALLTYPE get_Parameters(IVexGenParameterArray** pVal) noexcept override;
 
 private:
-    server::Ref<CVexGenParameterArray> parameters_;
+    vex::server::Ref<CVexGenParameterArray> parameters_;
 };

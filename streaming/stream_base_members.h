@@ -8,7 +8,7 @@
 /// Implements IVexStreamBase for stream class T, whose SDK object is a PvStreamBase. Retrieved buffers are shown by one
 /// wrapper, made with the stream and re-pointed by each retrieval; the client's own buffer objects are not recorded.
 template <class T>
-class StreamBaseMembers : public server::Wrapper<T> {
+class StreamBaseMembers : public vex::server::Wrapper<T> {
 public:
     HRESULT STDMETHODCALLTYPE get_QueuedBufferCount(unsigned int* pVal) noexcept override
     {
@@ -38,8 +38,8 @@ public:
                                           BSTR aLocalIPAddress, IVexResult** out) noexcept override
     {
         return this->result(out, [&](PvStreamBase& stream) {
-            return stream.Open(server::from_bstr(aIPAddress), aLocalPort, aChannelID,
-                               server::from_bstr(aLocalIPAddress));
+            return stream.Open(vex::server::from_bstr(aIPAddress), aLocalPort, aChannelID,
+                               vex::server::from_bstr(aLocalIPAddress));
         });
     }
     HRESULT STDMETHODCALLTYPE OpenMulticast(BSTR aIPAddress, BSTR aMulticastAddr, unsigned short aDataPort,
@@ -47,8 +47,8 @@ public:
                                             IVexResult** out) noexcept override
     {
         return this->result(out, [&](PvStreamBase& stream) {
-            return stream.Open(server::from_bstr(aIPAddress), server::from_bstr(aMulticastAddr), aDataPort, aChannelID,
-                               server::from_bstr(aLocalIPAddress));
+            return stream.Open(vex::server::from_bstr(aIPAddress), vex::server::from_bstr(aMulticastAddr), aDataPort,
+                               aChannelID, vex::server::from_bstr(aLocalIPAddress));
         });
     }
     HRESULT STDMETHODCALLTYPE Close(IVexResult** out) noexcept override
@@ -62,18 +62,18 @@ public:
     HRESULT STDMETHODCALLTYPE QueueBuffer(IVexBuffer* aBuffer, IVexResult** out) noexcept override
     {
         return this->result(
-            out, [&](PvStreamBase& stream) { return stream.QueueBuffer(&server::sdk_of<CVexBuffer>(aBuffer)); });
+            out, [&](PvStreamBase& stream) { return stream.QueueBuffer(&vex::server::sdk_of<CVexBuffer>(aBuffer)); });
     }
     HRESULT STDMETHODCALLTYPE RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
                                              IVexResult** out) noexcept override
     {
         return this->result(out, [&](PvStreamBase& stream) {
-            *server::not_null(aBuffer) = nullptr;
+            *vex::server::not_null(aBuffer) = nullptr;
             PvBuffer* retrieved = nullptr;
             PvResult operation;
             PvResult outcome = stream.RetrieveBuffer(&retrieved, &operation, aTimeout);
             // without memory for it the client still gets the buffer
-            static_cast<void>(server::CreateResultObject(operation, aOperationResult));
+            static_cast<void>(vex::server::CreateResultObject(operation, aOperationResult));
             if (retrieved != nullptr) {
                 buffer_->AttachSdkObject(retrieved);
                 buffer_->AddRef();
@@ -91,17 +91,17 @@ public:
     {
         return this->result(out, [&] {
             bool installed = false;
-            PvResult outcome = PvStreamBase::IsDriverInstalled(server::from_bstr(aIPAddress), installed,
-                                                               server::from_bstr(aLocalIPAddress));
-            server::store(aInstalled, installed);
+            PvResult outcome = PvStreamBase::IsDriverInstalled(vex::server::from_bstr(aIPAddress), installed,
+                                                               vex::server::from_bstr(aLocalIPAddress));
+            vex::server::store(aInstalled, installed);
             return outcome;
         });
     }
 
 protected:
-    HRESULT create_buffer() noexcept { return server::create_object(buffer_); }
+    HRESULT create_buffer() noexcept { return vex::server::create_object(buffer_); }
     void release_buffer() noexcept { buffer_.reset(); }
 
 private:
-    server::Ref<CVexBuffer> buffer_;
+    vex::server::Ref<CVexBuffer> buffer_;
 };

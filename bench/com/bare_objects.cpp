@@ -8,6 +8,8 @@
 #include "generated/not_built.h"
 #include "sdk/base/PvResult.h"
 
+using namespace vex;
+
 namespace bench {
 
 namespace {

@@ -8,15 +8,15 @@
 namespace bench {
 
 /// The class factory of a bare VexResult: IVexResult and nothing else.
-[[nodiscard]] server::Ref<IClassFactory> bare_result_factory();
+[[nodiscard]] vex::server::Ref<IClassFactory> bare_result_factory();
 
 /// A bare device whose ReadRegister gives a number and a bare result object.
-[[nodiscard]] server::Ref<IVexDevice> make_bare_device();
+[[nodiscard]] vex::server::Ref<IVexDevice> make_bare_device();
 
 /// A bare integer parameter whose Value is a constant.
-[[nodiscard]] server::Ref<IVexGenInteger> make_bare_integer();
+[[nodiscard]] vex::server::Ref<IVexGenInteger> make_bare_integer();
 
 /// A bare parameter array whose GetIntegerValue gives a constant and a bare result object, whatever the name.
-[[nodiscard]] server::Ref<IVexGenParameterArray> make_bare_parameters();
+[[nodiscard]] vex::server::Ref<IVexGenParameterArray> make_bare_parameters();
 
 }  // namespace bench

@@ -17,6 +17,8 @@
 #include "bench/com/measured_parameters.h"
 #include "generated/class_facts.h"
 
+using namespace vex;
+
 namespace {
 
 using server::Ref;

@@ -2,14 +2,16 @@
 
 #include "server/wrapper.h"
 
+using namespace vex;
+
 class CMeasuredDevice;
 
-namespace server {
+namespace vex::server {
 
 template <>
 struct ClassFacts<CMeasuredDevice> : ClassFacts<CVexDevice> {};
 
-}  // namespace server
+}  // namespace vex::server
 
 class CMeasuredDevice : public server::Wrapper<CMeasuredDevice, server::NotBuilt<IVexDevice>> {
 public:

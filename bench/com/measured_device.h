@@ -6,6 +6,6 @@
 
 namespace bench {
 
-[[nodiscard]] server::Ref<IVexDevice> make_frame_device();
+[[nodiscard]] vex::server::Ref<IVexDevice> make_frame_device();
 
 }  // namespace bench

@@ -10,6 +10,8 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 
+using namespace vex;
+
 namespace bench {
 
 namespace {

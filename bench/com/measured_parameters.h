@@ -16,8 +16,8 @@ public:
     MeasuredParameters(const MeasuredParameters&) = delete;
     MeasuredParameters& operator=(const MeasuredParameters&) = delete;
 
-    [[nodiscard]] server::Ref<IVexGenParameterArray> array() const;
-    [[nodiscard]] server::Ref<IVexGenInteger> width() const;
+    [[nodiscard]] vex::server::Ref<IVexGenParameterArray> array() const;
+    [[nodiscard]] vex::server::Ref<IVexGenInteger> width() const;
     /// How often the register was read.
     [[nodiscard]] int reads() const noexcept;
 

@@ -13,6 +13,8 @@
 #include "sdk/buffer/pixel_type_names.h"
 #include "sdk/convert/PvBufferConverter.h"
 
+using namespace vex;
+
 namespace bench {
 namespace {
 

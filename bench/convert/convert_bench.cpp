@@ -16,6 +16,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/convert/thread_pool.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace bench;

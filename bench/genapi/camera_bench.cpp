@@ -28,6 +28,8 @@
 #include "tools/softcam/camera.h"
 #include "tools/softcam/registers.h"
 
+using namespace vex;
+
 namespace bench {
 
 namespace {

@@ -30,6 +30,8 @@
 #include "sdk/stream/PvStreamBase.h"
 #include "sdk/wire/gvsp.h"
 
+using namespace vex;
+
 #ifndef UDP_SEGMENT
 #define UDP_SEGMENT 103
 #endif

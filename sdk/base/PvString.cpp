@@ -4,6 +4,8 @@
 
 #include "sdk/base/utf8.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr char32_t replacement = 0xFFFD;

@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace vex {
+
 /// Appends a code point, at most 0x10FFFF, as one to four bytes. A surrogate is encoded as it stands: callers that must
 /// not pass one on replace it first.
 inline void append_utf8(std::string& out, char32_t c)
@@ -23,3 +25,5 @@ inline void append_utf8(std::string& out, char32_t c)
         out += static_cast<char>(0x80 | (c & 0x3F));
     }
 }
+
+}  // namespace vex

@@ -6,6 +6,8 @@
 #include "sdk/buffer/failure.h"
 #include "sdk/buffer/memory.h"
 
+using namespace vex;
+
 namespace {
 
 // The enumeration has a fixed underlying type, so any number can arrive here.

@@ -10,10 +10,10 @@
 #include "sdk/buffer/PvPayloadType.h"
 #include "sdk/buffer/PvRawData.h"
 
-namespace acquisition {
+namespace vex::acquisition {
 class Holder;
 struct Access;
-}  // namespace acquisition
+}  // namespace vex::acquisition
 
 /// One block of data: an image, raw data, a file or chunk data, with its acquisition's attributes.
 ///
@@ -107,7 +107,7 @@ public:
 private:
     friend class PvImage;
     friend class PvRawData;
-    friend struct acquisition::Access;
+    friend struct vex::acquisition::Access;
 
     struct PacketRange {
         std::uint32_t low;
@@ -132,7 +132,7 @@ private:
     std::uint32_t lost_packet_count_ = 0;
     std::uint32_t ignored_packet_count_ = 0;
     std::vector<PacketRange> missing_;
-    std::atomic<acquisition::Holder*> holder_{nullptr};
+    std::atomic<vex::acquisition::Holder*> holder_{nullptr};
     PvImage image_;
     PvRawData raw_data_;
 };

@@ -7,6 +7,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/failure.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr std::uint64_t largest_size = std::numeric_limits<std::uint32_t>::max();

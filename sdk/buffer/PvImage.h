@@ -9,7 +9,7 @@
 
 class PvBuffer;
 
-namespace acquisition {
+namespace vex::acquisition {
 struct Access;
 }
 
@@ -41,7 +41,7 @@ public:
     [[nodiscard]] std::uint32_t GetBitsPerPixel() const noexcept { return GetPixelBitCount(pixel_type_); }
     [[nodiscard]] static constexpr std::uint32_t GetPixelBitCount(PvPixelType type) noexcept
     {
-        return wire::bits_per_pixel(type);
+        return vex::wire::bits_per_pixel(type);
     }
 
     /// Bytes of the image that were acquired; less than GetImageSize() when packets were lost or the image ended early.
@@ -100,7 +100,7 @@ public:
 
 private:
     friend class PvBuffer;
-    friend struct acquisition::Access;
+    friend struct vex::acquisition::Access;
 
     explicit PvImage(PvBuffer& buffer) noexcept : buffer_(buffer) {}
     void clear() noexcept;

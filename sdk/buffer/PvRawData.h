@@ -5,7 +5,7 @@
 
 class PvBuffer;
 
-namespace acquisition {
+namespace vex::acquisition {
 struct Access;
 }
 
@@ -23,7 +23,7 @@ public:
 
 private:
     friend class PvBuffer;
-    friend struct acquisition::Access;
+    friend struct vex::acquisition::Access;
 
     explicit PvRawData(const PvBuffer& buffer) noexcept : buffer_(buffer) {}
 

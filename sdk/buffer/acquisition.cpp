@@ -9,7 +9,7 @@
 #include "sdk/buffer/memory.h"
 #include "sdk/wire/pixel_format.h"
 
-namespace acquisition {
+namespace vex::acquisition {
 
 /// The one way into the private members of the buffer's classes.
 struct Access {
@@ -222,4 +222,4 @@ bool hold(PvBuffer& buffer, Holder& holder) noexcept { return Access::hold(buffe
 void release(PvBuffer& buffer, Holder& holder) noexcept { Access::release(buffer, holder); }
 bool is_held(const PvBuffer& buffer) noexcept { return Access::is_held(buffer); }
 
-}  // namespace acquisition
+}  // namespace vex::acquisition

@@ -8,7 +8,7 @@
 
 #include "sdk/buffer/PvBuffer.h"
 
-namespace acquisition {
+namespace vex::acquisition {
 
 struct ImageGeometry {
     std::uint32_t width = 0;
@@ -124,4 +124,4 @@ protected:
 void release(PvBuffer& buffer, Holder& holder) noexcept;
 [[nodiscard]] bool is_held(const PvBuffer& buffer) noexcept;
 
-}  // namespace acquisition
+}  // namespace vex::acquisition

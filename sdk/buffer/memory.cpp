@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-namespace buffer_memory {
+namespace vex::buffer_memory {
 namespace {
 
 std::atomic<unsigned> failures_wanted{0};
@@ -43,4 +43,4 @@ void release(std::uint8_t* memory) noexcept
 
 void fail_next_allocations(unsigned count) noexcept { failures_wanted = count; }
 
-}  // namespace buffer_memory
+}  // namespace vex::buffer_memory

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace buffer_memory {
+namespace vex::buffer_memory {
 
 /// Wide enough for every vector instruction and a cache line.
 inline constexpr std::size_t alignment = 64;
@@ -16,4 +16,4 @@ void release(std::uint8_t* memory) noexcept;
 /// Makes this many allocations of this process fail from now on. For tests.
 void fail_next_allocations(unsigned count) noexcept;
 
-}  // namespace buffer_memory
+}  // namespace vex::buffer_memory

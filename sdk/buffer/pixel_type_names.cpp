@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+namespace vex {
+
 namespace {
 
 struct NamedPixelType {
@@ -89,3 +91,5 @@ std::optional<PvPixelType> pixel_type_of_name(std::string_view name) noexcept
     });
     return found != named_types.end() ? std::optional(found->type) : std::nullopt;
 }
+
+}  // namespace vex

@@ -13,6 +13,8 @@
 #include "sdk/convert/thread_pool.h"
 #include "sdk/convert/views.h"
 
+using namespace vex;
+
 namespace {
 
 /// More threads than any machine has processors would only cost memory.

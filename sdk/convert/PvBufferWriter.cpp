@@ -11,6 +11,8 @@
 #include "sdk/convert/views.h"
 #include "sdk/convert/whole_file.h"
 
+using namespace vex;
+
 namespace {
 
 using Byte = std::uint8_t;

@@ -10,9 +10,11 @@
 #include "sdk/convert/filter_target.h"
 #include "sdk/convert/views.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace convert;
+using namespace vex::convert;
 using Byte = std::uint8_t;
 
 /// Puts the lines of a field on every second line of a frame, from `first` on. The field begins at `field_line` of its

@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace convert;
+using namespace vex::convert;
 using Byte = std::uint8_t;
 
 PvResult no_colour(const PvBuffer& buffer)

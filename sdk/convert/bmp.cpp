@@ -1,6 +1,6 @@
 #include "sdk/convert/bmp.h"
 
-namespace convert::bmp {
+namespace vex::convert::bmp {
 namespace {
 
 constexpr std::size_t file_header_size = 14;
@@ -56,4 +56,4 @@ std::optional<std::vector<std::uint8_t>> header(std::uint32_t width, std::uint32
     return bytes;
 }
 
-}  // namespace convert::bmp
+}  // namespace vex::convert::bmp

@@ -7,7 +7,7 @@
 
 #include "sdk/convert/lines.h"
 
-namespace convert::bmp {
+namespace vex::convert::bmp {
 
 /// The headers and, for 8 bits a pixel, the grey palette of an uncompressed bitmap. Nothing when the file would reach 4
 /// GiB or a side 2^31 pixels, which its fields cannot say.
@@ -20,4 +20,4 @@ namespace convert::bmp {
     return (std::uint64_t{width} * bits_per_pixel + 31) / 32 * 4;
 }
 
-}  // namespace convert::bmp
+}  // namespace vex::convert::bmp

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-namespace convert {
+namespace vex::convert {
 
 /// Positions of the values in a group of pixels that share their chroma.
 struct ChromaGroup {
@@ -24,4 +24,4 @@ inline constexpr ChromaGroup group_411{4, 6, 0, 3, {1, 2, 4, 5}};
 inline constexpr ChromaGroup group_uyvy{2, 4, 0, 2, {1, 3}};
 inline constexpr ChromaGroup group_yuyv{2, 4, 1, 3, {0, 2}};
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -8,7 +8,7 @@
 #include "sdk/convert/simd.h"
 #include "sdk/convert/yuv_coefficients.h"
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 using namespace yuv;
@@ -142,4 +142,4 @@ void widen_line(const std::uint8_t* from, std::size_t width, std::uint16_t* to) 
     }
 }
 
-}  // namespace convert
+}  // namespace vex::convert

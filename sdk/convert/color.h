@@ -7,7 +7,7 @@
 
 class PvFilterRGB;
 
-namespace convert {
+namespace vex::convert {
 
 /// Gains and offsets in the form in which they act.
 struct ColorGains {
@@ -57,4 +57,4 @@ void yuv_to_rgb(std::size_t width, const Channels<std::uint8_t>& line) noexcept;
 void narrow_line(const std::uint16_t* from, std::size_t width, std::uint8_t* to) noexcept;
 void widen_line(const std::uint8_t* from, std::size_t width, std::uint16_t* to) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -7,7 +7,7 @@
 #include "sdk/convert/output_lines.h"
 #include "sdk/convert/simd.h"
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 void copy_lines(const Conversion& conversion, std::size_t first, std::size_t last) noexcept
@@ -130,4 +130,4 @@ void convert_lines(const Conversion& conversion, std::size_t first, std::size_t 
     }
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -10,7 +10,7 @@
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// Working memory of one thread. Grows and is kept, so that converting a sequence allocates once.
 class Scratch {
@@ -45,4 +45,4 @@ inline constexpr std::size_t scratch_lines = 16;
 /// Converts lines `first` to `last` - 1. Ranges may be converted at the same time, each with a scratch of its own.
 void convert_lines(const Conversion& conversion, std::size_t first, std::size_t last, Scratch& scratch) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 template <class Sample>
@@ -100,4 +100,4 @@ template void demosaic_simple(BayerLine, const BayerLines<Word>&, std::size_t, c
 template void demosaic_3x3(BayerLine, const BayerLines<Byte>&, std::size_t, const Channels<Byte>&) noexcept;
 template void demosaic_3x3(BayerLine, const BayerLines<Word>&, std::size_t, const Channels<Word>&) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -3,7 +3,7 @@
 
 #include "sdk/convert/lines.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// Which colours a Bayer line has.
 struct BayerLine {
@@ -35,4 +35,4 @@ template <class Sample>
 void demosaic_3x3(BayerLine line, const BayerLines<Sample>& from, std::size_t width,
                   const Channels<Sample>& to) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

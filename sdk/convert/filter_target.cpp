@@ -7,7 +7,7 @@
 #include "sdk/buffer/failure.h"
 #include "sdk/convert/views.h"
 
-namespace convert {
+namespace vex::convert {
 
 PvResult make_like(const PvBuffer& in, std::uint32_t height, PvBuffer* out)
 {
@@ -50,4 +50,4 @@ PvResult copy_image(const PvBuffer* in, PvBuffer* out)
     return PvResult::OK;
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -7,7 +7,7 @@
 
 class PvBuffer;
 
-namespace convert {
+namespace vex::convert {
 
 /// Makes `out` an image like `in` with the given number of lines, in its own memory or, if that is too small, in new
 /// one; it takes over attributes too. The pixels are not copied.
@@ -19,4 +19,4 @@ PvResult make_like(const PvBuffer& in, std::uint32_t height, PvBuffer* out);
 /// Makes `out` a copy of the image in `in`; does nothing when they are the same buffer.
 PvResult copy_image(const PvBuffer* in, PvBuffer* out);
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 constexpr Format mono(PvPixelType type, Packing packing, std::uint8_t depth)
@@ -140,4 +140,4 @@ const Format* find_format(PvPixelType type) noexcept
     return found != formats.end() ? found : nullptr;
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -5,7 +5,7 @@
 
 #include "sdk/buffer/PvPixelType.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// What the channels of a pixel are.
 enum class Model : std::uint8_t {
@@ -52,4 +52,4 @@ struct Format {
 /// Null for a value that is no pixel type.
 [[nodiscard]] const Format* find_format(PvPixelType type) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

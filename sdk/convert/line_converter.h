@@ -12,7 +12,7 @@
 #include "sdk/convert/simd.h"
 #include "sdk/convert/unpack.h"
 
-namespace convert {
+namespace vex::convert {
 
 using Byte = std::uint8_t;
 
@@ -295,4 +295,4 @@ private:
     std::array<std::size_t, 3> cfa_rows_{};  // which line each place of the ring holds
 };
 
-}  // namespace convert
+}  // namespace vex::convert

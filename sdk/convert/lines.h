@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-namespace convert {
+namespace vex::convert {
 
 /// Channels of an unpacked line, `width` samples each. Samples are scaled to their type's full range. Channel 0 is
 /// grey, the Bayer value, red or Y; 1 green or U; 2 blue or V. Alpha has 8 bits always; null means opaque when packed
@@ -62,4 +62,4 @@ inline void store16(std::uint8_t* at, unsigned value) noexcept
     at[1] = static_cast<std::uint8_t>(value >> 8);
 }
 
-}  // namespace convert
+}  // namespace vex::convert

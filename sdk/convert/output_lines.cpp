@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 /// Where writing past the caches begins to pay.
@@ -72,4 +72,4 @@ void OutputLines::write_rest() noexcept
     filled_from_ = filled_to_ = 0;
 }
 
-}  // namespace convert
+}  // namespace vex::convert

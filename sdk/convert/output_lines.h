@@ -7,7 +7,7 @@
 #include "sdk/convert/lines.h"
 #include "sdk/convert/simd.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// In place; or, when an image is so large that it leaves the caches before anybody reads it, past the caches, which
 /// saves reading what is overwritten. Vector code does that itself where the lines are aligned. Others go by way of
@@ -84,4 +84,4 @@ private:
     std::size_t filled_to_ = 0;
 };
 
-}  // namespace convert
+}  // namespace vex::convert

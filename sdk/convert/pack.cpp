@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 using Byte = std::uint8_t;
@@ -203,4 +203,4 @@ void pack_line(const Format& format, const Channels<const std::uint16_t>& unorde
     }
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -4,7 +4,7 @@
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// For formats of up to 8 bits a channel. Every packing of that depth but YUV411. Writes no byte beyond the line's
 /// pixels.
@@ -14,4 +14,4 @@ void pack_line(const Format& format, const Channels<const std::uint8_t>& from, s
 void pack_line(const Format& format, const Channels<const std::uint16_t>& from, std::size_t width,
                const PackedLine<std::uint8_t>& to) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -10,7 +10,7 @@
 #include "sdk/convert/simd_block-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 void stream(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes, std::span<const std::uint8_t> /*upcoming*/)
@@ -36,11 +36,11 @@ void stream(Byte* to, const Byte* from, std::size_t bytes, std::span<const Byte>
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(stream);
 
@@ -97,5 +97,5 @@ const char* target_name(Target target) noexcept { return hwy::TargetName(target)
 
 void force_target(Target target) noexcept { hwy::SetSupportedTargetsForTest(target); }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -13,7 +13,7 @@
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
 
-namespace convert::simd {
+namespace vex::convert::simd {
 
 /// A part of a line: from the first pixel to the one before `last`.
 struct Part {
@@ -92,4 +92,4 @@ enum Target : std::int64_t { best_target = 0, plain_target = std::int64_t{1} << 
 /// For tests: what all conversions of this process use from now on. Not while one is running.
 void force_target(Target target) noexcept;
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd

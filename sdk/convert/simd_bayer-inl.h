@@ -12,7 +12,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 template <class V>
 HWY_INLINE V absolute_difference(V a, V b)
@@ -242,7 +242,7 @@ BayerKernels bayer_kernels(const Format& from, const Format& to)
                            : BayerKernels{with_blue(words, to), with_red(words, to)};
 }
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

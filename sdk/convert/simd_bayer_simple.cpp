@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_bayer-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 BayerKernels bayer_simple(const Format&, const Format&) { return {}; }
@@ -16,11 +16,11 @@ BayerKernels bayer_simple(const Format&, const Format&) { return {}; }
 BayerKernels bayer_simple(const Format& from, const Format& to) { return bayer_kernels<VectorMeanOfFour>(from, to); }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(bayer_simple);
 
@@ -29,5 +29,5 @@ BayerKernels find_bayer_simple(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(bayer_simple)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -21,7 +21,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -239,7 +239,7 @@ struct Access {
     static void complete(const To& /*block_bytes*/, std::size_t /*pixels*/, const Byte* /*line*/) {}
 };
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

@@ -9,7 +9,7 @@
 #include "sdk/convert/simd_writers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel color_kernel(const Format&, const Format&) { return nullptr; }
@@ -46,11 +46,11 @@ LineKernel color_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(color_kernel);
 
@@ -59,5 +59,5 @@ LineKernel find_color_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(color_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -3,7 +3,7 @@
 
 #include "sdk/convert/simd.h"
 
-namespace convert::simd {
+namespace vex::convert::simd {
 
 /// From grey types; the samples of Bayer types are packed like these.
 [[nodiscard]] LineKernel find_mono_kernel(const Format& from, const Format& to) noexcept;
@@ -22,4 +22,4 @@ namespace convert::simd {
 [[nodiscard]] BayerKernels find_bayer_simple(const Format& from, const Format& to) noexcept;
 [[nodiscard]] BayerKernels find_bayer_3x3(const Format& from, const Format& to) noexcept;
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd

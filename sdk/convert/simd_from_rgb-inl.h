@@ -13,7 +13,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 /// A single pixel at the end counts as a pair of two equal ones.
 template <std::size_t plane_count, std::size_t bytes_per_pixel>
@@ -272,7 +272,7 @@ struct WriteWordTriples : Access<> {
     static HWY_INLINE void write(const Grey8& pixels, const To& to) { write(widen(pixels), to); }
 };
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

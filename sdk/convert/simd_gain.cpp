@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_yuv-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 GainKernel gain_kernel(unsigned) { return nullptr; }
@@ -105,15 +105,15 @@ GainKernel gain_kernel(unsigned depth)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(gain_kernel);
 
 GainKernel find_gain_kernel(unsigned depth) noexcept { return HWY_DYNAMIC_DISPATCH(gain_kernel)(depth); }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -9,7 +9,7 @@
 #include "sdk/convert/simd_readers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel mono_kernel(const Format&, const Format&) { return nullptr; }
@@ -93,11 +93,11 @@ FarLinesKernel far_mono_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(mono_kernel);
 HWY_EXPORT(far_mono_kernel);
@@ -113,5 +113,5 @@ FarLinesKernel find_far_lines_kernel(const Format& from, const Format& to) noexc
                                                                 : nullptr;
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -13,7 +13,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 // Layouts. `four` gives the upper 8 bits of each four pixels from places `step` bytes apart, as quads whose last byte
 // is undefined, red and blue exchanged where `swapped`. `word_places` are those of two bytes that have a colour's bits,
@@ -224,7 +224,7 @@ private:
     }
 };
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

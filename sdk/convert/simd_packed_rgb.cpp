@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_packed_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel packed_rgb_kernel(const Format&, const Format&) { return nullptr; }
@@ -112,11 +112,11 @@ LineKernel packed_rgb_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(packed_rgb_kernel);
 
@@ -125,5 +125,5 @@ LineKernel find_packed_rgb_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(packed_rgb_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

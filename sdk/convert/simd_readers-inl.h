@@ -11,7 +11,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 struct ReadBytes : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return pixels; }
@@ -151,7 +151,7 @@ private:
     static constexpr Places swap_places{2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15};
 };
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

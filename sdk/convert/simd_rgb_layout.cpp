@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_from_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel rgb_layout_kernel(const Format&, const Format&) { return nullptr; }
@@ -78,11 +78,11 @@ LineKernel rgb_layout_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(rgb_layout_kernel);
 
@@ -91,5 +91,5 @@ LineKernel find_rgb_layout_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(rgb_layout_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

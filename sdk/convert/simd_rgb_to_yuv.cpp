@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_packed_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel rgb_to_yuv_kernel(const Format&, const Format&) { return nullptr; }
@@ -45,11 +45,11 @@ LineKernel rgb_to_yuv_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(rgb_to_yuv_kernel);
 
@@ -58,5 +58,5 @@ LineKernel find_rgb_to_yuv_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(rgb_to_yuv_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

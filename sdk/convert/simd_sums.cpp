@@ -8,7 +8,7 @@
 #include "sdk/convert/simd_block-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 SumKernel pixel_sums_kernel(bool) { return nullptr; }
@@ -147,11 +147,11 @@ SumKernel pixel_sums_kernel(bool words) { return words ? add_pixels<D16> : add_p
 SumKernel cell_sums_kernel(bool words) { return words ? add_cells<D16> : add_cells<D8>; }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(pixel_sums_kernel);
 HWY_EXPORT(cell_sums_kernel);
@@ -159,5 +159,5 @@ HWY_EXPORT(cell_sums_kernel);
 SumKernel find_pixel_sums_kernel(bool words) noexcept { return HWY_DYNAMIC_DISPATCH(pixel_sums_kernel)(words); }
 SumKernel find_cell_sums_kernel(bool words) noexcept { return HWY_DYNAMIC_DISPATCH(cell_sums_kernel)(words); }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -11,7 +11,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 struct WriteBytes : Access<> {
     static constexpr std::size_t bytes(std::size_t pixels) { return pixels; }
@@ -150,7 +150,7 @@ LineKernel interleaved_kernel_to(const Format& to)
     }
 }
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

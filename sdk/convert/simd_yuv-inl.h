@@ -13,7 +13,7 @@
 #if HWY_TARGET != HWY_SCALAR
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 using DI16 = hn::ScalableTag<std::int16_t>;
 using DI32 = hn::ScalableTag<std::int32_t>;
@@ -199,7 +199,7 @@ private:
     }
 };
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif  // not scalar

@@ -9,7 +9,7 @@
 #include "sdk/convert/simd_yuv-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel yuv_kernel(const Format&, const Format&) { return nullptr; }
@@ -36,11 +36,11 @@ LineKernel yuv_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(yuv_kernel);
 
@@ -49,5 +49,5 @@ LineKernel find_yuv_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(yuv_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

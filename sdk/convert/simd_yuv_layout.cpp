@@ -9,7 +9,7 @@
 #include "sdk/convert/simd_readers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace convert::simd::HWY_NAMESPACE {
+namespace vex::convert::simd::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 LineKernel yuv_layout_kernel(const Format&, const Format&) { return nullptr; }
@@ -115,11 +115,11 @@ LineKernel yuv_layout_kernel(const Format& from, const Format& to)
 }
 #endif
 
-}  // namespace convert::simd::HWY_NAMESPACE
+}  // namespace vex::convert::simd::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace convert::simd {
+namespace vex::convert::simd {
 
 HWY_EXPORT(yuv_layout_kernel);
 
@@ -128,5 +128,5 @@ LineKernel find_yuv_layout_kernel(const Format& from, const Format& to) noexcept
     return HWY_DYNAMIC_DISPATCH(yuv_layout_kernel)(from, to);
 }
 
-}  // namespace convert::simd
+}  // namespace vex::convert::simd
 #endif

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-namespace convert {
+namespace vex::convert {
 
 ThreadPool::ThreadPool(unsigned threads)
 {
@@ -67,4 +67,4 @@ void ThreadPool::take_jobs(unsigned thread, std::unique_lock<std::mutex>& lock)
     }
 }
 
-}  // namespace convert
+}  // namespace vex::convert

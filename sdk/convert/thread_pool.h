@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace convert {
+namespace vex::convert {
 
 /// Thread safety: run() from one thread at a time.
 class ThreadPool {
@@ -42,4 +42,4 @@ private:
     std::vector<std::thread> workers_;
 };
 
-}  // namespace convert
+}  // namespace vex::convert

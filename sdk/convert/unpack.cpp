@@ -6,7 +6,7 @@
 
 #include "sdk/convert/chroma_groups.h"
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 using Byte = std::uint8_t;
@@ -193,4 +193,4 @@ void unpack_line(const Format& format, const PackedLine<const Byte>& from, std::
     }
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -4,7 +4,7 @@
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
 
-namespace convert {
+namespace vex::convert {
 
 /// For formats of up to 8 bits a channel.
 void unpack_line(const Format& format, const PackedLine<const std::uint8_t>& from, std::size_t width,
@@ -13,4 +13,4 @@ void unpack_line(const Format& format, const PackedLine<const std::uint8_t>& fro
 void unpack_line(const Format& format, const PackedLine<const std::uint8_t>& from, std::size_t width,
                  const Channels<std::uint16_t>& to) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

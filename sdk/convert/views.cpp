@@ -3,7 +3,7 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/failure.h"
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 template <class Byte, class Buffer>
@@ -61,4 +61,4 @@ bool overlap(const PvBuffer& a, const PvBuffer& b) noexcept
     return begin(a) < begin(b) + b.GetSize() && begin(b) < begin(a) + a.GetSize();
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -9,7 +9,7 @@
 
 class PvBuffer;
 
-namespace convert {
+namespace vex::convert {
 
 /// A buffer's image whose bytes are known to be there.
 template <class Byte>
@@ -27,4 +27,4 @@ PvResult check_image(PvBuffer* buffer, const char* name, CheckedImage<std::uint8
 /// Whether the data blocks have bytes in common.
 [[nodiscard]] bool overlap(const PvBuffer& a, const PvBuffer& b) noexcept;
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -4,7 +4,7 @@
 
 #include "sdk/buffer/failure.h"
 
-namespace convert {
+namespace vex::convert {
 namespace {
 
 /// How many names to try beside the target when others are taken.
@@ -98,4 +98,4 @@ PvResult WholeFile::commit()
     return PvResult::OK;
 }
 
-}  // namespace convert
+}  // namespace vex::convert

@@ -1,7 +1,7 @@
 // BT.601 over the full range, with 14 fractional bits.
 #pragma once
 
-namespace convert::yuv {
+namespace vex::convert::yuv {
 
 inline constexpr int fraction_bits = 14;
 inline constexpr int half = 1 << (fraction_bits - 1);
@@ -15,4 +15,4 @@ static_assert(u_red + u_green + u_blue == 0 && v_red + v_green + v_blue == 0);
 
 inline constexpr int red_v = 22970, green_u = -5638, green_v = -11700, blue_u = 29032;
 
-}  // namespace convert::yuv
+}  // namespace vex::convert::yuv

@@ -14,6 +14,8 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bytes.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr std::chrono::milliseconds callback_patience{5000};

@@ -6,6 +6,8 @@
 #include "sdk/device/discovery.h"
 #include "sdk/wire/bootstrap.h"
 
+using namespace vex;
+
 PvDeviceInfo::PvDeviceInfo(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 PvDeviceInfo::~PvDeviceInfo() = default;
 

@@ -6,6 +6,8 @@
 #include "sdk/device/device_info_impl.h"
 #include "sdk/device/system_impl.h"
 
+using namespace vex;
+
 namespace {
 
 /// How many devices that are no longer met keep their object.

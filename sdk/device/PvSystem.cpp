@@ -9,6 +9,8 @@
 #include "sdk/device/system_impl.h"
 #include "sdk/net/interfaces.h"
 
+using namespace vex;
+
 namespace {
 
 /// The version of GigE Vision whose extended block IDs, status codes and capabilities this SDK knows.

@@ -7,7 +7,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -163,4 +163,4 @@ PvResult Connection::check_stream_channel(std::uint32_t channel) const
                                             " stream channels; there is no channel " + std::to_string(channel)};
 }
 
-}  // namespace device
+}  // namespace vex::device

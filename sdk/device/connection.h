@@ -16,7 +16,7 @@
 #include "sdk/device/privilege.h"
 #include "sdk/net/clock.h"
 
-namespace device {
+namespace vex::device {
 
 /// Whom to connect to, and how.
 struct ConnectionTarget {
@@ -88,4 +88,4 @@ private:
     std::string loss_reason_;
 };
 
-}  // namespace device
+}  // namespace vex::device

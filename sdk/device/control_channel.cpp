@@ -5,7 +5,7 @@
 
 #include "sdk/wire/bytes.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -457,4 +457,4 @@ void ControlChannel::reset_statistics() noexcept
     }
 }
 
-}  // namespace device
+}  // namespace vex::device

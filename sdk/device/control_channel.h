@@ -15,7 +15,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/wire/gvcp.h"
 
-namespace device {
+namespace vex::device {
 
 /// How long a request waits for its acknowledge and how often it is sent.
 struct Patience {
@@ -165,4 +165,4 @@ private:
     Counter requests_, retries_, failures_, pendings_, stale_, foreign_, malformed_, round_trip_last_, round_trip_max_;
 };
 
-}  // namespace device
+}  // namespace vex::device

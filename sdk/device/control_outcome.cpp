@@ -4,7 +4,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -83,4 +83,4 @@ PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device)
                                              hexadecimal(static_cast<std::uint16_t>(outcome.status)) + ")")};
 }
 
-}  // namespace device
+}  // namespace vex::device

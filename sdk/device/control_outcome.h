@@ -10,7 +10,7 @@
 #include "sdk/net/address.h"
 #include "sdk/wire/gvcp.h"
 
-namespace device {
+namespace vex::device {
 
 /// The end of one operation on the control channel. `address` and `length` say what was accessed when it ended.
 struct [[nodiscard]] ControlOutcome {
@@ -44,4 +44,4 @@ struct [[nodiscard]] ControlOutcome {
 /// The outcome as a result: what was accessed on which device, and why it failed. OK allocates nothing.
 [[nodiscard]] PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device);
 
-}  // namespace device
+}  // namespace vex::device

@@ -2,7 +2,7 @@
 
 #include "sdk/net/interfaces.h"
 
-namespace device {
+namespace vex::device {
 
 UdpControlTransport::UdpControlTransport(const net::Endpoint& device, net::Ipv4Address local)
     : device_(device),
@@ -27,4 +27,4 @@ void UdpControlTransport::wake() noexcept
     socket_.send_to(local_, {});
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -11,7 +11,7 @@
 #include "sdk/net/address.h"
 #include "sdk/net/udp_socket.h"
 
-namespace device {
+namespace vex::device {
 
 /// Datagrams to one device and from anywhere.
 ///
@@ -52,4 +52,4 @@ private:
     net::Endpoint local_;
 };
 
-}  // namespace device
+}  // namespace vex::device

@@ -16,7 +16,7 @@
 #include "sdk/genapi/zip.h"
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -255,4 +255,4 @@ PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& pla
     return second.IsOK() ? second : first;
 }
 
-}  // namespace device
+}  // namespace vex::device

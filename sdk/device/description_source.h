@@ -10,7 +10,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/device/control_channel.h"
 
-namespace device {
+namespace vex::device {
 
 /// A description's location as a URL register gives it.
 struct DescriptionUrl {
@@ -51,4 +51,4 @@ PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& pla
 /// The most bytes that are read for a description, packed or not.
 inline constexpr std::size_t largest_stored_description = std::size_t{16} << 20;
 
-}  // namespace device
+}  // namespace vex::device

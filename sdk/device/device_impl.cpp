@@ -11,6 +11,8 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bootstrap.h"
 
+using namespace vex;
+
 namespace {
 
 namespace stream = wire::bootstrap::stream;

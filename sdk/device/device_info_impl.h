@@ -8,7 +8,7 @@
 class PvDeviceInfo::Impl {
 public:
     PvInterface* owner = nullptr;
-    net::Interface host;
-    wire::gvcp::DiscoveryAcknowledge facts;
+    vex::net::Interface host;
+    vex::wire::gvcp::DiscoveryAcknowledge facts;
     PvAccessType access = PvAccessUnknown;
 };

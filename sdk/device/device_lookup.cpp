@@ -6,7 +6,7 @@
 
 #include "sdk/device/discovery.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -95,4 +95,4 @@ PvResult look_up_device(std::string_view text, ConnectionTarget& target)
     return PvResult::OK;
 }
 
-}  // namespace device
+}  // namespace vex::device

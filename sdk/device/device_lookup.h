@@ -8,7 +8,7 @@
 #include "sdk/device/connection.h"
 #include "sdk/net/interfaces.h"
 
-namespace device {
+namespace vex::device {
 
 /// Fills in device, local and, where known, mac and hint of `target` for an IP address (no search), a MAC address, a
 /// user-defined name or a serial number (searched on all interfaces). NotFound, or InvalidParameter for an empty text
@@ -18,4 +18,4 @@ PvResult look_up_device(std::string_view text, ConnectionTarget& target);
 /// What may be the cause when the device at this address does not answer; empty when the addresses fit.
 [[nodiscard]] std::string reachability_hint(const net::Interface& host, const wire::gvcp::DiscoveryAcknowledge& facts);
 
-}  // namespace device
+}  // namespace vex::device

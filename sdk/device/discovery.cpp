@@ -10,7 +10,7 @@
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -289,4 +289,4 @@ Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
     return next.value_or(end_);
 }
 
-}  // namespace device
+}  // namespace vex::device

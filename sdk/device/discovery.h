@@ -15,7 +15,7 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
 
-namespace device {
+namespace vex::device {
 
 struct DiscoveryOptions {
     std::chrono::milliseconds timeout{1000};  ///< how long answers are awaited
@@ -104,4 +104,4 @@ private:
     bool ended_ = false;
 };
 
-}  // namespace device
+}  // namespace vex::device

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace device {
+namespace vex::device {
 
 PvResult EventSinks::add(PvDeviceEventSink* sink)
 {
@@ -71,4 +71,4 @@ void EventSinks::end_call(PvDeviceEventSink* sink)
     call_ended_.notify_all();
 }
 
-}  // namespace device
+}  // namespace vex::device

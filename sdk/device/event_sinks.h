@@ -12,7 +12,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/device/PvDeviceEventSink.h"
 
-namespace device {
+namespace vex::device {
 
 /// Calls sinks in the order of their registration, without a lock of its own held, so that a notification may register,
 /// unregister, and destroy the device.
@@ -70,4 +70,4 @@ private:
     std::atomic<std::size_t> count_{0};
 };
 
-}  // namespace device
+}  // namespace vex::device

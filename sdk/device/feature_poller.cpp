@@ -6,7 +6,7 @@
 
 #include "sdk/net/clock.h"
 
-namespace device {
+namespace vex::device {
 
 using std::chrono::milliseconds;
 
@@ -48,4 +48,4 @@ FeaturePoller::FeaturePoller(std::shared_ptr<GenApi::INodeMap> node_map, std::sh
       })
 {}
 
-}  // namespace device
+}  // namespace vex::device

@@ -9,7 +9,7 @@
 #include "sdk/device/worker.h"
 #include "sdk/genapi/node_map.h"
 
-namespace device {
+namespace vex::device {
 
 /// How often to tell a node map that time has passed: twice in its shortest polling time, within 10 ms and 500 ms.
 /// Empty for a node map without polled nodes.
@@ -29,4 +29,4 @@ private:
     Worker worker_;
 };
 
-}  // namespace device
+}  // namespace vex::device

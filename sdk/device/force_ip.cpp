@@ -12,7 +12,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -196,4 +196,4 @@ PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Inte
             "No device with the MAC address " + settings.mac.to_string() + " took the IP configuration"};
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -9,7 +9,7 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
 
-namespace device {
+namespace vex::device {
 
 /// The settings from texts; see PvDevice::SetIPConfiguration for what is accepted and what stands for an empty text.
 PvResult parse_ip_configuration(const PvString& mac, const PvString& address, const PvString& mask,
@@ -19,4 +19,4 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
 /// Sends the settings on all interfaces at the same time until a device acknowledges, or is found with them.
 PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts);
 
-}  // namespace device
+}  // namespace vex::device

@@ -6,7 +6,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -112,4 +112,4 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
     }
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -13,7 +13,7 @@
 #include "sdk/device/worker.h"
 #include "sdk/net/clock.h"
 
-namespace device {
+namespace vex::device {
 
 /// One beat at a time: asks the device who controls it and judges the answer. No thread of its own.
 ///
@@ -77,4 +77,4 @@ private:
     Worker worker_;
 };
 
-}  // namespace device
+}  // namespace vex::device

@@ -7,7 +7,7 @@
 
 #include "sdk/device/url_text.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -213,4 +213,4 @@ void HttpAnswer::fail_as_too_large(std::size_t size)
                                         " that a description may have");
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -5,7 +5,7 @@
 #include "sdk/device/register_port.h"
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -346,4 +346,4 @@ void Link::add_statistics(SoftwareParameters& parameters)
     parameters.add(reset);
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -14,7 +14,7 @@
 #include "sdk/device/heartbeat.h"
 #include "sdk/genicam/software_parameters.h"
 
-namespace device {
+namespace vex::device {
 
 /// What the application sets; it holds from connection to connection. All members may be used from any thread.
 struct LinkSettings {
@@ -76,4 +76,4 @@ private:
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above
 };
 
-}  // namespace device
+}  // namespace vex::device

@@ -11,7 +11,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/wire/bootstrap.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -276,4 +276,4 @@ PvResult negotiate_packet_size(Connection& connection, std::uint32_t channel, st
     return {PvResult::OK, reason + ". The packet size was set to the default, " + std::to_string(default_size)};
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -7,7 +7,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/device/connection.h"
 
-namespace device {
+namespace vex::device {
 
 /// The sizes that the device takes, in bytes from the IP header to the last data byte.
 struct PacketSizeLimits {
@@ -21,4 +21,4 @@ struct PacketSizeLimits {
 PvResult negotiate_packet_size(Connection& connection, std::uint32_t channel, std::uint32_t default_size,
                                PacketSizeLimits limits, std::uint32_t mtu);
 
-}  // namespace device
+}  // namespace vex::device

@@ -9,7 +9,7 @@
 #include "sdk/device/PvTypes.h"
 #include "sdk/device/control_channel.h"
 
-namespace device {
+namespace vex::device {
 
 /// Takes the privilege. StateError, with the holder's address where the device tells it (`capability` is its GVCP
 /// capability register), when another application has it. OK at once when `access` needs none.
@@ -25,4 +25,4 @@ using PrivilegeHolder = net::Endpoint;
 /// "192.168.0.7, port 50123".
 [[nodiscard]] std::string text_of(const PrivilegeHolder& holder);
 
-}  // namespace device
+}  // namespace vex::device

@@ -8,7 +8,7 @@
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -189,4 +189,4 @@ void RegisterPort::write(std::int64_t address, std::span<const std::uint8_t> dat
     notify_write(*sinks_, at, data);
 }
 
-}  // namespace device
+}  // namespace vex::device

@@ -12,7 +12,7 @@
 #include "sdk/genapi/port.h"
 #include "sdk/genapi/types.h"
 
-namespace device {
+namespace vex::device {
 
 /// How the bytes of a 32-bit register of a little-endian device reach the node map.
 enum class ByteOrderRule : std::int32_t {
@@ -66,4 +66,4 @@ private:
 void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
 void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
 
-}  // namespace device
+}  // namespace vex::device

@@ -17,7 +17,7 @@ public:
     PvResult search(const std::vector<PvInterface*>& interfaces);
     void notify(PvInterface& host, PvDeviceInfo& info, bool& ignore);
     /// The object for these facts; the same one as before when the interface was there before.
-    PvInterface& interface_for(const net::Interface& facts);
+    PvInterface& interface_for(const vex::net::Interface& facts);
 
     std::vector<std::unique_ptr<PvInterface>> all;  ///< every interface ever met
     std::vector<PvInterface*> listed;
@@ -30,15 +30,15 @@ public:
 
 class PvInterface::Impl {
 public:
-    Impl(PvSystem::Impl& its_system, const net::Interface& its_facts) : system(its_system), facts(its_facts) {}
+    Impl(PvSystem::Impl& its_system, const vex::net::Interface& its_facts) : system(its_system), facts(its_facts) {}
 
     [[nodiscard]] std::string id() const { return facts.id + "@" + facts.address.to_string(); }
     /// The object for this device, brought up to date, at the end of `all`; the same one as before when the device was
     /// met here before.
-    PvDeviceInfo& device_for(PvInterface& self, const device::FoundDevice& found);
+    PvDeviceInfo& device_for(PvInterface& self, const vex::device::FoundDevice& found);
 
     PvSystem::Impl& system;
-    net::Interface facts;
+    vex::net::Interface facts;
     std::vector<std::unique_ptr<PvDeviceInfo>> all;  ///< the one met last stands last
     std::vector<PvDeviceInfo*> listed;
 };

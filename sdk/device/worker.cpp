@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace device {
+namespace vex::device {
 
 namespace {
 
@@ -64,4 +64,4 @@ void Worker::stop(std::chrono::milliseconds patience) noexcept
     thread_.join();
 }
 
-}  // namespace device
+}  // namespace vex::device

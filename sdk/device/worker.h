@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-namespace device {
+namespace vex::device {
 
 /// Runs work on a thread of its own. The work keeps what it uses alive by itself, so that its owner may be destroyed
 /// from within it.
@@ -47,4 +47,4 @@ private:
     std::thread thread_;
 };
 
-}  // namespace device
+}  // namespace vex::device

@@ -7,6 +7,8 @@
 #include "sdk/base/utf8.h"
 #include "sdk/genapi/errors.h"
 
+using namespace vex;
+
 namespace GenApi {
 
 namespace {
@@ -33,7 +35,7 @@ std::string from_utf16(std::string_view raw, bool big_endian)
         } else if (c >= 0xD800 && c < 0xE000) {
             c = 0xFFFD;
         }
-        append_utf8(text, c);
+        vex::append_utf8(text, c);
     }
     return text;
 }

@@ -3,6 +3,8 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/results.h"
 
+using namespace vex;
+
 PvResult PvGenCategory::GetName(PvString& aName) const
 {
     return genicam::result_of([&] { aName = PvString(node_->name()); });

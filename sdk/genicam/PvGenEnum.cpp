@@ -4,6 +4,8 @@
 
 #include "sdk/genicam/parameter_internals.h"
 
+using namespace vex;
+
 PvGenEnum::PvGenEnum(GenApi::INode& node, const Owner& owner) : PvGenParameter(node, owner, PvGenTypeEnum)
 {
     for (GenApi::INode* const entry : node.children()) {

@@ -9,6 +9,8 @@
 
 #include "sdk/genicam/parameter_internals.h"
 
+using namespace vex;
+
 /// What of a parameter changes; apart from the node map's lock, and never held while something else is called.
 struct PvGenParameter::State {
     struct Registered {

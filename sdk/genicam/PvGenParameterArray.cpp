@@ -9,6 +9,8 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/parameter_internals.h"
 
+using namespace vex;
+
 /// Parameters go before the node map that they belong to.
 struct PvGenParameterArray::Contents {
     std::unique_ptr<GenApi::INodeMap> node_map;

@@ -16,7 +16,7 @@ struct PvGenParameter::Owner {
 template <class Work>
 PvResult PvGenParameter::run(Work&& work) const
 {
-    PvResult result = genicam::result_of(std::forward<Work>(work));
+    PvResult result = vex::genicam::result_of(std::forward<Work>(work));
     if (!result.IsOK()) {
         remember(result);
     }

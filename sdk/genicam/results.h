@@ -11,7 +11,7 @@
 #include "sdk/genapi/types.h"
 #include "sdk/genicam/PvGenTypes.h"
 
-namespace genicam {
+namespace vex::genicam {
 
 /// The result of the exception that is being handled.
 inline PvResult result_of_exception() noexcept
@@ -90,4 +90,4 @@ inline PvGenRepresentation representation_of(GenApi::Representation representati
     return PvGenRepresentationUndefined;
 }
 
-}  // namespace genicam
+}  // namespace vex::genicam

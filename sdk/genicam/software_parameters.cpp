@@ -11,6 +11,8 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/genapi/numbers.h"
 
+namespace vex {
+
 namespace {
 
 // Every parameter has a megabyte of addresses of its own, with its value at the front and what else is asked of it at
@@ -434,3 +436,5 @@ std::unique_ptr<SoftwareParameterArray> SoftwareParameters::build()
     array->PvGenParameterArray::build(GenApi::load_node_map(std::move(xml), *array->port_));
     return array;
 }
+
+}  // namespace vex

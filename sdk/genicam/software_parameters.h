@@ -15,6 +15,8 @@
 #include "sdk/genapi/types.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 
+namespace vex {
+
 /// What every software parameter has. The functions run with the array's lock held: they must not use the array, except
 /// SoftwareParameterArray::changed.
 struct SoftwareParameter {
@@ -131,3 +133,5 @@ private:
     std::string model_name_;
     std::vector<Any> parameters_;
 };
+
+}  // namespace vex

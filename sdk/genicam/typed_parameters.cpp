@@ -10,6 +10,8 @@
 #include "sdk/genicam/PvGenString.h"
 #include "sdk/genicam/parameter_internals.h"
 
+using namespace vex;
+
 PvResult PvGenInteger::GetValue(std::int64_t& aValue) const
 {
     return run([&] { aValue = node_->int_value(); });

@@ -1,6 +1,6 @@
 #include "sdk/net/clock.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -17,4 +17,4 @@ const Clock& Clock::steady() noexcept
     return clock;
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-namespace net {
+namespace vex::net {
 
 /// A monotonic clock. Everything below the public SDK that waits or measures takes a reference to one, so that a test
 /// can drive time itself.
@@ -21,4 +21,4 @@ public:
     [[nodiscard]] static const Clock& steady() noexcept;
 };
 
-}  // namespace net
+}  // namespace vex::net

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <chrono>
 
-namespace net {
+namespace vex::net {
 
 /// The end of a wait of `timeout` from now. Negative timeouts count as 0; very long ones are cut to a year, so that no
 /// caller's "forever" overflows the clock.
@@ -35,4 +35,4 @@ private:
     std::chrono::steady_clock::time_point at_;
 };
 
-}  // namespace net
+}  // namespace vex::net

@@ -7,7 +7,7 @@
 
 #include "sdk/net/address.h"
 
-namespace net {
+namespace vex::net {
 
 /// One IPv4 address of one network adapter; an adapter with two addresses appears twice.
 struct Interface {
@@ -30,4 +30,4 @@ struct Interface {
 /// The local address from which the system would reach `destination`; 0.0.0.0 when there is no route.
 [[nodiscard]] Ipv4Address local_address_towards(Ipv4Address destination) noexcept;
 
-}  // namespace net
+}  // namespace vex::net

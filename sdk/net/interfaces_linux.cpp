@@ -15,7 +15,7 @@
 
 #include "sdk/net/posix_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -133,4 +133,4 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

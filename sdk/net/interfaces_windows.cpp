@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <memory>
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -100,4 +100,4 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

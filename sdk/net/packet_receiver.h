@@ -10,7 +10,7 @@
 #include "sdk/net/address.h"
 #include "sdk/net/udp_socket.h"
 
-namespace net {
+namespace vex::net {
 
 /// One received datagram, in memory of the receiver.
 struct Datagram {
@@ -38,4 +38,4 @@ public:
                                                                 std::size_t batch);
 };
 
-}  // namespace net
+}  // namespace vex::net

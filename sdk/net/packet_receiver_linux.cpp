@@ -12,7 +12,7 @@
 #define UDP_GRO 104
 #endif
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -183,4 +183,4 @@ std::unique_ptr<PacketReceiver> PacketReceiver::create(UdpSocket& socket, std::s
     return std::make_unique<BatchReceiver>(socket, largest_packet, batch);
 }
 
-}  // namespace net
+}  // namespace vex::net

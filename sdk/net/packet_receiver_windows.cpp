@@ -5,7 +5,7 @@
 
 #include "sdk/net/winsock_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -72,4 +72,4 @@ std::unique_ptr<PacketReceiver> PacketReceiver::create(UdpSocket& socket, std::s
     return std::make_unique<DrainingReceiver>(socket, largest_packet, batch);
 }
 
-}  // namespace net
+}  // namespace vex::net

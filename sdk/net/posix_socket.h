@@ -11,7 +11,7 @@
 #include "sdk/net/system_address.h"
 #include "sdk/net/udp_socket.h"
 
-namespace net {
+namespace vex::net {
 
 [[nodiscard]] inline int descriptor_of(UdpSocket::Handle handle) noexcept { return static_cast<int>(handle); }
 
@@ -42,4 +42,4 @@ namespace net {
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -9,7 +9,7 @@
 
 #include "sdk/net/address.h"
 
-namespace net {
+namespace vex::net {
 
 [[nodiscard]] inline in_addr to_system(Ipv4Address address) noexcept
 {
@@ -32,4 +32,4 @@ namespace net {
     return {{ntohl(in.sin_addr.s_addr)}, ntohs(in.sin_port)};
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -11,7 +11,7 @@
 #include "sdk/net/posix_socket.h"
 #endif
 
-namespace net {
+namespace vex::net {
 
 TcpConnection::TcpConnection(TcpConnection&& other) noexcept : handle_(std::exchange(other.handle_, invalid_handle)) {}
 
@@ -46,4 +46,4 @@ std::optional<Ipv4Address> address_of_host(const std::string& host)
     return address;
 }
 
-}  // namespace net
+}  // namespace vex::net

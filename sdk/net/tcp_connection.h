@@ -12,7 +12,7 @@
 
 #include "sdk/net/address.h"
 
-namespace net {
+namespace vex::net {
 
 /// An owned connection to an IPv4 server. Every call is bounded by a time that the caller gives.
 ///
@@ -52,4 +52,4 @@ private:
 /// service, which has time limits of its own, usually some seconds.
 [[nodiscard]] std::optional<Ipv4Address> address_of_host(const std::string& host);
 
-}  // namespace net
+}  // namespace vex::net

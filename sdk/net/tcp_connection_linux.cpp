@@ -6,7 +6,7 @@
 
 #include "sdk/net/posix_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -105,4 +105,4 @@ std::size_t TcpConnection::receive(std::span<std::uint8_t> buffer, std::chrono::
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -4,7 +4,7 @@
 
 #include "sdk/net/winsock_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -108,4 +108,4 @@ std::size_t TcpConnection::receive(std::span<std::uint8_t> buffer, std::chrono::
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

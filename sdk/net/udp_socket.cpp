@@ -3,7 +3,7 @@
 
 #include <utility>
 
-namespace net {
+namespace vex::net {
 
 UdpSocket::UdpSocket(UdpSocket&& other) noexcept
     : handle_(std::exchange(other.handle_, invalid_handle)), receive_timeout_ms_(other.receive_timeout_ms_)
@@ -23,4 +23,4 @@ UdpSocket::~UdpSocket() { close(); }
 
 bool UdpSocket::is_open() const noexcept { return handle_ != invalid_handle; }
 
-}  // namespace net
+}  // namespace vex::net

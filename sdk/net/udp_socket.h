@@ -10,7 +10,7 @@
 
 #include "sdk/net/address.h"
 
-namespace net {
+namespace vex::net {
 
 struct UdpOptions {
     bool reuse_address = false;    ///< several sockets may share the port; each receives broadcasts and multicasts
@@ -93,4 +93,4 @@ private:
 std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
                                          std::chrono::milliseconds timeout) noexcept;
 
-}  // namespace net
+}  // namespace vex::net

@@ -12,7 +12,7 @@
 
 #include "sdk/net/posix_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -248,4 +248,4 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -8,7 +8,7 @@
 
 #include "sdk/net/winsock_socket.h"
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -263,4 +263,4 @@ std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

@@ -3,7 +3,7 @@
 #include <iterator>
 #include <string>
 
-namespace net {
+namespace vex::net {
 
 namespace {
 
@@ -103,4 +103,4 @@ bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept
     }
 }
 
-}  // namespace net
+}  // namespace vex::net

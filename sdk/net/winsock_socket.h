@@ -11,7 +11,7 @@
 #include "sdk/net/system_address.h"
 #include "sdk/net/udp_socket.h"
 
-namespace net {
+namespace vex::net {
 
 /// Starts the socket library with the first call; it stays started as long as the process. Throws std::system_error.
 void start_winsock();
@@ -28,4 +28,4 @@ void start_winsock();
 /// Waits until the socket can be read or its next receive fails at once; false when the deadline has passed.
 [[nodiscard]] bool wait_for_input(SOCKET socket, const Deadline& deadline) noexcept;
 
-}  // namespace net
+}  // namespace vex::net

@@ -4,6 +4,8 @@
 #include "sdk/stream/stream_channel.h"
 #include "sdk/stream/stream_parameters.h"
 
+using namespace vex;
+
 struct PvStream::Parameters {
     std::unique_ptr<SoftwareParameterArray> array;
 };

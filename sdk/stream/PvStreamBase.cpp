@@ -6,6 +6,8 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/stream/stream_channel.h"
 
+using namespace vex;
+
 namespace {
 
 /// An address given by the client; `what` names it in the failure's text.

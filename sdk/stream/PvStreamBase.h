@@ -9,7 +9,7 @@
 
 class PvBuffer;
 
-namespace stream {
+namespace vex::stream {
 class StreamChannel;
 }
 
@@ -109,8 +109,8 @@ public:
 protected:
     PvStreamBase();
 
-    [[nodiscard]] stream::StreamChannel& channel() noexcept { return *channel_; }
+    [[nodiscard]] vex::stream::StreamChannel& channel() noexcept { return *channel_; }
 
 private:
-    std::unique_ptr<stream::StreamChannel> channel_;
+    std::unique_ptr<vex::stream::StreamChannel> channel_;
 };

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace stream {
+namespace vex::stream {
 
 namespace gvsp = wire::gvsp;
 
@@ -435,4 +435,4 @@ bool BlockAssembler::forget(const PvBuffer& buffer) noexcept
     return false;
 }
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -15,7 +15,7 @@
 #include "sdk/stream/counters.h"
 #include "sdk/wire/gvsp.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// Where an assembler takes buffers from and brings them to.
 class BufferPort {
@@ -140,4 +140,4 @@ private:
     time_point began_at_;
 };
 
-}  // namespace stream
+}  // namespace vex::stream

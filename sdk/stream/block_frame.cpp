@@ -7,7 +7,7 @@
 
 #include "sdk/wire/pixel_format.h"
 
-namespace stream {
+namespace vex::stream {
 
 namespace {
 
@@ -552,4 +552,4 @@ BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& count
     return end_fate;
 }
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -14,7 +14,7 @@
 #include "sdk/stream/packet_bitmap.h"
 #include "sdk/wire/gvsp.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// What a block tells about the ones that follow it; used where their own packets have not told yet.
 struct StreamHabits {
@@ -149,4 +149,4 @@ private:
     std::vector<acquisition::PacketRange> missing_;
 };
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -2,7 +2,7 @@
 
 #include <numeric>
 
-namespace stream {
+namespace vex::stream {
 
 Counters Counters::since(const Counters& start) const noexcept
 {
@@ -36,4 +36,4 @@ std::uint64_t Counters::failed_blocks() const noexcept
            of(BlockFate::discarded);
 }
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -8,7 +8,7 @@
 
 #include "sdk/base/PvResult.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// What became of one received datagram.
 enum class PacketFate : std::uint8_t {
@@ -66,4 +66,4 @@ struct Counters {
     [[nodiscard]] std::uint64_t of(BlockFate fate) const noexcept { return blocks[static_cast<std::size_t>(fate)]; }
 };
 
-}  // namespace stream
+}  // namespace vex::stream

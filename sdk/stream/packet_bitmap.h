@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace stream {
+namespace vex::stream {
 
 /// A set of packet IDs that grows with the highest ID and keeps its memory from block to block.
 class PacketBitmap {
@@ -81,4 +81,4 @@ private:
     std::size_t used_ = 0;  // words at the front that may hold bits
 };
 
-}  // namespace stream
+}  // namespace vex::stream

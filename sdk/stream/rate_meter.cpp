@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-namespace stream {
+namespace vex::stream {
 
 namespace {
 constexpr net::Clock::duration period = std::chrono::seconds(1);
@@ -55,4 +55,4 @@ net::Clock::duration RateMeter::sampling_time() const noexcept
     return count_ < 2 ? net::Clock::duration::zero() : back(0).at - first_.at;
 }
 
-}  // namespace stream
+}  // namespace vex::stream

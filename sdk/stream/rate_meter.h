@@ -7,7 +7,7 @@
 
 #include "sdk/net/clock.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// Not thread-safe.
 class RateMeter {
@@ -46,4 +46,4 @@ private:
     Arrival first_;
 };
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -10,7 +10,7 @@
 #include "sdk/base/thread_name.h"
 #include "sdk/net/packet_receiver.h"
 
-namespace stream {
+namespace vex::stream {
 
 using namespace std::chrono_literals;
 
@@ -429,4 +429,4 @@ void StreamChannel::buffer_destroyed(PvBuffer& buffer) noexcept
     std::erase(ready_, &buffer);
 }
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -21,7 +21,7 @@
 #include "sdk/stream/block_assembler.h"
 #include "sdk/stream/rate_meter.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// Where a stream receives from and on.
 struct Endpoints {
@@ -121,4 +121,4 @@ private:
     RateMeter rates_;
 };
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-namespace stream {
+namespace vex::stream {
 
 namespace {
 
@@ -220,4 +220,4 @@ std::unique_ptr<SoftwareParameterArray> make_parameters(StreamChannel& channel)
     return parameters.build();
 }
 
-}  // namespace stream
+}  // namespace vex::stream

@@ -6,10 +6,10 @@
 #include "sdk/genicam/software_parameters.h"
 #include "sdk/stream/stream_channel.h"
 
-namespace stream {
+namespace vex::stream {
 
 /// `channel` must outlive the array. Settings are streamable and are written through at once; statistics are asked for
 /// at every read.
 [[nodiscard]] std::unique_ptr<SoftwareParameterArray> make_parameters(StreamChannel& channel);
 
-}  // namespace stream
+}  // namespace vex::stream

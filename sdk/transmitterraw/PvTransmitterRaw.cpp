@@ -16,6 +16,8 @@
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/transmitterraw/transmission_meter.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr std::uint32_t smallest_packet = 576;

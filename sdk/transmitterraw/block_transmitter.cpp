@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-namespace transmitter {
+namespace vex::transmitter {
 
 namespace {
 
@@ -278,4 +278,4 @@ TransmitterStatistics BlockTransmitter::statistics() const
     return statistics_;
 }
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

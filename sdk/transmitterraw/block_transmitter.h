@@ -18,7 +18,7 @@
 #include "sdk/wire/gvcp.h"
 #include "sdk/wire/gvsp.h"
 
-namespace transmitter {
+namespace vex::transmitter {
 
 /// How blocks travel.
 struct StreamSettings {
@@ -121,4 +121,4 @@ private:
     TransmitterStatistics statistics_;
 };
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace transmitter {
+namespace vex::transmitter {
 
 namespace {
 
@@ -46,4 +46,4 @@ void Pacer::sent(time_point now, std::size_t packets, std::size_t bytes) noexcep
     next_ = std::max(next_, now - longest_arrears) + cost(packets, bytes);
 }
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

@@ -6,7 +6,7 @@
 
 #include "sdk/net/clock.h"
 
-namespace transmitter {
+namespace vex::transmitter {
 
 /// Spaces packets by a fixed delay and by an upper bound on bytes per second, whichever is slower: a token bucket that
 /// holds at most one burst. It only computes; waiting is the caller's.
@@ -43,4 +43,4 @@ private:
     time_point next_{};
 };
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

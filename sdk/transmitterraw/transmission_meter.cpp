@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-namespace transmitter {
+namespace vex::transmitter {
 
 namespace {
 
@@ -67,4 +67,4 @@ float TransmissionMeter::average_rate(time_point now) const noexcept
 
 float TransmissionMeter::instantaneous_rate() const noexcept { return per_second(1.0, last_interval_); }
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

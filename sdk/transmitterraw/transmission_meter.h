@@ -5,7 +5,7 @@
 
 #include "sdk/net/clock.h"
 
-namespace transmitter {
+namespace vex::transmitter {
 
 /// Averages run from start() or reset() to now, or to stop(); instantaneous values over the last two blocks. All are 0
 /// while there is nothing to divide.
@@ -42,4 +42,4 @@ private:
     std::uint64_t last_bytes_ = 0;
 };
 
-}  // namespace transmitter
+}  // namespace vex::transmitter

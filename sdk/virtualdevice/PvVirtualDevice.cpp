@@ -8,6 +8,8 @@
 #include "sdk/virtualdevice/gvcp_server.h"
 #include "sdk/wire/bootstrap.h"
 
+using namespace vex;
+
 namespace {
 
 // What a client's node map finds in a device that has nothing but its bootstrap registers.

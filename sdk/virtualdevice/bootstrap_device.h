@@ -6,7 +6,7 @@
 
 #include "sdk/net/address.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 /// The constant facts of a device, from which its bootstrap registers are made.
 struct DeviceDescription {
@@ -39,4 +39,4 @@ struct DeviceDescription {
     std::uint64_t timestamp_frequency = 1'000'000'000;  ///< Hz
 };
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

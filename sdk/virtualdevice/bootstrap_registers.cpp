@@ -4,7 +4,7 @@
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/wire/bootstrap.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 namespace {
 
@@ -320,4 +320,4 @@ void GvcpResponder::close_channels()
     }
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 std::string local_url(std::string_view name, std::uint32_t address, std::size_t length)
 {
@@ -27,4 +27,4 @@ net::MacAddress made_up_mac(net::Ipv4Address address) noexcept
              static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)}};
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

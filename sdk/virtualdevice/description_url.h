@@ -8,7 +8,7 @@
 #include "sdk/net/address.h"
 #include "sdk/virtualdevice/register_map.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 /// "Local:NAME;ADDRESS;LENGTH", address and length in hexadecimal: a file in the device's own memory.
 [[nodiscard]] std::string local_url(std::string_view name, std::uint32_t address, std::size_t length);
@@ -19,4 +19,4 @@ namespace virtual_device {
 /// A locally administered hardware address that is as distinct as the IPv4 address it is made from.
 [[nodiscard]] net::MacAddress made_up_mac(net::Ipv4Address address) noexcept;
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -5,7 +5,7 @@
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 namespace {
 
@@ -386,4 +386,4 @@ void GvcpResponder::action(const CommandView& command)
     answer_status(command, Status::success);
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

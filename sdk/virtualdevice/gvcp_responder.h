@@ -19,7 +19,7 @@
 #include "sdk/virtualdevice/register_map.h"
 #include "sdk/wire/gvcp.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 /// Where and how a stream channel sends, as its registers say.
 struct StreamChannel {
@@ -181,4 +181,4 @@ private:
     std::uint64_t answers_ = 0;
 };
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -7,7 +7,7 @@
 
 #include "sdk/wire/gvcp.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 namespace {
 
@@ -169,4 +169,4 @@ void GvcpServer::serve(net::UdpSocket& socket, bool broadcast)
     }
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -13,7 +13,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 /// The interface that `name` means: an IPv4 address (of an interface, or any of 127.0.0.0/8), an adapter's id or
 /// description, or a MAC address. Empty means the first interface that is not loopback, else loopback. Empty result
@@ -66,4 +66,4 @@ private:
     std::optional<net::Interface> wanted_;  // guarded by mutex_
 };
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

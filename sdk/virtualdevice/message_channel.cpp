@@ -5,7 +5,7 @@
 
 #include "sdk/wire/gvcp.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 namespace {
 
@@ -166,4 +166,4 @@ bool MessageChannel::await_acknowledge(const net::Endpoint& from, std::uint16_t 
     return false;
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

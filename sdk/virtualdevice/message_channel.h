@@ -13,7 +13,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 /// An event with its data, as a copy of its own.
 struct DeviceEvent {
@@ -75,4 +75,4 @@ private:
     std::thread worker_;
 };
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

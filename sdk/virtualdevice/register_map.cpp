@@ -7,7 +7,7 @@
 
 #include "sdk/wire/bytes.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 namespace {
 
@@ -235,4 +235,4 @@ std::span<const std::uint8_t> RegisterMap::bytes(std::uint32_t address) const
     return found->second.bytes;
 }
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -12,7 +12,7 @@
 
 #include "sdk/wire/gvcp.h"
 
-namespace virtual_device {
+namespace vex::virtual_device {
 
 using Status = wire::gvcp::Status;
 
@@ -76,4 +76,4 @@ private:
     Regions regions_;  // by first address
 };
 
-}  // namespace virtual_device
+}  // namespace vex::virtual_device

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace test_pattern {
+namespace vex::test_pattern {
 
 namespace {
 
@@ -172,4 +172,4 @@ void scene_line(Pattern pattern, std::uint64_t block_id, std::uint32_t x, std::u
     }
 }
 
-}  // namespace test_pattern
+}  // namespace vex::test_pattern

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <span>
 
-namespace test_pattern {
+namespace vex::test_pattern {
 
 struct Rgb16 {
     std::uint16_t red = 0;
@@ -78,4 +78,4 @@ struct FrameSettings {
 /// Renders an image into `out`, which has image_bytes() bytes. The format must be one that supports() knows.
 void render(const FrameSettings& settings, std::uint64_t block_id, std::span<std::uint8_t> out);
 
-}  // namespace test_pattern
+}  // namespace vex::test_pattern

@@ -5,7 +5,7 @@
 
 #include "sdk/virtualdevice/test_pattern_scene.h"
 
-namespace test_pattern {
+namespace vex::test_pattern {
 
 namespace {
 
@@ -327,4 +327,4 @@ void render(const FrameSettings& settings, std::uint64_t block_id, std::span<std
     packer.finish();
 }
 
-}  // namespace test_pattern
+}  // namespace vex::test_pattern

@@ -5,9 +5,9 @@
 
 #include "sdk/virtualdevice/test_pattern.h"
 
-namespace test_pattern {
+namespace vex::test_pattern {
 
 /// The scene at (x, y), (x + 1, y) and so on.
 void scene_line(Pattern pattern, std::uint64_t block_id, std::uint32_t x, std::uint32_t y, std::span<Rgb16> out);
 
-}  // namespace test_pattern
+}  // namespace vex::test_pattern

@@ -1,6 +1,6 @@
 #include "sdk/wire/bootstrap.h"
 
-namespace wire::bootstrap {
+namespace vex::wire::bootstrap {
 
 namespace {
 
@@ -93,4 +93,4 @@ const char* name_of(std::uint32_t address) noexcept
     return nullptr;
 }
 
-}  // namespace wire::bootstrap
+}  // namespace vex::wire::bootstrap

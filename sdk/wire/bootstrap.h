@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace wire::bootstrap {
+namespace vex::wire::bootstrap {
 
 // ---- identity and network ----
 inline constexpr std::uint32_t version = 0x0000;
@@ -166,4 +166,4 @@ inline constexpr std::uint32_t manufacturer_space = 0xA000;
 /// The name of a bootstrap register for messages ("heartbeat timeout"); null when the address has none.
 [[nodiscard]] const char* name_of(std::uint32_t address) noexcept;
 
-}  // namespace wire::bootstrap
+}  // namespace vex::wire::bootstrap

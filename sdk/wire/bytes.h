@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace wire {
+namespace vex::wire {
 
 [[nodiscard]] constexpr std::uint16_t load_be16(const std::uint8_t* p) noexcept
 {
@@ -49,4 +49,4 @@ constexpr void store_be64(std::uint8_t* p, std::uint64_t value) noexcept
     store_be32(p + 4, static_cast<std::uint32_t>(value));
 }
 
-}  // namespace wire
+}  // namespace vex::wire

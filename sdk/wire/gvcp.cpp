@@ -6,7 +6,7 @@
 
 #include "sdk/wire/bytes.h"
 
-namespace wire::gvcp {
+namespace vex::wire::gvcp {
 
 namespace {
 
@@ -165,4 +165,4 @@ Message& Message::data(std::span<const std::uint8_t> bytes) noexcept
     return *this;
 }
 
-}  // namespace wire::gvcp
+}  // namespace vex::wire::gvcp

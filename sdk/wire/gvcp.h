@@ -13,7 +13,7 @@
 
 #include "sdk/net/address.h"
 
-namespace wire::gvcp {
+namespace vex::wire::gvcp {
 
 inline constexpr std::uint16_t port = 3956;
 inline constexpr std::size_t header_size = 8;
@@ -277,4 +277,4 @@ struct DiscoveryAcknowledge {
 /// byte or at the end of their field.
 [[nodiscard]] std::optional<DiscoveryAcknowledge> decode_discovery_acknowledge(std::span<const std::uint8_t> payload);
 
-}  // namespace wire::gvcp
+}  // namespace vex::wire::gvcp

@@ -5,7 +5,7 @@
 #include "sdk/wire/bytes.h"
 #include "sdk/wire/gvcp.h"
 
-namespace wire::gvcp {
+namespace vex::wire::gvcp {
 
 namespace {
 
@@ -111,4 +111,4 @@ std::optional<DiscoveryAcknowledge> decode_discovery_acknowledge(std::span<const
     return device;
 }
 
-}  // namespace wire::gvcp
+}  // namespace vex::wire::gvcp

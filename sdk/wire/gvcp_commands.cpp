@@ -2,7 +2,7 @@
 #include "sdk/wire/bytes.h"
 #include "sdk/wire/gvcp.h"
 
-namespace wire::gvcp {
+namespace vex::wire::gvcp {
 
 namespace {
 
@@ -170,4 +170,4 @@ std::optional<Action> decode_action(const CommandView& command) noexcept
     return action;
 }
 
-}  // namespace wire::gvcp
+}  // namespace vex::wire::gvcp

@@ -2,7 +2,7 @@
 #include "sdk/wire/bytes.h"
 #include "sdk/wire/gvcp.h"
 
-namespace wire::gvcp {
+namespace vex::wire::gvcp {
 
 namespace {
 
@@ -82,4 +82,4 @@ bool take_event(const CommandView& command, std::span<const std::uint8_t>& rest,
     return true;
 }
 
-}  // namespace wire::gvcp
+}  // namespace vex::wire::gvcp

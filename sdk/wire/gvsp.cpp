@@ -5,7 +5,7 @@
 
 #include "sdk/wire/bytes.h"
 
-namespace wire::gvsp {
+namespace vex::wire::gvsp {
 
 namespace {
 
@@ -253,4 +253,4 @@ std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) 
     return size;
 }
 
-}  // namespace wire::gvsp
+}  // namespace vex::wire::gvsp

@@ -11,7 +11,7 @@
 
 #include "sdk/wire/gvcp.h"
 
-namespace wire::gvsp {
+namespace vex::wire::gvsp {
 
 using Status = gvcp::Status;
 
@@ -132,4 +132,4 @@ inline constexpr std::size_t largest_trailer = 24;
 [[nodiscard]] std::optional<Trailer> decode_trailer(std::span<const std::uint8_t> payload) noexcept;
 std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) noexcept;
 
-}  // namespace wire::gvsp
+}  // namespace vex::wire::gvsp

@@ -4,7 +4,7 @@
 
 #include "sdk/wire/pixel_format_table.h"
 
-namespace wire {
+namespace vex::wire {
 
 namespace {
 
@@ -35,4 +35,4 @@ std::optional<std::uint32_t> pixel_format_of_name(std::string_view name) noexcep
     return at->code;
 }
 
-}  // namespace wire
+}  // namespace vex::wire

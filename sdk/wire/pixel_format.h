@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-namespace wire {
+namespace vex::wire {
 
 /// Bits that one pixel occupies, from the code itself, so that unknown formats can be sized too.
 [[nodiscard]] constexpr unsigned bits_per_pixel(std::uint32_t pixel_format) noexcept
@@ -27,4 +27,4 @@ namespace wire {
 /// The code of a name; both spellings are known where there are two.
 [[nodiscard]] std::optional<std::uint32_t> pixel_format_of_name(std::string_view name) noexcept;
 
-}  // namespace wire
+}  // namespace vex::wire

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace wire {
+namespace vex::wire {
 
 struct NamedPixelFormat {
     std::uint32_t code = 0;
@@ -292,4 +292,4 @@ inline constexpr std::array<NamedPixelFormat, 276> pixel_format_table{{
     {0x026000C1, "Coord3D_ABC32f_Planar"},
 }};
 
-}  // namespace wire
+}  // namespace vex::wire

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """class_table.py TABLE OUTPUT_DIR: what is generated from the class table (server/classes.txt).
 
-class_facts.h    a specialisation of server::ClassFacts for each class
+class_facts.h    a specialisation of vex::server::ClassFacts for each class
 class_table.cpp  the entries of the module's class table, in the table's order
 scripts/*.rgs    a registration script per row, and the module's own
 scripts.rc       the scripts as resources
@@ -133,7 +133,7 @@ def class_facts(rows):
     out = ['// Generated from server/classes.txt: what the frame knows about each class.', '#pragma once', '',
            '#include "server/class_facts.h"', '#include "server/type_library.h"', '']
     out += [f'class C{row.name};' for row in classes]
-    out += ['', 'namespace server {', '',
+    out += ['', 'namespace vex::server {', '',
             f'inline constexpr GUID library_id{guid_literal(LIBID)};',
             f'inline constexpr wchar_t app_id[] = L"{APPID}";',
             f'inline constexpr UINT module_script = {MODULE_SCRIPT};', '']
@@ -148,7 +148,7 @@ struct ClassFacts<C{row.name}> {{
     static constexpr const wchar_t* prog_id = L"{row.prog_id}";
 }};
 """)
-    out += ['}  // namespace server', '']
+    out += ['}  // namespace vex::server', '']
     return '\n'.join(out)
 
 
@@ -160,11 +160,11 @@ def class_table(rows):
     out += ['#include "generated/class_facts.h"', '#include "generated/not_built.h"', '#include "server/object.h"', '#include "server/wrapper.h"', '']
     for row in classes:
         if not row.is_built:
-            out.append(f'class C{row.name} : public server::Wrapper<C{row.name}, server::NotBuilt<{row.interface}>> {{}};')
-    out += ['', 'namespace server {', '', 'std::span<ClassEntry> class_table() noexcept', '{',
+            out.append(f'class C{row.name} : public vex::server::Wrapper<C{row.name}, vex::server::NotBuilt<{row.interface}>> {{}};')
+    out += ['', 'namespace vex::server {', '', 'std::span<ClassEntry> class_table() noexcept', '{',
             '    static constinit ClassEntry entries[] = {']
     out += [f'        class_entry<C{row.name}>({row.script}),' for row in classes]
-    out += ['    };', '    return entries;', '}', '', '}  // namespace server', '']
+    out += ['    };', '    return entries;', '}', '', '}  // namespace vex::server', '']
     return '\n'.join(out)
 
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """not_built.py HEADER OUTPUT: from the interfaces of the header widl wrote, for each dual interface I
 
-server::InterfaceBase<I>  the interface it extends
-server::NotBuilt<I>       a base class that answers every member of I, inherited ones included, with server::not_built()
+vex::server::InterfaceBase<I>  the interface it extends
+vex::server::NotBuilt<I>       a base class that answers every member of I, inherited ones included, with vex::server::not_built()
 """
 import re
 import sys
@@ -36,7 +36,7 @@ def main():
         return (members(base) if base in duals else []) + own
 
     out = ['// Generated from the interface definitions: bases for classes that are not, or not wholly, built.', '#pragma once', '',
-           '#include "server/not_built.h"', '#include "server/type_library.h"', '', 'namespace server {', '']
+           '#include "server/not_built.h"', '#include "server/type_library.h"', '', 'namespace vex::server {', '']
     for name, (base, _) in duals.items():
         if base in duals:
             out += ['template <>', f'struct InterfaceBase<{name}> {{', f'    using Type = {base};', '};', '']
@@ -45,7 +45,7 @@ def main():
         out += [f'    HRESULT STDMETHODCALLTYPE {method}({args}) override {{ return not_built(); }}'
                 for method, args in members(name)]
         out += ['', 'protected:', '    ~NotBuilt() = default;', '};', '']
-    out += ['}  // namespace server', '']
+    out += ['}  // namespace vex::server', '']
     Path(sys.argv[2]).write_text('\n'.join(out))
 
 

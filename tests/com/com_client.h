@@ -16,7 +16,7 @@
 
 namespace client {
 
-using server::Ref;
+using vex::server::Ref;
 
 /// A test that runs in a single-threaded apartment.
 class ComTest : public ::testing::Test {

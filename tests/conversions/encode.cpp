@@ -6,6 +6,8 @@
 
 #include "sdk/buffer/pixel_type_names.h"
 
+using namespace vex;
+
 namespace sheet {
 namespace {
 

@@ -15,6 +15,8 @@
 #include "tests/conversions/label.h"
 #include "tests/conversions/scene.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace sheet;

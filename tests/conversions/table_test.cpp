@@ -11,6 +11,8 @@
 #include "sdk/buffer/pixel_type_names.h"
 #include "sdk/convert/PvBufferConverter.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr std::string_view table_begin = "<!-- table of conversions: begin -->\n";

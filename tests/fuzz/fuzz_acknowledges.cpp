@@ -14,6 +14,8 @@
 #include "sdk/device/discovery.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
 using fuzz::require;

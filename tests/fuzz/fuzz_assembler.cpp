@@ -12,6 +12,8 @@
 #include "sdk/stream/block_assembler.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
 using fuzz::require;

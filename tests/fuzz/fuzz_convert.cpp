@@ -13,6 +13,8 @@
 #include "sdk/convert/simd.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
 using fuzz::require;

@@ -7,6 +7,8 @@
 
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
 using fuzz::require;

@@ -4,9 +4,11 @@
 #include "sdk/wire/gvcp.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace wire::gvcp;
+using namespace vex::wire::gvcp;
 using fuzz::require;
 using fuzz::require_within;
 using fuzz::View;

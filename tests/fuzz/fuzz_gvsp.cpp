@@ -4,9 +4,11 @@
 #include "sdk/wire/gvsp.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace wire::gvsp;
+using namespace vex::wire::gvsp;
 using fuzz::require;
 using fuzz::require_within;
 using fuzz::View;

@@ -6,6 +6,8 @@
 #include "sdk/device/http_answer.h"
 #include "tests/fuzz/input.h"
 
+using namespace vex;
+
 namespace {
 
 using device::HttpAnswer;

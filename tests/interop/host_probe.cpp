@@ -19,6 +19,8 @@
 #include "sdk/stream/PvStream.h"
 #include "sdk/wire/bootstrap.h"
 
+using namespace vex;
+
 namespace {
 
 constexpr std::uint32_t retrieve_timeout_ms = 3000;

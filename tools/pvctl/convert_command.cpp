@@ -10,6 +10,8 @@
 #include "tools/pvctl/picture_file.h"
 #include "tools/pvctl/pixel_format_option.h"
 
+using namespace vex;
+
 namespace pvctl {
 namespace {
 

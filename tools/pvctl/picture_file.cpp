@@ -5,6 +5,8 @@
 #include "sdk/convert/formats.h"
 #include "sdk/convert/whole_file.h"
 
+using namespace vex;
+
 namespace pvctl {
 
 PvPixelType picture_type(PvPixelType source)

@@ -9,6 +9,8 @@
 #include "sdk/buffer/pixel_type_names.h"
 #include "sdk/wire/pixel_format.h"
 
+using namespace vex;
+
 namespace pvctl {
 namespace {
 

@@ -12,6 +12,8 @@
 #include "sdk/buffer/pixel_type_names.h"
 #include "tools/pvctl/pixel_format_option.h"
 
+using namespace vex;
+
 namespace pvctl {
 namespace {
 

@@ -4,6 +4,8 @@
 
 #include "sdk/wire/gvsp.h"
 
+using namespace vex;
+
 namespace softcam {
 
 namespace {

@@ -21,7 +21,7 @@ namespace softcam {
 enum class AcquisitionMode : std::uint32_t { continuous = 0, single_frame = 1, multi_frame = 2 };
 
 struct AcquisitionSettings {
-    test_pattern::FrameSettings frame;
+    vex::test_pattern::FrameSettings frame;
     AcquisitionMode mode = AcquisitionMode::continuous;
     std::uint32_t frame_count = 1;                ///< of multi_frame
     std::chrono::nanoseconds period{33'333'333};  ///< between the starts of two frames
@@ -35,11 +35,11 @@ class FrameCache {
 public:
     using Frame = std::shared_ptr<const std::vector<std::uint8_t>>;
 
-    [[nodiscard]] Frame frame(const test_pattern::FrameSettings& settings, std::uint64_t block_id);
+    [[nodiscard]] Frame frame(const vex::test_pattern::FrameSettings& settings, std::uint64_t block_id);
 
 private:
-    test_pattern::FrameSettings settings_;
-    std::array<Frame, test_pattern::cycle> frames_;
+    vex::test_pattern::FrameSettings settings_;
+    std::array<Frame, vex::test_pattern::cycle> frames_;
     std::size_t bytes_ = 0;
 };
 
@@ -50,7 +50,8 @@ private:
 class Acquisition {
 public:
     /// Sends from `source`. Throws std::system_error when that cannot be bound. `events` and `clock` must outlive it.
-    Acquisition(net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events, const net::Clock& clock);
+    Acquisition(vex::net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
+                const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition();
@@ -68,9 +69,9 @@ public:
     void trigger();
 
     /// Where frames go; nothing is sent while the channel is closed. Block IDs start anew when it opens.
-    void set_channel(const virtual_device::StreamChannel& channel);
-    void send_test_packet(const virtual_device::StreamChannel& channel);
-    void resend(const wire::gvcp::PacketResend& range, bool extended_status);
+    void set_channel(const vex::virtual_device::StreamChannel& channel);
+    void send_test_packet(const vex::virtual_device::StreamChannel& channel);
+    void resend(const vex::wire::gvcp::PacketResend& range, bool extended_status);
 
     /// Ticks since power-on or the last reset, in nanoseconds.
     [[nodiscard]] std::uint64_t timestamp() const;
@@ -78,36 +79,36 @@ public:
 
     [[nodiscard]] std::uint16_t source_port() const;
     /// Sends from another address from now on.
-    void reopen(net::Ipv4Address source);
+    void reopen(vex::net::Ipv4Address source);
 
-    void set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { transmitter_.set_loss(std::move(loss)); }
-    [[nodiscard]] transmitter::TransmitterStatistics statistics() const { return transmitter_.statistics(); }
+    void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss) { transmitter_.set_loss(std::move(loss)); }
+    [[nodiscard]] vex::transmitter::TransmitterStatistics statistics() const { return transmitter_.statistics(); }
 
 private:
     void run();
     void end();
-    [[nodiscard]] std::uint64_t ticks(net::Clock::time_point at) const;
+    [[nodiscard]] std::uint64_t ticks(vex::net::Clock::time_point at) const;
     void take_frame(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool ready_for_frame() const;
 
     CameraEvents& events_;
-    const net::Clock& clock_;
-    net::UdpSocket socket_;
-    transmitter::BlockTransmitter transmitter_;
+    const vex::net::Clock& clock_;
+    vex::net::UdpSocket socket_;
+    vex::transmitter::BlockTransmitter transmitter_;
     FrameCache cache_;  // the worker's own
 
     mutable std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
     AcquisitionSettings settings_;
-    virtual_device::StreamChannel channel_;
+    vex::virtual_device::StreamChannel channel_;
     bool quit_ = false;
     bool running_ = false;
     bool sending_ = false;
     std::uint32_t triggers_ = 0;     // pending
     std::uint32_t frames_left_ = 0;  // of single and multi frame
     std::uint64_t block_id_ = 0;     // of the last block
-    net::Clock::time_point next_frame_{};
-    net::Clock::time_point epoch_;
+    vex::net::Clock::time_point next_frame_{};
+    vex::net::Clock::time_point epoch_;
 
     std::thread worker_;
 };

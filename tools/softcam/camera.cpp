@@ -15,6 +15,8 @@
 #include "tools/softcam/registers.h"
 #include "tools/softcam/zip_writer.h"
 
+using namespace vex;
+
 namespace softcam {
 
 namespace {

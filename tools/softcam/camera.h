@@ -29,7 +29,7 @@ struct CameraOptions {
 class Camera {
 public:
     /// `clock` drives heartbeat, timestamps and frame rate and must outlive the camera.
-    explicit Camera(const CameraOptions& options, const net::Clock& clock = net::Clock::steady());
+    explicit Camera(const CameraOptions& options, const vex::net::Clock& clock = vex::net::Clock::steady());
     Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
     ~Camera();
@@ -40,17 +40,17 @@ public:
     void stop() noexcept;
 
     /// Where it listens.
-    [[nodiscard]] net::Ipv4Address address() const;
-    [[nodiscard]] net::MacAddress mac() const;
+    [[nodiscard]] vex::net::Ipv4Address address() const;
+    [[nodiscard]] vex::net::MacAddress mac() const;
 
-    [[nodiscard]] virtual_device::GvcpStatistics control_statistics() const;
-    [[nodiscard]] transmitter::TransmitterStatistics stream_statistics() const;
-    [[nodiscard]] virtual_device::MessageStatistics message_statistics() const;
+    [[nodiscard]] vex::virtual_device::GvcpStatistics control_statistics() const;
+    [[nodiscard]] vex::transmitter::TransmitterStatistics stream_statistics() const;
+    [[nodiscard]] vex::virtual_device::MessageStatistics message_statistics() const;
 
     /// The camera's protocol machine, for tests that look inside or act as a fault.
-    [[nodiscard]] virtual_device::GvcpResponder& responder() noexcept;
+    [[nodiscard]] vex::virtual_device::GvcpResponder& responder() noexcept;
     /// Loses packets as `loss` decides instead of by drop_per_mille.
-    void set_loss(std::shared_ptr<transmitter::PacketLoss> loss);
+    void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss);
 
 private:
     class Impl;

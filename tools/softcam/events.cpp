@@ -2,6 +2,8 @@
 
 #include "sdk/wire/bytes.h"
 
+using namespace vex;
+
 namespace softcam {
 
 namespace {

@@ -17,7 +17,7 @@ inline constexpr std::uint32_t event_kinds = 5;
 /// Thread safety: all functions may be called from any thread, with any lock held; none of them waits.
 class CameraEvents {
 public:
-    explicit CameraEvents(net::Ipv4Address source) : channel_(source) {}
+    explicit CameraEvents(vex::net::Ipv4Address source) : channel_(source) {}
 
     /// Bit n stands for the kind n.
     void set_enabled(std::uint32_t mask) noexcept { enabled_ = mask; }
@@ -25,11 +25,11 @@ public:
     /// The data of frame events is the block ID, that of the test event `number` in 4 bytes; the others have none.
     void raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number = 0);
 
-    [[nodiscard]] virtual_device::MessageChannel& channel() noexcept { return channel_; }
+    [[nodiscard]] vex::virtual_device::MessageChannel& channel() noexcept { return channel_; }
 
 private:
     std::atomic<std::uint32_t> enabled_{0};
-    virtual_device::MessageChannel channel_;
+    vex::virtual_device::MessageChannel channel_;
 };
 
 }  // namespace softcam

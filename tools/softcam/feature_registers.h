@@ -18,7 +18,7 @@ class FeatureRegisters {
 public:
     /// `reset` is called when an application asks for a restart. The references must outlive the object, and the object
     /// the responder's last datagram. Takes the responder's lock.
-    FeatureRegisters(virtual_device::GvcpResponder& responder, Acquisition& acquisition, CameraEvents& events,
+    FeatureRegisters(vex::virtual_device::GvcpResponder& responder, Acquisition& acquisition, CameraEvents& events,
                      std::function<void()> reset);
     FeatureRegisters(const FeatureRegisters&) = delete;
     FeatureRegisters& operator=(const FeatureRegisters&) = delete;
@@ -29,7 +29,7 @@ public:
     void action();
 
 private:
-    using Status = virtual_device::Status;
+    using Status = vex::virtual_device::Status;
     using Accept = std::function<Status(std::uint32_t&)>;
     using Bytes = std::vector<std::uint8_t>;
     using UserSet = std::map<std::uint32_t, Bytes>;
@@ -57,7 +57,7 @@ private:
     [[nodiscard]] std::uint64_t wide_value(std::uint32_t address) const;
     void set(std::uint32_t address, std::uint32_t value);
     [[nodiscard]] AcquisitionSettings settings() const;
-    [[nodiscard]] test_pattern::FrameSettings frame_settings() const;
+    [[nodiscard]] vex::test_pattern::FrameSettings frame_settings() const;
     [[nodiscard]] std::uint32_t step_x(std::uint32_t pixel_format) const;
     [[nodiscard]] std::uint32_t step_y(std::uint32_t pixel_format) const;
     void fit_geometry();
@@ -68,8 +68,8 @@ private:
     void apply_settings(const UserSet& set);
     [[nodiscard]] Status save_user_set();
 
-    virtual_device::GvcpResponder& responder_;
-    virtual_device::RegisterMap& map_;
+    vex::virtual_device::GvcpResponder& responder_;
+    vex::virtual_device::RegisterMap& map_;
     Acquisition& acquisition_;
     CameraEvents& events_;
     std::function<void()> reset_;

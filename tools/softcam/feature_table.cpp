@@ -8,6 +8,8 @@
 #include "tools/softcam/feature_values.h"
 #include "tools/softcam/registers.h"
 
+using namespace vex;
+
 namespace softcam {
 
 using virtual_device::Access;

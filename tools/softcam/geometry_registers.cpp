@@ -6,6 +6,8 @@
 #include "tools/softcam/feature_values.h"
 #include "tools/softcam/registers.h"
 
+using namespace vex;
+
 namespace softcam {
 
 namespace {

@@ -3,6 +3,8 @@
 #include "server/wrapper.h"
 #include "tests/com/buffers/objects.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace client;

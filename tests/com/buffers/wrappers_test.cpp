@@ -7,6 +7,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "tests/com/buffers/objects.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace client;

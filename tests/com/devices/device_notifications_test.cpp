@@ -6,6 +6,8 @@
 #include "devices/VexDevice.h"
 #include "tests/com/devices/device_sink.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace client;

@@ -2,6 +2,8 @@
 #include "tests/com/com_client.h"
 #include "tests/com/frame/test_classes.h"
 
+using namespace vex;
+
 namespace {
 
 using client::byte_array;

@@ -7,6 +7,8 @@
 #include "tests/com/com_client.h"
 #include "tests/com/frame/test_classes.h"
 
+using namespace vex;
+
 namespace {
 
 std::atomic<long> allocations_left{-1};  // before one fails; negative for never

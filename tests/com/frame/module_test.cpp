@@ -6,6 +6,8 @@
 #include "tests/com/com_client.h"
 #include "tests/com/frame/test_classes.h"
 
+using namespace vex;
+
 namespace {
 
 using client::Ref;

@@ -1,5 +1,7 @@
 #include "tests/com/frame/test_classes.h"
 
+using namespace vex;
+
 HRESULT CTestTransmitter::LoadBufferPool(SAFEARRAY* aBuffers, IVexResult** out) noexcept
 {
     pool_was_null = aBuffers == nullptr;

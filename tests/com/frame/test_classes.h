@@ -34,7 +34,7 @@ class CTestStream;
 class CTestView;
 class CTestFinder;
 
-namespace server {
+namespace vex::server {
 
 template <>
 struct ClassFacts<CTestDevice> : ClassFacts<CVexDevice> {};
@@ -51,11 +51,11 @@ struct ClassFacts<CTestView> : ClassFacts<CVexBuffer> {};
 template <>
 struct ClassFacts<CTestFinder> : ClassFacts<CVexDeviceFinderWnd> {};
 
-}  // namespace server
+}  // namespace vex::server
 
 /// Byte arrays, numbers and texts out; events.
-class CTestDevice : public server::Wrapper<CTestDevice, server::NotBuilt<IVexDevice>>,
-                    public server::SdkObject<FakeSdk> {
+class CTestDevice : public vex::server::Wrapper<CTestDevice, vex::server::NotBuilt<IVexDevice>>,
+                    public vex::server::SdkObject<FakeSdk> {
 public:
     using EventSource::fire;
     using SdkObject::own;
@@ -68,21 +68,21 @@ public:
                                            IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aValue, aAddress + 1);
+            vex::server::store(aValue, aAddress + 1);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aFileName, PvString("camera.xml"));
+            vex::server::store(aFileName, PvString("camera.xml"));
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
                                          IVexResult** out) noexcept override
     {
-        const server::ArrayLock target(aDestination);
+        const vex::server::ArrayLock target(aDestination);
         if (FAILED(target.status())) {
             return target.status();
         }
@@ -94,7 +94,7 @@ public:
     HRESULT STDMETHODCALLTYPE WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
                                           IVexResult** out) noexcept override
     {
-        const server::ArrayLock source(aSource);
+        const vex::server::ArrayLock source(aSource);
         if (FAILED(source.status())) {
             return source.status();
         }
@@ -107,8 +107,8 @@ public:
                                                    IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            destination =
-                server::from_bstr(aIPAddress).str() + ":" + std::to_string(aDataPort) + "/" + std::to_string(aChannel);
+            destination = vex::server::from_bstr(aIPAddress).str() + ":" + std::to_string(aDataPort) + "/" +
+                          std::to_string(aChannel);
             return outcome;
         });
     }
@@ -126,33 +126,33 @@ public:
 };
 
 /// 64-bit integers, floating point, booleans and texts out.
-class CTestArray : public server::Wrapper<CTestArray, server::NotBuilt<IVexGenParameterArray>> {
+class CTestArray : public vex::server::Wrapper<CTestArray, vex::server::NotBuilt<IVexGenParameterArray>> {
 public:
     HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR, __int64* aValue, IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aValue, 0x1234567890LL);
+            vex::server::store(aValue, 0x1234567890LL);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetFloatValue(BSTR, double* aValue, IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aValue, 2.5);
+            vex::server::store(aValue, 2.5);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetBooleanValue(BSTR, VARIANT_BOOL* aValue, IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aValue, true);
+            vex::server::store(aValue, true);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetStringValue(BSTR aName, BSTR* aValue, IVexResult** out) noexcept override
     {
         return result(out, [&] {
-            server::store(aValue, PvString("value of " + server::from_bstr(aName).str()));
+            vex::server::store(aValue, PvString("value of " + vex::server::from_bstr(aName).str()));
             return outcome;
         });
     }
@@ -161,22 +161,22 @@ public:
 };
 
 /// Several numbers out, and inherited members.
-class CTestWindow : public server::Wrapper<CTestWindow, server::NotBuilt<IVexDisplayWnd>> {
+class CTestWindow : public vex::server::Wrapper<CTestWindow, vex::server::NotBuilt<IVexDisplayWnd>> {
 public:
     HRESULT STDMETHODCALLTYPE GetPosition(int* aPosX, int* aPosY, int* aSizeX, int* aSizeY) noexcept override
     {
-        return server::guarded([&] {
-            server::store(aPosX, -1);
-            server::store(aPosY, 2);
-            server::store(aSizeX, 300);
-            server::store(aSizeY, 400);
+        return vex::server::guarded([&] {
+            vex::server::store(aPosX, -1);
+            vex::server::store(aPosY, 2);
+            vex::server::store(aSizeX, 300);
+            vex::server::store(aSizeY, 400);
             return S_OK;
         });
     }
 };
 
 /// Objects out, and arrays of objects.
-class CTestTransmitter : public server::Wrapper<CTestTransmitter, server::NotBuilt<IVexTransmitterRaw>> {
+class CTestTransmitter : public vex::server::Wrapper<CTestTransmitter, vex::server::NotBuilt<IVexTransmitterRaw>> {
 public:
     HRESULT STDMETHODCALLTYPE LoadBufferPool(SAFEARRAY* aBuffers, IVexResult** out) noexcept override;
 
@@ -185,7 +185,7 @@ public:
 };
 
 /// Interfaces out, one of them beside the return value.
-class CTestStream : public server::Wrapper<CTestStream, server::NotBuilt<IVexStream>> {
+class CTestStream : public vex::server::Wrapper<CTestStream, vex::server::NotBuilt<IVexStream>> {
 public:
     HRESULT STDMETHODCALLTYPE RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
                                              IVexResult** out) noexcept override;
@@ -196,20 +196,21 @@ public:
 };
 
 /// A view: its SDK object belongs to someone else.
-class CTestView : public server::Wrapper<CTestView, server::NotBuilt<IVexBuffer>>, public server::SdkObject<FakeSdk> {
+class CTestView : public vex::server::Wrapper<CTestView, vex::server::NotBuilt<IVexBuffer>>,
+                  public vex::server::SdkObject<FakeSdk> {
 public:
     HRESULT STDMETHODCALLTYPE get_Data(SAFEARRAY** pVal) noexcept override
     {
-        return server::guarded([&] {
-            FakeSdk* fake = server::not_null(sdk());
-            return server::bytes_to_array(fake->block.data(), fake->block.size(), pVal);
+        return vex::server::guarded([&] {
+            FakeSdk* fake = vex::server::not_null(sdk());
+            return vex::server::bytes_to_array(fake->block.data(), fake->block.size(), pVal);
         });
     }
     HRESULT STDMETHODCALLTYPE put_Data(SAFEARRAY* pVal) noexcept override
     {
-        return server::guarded([&] {
-            FakeSdk* fake = server::not_null(sdk());
-            return server::array_to_bytes(pVal, fake->block.data(), fake->block.size());
+        return vex::server::guarded([&] {
+            FakeSdk* fake = vex::server::not_null(sdk());
+            return vex::server::array_to_bytes(pVal, fake->block.data(), fake->block.size());
         });
     }
     HRESULT STDMETHODCALLTYPE get_Size(unsigned int* pVal) noexcept override
@@ -227,8 +228,8 @@ public:
 };
 
 /// An event with an answer; owns its SDK object and a child.
-class CTestFinder : public server::Wrapper<CTestFinder, server::NotBuilt<IVexDeviceFinderWnd>>,
-                    public server::SdkObject<FakeSdk> {
+class CTestFinder : public vex::server::Wrapper<CTestFinder, vex::server::NotBuilt<IVexDeviceFinderWnd>>,
+                    public vex::server::SdkObject<FakeSdk> {
 public:
     using EventSource::fire;
     using SdkObject::own;
@@ -237,19 +238,19 @@ public:
     HRESULT final_construct()
     {
         // references made during construction must not destroy the object
-        server::Ref<IUnknown>(static_cast<DefaultInterface*>(this)).reset();
+        vex::server::Ref<IUnknown>(static_cast<DefaultInterface*>(this)).reset();
         if (FAILED(construct_with)) {
             return construct_with;
         }
         if (throw_in_construction) {
             throw std::bad_alloc();
         }
-        return server::create_object(view);
+        return vex::server::create_object(view);
     }
     void final_release() noexcept
     {
         // a client may still ask for interfaces while the object goes
-        server::Ref<IUnknown>(static_cast<DefaultInterface*>(this)).reset();
+        vex::server::Ref<IUnknown>(static_cast<DefaultInterface*>(this)).reset();
         if (on_release) {
             on_release();
         }
@@ -257,6 +258,6 @@ public:
 
     static inline HRESULT construct_with = S_OK;
     static inline bool throw_in_construction = false;
-    server::Ref<CTestView> view;
+    vex::server::Ref<CTestView> view;
     std::function<void()> on_release;
 };

@@ -5,6 +5,8 @@
 
 #include "sdk/genapi/node_map.h"
 
+using namespace vex;
+
 namespace client {
 
 void MemoryPort::read(std::int64_t address, std::span<std::uint8_t> out)

@@ -1,5 +1,7 @@
 #include "tests/com/genicam/feature_camera.h"
 
+using namespace vex;
+
 namespace client {
 
 namespace {

@@ -3,6 +3,8 @@
 
 #include "genicam/VexGenParameter.h"
 
+using namespace vex;
+
 namespace client {
 namespace {
 

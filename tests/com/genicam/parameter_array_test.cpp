@@ -1,5 +1,7 @@
 #include "tests/com/genicam/camera_parameters.h"
 
+using namespace vex;
+
 namespace client {
 namespace {
 

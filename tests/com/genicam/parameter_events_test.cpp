@@ -4,6 +4,8 @@
 #include <atomic>
 #include <thread>
 
+using namespace vex;
+
 namespace client {
 namespace {
 

@@ -2,6 +2,8 @@
 
 #include "genicam/VexGenParameter.h"
 
+using namespace vex;
+
 namespace client {
 namespace {
 

@@ -8,6 +8,8 @@
 
 #include "sdk/buffer/memory.h"
 
+using namespace vex;
+
 namespace {
 
 using acquisition::BlockEnd;

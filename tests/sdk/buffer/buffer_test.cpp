@@ -13,6 +13,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/memory.h"
 
+using namespace vex;
+
 namespace {
 
 bool all_zero(const PvBuffer& buffer)

@@ -10,6 +10,8 @@
 #include "sdk/buffer/memory.h"
 #include "sdk/buffer/pixel_type_names.h"
 
+using namespace vex;
+
 namespace {
 
 TEST(PixelType, ThereAre57AndEachCodeTellsItsSizeAndKind)

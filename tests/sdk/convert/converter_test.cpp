@@ -10,6 +10,8 @@
 #include "sdk/convert/PvFilterRGB.h"
 #include "tests/sdk/convert/images.h"
 
+using namespace vex;
+
 namespace {
 
 using test::Bytes;

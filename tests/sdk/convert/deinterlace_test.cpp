@@ -5,6 +5,8 @@
 #include "sdk/convert/PvFilterDeinterlace.h"
 #include "tests/sdk/convert/images.h"
 
+using namespace vex;
+
 namespace {
 
 using test::Bytes;

@@ -45,7 +45,7 @@ struct Image {
 
 /// Puts the choice of instructions back at the end of a test.
 struct Simd : testing::Test {
-    ~Simd() override { convert::simd::force_target(convert::simd::best_target); }
+    ~Simd() override { vex::convert::simd::force_target(vex::convert::simd::best_target); }
 };
 
 }  // namespace test

@@ -7,6 +7,8 @@
 #include "sdk/convert/PvFilterRGB.h"
 #include "tests/sdk/convert/random_images.h"
 
+using namespace vex;
+
 namespace {
 
 using test::Bytes;

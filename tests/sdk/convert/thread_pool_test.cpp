@@ -6,6 +6,8 @@
 #include <atomic>
 #include <set>
 
+using namespace vex;
+
 namespace {
 
 TEST(ThreadPool, CallsEachJobOnceInEveryRun)

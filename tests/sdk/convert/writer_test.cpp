@@ -23,6 +23,8 @@
 #include "tests/sdk/convert/bmp_reader.h"
 #include "tests/sdk/convert/images.h"
 
+using namespace vex;
+
 namespace {
 
 namespace fs = std::filesystem;

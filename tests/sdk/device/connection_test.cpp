@@ -7,6 +7,8 @@
 
 #include "tests/sdk/device/raw_camera.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

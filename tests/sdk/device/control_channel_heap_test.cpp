@@ -6,6 +6,8 @@
 #include "sdk/device/control_channel.h"
 #include "tests/sdk/device/counting_new.h"
 
+using namespace vex;
+
 namespace {
 
 /// Answers from fixed memory, so that what the test counts is the channel's own.

@@ -7,6 +7,8 @@
 #include "sdk/wire/bootstrap.h"
 #include "tests/sdk/device/scripted_transport.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace vex;
+
 namespace {
 
 using device::parse_description_url;

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <thread>
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -4,6 +4,8 @@
 
 #include "tests/sdk/device/raw_camera.h"
 
+using namespace vex;
+
 namespace {
 
 using device_test::RawCamera;

@@ -7,6 +7,8 @@
 #include "tests/sdk/device/raw_camera.h"
 #include "tests/sdk/device/scripted_transport.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -5,6 +5,8 @@
 
 #include "sdk/device/http_answer.h"
 
+using namespace vex;
+
 namespace {
 
 using device::HttpAnswer;

@@ -7,6 +7,8 @@
 #include "sdk/device/http_get.h"
 #include "tests/sdk/net/local_server.h"
 
+using namespace vex;
+
 namespace {
 
 using device::http_get;

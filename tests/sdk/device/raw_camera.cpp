@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <system_error>
 
+using namespace vex;
+
 namespace device_test {
 
 namespace {

@@ -21,11 +21,11 @@ namespace device_test {
 /// the socket is bound to) there can be one camera at a time, at that address.
 [[nodiscard]] bool has_loopback_addresses();
 /// The address 127.0.0.`last`, or the one that there is.
-[[nodiscard]] net::Ipv4Address loopback(std::uint8_t last);
+[[nodiscard]] vex::net::Ipv4Address loopback(std::uint8_t last);
 
 /// What the camera is. The defaults make a sound GigE Vision 2.0 camera with control, WRITEMEM and concatenation.
 struct RawCameraOptions {
-    net::Ipv4Address address;
+    vex::net::Ipv4Address address;
     Bytes mac = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55};
     std::uint32_t told_address = 0;  ///< in the discovery acknowledge; 0: the real one
     std::uint32_t mask = 0xFF000000;
@@ -59,7 +59,7 @@ public:
     [[nodiscard]] std::uint32_t reg(std::uint32_t address);
     void set_reg(std::uint32_t address, std::uint32_t value);
     /// Takes control away from whoever has it, or gives it to somebody else.
-    void set_control(std::uint32_t privilege, net::Endpoint holder = {});
+    void set_control(std::uint32_t privilege, vex::net::Endpoint holder = {});
     /// Requests of this command code received so far.
     [[nodiscard]] int count(std::uint16_t command);
     [[nodiscard]] std::string bytes_at(std::uint32_t address, std::size_t count);
@@ -70,10 +70,10 @@ public:
 
 private:
     void run();
-    void handle(net::UdpSocket& socket, const Bytes& request, const net::Endpoint& source);
-    std::vector<Bytes> answer(const Bytes& request, const net::Endpoint& source);
-    bool write(std::uint32_t address, std::uint32_t value, const net::Endpoint& source, std::uint16_t& status);
-    bool may_write(const net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
+    void handle(vex::net::UdpSocket& socket, const Bytes& request, const vex::net::Endpoint& source);
+    std::vector<Bytes> answer(const Bytes& request, const vex::net::Endpoint& source);
+    bool write(std::uint32_t address, std::uint32_t value, const vex::net::Endpoint& source, std::uint16_t& status);
+    bool may_write(const vex::net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
     void put(std::uint32_t address, const std::string& text, std::size_t length);
     void fire_test_packet(std::uint32_t size);
 
@@ -81,13 +81,13 @@ private:
     std::mutex mutex_;
     std::map<std::uint32_t, std::uint32_t> registers_;
     std::map<std::uint16_t, int> counts_;
-    net::Endpoint holder_;
+    vex::net::Endpoint holder_;
     Intercept intercept_;
     std::atomic<bool> muted_{false};
     std::atomic<bool> stop_{false};
-    net::UdpSocket unicast_;
-    net::UdpSocket directed_;
-    net::UdpSocket limited_;
+    vex::net::UdpSocket unicast_;
+    vex::net::UdpSocket directed_;
+    vex::net::UdpSocket limited_;
     std::thread thread_;
 };
 

@@ -37,7 +37,7 @@ inline Bytes hex(std::string_view text)
     return bytes;
 }
 
-class ManualClock final : public net::Clock {
+class ManualClock final : public vex::net::Clock {
 public:
     [[nodiscard]] time_point now() const noexcept override { return now_; }
     void advance(duration by) { now_ += by; }
@@ -48,10 +48,10 @@ private:
 
 /// Answers come from `on_send` and from deliver(); receiving moves the clock to the datagram's arrival or by the
 /// timeout.
-class ScriptedTransport final : public device::ControlTransport {
+class ScriptedTransport final : public vex::device::ControlTransport {
 public:
-    static constexpr net::Endpoint camera{{0xC0A80102}, 3956};
-    static constexpr net::Endpoint stranger{{0xC0A80109}, 3956};
+    static constexpr vex::net::Endpoint camera{{0xC0A80102}, 3956};
+    static constexpr vex::net::Endpoint stranger{{0xC0A80109}, 3956};
 
     explicit ScriptedTransport(ManualClock& clock) : clock_(clock) {}
 
@@ -60,7 +60,7 @@ public:
     std::vector<Bytes> sent;
     std::error_code send_error;
 
-    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, net::Endpoint source = camera)
+    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, vex::net::Endpoint source = camera)
     {
         arrivals_.push_back({clock_.now() + delay, std::move(datagram), source});
     }
@@ -74,8 +74,8 @@ public:
         return send_error;
     }
 
-    std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
-                                         std::chrono::milliseconds timeout) noexcept override
+    std::optional<vex::net::Received> receive(std::span<std::uint8_t> buffer,
+                                              std::chrono::milliseconds timeout) noexcept override
     {
         const auto next = std::min_element(arrivals_.begin(), arrivals_.end(),
                                            [](const Arrival& a, const Arrival& b) { return a.at < b.at; });
@@ -83,25 +83,25 @@ public:
             clock_.advance(timeout);
             return std::nullopt;
         }
-        clock_.advance(std::max(next->at - clock_.now(), net::Clock::duration{}));
+        clock_.advance(std::max(next->at - clock_.now(), vex::net::Clock::duration{}));
         const Arrival arrival = *next;
         arrivals_.erase(next);
         const std::size_t size = std::min(buffer.size(), arrival.datagram.size());
         if (size > 0) {
             std::memcpy(buffer.data(), arrival.datagram.data(), size);
         }
-        return net::Received{size, size < arrival.datagram.size(), arrival.source};
+        return vex::net::Received{size, size < arrival.datagram.size(), arrival.source};
     }
 
     void wake() noexcept override { deliver({}, {}, local()); }
-    [[nodiscard]] net::Endpoint device() const noexcept override { return camera; }
-    [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
+    [[nodiscard]] vex::net::Endpoint device() const noexcept override { return camera; }
+    [[nodiscard]] vex::net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
 
 private:
     struct Arrival {
-        net::Clock::time_point at;
+        vex::net::Clock::time_point at;
         Bytes datagram;
-        net::Endpoint source;
+        vex::net::Endpoint source;
     };
 
     ManualClock& clock_;

@@ -11,6 +11,8 @@
 #include "sdk/net/interfaces.h"
 #include "tests/sdk/device/raw_camera.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

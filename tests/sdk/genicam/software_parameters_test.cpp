@@ -9,6 +9,8 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/software_parameters.h"
 
+using namespace vex;
+
 namespace {
 
 std::string description_of(const PvResult& result) { return std::string(result.description()); }

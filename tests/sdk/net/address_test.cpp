@@ -4,6 +4,8 @@
 
 #include "sdk/net/address.h"
 
+using namespace vex;
+
 namespace {
 
 using net::Ipv4Address;

@@ -5,6 +5,8 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/interfaces.h"
 
+using namespace vex;
+
 namespace {
 
 TEST(Interfaces, ListLoopbackWithItsMask)

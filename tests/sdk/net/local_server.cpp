@@ -13,6 +13,8 @@
 #endif
 #include "sdk/net/tcp_connection.h"
 
+using namespace vex;
+
 namespace net_test {
 
 namespace {

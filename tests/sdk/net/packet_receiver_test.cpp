@@ -12,6 +12,8 @@
 #include <sys/socket.h>
 #endif
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -9,6 +9,8 @@
 #include "sdk/net/udp_socket.h"
 #include "tests/sdk/net/wine.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

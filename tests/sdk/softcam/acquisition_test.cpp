@@ -3,6 +3,8 @@
 
 #include "tests/sdk/softcam/camera_fixture.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 namespace reg = softcam::reg;
 using test_pattern::FrameSettings;

@@ -55,9 +55,9 @@ public:
     /// Waits until the camera has ended its acquisition by itself.
     bool wait_for_end()
     {
-        const auto end = net::Clock::steady().now() + std::chrono::seconds(10);
+        const auto end = vex::net::Clock::steady().now() + std::chrono::seconds(10);
         while (read(softcam::reg::acquisition_status) != 0) {
-            if (net::Clock::steady().now() > end) {
+            if (vex::net::Clock::steady().now() > end) {
                 return false;
             }
         }
@@ -91,7 +91,7 @@ protected:
     }
 
     /// Takes the next frame and checks it against the pattern, pixel by pixel.
-    std::vector<StreamPacket> expect_frame(const test_pattern::FrameSettings& expected)
+    std::vector<StreamPacket> expect_frame(const vex::test_pattern::FrameSettings& expected)
     {
         const std::vector<StreamPacket> packets = receive_block(host.stream());
         if (packets.empty() || packets[0].format != 1) {
@@ -105,8 +105,8 @@ protected:
         EXPECT_EQ(number_at(leader, 24, 4), expected.offset_x);
         EXPECT_EQ(number_at(leader, 28, 4), expected.offset_y);
         EXPECT_EQ(number_at(packets.back().payload, 4, 4), expected.height);
-        std::vector<std::uint8_t> picture(test_pattern::image_bytes(expected));
-        test_pattern::render(expected, packets[0].block_id, picture);
+        std::vector<std::uint8_t> picture(vex::test_pattern::image_bytes(expected));
+        vex::test_pattern::render(expected, packets[0].block_id, picture);
         EXPECT_TRUE(data_of(packets) == picture) << "block " << packets[0].block_id;
         return packets;
     }

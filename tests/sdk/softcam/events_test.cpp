@@ -1,6 +1,8 @@
 // What the camera tells on its message channel.
 #include "tests/sdk/softcam/camera_fixture.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 namespace reg = softcam::reg;
 

@@ -1,6 +1,8 @@
 // The registers behind the features: limits, dependencies, user sets, reset.
 #include "tests/sdk/softcam/camera_fixture.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 namespace reg = softcam::reg;
 

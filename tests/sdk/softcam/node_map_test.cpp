@@ -6,6 +6,8 @@
 #include "tests/sdk/softcam/camera_fixture.h"
 #include "tools/softcam/description.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 namespace reg = softcam::reg;
 

@@ -1,6 +1,8 @@
 // Assembling blocks in flight at the same time, their order and their IDs.
 #include "tests/sdk/stream/assembler_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace assembly;

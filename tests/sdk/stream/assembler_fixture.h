@@ -23,7 +23,7 @@ using packets::Bytes;
 
 using Ranges = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
-inline constexpr net::Ipv4Address camera{0x7F000028};  // 127.0.0.40
+inline constexpr vex::net::Ipv4Address camera{0x7F000028};  // 127.0.0.40
 
 inline constexpr std::size_t stride = 20;     ///< payload bytes of a packet
 inline const packets::ImageForm image_8x8{};  ///< 64 bytes: three full packets and one of 4 bytes
@@ -62,7 +62,7 @@ private:
 /// A delivered block.
 struct Delivered {
     PvBuffer* buffer = nullptr;
-    stream::BlockFate fate{};
+    vex::stream::BlockFate fate{};
 
     [[nodiscard]] PvResult::Code result() const { return buffer->GetOperationResult().GetCode(); }
     [[nodiscard]] std::uint64_t id() const { return buffer->GetBlockID64(); }
@@ -85,7 +85,7 @@ struct Delivered {
     }
 };
 
-class Port final : public stream::BufferPort {
+class Port final : public vex::stream::BufferPort {
 public:
     std::deque<PvBuffer*> idle;
     std::vector<Delivered> delivered;
@@ -100,7 +100,10 @@ private:
         idle.pop_front();
         return buffer;
     }
-    void deliver(PvBuffer& buffer, stream::BlockFate fate) noexcept override { delivered.push_back({&buffer, fate}); }
+    void deliver(PvBuffer& buffer, vex::stream::BlockFate fate) noexcept override
+    {
+        delivered.push_back({&buffer, fate});
+    }
     void put_back(PvBuffer& buffer) noexcept override { idle.push_front(&buffer); }
 };
 
@@ -115,12 +118,12 @@ protected:
         }
     }
 
-    void receive(const Bytes& packet, net::Ipv4Address source = camera)
+    void receive(const Bytes& packet, vex::net::Ipv4Address source = camera)
     {
         ++sent;
         // memory of exactly the packet's size, so that a read past its end is seen by the address sanitizer
         const Bytes copy(packet);
-        const net::Datagram datagram{copy, {source, 20000}};
+        const vex::net::Datagram datagram{copy, {source, 20000}};
         assembler.process({&datagram, 1}, now);
     }
     void receive(const std::vector<Bytes>& packets)
@@ -129,14 +132,14 @@ protected:
             receive(packet);
         }
     }
-    void pass(net::Clock::duration time)
+    void pass(vex::net::Clock::duration time)
     {
         now += time;
         assembler.on_time(now);
     }
 
-    [[nodiscard]] std::uint64_t packets(stream::PacketFate fate) const { return assembler.counters().of(fate); }
-    [[nodiscard]] std::uint64_t blocks(stream::BlockFate fate) const { return assembler.counters().of(fate); }
+    [[nodiscard]] std::uint64_t packets(vex::stream::PacketFate fate) const { return assembler.counters().of(fate); }
+    [[nodiscard]] std::uint64_t blocks(vex::stream::BlockFate fate) const { return assembler.counters().of(fate); }
     [[nodiscard]] std::vector<std::uint64_t> ids() const
     {
         std::vector<std::uint64_t> out;
@@ -149,7 +152,7 @@ protected:
     /// Every packet was counted once, and every block that was begun ended once or is still in flight.
     void expect_counters_add_up() const
     {
-        const stream::Counters& counters = assembler.counters();
+        const vex::stream::Counters& counters = assembler.counters();
         std::uint64_t packets = 0;
         for (const std::uint64_t count : counters.packets) {
             packets += count;
@@ -165,8 +168,8 @@ protected:
     void TearDown() override { expect_counters_add_up(); }
 
     Port port;
-    stream::BlockAssembler assembler{port, camera};
-    net::Clock::time_point now{100s};
+    vex::stream::BlockAssembler assembler{port, camera};
+    vex::net::Clock::time_point now{100s};
     std::uint64_t sent = 0;
 
 private:

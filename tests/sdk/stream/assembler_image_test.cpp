@@ -1,6 +1,8 @@
 // Assembling images: geometry, packet size and the buffer's room.
 #include "tests/sdk/stream/assembler_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace assembly;

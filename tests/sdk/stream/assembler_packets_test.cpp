@@ -3,6 +3,8 @@
 
 #include "tests/sdk/stream/assembler_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace assembly;

@@ -1,6 +1,8 @@
 // Assembling payloads other than plain images.
 #include "tests/sdk/stream/assembler_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace assembly;

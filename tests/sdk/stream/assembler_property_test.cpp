@@ -5,6 +5,8 @@
 
 #include "tests/sdk/stream/assembler_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace assembly;

@@ -12,6 +12,8 @@
 #include "tests/sdk/net/wine.h"
 #include "tests/sdk/stream/packets.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -5,6 +5,8 @@
 #include "sdk/stream/counters.h"
 #include "sdk/stream/rate_meter.h"
 
+using namespace vex;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -6,6 +6,8 @@
 #include "tests/sdk/transmitterraw/packets.h"
 #include "tests/sdk/virtualdevice/manual_clock.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 using transmitter::Block;
 

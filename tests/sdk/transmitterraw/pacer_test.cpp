@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 using transmitter::Pacer;
 

@@ -1,6 +1,8 @@
 // Stream channel registers, resend, actions, FORCEIP, pending acknowledges.
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
+using namespace vex;
+
 using StreamRegisters = Responder;
 using PacketResendCommand = Responder;
 using ActionCommand = Responder;

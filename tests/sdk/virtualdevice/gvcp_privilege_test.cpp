@@ -1,6 +1,8 @@
 // Who may do what, for how long, and what a repeated command does.
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 
 using GvcpPrivilege = Responder;

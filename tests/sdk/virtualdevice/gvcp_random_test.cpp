@@ -3,6 +3,8 @@
 
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
+using namespace vex;
+
 using GvcpRandom = Responder;
 
 TEST_F(GvcpRandom, GarbageNeverStopsTheDevice)

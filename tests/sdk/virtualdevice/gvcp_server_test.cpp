@@ -7,6 +7,8 @@
 #include "tests/sdk/virtualdevice/host_socket.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
+using namespace vex;
+
 namespace {
 
 const char* const first_address = device_address("127.0.0.22");

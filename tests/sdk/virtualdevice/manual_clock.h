@@ -5,7 +5,7 @@
 
 #include "sdk/net/clock.h"
 
-class ManualClock final : public net::Clock {
+class ManualClock final : public vex::net::Clock {
 public:
     [[nodiscard]] time_point now() const noexcept override { return time_point(duration(ticks_.load())); }
     void advance(duration by) noexcept { ticks_ += by.count(); }

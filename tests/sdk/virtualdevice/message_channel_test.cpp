@@ -4,6 +4,8 @@
 #include "tests/sdk/virtualdevice/host_socket.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
+using namespace vex;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+using namespace vex;
+
 using virtual_device::Access;
 using virtual_device::Region;
 using virtual_device::RegisterMap;

@@ -90,29 +90,32 @@ inline constexpr unsigned busy = 0x8007;
 inline constexpr unsigned invalid_header = 0x800E;
 }  // namespace status
 
-struct RecordingHooks : virtual_device::DeviceHooks {
+struct RecordingHooks : vex::virtual_device::DeviceHooks {
     void on_control_changed(bool controlled) override { control_changes.push_back(controlled); }
-    void on_stream_channel_changed(unsigned, const virtual_device::StreamChannel& state) override { channel = state; }
-    void on_test_packet(unsigned, const virtual_device::StreamChannel& state) override
+    void on_stream_channel_changed(unsigned, const vex::virtual_device::StreamChannel& state) override
+    {
+        channel = state;
+    }
+    void on_test_packet(unsigned, const vex::virtual_device::StreamChannel& state) override
     {
         test_packets.push_back(state.packet_size);
     }
-    void on_packet_resend(const wire::gvcp::PacketResend& range) override { resends.push_back(range); }
-    void on_action(unsigned signal, const wire::gvcp::Action&) override { actions.push_back(signal); }
-    virtual_device::Status on_force_ip(const wire::gvcp::ForceIp& settings) override
+    void on_packet_resend(const vex::wire::gvcp::PacketResend& range) override { resends.push_back(range); }
+    void on_action(unsigned signal, const vex::wire::gvcp::Action&) override { actions.push_back(signal); }
+    vex::virtual_device::Status on_force_ip(const vex::wire::gvcp::ForceIp& settings) override
     {
         forced.push_back(settings.address);
-        return virtual_device::Status::success;
+        return vex::virtual_device::Status::success;
     }
     std::uint64_t timestamp() override { return now; }
     void reset_timestamp() override { now = 0; }
 
     std::vector<bool> control_changes;
-    virtual_device::StreamChannel channel;
+    vex::virtual_device::StreamChannel channel;
     std::vector<std::uint32_t> test_packets;
-    std::vector<wire::gvcp::PacketResend> resends;
+    std::vector<vex::wire::gvcp::PacketResend> resends;
     std::vector<unsigned> actions;
-    std::vector<net::Ipv4Address> forced;
+    std::vector<vex::net::Ipv4Address> forced;
     std::uint64_t now = 0x0000000512345678;
 };
 
@@ -125,9 +128,9 @@ protected:
     static constexpr std::uint32_t slow = 0x00010010;   // announces a delay
     static constexpr std::uint32_t table = 0x00020000;  // 1024 bytes, read-only, the low byte of each offset
 
-    static virtual_device::DeviceDescription description()
+    static vex::virtual_device::DeviceDescription description()
     {
-        virtual_device::DeviceDescription d;
+        vex::virtual_device::DeviceDescription d;
         d.manufacturer = "Vexkam";
         d.model = "TestModel";
         d.device_version = "7.8";
@@ -150,8 +153,8 @@ protected:
 
     Responder() : responder(description(), hooks, clock)
     {
-        using virtual_device::Access;
-        using virtual_device::Status;
+        using vex::virtual_device::Access;
+        using vex::virtual_device::Status;
         const auto guard = responder.lock();
         auto& map = responder.registers();
         map.add_register(scratch, Access::read_write, 0x11223344);
@@ -168,7 +171,7 @@ protected:
                                                            responder.announce_delay(std::chrono::milliseconds(750));
                                                            return Status::success;
                                                        }});
-        virtual_device::Region region;
+        vex::virtual_device::Region region;
         region.address = table;
         for (unsigned i = 0; i < 1024; ++i) {
             region.bytes.push_back(static_cast<std::uint8_t>(i));
@@ -177,10 +180,10 @@ protected:
     }
 
     /// Everything that was answered to the datagram.
-    std::vector<Bytes> answers(const Bytes& datagram, const net::Endpoint& from)
+    std::vector<Bytes> answers(const Bytes& datagram, const vex::net::Endpoint& from)
     {
         std::vector<Bytes> sent;
-        responder.handle(datagram, from, [&](const net::Endpoint& to, std::span<const std::uint8_t> data) {
+        responder.handle(datagram, from, [&](const vex::net::Endpoint& to, std::span<const std::uint8_t> data) {
             EXPECT_EQ(to, from);
             sent.emplace_back(data.begin(), data.end());
         });
@@ -189,7 +192,7 @@ protected:
     std::vector<Bytes> answers(const Bytes& datagram) { return answers(datagram, host); }
 
     /// The one answer; empty when there was none or more than one.
-    Bytes ask(const Bytes& datagram, const net::Endpoint& from)
+    Bytes ask(const Bytes& datagram, const vex::net::Endpoint& from)
     {
         const std::vector<Bytes> sent = answers(datagram, from);
         EXPECT_EQ(sent.size(), 1U);
@@ -205,12 +208,12 @@ protected:
     }
     void take_control() { ASSERT_EQ(write(0x0A00, 2), status::success); }
 
-    const net::Endpoint host{{0x0A010164}, 50000};
-    const net::Endpoint other{{0x0A010165}, 50000};
+    const vex::net::Endpoint host{{0x0A010164}, 50000};
+    const vex::net::Endpoint other{{0x0A010165}, 50000};
     ManualClock clock;
     RecordingHooks hooks;
     int executions = 0;
-    virtual_device::GvcpResponder responder;
+    vex::virtual_device::GvcpResponder responder;
 
 private:
     unsigned id_ = 0x0FFF;

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+using namespace vex;
+
 using test_pattern::FrameSettings;
 using test_pattern::Pattern;
 using test_pattern::Rgb16;

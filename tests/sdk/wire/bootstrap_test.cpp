@@ -7,6 +7,8 @@
 
 #include "sdk/wire/bootstrap.h"
 
+using namespace vex;
+
 namespace {
 
 namespace bootstrap = wire::bootstrap;

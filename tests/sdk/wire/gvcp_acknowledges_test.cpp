@@ -9,9 +9,11 @@
 #include "sdk/wire/gvcp.h"
 #include "tests/sdk/wire/golden.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace wire::gvcp;
+using namespace vex::wire::gvcp;
 using golden::copy;
 
 /// The golden acknowledge, decoded; its bytes live as long as this.

@@ -8,9 +8,11 @@
 #include "sdk/wire/gvcp.h"
 #include "tests/sdk/wire/golden.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace wire::gvcp;
+using namespace vex::wire::gvcp;
 using golden::copy;
 
 const net::MacAddress mac{{0x00, 0x11, 0x22, 0x33, 0x44, 0xAA}};

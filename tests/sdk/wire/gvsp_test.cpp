@@ -7,9 +7,11 @@
 #include "sdk/wire/gvsp.h"
 #include "tests/sdk/wire/golden.h"
 
+using namespace vex;
+
 namespace {
 
-using namespace wire::gvsp;
+using namespace vex::wire::gvsp;
 using golden::copy;
 
 /// The golden packet, decoded; its bytes live as long as this.

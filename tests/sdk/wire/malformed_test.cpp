@@ -13,6 +13,8 @@
 #include "sdk/wire/gvsp.h"
 #include "tests/sdk/wire/golden.h"
 
+using namespace vex;
+
 namespace {
 
 using View = std::span<const std::uint8_t>;

@@ -5,6 +5,8 @@
 
 #include "sdk/wire/pixel_format.h"
 
+using namespace vex;
+
 namespace {
 
 struct Row {
