@@ -67,6 +67,9 @@ function(vex_test_options name)
     target_link_libraries(${name} PRIVATE vex_options ${ARGN} vex_gtest)
 endfunction()
 
+# What tests run and nothing more: for builds that only test.
+add_custom_target(checks)
+
 # vex_test(NAME [OPTIMISED] SOURCES file... [DEPS module...] [HEADERS target] [TIMEOUT seconds] [LABELS label...]): a
 # GoogleTest program, run as one test; under Windows builds it runs in Wine. OPTIMISED is for tests that compute much
 # themselves.
@@ -89,6 +92,7 @@ function(vex_test name)
         target_precompile_headers(${name} REUSE_FROM ${ARG_HEADERS})
     endif()
     add_test(NAME ${name} COMMAND ${name})
+    add_dependencies(checks ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
 

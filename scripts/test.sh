@@ -37,13 +37,13 @@ suite_tidy() {
         tidy "$build_native" {}
 }
 
-suite_native() { build native && run_ctest "$build_native" -j2; }
+suite_native() { build native checks && run_ctest "$build_native" -j2; }
 
 # The modules for images and their tests, for 64-bit ARM on an emulated processor. The results name the instruction sets
 # whose vector code was compared with the plain code.
 suite_neon() {
     local results=$root/build/neon/results/ targets
-    build neon
+    build neon checks
     rm -rf "$results"
     GTEST_OUTPUT=xml:$results run_ctest "$root/build/neon" -j2
     targets=$(sed -n 's/.*name="targets" value="\([^"]*\)".*/\1/p' "$results/convert_tests.xml")
@@ -51,9 +51,9 @@ suite_neon() {
     [[ " $targets " == *" NEON "* ]]
 }
 
-suite_address() { build address && run_ctest "$root/build/address" -j2; }
+suite_address() { build address checks && run_ctest "$root/build/address" -j2; }
 
-suite_thread() { build thread && run_ctest "$root/build/thread" -j2; }
+suite_thread() { build thread checks && run_ctest "$root/build/thread" -j2; }
 
 suite_windows() {
     build windows
@@ -112,7 +112,7 @@ suite_fuzz() {
 }
 
 run_tests() {
-    local suites=("$@") suite passed=0 failed=() missed=() started=$SECONDS
+    local suites=("$@") suite passed=0 failed=() missed=() times=() started=$SECONDS
     [ ${#suites[@]} -gt 0 ] || suites=("${suites_all[@]}")
     for suite in "${suites[@]}"; do
         declare -F "suite_$suite" >/dev/null || fail "there is no test suite '$suite': ${suites_all[*]}"
@@ -134,6 +134,7 @@ run_tests() {
         (set -e; trap wine_stop EXIT; "suite_$suite")
         local code=$?
         set -e
+        times+=("$suite $((SECONDS - since)) s")
         if [ "$code" -eq 0 ]; then
             passed=$((passed + 1))
             say "tests: $suite passed in $((SECONDS - since)) s"
@@ -145,6 +146,7 @@ run_tests() {
             say "tests: $suite FAILED after $((SECONDS - since)) s"
         fi
     done
+    printf '   %s\n' "${times[@]}"
     say "suites in $((SECONDS - started)) s${failed[*]:+, failed: ${failed[*]}}${missed[*]:+, not run: ${missed[*]}}"
     echo "$passed passed, ${#failed[@]} failed"
     [ ${#failed[@]} -eq 0 ]

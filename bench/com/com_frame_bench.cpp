@@ -48,11 +48,15 @@ double time_once(const std::function<void(int)>& body)
 
 bool within_target = true;
 
-double median(std::vector<double>& times)
+/// The value that this share of the rounds stays below.
+double quantile(std::vector<double>& values, double share)
 {
-    std::nth_element(times.begin(), times.begin() + rounds / 2, times.end());
-    return times[rounds / 2];
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
 }
+
+double median(std::vector<double>& values) { return quantile(values, 0.5); }
 
 /// For what a bare object cannot do.
 void measure(const char* name, const char* bare, const std::function<void(int)>& frame)
@@ -64,23 +68,28 @@ void measure(const char* name, const char* bare, const std::function<void(int)>&
     std::printf("%-44s %12s %9.1f ns\n", name, bare, median(times));
 }
 
-/// Times both in turn, so that whatever else the machine does falls on both, and prints the medians.
+/// Times both in each round, the one or the other first, so that whatever else the machine does falls on both. Prints
+/// the median times, the median of the rounds' ratios, and between what the middle eight tenths of the ratios lie.
 void compare(const char* name, const std::function<void(int)>& bare, const std::function<void(int)>& frame,
              double target = frame_target)
 {
     std::vector<double> bare_times;
     std::vector<double> frame_times;
+    std::vector<double> ratios;
     bare(calls);
     frame(calls);
     for (int round = 0; round < rounds; ++round) {
-        bare_times.push_back(time_once(bare));
-        frame_times.push_back(time_once(frame));
+        const bool bare_first = round % 2 == 0;
+        const double first = time_once(bare_first ? bare : frame);
+        const double second = time_once(bare_first ? frame : bare);
+        bare_times.push_back(bare_first ? first : second);
+        frame_times.push_back(bare_first ? second : first);
+        ratios.push_back(frame_times.back() / bare_times.back());
     }
-    const double bare_time = median(bare_times);
-    const double frame_time = median(frame_times);
-    const double ratio = frame_time / bare_time;
+    const double ratio = median(ratios);
     within_target = within_target && ratio <= target;
-    std::printf("%-44s %9.1f ns %9.1f ns   %.2f", name, bare_time, frame_time, ratio);
+    std::printf("%-44s %9.1f ns %9.1f ns   %.2f (%.2f to %.2f)", name, median(bare_times), median(frame_times), ratio,
+                quantile(ratios, 0.1), quantile(ratios, 0.9));
     if (ratio > target) {
         std::printf("  above %.2f", target);
     }
@@ -294,7 +303,7 @@ int main()
         const auto bare_device = bench::make_bare_device();
         const auto frame_device = bench::make_frame_device();
 
-        std::printf("%-44s %12s %12s   ratio\n", "one call, medians", "bare", "frame");
+        std::printf("%-44s %12s %12s   ratio (eight tenths of the rounds)\n", "one call, medians", "bare", "frame");
         compare("create and release", creating_and_releasing(*bare_factory), creating_and_releasing(*frame_factory));
         compare("create, keep 1000, release", many_alive(*bare_factory), many_alive(*frame_factory));
         compare("QueryInterface and Release", querying(*bare), querying(*frame));
