@@ -184,6 +184,20 @@ TEST_F(ConnectionTest, TakesDevicesThatDoNotTellTheirVersion)
     EXPECT_TRUE(open(PvAccessControl).IsOK());
 }
 
+TEST_F(ConnectionTest, KeepsToSensibleHeartbeatsWhateverTheDeviceTells)
+{
+    const std::pair<std::uint32_t, std::uint32_t> cases[] = {
+        {0, 3000}, {1, 100}, {100, 100}, {3'600'000, 3'600'000}, {0xFFFFFFFF, 3'600'000}};
+    for (const auto& [told, taken] : cases) {
+        auto options = sound();
+        options.heartbeat_timeout = told;
+        const RawCamera camera(options);
+        ASSERT_TRUE(open(PvAccessControl).IsOK());
+        EXPECT_EQ(connection->facts().heartbeat_timeout_ms, taken) << told;
+        connection->close();
+    }
+}
+
 TEST_F(ConnectionTest, RefusesAnotherDeviceAtTheSameAddress)
 {
     const RawCamera camera(sound());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "sdk/wire/bootstrap.h"
@@ -169,6 +170,17 @@ TEST_F(ControlChannelTest, WaitsAsLongAsAPendingAcknowledgeAsksWithoutResending)
     EXPECT_EQ(channel.statistics().pendings, 1U);
 }
 
+TEST_F(ControlChannelTest, GivesTheAnswerItsUsualTimeAfterAPendingTime)
+{
+    transport.on_send = [this](const Bytes& request) {
+        transport.deliver(with_id(hex("0000 0089 0004 0000 0000 0BB8"), id_of(request)), 100ms);
+        transport.deliver(with_id(hex("0000 0083 0004 0000 0000 0001"), id_of(request)), 100ms + 3000ms + 499ms);
+    };
+    EXPECT_TRUE(channel.write_register(0xA000, 1).ok());
+    EXPECT_EQ(transport.sent.size(), 1U);
+    EXPECT_EQ(elapsed(), 3599ms);
+}
+
 TEST_F(ControlChannelTest, EndsAPendingStormAtItsLimit)
 {
     transport.on_send = [this](const Bytes& request) {
@@ -298,6 +310,34 @@ TEST_F(ControlChannelTest, ClosingEndsAnExchangeUnderWay)
     transport.on_send = [this](const Bytes&) { channel.close(); };
     EXPECT_EQ(channel.read_register(0, value).kind, Kind::closed);
     EXPECT_EQ(elapsed(), 0ms);
+}
+
+TEST_F(ControlChannelTest, ForgetsEveryCountOnReset)
+{
+    transport.on_send = [this](const Bytes& request) {
+        if (transport.sent.size() < 2) {
+            return;  // lost
+        }
+        transport.deliver(with_id(hex("0000 0081 0004 0000 00000001"), id_of(request)), 1ms, transport.stranger);
+        transport.deliver(with_id(hex("0000 0081 0002 0000 0102"), id_of(request)), 2ms);
+        transport.deliver(with_id(hex("0000 0081 0004 0000 00000001"), 0x7777), 3ms);
+        transport.deliver(with_id(hex("0000 0089 0004 0000 0000 0064"), id_of(request)), 4ms);
+        transport.deliver(with_id(hex("8003 0081 0000 0000"), id_of(request)), 5ms);
+    };
+    EXPECT_EQ(channel.read_register(0, value).kind, Kind::refused);
+    answer_with("0000 0081 0004 0000 00000001", 20ms);
+    EXPECT_TRUE(channel.read_register(0, value).ok());
+    const auto counts = [](const device::ControlStatistics& all) {
+        return std::array<std::uint64_t, 7>{all.requests, all.retries, all.failures, all.pendings,
+                                            all.stale,    all.foreign, all.malformed};
+    };
+    EXPECT_EQ(counts(channel.statistics()), (std::array<std::uint64_t, 7>{2, 1, 1, 1, 1, 1, 1}));
+    EXPECT_EQ(channel.statistics().round_trip_last, 20ms);
+    EXPECT_EQ(channel.statistics().round_trip_max, 20ms);
+    channel.reset_statistics();
+    EXPECT_EQ(counts(channel.statistics()), (std::array<std::uint64_t, 7>{}));
+    EXPECT_EQ(channel.statistics().round_trip_last, 0ms);
+    EXPECT_EQ(channel.statistics().round_trip_max, 0ms);
 }
 
 // ---- several registers ----

@@ -106,6 +106,18 @@ TEST_F(ForceIpTest, TellsWhyTheDeviceRefuses)
     EXPECT_EQ(camera->reg(0x0024), address.value);
 }
 
+TEST_F(ForceIpTest, ADeviceThatAnswersFromAnotherAddressDidNotTakeIt)
+{
+    camera->intercept([](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
+        if (request[3] == 0x04) {
+            return std::vector<device_test::Bytes>{};
+        }
+        return std::nullopt;
+    });
+    ASSERT_NE(settings.address, address);
+    EXPECT_EQ(device::force_ip(settings, hosts).GetCode(), PvResult::NotFound);
+}
+
 TEST_F(ForceIpTest, TakesADeviceForDoneThatIsFoundAtTheAddressThoughItDoesNotAcknowledge)
 {
     settings.address = address;

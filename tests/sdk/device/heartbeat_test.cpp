@@ -184,6 +184,15 @@ TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
     EXPECT_GE(settings->missed, 3U);
 }
 
+TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
+{
+    connection->channel().set_patience({std::chrono::hours(1), 1});
+    const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    camera->mute(true);
+    EXPECT_EQ(lost.get_future().wait_for(20s), std::future_status::ready);
+    EXPECT_GE(settings->missed, 3U);
+}
+
 TEST_F(HeartbeatThreadTest, ChecksAtOnceWhenAsked)
 {
     settings->interval_ms = 3'600'000;

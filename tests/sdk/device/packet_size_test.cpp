@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "tests/sdk/device/raw_camera.h"
 
 using namespace vex;
@@ -156,6 +160,34 @@ TEST_F(PacketSizeTest, FallsBackToTheDefaultAndSaysSo)
     EXPECT_NE(result.description().find("set to the default, 1476"), std::string::npos);
     EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1476U);
     expect_channel_restored();
+}
+
+TEST_F(PacketSizeTest, ClosesTheStreamBeforeItsDestinationIsPutBack)
+{
+    auto options = sound();
+    options.largest_on_wire = 1500;
+    start(options);
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> writes;
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        const auto word = [&](std::size_t at) {
+            return static_cast<std::uint32_t>(request[at] << 24 | request[at + 1] << 16 | request[at + 2] << 8 |
+                                              request[at + 3]);
+        };
+        for (std::size_t at = 8; request[3] == 0x82 && at + 8 <= request.size(); at += 8) {
+            writes.emplace_back(word(at), word(at + 4));
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(negotiate(0, 1500).IsOK());
+    expect_channel_restored();
+    connection->close();
+    camera->intercept(nullptr);
+    const auto back = std::find(writes.begin(), writes.end(), std::pair{0x0D18U, 0x7F0000FEU});
+    ASSERT_NE(back, writes.end());
+    const auto port = std::find_if(std::make_reverse_iterator(back), writes.rend(),
+                                   [](const auto& write) { return write.first == 0x0D00; });
+    ASSERT_NE(port, writes.rend());
+    EXPECT_EQ(port->second, 0x00010000U);
 }
 
 TEST_F(PacketSizeTest, RefusesAnImpossibleDefault)

@@ -1,0 +1,68 @@
+// A search for devices, with its time and its datagrams in the hands of the test.
+#include "sdk/device/discovery.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/sdk/device/scripted_transport.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+
+constexpr net::Ipv4Address ip(unsigned a, unsigned b, unsigned c, unsigned d)
+{
+    return {a << 24 | b << 16 | c << 8 | d};
+}
+
+TEST(IsReachable, ByTheMasksOfBothEnds)
+{
+    const net::Interface host{"eth0", "", ip(192, 168, 1, 5), ip(255, 255, 0, 0), {}, {}, 1500, false};
+    wire::gvcp::DiscoveryAcknowledge facts;
+    facts.address = ip(192, 168, 2, 9);
+    facts.mask = ip(255, 255, 0, 0);
+    EXPECT_TRUE(device::is_reachable(host, facts));
+    // its answers to 192.168.1.5 would go to a router
+    facts.mask = ip(255, 255, 255, 0);
+    EXPECT_FALSE(device::is_reachable(host, facts));
+    // it does not tell
+    facts.mask = {};
+    EXPECT_TRUE(device::is_reachable(host, facts));
+    facts.address = ip(192, 169, 2, 9);
+    EXPECT_FALSE(device::is_reachable(host, facts));
+    facts.address = {};
+    EXPECT_FALSE(device::is_reachable(host, facts));
+}
+
+Bytes discovery_acknowledge(std::uint8_t last_of_mac)
+{
+    Bytes bytes = device_test::hex("0000 0003 00F8 0001");
+    bytes.resize(8 + 248);
+    bytes[8 + 15] = last_of_mac;
+    return bytes;
+}
+
+TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
+{
+    device_test::ManualClock clock;
+    const net::Interface host{"lo", "", net::loopback_address, {0xFF000000}, {}, {}, 65536, true};
+    device::DiscoveryOptions options;
+    options.timeout = 1000ms;
+    options.access_status = false;
+    device::Discovery discovery({&host, 1}, options, clock);
+    std::vector<std::uint8_t> told;
+    const auto on_found = [&](const device::FoundDevice& found) {
+        told.push_back(found.facts.mac.bytes[5]);
+        return true;
+    };
+    clock.advance(999ms);
+    discovery.handle(0, discovery_acknowledge(1), on_found);
+    clock.advance(1ms);
+    discovery.handle(0, discovery_acknowledge(2), on_found);
+    EXPECT_EQ(told, std::vector<std::uint8_t>{1});
+    EXPECT_EQ(discovery.statistics().acknowledges, 2U);
+}
+
+}  // namespace

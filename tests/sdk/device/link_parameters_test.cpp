@@ -1,0 +1,81 @@
+// The parameters of a connection, without a PvDevice around them.
+#include "sdk/device/link_parameters.h"
+
+#include <gtest/gtest.h>
+
+#include "sdk/genicam/PvGenParameterArray.h"
+#include "tests/sdk/device/raw_camera.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+using device_test::RawCamera;
+
+class LinkTest : public testing::Test {
+protected:
+    void connect(const device_test::RawCameraOptions& options)
+    {
+        camera = std::make_unique<RawCamera>(options);
+        device::ConnectionTarget target;
+        target.device = {options.address, 3956};
+        const PvResult result = device::Connection::open(target, {200ms, 3}, connection);
+        ASSERT_TRUE(result.IsOK()) << result.description();
+    }
+
+    static device_test::RawCameraOptions sound()
+    {
+        device_test::RawCameraOptions options;
+        options.address = device_test::loopback(39);
+        return options;
+    }
+
+    std::int64_t value_of(const char* parameter)
+    {
+        std::int64_t value = -1;
+        EXPECT_TRUE(link.parameters().GetIntegerValue(parameter, value).IsOK()) << parameter;
+        return value;
+    }
+
+    std::unique_ptr<RawCamera> camera;
+    std::shared_ptr<device::Connection> connection;
+    device::Link link;
+};
+
+TEST_F(LinkTest, ShowsTheHeartbeatTimeoutThatTheDeviceTook)
+{
+    connect(sound());
+    link.attach(connection);
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x82 || request[10] != 0x09 || request[11] != 0x38) {
+            return std::nullopt;
+        }
+        camera->set_reg(0x0938, 500);  // its least
+        return std::vector<Bytes>{RawCamera::ack(request, 0, {0, 0, 0, 1})};
+    });
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 100).IsOK());
+    EXPECT_EQ(value_of("HeartbeatTimeout"), 500);
+    EXPECT_EQ(link.heartbeat()->timeout_ms, 500U);
+    link.detach();
+    connection->close();
+}
+
+TEST_F(LinkTest, ForgetsEveryCounterOnReset)
+{
+    link.heartbeat()->beats = 7;
+    link.heartbeat()->missed = 5;
+    link.count_loss("pulled");
+    link.count_stream_timeout(0);
+    const char* const counters[] = {"HeartbeatCount", "HeartbeatMissedCount", "LinkLossCount", "StreamTimeoutCount"};
+    for (const char* counter : counters) {
+        EXPECT_GT(value_of(counter), 0) << counter;
+    }
+    EXPECT_TRUE(link.parameters().ExecuteCommand("ResetStatistics").IsOK());
+    for (const char* counter : counters) {
+        EXPECT_EQ(value_of(counter), 0) << counter;
+    }
+}
+
+}  // namespace
