@@ -25,28 +25,30 @@ constexpr std::uint32_t interface_index_mask = 0x000F0000;
 
 }  // namespace
 
+void GvcpResponder::add_constant(std::uint32_t address, std::uint32_t value)
+{
+    registers_.add_register(address, Access::read_only, value);
+}
+
 void GvcpResponder::add_identity_registers()
 {
     const DeviceDescription& d = description_;
-    const auto fixed = [this](std::uint32_t address, std::uint32_t value) {
-        registers_.add_register(address, Access::read_only, value);
-    };
-    fixed(reg::version, 0x00020000);
-    fixed(reg::device_mode, reg::mode::big_endian | reg::mode::charset_utf8);
+    add_constant(reg::version, 0x00020000);
+    add_constant(reg::device_mode, reg::mode::big_endian | reg::mode::charset_utf8);
     const auto& mac = d.mac.bytes;
-    fixed(reg::mac_high, (std::uint32_t{mac[0]} << 8) | mac[1]);
-    fixed(reg::mac_low, (std::uint32_t{mac[2]} << 24) | (std::uint32_t{mac[3]} << 16) | (std::uint32_t{mac[4]} << 8) |
-                            std::uint32_t{mac[5]});
-    fixed(reg::supported_ip_configuration, ip_methods);
+    add_constant(reg::mac_high, (std::uint32_t{mac[0]} << 8) | mac[1]);
+    add_constant(reg::mac_low, (std::uint32_t{mac[2]} << 24) | (std::uint32_t{mac[3]} << 16) |
+                                   (std::uint32_t{mac[4]} << 8) | std::uint32_t{mac[5]});
+    add_constant(reg::supported_ip_configuration, ip_methods);
     registers_.add_register(reg::current_ip_configuration, Access::read_write, ip_methods,
                             {.refresh = {}, .accept = [](std::uint32_t& value) {
                                  // link-local addressing is the last resort and cannot be switched off
                                  value = (value & ip_methods) | reg::ip_configuration::link_local;
                                  return Status::success;
                              }});
-    fixed(reg::current_ip, d.address.value);
-    fixed(reg::current_mask, d.mask.value);
-    fixed(reg::current_gateway, d.gateway.value);
+    add_constant(reg::current_ip, d.address.value);
+    add_constant(reg::current_mask, d.mask.value);
+    add_constant(reg::current_gateway, d.gateway.value);
     registers_.add_string(reg::manufacturer_name, Access::read_only, reg::manufacturer_name_length, d.manufacturer);
     registers_.add_string(reg::model_name, Access::read_only, reg::model_name_length, d.model);
     registers_.add_string(reg::device_version, Access::read_only, reg::device_version_length, d.device_version);
@@ -59,11 +61,11 @@ void GvcpResponder::add_identity_registers()
 
     registers_.add_string(reg::first_url, Access::read_only, reg::url_length, d.first_url);
     registers_.add_string(reg::second_url, Access::read_only, reg::url_length, d.second_url);
-    fixed(reg::interface_count, 1);
+    add_constant(reg::interface_count, 1);
     registers_.add_register(reg::persistent_ip, Access::read_write, d.address.value);
     registers_.add_register(reg::persistent_mask, Access::read_write, d.mask.value);
     registers_.add_register(reg::persistent_gateway, Access::read_write, d.gateway.value);
-    fixed(reg::link_speed, d.link_speed);
+    add_constant(reg::link_speed, d.link_speed);
     registers_.add_reserved(reg::interface_count, reg::link_speed + 4 - reg::interface_count);
 }
 
@@ -72,18 +74,15 @@ void GvcpResponder::add_capability_registers()
     const DeviceDescription& d = description_;
     namespace cap = reg::capability;
     namespace cfg = reg::configuration;
-    const auto fixed = [this](std::uint32_t address, std::uint32_t value) {
-        registers_.add_register(address, Access::read_only, value);
-    };
-    fixed(reg::message_channel_count, d.message_channel ? 1 : 0);
-    fixed(reg::stream_channel_count, d.stream_channels);
-    fixed(reg::action_signal_count, d.action_signals);
+    add_constant(reg::message_channel_count, d.message_channel ? 1 : 0);
+    add_constant(reg::stream_channel_count, d.stream_channels);
+    add_constant(reg::action_signal_count, d.action_signals);
     if (d.action_signals > 0) {
         registers_.add_register(reg::action_device_key, Access::write_only, 0);
     }
-    fixed(reg::active_link_count, 1);
-    fixed(reg::stream_channel_capability, 0x80000000U | 0x40000000U);  // source port register, 16-bit block IDs
-    fixed(reg::message_channel_capability, d.message_channel ? 0x80000000U : 0);
+    add_constant(reg::active_link_count, 1);
+    add_constant(reg::stream_channel_capability, 0x80000000U | 0x40000000U);  // source port register, 16-bit block IDs
+    add_constant(reg::message_channel_capability, d.message_channel ? 0x80000000U : 0);
 
     std::uint32_t capability = cap::user_defined_name | cap::serial_number | cap::heartbeat_disable | cap::link_speed |
                                cap::application_port_and_ip | cap::extended_status_1_1 | cap::pending_ack |
@@ -99,14 +98,26 @@ void GvcpResponder::add_capability_registers()
         capability |= cap::action | cap::unconditional_action;
         configurable |= cfg::unconditional_action;
     }
-    fixed(reg::gvcp_capability, capability);
+    add_constant(reg::gvcp_capability, capability);
     registers_.add_register(reg::heartbeat_timeout, Access::read_write, default_heartbeat_timeout,
                             {.refresh = {}, .accept = [](std::uint32_t& value) {
                                  value = std::max(value, shortest_heartbeat_timeout);
                                  return Status::success;
                              }});
-    fixed(reg::timestamp_frequency_high, static_cast<std::uint32_t>(d.timestamp_frequency >> 32));
-    fixed(reg::timestamp_frequency_low, static_cast<std::uint32_t>(d.timestamp_frequency));
+    registers_.add_register(reg::gvcp_configuration, Access::read_write, 0,
+                            {.refresh = {}, .accept = [configurable](std::uint32_t& value) {
+                                 value &= configurable;
+                                 return Status::success;
+                             }});
+    add_constant(reg::pending_timeout, pending_timeout_ms);
+    add_constant(reg::physical_link_capability, 1);
+    add_constant(reg::physical_link_configuration, 1);
+}
+
+void GvcpResponder::add_timestamp_registers()
+{
+    add_constant(reg::timestamp_frequency_high, static_cast<std::uint32_t>(description_.timestamp_frequency >> 32));
+    add_constant(reg::timestamp_frequency_low, static_cast<std::uint32_t>(description_.timestamp_frequency));
     registers_.add_register(reg::timestamp_control, Access::write_only, 0,
                             {.refresh = {}, .accept = [this](std::uint32_t& value) {
                                  if ((value & reg::timestamp_latch) != 0) {
@@ -121,29 +132,26 @@ void GvcpResponder::add_capability_registers()
                                  value = 0;
                                  return Status::success;
                              }});
-    fixed(reg::timestamp_value_high, 0);
-    fixed(reg::timestamp_value_low, 0);
-    registers_.add_register(reg::gvcp_configuration, Access::read_write, 0,
-                            {.refresh = {}, .accept = [configurable](std::uint32_t& value) {
-                                 value &= configurable;
+    add_constant(reg::timestamp_value_high, 0);
+    add_constant(reg::timestamp_value_low, 0);
+}
+
+void GvcpResponder::add_block_id_register()
+{
+    if (!description_.extended_ids) {
+        return;
+    }
+    registers_.add_register(reg::gvsp_configuration, Access::read_write, 0,
+                            {.refresh = {}, .accept = [this](std::uint32_t& value) {
+                                 for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {
+                                     // a receiver must not see the numbering change under it
+                                     if (stream_channel(channel).is_open()) {
+                                         return Status::busy;
+                                     }
+                                 }
+                                 value &= reg::gvsp_extended_ids;
                                  return Status::success;
                              }});
-    fixed(reg::pending_timeout, pending_timeout_ms);
-    if (d.extended_ids) {
-        registers_.add_register(reg::gvsp_configuration, Access::read_write, 0,
-                                {.refresh = {}, .accept = [this](std::uint32_t& value) {
-                                     for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {
-                                         // a receiver must not see the numbering change under it
-                                         if (stream_channel(channel).is_open()) {
-                                             return Status::busy;
-                                         }
-                                     }
-                                     value &= reg::gvsp_extended_ids;
-                                     return Status::success;
-                                 }});
-    }
-    fixed(reg::physical_link_capability, 1);
-    fixed(reg::physical_link_configuration, 1);
 }
 
 void GvcpResponder::add_control_registers()

@@ -28,6 +28,8 @@ GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& 
 {
     add_identity_registers();
     add_capability_registers();
+    add_timestamp_registers();
+    add_block_id_register();
     add_control_registers();
     add_message_registers();
     for (unsigned channel = 0; channel < description_.stream_channels; ++channel) {

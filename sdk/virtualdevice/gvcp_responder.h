@@ -131,7 +131,11 @@ private:
     };
 
     void add_identity_registers();
+    /// A read-only register that keeps its value.
+    void add_constant(std::uint32_t address, std::uint32_t value);
     void add_capability_registers();
+    void add_timestamp_registers();
+    void add_block_id_register();
     void add_control_registers();
     void add_message_registers();
     void add_stream_registers(unsigned channel);

@@ -1,5 +1,8 @@
 #include "sdk/wire/bootstrap.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace vex::wire::bootstrap {
 
 namespace {
@@ -18,64 +21,73 @@ const char* stream_register_name(std::uint32_t offset) noexcept
     }
 }
 
+struct NamedRegister {
+    std::uint32_t address;
+    const char* name;
+};
+
+constexpr NamedRegister named_registers[] = {
+    {version, "version"},
+    {device_mode, "device mode"},
+    {mac_high, "MAC address, high part"},
+    {mac_low, "MAC address, low part"},
+    {supported_ip_configuration, "supported IP configuration"},
+    {current_ip_configuration, "current IP configuration"},
+    {current_ip, "current IP address"},
+    {current_mask, "current subnet mask"},
+    {current_gateway, "current default gateway"},
+    {manufacturer_name, "manufacturer name"},
+    {model_name, "model name"},
+    {device_version, "device version"},
+    {manufacturer_info, "manufacturer information"},
+    {serial_number, "serial number"},
+    {user_defined_name, "user-defined name"},
+    {first_url, "first URL"},
+    {second_url, "second URL"},
+    {interface_count, "number of network interfaces"},
+    {persistent_ip, "persistent IP address"},
+    {persistent_mask, "persistent subnet mask"},
+    {persistent_gateway, "persistent default gateway"},
+    {link_speed, "link speed"},
+    {message_channel_count, "number of message channels"},
+    {stream_channel_count, "number of stream channels"},
+    {action_signal_count, "number of action signals"},
+    {action_device_key, "action device key"},
+    {active_link_count, "number of active links"},
+    {stream_channel_capability, "stream channels capability"},
+    {message_channel_capability, "message channel capability"},
+    {gvcp_capability, "GVCP capability"},
+    {heartbeat_timeout, "heartbeat timeout"},
+    {timestamp_frequency_high, "timestamp tick frequency, high part"},
+    {timestamp_frequency_low, "timestamp tick frequency, low part"},
+    {timestamp_control, "timestamp control"},
+    {timestamp_value_high, "timestamp value, high part"},
+    {timestamp_value_low, "timestamp value, low part"},
+    {discovery_ack_delay, "discovery acknowledge delay"},
+    {gvcp_configuration, "GVCP configuration"},
+    {pending_timeout, "pending timeout"},
+    {control_switchover_key, "control switchover key"},
+    {gvsp_configuration, "GVSP configuration"},
+    {physical_link_capability, "physical link capability"},
+    {physical_link_configuration, "physical link configuration"},
+    {control_channel_privilege, "control channel privilege"},
+    {primary_application_port, "primary application port"},
+    {primary_application_ip, "primary application IP address"},
+    {message_channel_port, "message channel port"},
+    {message_channel_destination, "message channel destination address"},
+    {message_channel_timeout, "message channel transmission timeout"},
+    {message_channel_retry_count, "message channel retry count"},
+    {message_channel_source_port, "message channel source port"},
+    {manifest_table, "manifest table"},
+};
+
 }  // namespace
 
 const char* name_of(std::uint32_t address) noexcept
 {
-    switch (address) {
-    case version: return "version";
-    case device_mode: return "device mode";
-    case mac_high: return "MAC address, high part";
-    case mac_low: return "MAC address, low part";
-    case supported_ip_configuration: return "supported IP configuration";
-    case current_ip_configuration: return "current IP configuration";
-    case current_ip: return "current IP address";
-    case current_mask: return "current subnet mask";
-    case current_gateway: return "current default gateway";
-    case manufacturer_name: return "manufacturer name";
-    case model_name: return "model name";
-    case device_version: return "device version";
-    case manufacturer_info: return "manufacturer information";
-    case serial_number: return "serial number";
-    case user_defined_name: return "user-defined name";
-    case first_url: return "first URL";
-    case second_url: return "second URL";
-    case interface_count: return "number of network interfaces";
-    case persistent_ip: return "persistent IP address";
-    case persistent_mask: return "persistent subnet mask";
-    case persistent_gateway: return "persistent default gateway";
-    case link_speed: return "link speed";
-    case message_channel_count: return "number of message channels";
-    case stream_channel_count: return "number of stream channels";
-    case action_signal_count: return "number of action signals";
-    case action_device_key: return "action device key";
-    case active_link_count: return "number of active links";
-    case stream_channel_capability: return "stream channels capability";
-    case message_channel_capability: return "message channel capability";
-    case gvcp_capability: return "GVCP capability";
-    case heartbeat_timeout: return "heartbeat timeout";
-    case timestamp_frequency_high: return "timestamp tick frequency, high part";
-    case timestamp_frequency_low: return "timestamp tick frequency, low part";
-    case timestamp_control: return "timestamp control";
-    case timestamp_value_high: return "timestamp value, high part";
-    case timestamp_value_low: return "timestamp value, low part";
-    case discovery_ack_delay: return "discovery acknowledge delay";
-    case gvcp_configuration: return "GVCP configuration";
-    case pending_timeout: return "pending timeout";
-    case control_switchover_key: return "control switchover key";
-    case gvsp_configuration: return "GVSP configuration";
-    case physical_link_capability: return "physical link capability";
-    case physical_link_configuration: return "physical link configuration";
-    case control_channel_privilege: return "control channel privilege";
-    case primary_application_port: return "primary application port";
-    case primary_application_ip: return "primary application IP address";
-    case message_channel_port: return "message channel port";
-    case message_channel_destination: return "message channel destination address";
-    case message_channel_timeout: return "message channel transmission timeout";
-    case message_channel_retry_count: return "message channel retry count";
-    case message_channel_source_port: return "message channel source port";
-    case manifest_table: return "manifest table";
-    default: break;
+    const auto* const named = std::ranges::find(named_registers, address, &NamedRegister::address);
+    if (named != std::end(named_registers)) {
+        return named->name;
     }
     if (address >= stream_channel_base && address < stream_register(largest_stream_channel + 1, 0)) {
         return stream_register_name((address - stream_channel_base) % stream_channel_stride);

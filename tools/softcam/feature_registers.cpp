@@ -31,6 +31,7 @@ FeatureRegisters::FeatureRegisters(virtual_device::GvcpResponder& responder, Acq
     const auto guard = responder_.lock();
     add_device_registers();
     add_geometry_registers();
+    add_sampling_registers();
     add_acquisition_registers();
     add_analog_registers();
     add_line_registers();

@@ -36,6 +36,7 @@ private:
 
     void add_device_registers();
     void add_geometry_registers();
+    void add_sampling_registers();
     void add_acquisition_registers();
     void add_analog_registers();
     void add_line_registers();

@@ -82,6 +82,10 @@ void FeatureRegisters::add_geometry_registers()
         const bool valid = proposed <= most && proposed % step_y(value(reg::pixel_format)) == 0;
         return valid ? Status::success : Status::invalid_parameter;
     });
+}
+
+void FeatureRegisters::add_sampling_registers()
+{
     const auto binning = [this](std::uint32_t address, std::uint32_t offset) {
         return [this, address, offset](std::uint32_t& proposed) {
             if (proposed < 1 || proposed > 4) {
