@@ -285,12 +285,14 @@ PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint3
     if (PvResult result = stream_connection(channel, current); !result.IsOK()) {
         return result;
     }
-    device::PacketSizeLimits limits;
+    device::PacketSizeTask task;
+    task.channel = channel;
+    task.default_size = default_size;
+    task.mtu = mtu_of(current->channel().local().address);
     if (Features* known = features(); known != nullptr && channel == 0) {
-        limits = packet_size_limits(*known->array);
+        task.limits = packet_size_limits(*known->array);
     }
-    const PvResult result = device::negotiate_packet_size(*current, channel, default_size, limits,
-                                                          mtu_of(current->channel().local().address));
+    const PvResult result = device::negotiate_packet_size(current->channel(), task);
     invalidate_features();
     return result;
 }

@@ -8,7 +8,6 @@
 #include <system_error>
 #include <vector>
 
-#include "sdk/net/udp_socket.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::device {
@@ -28,10 +27,32 @@ constexpr std::uint32_t usual_size = 1500;
 /// How long each firing of a test packet is waited for.
 constexpr std::array<milliseconds, 3> waits = {milliseconds(20), milliseconds(40), milliseconds(80)};
 
-/// The test itself, on one stream channel that is diverted to a socket of its own meanwhile.
+class UdpTestPackets final : public TestPackets {
+public:
+    /// Throws std::system_error when there can be no socket at this address.
+    explicit UdpTestPackets(net::Ipv4Address local)
+    {
+        net::UdpOptions options;
+        options.receive_buffer_bytes = 1 << 18;
+        socket_ = net::UdpSocket::open({local, 0}, options);
+    }
+
+    [[nodiscard]] net::Endpoint local() const noexcept override { return socket_.local(); }
+    std::optional<net::Received> receive(std::span<std::uint8_t> buffer, milliseconds timeout) noexcept override
+    {
+        return socket_.receive(buffer, timeout);
+    }
+
+private:
+    net::UdpSocket socket_;
+};
+
+/// The test itself, on one stream channel that is diverted to the test packets' own port meanwhile.
 class Probe {
 public:
-    Probe(Connection& connection, std::uint32_t channel) : connection_(connection), channel_(channel) {}
+    Probe(ControlChannel& control, std::uint32_t channel, TestPackets& packets, const net::Clock& clock)
+        : control_(control), channel_(channel), packets_(packets), clock_(clock)
+    {}
     ~Probe() { restore(); }
     Probe(const Probe&) = delete;
     Probe& operator=(const Probe&) = delete;
@@ -42,26 +63,19 @@ public:
         const std::array<std::uint32_t, 3> addresses = {address(stream::packet_size), address(stream::port),
                                                         address(stream::destination)};
         std::array<std::uint32_t, 3> values{};
-        if (const auto outcome = connection_.channel().read_registers(addresses, values); !outcome.ok()) {
-            return connection_.result_of(outcome);
+        if (const auto outcome = control_.read_registers(addresses, values); !outcome.ok()) {
+            return result_of(outcome);
         }
         original_size_ = values[0] & ~stream::fire_test_packet;
         original_port_ = values[1];
         original_destination_ = values[2];
 
-        net::UdpOptions options;
-        options.receive_buffer_bytes = 1 << 18;
-        try {
-            socket_ = net::UdpSocket::open({connection_.channel().local().address, 0}, options);
-        } catch (const std::system_error& error) {
-            return {PvResult::NetworkError, error.what()};
-        }
         diverted_ = true;
-        const std::uint32_t port = (original_port_ & ~std::uint32_t{0xFFFF}) | socket_.local().port;
-        const std::array<RegisterWrite, 2> writes = {
-            RegisterWrite{address(stream::destination), socket_.local().address.value},
-            RegisterWrite{address(stream::port), port}};
-        return connection_.result_of(connection_.channel().write_registers(writes));
+        const net::Endpoint here = packets_.local();
+        const std::uint32_t port = (original_port_ & ~std::uint32_t{0xFFFF}) | here.port;
+        const std::array<RegisterWrite, 2> writes = {RegisterWrite{address(stream::destination), here.address.value},
+                                                     RegisterWrite{address(stream::port), port}};
+        return result_of(control_.write_registers(writes));
     }
 
     enum class Answer : std::uint8_t {
@@ -77,16 +91,16 @@ public:
             const std::uint32_t value =
                 (original_size_ & stream::pixel_big_endian) | stream::fire_test_packet | stream::do_not_fragment | size;
             taken = size;
-            auto outcome = connection_.channel().write_register(address(stream::packet_size), value);
+            auto outcome = control_.write_register(address(stream::packet_size), value);
             if (outcome.ok()) {
-                outcome = connection_.channel().read_register(address(stream::packet_size), taken);
+                outcome = control_.read_register(address(stream::packet_size), taken);
             }
             if (outcome.kind == ControlOutcome::Kind::refused) {
                 taken = 0;
                 return Answer::not_taken;
             }
             if (!outcome.ok()) {
-                failure = connection_.result_of(outcome);
+                failure = result_of(outcome);
                 return Answer::unreachable;
             }
             taken &= stream::packet_size_mask;
@@ -105,15 +119,15 @@ public:
     {
         const std::uint32_t value = (original_size_ & ~stream::packet_size_mask) | size;
         std::uint32_t now = 0;
-        auto outcome = connection_.channel().write_register(address(stream::packet_size), value);
+        auto outcome = control_.write_register(address(stream::packet_size), value);
         if (outcome.ok()) {
-            outcome = connection_.channel().read_register(address(stream::packet_size), now);
+            outcome = control_.read_register(address(stream::packet_size), now);
         }
         if (!outcome.ok()) {
-            return connection_.result_of(outcome);
+            return result_of(outcome);
         }
         if ((now & stream::packet_size_mask) != size) {
-            return {PvResult::GenericError, connection_.device().address.to_string() + ": the packet size " +
+            return {PvResult::GenericError, control_.device().address.to_string() + ": the packet size " +
                                                 std::to_string(size) + " was set, but the device has " +
                                                 std::to_string(now & stream::packet_size_mask)};
         }
@@ -138,7 +152,7 @@ public:
         }
         writes.push_back({address(stream::destination), original_destination_});
         writes.push_back({address(stream::port), original_port_});
-        return connection_.result_of(connection_.channel().write_registers(writes));
+        return result_of(control_.write_registers(writes));
     }
 
     [[nodiscard]] std::uint32_t original_size() const noexcept { return original_size_ & stream::packet_size_mask; }
@@ -154,11 +168,11 @@ private:
 
     bool wait_for(std::uint32_t size, milliseconds wait)
     {
-        const auto end = std::chrono::steady_clock::now() + wait;
+        const auto end = clock_.now() + wait;
         for (;;) {
-            const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
-            const auto received = socket_.receive(buffer_, std::max(left, milliseconds(0)));
-            if (received && !received->truncated && received->source.address == connection_.device().address &&
+            const auto left = std::chrono::ceil<milliseconds>(end - clock_.now());
+            const auto received = packets_.receive(buffer_, std::max(left, milliseconds(0)));
+            if (received && !received->truncated && received->source.address == control_.device().address &&
                 received->size == size - headers) {
                 return true;
             }
@@ -168,9 +182,15 @@ private:
         }
     }
 
-    Connection& connection_;
+    [[nodiscard]] PvResult result_of(const ControlOutcome& outcome) const
+    {
+        return to_result(outcome, control_.device());
+    }
+
+    ControlChannel& control_;
     std::uint32_t channel_;
-    net::UdpSocket socket_;
+    TestPackets& packets_;
+    const net::Clock& clock_;
     std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(largest_size);
     std::uint32_t original_size_ = 0;
     std::uint32_t original_port_ = 0;
@@ -233,22 +253,22 @@ std::optional<std::uint32_t> largest_that_arrives(Probe& probe, PacketSizeLimits
 
 }  // namespace
 
-PvResult negotiate_packet_size(Connection& connection, std::uint32_t channel, std::uint32_t default_size,
-                               PacketSizeLimits limits, std::uint32_t mtu)
+PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& task, TestPackets& packets,
+                               const net::Clock& clock)
 {
-    const std::string name = connection.device().address.to_string();
+    const std::string name = control.device().address.to_string();
+    const std::uint32_t default_size = task.default_size;
     if (default_size > largest_size || (default_size != 0 && default_size < smallest_size)) {
         return {PvResult::InvalidParameter, "A packet size of " + std::to_string(default_size) +
                                                 " bytes is impossible; it is from " + std::to_string(smallest_size) +
                                                 " to " + std::to_string(largest_size)};
     }
-    limits = sane(limits, mtu);
-    Probe probe(connection, channel);
+    Probe probe(control, task.channel, packets, clock);
     if (PvResult result = probe.divert(); !result.IsOK()) {
         return result;
     }
 
-    const auto size = largest_that_arrives(probe, limits);
+    const auto size = largest_that_arrives(probe, sane(task.limits, task.mtu));
     if (!size) {
         return probe.failure;
     }
@@ -274,6 +294,17 @@ PvResult negotiate_packet_size(Connection& connection, std::uint32_t channel, st
         return result;
     }
     return {PvResult::OK, reason + ". The packet size was set to the default, " + std::to_string(default_size)};
+}
+
+PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& task)
+{
+    std::optional<UdpTestPackets> packets;
+    try {
+        packets.emplace(control.local().address);
+    } catch (const std::system_error& error) {
+        return {PvResult::NetworkError, error.what()};
+    }
+    return negotiate_packet_size(control, task, *packets, net::Clock::steady());
 }
 
 }  // namespace vex::device

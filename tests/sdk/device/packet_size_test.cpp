@@ -6,7 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/device/raw_device.h"
+#include "tests/sdk/device/scripted_transport.h"
 
 using namespace vex;
 
@@ -14,33 +15,67 @@ namespace {
 
 using namespace std::chrono_literals;
 using device_test::Bytes;
-using device_test::RawCamera;
 using device_test::RawCameraOptions;
+
+/// The host's end of the test packets, on the test's clock.
+class ScriptedPackets final : public device::TestPackets {
+public:
+    explicit ScriptedPackets(device_test::ManualClock& clock) : inbox(clock) {}
+
+    [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 50000}; }
+    std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
+                                         std::chrono::milliseconds timeout) noexcept override
+    {
+        return inbox.receive(buffer, timeout);
+    }
+
+    device_test::ScriptedInbox inbox;
+};
+
+/// Sends its test packets where its registers say.
+class ScriptedCamera final : public device_test::RawDevice {
+public:
+    ScriptedCamera(const RawCameraOptions& options, ScriptedPackets& packets) : RawDevice(options), packets_(packets) {}
+
+    void send_test_packet(const net::Endpoint& destination, const Bytes& packet) override
+    {
+        if (destination == packets_.local()) {
+            packets_.inbox.deliver(packet, device_test::ScriptedTransport::camera, 1ms);
+        }
+    }
+
+private:
+    ScriptedPackets& packets_;
+};
 
 class PacketSizeTest : public testing::Test {
 protected:
     static RawCameraOptions sound()
     {
         RawCameraOptions options;
-        options.address = device_test::loopback(34);
+        options.address = device_test::ScriptedTransport::camera.address;
         return options;
     }
 
     void start(const RawCameraOptions& options)
     {
-        camera = std::make_unique<RawCamera>(options);
+        camera = std::make_unique<ScriptedCamera>(options, packets);
+        camera->set_control(2, transport.local());
         camera->set_reg(0x0D04, 0x20000000 | 1400);  // big-endian pixels, and a size that somebody has set
         camera->set_reg(0x0D00, 0x00010000 | 4567);
         camera->set_reg(0x0D18, 0x7F0000FE);
-        device::ConnectionTarget target;
-        target.device = {options.address, 3956};
-        const PvResult result = device::Connection::open(target, {200ms, 3}, connection);
-        ASSERT_TRUE(result.IsOK()) << result.description();
+        transport.on_send = [this](const Bytes& request) {
+            for (Bytes& bytes : camera->answers(request, transport.local())) {
+                transport.deliver(std::move(bytes));
+            }
+        };
+        control.set_concatenation(true);
+        control.set_patience({200ms, 3});
     }
 
     PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, device::PacketSizeLimits limits = {})
     {
-        return device::negotiate_packet_size(*connection, 0, default_size, limits, mtu);
+        return device::negotiate_packet_size(control, {0, default_size, limits, mtu}, packets, clock);
     }
 
     void expect_channel_restored()
@@ -49,8 +84,12 @@ protected:
         EXPECT_EQ(camera->reg(0x0D18), 0x7F0000FEU);
     }
 
-    std::unique_ptr<RawCamera> camera;
-    std::shared_ptr<device::Connection> connection;
+    device_test::ManualClock clock;
+    const net::Clock::time_point begin = clock.now();
+    device_test::ScriptedTransport transport{clock};
+    device::ControlChannel control{transport, clock};
+    ScriptedPackets packets{clock};
+    std::unique_ptr<ScriptedCamera> camera;
 };
 
 TEST_F(PacketSizeTest, FindsTheLargestThatTheWireCarries)
@@ -63,8 +102,6 @@ TEST_F(PacketSizeTest, FindsTheLargestThatTheWireCarries)
         EXPECT_TRUE(result.IsOK()) << result.description();
         EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | (wire & ~3U)) << "wire " << wire;
         expect_channel_restored();
-        connection->close();
-        camera.reset();
     }
 }
 
@@ -88,7 +125,7 @@ TEST_F(PacketSizeTest, LeavesASizeThatArrivedWhereTheDeviceTakesMoreThanTheWire)
     EXPECT_EQ(camera->reg(0x0D04) & 0xFFFF, 9196U);
 }
 
-TEST_F(PacketSizeTest, GoesUpToTheLargestDatagramOnTheLoopback)
+TEST_F(PacketSizeTest, GoesUpToTheLargestDatagram)
 {
     auto options = sound();
     options.largest_on_wire = options.largest_accepted = 65535;
@@ -127,10 +164,10 @@ TEST_F(PacketSizeTest, FindsTheSizeOfADeviceWithCoarserStepsThanItTells)
         const std::uint32_t size = asked / 16 * 16;
         camera->set_reg(0x0D04, size);
         if ((request[12] & 0x80) != 0 && size <= 4000) {
-            auto socket = net::UdpSocket::open({camera->options().address, 0});
-            socket.send_to({{camera->reg(0x0D18)}, static_cast<std::uint16_t>(camera->reg(0x0D00))}, Bytes(size - 28));
+            camera->send_test_packet({{camera->reg(0x0D18)}, static_cast<std::uint16_t>(camera->reg(0x0D00))},
+                                     Bytes(size - 28));
         }
-        return std::vector<Bytes>{RawCamera::ack(request, 0, {0, 0, 0, 1})};
+        return std::vector<Bytes>{device_test::RawDevice::ack(request, 0, {0, 0, 0, 1})};
     });
     const PvResult result = negotiate();
     EXPECT_TRUE(result.IsOK()) << result.description();
@@ -180,8 +217,6 @@ TEST_F(PacketSizeTest, ClosesTheStreamBeforeItsDestinationIsPutBack)
     });
     EXPECT_TRUE(negotiate(0, 1500).IsOK());
     expect_channel_restored();
-    connection->close();
-    camera->intercept(nullptr);
     const auto back = std::find(writes.begin(), writes.end(), std::pair{0x0D18U, 0x7F0000FEU});
     ASSERT_NE(back, writes.end());
     const auto port = std::find_if(std::make_reverse_iterator(back), writes.rend(),
@@ -213,18 +248,14 @@ TEST_F(PacketSizeTest, TellsADefaultThatTheDeviceDoesNotTake)
 
 TEST_F(PacketSizeTest, PacketsFromElsewhereProveNothing)
 {
-    if (!device_test::has_loopback_addresses()) {
-        GTEST_SKIP() << "everything comes from one address here";
-    }
     auto options = sound();
     options.largest_on_wire = 0;
     start(options);
     camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
         const bool fires = request[3] == 0x82 && request[11] == 0x04 && (request[12] & 0x80) != 0;
         if (fires) {
-            auto socket = net::UdpSocket::open({device_test::loopback(35), 0});  // not the camera
             const auto size = static_cast<std::size_t>(request[14] << 8 | request[15]);
-            socket.send_to({{camera->reg(0x0D18)}, static_cast<std::uint16_t>(camera->reg(0x0D00))}, Bytes(size - 28));
+            packets.inbox.deliver(Bytes(size - 28), device_test::ScriptedTransport::stranger);
         }
         return std::nullopt;
     });
@@ -241,11 +272,10 @@ TEST_F(PacketSizeTest, TellsThatTheDeviceVanishedMeanwhile)
         }
         return std::nullopt;
     });
-    const auto begin = std::chrono::steady_clock::now();
     const PvResult result = negotiate();
     EXPECT_EQ(result.GetCode(), PvResult::Timeout);
     EXPECT_NE(result.description().find(camera->options().address.to_string()), std::string::npos);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    EXPECT_LT(clock.now() - begin, 10s);
 }
 
 }  // namespace

@@ -46,36 +46,18 @@ private:
     time_point now_{std::chrono::hours(1)};
 };
 
-/// Answers come from `on_send` and from deliver(); receiving moves the clock to the datagram's arrival or by the
-/// timeout.
-class ScriptedTransport final : public vex::device::ControlTransport {
+/// What a socket receives, by script: receiving moves the clock to the next datagram's arrival or by the timeout.
+class ScriptedInbox {
 public:
-    static constexpr vex::net::Endpoint camera{{0xC0A80102}, 3956};
-    static constexpr vex::net::Endpoint stranger{{0xC0A80109}, 3956};
+    explicit ScriptedInbox(ManualClock& clock) : clock_(clock) {}
 
-    explicit ScriptedTransport(ManualClock& clock) : clock_(clock) {}
-
-    /// Called for each datagram sent; usually delivers.
-    std::function<void(const Bytes& request)> on_send;
-    std::vector<Bytes> sent;
-    std::error_code send_error;
-
-    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, vex::net::Endpoint source = camera)
+    void deliver(Bytes datagram, vex::net::Endpoint source, std::chrono::milliseconds delay = {})
     {
         arrivals_.push_back({clock_.now() + delay, std::move(datagram), source});
     }
 
-    std::error_code send(std::span<const std::uint8_t> datagram) noexcept override
-    {
-        sent.emplace_back(datagram.begin(), datagram.end());
-        if (!send_error && on_send) {
-            on_send(sent.back());
-        }
-        return send_error;
-    }
-
     std::optional<vex::net::Received> receive(std::span<std::uint8_t> buffer,
-                                              std::chrono::milliseconds timeout) noexcept override
+                                              std::chrono::milliseconds timeout) noexcept
     {
         const auto next = std::min_element(arrivals_.begin(), arrivals_.end(),
                                            [](const Arrival& a, const Arrival& b) { return a.at < b.at; });
@@ -93,10 +75,6 @@ public:
         return vex::net::Received{size, size < arrival.datagram.size(), arrival.source};
     }
 
-    void wake() noexcept override { deliver({}, {}, local()); }
-    [[nodiscard]] vex::net::Endpoint device() const noexcept override { return camera; }
-    [[nodiscard]] vex::net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
-
 private:
     struct Arrival {
         vex::net::Clock::time_point at;
@@ -106,6 +84,47 @@ private:
 
     ManualClock& clock_;
     std::vector<Arrival> arrivals_;
+};
+
+/// Answers come from `on_send` and from deliver().
+class ScriptedTransport final : public vex::device::ControlTransport {
+public:
+    static constexpr vex::net::Endpoint camera{{0xC0A80102}, 3956};
+    static constexpr vex::net::Endpoint stranger{{0xC0A80109}, 3956};
+
+    explicit ScriptedTransport(ManualClock& clock) : inbox_(clock) {}
+
+    /// Called for each datagram sent; usually delivers.
+    std::function<void(const Bytes& request)> on_send;
+    std::vector<Bytes> sent;
+    std::error_code send_error;
+
+    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, vex::net::Endpoint source = camera)
+    {
+        inbox_.deliver(std::move(datagram), source, delay);
+    }
+
+    std::error_code send(std::span<const std::uint8_t> datagram) noexcept override
+    {
+        sent.emplace_back(datagram.begin(), datagram.end());
+        if (!send_error && on_send) {
+            on_send(sent.back());
+        }
+        return send_error;
+    }
+
+    std::optional<vex::net::Received> receive(std::span<std::uint8_t> buffer,
+                                              std::chrono::milliseconds timeout) noexcept override
+    {
+        return inbox_.receive(buffer, timeout);
+    }
+
+    void wake() noexcept override { deliver({}, {}, local()); }
+    [[nodiscard]] vex::net::Endpoint device() const noexcept override { return camera; }
+    [[nodiscard]] vex::net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
+
+private:
+    ScriptedInbox inbox_;
 };
 
 }  // namespace device_test
