@@ -66,8 +66,8 @@ public:
     /// On OK `*buffer` is a buffer that the client queued and `*operation_result` tells how its acquisition ended (OK,
     /// MissingPackets, BufferTooSmall, InvalidDataFormat, Aborted). On any failure `*buffer` is null and both results
     /// are the same.
-    /// Errors: Timeout; NoAvailableData (the time passed while blocks arrived for which no buffer was queued);
-    /// NotConnected (the stream is not open or was closed meanwhile); InvalidParameter (a null pointer).
+    /// Errors: Timeout (the text tells when blocks arrived meanwhile for which no buffer was queued, or nothing ever
+    /// came); NotConnected (the stream is not open or was closed meanwhile); InvalidParameter (a null pointer).
     PvResult RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout = wait_forever);
 
     /// Takes all buffers that are waiting to be filled, or are being filled, out of the queue; they can be retrieved

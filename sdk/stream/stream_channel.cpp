@@ -229,11 +229,9 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
     if (!ready_.empty()) {
         return PvResult::OK;
     }
-    if (underruns_ != underruns) {
-        return {PvResult::NoAvailableData, "blocks arrived for which no buffer was queued"};
-    }
     return {PvResult::Timeout,
-            "no block was completed within " + std::to_string(timeout_ms) + " ms" + what_came_so_far()};
+            "no block was completed within " + std::to_string(timeout_ms) + " ms" +
+                (underruns_ != underruns ? ": blocks arrived for which no buffer was queued" : what_came_so_far())};
 }
 
 /// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come. With `queues_` held.

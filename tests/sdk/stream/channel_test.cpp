@@ -229,7 +229,7 @@ TEST_F(RetrieveBuffer, GivesUpABlockThatLacksPackets)
     EXPECT_EQ(buffer.GetLostPacketCount(), 1U);
 }
 
-TEST_F(RetrieveBuffer, TellsUnderrunsFromTimeouts)
+TEST_F(RetrieveBuffer, ATimeoutTellsThatBlocksCameForWhichNoBufferWasQueued)
 {
     std::atomic<bool> done{false};
     std::thread camera_thread([&] {
@@ -238,15 +238,17 @@ TEST_F(RetrieveBuffer, TellsUnderrunsFromTimeouts)
             std::this_thread::sleep_for(2ms);
         }
     });
-    PvResult result = PvResult::Timeout;
-    for (int i = 0; i < 50 && result.GetCode() == PvResult::Timeout; ++i) {
+    const std::string_view reason = ": blocks arrived for which no buffer was queued";
+    PvResult result;
+    for (int i = 0; i < 50 && !result.description().ends_with(reason); ++i) {
         result = stream.RetrieveBuffer(&retrieved, &operation_result, 200);
+        EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+        EXPECT_EQ(operation_result.GetCode(), PvResult::Timeout);
+        EXPECT_EQ(retrieved, nullptr);
     }
     done = true;
     camera_thread.join();
-    EXPECT_EQ(result.GetCode(), PvResult::NoAvailableData);
-    EXPECT_EQ(operation_result.GetCode(), PvResult::NoAvailableData);
-    EXPECT_EQ(retrieved, nullptr);
+    EXPECT_EQ(result.description(), "no block was completed within 200 ms" + std::string(reason));
 }
 
 TEST_F(RetrieveBuffer, HearsOnlyTheDevice)
