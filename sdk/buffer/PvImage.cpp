@@ -6,6 +6,7 @@
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/failure.h"
+#include "sdk/wire/pixel_format.h"
 
 using namespace vex;
 
@@ -21,9 +22,9 @@ std::uint32_t saturated(std::uint64_t size) noexcept
 /// Checks a geometry that a caller wants memory for.
 PvResult check_geometry(const acquisition::ImageGeometry& geometry)
 {
-    if (PvImage::GetPixelBitCount(geometry.pixel_type) == 0) {
-        return failure(PvResult::InvalidParameter, "pixel type ", static_cast<std::uint32_t>(geometry.pixel_type),
-                       " has no size");
+    if (!wire::is_well_formed(geometry.pixel_type)) {
+        return failure(PvResult::InvalidParameter, static_cast<std::uint32_t>(geometry.pixel_type),
+                       " is not a pixel type");
     }
     if (geometry.width == 0 || geometry.height == 0) {
         return failure(PvResult::InvalidParameter, "an image needs a width and a height, not ", geometry.width, " x ",

@@ -83,8 +83,9 @@ public:
     /// Gives the image this geometry and the buffer a block of exactly the required size, by the rules of
     /// PvBuffer::Alloc. Offsets become 0, status flags are cleared.
     ///
-    /// Fails and changes nothing: InvalidParameter for no pixel type, no width or no height; ErrOverflow for an image
-    /// of 4 GiB or more; NotEnoughMemory; StateError while a stream holds the buffer.
+    /// Fails and changes nothing: InvalidParameter for no width, no height or what is neither a PvPixelType nor a
+    /// well-formed code of another pixel format (wire::is_well_formed); ErrOverflow for an image of 4 GiB or more;
+    /// NotEnoughMemory; StateError while a stream holds the buffer.
     PvResult Alloc(std::uint32_t size_x, std::uint32_t size_y, PvPixelType pixel_type, std::uint16_t padding_x = 0,
                    std::uint16_t padding_y = 0);
     /// Frees the buffer's memory as PvBuffer::Free does; the geometry stays, so that the same image can be filled

@@ -13,6 +13,19 @@ namespace vex::wire {
     return (pixel_format >> 16) & 0xFF;
 }
 
+/// The most bits that a pixel of a well-formed code occupies: four components of 32 bits.
+inline constexpr unsigned most_bits_per_pixel = 128;
+
+/// Whether a code, with a name or without, can be that of a pixel format: bits 24 to 30 tell one component (1) or
+/// several (2) and bits 16 to 23 a size from 1 to `most_bits_per_pixel`. Bit 31 marks formats of a maker's own; the
+/// identifier in bits 0 to 15 may be any. (GenICam Pixel Format Naming Convention, pixel format values)
+[[nodiscard]] constexpr bool is_well_formed(std::uint32_t pixel_format) noexcept
+{
+    const std::uint32_t kind = (pixel_format >> 24) & 0x7F;
+    const unsigned bits = bits_per_pixel(pixel_format);
+    return (kind == 1 || kind == 2) && bits >= 1 && bits <= most_bits_per_pixel;
+}
+
 [[nodiscard]] constexpr bool is_color(std::uint32_t pixel_format) noexcept { return (pixel_format >> 24) == 0x02; }
 
 /// Bytes of one line without padding; a last partial byte counts whole.

@@ -117,6 +117,8 @@ TEST(Image, ImpossibleGeometriesFailAndChangeNothing)
     for (const auto& [width, height, type, code] :
          {Case{0, 4, PvPixelMono8, PvResult::InvalidParameter}, Case{4, 0, PvPixelMono8, PvResult::InvalidParameter},
           Case{4, 4, PvPixelUndefined, PvResult::InvalidParameter},
+          Case{4, 4, static_cast<PvPixelType>(0xFFFFFFFF), PvResult::InvalidParameter},
+          Case{4, 4, static_cast<PvPixelType>(0x00080001), PvResult::InvalidParameter},
           Case{65536, 65536, PvPixelMono8, PvResult::ErrOverflow},  // 4 GiB exactly
           Case{0xFFFFFFFF, 0xFFFFFFFF, PvPixelRGB16Packed, PvResult::ErrOverflow},
           Case{0x80000000, 2, PvPixelBGRA8Packed, PvResult::ErrOverflow}}) {
@@ -203,6 +205,23 @@ TEST(Image, StandardsUnknownToThisVersionAreSizedByTheirCode)
     ASSERT_TRUE(image.Alloc(8, 1, static_cast<PvPixelType>(0x010A0046)).IsOK());  // 10 bits, packed without gaps
     EXPECT_EQ(image.GetRequiredSize(), 10u);
     EXPECT_EQ(image.GetBitsPerPixel(), 10u);
+    ASSERT_TRUE(image.Alloc(8, 1, static_cast<PvPixelType>(0x810C1234)).IsOK());  // a maker's own
+    EXPECT_EQ(image.GetRequiredSize(), 12u);
+}
+
+TEST(Image, EveryPixelTypeCanBeAllocated)
+{
+    PvBuffer buffer;
+    for (const auto type : pv_pixel_types) {
+        EXPECT_TRUE(buffer.GetImage()->Alloc(4, 4, type).IsOK()) << pixel_type_name(type);
+    }
+}
+
+TEST(Image, APixelTypeThatIsNoneIsNamedInTheDescription)
+{
+    PvBuffer buffer;
+    const auto result = buffer.GetImage()->Alloc(4, 4, static_cast<PvPixelType>(0xFFFFFFFF));
+    EXPECT_EQ(result.description(), "4294967295 is not a pixel type");
 }
 
 }  // namespace

@@ -43,6 +43,26 @@ TEST(PixelFormat, SizeAndColourAreInTheCode)
     }
 }
 
+TEST(PixelFormat, EveryNamedCodeIsWellFormed)
+{
+    for (const Row& row : table()) {
+        EXPECT_TRUE(wire::is_well_formed(row.code)) << row.name;
+    }
+}
+
+TEST(PixelFormat, WellFormedCodesTellTheirKindAndAPossibleSize)
+{
+    for (const std::uint32_t code :
+         {0x01060FFFU, 0x010A0046U, 0x02180000U, 0x810800FFU, 0x82200001U, 0x01010000U, 0x02800000U}) {
+        EXPECT_TRUE(wire::is_well_formed(code)) << std::hex << code;
+    }
+    // no size, more bits than four components of 32 bits have, no kind or one that is reserved
+    for (const std::uint32_t code : {0U, 0xFFFFFFFFU, 0x01000001U, 0x02810001U, 0x01FF0001U, 0x00080001U, 0x80080001U,
+                                     0x03080001U, 0x41080001U, 0xFF080001U}) {
+        EXPECT_FALSE(wire::is_well_formed(code)) << std::hex << code;
+    }
+}
+
 TEST(PixelFormat, PackedAndUnpackedSpellingsAreDifferentFormats)
 {
     EXPECT_EQ(wire::pixel_format_of_name("Mono12Packed"), 0x010C0006U);
