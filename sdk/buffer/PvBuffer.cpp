@@ -1,7 +1,5 @@
 #include "sdk/buffer/PvBuffer.h"
 
-#include <cstring>
-
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/failure.h"
 #include "sdk/buffer/memory.h"
@@ -76,7 +74,7 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
         return failure(PvResult::InvalidParameter, "a buffer of 0 bytes cannot be allocated");
     }
     if (data_ != nullptr && !attached_ && size_ == size) {
-        std::memset(data_, 0, size);
+        data_ = buffer_memory::zero_again(data_, size);
         acquired_size_ = 0;
         return PvResult::OK;
     }
@@ -141,7 +139,7 @@ PvResult PvBuffer::Reset(PvPayloadType payload_type)
 void PvBuffer::release_memory() noexcept
 {
     if (!attached_) {
-        buffer_memory::release(data_);
+        buffer_memory::release(data_, size_);
     }
     data_ = nullptr;
     size_ = 0;

@@ -29,7 +29,7 @@ struct Access {
         if (grown == nullptr) {
             return failure(PvResult::NotEnoughMemory, "there is no memory for a block of ", needed, " bytes");
         }
-        buffer_memory::release(buffer.data_);
+        buffer_memory::release(buffer.data_, buffer.size_);
         buffer.data_ = grown;
         buffer.size_ = static_cast<std::uint32_t>(needed);
         return PvResult::OK;

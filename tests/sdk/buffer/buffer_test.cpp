@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#ifdef __linux__
+#include <unistd.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <numeric>
 #include <vector>
@@ -66,7 +71,7 @@ TEST(Buffer, PayloadTypeValuesAreTheProtocols)
 TEST(Buffer, AllocGivesAnAlignedZeroedBlockOfTheSize)
 {
     PvBuffer buffer;
-    for (const std::uint32_t size : {1u, 100u, 4096u, 1'000'003u}) {
+    for (const std::uint32_t size : {1u, 100u, 4096u, 1'000'003u, 40'000'007u}) {
         ASSERT_TRUE(buffer.Alloc(size).IsOK());
         EXPECT_EQ(buffer.GetSize(), size);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.GetDataPointer()) % 64, 0u);
@@ -78,11 +83,53 @@ TEST(Buffer, AllocGivesAnAlignedZeroedBlockOfTheSize)
 TEST(Buffer, AllocOfTheSameSizeZeroesTheBlockAgain)
 {
     PvBuffer buffer;
-    ASSERT_TRUE(buffer.Alloc(64).IsOK());
-    std::memset(buffer.GetDataPointer(), 0xAA, 64);
-    ASSERT_TRUE(buffer.Alloc(64).IsOK());
-    EXPECT_TRUE(all_zero(buffer));
+    for (const std::uint32_t size : {64u, 40'000'007u}) {
+        ASSERT_TRUE(buffer.Alloc(size).IsOK());
+        std::memset(buffer.GetDataPointer(), 0xAA, size);
+        acquisition::finish(buffer, {.acquired_size = 12});
+        ASSERT_EQ(buffer.GetAcquiredSize(), 12u);
+        ASSERT_TRUE(buffer.Alloc(size).IsOK());
+        EXPECT_EQ(buffer.GetSize(), size);
+        EXPECT_TRUE(all_zero(buffer));
+        EXPECT_EQ(buffer.GetAcquiredSize(), 0u);
+    }
 }
+
+#ifdef __linux__
+/// Bytes of this process that are in memory.
+std::uint64_t resident_bytes()
+{
+    std::uint64_t total = 0;
+    std::uint64_t resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    EXPECT_NE(resident, 0u);
+    return resident * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST(Buffer, ALargeBlockTakesMemoryOnlyWhereItIsUsed)
+{
+    constexpr std::uint32_t size = 1u << 29;
+    PvBuffer buffer;
+    if (buffer_memory::pages_from > size) {  // where overruns of large blocks shall be seen, they cost memory
+        ASSERT_TRUE(buffer.Alloc(40'000'007).IsOK());
+        EXPECT_DEATH(buffer.GetDataPointer()[40'000'007] = 1, "heap-buffer-overflow");
+        return;
+    }
+    const std::uint64_t before = resident_bytes();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(buffer.Alloc(size).IsOK());
+        EXPECT_LT(resident_bytes(), before + size / 4);
+        for (const std::uint32_t at : {0u, size / 2, size - 1}) {
+            EXPECT_EQ(buffer.GetDataPointer()[at], 0);
+            buffer.GetDataPointer()[at] = 1;
+        }
+    }
+    std::memset(buffer.GetDataPointer(), 1, size);
+    EXPECT_GE(resident_bytes(), before + size / 4);
+    buffer.Free();
+    EXPECT_LT(resident_bytes(), before + size / 4);
+}
+#endif
 
 TEST(Buffer, AllocOfNothingFailsAndChangesNothing)
 {
