@@ -265,6 +265,22 @@ TEST_F(AssemblerBlocks, DoesNotTakeALateDuplicateOfALeaderForARestart)
     EXPECT_EQ(assembler.counters().restarts, 0U);
 }
 
+TEST_F(AssemblerBlocks, APacketOfAnEndedBlockIsLateForAsLongAsADeviceMayPause)
+{
+    queue(3, 64);
+    const std::vector<Bytes> first = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 11);
+    receive(first);
+    receive(packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 12));
+    pass(1000ms);
+    receive(first[1]);
+    EXPECT_EQ(packets(PacketFate::late), 1U);
+    EXPECT_EQ(assembler.counters().restarts, 0U);
+    pass(1us);
+    receive(first[1]);
+    EXPECT_EQ(packets(PacketFate::late), 1U);
+    EXPECT_EQ(assembler.counters().restarts, 1U);
+}
+
 TEST_F(AssemblerBlocks, AbortDeliversBlocksInFlightAsAborted)
 {
     queue(3, 64);

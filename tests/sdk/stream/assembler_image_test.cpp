@@ -141,6 +141,19 @@ TEST_F(AssemblerImage, ShortensAnImageThatTheDeviceEndedEarly)
     EXPECT_EQ(port.delivered[1].result(), PvResult::MissingPackets);
 }
 
+TEST_F(AssemblerImage, AnImageThatWasEndedEarlyHasNoPaddingBelow)
+{
+    queue(1, 69);
+    const Bytes pixels = picture(40, 1);  // 5 of 8 lines
+    receive(packets::image_leader({.id = 1}, {.width = 8, .height = 8, .padding_y = 5}, 1));
+    receive(packets::payload_packets({.id = 1}, pixels, 16));
+    receive(packets::image_trailer({.id = 1}, 4, 5));
+    ASSERT_EQ(port.delivered.size(), 1U);
+    EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
+    EXPECT_EQ(port.delivered[0].buffer->GetImage()->GetHeight(), 5U);
+    EXPECT_EQ(port.delivered[0].buffer->GetAcquiredSize(), 40U);
+}
+
 TEST_F(AssemblerImage, IgnoresATrailerThatTellsNoLines)
 {
     queue(1, 64);

@@ -308,6 +308,83 @@ TEST_F(AssemblerPackets, TellsPartialFromWholeMissingLines)
     EXPECT_TRUE(port.delivered[1].buffer->GetImage()->IsPartialLineMissing());
 }
 
+TEST_F(AssemblerPackets, MissingLinesDependOnWhereTheGapBeginsAndEnds)
+{
+    struct Case {
+        std::size_t stride;
+        std::size_t lost;  // packet ID
+        bool full;
+        bool partial;
+    };
+    // 8 lines of 8 bytes
+    const std::vector<Case> cases{
+        {8, 2, true, false},   // exactly one line
+        {8, 8, true, false},   // exactly the last line
+        {16, 2, true, false},  // exactly two lines
+        {12, 1, true, true},   // a line and the first half of the next
+        {12, 2, true, true},   // the second half of a line and the next
+        {4, 1, false, true},   // the first half of a line
+        {4, 2, false, true},   // the second half of a line
+        {10, 2, false, true},  // the end of a line and the beginning of the next
+    };
+    std::uint64_t full = 0;
+    std::uint64_t partial = 0;
+    for (const Case& one : cases) {
+        SCOPED_TRACE(std::to_string(one.stride) + " bytes a packet, without packet " + std::to_string(one.lost));
+        queue(1, 64);
+        const std::uint64_t id = port.delivered.size() + 1;
+        std::vector<Bytes> block = packets::image_block({.id = id}, image_8x8, picture(64, id), one.stride, id);
+        block.erase(block.begin() + static_cast<std::ptrdiff_t>(one.lost));
+        receive(block);
+        pass(100ms);
+        ASSERT_EQ(port.delivered.size(), id);
+        const PvImage& image = *port.delivered.back().buffer->GetImage();
+        EXPECT_EQ(image.IsFullLineMissing(), one.full);
+        EXPECT_EQ(image.IsPartialLineMissing(), one.partial);
+        full += one.full ? 1 : 0;
+        partial += one.partial ? 1 : 0;
+        EXPECT_EQ(assembler.counters().full_line_missing, full);
+        EXPECT_EQ(assembler.counters().partial_line_missing, partial);
+    }
+}
+
+TEST_F(AssemblerPackets, WhatBefellABlockIsNotTheNextBlocks)
+{
+    queue(2, 64);
+    std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    block[0][8] = 0x12;                                             // the second of two fields
+    block[1][0] = 0x01;                                             // sent again
+    block.insert(block.begin() + 2, block[1]);                      // twice
+    block[3] = packets::header({.id = 1, .status = 0x800D}, 3, 2);  // overrun
+    block[4] = packets::payload({.id = 1}, 9, Bytes{});             // malformed
+    block.back() = packets::image_trailer({.id = 1}, 5, 6);         // two lines less
+    receive(block);
+    pass(100ms);
+    receive(packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 10));
+    ASSERT_EQ(port.delivered.size(), 2U);
+    const PvBuffer& first = *port.delivered[0].buffer;
+    EXPECT_TRUE(first.GetImage()->IsDataOverrun());
+    EXPECT_TRUE(first.GetImage()->IsInterlacedOdd());
+    EXPECT_EQ(first.GetImage()->GetHeight(), 6U);
+    EXPECT_NE(first.GetExpectedResendCount(), 0U);
+    EXPECT_NE(first.GetIgnoredPacketCount(), 0U);
+    EXPECT_NE(first.GetLostPacketCount(), 0U);
+
+    const PvBuffer& second = *port.delivered[1].buffer;
+    EXPECT_EQ(port.delivered[1].result(), PvResult::OK);
+    EXPECT_FALSE(second.GetImage()->IsDataOverrun());
+    EXPECT_FALSE(second.GetImage()->IsInterlacedOdd());
+    EXPECT_FALSE(second.GetImage()->IsInterlacedEven());
+    EXPECT_FALSE(second.GetImage()->IsFullLineMissing());
+    EXPECT_FALSE(second.GetImage()->IsPartialLineMissing());
+    EXPECT_EQ(second.GetImage()->GetHeight(), 8U);
+    EXPECT_EQ(second.GetExpectedResendCount(), 0U);
+    EXPECT_EQ(second.GetIgnoredPacketCount(), 0U);
+    EXPECT_EQ(second.GetLostPacketCount(), 0U);
+    EXPECT_TRUE(port.delivered[1].missing().empty());
+    EXPECT_EQ(assembler.counters().data_overruns, 1U);
+}
+
 TEST_F(AssemblerPackets, CountsPayloadOutOfOrder)
 {
     queue(1, 64);

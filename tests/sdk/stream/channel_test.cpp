@@ -405,6 +405,25 @@ TEST_F(FlushPacketQueue, ForgetsBlocksInFlightAndKeepsTheirBuffersQueued)
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), retrieved->GetDataPointer()));
 }
 
+TEST_F(FlushPacketQueue, LeavesTheBufferOfABlockInFlightFirstInTheQueue)
+{
+    PvBuffer first;
+    PvBuffer second;
+    ASSERT_TRUE(stream.QueueBuffer(&first).IsOK());
+    ASSERT_TRUE(stream.QueueBuffer(&second).IsOK());
+    const std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
+    send(block[0]);
+    send(block[1]);
+    await([&] { return stream.counters().stored_bytes == 20; });
+    ASSERT_TRUE(stream.FlushPacketQueue().IsOK());
+    for (const PvBuffer* expected : {&first, &second}) {
+        send_image(1, picture(64, 1));
+        ASSERT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
+        EXPECT_EQ(retrieved, expected);
+        ASSERT_TRUE(stream.FlushPacketQueue().IsOK());
+    }
+}
+
 TEST_F(FlushPacketQueue, ReturnsWhileADeviceKeepsSending)
 {
     std::atomic<bool> done{false};

@@ -306,4 +306,21 @@ TEST_F(StreamParameters, FiguresStayAfterCloseAndStartFromZeroWithTheNextOpening
     EXPECT_EQ(count("BlockCount"), 0);
 }
 
+TEST_F(StreamParameters, AResetEndsWithItsOpening)
+{
+    queue(buffers[0]);
+    send(block(1));
+    ASSERT_EQ(retrieve(), PvResult::OK);
+    ASSERT_TRUE(parameters->ExecuteCommand("Reset").IsOK());
+    stream.Close();
+    ASSERT_TRUE(stream.Open(camera.to_string(), 0, 0, host.to_string()).IsOK());
+    EXPECT_EQ(count("BlockCount"), 0);
+    EXPECT_EQ(count("BytesCount"), 0);
+    queue(buffers[0]);
+    send(block(1));
+    ASSERT_EQ(retrieve(), PvResult::OK);
+    EXPECT_EQ(count("BlockCount"), 1);
+    EXPECT_EQ(count("BytesCount"), 64);
+}
+
 }  // namespace

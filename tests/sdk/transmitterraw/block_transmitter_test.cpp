@@ -205,6 +205,15 @@ TEST_F(BlockTransmitter, TellsThatABlockIsGone)
     EXPECT_EQ(transmitter.statistics().resent_packets, 0U);
 }
 
+TEST_F(BlockTransmitter, AnswersARequestForAWholeLostBlockWith64RefusalsOnly)
+{
+    transmitter.resend(range(9, 10, 0xFFFFFF), false);
+    for (std::uint32_t id = 10; id < 74; ++id) {
+        ASSERT_EQ(parse(host.receive()->bytes).packet_id, id);
+    }
+    EXPECT_EQ(transmitter.statistics().refused_packets, 64U);
+}
+
 TEST_F(BlockTransmitter, TellsThatAPacketNeverWas)
 {
     ASSERT_FALSE(transmitter.send(block(1, 10)));

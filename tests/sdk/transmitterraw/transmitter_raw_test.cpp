@@ -310,6 +310,44 @@ TEST_F(TransmitterRaw, ABufferThatIsDestroyedLeavesTheQueueEvenWhileItIsSent)
     EXPECT_EQ(transmitter.RetrieveFreeBuffer(&buffer, 0).GetCode(), PvResult::NoAvailableData);
 }
 
+TEST_F(TransmitterRaw, ABufferOfThePoolThatIsDestroyedWhileItIsSentIsNotHandedOutAgain)
+{
+    auto current = raw_buffer(2'500'000);
+    const auto other = raw_buffer(100);
+    std::array<PvBuffer*, 2> pool{current.get(), other.get()};
+    ASSERT_TRUE(transmitter.LoadBufferPool(pool.data(), 2).IsOK());
+    ASSERT_TRUE(open().IsOK());
+    throttle();
+    ASSERT_TRUE(transmitter.QueueBuffer(current.get()).IsOK());
+    ASSERT_TRUE(host.receive());
+    current.reset();
+    PvBuffer* buffer = nullptr;
+    ASSERT_TRUE(transmitter.RetrieveFreeBuffer(&buffer, 0).IsOK());
+    EXPECT_EQ(buffer, other.get());
+    EXPECT_EQ(transmitter.RetrieveFreeBuffer(&buffer, 0).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(buffer, nullptr);
+}
+
+TEST_F(TransmitterRaw, ABlockWithoutATimestampHasTheMicrosecondsSinceOpening)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto microseconds = [](Clock::duration time) {
+        return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(time).count());
+    };
+    const Clock::time_point before = Clock::now();
+    ASSERT_TRUE(open().IsOK());
+    const Clock::time_point opened = Clock::now();
+    const auto buffer = raw_buffer(100);
+    while (Clock::now() - opened < std::chrono::milliseconds(10)) {
+        std::this_thread::yield();
+    }
+    const std::uint64_t least = microseconds(Clock::now() - opened);
+    ASSERT_TRUE(transmitter.QueueBuffer(buffer.get()).IsOK());
+    const std::uint64_t timestamp = number_at(receive_block(host)[0].payload, 4, 8);
+    EXPECT_GE(timestamp, least);
+    EXPECT_LE(timestamp, microseconds(Clock::now() - before));
+}
+
 TEST_F(TransmitterRaw, PacketSizeAndThroughputAreChecked)
 {
     EXPECT_EQ(transmitter.SetPacketSize(575).GetCode(), PvResult::InvalidParameter);

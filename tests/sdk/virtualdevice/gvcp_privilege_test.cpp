@@ -68,6 +68,18 @@ TEST_F(GvcpPrivilege, WhoIsRefusedByExclusiveAccessLearnsWhoHasIt)
     EXPECT_EQ(ask(command(0x0002, 4, {}), other).size(), 256U) << "discovery is for everybody";
 }
 
+TEST_F(GvcpPrivilege, WhoIsRefusedByExclusiveAccessLearnsNothingBeyond)
+{
+    ASSERT_EQ(write(0x0A00, 3), status::success);
+    unsigned id = 0;
+    for (const std::uint32_t address : {0x0A00U, 0x0A04U, 0x0A14U}) {
+        SCOPED_TRACE(address);
+        EXPECT_EQ(status_of(ask(read_memory(++id, address, 4), other)), status::success);
+        EXPECT_EQ(status_of(ask(read_memory(++id, address, 8), other)), status::access_denied);
+    }
+    EXPECT_EQ(responder.statistics().denied, 3U);
+}
+
 TEST_F(GvcpPrivilege, ControlCanBecomeExclusiveAndBack)
 {
     take_control();

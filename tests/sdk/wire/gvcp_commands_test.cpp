@@ -210,6 +210,19 @@ TEST(GvcpEvent, ExtendedFormHasA64BitBlockId)
     EXPECT_EQ(copy(event(14, events, true, true).bytes()), golden::event_extended());
 }
 
+TEST(GvcpEvent, ExtendedFormKeepsAllOfABlockId)
+{
+    const std::array<Event, 1> sent{Event{1, 0, 0x0123456789ABCDEF, 2, {}}};
+    const Message message = event(14, sent, true, true);
+    EXPECT_EQ(copy(message.bytes().subspan(header_size + 8, 8)), golden::bytes("0123456789abcdef"));
+    std::vector<Event> events;
+    const Decoded command(copy(message.bytes()));
+    for_each_event(command.view, [&](const Event& one) { events.push_back(one); });
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].block_id, 0x0123456789ABCDEFU);
+    EXPECT_EQ(events[0].timestamp, 2U);
+}
+
 TEST(GvcpEventData, StandardFormIsOneEventUpToTheEnd)
 {
     const Decoded command(golden::event_data());

@@ -331,6 +331,24 @@ TEST(GvspTrailer, MultiPartKeepsTheType)
     EXPECT_FALSE(trailer->size_y);
 }
 
+TEST(GvspTrailer, ChunkFieldsOfAMultiPartFollowTheRecordsOfItsParts)
+{
+    for (const std::size_t parts : {0U, 1U, 3U}) {
+        SCOPED_TRACE(parts);
+        golden::Bytes payload = golden::bytes("0000400a");
+        for (std::size_t part = 0; part < parts; ++part) {
+            const golden::Bytes record = golden::bytes("e1e2e3e4e5e6e7e8e9eaebecedeeeff0");
+            payload.insert(payload.end(), record.begin(), record.end());
+        }
+        const golden::Bytes chunks = golden::bytes("0102030405060708");
+        payload.insert(payload.end(), chunks.begin(), chunks.end());
+        const auto trailer = decode_trailer(payload);
+        ASSERT_TRUE(trailer);
+        EXPECT_EQ(trailer->chunk_data_length, 0x01020304U);
+        EXPECT_EQ(trailer->chunk_layout_id, 0x05060708U);
+    }
+}
+
 TEST(GvspTrailer, EveryTypeWithChunksAppendedEndsWithTheChunkFields)
 {
     for (std::uint16_t base = payload_type::image; base <= payload_type::gendc; ++base) {
