@@ -31,8 +31,8 @@ const std::string width = "<Integer Name=\"Width\"><Value>640</Value></Integer>"
 
 TEST(Description, TellsWhatItsHeadSays)
 {
-    Camera camera(description(width, "MajorVersion=\"3\" MinorVersion=\"4\" SubMinorVersion=\"5\" ToolTip=\"A probe\" "
-                                     "ProductGuid=\"P\" VersionGuid=\"V\""),
+    Camera camera(description(width, {.more = "MajorVersion=\"3\" MinorVersion=\"4\" SubMinorVersion=\"5\" "
+                                              "ToolTip=\"A probe\" ProductGuid=\"P\" VersionGuid=\"V\""}),
                   true);
     const GenApi::DescriptionInfo& info = camera.map->info();
     EXPECT_EQ(info.model_name, "Probe");

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sdk/genapi/node_map.h"
+#include "tests/description/builders.h"
 
 /// Memory from address 0 on; what was never written reads as 0.
 class MemoryPort final : public GenApi::IPort {
@@ -108,17 +109,9 @@ private:
     }
 };
 
-/// A description around `body`.
-inline std::string description(std::string_view body, std::string_view attributes = "")
-{
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-           "<RegisterDescription ModelName=\"Probe\" VendorName=\"Maker\" StandardNameSpace=\"GEV\" "
-           "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\" " +
-           std::string(attributes) +
-           " xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n"
-           "<Port Name=\"Device\"/>\n" +
-           std::string(body) + "\n</RegisterDescription>\n";
-}
+using camera_xml::description;
+using camera_xml::int_reg;
+using camera_xml::root;
 
 /// The inside of a 4-byte big-endian register.
 inline std::string reg(std::int64_t address, std::string_view access = "RW", std::string_view more = "")
@@ -128,20 +121,9 @@ inline std::string reg(std::int64_t address, std::string_view access = "RW", std
 }
 
 /// A whole IntReg of that kind.
-inline std::string int_reg(std::string_view name, std::int64_t address, std::string_view access = "RW",
-                           std::string_view more = "")
+inline std::string int_reg(std::string_view name, std::int64_t address, std::string_view access, std::string_view more)
 {
     return "<IntReg Name=\"" + std::string(name) + "\">" + reg(address, access, more) + "</IntReg>";
-}
-
-/// A category Root with those features.
-inline std::string root(const std::vector<std::string>& features)
-{
-    std::string text = "<Category Name=\"Root\">";
-    for (const std::string& feature : features) {
-        text += "<pFeature>" + feature + "</pFeature>";
-    }
-    return text + "</Category>";
 }
 
 /// A node map over a memory port.

@@ -7,27 +7,36 @@
 
 namespace {
 
+using namespace camera_xml;
+
 const std::string body =
     root({"DeviceControl", "Width", "Format"}) +
-    "<Category Name=\"DeviceControl\" NameSpace=\"Standard\"><ToolTip>tip</ToolTip><Description>About it</Description>"
-    "<DisplayName>Device Control</DisplayName><Visibility>Expert</Visibility><pFeature>Name</pFeature>"
-    "<pFeature>Reset</pFeature><pFeature>Gain</pFeature><pFeature>Inner</pFeature></Category>"
-    "<Category Name=\"Inner\"><pFeature>Flip</pFeature><pFeature>Table</pFeature><pFeature>Device</pFeature></Category>"
-    "<Integer Name=\"Width\" NameSpace=\"Standard\"><ToolTip>Columns</ToolTip><Description>Width of the image"
-    "</Description><DisplayName>Image Width</DisplayName><Visibility>Guru</Visibility><Streamable>Yes</Streamable>"
-    "<pValue>R</pValue><Min>16</Min><Max>4096</Max><Inc>4</Inc><Unit>px</Unit><Representation>Linear</Representation>"
-    "</Integer>"
-    "<Enumeration Name=\"Format\"><EnumEntry Name=\"Mono8\"><DisplayName>Mono 8</DisplayName><ToolTip>t</ToolTip>"
-    "<Description>d</Description><Value>1</Value></EnumEntry><EnumEntry Name=\"Mono12\" NameSpace=\"Standard\">"
-    "<Visibility>Expert</Visibility><pIsAvailable>Zero</pIsAvailable><Value>5</Value></EnumEntry><pValue>RF</pValue>"
-    "<pSelected>Gain</pSelected><pSelected>RF</pSelected></Enumeration>"
-    "<Float Name=\"Gain\"><Value>1.5</Value><Min>0</Min><Max>24</Max><Unit>dB</Unit>"
-    "<Representation>Logarithmic</Representation></Float>"
-    "<Boolean Name=\"Flip\"><Value>0</Value></Boolean><Command Name=\"Reset\"><pValue>RC</pValue>"
-    "<CommandValue>1</CommandValue></Command><String Name=\"Name\"><Value>cam</Value></String>"
-    "<Register Name=\"Table\"><Address>0x100</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort></Register><Integer Name=\"Zero\"><Value>0</Value></Integer>" +
-    int_reg("R", 0) + int_reg("RF", 4) + int_reg("RC", 8);
+    category("DeviceControl", {"Name", "Reset", "Gain", "Inner"},
+             {.name_space = "Standard",
+              .tool_tip = "tip",
+              .description = "About it",
+              .display_name = "Device Control",
+              .visibility = "Expert"}) +
+    category("Inner", {"Flip", "Table", "Device"}) +
+    integer("Width", {.name_space = "Standard",
+                      .tool_tip = "Columns",
+                      .description = "Width of the image",
+                      .display_name = "Image Width",
+                      .visibility = "Guru",
+                      .streamable = "Yes",
+                      .value = "R",
+                      .min = 16,
+                      .max = 4096,
+                      .inc = 4,
+                      .unit = "px",
+                      .representation = "Linear"}) +
+    enumeration("Format", "RF",
+                {{"Mono8", 1, {.tool_tip = "t", .description = "d", .display_name = "Mono 8"}},
+                 {"Mono12", 5, {.name_space = "Standard", .visibility = "Expert", .is_available = "Zero"}}},
+                {.selected = {"Gain", "RF"}}) +
+    floating("Gain", {.value = 1.5, .min = 0, .max = 24, .unit = "dB", .representation = "Logarithmic"}) +
+    boolean("Flip", {.value = 0}) + command("Reset", {.value = "RC", .command_value = 1}) + text("Name", "cam") +
+    raw_reg("Table", 0x100) + integer("Zero", {.value = 0}) + int_reg("R", 0) + int_reg("RF", 4) + int_reg("RC", 8);
 
 struct Array : testing::Test {
     Array()
