@@ -177,17 +177,9 @@ HRESULT CVexDevice::ReportStreamTimeout(unsigned int aChannel, IVexResult** out)
     return result(out, [&](PvDevice& device) { return device.ReportStreamTimeout(aChannel); });
 }
 
-HRESULT CVexDevice::RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept
-{
-    client_sink_ = aEventSink;
-    return S_OK;
-}
+HRESULT CVexDevice::RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept { return client_sink_.set(aEventSink); }
 
-HRESULT CVexDevice::UnregisterEventSink(IVexDeviceEventSink* /*aEventSink*/) noexcept
-{
-    client_sink_ = nullptr;
-    return S_OK;
-}
+HRESULT CVexDevice::UnregisterEventSink(IVexDeviceEventSink* /*aEventSink*/) noexcept { return client_sink_.clear(); }
 
 IVexDevice* CVexDevice::show(PvDevice* device) noexcept
 {
@@ -205,9 +197,7 @@ void CVexDevice::notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEvent
                         Arguments... arguments) noexcept
 {
     fire(event, arguments...);
-    if (client_sink_ != nullptr) {
-        (client_sink_->*member)(arguments...);
-    }
+    client_sink_.call(member, arguments...);
 }
 
 void CVexDevice::OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)

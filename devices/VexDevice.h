@@ -4,6 +4,7 @@
 #include "genicam/VexGenParameterArray.h"
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/PvDeviceEventSink.h"
+#include "server/client_sink.h"
 #include "server/wrapper.h"
 
 /// Owns the SDK device and is its event sink. Each notification that concerns a device shows clients a new wrapper that
@@ -72,5 +73,5 @@ private:
     vex::server::Ref<CVexGenParameterArray> parameters_;
     vex::server::Ref<CVexGenParameterArray> link_;
     bool register_on_attach_ = true;
-    IVexDeviceEventSink* client_sink_ = nullptr;  // no reference: the client unregisters before it goes away
+    vex::server::ClientSink<IVexDeviceEventSink> client_sink_;
 };

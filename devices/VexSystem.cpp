@@ -65,17 +65,9 @@ HRESULT CVexSystem::GetInterface(unsigned int aIndex, IVexInterface** out) noexc
     return child(out, looked_up_, [&](PvSystem& system) { return system.GetInterface(aIndex); });
 }
 
-HRESULT CVexSystem::RegisterEventSink(IVexSystemEventSink* aEventSink) noexcept
-{
-    client_sink_ = aEventSink;
-    return S_OK;
-}
+HRESULT CVexSystem::RegisterEventSink(IVexSystemEventSink* aEventSink) noexcept { return client_sink_.set(aEventSink); }
 
-HRESULT CVexSystem::UnregisterEventSink(IVexSystemEventSink* /*aEventSink*/) noexcept
-{
-    client_sink_ = nullptr;
-    return S_OK;
-}
+HRESULT CVexSystem::UnregisterEventSink(IVexSystemEventSink* /*aEventSink*/) noexcept { return client_sink_.clear(); }
 
 void CVexSystem::OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore)
 {
@@ -92,8 +84,6 @@ void CVexSystem::OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInf
     // the one boolean that the library makes itself, so it is automation's own truth
     VARIANT_BOOL ignore = aIgnore ? VARIANT_TRUE : VARIANT_FALSE;
     fire(on_device_found, found_on, found, &ignore);
-    if (client_sink_ != nullptr) {
-        client_sink_->OnDeviceFound(found_on, found, &ignore);
-    }
+    client_sink_.call(&IVexSystemEventSink::OnDeviceFound, found_on, found, &ignore);
     aIgnore = ignore != VARIANT_FALSE;
 }

@@ -5,6 +5,7 @@
 #include "devices/VexInterface.h"
 #include "sdk/device/PvSystem.h"
 #include "sdk/device/PvSystemEventSink.h"
+#include "server/client_sink.h"
 #include "server/wrapper.h"
 
 /// Owns the SDK system and is its event sink.
@@ -32,5 +33,5 @@ private:
     vex::server::Ref<CVexInterface> looked_up_;        // what GetInterface hands out
     vex::server::Ref<CVexInterface> event_interface_;  // what events show, re-pointed by each
     vex::server::Ref<CVexDeviceInfo> event_device_;
-    IVexSystemEventSink* client_sink_ = nullptr;  // no reference: the client unregisters before it goes away
+    vex::server::ClientSink<IVexSystemEventSink> client_sink_;
 };

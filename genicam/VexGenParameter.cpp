@@ -111,14 +111,12 @@ HRESULT CVexGenParameter::ValueFromString(BSTR aValue, IVexResult** out) noexcep
 
 HRESULT CVexGenParameter::RegisterEventSink(IVexGenEventSink* aEventSink) noexcept
 {
-    client_sink_ = aEventSink;
-    return S_OK;
+    return client_sink_.set(aEventSink);
 }
 
 HRESULT CVexGenParameter::UnregisterEventSink(IVexGenEventSink* /*aEventSink*/) noexcept
 {
-    client_sink_ = nullptr;
-    return S_OK;
+    return client_sink_.clear();
 }
 
 HRESULT CVexGenParameter::show(IVexGenParameterList** out, ShownList& list,

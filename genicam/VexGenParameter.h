@@ -1,11 +1,10 @@
 // VexGenParameter: what all parameters share, whatever kind of value they have. Each parameter object has one of these.
 #pragma once
 
-#include <atomic>
-
 #include "genicam/VexGenParameterList.h"
 #include "genicam/living_view.h"
 #include "sdk/genicam/PvGenParameter.h"
+#include "server/client_sink.h"
 #include "server/wrapper.h"
 
 /// A view of an SDK parameter.
@@ -15,8 +14,7 @@ class CVexGenParameter : public vex::server::Wrapper<CVexGenParameter>, public L
 public:
     void final_release() noexcept;
 
-    /// The one sink a client registered, or null. Borrowed: no reference is held.
-    [[nodiscard]] IVexGenEventSink* client_sink() const noexcept { return client_sink_; }
+    [[nodiscard]] const vex::server::ClientSink<IVexGenEventSink>& client_sink() const noexcept { return client_sink_; }
 
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_Type(VexGenType* pVal) noexcept override;
@@ -56,5 +54,5 @@ private:
 
     ShownList selected_;
     ShownList selecting_;
-    std::atomic<IVexGenEventSink*> client_sink_{nullptr};
+    vex::server::ClientSink<IVexGenEventSink> client_sink_;
 };

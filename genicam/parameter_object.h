@@ -68,7 +68,7 @@ private:
     void parameter_changed(PvGenParameter* parameter) noexcept final
     {
         // what nobody sees must not stay alive either: a camera's features change all day
-        if (!this->has_sinks() && this->base_object().client_sink() == nullptr) {
+        if (!this->has_sinks() && !this->base_object().client_sink().is_set()) {
             return;
         }
         T* shown = nullptr;
@@ -83,9 +83,7 @@ private:
             shown = fresh.detach();
         }
         this->fire(DISPID{1}, static_cast<IDispatch*>(shown));
-        if (IVexGenEventSink* sink = this->base_object().client_sink(); sink != nullptr) {
-            sink->OnParameterUpdate(shown);
-        }
+        this->base_object().client_sink().call(&IVexGenEventSink::OnParameterUpdate, shown);
     }
 
     bool registration_pending_ = true;
