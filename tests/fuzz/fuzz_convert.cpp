@@ -123,6 +123,28 @@ PvFilterRGB rgb_filter(Source& source)
     return filter;
 }
 
+/// What changes images besides converting them between given ones; only the last of these may change `in`.
+void operate(PvBufferConverter& converter, Image& in, PvPixelType to, bool supported, const PvFilterRGB& filter,
+             bool invert)
+{
+    const auto before = in.memory;
+    PvBuffer sized;
+    require(sized.GetImage()->Alloc(1, 1, to).IsOK());
+    require(converter.Convert(&in.buffer, &sized, true).IsOK() == supported);
+
+    PvFilterRGB balance;
+    static_cast<void>(balance.WhiteBalance(&in.buffer));
+    require(in.memory == before);
+    PvFilterDeinterlace deinterlace;
+    deinterlace.SetFieldInversion(invert);
+    PvBuffer frame;
+    require(deinterlace.Apply(&in.buffer, &in.buffer, &frame).IsOK());
+    require(deinterlace.Apply(&in.buffer).IsOK());
+    auto acting = filter;
+    static_cast<void>(acting.Apply(&in.buffer));
+    static_cast<void>(acting.Apply(&in.buffer, &frame));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -170,20 +192,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (large) {
         return 0;
     }
-    PvBuffer sized;
-    require(sized.GetImage()->Alloc(1, 1, to).IsOK());
-    require(alone.Convert(&in.buffer, &sized, true).IsOK() == supported);
-
-    PvFilterRGB balance;
-    static_cast<void>(balance.WhiteBalance(&in.buffer));
-    require(in.memory == before);
-    PvFilterDeinterlace deinterlace;
-    deinterlace.SetFieldInversion((flags & 4) != 0);
-    PvBuffer frame;
-    require(deinterlace.Apply(&in.buffer, &in.buffer, &frame).IsOK());
-    require(deinterlace.Apply(&in.buffer).IsOK());
-    auto acting = filter;
-    static_cast<void>(acting.Apply(&in.buffer));
-    static_cast<void>(acting.Apply(&in.buffer, &frame));
+    operate(alone, in, to, supported, filter, (flags & 4) != 0);
     return 0;
 }

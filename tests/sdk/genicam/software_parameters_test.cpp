@@ -43,10 +43,65 @@ public:
     std::atomic<int> count = 0;
 };
 
-}  // namespace
+/// A parameter of every kind, and the values behind them.
+class EveryKind : public testing::Test {
+protected:
+    EveryKind()
+    {
+        parameters.add(integer("I", i));
+        SoftwareFloat floating;
+        floating.name = "F";
+        floating.min = -10.25;
+        floating.max = 100;
+        floating.unit = "Mbit/s <&>";
+        floating.get = [this] { return f; };
+        floating.set = [this](double value) {
+            f = value;
+            return PvResult();
+        };
+        parameters.add(floating);
+        SoftwareEnum enumeration;
+        enumeration.name = "E";
+        enumeration.entries = {{.name = "Off", .value = 0, .display_name = "", .tool_tip = ""},
+                               {.name = "On", .value = 1, .display_name = "Switched on", .tool_tip = "tip"},
+                               {.name = "Minus", .value = -1, .display_name = "", .tool_tip = ""}};
+        enumeration.get = [this] { return e; };
+        enumeration.set = [this](std::int64_t value) {
+            e = value;
+            return PvResult();
+        };
+        parameters.add(enumeration);
+        SoftwareBoolean boolean;
+        boolean.name = "B";
+        boolean.get = [this] { return b; };
+        boolean.set = [this](bool value) {
+            b = value;
+            return PvResult();
+        };
+        parameters.add(boolean);
+        SoftwareString string;
+        string.name = "S";
+        string.max_length = 8;
+        string.get = [this] { return s; };
+        string.set = [this](const std::string& value) {
+            s = value;
+            return PvResult();
+        };
+        parameters.add(string);
+        SoftwareCommand command;
+        command.name = "C";
+        command.execute = [this] {
+            ++executed;
+            return PvResult();
+        };
+        command.is_done = [this] { return done; };
+        parameters.add(command);
+        SoftwareCommand quick;
+        quick.name = "Q";
+        quick.execute = command.execute;
+        parameters.add(quick);
+    }
 
-TEST(SoftwareParameters, OfEveryKindReadAndWrite)
-{
     std::int64_t i = 5;
     double f = 1.5;
     std::int64_t e = 1;
@@ -54,59 +109,13 @@ TEST(SoftwareParameters, OfEveryKindReadAndWrite)
     std::string s = "text";
     int executed = 0;
     bool done = false;
-    SoftwareParameters parameters("Probe");
-    parameters.add(integer("I", i));
-    SoftwareFloat floating;
-    floating.name = "F";
-    floating.min = -10.25;
-    floating.max = 100;
-    floating.unit = "Mbit/s <&>";
-    floating.get = [&] { return f; };
-    floating.set = [&](double value) {
-        f = value;
-        return PvResult();
-    };
-    parameters.add(floating);
-    SoftwareEnum enumeration;
-    enumeration.name = "E";
-    enumeration.entries = {{.name = "Off", .value = 0, .display_name = "", .tool_tip = ""},
-                           {.name = "On", .value = 1, .display_name = "Switched on", .tool_tip = "tip"},
-                           {.name = "Minus", .value = -1, .display_name = "", .tool_tip = ""}};
-    enumeration.get = [&] { return e; };
-    enumeration.set = [&](std::int64_t value) {
-        e = value;
-        return PvResult();
-    };
-    parameters.add(enumeration);
-    SoftwareBoolean boolean;
-    boolean.name = "B";
-    boolean.get = [&] { return b; };
-    boolean.set = [&](bool value) {
-        b = value;
-        return PvResult();
-    };
-    parameters.add(boolean);
-    SoftwareString string;
-    string.name = "S";
-    string.max_length = 8;
-    string.get = [&] { return s; };
-    string.set = [&](const std::string& value) {
-        s = value;
-        return PvResult();
-    };
-    parameters.add(string);
-    SoftwareCommand command;
-    command.name = "C";
-    command.execute = [&] {
-        ++executed;
-        return PvResult();
-    };
-    command.is_done = [&] { return done; };
-    parameters.add(command);
-    SoftwareCommand quick;
-    quick.name = "Q";
-    quick.execute = command.execute;
-    parameters.add(quick);
+    SoftwareParameters parameters{"Probe"};
+};
+
+}  // namespace
+
+TEST_F(EveryKind, ReadsAndWrites)
+{
     const auto array = parameters.build();
 
     ASSERT_EQ(array->GetCount(), 7U);

@@ -1,6 +1,7 @@
 // Random traffic: whatever arrives, nothing is written outside the buffers, every block ends once and the counters add
 // up. A failing run prints the seed that repeats it.
 #include <cstdlib>
+#include <map>
 #include <random>
 
 #include "tests/sdk/stream/assembler_fixture.h"
@@ -40,47 +41,11 @@ struct Shape {
     std::size_t stride;
 };
 
-using AssemblerProperty = Assembly;
-
-/// A camera behind a bad network: packets are lost, doubled, held back and mixed with those of the next blocks.
-TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
-{
-    const std::uint32_t seed = seed_of_this_run();
-    SCOPED_TRACE("VEX_TEST_SEED=" + std::to_string(seed));
-    Traffic traffic(seed);
-    const bool extended = traffic.chance(50);
-    std::uint64_t id = extended ? 0xFFFFFF00U : 65500U;
-    std::uint64_t stamp = 0;
-    Shape shape{16, 16, 40};
-    std::vector<Bytes> held;
-    std::vector<std::pair<std::uint64_t, Bytes>> originals;  // by timestamp
-
-    for (int round = 0; round < 400; ++round) {
-        if (traffic.chance(5)) {
-            shape = {1 + traffic.below(40), 1 + traffic.below(40), 8 + traffic.below(200)};
-        }
-        if (traffic.chance(60) || port.idle.size() < 2) {
-            queue(1, 256 + traffic.below(1400));
-        }
-        if (traffic.chance(2)) {
-            // payload does not tell which of two blocks of the same number it belongs to, so what is still on its way
-            // must have come before the numbers start anew
-            id = 1;
-            held.clear();
-            pass(150ms);
-        }
-        const Bytes pixels = picture(std::size_t{shape.width} * shape.height, ++stamp);
-        originals.emplace_back(stamp, pixels);
-        std::vector<Bytes> block =
-            packets::image_block({.id = id, .extended = extended}, {.width = shape.width, .height = shape.height},
-                                 pixels, shape.stride, stamp);
-        ++id;
-        if (!extended && id > 65535) {
-            id = 1;
-        }
-        if (traffic.chance(3)) {
-            ++id;
-        }
+class AssemblerProperty : public Assembly {
+protected:
+    /// Sends a block; on a bad network packets are lost, cut short, or held back among those of later blocks.
+    void send(std::vector<Bytes> block, Traffic& traffic)
+    {
         const bool bad_network = traffic.chance(50);
         for (Bytes& packet : block) {
             if (bad_network && traffic.chance(3)) {
@@ -100,6 +65,74 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
                 held.pop_back();
             }
         }
+    }
+
+    /// Counts the complete blocks, which have the data that was sent with their timestamp.
+    void count_exact(const std::map<std::uint64_t, Bytes>& originals, std::uint64_t& complete)
+    {
+        for (const Delivered& block : port.delivered) {
+            if (block.result() != PvResult::OK) {
+                continue;
+            }
+            ++complete;
+            const auto original = originals.find(block.buffer->GetTimestamp());
+            ASSERT_NE(original, originals.end());
+            ASSERT_EQ(block.data(original->second.size()), original->second) << "block " << block.id();
+        }
+    }
+
+    /// By whatever fate.
+    std::uint64_t blocks_ended()
+    {
+        std::uint64_t ended = 0;
+        for (const BlockFate fate : {BlockFate::complete, BlockFate::missing_packets, BlockFate::buffer_too_small,
+                                     BlockFate::invalid_format, BlockFate::aborted, BlockFate::failed}) {
+            ended += blocks(fate);
+        }
+        return ended;
+    }
+
+    std::vector<Bytes> held;
+};
+
+/// A camera behind a bad network: packets are lost, doubled, held back and mixed with those of the next blocks.
+TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
+{
+    const std::uint32_t seed = seed_of_this_run();
+    SCOPED_TRACE("VEX_TEST_SEED=" + std::to_string(seed));
+    Traffic traffic(seed);
+    const bool extended = traffic.chance(50);
+    std::uint64_t id = extended ? 0xFFFFFF00U : 65500U;
+    std::uint64_t stamp = 0;
+    Shape shape{16, 16, 40};
+    std::map<std::uint64_t, Bytes> originals;  // by timestamp
+
+    for (int round = 0; round < 400; ++round) {
+        if (traffic.chance(5)) {
+            shape = {1 + traffic.below(40), 1 + traffic.below(40), 8 + traffic.below(200)};
+        }
+        if (traffic.chance(60) || port.idle.size() < 2) {
+            queue(1, 256 + traffic.below(1400));
+        }
+        if (traffic.chance(2)) {
+            // payload does not tell which of two blocks of the same number it belongs to, so what is still on its way
+            // must have come before the numbers start anew
+            id = 1;
+            held.clear();
+            pass(150ms);
+        }
+        const Bytes pixels = picture(std::size_t{shape.width} * shape.height, ++stamp);
+        originals.emplace(stamp, pixels);
+        send(packets::image_block({.id = id, .extended = extended}, {.width = shape.width, .height = shape.height},
+                                  pixels, shape.stride, stamp),
+             traffic);
+        ++id;
+        if (!extended && id > 65535) {
+            id = 1;
+        }
+        if (traffic.chance(3)) {
+            ++id;
+        }
         if (traffic.chance(2)) {
             pass(std::chrono::milliseconds(traffic.below(1500)));
         }
@@ -116,25 +149,10 @@ TEST_F(AssemblerProperty, EveryCompleteBlockIsExactAndEveryBlockEndsOnce)
     expect_counters_add_up();
 
     std::uint64_t complete = 0;
-    for (const Delivered& block : port.delivered) {
-        if (block.result() != PvResult::OK) {
-            continue;
-        }
-        ++complete;
-        const auto original = std::find_if(originals.begin(), originals.end(), [&](const auto& entry) {
-            return entry.first == block.buffer->GetTimestamp();
-        });
-        ASSERT_NE(original, originals.end());
-        ASSERT_EQ(block.data(original->second.size()), original->second) << "block " << block.id();
-    }
+    ASSERT_NO_FATAL_FAILURE(count_exact(originals, complete));
     EXPECT_GT(complete, 50U);
     EXPECT_EQ(complete, blocks(BlockFate::complete));
-    std::uint64_t ended = 0;
-    for (const BlockFate fate : {BlockFate::complete, BlockFate::missing_packets, BlockFate::buffer_too_small,
-                                 BlockFate::invalid_format, BlockFate::aborted, BlockFate::failed}) {
-        ended += blocks(fate);
-    }
-    EXPECT_EQ(ended, port.delivered.size());
+    EXPECT_EQ(blocks_ended(), port.delivered.size());
 }
 
 /// Bytes without sense, among them plausible headers. The guards around every buffer show a write outside it.
