@@ -229,84 +229,103 @@ void RawDevice::fire_test_packet(std::uint32_t size)
 std::vector<Bytes> RawDevice::answer(const Bytes& request, const net::Endpoint& source)
 {
     const std::scoped_lock lock(mutex_);
-    const std::size_t payload = request.size() - 8;
-    const bool denied = (registers_[0x0A00] & 1) != 0 && source != holder_;
     switch (request[2] << 8 | request[3]) {
     case 0x0002: return {ack(request, 0, discovery_payload())};
-    case 0x0080: {
-        Bytes values;
-        for (std::size_t at = 8; at + 4 <= request.size(); at += 4) {
-            const std::uint32_t address = u32(request, at);
-            if (denied && address >= 0x0A00) {
-                return {ack(request, 0x8006, {})};
-            }
-            if (!registers_.contains(address)) {
-                return {ack(request, 0x8003, values)};
-            }
-            add32(values, registers_[address]);
-        }
-        return {ack(request, 0, values)};
-    }
-    case 0x0082: {
-        std::uint8_t done = 0;
-        for (std::size_t at = 8; at + 8 <= request.size(); at += 8, ++done) {
-            std::uint16_t status = 0;
-            if (!write(u32(request, at), u32(request, at + 4), source, status)) {
-                return {ack(request, status, {0, 0, 0, done})};
-            }
-        }
-        return {ack(request, 0, {0, 0, 0, done})};
-    }
-    case 0x0084: {
-        if (payload != 8) {
-            return {ack(request, 0x8002, {})};
-        }
-        const std::uint32_t address = u32(request, 8);
-        const std::uint32_t count = u32(request, 12);
-        if (address % 4 != 0 || count % 4 != 0) {
-            return {ack(request, 0x8005, {})};
-        }
-        if (count > 536 || denied) {
-            return {ack(request, denied ? 0x8006 : 0x8002, {})};
-        }
-        Bytes data(request.begin() + 8, request.begin() + 12);
-        for (std::uint32_t at = address; at < address + count; at += 4) {
-            if (!registers_.contains(at)) {
-                return {ack(request, 0x8003, {})};
-            }
-            add32(data, registers_[at]);
-        }
-        return {ack(request, 0, data)};
-    }
-    case 0x0086: {
-        const std::uint32_t address = u32(request, 8);
-        if (address % 4 != 0 || payload % 4 != 0) {
-            return {ack(request, 0x8005, {0, 0, 0, 0})};
-        }
-        for (std::size_t at = 12; at < request.size(); at += 4) {
-            std::uint16_t status = 0;
-            if (!write(address + static_cast<std::uint32_t>(at) - 12, u32(request, at), source, status)) {
-                return {ack(request, status,
-                            {0, 0, static_cast<std::uint8_t>((at - 12) >> 8), static_cast<std::uint8_t>(at - 12)})};
-            }
-        }
-        return {ack(request, 0,
-                    {0, 0, static_cast<std::uint8_t>((payload - 4) >> 8), static_cast<std::uint8_t>(payload - 4)})};
-    }
-    case 0x0004: {
-        if (payload != 56 || !std::equal(options_.mac.begin(), options_.mac.end(), request.begin() + 10)) {
-            return {};
-        }
-        if ((registers_[0x0A00] & 3) != 0) {
-            return {ack(request, 0x8006, {})};
-        }
-        registers_[0x0024] = u32(request, 8 + 20);
-        registers_[0x0034] = u32(request, 8 + 36);
-        registers_[0x0044] = u32(request, 8 + 52);
-        return {ack(request, 0, {})};
-    }
+    case 0x0080: return {read_registers(request, source)};
+    case 0x0082: return {write_registers(request, source)};
+    case 0x0084: return {read_memory(request, source)};
+    case 0x0086: return {write_memory(request, source)};
+    case 0x0004: return force_ip(request);
     default: return {ack(request, 0x8001, {})};
     }
+}
+
+bool RawDevice::denies(const net::Endpoint& source) { return (registers_[0x0A00] & 1) != 0 && source != holder_; }
+
+Bytes RawDevice::read_registers(const Bytes& request, const net::Endpoint& source)
+{
+    Bytes values;
+    for (std::size_t at = 8; at + 4 <= request.size(); at += 4) {
+        const std::uint32_t address = u32(request, at);
+        if (denies(source) && address >= 0x0A00) {
+            return ack(request, 0x8006, {});
+        }
+        if (!registers_.contains(address)) {
+            return ack(request, 0x8003, values);
+        }
+        add32(values, registers_[address]);
+    }
+    return ack(request, 0, values);
+}
+
+Bytes RawDevice::write_registers(const Bytes& request, const net::Endpoint& source)
+{
+    std::uint8_t done = 0;
+    for (std::size_t at = 8; at + 8 <= request.size(); at += 8, ++done) {
+        std::uint16_t status = 0;
+        if (!write(u32(request, at), u32(request, at + 4), source, status)) {
+            return ack(request, status, {0, 0, 0, done});
+        }
+    }
+    return ack(request, 0, {0, 0, 0, done});
+}
+
+Bytes RawDevice::read_memory(const Bytes& request, const net::Endpoint& source)
+{
+    if (request.size() != 16) {
+        return ack(request, 0x8002, {});
+    }
+    const std::uint32_t address = u32(request, 8);
+    const std::uint32_t count = u32(request, 12);
+    if (address % 4 != 0 || count % 4 != 0) {
+        return ack(request, 0x8005, {});
+    }
+    if (denies(source)) {
+        return ack(request, 0x8006, {});
+    }
+    if (count > 536) {
+        return ack(request, 0x8002, {});
+    }
+    Bytes data(request.begin() + 8, request.begin() + 12);
+    for (std::uint32_t at = address; at < address + count; at += 4) {
+        if (!registers_.contains(at)) {
+            return ack(request, 0x8003, {});
+        }
+        add32(data, registers_[at]);
+    }
+    return ack(request, 0, data);
+}
+
+Bytes RawDevice::write_memory(const Bytes& request, const net::Endpoint& source)
+{
+    const auto with_index = [&](std::uint16_t status, std::size_t index) {
+        return ack(request, status, {0, 0, static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)});
+    };
+    const std::uint32_t address = u32(request, 8);
+    if (address % 4 != 0 || request.size() % 4 != 0) {
+        return with_index(0x8005, 0);
+    }
+    for (std::size_t at = 12; at < request.size(); at += 4) {
+        std::uint16_t status = 0;
+        if (!write(address + static_cast<std::uint32_t>(at) - 12, u32(request, at), source, status)) {
+            return with_index(status, at - 12);
+        }
+    }
+    return with_index(0, request.size() - 12);
+}
+
+std::vector<Bytes> RawDevice::force_ip(const Bytes& request)
+{
+    if (request.size() != 8 + 56 || !std::equal(options_.mac.begin(), options_.mac.end(), request.begin() + 10)) {
+        return {};
+    }
+    if ((registers_[0x0A00] & 3) != 0) {
+        return {ack(request, 0x8006, {})};
+    }
+    registers_[0x0024] = u32(request, 8 + 20);
+    registers_[0x0034] = u32(request, 8 + 36);
+    registers_[0x0044] = u32(request, 8 + 52);
+    return {ack(request, 0, {})};
 }
 
 }  // namespace device_test

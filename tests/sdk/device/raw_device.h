@@ -71,6 +71,12 @@ private:
     virtual void send_test_packet(const vex::net::Endpoint& destination, const Bytes& packet) = 0;
 
     std::vector<Bytes> answer(const Bytes& request, const vex::net::Endpoint& source);
+    [[nodiscard]] bool denies(const vex::net::Endpoint& source);
+    Bytes read_registers(const Bytes& request, const vex::net::Endpoint& source);
+    Bytes write_registers(const Bytes& request, const vex::net::Endpoint& source);
+    Bytes read_memory(const Bytes& request, const vex::net::Endpoint& source);
+    Bytes write_memory(const Bytes& request, const vex::net::Endpoint& source);
+    std::vector<Bytes> force_ip(const Bytes& request);
     bool write(std::uint32_t address, std::uint32_t value, const vex::net::Endpoint& source, std::uint16_t& status);
     bool may_write(const vex::net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
     void put(std::uint32_t address, const std::string& text, std::size_t length);
