@@ -19,7 +19,8 @@ constexpr std::uint32_t protocol_minor = 0;
 
 }  // namespace
 
-PvSystem::PvSystem() : impl_(std::make_unique<Impl>()) {}
+PvSystem::PvSystem() : PvSystem(device::SearchNetwork::system()) {}
+PvSystem::PvSystem(device::SearchNetwork& network) : impl_(std::make_unique<Impl>(network)) {}
 PvSystem::~PvSystem() = default;
 
 std::uint32_t PvSystem::GetInterfaceCount() const { return static_cast<std::uint32_t>(impl_->listed.size()); }
@@ -54,7 +55,7 @@ PvResult PvSystem::Find()
     }
     std::vector<net::Interface> present;
     try {
-        present = net::list_interfaces();
+        present = impl_->network.interfaces();
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }
@@ -120,7 +121,7 @@ PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
     device::DiscoveryOptions options;
     options.timeout = detection_timeout;
     options.broadcast_acknowledge = broadcast_acknowledge;
-    device::Discovery discovery(hosts, options);
+    device::Discovery discovery(hosts, options, network);
     discovery.run([&](const device::FoundDevice& found) {
         PvInterface& interface = *interfaces[found.interface_index];
         PvDeviceInfo& info = interface.impl_->device_for(interface, found);

@@ -9,6 +9,10 @@
 class PvInterface;
 class PvSystemEventSink;
 
+namespace vex::device {
+class SearchNetwork;
+}
+
 /// Searches the host's network interfaces for GigE Vision devices.
 ///
 /// Ownership: interfaces and device informations belong to the system. They are valid until the next Find of the system
@@ -58,6 +62,10 @@ public:
 
     /// Datagrams dropped by the searches so far because they were malformed.
     [[nodiscard]] std::uint64_t GetMalformedPacketCount() const;
+
+protected:
+    /// Searches this network, which must outlive the system, instead of the host's own.
+    explicit PvSystem(vex::device::SearchNetwork& network);
 
 private:
     friend class PvInterface;

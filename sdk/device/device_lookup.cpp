@@ -26,13 +26,13 @@ std::string_view trim(std::string_view text)
 }
 
 /// The devices that answer to the text; one that several interfaces see is several matches.
-std::vector<Match> search(std::string_view text)
+std::vector<Match> search(std::string_view text, SearchNetwork& network)
 {
     const auto mac = net::MacAddress::parse(text);
-    const std::vector<net::Interface> hosts = net::list_interfaces();
+    const std::vector<net::Interface> hosts = network.interfaces();
     DiscoveryOptions options;
     options.access_status = false;
-    Discovery discovery(hosts, options);
+    Discovery discovery(hosts, options, network);
     std::vector<Match> matches;
     discovery.run([&](const FoundDevice& found) {
         const auto& facts = found.facts;
@@ -57,7 +57,7 @@ std::string reachability_hint(const net::Interface& host, const wire::gvcp::Disc
            host.address.to_string() + ", mask " + host.mask.to_string();
 }
 
-PvResult look_up_device(std::string_view text, ConnectionTarget& target)
+PvResult look_up_device(std::string_view text, ConnectionTarget& target, SearchNetwork& network)
 {
     text = trim(text);
     if (text.empty()) {
@@ -70,7 +70,7 @@ PvResult look_up_device(std::string_view text, ConnectionTarget& target)
 
     std::vector<Match> matches;
     try {
-        matches = search(text);
+        matches = search(text, network);
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <system_error>
 #include <utility>
 
-#include "sdk/net/udp_socket.h"
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
@@ -18,8 +16,7 @@ using std::chrono::milliseconds;
 using wire::gvcp::Command;
 
 constexpr std::uint16_t discovery_request = 1;
-constexpr int receive_buffer = 256 * 1024;
-/// Datagrams taken off one socket before the others have their turn.
+/// Datagrams handled before the devices that owe an answer have their turn.
 constexpr int receive_batch = 64;
 constexpr milliseconds access_retry{100};
 /// The question is asked this often within the timeout, because datagrams get lost.
@@ -46,14 +43,10 @@ PvAccessType access_of(std::uint32_t control_channel_privilege) noexcept
     return (control_channel_privilege & wire::bootstrap::privilege::control) != 0 ? PvAccessControl : PvAccessOpen;
 }
 
-/// An interface and its sockets.
+/// An interface that has a port.
 struct Discovery::Searched {
     std::size_t index = 0;
     net::Interface facts;
-    net::UdpSocket socket;
-    /// Some systems hand broadcasts only to sockets that are not bound to an address of the host; this one has the port
-    /// of the other.
-    net::UdpSocket broadcasts;
 };
 
 /// A device that has answered.
@@ -67,31 +60,15 @@ struct Discovery::Candidate {
 };
 
 Discovery::Discovery(std::span<const net::Interface> interfaces, const DiscoveryOptions& options,
-                     const net::Clock& clock)
-    : options_(options), clock_(clock), end_(clock.now() + options.timeout)
+                     SearchNetwork& network)
+    : options_(options), clock_(network.clock()), ports_(network.open(interfaces, options.broadcast_acknowledge)),
+      unusable_(ports_->unusable().begin(), ports_->unusable().end()), end_(clock_.now() + options.timeout)
 {
     for (std::size_t i = 0; i < interfaces.size(); ++i) {
-        auto searched = std::make_unique<Searched>();
-        searched->index = i;
-        searched->facts = interfaces[i];
-        net::UdpOptions socket_options;
-        socket_options.broadcast = true;
-        socket_options.receive_buffer_bytes = receive_buffer;
-        try {
-            searched->socket = net::UdpSocket::open({interfaces[i].address, 0}, socket_options);
-        } catch (const std::system_error& error) {
-            unusable_.push_back({i, error.what()});
-            continue;
+        const auto has_none = [i](const UnusableInterface& unusable) { return unusable.interface_index == i; };
+        if (std::none_of(unusable_.begin(), unusable_.end(), has_none)) {
+            searched_.push_back(std::make_unique<Searched>(Searched{i, interfaces[i]}));
         }
-        if (options.broadcast_acknowledge) {
-            try {
-                searched->broadcasts =
-                    net::UdpSocket::open({net::limited_broadcast, searched->socket.local().port}, socket_options);
-            } catch (const std::system_error&) {
-                // a system that does not allow this gives the broadcasts to the first socket
-            }
-        }
-        searched_.push_back(std::move(searched));
     }
 }
 
@@ -117,20 +94,10 @@ void Discovery::run(const OnFound& on_found)
         if (rounds < discovery_rounds) {
             next = std::min(next, round_due);
         }
-        std::vector<net::UdpSocket*> sockets;
-        for (const auto& searched : searched_) {
-            for (net::UdpSocket* socket : {&searched->socket, &searched->broadcasts}) {
-                if (socket->is_open()) {
-                    sockets.push_back(socket);
-                }
-            }
-        }
-        if (sockets.empty()) {
+        if (searched_.empty()) {
             return;
         }
-        if (net::wait_readable(sockets, std::chrono::ceil<milliseconds>(next - now))) {
-            receive_all(on_found);
-        }
+        receive(std::chrono::ceil<milliseconds>(next - now), on_found);
     }
 }
 
@@ -139,10 +106,10 @@ void Discovery::send_discovery()
     const auto message = wire::gvcp::discovery(discovery_request, options_.broadcast_acknowledge);
     for (auto it = searched_.begin(); it != searched_.end();) {
         Searched& searched = **it;
+        const net::Ipv4Address subnet = net::directed_broadcast(searched.facts.address, searched.facts.mask);
         const std::error_code limited =
-            searched.socket.send_to({net::limited_broadcast, wire::gvcp::port}, message.bytes());
-        const std::error_code directed = searched.socket.send_to(
-            {net::directed_broadcast(searched.facts.address, searched.facts.mask), wire::gvcp::port}, message.bytes());
+            ports_->send(searched.index, {net::limited_broadcast, wire::gvcp::port}, message.bytes());
+        const std::error_code directed = ports_->send(searched.index, {subnet, wire::gvcp::port}, message.bytes());
         if (limited && directed) {
             unusable_.push_back({searched.index, directed.message()});
             const auto gone = [&](const auto& candidate) { return candidate->searched == &searched; };
@@ -154,19 +121,15 @@ void Discovery::send_discovery()
     }
 }
 
-void Discovery::receive_all(const OnFound& on_found)
+void Discovery::receive(milliseconds timeout, const OnFound& on_found)
 {
     std::array<std::uint8_t, 2048> buffer;
-    for (std::size_t i = 0; i < searched_.size(); ++i) {
-        for (net::UdpSocket* socket : {&searched_[i]->socket, &searched_[i]->broadcasts}) {
-            for (int n = 0; n < receive_batch && !ended_; ++n) {
-                const auto received = socket->receive(buffer, milliseconds(0));
-                if (!received) {
-                    break;
-                }
-                handle_in(*searched_[i], {buffer.data(), received->size}, on_found);
-            }
+    for (int n = 0; n < receive_batch && !ended_; ++n) {
+        const auto arrival = ports_->receive(buffer, n == 0 ? timeout : milliseconds(0));
+        if (!arrival) {
+            return;
         }
+        handle(arrival->interface_index, {buffer.data(), arrival->size}, on_found);
     }
 }
 
@@ -252,7 +215,7 @@ void Discovery::send_access_query(Candidate& candidate)
 {
     const std::uint32_t address = wire::bootstrap::control_channel_privilege;
     const auto message = wire::gvcp::read_registers(candidate.request_id, {&address, 1});
-    candidate.searched->socket.send_to({candidate.facts.address, wire::gvcp::port}, message.bytes());
+    ports_->send(candidate.searched->index, {candidate.facts.address, wire::gvcp::port}, message.bytes());
     candidate.ask_again = clock_.now() + access_retry;
 }
 

@@ -7,10 +7,10 @@
 #include <functional>
 #include <memory>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "sdk/device/PvTypes.h"
+#include "sdk/device/search_network.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
@@ -37,12 +37,6 @@ struct DiscoveryStatistics {
     std::uint64_t malformed = 0;     ///< datagrams that are no acknowledge or a broken one
 };
 
-/// An interface that could not be searched, and why.
-struct UnusableInterface {
-    std::size_t interface_index = 0;
-    std::string reason;
-};
-
 /// What tells devices of one interface apart: the MAC address, or the IP address where the device does not tell it.
 [[nodiscard]] bool is_same_device(const wire::gvcp::DiscoveryAcknowledge& a,
                                   const wire::gvcp::DiscoveryAcknowledge& b) noexcept;
@@ -63,9 +57,8 @@ public:
     /// How long a device may take to tell who controls it before it is told without.
     static constexpr std::chrono::milliseconds access_timeout{250};
 
-    /// Opens a socket on each interface; the ones that have none are in unusable().
-    explicit Discovery(std::span<const net::Interface> interfaces, const DiscoveryOptions& options,
-                       const net::Clock& clock = net::Clock::steady());
+    /// Opens a port on each interface; the ones that have none are in unusable(). The network must outlive the search.
+    Discovery(std::span<const net::Interface> interfaces, const DiscoveryOptions& options, SearchNetwork& network);
     ~Discovery();
 
     /// Called on the searching thread; false ends the search.
@@ -73,7 +66,7 @@ public:
     /// Searches and returns when the timeout is over, or sooner when `on_found` says so.
     void run(const OnFound& on_found);
 
-    /// Handles one datagram as one that arrived on the interface; run() does this with what the sockets receive.
+    /// Handles one datagram as one that arrived on the interface; run() does this with what the ports receive.
     void handle(std::size_t interface_index, std::span<const std::uint8_t> datagram, const OnFound& on_found);
 
     [[nodiscard]] const std::vector<UnusableInterface>& unusable() const noexcept { return unusable_; }
@@ -86,7 +79,7 @@ private:
 
     void send_discovery();
     void send_access_query(Candidate& candidate);
-    void receive_all(const OnFound& on_found);
+    void receive(std::chrono::milliseconds timeout, const OnFound& on_found);
     void handle_in(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found);
     void add_candidate(Searched& searched, std::span<const std::uint8_t> payload, const OnFound& on_found);
     void tell(Candidate& candidate, PvAccessType access, const OnFound& on_found);
@@ -95,6 +88,7 @@ private:
 
     DiscoveryOptions options_;
     const net::Clock& clock_;
+    std::unique_ptr<SearchPorts> ports_;
     std::vector<std::unique_ptr<Searched>> searched_;
     std::vector<std::unique_ptr<Candidate>> candidates_;
     std::vector<UnusableInterface> unusable_;

@@ -2,15 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
+#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
-#include <vector>
 
 #include "sdk/device/discovery.h"
-#include "sdk/net/clock.h"
-#include "sdk/net/udp_socket.h"
 
 namespace vex::device {
 
@@ -56,73 +52,46 @@ net::Ipv4Address default_mask(net::Ipv4Address address, std::span<const net::Int
     return {0xFFFFFF00};
 }
 
-/// The sockets that ask and listen, one or two for each interface.
-std::vector<net::UdpSocket> open_sockets(std::span<const net::Interface> hosts, std::vector<net::UdpSocket>& listeners)
-{
-    net::UdpOptions options;
-    options.broadcast = true;
-    std::vector<net::UdpSocket> sockets;
-    for (const net::Interface& host : hosts) {
-        try {
-            sockets.push_back(net::UdpSocket::open({host.address, 0}, options));
-        } catch (const std::system_error&) {
-            sockets.emplace_back();
-            continue;
-        }
-        try {
-            listeners.push_back(net::UdpSocket::open({net::limited_broadcast, sockets.back().local().port}, options));
-        } catch (const std::system_error&) {
-            // only some systems need it, and those allow it
-        }
-    }
-    return sockets;
-}
-
-bool send_all(std::vector<net::UdpSocket>& sockets, std::span<const net::Interface> hosts,
-              const wire::gvcp::Message& message)
+bool send_all(SearchPorts& ports, std::span<const net::Interface> hosts, const wire::gvcp::Message& message)
 {
     bool sent = false;
-    for (std::size_t i = 0; i < sockets.size(); ++i) {
-        if (!sockets[i].is_open()) {
-            continue;
-        }
+    for (std::size_t i = 0; i < hosts.size(); ++i) {
         const auto directed = net::directed_broadcast(hosts[i].address, hosts[i].mask);
         for (const net::Ipv4Address destination : {net::limited_broadcast, directed}) {
-            sent |= !sockets[i].send_to({destination, wire::gvcp::port}, message.bytes());
+            sent |= !ports.send(i, {destination, wire::gvcp::port}, message.bytes());
         }
     }
     return sent;
 }
 
 /// The status that a device acknowledged with; empty when none did in time.
-std::optional<wire::gvcp::Status> await_acknowledge(std::span<net::UdpSocket* const> sockets, milliseconds time)
+std::optional<wire::gvcp::Status> await_acknowledge(SearchPorts& ports, const net::Clock& clock, milliseconds time)
 {
-    const auto end = net::Clock::steady().now() + time;
+    const auto end = clock.now() + time;
     std::array<std::uint8_t, 2048> buffer;
     for (;;) {
-        const auto left = std::chrono::ceil<milliseconds>(end - net::Clock::steady().now());
+        const auto left = std::chrono::ceil<milliseconds>(end - clock.now());
         if (left.count() <= 0) {
             return std::nullopt;
         }
-        const auto ready = net::wait_readable(sockets, left);
-        const auto received = ready ? sockets[*ready]->receive(buffer, milliseconds(0)) : std::nullopt;
-        if (!received) {
+        const auto arrival = ports.receive(buffer, left);
+        if (!arrival) {
             continue;
         }
-        const auto acknowledge = wire::gvcp::decode_acknowledge({buffer.data(), received->size});
+        const auto acknowledge = wire::gvcp::decode_acknowledge({buffer.data(), arrival->size});
         if (acknowledge && acknowledge->acknowledge == Command::force_ip_ack && acknowledge->request_id == request_id) {
             return acknowledge->status;
         }
     }
 }
 
-bool is_found(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts)
+bool is_found(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts, SearchNetwork& network)
 {
     bool found = false;
     DiscoveryOptions options;
     options.timeout = search_time;
     options.access_status = false;
-    Discovery discovery(hosts, options);
+    Discovery discovery(hosts, options, network);
     discovery.run([&](const FoundDevice& device) {
         found = device.facts.mac == settings.mac && device.facts.address == settings.address;
         return !found;
@@ -162,25 +131,15 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
     return PvResult::OK;
 }
 
-PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts)
+PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts, SearchNetwork& network)
 {
-    std::vector<net::UdpSocket> listeners;
-    std::vector<net::UdpSocket> sockets = open_sockets(hosts, listeners);
-    std::vector<net::UdpSocket*> all;
-    for (std::vector<net::UdpSocket>* group : {&sockets, &listeners}) {
-        for (net::UdpSocket& socket : *group) {
-            if (socket.is_open()) {
-                all.push_back(&socket);
-            }
-        }
-    }
-
+    const std::unique_ptr<SearchPorts> ports = network.open(hosts, true);
     const auto message = wire::gvcp::force_ip(request_id, settings, true);
     for (int round = 0; round < rounds; ++round) {
-        if (!send_all(sockets, hosts, message)) {
+        if (!send_all(*ports, hosts, message)) {
             return {PvResult::NetworkError, "The IP configuration cannot be sent on any interface"};
         }
-        const auto status = await_acknowledge(all, round_time);
+        const auto status = await_acknowledge(*ports, network.clock(), round_time);
         if (status == wire::gvcp::Status::success) {
             return PvResult::OK;
         }
@@ -189,7 +148,7 @@ PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Inte
                                               settings.address.to_string() + ": " + wire::gvcp::text_of(*status)};
         }
     }
-    if (is_found(settings, hosts)) {
+    if (is_found(settings, hosts, network)) {
         return PvResult::OK;
     }
     return {PvResult::NotFound,

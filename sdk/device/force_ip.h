@@ -6,6 +6,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
+#include "sdk/device/search_network.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
 
@@ -17,6 +18,7 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
                                 wire::gvcp::ForceIp& settings);
 
 /// Sends the settings on all interfaces at the same time until a device acknowledges, or is found with them.
-PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts);
+PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts,
+                  SearchNetwork& network = SearchNetwork::system());
 
 }  // namespace vex::device

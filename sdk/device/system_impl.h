@@ -13,12 +13,15 @@
 
 class PvSystem::Impl {
 public:
+    explicit Impl(vex::device::SearchNetwork& its_network) : network(its_network) {}
+
     /// Searches these interfaces and fills their lists.
     PvResult search(const std::vector<PvInterface*>& interfaces);
     void notify(PvInterface& host, PvDeviceInfo& info, bool& ignore);
     /// The object for these facts; the same one as before when the interface was there before.
     PvInterface& interface_for(const vex::net::Interface& facts);
 
+    vex::device::SearchNetwork& network;
     std::vector<std::unique_ptr<PvInterface>> all;  ///< every interface ever met
     std::vector<PvInterface*> listed;
     std::vector<PvSystemEventSink*> sinks;

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/sdk/device/scripted_transport.h"
+#include "tests/sdk/device/scripted_network.h"
 
 using namespace vex;
 
@@ -46,20 +46,19 @@ Bytes discovery_acknowledge(std::uint8_t last_of_mac)
 
 TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
 {
-    device_test::ManualClock clock;
-    const net::Interface host{"lo", "", net::loopback_address, {0xFF000000}, {}, {}, 65536, true};
+    device_test::ScriptedNetwork network;
     device::DiscoveryOptions options;
     options.timeout = 1000ms;
     options.access_status = false;
-    device::Discovery discovery({&host, 1}, options, clock);
+    device::Discovery discovery(network.hosts, options, network);
     std::vector<std::uint8_t> told;
     const auto on_found = [&](const device::FoundDevice& found) {
         told.push_back(found.facts.mac.bytes[5]);
         return true;
     };
-    clock.advance(999ms);
+    network.time.advance(999ms);
     discovery.handle(0, discovery_acknowledge(1), on_found);
-    clock.advance(1ms);
+    network.time.advance(1ms);
     discovery.handle(0, discovery_acknowledge(2), on_found);
     EXPECT_EQ(told, std::vector<std::uint8_t>{1});
     EXPECT_EQ(discovery.statistics().acknowledges, 2U);

@@ -2,14 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/device/scripted_network.h"
 
 using namespace vex;
 
 namespace {
 
-using device_test::RawCamera;
 using device_test::RawCameraOptions;
+using device_test::RawDevice;
+using device_test::ScriptedNetwork;
 
 const net::Interface ethernet{"eth0", "", {0xC0A80A05}, {0xFFFFF000}, {}, {}, 1500, false};
 
@@ -69,38 +70,47 @@ protected:
         RawCameraOptions options;
         options.address = address;
         options.mac = {0x02, 0x11, 0x22, 0x33, 0x44, 0x23};
-        camera = std::make_unique<RawCamera>(options);
-        settings = {{{0x02, 0x11, 0x22, 0x33, 0x44, 0x23}}, {0x7F000024}, {0xFF000000}, {0x7F000001}};
+        camera = std::make_unique<RawDevice>(options);
+        network.attach(*camera);
+        settings = {{{0x02, 0x11, 0x22, 0x33, 0x44, 0x23}}, {0xC0A80A24}, {0xFFFFFF00}, {0xC0A80A01}};
     }
 
-    const net::Ipv4Address address = device_test::loopback(35);
-    std::unique_ptr<RawCamera> camera;
+    PvResult force() { return device::force_ip(settings, network.hosts, network); }
+
+    const net::Ipv4Address address = ScriptedNetwork::at(35);
+    ScriptedNetwork network;
+    std::unique_ptr<RawDevice> camera;
     wire::gvcp::ForceIp settings;
-    std::vector<net::Interface> hosts = net::list_interfaces();
 };
 
 TEST_F(ForceIpTest, ReachesTheDeviceWithThatMacAddress)
 {
-    const PvResult result = device::force_ip(settings, hosts);
+    const PvResult result = force();
     EXPECT_TRUE(result.IsOK()) << result.description();
-    EXPECT_EQ(camera->reg(0x0024), 0x7F000024U);
-    EXPECT_EQ(camera->reg(0x0034), 0xFF000000U);
-    EXPECT_EQ(camera->reg(0x0044), 0x7F000001U);
+    EXPECT_EQ(camera->reg(0x0024), 0xC0A80A24U);
+    EXPECT_EQ(camera->reg(0x0034), 0xFFFFFF00U);
+    EXPECT_EQ(camera->reg(0x0044), 0xC0A80A01U);
 }
 
 TEST_F(ForceIpTest, LeavesOtherDevicesAlone)
 {
     settings.mac.bytes[5] = 0x99;
-    const PvResult result = device::force_ip(settings, hosts);
+    const PvResult result = force();
     EXPECT_EQ(result.GetCode(), PvResult::NotFound);
     EXPECT_NE(result.description().find("02:11:22:33:44:99"), std::string::npos);
     EXPECT_EQ(camera->reg(0x0024), address.value);
 }
 
+TEST_F(ForceIpTest, TellsThatNothingCanBeSent)
+{
+    network.unsendable = {0};
+    EXPECT_EQ(force().GetCode(), PvResult::NetworkError);
+}
+
 TEST_F(ForceIpTest, TellsWhyTheDeviceRefuses)
 {
     camera->set_control(2, {{0x7F000001}, 1});
-    const PvResult result = device::force_ip(settings, hosts);
+    const PvResult result = force();
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
     EXPECT_NE(result.description().find(wire::gvcp::text_of(wire::gvcp::Status::access_denied)), std::string::npos);
     EXPECT_EQ(camera->reg(0x0024), address.value);
@@ -115,7 +125,7 @@ TEST_F(ForceIpTest, ADeviceThatAnswersFromAnotherAddressDidNotTakeIt)
         return std::nullopt;
     });
     ASSERT_NE(settings.address, address);
-    EXPECT_EQ(device::force_ip(settings, hosts).GetCode(), PvResult::NotFound);
+    EXPECT_EQ(force().GetCode(), PvResult::NotFound);
 }
 
 TEST_F(ForceIpTest, TakesADeviceForDoneThatIsFoundAtTheAddressThoughItDoesNotAcknowledge)
@@ -127,7 +137,7 @@ TEST_F(ForceIpTest, TakesADeviceForDoneThatIsFoundAtTheAddressThoughItDoesNotAck
         }
         return std::nullopt;
     });
-    EXPECT_TRUE(device::force_ip(settings, hosts).IsOK());
+    EXPECT_TRUE(force().IsOK());
 }
 
 }  // namespace

@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystemEventSink.h"
 #include "sdk/net/interfaces.h"
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/device/scripted_network.h"
 
 using namespace vex;
 
@@ -17,8 +20,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using device_test::Bytes;
-using device_test::RawCamera;
 using device_test::RawCameraOptions;
+using device_test::RawDevice;
+using device_test::ScriptedNetwork;
 
 constexpr std::uint8_t first_address = 30;
 constexpr std::uint8_t second_address = 31;
@@ -26,12 +30,12 @@ constexpr std::uint8_t second_address = 31;
 RawCameraOptions options_at(std::uint8_t address)
 {
     RawCameraOptions options;
-    options.address = device_test::loopback(address);
+    options.address = ScriptedNetwork::at(address);
+    options.mask = ScriptedNetwork::host_mask.value;
     options.mac[5] = address;
     return options;
 }
 
-/// Other cameras may be about on the loopback; these tests look for their own.
 PvDeviceInfo* find_by_mac(const PvInterface& interface, const std::string& mac)
 {
     for (std::uint32_t i = 0; i < interface.GetDeviceCount(); ++i) {
@@ -42,10 +46,10 @@ PvDeviceInfo* find_by_mac(const PvInterface& interface, const std::string& mac)
     return nullptr;
 }
 
-PvInterface* loopback_of(const PvSystem& system)
+PvInterface* wire_of(const PvSystem& system)
 {
     for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
-        if (system.GetInterface(i)->GetIPAddress().str() == "127.0.0.1") {
+        if (system.GetInterface(i)->GetIPAddress().str() == "192.168.10.5") {
             return system.GetInterface(i);
         }
     }
@@ -77,10 +81,25 @@ public:
     std::thread::id thread;
 };
 
+class ScriptedSystem : public PvSystem {
+public:
+    explicit ScriptedSystem(device::SearchNetwork& network) : PvSystem(network) {}
+};
+
 class SystemTest : public testing::Test {
 protected:
     SystemTest() { system.SetDetectionTimeout(300); }
-    PvSystem system;
+
+    RawDevice& add(const RawCameraOptions& options)
+    {
+        cameras.push_back(std::make_unique<RawDevice>(options));
+        network.attach(*cameras.back());
+        return *cameras.back();
+    }
+
+    ScriptedNetwork network;
+    std::vector<std::unique_ptr<RawDevice>> cameras;
+    ScriptedSystem system{network};
 };
 
 TEST_F(SystemTest, IsEmptyBeforeTheFirstSearch)
@@ -91,8 +110,10 @@ TEST_F(SystemTest, IsEmptyBeforeTheFirstSearch)
     EXPECT_EQ(system.GetProtocolVersionMajor(), 2U);
 }
 
-TEST_F(SystemTest, ListsTheHostsInterfaces)
+TEST(System, ListsTheHostsInterfaces)
 {
+    PvSystem system;
+    system.SetDetectionTimeout(1);
     EXPECT_TRUE(system.Find().IsOK());
     const auto expected = net::list_interfaces();
     ASSERT_EQ(system.GetInterfaceCount(), expected.size());
@@ -115,13 +136,13 @@ TEST_F(SystemTest, TellsWhatACameraSaysOfItself)
 {
     auto options = options_at(first_address);
     options.name = "front door, left";  // fills its field without a terminating zero
-    const RawCamera camera(options);
+    add(options);
     ASSERT_TRUE(system.Find().IsOK());
-    ASSERT_NE(loopback_of(system), nullptr);
-    const PvDeviceInfo* info = find_by_mac(*loopback_of(system), first_mac);
+    ASSERT_NE(wire_of(system), nullptr);
+    const PvDeviceInfo* info = find_by_mac(*wire_of(system), first_mac);
     ASSERT_NE(info, nullptr);
-    EXPECT_EQ(info->GetIPAddress().str(), device_test::loopback(first_address).to_string());
-    EXPECT_EQ(info->GetSubnetMask().str(), "255.0.0.0");
+    EXPECT_EQ(info->GetIPAddress().str(), ScriptedNetwork::at(first_address).to_string());
+    EXPECT_EQ(info->GetSubnetMask().str(), "255.255.255.0");
     EXPECT_EQ(info->GetDefaultGateway().str(), "0.0.0.0");
     EXPECT_EQ(info->GetVendor().str(), "Raw Cameras");
     EXPECT_EQ(info->GetModel().str(), "Raw 1");
@@ -135,7 +156,7 @@ TEST_F(SystemTest, TellsWhatACameraSaysOfItself)
     EXPECT_EQ(info->GetClass(), PvDeviceClassTransmitter);
     EXPECT_EQ(info->GetAccessStatus(), PvAccessOpen);
     EXPECT_TRUE(info->IsIPConfigurationValid());
-    EXPECT_EQ(info->GetInterface(), loopback_of(system));
+    EXPECT_EQ(info->GetInterface(), wire_of(system));
 }
 
 TEST_F(SystemTest, ReadsTheClassFromTheDeviceMode)
@@ -147,29 +168,30 @@ TEST_F(SystemTest, ReadsTheClassFromTheDeviceMode)
     for (const auto& [mode, expected] : cases) {
         auto options = options_at(first_address);
         options.mode = mode;
-        const RawCamera camera(options);
+        network.detach_all();
+        add(options);
         ASSERT_TRUE(system.Find().IsOK());
-        ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
-        EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetClass(), expected);
+        ASSERT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
+        EXPECT_EQ(find_by_mac(*wire_of(system), first_mac)->GetClass(), expected);
     }
 }
 
 TEST_F(SystemTest, TellsWhoControlsACamera)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     const std::pair<std::uint32_t, PvAccessType> cases[] = {
         {2, PvAccessControl}, {1, PvAccessExclusive}, {3, PvAccessExclusive}, {0, PvAccessOpen}};
     for (const auto& [privilege, expected] : cases) {
         camera.set_control(privilege, {{0x7F000001}, 1});
         ASSERT_TRUE(system.Find().IsOK());
-        ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
-        EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetAccessStatus(), expected);
+        ASSERT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
+        EXPECT_EQ(find_by_mac(*wire_of(system), first_mac)->GetAccessStatus(), expected);
     }
 }
 
 TEST_F(SystemTest, FindsACameraThatDoesNotTellWhoControlsIt)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
         if (request[3] == 0x80) {
             return std::vector<Bytes>{};
@@ -177,19 +199,19 @@ TEST_F(SystemTest, FindsACameraThatDoesNotTellWhoControlsIt)
         return std::nullopt;
     });
     ASSERT_TRUE(system.Find().IsOK());
-    ASSERT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
-    EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac)->GetAccessStatus(), PvAccessUnknown);
+    ASSERT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
+    EXPECT_EQ(find_by_mac(*wire_of(system), first_mac)->GetAccessStatus(), PvAccessUnknown);
     EXPECT_GE(camera.count(0x0080), 2);
 }
 
 TEST_F(SystemTest, ListsACameraOnceHoweverOftenItAnswers)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
         if (request[3] != 0x02) {
             return std::nullopt;
         }
-        const Bytes reply = RawCamera::ack(request, 0, camera.discovery_payload());
+        const Bytes reply = RawDevice::ack(request, 0, camera.discovery_payload());
         return std::vector<Bytes>{reply, reply, reply};
     });
     Sink sink;
@@ -200,21 +222,18 @@ TEST_F(SystemTest, ListsACameraOnceHoweverOftenItAnswers)
 
 TEST_F(SystemTest, TellsCamerasWithoutMacAddressApartByTheirIpAddress)
 {
-    if (!device_test::has_loopback_addresses()) {
-        GTEST_SKIP() << "one camera at a time here";
-    }
     auto first = options_at(first_address);
     auto second = options_at(second_address);
     first.mac = second.mac = Bytes(6, 0);
     first.version = second.version = 0;
     first.mask = second.mask = 0;
-    const RawCamera first_camera(first);
-    const RawCamera second_camera(second);
+    add(first);
+    add(second);
     ASSERT_TRUE(system.Find().IsOK());
     int found = 0;
-    const PvInterface& loopback = *loopback_of(system);
-    for (std::uint32_t i = 0; i < loopback.GetDeviceCount(); ++i) {
-        const PvDeviceInfo& info = *loopback.GetDeviceInfo(i);
+    const PvInterface& wire = *wire_of(system);
+    for (std::uint32_t i = 0; i < wire.GetDeviceCount(); ++i) {
+        const PvDeviceInfo& info = *wire.GetDeviceInfo(i);
         if (info.GetMACAddress().str() != "00:00:00:00:00:00") {
             continue;
         }
@@ -229,9 +248,9 @@ TEST_F(SystemTest, ShowsACameraOfAnotherSubnetAsMisconfigured)
     auto options = options_at(first_address);
     options.told_address = 0xC0A8FA01;  // 192.168.250.1
     options.mask = 0xFFFFFF00;
-    RawCamera camera(options);
+    add(options);
     ASSERT_TRUE(system.Find().IsOK());
-    const PvDeviceInfo* info = find_by_mac(*loopback_of(system), first_mac);
+    const PvDeviceInfo* info = find_by_mac(*wire_of(system), first_mac);
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->GetIPAddress().str(), "192.168.250.1");
     EXPECT_FALSE(info->IsIPConfigurationValid());
@@ -240,11 +259,8 @@ TEST_F(SystemTest, ShowsACameraOfAnotherSubnetAsMisconfigured)
 
 TEST_F(SystemTest, TellsTheSinkOnTheCallersThreadAndDropsWhatItIgnores)
 {
-    if (!device_test::has_loopback_addresses()) {
-        GTEST_SKIP() << "one camera at a time here";
-    }
-    const RawCamera first(options_at(first_address));
-    const RawCamera second(options_at(second_address));
+    add(options_at(first_address));
+    add(options_at(second_address));
     Sink sink;
     sink.ignore = first_mac;
     EXPECT_TRUE(system.RegisterEventSink(&sink).IsOK());
@@ -252,18 +268,18 @@ TEST_F(SystemTest, TellsTheSinkOnTheCallersThreadAndDropsWhatItIgnores)
     EXPECT_EQ(sink.thread, std::this_thread::get_id());
     EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), first_mac), 1);
     EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), second_mac), 1);
-    EXPECT_EQ(find_by_mac(*loopback_of(system), first_mac), nullptr);
-    EXPECT_NE(find_by_mac(*loopback_of(system), second_mac), nullptr);
+    EXPECT_EQ(find_by_mac(*wire_of(system), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*wire_of(system), second_mac), nullptr);
 }
 
 TEST_F(SystemTest, GoesOnWhenASinkThrows)
 {
-    const RawCamera camera(options_at(first_address));
+    add(options_at(first_address));
     Sink sink;
     sink.throwing = true;
     system.RegisterEventSink(&sink);
     EXPECT_TRUE(system.Find().IsOK());
-    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
 }
 
 TEST_F(SystemTest, KeepsSinksApart)
@@ -274,7 +290,7 @@ TEST_F(SystemTest, KeepsSinksApart)
     EXPECT_TRUE(system.RegisterEventSink(&sink).IsOK());
     EXPECT_EQ(system.RegisterEventSink(&sink).GetCode(), PvResult::StateError);
     EXPECT_TRUE(system.UnregisterEventSink(&sink).IsOK());
-    const RawCamera camera(options_at(first_address));
+    add(options_at(first_address));
     EXPECT_TRUE(system.Find().IsOK());
     EXPECT_TRUE(sink.seen.empty());
 }
@@ -291,75 +307,117 @@ TEST_F(SystemTest, RefusesASearchWithinASearch)
         PvSystem& system;
         std::vector<PvResult::Code> codes;
     } sink(system);
-    const RawCamera camera(options_at(first_address));
+    add(options_at(first_address));
     system.RegisterEventSink(&sink);
     EXPECT_TRUE(system.Find().IsOK());
     ASSERT_GE(sink.codes.size(), 2U);
     for (const PvResult::Code code : sink.codes) {
         EXPECT_EQ(code, PvResult::StateError);
     }
-    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
 }
 
 TEST_F(SystemTest, KeepsTheObjectsOfWhatIsFoundAgain)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     ASSERT_TRUE(system.Find().IsOK());
-    const PvInterface* loopback = loopback_of(system);
-    const PvDeviceInfo* info = find_by_mac(*loopback, first_mac);
+    const PvInterface* wire = wire_of(system);
+    const PvDeviceInfo* info = find_by_mac(*wire, first_mac);
     ASSERT_NE(info, nullptr);
 
     camera.set_control(2, {{0x7F000001}, 1});
     ASSERT_TRUE(system.Find().IsOK());
-    EXPECT_EQ(loopback_of(system), loopback);
-    EXPECT_EQ(find_by_mac(*loopback, first_mac), info);
+    EXPECT_EQ(wire_of(system), wire);
+    EXPECT_EQ(find_by_mac(*wire, first_mac), info);
     EXPECT_EQ(info->GetAccessStatus(), PvAccessControl);
 
     camera.mute(true);
     ASSERT_TRUE(system.Find().IsOK());
-    EXPECT_EQ(find_by_mac(*loopback, first_mac), nullptr);
+    EXPECT_EQ(find_by_mac(*wire, first_mac), nullptr);
     EXPECT_EQ(info->GetModel().str(), "Raw 1");  // still readable
 }
 
 TEST_F(SystemTest, SearchesOneInterfaceAlone)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     camera.mute(true);
     Sink sink;
     system.RegisterEventSink(&sink);
     ASSERT_TRUE(system.Find().IsOK());
-    PvInterface* loopback = loopback_of(system);
-    EXPECT_EQ(find_by_mac(*loopback, first_mac), nullptr);
+    PvInterface* wire = wire_of(system);
+    EXPECT_EQ(find_by_mac(*wire, first_mac), nullptr);
     camera.mute(false);
-    EXPECT_TRUE(loopback->Find().IsOK());
-    EXPECT_NE(find_by_mac(*loopback, first_mac), nullptr);
+    EXPECT_TRUE(wire->Find().IsOK());
+    EXPECT_NE(find_by_mac(*wire, first_mac), nullptr);
     EXPECT_EQ(std::count(sink.seen.begin(), sink.seen.end(), first_mac), 1);
 }
 
 TEST_F(SystemTest, DropsMalformedAnswersAndCountsThem)
 {
-    RawCamera camera(options_at(first_address));
+    RawDevice& camera = add(options_at(first_address));
     camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
         if (request[3] != 0x02) {
             return std::nullopt;
         }
-        Bytes good = RawCamera::ack(request, 0, camera.discovery_payload());
+        Bytes good = RawDevice::ack(request, 0, camera.discovery_payload());
         Bytes cut(good.begin(), good.begin() + 100);                  // says 248 bytes and has fewer
-        Bytes too_short = RawCamera::ack(request, 0, Bytes(247, 0));  // one byte less than the least
+        Bytes too_short = RawDevice::ack(request, 0, Bytes(247, 0));  // one byte less than the least
         return std::vector<Bytes>{cut, too_short, {0x00}, good};
     });
     ASSERT_TRUE(system.Find().IsOK());
-    EXPECT_NE(find_by_mac(*loopback_of(system), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
     EXPECT_GE(system.GetMalformedPacketCount(), 3U);
 }
 
 TEST_F(SystemTest, SearchesAllInterfacesWithinOneTimeout)
 {
-    const auto begin = std::chrono::steady_clock::now();
+    auto other = network.hosts[0];
+    other.id = "eth1";
+    other.address = {0xC0A80B05};
+    network.hosts.push_back(other);
+    add(options_at(first_address));
+    RawDevice second(options_at(second_address));
+    network.attach(second, 1);
+    const auto begin = network.time.now();
     ASSERT_TRUE(system.Find().IsOK());
-    const auto took = std::chrono::steady_clock::now() - begin;
-    EXPECT_GE(took, 300ms);
-    EXPECT_LT(took, 300ms + 250ms + 400ms);  // timeout, access status, scheduling
+    EXPECT_EQ(network.time.now() - begin, 300ms);
+    EXPECT_NE(find_by_mac(*system.GetInterface(0), first_mac), nullptr);
+    EXPECT_NE(find_by_mac(*system.GetInterface(1), second_mac), nullptr);
+}
+
+TEST_F(SystemTest, HearsBroadcastAnswersUntilToldNotTo)
+{
+    int allowed = 0;
+    add(options_at(first_address)).intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        allowed += request[3] == 0x02 && (request[1] & 0x10) != 0 ? 1 : 0;
+        return std::nullopt;
+    });
+    EXPECT_TRUE(system.GetBroadcastAcknowledge());
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_TRUE(network.broadcasts_wanted);
+    EXPECT_GT(allowed, 0);
+    allowed = 0;
+    system.SetBroadcastAcknowledge(false);
+    ASSERT_TRUE(system.Find().IsOK());
+    EXPECT_FALSE(network.broadcasts_wanted);
+    EXPECT_EQ(allowed, 0);
+}
+
+TEST_F(SystemTest, SearchesTheInterfacesThatItCan)
+{
+    auto other = network.hosts[0];
+    other.id = "eth1";
+    other.address = {0xC0A80B05};
+    network.hosts.push_back(other);
+    add(options_at(first_address));
+    network.without_port = {1};
+    EXPECT_TRUE(system.Find().IsOK());
+    EXPECT_NE(find_by_mac(*wire_of(system), first_mac), nullptr);
+    network.unsendable = {0};
+    const PvResult result = system.Find();
+    EXPECT_EQ(result.GetCode(), PvResult::NetworkError);
+    EXPECT_NE(result.description().find("eth0@192.168.10.5"), std::string::npos) << result.description();
+    EXPECT_NE(result.description().find("eth1@192.168.11.5: no port"), std::string::npos) << result.description();
 }
 
 }  // namespace
