@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "server/argument_values.h"
 #include "server/byte_array.h"
 #include "server/ref.h"
 #include "server/wall.h"
@@ -51,11 +52,10 @@ VARIANT view(unsigned char* element, VARTYPE type, std::size_t size) noexcept
 }
 
 /// Converts one element into place; what it owns, such as a reference, goes to the place.
-HRESULT convert(VARIANT element, VARTYPE type, unsigned char* place, std::size_t size) noexcept
+HRESULT convert(const VARIANT& element, VARTYPE type, unsigned char* place, std::size_t size) noexcept
 {
-    VARIANT converted;
-    VariantInit(&converted);
-    const HRESULT changed = VariantChangeType(&converted, &element, 0, type);
+    VARIANT converted{};
+    const HRESULT changed = change_type(converted, element, type);
     if (SUCCEEDED(changed)) {
         std::memcpy(place, &V_NONE(&converted), size);
     }

@@ -1,5 +1,6 @@
 #include "server/type_info.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -90,6 +91,8 @@ TypeInfo::TypeInfo(ITypeInfo* info) : info_(info)
             read_member(*member);
         }
     }
+    std::stable_sort(methods_.begin(), methods_.end(),
+                     [](const MethodFacts& one, const MethodFacts& other) { return one.id < other.id; });
 }
 
 void TypeInfo::read_member(const FUNCDESC& member)
@@ -128,9 +131,11 @@ DISPID TypeInfo::cached_id(std::wstring_view name) const noexcept
 
 const MethodFacts* TypeInfo::find(DISPID id, WORD flags) const noexcept
 {
-    for (const MethodFacts& method : methods_) {
-        if (method.id == id && (method.kind & flags)) {
-            return &method;
+    auto method = std::lower_bound(methods_.begin(), methods_.end(), id,
+                                   [](const MethodFacts& known, DISPID wanted) { return known.id < wanted; });
+    for (; method != methods_.end() && method->id == id; ++method) {
+        if (method->kind & flags) {
+            return &*method;
         }
     }
     return nullptr;

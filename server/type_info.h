@@ -49,7 +49,7 @@ private:
 
     Ref<ITypeInfo> info_;
     std::vector<Name> names_;
-    std::vector<MethodFacts> methods_;
+    std::vector<MethodFacts> methods_;  // by identifier
 };
 
 /// The lazily filled holder of an interface's or class's type information. Statically allocated, one per identifier.
