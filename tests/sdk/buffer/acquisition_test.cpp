@@ -148,10 +148,13 @@ TEST(Acquisition, EachStatusFlagIsItsOwn)
         {{.data_overrun = true}, &PvImage::IsDataOverrun},
     };
     PvBuffer buffer;
+    PvBuffer derived;
     for (const auto& [status, own] : flags) {
         acquisition::finish(buffer, {.status = status});
+        acquisition::derive(derived, buffer);
         for (const auto& [ignored, getter] : flags) {
             EXPECT_EQ((buffer.GetImage()->*getter)(), getter == own);
+            EXPECT_EQ((derived.GetImage()->*getter)(), getter == own);
         }
     }
 }

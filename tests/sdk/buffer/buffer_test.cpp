@@ -284,6 +284,20 @@ TEST(Buffer, ResetChangesTheTypeInPlaceAndForgetsTheAcquisition)
     EXPECT_EQ(buffer.GetImage()->GetPixelType(), PvPixelUndefined);
 }
 
+TEST(Buffer, ALengthOfRawDataIsForgottenWithItsBlock)
+{
+    PvBuffer buffer(PvPayloadTypeRawData);
+    ASSERT_TRUE(buffer.Alloc(16).IsOK());
+    const acquisition::BlockStart announced{.payload_type = PvPayloadTypeRawData, .announced_raw_length = 5};
+    ASSERT_TRUE(acquisition::begin(buffer, announced).IsOK());
+    EXPECT_EQ(buffer.GetRawData()->GetPayloadLength(), 5u);
+    ASSERT_TRUE(acquisition::begin(buffer, {.payload_type = PvPayloadTypeRawData}).IsOK());
+    EXPECT_EQ(buffer.GetRawData()->GetPayloadLength(), 16u);
+    ASSERT_TRUE(acquisition::begin(buffer, announced).IsOK());
+    ASSERT_TRUE(buffer.Reset(PvPayloadTypeRawData).IsOK());
+    EXPECT_EQ(buffer.GetRawData()->GetPayloadLength(), 16u);
+}
+
 TEST(Buffer, ResetTakesPayloadTypesOnly)
 {
     PvBuffer buffer;

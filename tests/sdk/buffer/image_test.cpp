@@ -188,14 +188,26 @@ TEST(Image, AllocClearsOffsetsAndStatus)
     PvBuffer buffer;
     auto& image = *buffer.GetImage();
     ASSERT_TRUE(acquisition::begin(buffer, {.image = acquisition::ImageGeometry{4, 4, PvPixelMono8, 1, 2}}).IsOK());
-    acquisition::finish(buffer, {.status = {.image_dropped = true}});
+    acquisition::finish(buffer, {.status = {.partial_line_missing = true,
+                                            .full_line_missing = true,
+                                            .eof_by_line_count = true,
+                                            .interlaced_even = true,
+                                            .interlaced_odd = true,
+                                            .image_dropped = true,
+                                            .data_overrun = true}});
     EXPECT_EQ(image.GetOffsetX(), 1u);
     EXPECT_EQ(image.GetOffsetY(), 2u);
     EXPECT_TRUE(image.IsImageDropped());
     ASSERT_TRUE(image.Alloc(4, 4, PvPixelMono8).IsOK());
     EXPECT_EQ(image.GetOffsetX(), 0u);
     EXPECT_EQ(image.GetOffsetY(), 0u);
+    EXPECT_FALSE(image.IsPartialLineMissing());
+    EXPECT_FALSE(image.IsFullLineMissing());
+    EXPECT_FALSE(image.IsEOFByLineCount());
+    EXPECT_FALSE(image.IsInterlacedEven());
+    EXPECT_FALSE(image.IsInterlacedOdd());
     EXPECT_FALSE(image.IsImageDropped());
+    EXPECT_FALSE(image.IsDataOverrun());
 }
 
 TEST(Image, StandardsUnknownToThisVersionAreSizedByTheirCode)

@@ -292,6 +292,7 @@ TEST_F(AssemblerBlocks, AbortDeliversBlocksInFlightAsAborted)
     EXPECT_EQ(port.delivered[0].result(), PvResult::Aborted);
     EXPECT_EQ(blocks(BlockFate::aborted), 1U);
     EXPECT_EQ(blocks(BlockFate::discarded), 1U);
+    EXPECT_EQ(assembler.counters().packets_lost, 0U);
     EXPECT_EQ(port.idle.size(), 2U);
     EXPECT_EQ(assembler.blocks_in_flight(), 0U);
 }

@@ -77,6 +77,27 @@ TEST_F(AssemblerImage, FollowsAChangedGeometry)
     EXPECT_EQ(port.delivered[2].buffer->GetImage()->GetPixelType(), PvPixelMono16);
 }
 
+TEST_F(AssemblerImage, FieldsAreOddOrEvenWhereAFrameHasSeveral)
+{
+    struct Case {
+        std::uint8_t field;  // ID and count
+        bool odd;
+        bool even;
+    };
+    for (const Case& one : {Case{0x00, false, false}, Case{0x01, false, false}, Case{0x11, false, false},
+                            Case{0x02, false, true}, Case{0x12, true, false}}) {
+        SCOPED_TRACE(int{one.field});
+        queue(1, 64);
+        const std::uint64_t id = port.delivered.size() + 1;
+        std::vector<Bytes> block = packets::image_block({.id = id}, image_8x8, picture(64, id), stride, id);
+        block[0][8] = one.field;
+        receive(block);
+        ASSERT_EQ(port.delivered.size(), id);
+        EXPECT_EQ(port.delivered.back().buffer->GetImage()->IsInterlacedOdd(), one.odd);
+        EXPECT_EQ(port.delivered.back().buffer->GetImage()->IsInterlacedEven(), one.even);
+    }
+}
+
 TEST_F(AssemblerImage, SizesUnknownPixelFormatsByTheirBits)
 {
     queue(1, 48);

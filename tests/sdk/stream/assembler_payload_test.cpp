@@ -59,6 +59,22 @@ TEST_F(AssemblerPayload, LearnsTheSizeOfUnannouncedBlocks)
     EXPECT_EQ(port.delivered[1].data(70), data);
 }
 
+TEST_F(AssemblerPayload, ABlockWithoutItsLeaderIsOfTheTypeOfTheOneBefore)
+{
+    queue(3, 100);
+    const Bytes data = picture(70, 1);
+    receive(packets::chunk_leader({.id = 1}, 1));
+    for (std::uint64_t id = 1; id <= 2; ++id) {
+        receive(packets::payload_packets({.id = id}, data, 32));
+        receive(packets::chunk_trailer({.id = id}, 4, 70));
+    }
+    pass(100ms);
+    ASSERT_EQ(port.delivered.size(), 2U);
+    EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
+    EXPECT_EQ(port.delivered[1].result(), PvResult::MissingPackets);
+    EXPECT_EQ(port.delivered[1].buffer->GetPayloadType(), PvPayloadTypeChunkData);
+}
+
 TEST_F(AssemblerPayload, ReceivesAnImageWithChunksBehindIt)
 {
     queue(1, 100);

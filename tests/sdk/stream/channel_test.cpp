@@ -365,6 +365,16 @@ TEST_F(AbortQueuedBuffers, HandsBackAllBuffersAsAborted)
     EXPECT_TRUE(stream.QueueBuffer(&buffers[0]).IsOK());
 }
 
+TEST_F(AbortQueuedBuffers, LeavesThePayloadTypeOfABufferThatWasNotFilled)
+{
+    PvBuffer buffer(PvPayloadTypeRawData);
+    ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
+    ASSERT_TRUE(stream.AbortQueuedBuffers().IsOK());
+    ASSERT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, 0).IsOK());
+    EXPECT_EQ(retrieved->GetPayloadType(), PvPayloadTypeRawData);
+    EXPECT_NE(retrieved->GetRawData(), nullptr);
+}
+
 TEST_F(AbortQueuedBuffers, LetsTheClientDeleteTheBuffersUnretrieved)
 {
     auto buffer = std::make_unique<PvBuffer>();

@@ -247,6 +247,22 @@ TEST_F(StreamParameters, OtherFailuresCount)
     EXPECT_EQ(count("ResultAborted"), 1);
 }
 
+TEST_F(StreamParameters, AbortedBlocksAreNoneOfTheRates)
+{
+    queue(buffers[0]);
+    queue(buffers[1]);
+    send(block(1));
+    ASSERT_EQ(retrieve(), PvResult::OK);
+    send(packets::image_leader({.id = 2}, {}, 2));
+    send(packets::payload({.id = 2}, 1, picture(20, 1)));
+    expect_count("BytesCount", 64 + 20);
+    ASSERT_TRUE(stream.AbortQueuedBuffers().IsOK());
+    ASSERT_EQ(retrieve(), PvResult::Aborted);
+    EXPECT_EQ(rate("AcquisitionRateAverage"), 0);
+    EXPECT_EQ(rate("BandwidthAverage"), 0);
+    EXPECT_EQ(count("LostPacketCount"), 0);
+}
+
 TEST_F(StreamParameters, OddPacketsCount)
 {
     queue(buffers[0]);

@@ -170,6 +170,7 @@ TEST_F(BlockTransmitter, ResendsPacketsOfTheLastBlocks)
     }
     EXPECT_EQ(transmitter.statistics().resent_packets, 6U);
     EXPECT_EQ(transmitter.statistics().packets, 16U) << "resends are counted apart";
+    EXPECT_EQ(transmitter.statistics().payload_bytes, 4000U);
 }
 
 TEST_F(BlockTransmitter, MarksResentPacketsInTheLongHeader)

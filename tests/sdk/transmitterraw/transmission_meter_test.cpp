@@ -51,6 +51,20 @@ TEST(TransmissionMeter, StopFreezesTheTime)
     EXPECT_EQ(meter.blocks(), 0U);
 }
 
+TEST(TransmissionMeter, StartForgetsTheTransmissionBefore)
+{
+    TransmissionMeter meter;
+    meter.start(start);
+    meter.block_sent(start + 1s, 125'000);
+    meter.block_sent(start + 2s, 125'000);
+    meter.stop(start + 3s);
+    meter.start(start + 10s);
+    EXPECT_EQ(meter.blocks(), 0U);
+    EXPECT_EQ(meter.bytes(), 0U);
+    EXPECT_EQ(meter.sampling_time(start + 12s), 2s);
+    EXPECT_EQ(meter.instantaneous_rate(), 0.0F);
+}
+
 TEST(TransmissionMeter, ResetBeginsAnew)
 {
     TransmissionMeter meter;

@@ -255,6 +255,22 @@ TEST_F(TransmitterRaw, AbortCutsTheBlockOffWhenTheTimeIsOver)
     EXPECT_EQ(transmitter.GetBlocksTransmitted(), 0U);
 }
 
+TEST_F(TransmitterRaw, SendsAgainAfterABlockWasCutOff)
+{
+    const auto cut = raw_buffer(2'500'000);
+    const auto next = raw_buffer(100);
+    ASSERT_TRUE(open().IsOK());
+    throttle();
+    ASSERT_TRUE(transmitter.QueueBuffer(cut.get()).IsOK());
+    ASSERT_TRUE(host.receive());
+    ASSERT_TRUE(transmitter.AbortQueuedBuffers(false, 0).IsOK());
+    ASSERT_TRUE(transmitter.QueueBuffer(next.get()).IsOK());
+    const auto packets = receive_block(host);
+    ASSERT_FALSE(packets.empty());
+    EXPECT_EQ(packets.back().block_id, 2U);
+    EXPECT_EQ(packets.back().format, 2U) << "a trailer";
+}
+
 TEST_F(TransmitterRaw, CloseFreesTheQueueAndEndsWaiting)
 {
     const auto a = raw_buffer(2'500'000);
@@ -406,4 +422,18 @@ TEST_F(TransmitterRaw, StatisticsCountBlocksAndCanBeReset)
     EXPECT_EQ(transmitter.GetBlocksTransmitted(), 0U);
     EXPECT_EQ(transmitter.GetSamplingTime(), 0U);
     EXPECT_EQ(transmitter.GetAverageTransmissionRate(), 0.0F);
+}
+
+TEST_F(TransmitterRaw, StatisticsBeginWithTheOpening)
+{
+    ASSERT_TRUE(open().IsOK());
+    const auto buffer = raw_buffer(100);
+    ASSERT_TRUE(transmitter.QueueBuffer(buffer.get()).IsOK());
+    PvBuffer* free = nullptr;
+    ASSERT_TRUE(transmitter.RetrieveFreeBuffer(&free, 5000).IsOK());
+    EXPECT_EQ(transmitter.GetBlocksTransmitted(), 1U);
+    transmitter.Close();
+    ASSERT_TRUE(open().IsOK());
+    EXPECT_EQ(transmitter.GetBlocksTransmitted(), 0U);
+    EXPECT_EQ(transmitter.GetPayloadBytesTransmitted(), 0U);
 }

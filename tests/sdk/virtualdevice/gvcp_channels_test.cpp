@@ -207,6 +207,31 @@ TEST_F(PendingAcknowledge, IsSentBeforeTheAnswerWhenEnabled)
     EXPECT_EQ(sent[1], bytes_of({0, 0, 0x00, 0x83, 0, 4, 0x0A, 0xBC, 0, 0, 0, 1}));
 }
 
+TEST_F(PendingAcknowledge, TellsAtMostTheLongestTimeThatItCanTell)
+{
+    constexpr std::uint32_t register_address = 0x00010014;
+    std::chrono::milliseconds delay{};
+    {
+        const auto guard = responder.lock();
+        responder.registers().add_register(register_address, virtual_device::Access::read_write, 0,
+                                           {.refresh = {}, .accept = [&](std::uint32_t&) {
+                                                responder.announce_delay(delay);
+                                                return virtual_device::Status::success;
+                                            }});
+    }
+    take_control();
+    ASSERT_EQ(write(0x0954, 0x2), status::success);
+    const auto announced = [&](std::chrono::milliseconds time) {
+        delay = time;
+        const std::vector<Bytes> sent = answers(write_register(next_id(), register_address, 1));
+        EXPECT_EQ(sent.size(), 2U);
+        return u16_at(sent[0], 10);
+    };
+    EXPECT_EQ(announced(std::chrono::milliseconds(65'535)), 65'535U);
+    EXPECT_EQ(announced(std::chrono::milliseconds(65'536)), 65'535U);
+    EXPECT_EQ(announced(std::chrono::milliseconds(0)), 1U);
+}
+
 TEST_F(PendingAcknowledge, IsNotSentWhenNobodyEnabledIt)
 {
     take_control();

@@ -155,3 +155,19 @@ TEST_F(MessageChannel, DropsWhatNobodyWantsAndWhatIsTooMuch)
     EXPECT_EQ(after(1).abandoned, 1U) << "closing ends the wait";
     EXPECT_EQ(channel.statistics().dropped, 401U) << "and drops what is queued";
 }
+
+TEST_F(MessageChannel, WorksAgainWhenItWasClosedDuringAWait)
+{
+    open(10s, 0);
+    channel.post(event(0x9001));
+    ASSERT_TRUE(host.receive());
+    channel.configure({});
+    EXPECT_EQ(after(1).abandoned, 1U);
+    open(10s, 0);
+    channel.post(event(0x9002));
+    const auto sent = host.receive();
+    ASSERT_TRUE(sent);
+    EXPECT_EQ(u16_at(sent->bytes, 10), 0x9002U);
+    acknowledge(0x00C1, u16_at(sent->bytes, 6));
+    EXPECT_EQ(after(2).acknowledged, 1U);
+}

@@ -283,6 +283,14 @@ TEST(GvspTrailer, ImageTellsTheLinesDelivered)
     EXPECT_EQ(encoded(decoded.packet.header, *trailer), golden::image_trailer());
 }
 
+TEST(GvspTrailer, ZonesOfAnImageTellTheLinesDelivered)
+{
+    const auto trailer = decode_trailer(golden::bytes("00000009000001e0"));
+    ASSERT_TRUE(trailer);
+    EXPECT_EQ(trailer->payload_type, payload_type::multi_zone);
+    EXPECT_EQ(trailer->size_y, 480U);
+}
+
 TEST(GvspTrailer, AppendedChunksTellLengthAndLayout)
 {
     const Decoded decoded(golden::image_chunks_trailer_extended());
