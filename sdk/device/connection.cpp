@@ -30,19 +30,28 @@ std::uint32_t clamp_heartbeat(std::uint32_t told) noexcept
 
 }  // namespace
 
-Connection::Connection(const ConnectionTarget& target, const net::Clock& clock)
-    : target_(target), transport_(target.device, target.local), channel_(transport_, clock)
+Connection::Connection(const ConnectionTarget& target, std::unique_ptr<ControlTransport> transport,
+                       const net::Clock& clock)
+    : target_(target), transport_(std::move(transport)), channel_(*transport_, clock)
 {}
 
 PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
                           std::shared_ptr<Connection>& connection)
 {
-    std::shared_ptr<Connection> candidate;
+    std::unique_ptr<ControlTransport> transport;
     try {
-        candidate = std::make_shared<Connection>(target, net::Clock::steady());
+        transport = std::make_unique<UdpControlTransport>(target.device, target.local);
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, error.what()};
     }
+    return open(target, patience, std::move(transport), net::Clock::steady(), connection);
+}
+
+PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
+                          std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
+                          std::shared_ptr<Connection>& connection)
+{
+    const auto candidate = std::make_shared<Connection>(target, std::move(transport), clock);
     candidate->channel_.set_patience(patience);
     if (PvResult result = candidate->read_facts(); !result.IsOK()) {
         return result;
@@ -54,7 +63,7 @@ PvResult Connection::open(const ConnectionTarget& target, const Patience& patien
     if (candidate->has_control()) {
         candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
     }
-    connection = std::move(candidate);
+    connection = candidate;
     return PvResult::OK;
 }
 

@@ -47,8 +47,12 @@ public:
     /// only.
     static PvResult open(const ConnectionTarget& target, const Patience& patience,
                          std::shared_ptr<Connection>& connection);
+    /// The same on this transport instead of a UDP socket. The clock must outlive the connection.
+    static PvResult open(const ConnectionTarget& target, const Patience& patience,
+                         std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
+                         std::shared_ptr<Connection>& connection);
 
-    Connection(const ConnectionTarget& target, const net::Clock& clock);
+    Connection(const ConnectionTarget& target, std::unique_ptr<ControlTransport> transport, const net::Clock& clock);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -79,7 +83,7 @@ private:
     PvResult read_facts();
 
     ConnectionTarget target_;
-    UdpControlTransport transport_;
+    std::unique_ptr<ControlTransport> transport_;
     ControlChannel channel_;
     DeviceFacts facts_;
     std::optional<PrivilegeHolder> holder_;

@@ -83,10 +83,10 @@ TEST_F(DeviceConnect, ByWhatASearchFound)
     EXPECT_EQ(device->Connect(found).GetCode(), PvResult::NotFound);
 }
 
-TEST_F(DeviceConnect, ByMacAddressNameAndSerialNumber)
+TEST_F(DeviceConnect, ByMacAddress)
 {
     start();
-    for (const char* who : {"02:11:22:33:44:24", "02-11-22-33-44-24", "the raw one", "RAW-36", "  RAW-36 "}) {
+    for (const char* who : {"02:11:22:33:44:24", "02-11-22-33-44-24"}) {
         const PvResult result = device->Connect(who);
         EXPECT_TRUE(result.IsOK()) << who << ": " << result.description();
         EXPECT_EQ(device->Connect(who).GetCode(), PvResult::StateError);
@@ -94,42 +94,11 @@ TEST_F(DeviceConnect, ByMacAddressNameAndSerialNumber)
     }
 }
 
-TEST_F(DeviceConnect, TellsThatNobodyOrSeveralAnswerToAName)
-{
-    const PvResult nobody = device->Connect("no such camera");
-    EXPECT_EQ(nobody.GetCode(), PvResult::NotFound);
-    EXPECT_EQ(nobody.description(), "No device answers to \"no such camera\"");
-    EXPECT_EQ(device->Connect("").GetCode(), PvResult::InvalidParameter);
-    if (!device_test::has_loopback_addresses()) {
-        return;
-    }
-    start();
-    auto options = sound();
-    options.address = device_test::loopback(37);
-    options.mac[5] = 0x25;
-    const RawCamera twin(options);
-    const PvResult several = device->Connect("the raw one");
-    EXPECT_EQ(several.GetCode(), PvResult::InvalidParameter);
-    EXPECT_NE(several.description().find("127.0.0.36"), std::string::npos);
-    EXPECT_NE(several.description().find("127.0.0.37"), std::string::npos);
-    EXPECT_TRUE(device->Connect("02:11:22:33:44:25").IsOK());
-}
-
-TEST_F(DeviceConnect, SaysThatAFoundDeviceHasAnAddressThatDoesNotFit)
-{
-    auto options = sound();
-    options.told_address = 0xC0A8FA01;
-    options.mask = 0xFFFFFF00;
-    start(options);
-    const PvResult result = device->Connect("RAW-36");
-    EXPECT_TRUE(result.IsFailure());
-    EXPECT_NE(result.description().find("192.168.250.1"), std::string::npos);
-}
-
 TEST_F(DeviceConnect, RefusesBadArguments)
 {
     start();
     EXPECT_EQ(device->Connect(static_cast<const PvDeviceInfo*>(nullptr)).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(device->Connect("").GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(connect(PvAccessUnknown).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(connect(static_cast<PvAccessType>(17)).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(camera->count(0x0080), 0);
@@ -335,11 +304,10 @@ TEST_F(DeviceConnect, ADeviceThatVanishesWhileItsDescriptionIsReadIsToldAsLost)
         return std::nullopt;
     });
     device->RegisterEventSink(&sink);
-    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(device->GetGenLink()->SetIntegerValue("AnswerTimeout", 60).IsOK());
     const PvResult result = connect();
     EXPECT_EQ(result.GetCode(), PvResult::Timeout);
     EXPECT_NE(result.description().find(name()), std::string::npos);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.disconnections(), 0);  // it never was connected
     camera->mute(false);

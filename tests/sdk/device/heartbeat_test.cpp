@@ -155,7 +155,11 @@ protected:
         EXPECT_TRUE(result.IsOK()) << result.description();
         settings->timeout_ms = connection->facts().heartbeat_timeout_ms;
     }
-    ~HeartbeatThreadTest() override { connection->close(); }
+    ~HeartbeatThreadTest() override
+    {
+        camera->mute(false);
+        connection->close();
+    }
 
     std::unique_ptr<device_test::RawCamera> camera;
     std::shared_ptr<device::Connection> connection;
@@ -176,6 +180,7 @@ TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
 
 TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
 {
+    settings->timeout_ms = 100;
     const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
     camera->mute(true);
     auto reason = lost.get_future();
@@ -187,6 +192,7 @@ TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
 TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
 {
     connection->channel().set_patience({std::chrono::hours(1), 1});
+    settings->timeout_ms = 100;
     const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
     camera->mute(true);
     EXPECT_EQ(lost.get_future().wait_for(20s), std::future_status::ready);

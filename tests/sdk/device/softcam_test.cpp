@@ -9,6 +9,8 @@
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
+#include "sdk/device/PvSystemEventSink.h"
+#include "sdk/device/discovery.h"
 #include "tests/sdk/device/device_fixture.h"
 #include "tools/softcam/camera.h"
 
@@ -16,6 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using device_test::Bytes;
+using vex::device::SearchNetwork;
 
 class SoftCamera : public testing::Test {
 protected:
@@ -46,11 +49,53 @@ protected:
     std::unique_ptr<PvDevice> device = std::make_unique<PvDevice>();
 };
 
+/// The host's network with a time that leaps to the end of a search once everything sought is found.
+class LeapingNetwork final : public SearchNetwork {
+public:
+    [[nodiscard]] std::vector<vex::net::Interface> interfaces() override
+    {
+        return SearchNetwork::system().interfaces();
+    }
+    [[nodiscard]] std::unique_ptr<vex::device::SearchPorts> open(std::span<const vex::net::Interface> interfaces,
+                                                                 bool broadcasts) override
+    {
+        return SearchNetwork::system().open(interfaces, broadcasts);
+    }
+    [[nodiscard]] const vex::net::Clock& clock() const noexcept override { return clock_; }
+    void leap() { clock_.ahead += std::chrono::hours(1); }
+
+private:
+    struct LeapingClock final : vex::net::Clock {
+        [[nodiscard]] time_point now() const noexcept override { return vex::net::Clock::steady().now() + ahead; }
+        duration ahead{};
+    };
+    LeapingClock clock_;
+};
+
+/// Ends each search with the software camera, except while it is to look for more.
+class LeapingSystem : public PvSystem, public PvSystemEventSink {
+public:
+    explicit LeapingSystem(LeapingNetwork& network) : PvSystem(network), network_(network) { RegisterEventSink(this); }
+    void OnDeviceFound(PvInterface* /*aInterface*/, PvDeviceInfo* aDeviceInfo, bool& /*aIgnore*/) override
+    {
+        if (leaps && aDeviceInfo->GetSerialNumber().str() == "SC-38") {
+            network_.leap();
+        }
+    }
+    bool leaps = false;
+
+private:
+    LeapingNetwork& network_;
+};
+
 TEST_F(SoftCamera, IsFoundAndConnectedByWhatWasFound)
 {
-    PvSystem system;
+    LeapingNetwork network;
+    LeapingSystem system(network);
     system.SetDetectionTimeout(500);
     ASSERT_TRUE(system.Find().IsOK());
+    system.leaps = true;
+    system.SetDetectionTimeout(20'000);
     std::vector<PvDeviceInfo*> found;
     for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
         for (std::uint32_t j = 0; j < system.GetInterface(i)->GetDeviceCount(); ++j) {
@@ -131,8 +176,17 @@ TEST_F(SoftCamera, TakesFeaturesAndShowsThem)
     EXPECT_EQ(integer("PayloadSize"), 320 * 240 * 2);
     EXPECT_TRUE(features.SetString("DeviceUserID", "renamed").IsOK());
     device->Disconnect();
+    vex::device::DiscoveryOptions search;
+    search.timeout = 20s;
+    std::string found;
+    SearchNetwork& network = SearchNetwork::system();
+    vex::device::Discovery(network.interfaces(), search, network).run([&](const vex::device::FoundDevice& one) {
+        found = one.facts.user_defined_name;
+        return found != "renamed";
+    });
+    EXPECT_EQ(found, "renamed");
     PvDevice again;
-    EXPECT_TRUE(again.Connect("renamed").IsOK());
+    EXPECT_TRUE(again.Connect(PvString(address)).IsOK());
     std::int64_t width = 0;
     EXPECT_TRUE(again.GetGenParameters()->GetIntegerValue("Width", width).IsOK());
     EXPECT_EQ(width, 320);
@@ -184,7 +238,7 @@ TEST_F(SoftCamera, IsKeptByTheHeartbeatOfAnIdleApplication)
     std::int64_t beats = 0;
     device->GetGenLink()->GetIntegerValue("HeartbeatTimeout", timeout);
     EXPECT_EQ(timeout, 500);
-    while (beats < 20) {
+    while (beats < 10) {  // twice the timeout, and more
         std::this_thread::sleep_for(10ms);
         device->GetGenLink()->GetIntegerValue("HeartbeatCount", beats);
     }

@@ -1,0 +1,118 @@
+#include "sdk/device/device_lookup.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "tests/sdk/device/scripted_network.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::RawDevice;
+using device_test::ScriptedNetwork;
+
+class DeviceLookup : public testing::Test {
+protected:
+    static device_test::RawCameraOptions options_at(std::uint8_t last)
+    {
+        device_test::RawCameraOptions options;
+        options.address = ScriptedNetwork::at(last);
+        options.mask = ScriptedNetwork::host_mask.value;
+        options.mac[5] = last;
+        options.serial = "RAW-" + std::to_string(last);
+        options.name = "the raw one";
+        return options;
+    }
+
+    void add(const device_test::RawCameraOptions& options, std::size_t interface_index = 0)
+    {
+        cameras.push_back(std::make_unique<RawDevice>(options));
+        network.attach(*cameras.back(), interface_index);
+    }
+
+    PvResult look_up(std::string_view text) { return device::look_up_device(text, target, network); }
+
+    ScriptedNetwork network;
+    std::vector<std::unique_ptr<RawDevice>> cameras;
+    device::ConnectionTarget target;
+};
+
+TEST_F(DeviceLookup, TakesAnAddressForGrantedWithoutASearch)
+{
+    const auto begin = network.time.now();
+    EXPECT_TRUE(look_up(" 10.1.2.3 ").IsOK());
+    EXPECT_EQ(target.device.to_string(), "10.1.2.3:3956");
+    EXPECT_TRUE(target.local.is_any());
+    EXPECT_TRUE(target.mac.is_zero());
+    EXPECT_EQ(network.time.now(), begin);
+}
+
+TEST_F(DeviceLookup, FindsByMacAddressNameAndSerialNumber)
+{
+    add(options_at(36));
+    for (const char* who : {"02:11:22:33:44:24", "02-11-22-33-44-24", "the raw one", "RAW-36", "  RAW-36 "}) {
+        target = {};
+        const PvResult result = look_up(who);
+        EXPECT_TRUE(result.IsOK()) << who << ": " << result.description();
+        EXPECT_EQ(target.device, (net::Endpoint{ScriptedNetwork::at(36), 3956})) << who;
+        EXPECT_EQ(target.local, ScriptedNetwork::host_address) << who;
+        EXPECT_EQ(target.mac.to_string(), "02:11:22:33:44:24") << who;
+        EXPECT_TRUE(target.hint.empty()) << who;
+    }
+}
+
+TEST_F(DeviceLookup, EndsASearchForAMacAddressWithItsDevice)
+{
+    add(options_at(36));
+    const auto begin = network.time.now();
+    EXPECT_TRUE(look_up("02:11:22:33:44:24").IsOK());
+    EXPECT_LT(network.time.now() - begin, 10ms);
+    // a name may be another's, too
+    EXPECT_TRUE(look_up("the raw one").IsOK());
+    EXPECT_GE(network.time.now() - begin, 1000ms);
+}
+
+TEST_F(DeviceLookup, TellsThatNobodyOrSeveralAnswerToAName)
+{
+    const PvResult nobody = look_up("no such camera");
+    EXPECT_EQ(nobody.GetCode(), PvResult::NotFound);
+    EXPECT_EQ(nobody.description(), "No device answers to \"no such camera\"");
+    EXPECT_EQ(look_up(" \t").GetCode(), PvResult::InvalidParameter);
+    add(options_at(36));
+    add(options_at(37));
+    const PvResult several = look_up("the raw one");
+    EXPECT_EQ(several.GetCode(), PvResult::InvalidParameter);
+    EXPECT_NE(several.description().find("192.168.10.36"), std::string::npos);
+    EXPECT_NE(several.description().find("192.168.10.37"), std::string::npos);
+    EXPECT_TRUE(look_up("02:11:22:33:44:25").IsOK());
+    EXPECT_EQ(target.device.address, ScriptedNetwork::at(37));
+}
+
+TEST_F(DeviceLookup, PrefersTheInterfaceFromWhichTheDeviceCanBeReached)
+{
+    auto other = network.hosts[0];
+    other.id = "eth1";
+    other.address = {0xC0A80B05};
+    network.hosts.insert(network.hosts.begin(), other);
+    add(options_at(36), 0);
+    add(options_at(36), 1);
+    EXPECT_TRUE(look_up("RAW-36").IsOK());
+    EXPECT_EQ(target.local, ScriptedNetwork::host_address);
+    EXPECT_TRUE(target.hint.empty());
+}
+
+TEST_F(DeviceLookup, HintsAtAnAddressThatDoesNotFit)
+{
+    auto options = options_at(36);
+    options.told_address = 0xC0A8FA01;
+    add(options);
+    EXPECT_TRUE(look_up("RAW-36").IsOK());
+    EXPECT_EQ(target.device.address.to_string(), "192.168.250.1");
+    EXPECT_NE(target.hint.find("192.168.250.1, does not fit the interface 192.168.10.5"), std::string::npos);
+}
+
+}  // namespace
