@@ -83,6 +83,7 @@ private:
     class Operation;
     class Evaluation;
     class Scope;
+    class Wordless;
 
     struct Callback {
         CallbackId id = 0;
@@ -176,8 +177,10 @@ private:
     [[nodiscard]] AccessMode own_access(Node& node);
     [[nodiscard]] AccessMode register_access(Node& node);
     [[nodiscard]] AccessMode formula_access(Node& node);
+    [[nodiscard]] bool has_readable_variables(const Node& node);
     [[nodiscard]] bool has_place(const RegisterData& reg);
     void require(Node& node, Wish wish);
+    void require_index(const Node& number);
     [[noreturn]] void refuse(Node& node, Wish wish);
     void refuse_by(const Node& subject, Node& node, Wish wish);
     void refuse_by_condition(const Node& subject, Node& node);
@@ -219,8 +222,9 @@ private:
     std::mutex mutex_;
     std::atomic<std::thread::id> owner_;
     std::uint32_t operation_ = 1;
-    bool passing_ = false;  ///< what was computed last is valid for this operation only
-    bool fresh_ = false;    ///< changes found while fetching are to be told
+    bool passing_ = false;   ///< what was computed last is valid for this operation only
+    bool fresh_ = false;     ///< changes found while fetching are to be told
+    bool wordless_ = false;  ///< whether something can be computed is asked, but not why not
     std::uint32_t depth_ = 0;
     std::vector<Number> stack_;
     std::vector<NodeIndex> found_changed_;
@@ -344,6 +348,19 @@ decltype(auto) NodeMap::reading_within(Node& node, ReadMode mode, Work&& work)
         return work();
     });
 }
+
+/// While this lasts, what cannot be read is told without the reason.
+class NodeMap::Wordless {
+public:
+    explicit Wordless(NodeMap& map) : map_(map), outer_(std::exchange(map.wordless_, true)) {}
+    ~Wordless() { map_.wordless_ = outer_; }
+    Wordless(const Wordless&) = delete;
+    Wordless& operator=(const Wordless&) = delete;
+
+private:
+    NodeMap& map_;
+    bool outer_;
+};
 
 /// One computation on the way down: bounds the depth, finds circles, and tells whether the result may be kept.
 class NodeMap::Evaluation {

@@ -74,14 +74,11 @@ AccessMode NodeMap::compute_access(Node& node)
         return AccessMode::not_available;
     }
     try {
-        if (node.is_implemented != no_node) {
-            const bool outer = std::exchange(passing_, false);
-            const bool implemented = is_readable(access_of(at(node.is_implemented))) && is_true(node.is_implemented);
-            // what a device implements does not change, even where the description forbids to keep the answer
-            passing_ = outer;
-            if (!implemented) {
-                return AccessMode::not_implemented;
-            }
+        // What a device implements should not change, but descriptions use this condition also for what depends on a
+        // setting. It is kept as long as the registers that it is read from may be kept, like every other condition.
+        if (node.is_implemented != no_node &&
+            (!is_readable(access_of(at(node.is_implemented))) || !is_true(node.is_implemented))) {
+            return AccessMode::not_implemented;
         }
         if (node.is_available != no_node &&
             (!is_readable(access_of(at(node.is_available))) || !is_true(node.is_available))) {
@@ -174,26 +171,37 @@ bool NodeMap::has_place(const RegisterData& reg)
     return known;
 }
 
-/// A formula's value can be read when it can be computed: when all its variables can be read, or at least those that
-/// matter at present.
-AccessMode NodeMap::formula_access(Node& node)
+bool NodeMap::has_readable_variables(const Node& node)
 {
     const Range variables = model_.formulas[node.data].variables;
     for (std::uint32_t i = variables.begin; i < variables.begin + variables.count; ++i) {
         const Variable& variable = model_.variables[i];
-        if (variable.node == no_node || variable.aspect != Aspect::value || is_readable(access_of(at(variable.node)))) {
-            continue;
-        }
-        // which of them matter may change with each of the others
-        passing_ = true;
-        try {
-            static_cast<void>(value_of(node));
-            break;
-        } catch (const Error&) {
-            return AccessMode::not_available;
+        if (variable.node != no_node && variable.aspect == Aspect::value &&
+            !is_readable(access_of(at(variable.node)))) {
+            return false;
         }
     }
-    return AccessMode::read_only;
+    return true;
+}
+
+/// A formula's value can be read when it can be computed: when all its variables can be read, or at least those that
+/// matter at present.
+AccessMode NodeMap::formula_access(Node& node)
+{
+    if (has_readable_variables(node)) {
+        return AccessMode::read_only;
+    }
+    // which of them matter may change with each of the others
+    passing_ = true;
+    // Only whether it can be computed is asked here. Finding the words for why not would ask the same of every formula
+    // below, which asks it again of those below it.
+    const Wordless wordless(*this);
+    try {
+        static_cast<void>(value_of(node));
+        return AccessMode::read_only;
+    } catch (const Error&) {
+        return AccessMode::not_available;
+    }
 }
 
 void NodeMap::require(Node& node, Wish wish)
@@ -201,6 +209,15 @@ void NodeMap::require(Node& node, Wish wish)
     const AccessMode mode = access_of(node);
     if (wish == Wish::read ? !is_readable(mode) : !is_writable(mode)) {
         refuse(node, wish);
+    }
+}
+
+/// Where a number has its value may depend on an index; one that must not be read is not read to find that out.
+void NodeMap::require_index(const Node& number)
+{
+    const NodeIndex index = model_.numbers[number.data].index;
+    if (index != no_node && !is_readable(access_of(at(index)))) {
+        throw AccessError(std::string(at(index).text_name) + " is not readable");
     }
 }
 
@@ -214,6 +231,9 @@ void NodeMap::refuse(Node& subject, Wish wish)
         NodeIndex next = no_node;
         unavailable_unless(subject, [&] {
             const bool number = node->kind == Kind::integer || node->kind == Kind::floating;
+            if (number) {
+                require_index(*node);
+            }
             next = number ? current_operand(*node).node : value_node(model_, *node);
         });
         if (next == no_node) {
@@ -330,7 +350,7 @@ void NodeMap::refuse_by_place(const Node& subject, Node& node)
 void NodeMap::refuse_by_formula(const Node& subject, Node& node)
 {
     const NodeIndex raw = value_node(model_, node);
-    if ((raw != no_node && !is_readable(access_of(at(raw)))) || is_readable(formula_access(node))) {
+    if ((raw != no_node && !is_readable(access_of(at(raw)))) || has_readable_variables(node)) {
         return;
     }
     unavailable_unless(subject, [&] { static_cast<void>(value_of(node)); });

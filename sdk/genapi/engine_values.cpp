@@ -208,6 +208,9 @@ Number NodeMap::value_of_variable(const Variable& variable)
     switch (variable.aspect) {
     case Aspect::value:
         if (!is_readable(access_of(node))) {
+            if (wordless_) {
+                throw EvaluationError("a variable cannot be read", PvResult::StateError);
+            }
             try {
                 refuse(node, Wish::read);
             } catch (const AccessError& error) {

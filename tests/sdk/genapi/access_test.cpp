@@ -183,6 +183,53 @@ TEST(Access, ComesBackWhenAFailedConditionCanBeReadAgain)
     EXPECT_EQ(camera["X"].access(), AccessMode::read_write);
 }
 
+TEST(Access, IsFoundOncePerNodeInAChainOfFormulas)
+{
+    // each asks the one before, and none can be computed: without memory that would be 2^60 questions
+    std::string body = int_reg("K0", 0, "WO");
+    for (int i = 1; i <= 60; ++i) {
+        body += "<IntSwissKnife Name=\"K" + std::to_string(i) + "\"><pVariable Name=\"V\">K" + std::to_string(i - 1) +
+                "</pVariable><Formula>V+1</Formula></IntSwissKnife>";
+    }
+    Camera camera(body + feature("X", "<pIsAvailable>K60</pIsAvailable>") + int_reg("R", 4));
+    EXPECT_EQ(camera["K60"].access(), AccessMode::not_available);
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
+    const std::string reason = message_of([&] { static_cast<void>(camera["K60"].int_value()); });
+    EXPECT_TRUE(reason.starts_with("K60 is not available: in the formula of K60: K59 is not available: ")) << reason;
+    EXPECT_TRUE(reason.ends_with("in the formula of K1: K0 is not readable: it is write-only")) << reason;
+    EXPECT_EQ(message_of([&] { static_cast<void>(camera["X"].int_value()); }),
+              "X is not available: reading K60: K60 is not readable");
+    EXPECT_EQ(camera.port.reads, 0);
+}
+
+TEST(Access, AsksAgainForAConditionThatMustNotBeKept)
+{
+    const std::string no_cache = "<Cachable>NoCache</Cachable>";
+    Camera camera(
+        feature("X", "<pIsImplemented>Imp</pIsImplemented>") + int_reg("Imp", 4, "RO", no_cache) +
+        "<Enumeration Name=\"Mode\"><EnumEntry Name=\"A\"><pIsImplemented>Imp</pIsImplemented><Value>0</Value>"
+        "</EnumEntry><pValue>R</pValue></Enumeration>" +
+        int_reg("R", 0));
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_implemented);
+    EXPECT_THROW(camera["Mode"].set_entry("A"), GenApi::ValueError);
+    camera.port.set32(4, 1);
+    EXPECT_EQ(camera["X"].access(), AccessMode::read_write);
+    camera["Mode"].set_entry("A");
+    camera.port.set32(4, 0);
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_implemented);
+    EXPECT_THROW(camera["Mode"].set_entry("A"), GenApi::ValueError);
+}
+
+TEST(Access, OfAValueByAnIndexThatCannotBeReadIsNone)
+{
+    Camera camera("<Integer Name=\"X\"><pIndex>I</pIndex><ValueIndexed Index=\"0\">5</ValueIndexed></Integer>" +
+                  int_reg("I", 0, "WO"));
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
+    EXPECT_THROW(static_cast<void>(camera["X"].int_value()), GenApi::Error);
+    EXPECT_THROW(camera["X"].set_int_value(1), GenApi::Error);
+    EXPECT_EQ(camera.port.reads, 0);
+}
+
 TEST(Access, EndsWhenConditionsAskForEachOther)
 {
     Camera camera(
