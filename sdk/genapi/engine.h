@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -137,12 +138,19 @@ private:
     [[nodiscard]] Limits float_limits_of(Node& node);
     [[nodiscard]] Limits compute_limits(Node& node);
     [[nodiscard]] Limits number_limits(Node& node);
+    [[nodiscard]] std::optional<Number> given_limit(const Operand& operand, bool as_float, double open);
     [[nodiscard]] Limits converter_limits(Node& node);
-    [[nodiscard]] Limits register_limits(const Node& node) const;
+    [[nodiscard]] Limits register_limits(Node& node);
 
     // Registers and ports (engine_registers.cpp)
     [[nodiscard]] std::int64_t address_of(Node& node);
     [[nodiscard]] std::int64_t length_of(Node& node);
+    /// The bits that an integer register's value takes, counted from the least significant one.
+    struct Field {
+        int lsb = 0;
+        int width = 0;
+    };
+    [[nodiscard]] Field field_of(const Node& node, std::int64_t length) const;
     [[nodiscard]] Cell& fetch(Node& node);
     [[nodiscard]] Number decode(Node& node);
     [[nodiscard]] bool is_big_endian(const RegisterData& reg) const noexcept;
@@ -168,8 +176,8 @@ private:
     [[nodiscard]] bool continues_burst(NodeIndex port, std::int64_t address);
     [[nodiscard]] bool fetch_with_neighbours(NodeIndex port_node, Cell& wanted);
     void collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most);
-    [[nodiscard]] bool may_come_along(const FixedCell& place);
-    [[nodiscard]] bool is_known_readable(const FixedCell& place) const;
+    [[nodiscard]] bool may_come_along(const CellPlace& place);
+    [[nodiscard]] bool is_known_readable(const CellPlace& place) const;
 
     // Access (engine_access.cpp)
     [[nodiscard]] AccessMode access_of(Node& node);
@@ -190,14 +198,20 @@ private:
     [[nodiscard]] bool locked_by_acquisition(Node& lock);
 
     // Writes (engine_writes.cpp)
-    void set(Node& node, Number value);
-    void set_integer(Node& node, std::int64_t value);
-    void set_float(Node& node, double value);
+    /// What a value is measured against on its way down to the registers.
+    enum class Check : std::uint8_t {
+        limits,
+        registers,  ///< only what registers can hold, up to the next converter
+    };
+    void set(Node& node, Number value, Check check = Check::limits);
+    void set_integer(Node& node, std::int64_t value, Check check);
+    void set_float(Node& node, double value, Check check);
     void set_boolean(Node& node, bool value);
     void set_entry(Node& node, NodeIndex entry);
-    void set_raw(Node& node, Number value);
+    void set_raw(Node& node, Number value, Check check = Check::limits);
     void set_string(Node& node, std::string_view value);
     void start_command(Node& node);
+    [[nodiscard]] bool has_unsigned_64_bits(Node& node);
     void check_integer(Node& node, std::int64_t value);
     void check_float(Node& node, double value);
     void check_errors(Node& node);
@@ -210,6 +224,8 @@ private:
     void spread(NodeIndex node, std::uint8_t channels);
     void finish_spreading();
     void spread_from_register(Node& node, std::int64_t address, std::int64_t length);
+    void push_overlapping(const std::vector<CellPlace>& places, std::int64_t longest, const CellPlace& written);
+    void put(Cell& cell, const CellPlace& place);
     void spread_all();
     void push(NodeIndex node, std::uint8_t channels);
     void visit(Node& node, std::uint8_t channels);
@@ -231,7 +247,10 @@ private:
 
     std::chrono::steady_clock::time_point (*now_)();
     Burst burst_;
-    std::vector<const FixedCell*> neighbours_;  ///< to be fetched together with what is asked for
+    std::vector<const CellPlace*> neighbours_;  ///< to be fetched together with what is asked for
+
+    std::vector<CellPlace> moving_cells_;  ///< those with a computed place: the last ones, sorted by port and address
+    std::int64_t longest_moving_cell_ = 0;
 
     std::uint32_t visit_ = 0;
     std::vector<std::pair<NodeIndex, std::uint8_t>> to_visit_;

@@ -66,7 +66,7 @@ bool NodeMap::fetch_with_neighbours(NodeIndex port_node, Cell& wanted)
     PortRead words[largest_burst];
     std::size_t count = 0;
     words[count++] = {wanted.address, {wanted.bytes(), word}};
-    for (const FixedCell* place : neighbours_) {
+    for (const CellPlace* place : neighbours_) {
         words[count] = {place->address, bytes[count]};
         ++count;
     }
@@ -95,13 +95,10 @@ bool NodeMap::fetch_with_neighbours(NodeIndex port_node, Cell& wanted)
 void NodeMap::collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most)
 {
     neighbours_.clear();
-    const auto before = [](const FixedCell& place, const std::pair<NodeIndex, std::int64_t>& wanted) {
-        return place.port < wanted.first || (place.port == wanted.first && place.address < wanted.second);
-    };
     const auto begin = model_.fixed_cells.cbegin();
     const auto end = model_.fixed_cells.cend();
-    const auto here = std::lower_bound(begin, end, std::pair(port, address), before);
-    const auto take = [&](const FixedCell& place) {
+    const auto here = std::lower_bound(begin, end, CellPlace{.port = port, .address = address}, is_before);
+    const auto take = [&](const CellPlace& place) {
         if (place.port != port || !are_near(place.address, address) || neighbours_.size() + 1 >= most) {
             return false;
         }
@@ -116,7 +113,7 @@ void NodeMap::collect_neighbours(NodeIndex port, std::int64_t address, std::size
     }
 }
 
-bool NodeMap::may_come_along(const FixedCell& place)
+bool NodeMap::may_come_along(const CellPlace& place)
 {
     Cell& cell = model_.cells[place.cell];
     if (cell.alone || cell.spurned || !is_word(place.address, place.length) || holds(cell)) {
@@ -133,7 +130,7 @@ bool NodeMap::may_come_along(const FixedCell& place)
 }
 
 /// Whether a register with a condition can be read may be known, but is not to be found out for this.
-bool NodeMap::is_known_readable(const FixedCell& place) const
+bool NodeMap::is_known_readable(const CellPlace& place) const
 {
     for (std::uint32_t i = model_.cell_begin[place.cell]; i < model_.cell_begin[place.cell + 1]; ++i) {
         const Node& node = model_.nodes[model_.cell_members[i]];

@@ -116,37 +116,64 @@ void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_
     for (std::uint32_t i = model_.cell_begin[reg.cell]; i < model_.cell_begin[reg.cell + 1]; ++i) {
         const NodeIndex member = model_.cell_members[i];
         const RegisterData& other = model_.registers[at(member).data];
-        const bool apart = reg.masked && other.masked && (reg.msb < other.lsb || other.msb < reg.lsb);
+        const bool apart = reg.masked && other.masked && reg.big_endian == other.big_endian &&
+                           (reg.msb < other.lsb || other.msb < reg.lsb);
         if (!apart) {
             push(member, value_channel);
         }
     }
-    // cells that overlap this one, but are not it; addresses come from outside, so their differences may wrap around
+    const CellPlace written{.port = reg.port, .address = address, .length = length, .cell = reg.cell};
+    push_overlapping(model_.fixed_cells, model_.longest_fixed_cell, written);
+    push_overlapping(moving_cells_, longest_moving_cell_, written);
+    finish_spreading();
+}
+
+/// Cells that overlap the one that was written, but are not it.
+void NodeMap::push_overlapping(const std::vector<CellPlace>& places, std::int64_t longest, const CellPlace& written)
+{
+    // addresses come from outside, so their differences may wrap around
     constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
-    const std::int64_t reach = model_.longest_fixed_cell;
-    const std::int64_t first = address < lowest + reach ? lowest : address - reach;
-    const auto before = [first](const FixedCell& cell, NodeIndex port) {
-        return cell.port < port || (cell.port == port && cell.address < first);
-    };
+    const CellPlace first{.port = written.port,
+                          .address = written.address < lowest + longest ? lowest : written.address - longest};
     const auto distance = [](std::int64_t from, std::int64_t to) {
         return static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);
     };
-    auto cell = std::lower_bound(model_.fixed_cells.begin(), model_.fixed_cells.end(), reg.port, before);
-    for (; cell != model_.fixed_cells.end() && cell->port == reg.port; ++cell) {
-        const bool behind = cell->address >= address;
-        if (behind && distance(address, cell->address) >= static_cast<std::uint64_t>(length)) {
+    auto place = std::lower_bound(places.begin(), places.end(), first, is_before);
+    for (; place != places.end() && place->port == written.port; ++place) {
+        const bool behind = place->address >= written.address;
+        if (behind && distance(written.address, place->address) >= static_cast<std::uint64_t>(written.length)) {
             break;
         }
-        if (cell->cell == reg.cell ||
-            (!behind && distance(cell->address, address) >= static_cast<std::uint64_t>(cell->length))) {
+        if (place->cell == written.cell ||
+            (!behind && distance(place->address, written.address) >= static_cast<std::uint64_t>(place->length))) {
             continue;
         }
-        model_.cells[cell->cell].valid = false;
-        for (std::uint32_t i = model_.cell_begin[cell->cell]; i < model_.cell_begin[cell->cell + 1]; ++i) {
+        model_.cells[place->cell].valid = false;
+        for (std::uint32_t i = model_.cell_begin[place->cell]; i < model_.cell_begin[place->cell + 1]; ++i) {
             push(model_.cell_members[i], device_channel);
         }
     }
-    finish_spreading();
+}
+
+/// Says where a cell's bytes are from. Where a computed place is, is known only from the last transfer.
+void NodeMap::put(Cell& cell, const CellPlace& place)
+{
+    const auto length = static_cast<std::uint32_t>(place.length);
+    if (cell.address == place.address && cell.length == length) {
+        return;
+    }
+    if (!cell.fixed) {
+        const CellPlace before{.port = place.port, .address = cell.address, .length = cell.length, .cell = place.cell};
+        const auto [begin, end] = std::equal_range(moving_cells_.begin(), moving_cells_.end(), before, is_before);
+        const auto old = std::find_if(begin, end, [&](const CellPlace& other) { return other.cell == place.cell; });
+        if (old != end) {
+            moving_cells_.erase(old);
+        }
+        moving_cells_.insert(std::upper_bound(moving_cells_.begin(), moving_cells_.end(), place, is_before), place);
+        longest_moving_cell_ = std::max(longest_moving_cell_, place.length);
+    }
+    cell.address = place.address;
+    cell.length = length;
 }
 
 /// Everything may have changed.

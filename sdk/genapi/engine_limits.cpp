@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "sdk/genapi/engine.h"
 #include "sdk/genapi/numbers.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
+constexpr double infinity = std::numeric_limits<double>::infinity();
 
 Limits integers(std::int64_t min, std::int64_t max, std::int64_t increment = 1) noexcept
 {
@@ -128,32 +130,56 @@ Limits NodeMap::number_limits(Node& node)
             limits = as_float ? float_limits_of(at(target)) : integer_limits_of(at(target));
         }
     }
-    const auto whole_of = [this](const Operand& operand, double (*rounding)(double)) {
-        const Number value = value_of_operand(operand, false);
-        return value.is_integer() ? value.i : clamped(rounding(value.d));
-    };
     if (as_float) {
-        const auto value = [this](const Operand& operand) { return value_of_operand(operand, true).as_double(); };
-        limits.min.d = data.min.given ? value(data.min) : limits.min.d;
-        limits.max.d = data.max.given ? value(data.max) : limits.max.d;
-        limits.increment.d = data.increment.given ? value(data.increment) : limits.increment.d;
+        const auto limit = [this](const Operand& operand, double open, double otherwise) {
+            return given_limit(operand, true, open).value_or(Number(otherwise)).as_double();
+        };
+        limits.min.d = limit(data.min, -infinity, limits.min.d);
+        limits.max.d = limit(data.max, infinity, limits.max.d);
+        limits.increment.d = limit(data.increment, 0, limits.increment.d);
     } else {
-        limits.min.i = data.min.given ? whole_of(data.min, std::ceil) : limits.min.i;
-        limits.max.i = data.max.given ? whole_of(data.max, std::floor) : limits.max.i;
-        limits.increment.i = data.increment.given ? whole_of(data.increment, std::round) : limits.increment.i;
+        const auto limit = [this](const Operand& operand, double open, double (*rounding)(double),
+                                  std::int64_t otherwise) {
+            const Number value = given_limit(operand, false, open).value_or(Number(otherwise));
+            return value.is_integer() ? value.i : clamped(rounding(value.d));
+        };
+        limits.min.i = limit(data.min, -infinity, std::ceil, limits.min.i);
+        limits.max.i = limit(data.max, infinity, std::floor, limits.max.i);
+        limits.increment.i = limit(data.increment, 0, std::round, limits.increment.i);
         limits.increment.i = std::max<std::int64_t>(1, limits.increment.i);
     }
     return limits;
 }
 
-Limits NodeMap::register_limits(const Node& node) const
+/// A limit as the description gives it; `open` is the infinity by which it may say that there is none. What is no
+/// finite number otherwise, like the logarithm of a register that holds 0, says nothing about the values that the node
+/// takes: it is no limit, and a write must not fail because of it.
+std::optional<Number> NodeMap::given_limit(const Operand& operand, bool as_float, double open)
+{
+    if (!operand.given) {
+        return std::nullopt;
+    }
+    try {
+        const Number value = value_of_operand(operand, as_float);
+        const bool is_limit = value.is_integer() || std::isfinite(value.d) || value.d == open;
+        return is_limit ? std::optional(value) : std::nullopt;
+    } catch (const EvaluationError& error) {
+        if (error.code() == PvResult::ErrOverflow) {
+            return std::nullopt;
+        }
+        throw;
+    }
+}
+
+Limits NodeMap::register_limits(Node& node)
 {
     const RegisterData& reg = model_.registers[node.data];
+    const std::int64_t length = length_of(node);
     if (node.kind == Kind::float_reg) {
-        return reg.length == 4 ? floats(-FLT_MAX, FLT_MAX) : floats(-DBL_MAX, DBL_MAX);
+        return length == 4 ? floats(-FLT_MAX, FLT_MAX) : floats(-DBL_MAX, DBL_MAX);
     }
-    const int width = reg.masked ? reg.msb - reg.lsb + 1 : static_cast<int>(reg.length) * 8;
-    if (width < 1 || width >= 64) {
+    const int width = field_of(node, length).width;
+    if (width >= 64) {
         return integers(reg.is_signed ? lowest : 0, highest);
     }
     if (reg.is_signed) {

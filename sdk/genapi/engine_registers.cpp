@@ -84,6 +84,24 @@ std::int64_t NodeMap::length_of(Node& node)
     return length;
 }
 
+NodeMap::Field NodeMap::field_of(const Node& node, std::int64_t length) const
+{
+    const RegisterData& reg = model_.registers[node.data];
+    const int bits = static_cast<int>(length) * 8;
+    if (!reg.masked) {
+        return {.lsb = 0, .width = bits};
+    }
+    const int width = reg.msb - reg.lsb + 1;
+    if (reg.length_node == no_node) {
+        return {.lsb = reg.lsb, .width = width};
+    }
+    if (reg.msb >= bits) {
+        throw EvaluationError(std::string(node.text_name) + " has no bit " + std::to_string(reg.msb) +
+                              " while its length is " + to_text(length) + " bytes");
+    }
+    return {.lsb = reg.big_endian ? bits - 1 - reg.msb : reg.lsb, .width = width};
+}
+
 /// The register's cell, with its bytes as the device has them, or had them when they may be kept.
 Cell& NodeMap::fetch(Node& node)
 {
@@ -114,8 +132,7 @@ Cell& NodeMap::fetch(Node& node)
     } else if (length <= sizeof(cell.small)) {
         cell.large.reset();
     }
-    cell.address = address;
-    cell.length = length;
+    put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
     const Node& port_node = at(reg.port);
     const PortData& port = model_.ports[port_node.data];
     if (port.is_chunk && port.has_data && (address == chunk_position_address || address == chunk_length_address)) {
@@ -150,8 +167,8 @@ Number NodeMap::decode(Node& node)
         return cell.length == 4 ? static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)))
                                 : std::bit_cast<double>(bits);
     }
-    const int width = reg.masked ? reg.msb - reg.lsb + 1 : static_cast<int>(cell.length) * 8;
-    std::uint64_t value = (bits >> reg.lsb) & ones(width);
+    const auto [lsb, width] = field_of(node, cell.length);
+    std::uint64_t value = (bits >> lsb) & ones(width);
     if (reg.is_signed && width < 64 && (value >> (width - 1)) != 0) {
         value |= ~ones(width);
     }
@@ -234,8 +251,7 @@ void NodeMap::store_register(Node& node, std::span<const std::uint8_t> bytes)
     } else if (length <= sizeof(cell.small)) {
         cell.large.reset();
     }
-    cell.address = address;
-    cell.length = length;
+    put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
     // kept also when it must not be answered from: the image of a register that can only be written
     std::memcpy(cell.bytes(), bytes.data(), bytes.size());
     cell.valid = reg.caching == Caching::write_through;
@@ -270,7 +286,7 @@ void NodeMap::store_integer(Node& node, std::int64_t value)
 {
     const RegisterData& reg = model_.registers[node.data];
     const auto length = static_cast<std::size_t>(length_of(node));
-    const int width = reg.masked ? reg.msb - reg.lsb + 1 : static_cast<int>(length) * 8;
+    const auto [lsb, width] = field_of(node, static_cast<std::int64_t>(length));
     std::uint64_t bits = static_cast<std::uint64_t>(value) & ones(width);
     std::uint8_t bytes[8] = {};
     if (reg.masked) {
@@ -281,7 +297,7 @@ void NodeMap::store_integer(Node& node, std::int64_t value)
             std::memset(cell.small, 0, sizeof(cell.small));
         }
         const std::uint64_t image = assemble(cell.bytes(), length, is_big_endian(reg));
-        bits = (image & ~(ones(width) << reg.lsb)) | (bits << reg.lsb);
+        bits = (image & ~(ones(width) << lsb)) | (bits << lsb);
     }
     disassemble(bits, bytes, length, is_big_endian(reg));
     store_register(node, {bytes, length});

@@ -76,8 +76,12 @@ bool NodeMap::is_cached(Node& node)
 {
     const Operation operation(*this);
     const Node* holder = &node;
-    while (holder->kind == Kind::string && value_node(model_, *holder) != no_node) {
+    // strings that refer to each other in a circle are broken
+    while (holder->kind == Kind::string && !holder->broken && value_node(model_, *holder) != no_node) {
         holder = &at(value_node(model_, *holder));
+    }
+    if (holder->broken) {
+        return false;
     }
     if (is_register(holder->kind)) {
         const RegisterData& reg = model_.registers[holder->data];

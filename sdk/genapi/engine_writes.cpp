@@ -9,7 +9,7 @@
 
 namespace GenApi {
 
-void NodeMap::set(Node& node, Number value)
+void NodeMap::set(Node& node, Number value, Check check)
 {
     const Evaluation evaluation(*this);
     evaluation.check_depth();
@@ -17,8 +17,10 @@ void NodeMap::set(Node& node, Number value)
         broken(node);
     }
     switch (interface_of(node.kind)) {
-    case InterfaceType::integer: set_integer(node, value.is_integer() ? value.i : nearest_valid(node, value.d)); break;
-    case InterfaceType::floating: set_float(node, value.as_double()); break;
+    case InterfaceType::integer:
+        set_integer(node, value.is_integer() ? value.i : nearest_valid(node, value.d), check);
+        break;
+    case InterfaceType::floating: set_float(node, value.as_double(), check); break;
     case InterfaceType::boolean: set_boolean(node, value.is_true()); break;
     case InterfaceType::enumeration: {
         const NodeIndex entry = value.is_integer() ? entry_for(node, value.i) : nearest_entry(node, value.d);
@@ -33,11 +35,13 @@ void NodeMap::set(Node& node, Number value)
     }
 }
 
-void NodeMap::set_integer(Node& node, std::int64_t value)
+void NodeMap::set_integer(Node& node, std::int64_t value, Check check)
 {
-    check_integer(node, value);
+    if (check == Check::limits || is_int_register(node.kind)) {
+        check_integer(node, value);
+    }
     if (node.kind == Kind::integer) {
-        set_raw(node, value);
+        set_raw(node, value, check);
     } else if (is_int_register(node.kind)) {
         store_integer(node, value);
     } else if (node.kind == Kind::int_converter && model_.formulas[node.data].to.instructions.count != 0) {
@@ -49,11 +53,13 @@ void NodeMap::set_integer(Node& node, std::int64_t value)
     check_errors(node);
 }
 
-void NodeMap::set_float(Node& node, double value)
+void NodeMap::set_float(Node& node, double value, Check check)
 {
-    check_float(node, value);
+    if (check == Check::limits || node.kind == Kind::float_reg) {
+        check_float(node, value);
+    }
     if (node.kind == Kind::floating) {
-        set_raw(node, value);
+        set_raw(node, value, check);
     } else if (node.kind == Kind::float_reg) {
         store_float(node, value);
     } else if (node.kind == Kind::converter && model_.formulas[node.data].to.instructions.count != 0) {
@@ -86,7 +92,10 @@ void NodeMap::set_entry(Node& node, NodeIndex entry)
                                                            : " is not available at present"),
                          PvResult::StateError);
     }
-    set_raw(node, data.value);
+    // That the entry can be chosen says that its value is good. Where limits say otherwise, mostly because a converter
+    // does not rise or fall as the description claims, the limits are wrong; what a register cannot hold is refused
+    // still.
+    set_raw(node, data.value, Check::registers);
     if (data.self_clearing) {
         // the device goes on to another entry by itself
         spread(node.index, device_channel);
@@ -95,13 +104,13 @@ void NodeMap::set_entry(Node& node, NodeIndex entry)
 }
 
 /// Writes where the node has its value, and its copies.
-void NodeMap::set_raw(Node& node, Number value)
+void NodeMap::set_raw(Node& node, Number value, Check check)
 {
     Operand& operand = node.kind == Kind::integer || node.kind == Kind::floating
                            ? current_operand(node)
                            : const_cast<Operand&>(*value_operand(model_, node));
     if (operand.node != no_node) {
-        set(at(operand.node), value);
+        set(at(operand.node), value, check);
     } else {
         if (is_float(node.kind)) {
             operand.d = value.as_double();
@@ -114,7 +123,7 @@ void NodeMap::set_raw(Node& node, Number value)
     if (node.has_copies) {
         for (const Relation& copy : Model::related(model_.copies, node.index)) {
             if (copy.to != node.index) {
-                set(at(copy.to), value);
+                set(at(copy.to), value, check);
             }
         }
     }
@@ -160,21 +169,36 @@ void NodeMap::start_command(Node& node)
     check_errors(node);
 }
 
+/// The register that has the node's value is unsigned and has 64 bits: numbers of 2^63 and more are read as negative.
+bool NodeMap::has_unsigned_64_bits(Node& node)
+{
+    Node* holder = &node;
+    while (holder->kind == Kind::integer && !holder->broken) {
+        const NodeIndex next = current_operand(*holder).node;
+        if (next == no_node) {
+            return false;
+        }
+        holder = &at(next);
+    }
+    return is_int_register(holder->kind) && !holder->broken && !model_.registers[holder->data].is_signed &&
+           field_of(*holder, length_of(*holder)).width == 64;
+}
+
 void NodeMap::check_integer(Node& node, std::int64_t value)
 {
-    if (is_int_register(node.kind)) {
-        const RegisterData& reg = model_.registers[node.data];
-        const int width = reg.masked ? reg.msb - reg.lsb + 1 : static_cast<int>(length_of(node)) * 8;
-        if (width >= 64) {
-            // 64 bits hold every number; unsigned ones beyond the signed range arrive as negative
-            return;
-        }
+    if (is_int_register(node.kind) && field_of(node, length_of(node)).width == 64) {
+        // 64 bits hold every number
+        return;
     }
     const Limits limits = limits_of(node);
+    // What an unsigned register of 64 bits gives can be written back. As its maximum cannot be told as a signed number,
+    // the largest of those stands for it.
+    const bool beyond = value < 0 && limits.max.i == std::numeric_limits<std::int64_t>::max() && limits.min.i >= 0 &&
+                        has_unsigned_64_bits(node);
     if (value > limits.max.i) {
         throw ValueError(to_text(value) + " is above its maximum of " + to_text(limits.max.i));
     }
-    if (value < limits.min.i) {
+    if (value < limits.min.i && !beyond) {
         throw ValueError(to_text(value) + " is below its minimum of " + to_text(limits.min.i));
     }
     const auto step = static_cast<std::uint64_t>(limits.increment.i);

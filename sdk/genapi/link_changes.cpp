@@ -38,6 +38,9 @@ public:
         }
         model_.cell_begin.push_back(static_cast<std::uint32_t>(users_.size()));
         model_.cells.resize(cells);
+        for (const CellPlace& place : model_.fixed_cells) {
+            model_.cells[place.cell].fixed = true;
+        }
         set_apart();
         set_apart_what_overlaps();
     }
@@ -65,7 +68,8 @@ private:
                 continue;
             }
             const RegisterData& reg = model_.registers[node.data];
-            const bool fixed = reg.terms.count == 0 && reg.length_node == no_node;
+            // what cannot be used, perhaps because of its length, is never transferred and has no place
+            const bool fixed = !node.broken && reg.terms.count == 0 && reg.length_node == no_node;
             if (fixed) {
                 users_.push_back({reg.port, no_structure, reg.address, reg.length, index});
             } else if (structure_of[index] != no_structure) {
@@ -116,13 +120,13 @@ private:
     /// Whoever reads a register reads the bytes that it shares with others.
     void set_apart_what_overlaps()
     {
-        const auto end_of = [](const FixedCell& place) {
+        const auto end_of = [](const CellPlace& place) {
             constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
             return place.address > last - place.length ? last : place.address + place.length;
         };
         std::vector<std::uint32_t> overlapping;
-        const FixedCell* furthest = nullptr;  // of those set apart that begin before
-        for (const FixedCell& place : model_.fixed_cells) {
+        const CellPlace* furthest = nullptr;  // of those set apart that begin before
+        for (const CellPlace& place : model_.fixed_cells) {
             if (furthest != nullptr && furthest->port == place.port && place.address < end_of(*furthest)) {
                 overlapping.push_back(place.cell);
             }
@@ -131,7 +135,7 @@ private:
                 furthest = &place;
             }
         }
-        const FixedCell* next = nullptr;  // of those set apart that begin behind
+        const CellPlace* next = nullptr;  // of those set apart that begin behind
         for (auto place = model_.fixed_cells.rbegin(); place != model_.fixed_cells.rend(); ++place) {
             if (next != nullptr && next->port == place->port && next->address < end_of(*place)) {
                 overlapping.push_back(place->cell);
@@ -210,9 +214,12 @@ private:
         case Role::is_implemented:
         case Role::is_available:
         case Role::is_locked: arc(link.to, link.from, value_channels | access_channel, access_channel); break;
+        case Role::length:
+            // what fits into a register
+            arc(link.to, link.from, value_channels, limits_channel);
+            [[fallthrough]];
         case Role::address:
         case Role::address_offset:
-        case Role::length:
             arc(link.to, link.from, value_channels, value_channel);
             arc(link.to, link.from, access_channel, access_channel);
             break;

@@ -1,6 +1,7 @@
 // Loading, second step: names become nodes, and every node is checked for what it needs.
 
 #include <algorithm>
+#include <utility>
 
 #include "sdk/genapi/linking.h"
 
@@ -201,8 +202,9 @@ private:
             return;
         }
         if (reg.length_node != no_node) {
-            if (reg.masked) {
-                loading_.break_node(node.index, 0, "bits are given for a register without a fixed Length");
+            // where the bits stand is known when the length is
+            if (reg.lsb > reg.msb) {
+                std::swap(reg.lsb, reg.msb);
             }
             return;
         }

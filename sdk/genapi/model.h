@@ -107,8 +107,8 @@ struct RegisterData {
     bool big_endian = false;
     bool is_signed = false;
     bool masked = false;
-    // The bits of a masked register. While loading as the description numbers them; then counted from the least
-    // significant bit whatever the byte order, and lsb <= msb.
+    // The bits of a masked register. While loading as the description numbers them; then lsb <= msb, counted from the
+    // least significant bit whatever the byte order. Where a node has the length, they stay numbered as they are.
     std::uint8_t lsb = 0;
     std::uint8_t msb = 0;
 };
@@ -231,6 +231,7 @@ struct Cell {
     bool alone = false;    ///< is not to be fetched unless it is asked for
     bool ahead = false;    ///< was fetched before anyone asked for it, at `fetched`
     bool spurned = false;  ///< was fetched ahead, and nobody asked for it in time; or the device refused it
+    bool fixed = false;    ///< its place never changes
     std::uint8_t small[8] = {};
     std::chrono::steady_clock::time_point fetched;
     std::unique_ptr<std::uint8_t[]> large;
@@ -238,13 +239,18 @@ struct Cell {
     [[nodiscard]] std::uint8_t* bytes() noexcept { return large ? large.get() : small; }
 };
 
-/// A cell whose place never changes.
-struct FixedCell {
+/// Where a cell is.
+struct CellPlace {
     NodeIndex port = no_node;
     std::int64_t address = 0;
     std::int64_t length = 0;
     std::uint32_t cell = 0;
 };
+
+[[nodiscard]] constexpr bool is_before(const CellPlace& a, const CellPlace& b) noexcept
+{
+    return a.port < b.port || (a.port == b.port && a.address < b.address);
+}
 
 struct Texts {
     std::string_view display_name;
@@ -427,7 +433,7 @@ struct Model {
     std::vector<Cell> cells;
     std::vector<NodeIndex> cell_members;  ///< registers, sorted by cell
     std::vector<std::uint32_t> cell_begin;
-    std::vector<FixedCell> fixed_cells;  ///< sorted by port and address
+    std::vector<CellPlace> fixed_cells;  ///< those whose place never changes, sorted by port and address
     std::int64_t longest_fixed_cell = 0;
 
     std::vector<Edge> edges;  ///< sorted by source

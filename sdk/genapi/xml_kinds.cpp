@@ -1,6 +1,7 @@
 #include "sdk/genapi/xml_reader.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 
 #include "sdk/genapi/numbers.h"
@@ -16,7 +17,7 @@ bool DescriptionReader::read_number(Tag tag, pugi::xml_node element)
     case Tag::p_value_copy: refer(element, Role::value_copy); return true;
     case Tag::min: set_operand(element, number.min); return true;
     case Tag::p_min: refer(element, Role::min); return true;
-    case Tag::max: set_operand(element, number.max); return true;
+    case Tag::max: read_max(element, number); return true;
     case Tag::p_max: refer(element, Role::max); return true;
     case Tag::inc: set_operand(element, number.increment); return true;
     case Tag::p_inc: refer(element, Role::increment); return true;
@@ -27,6 +28,16 @@ bool DescriptionReader::read_number(Tag tag, pugi::xml_node element)
     case Tag::p_value_default: read_indexed(tag, element, number); return true;
     case Tag::valid_value_set: read_valid_values(element, number); return true;
     default: return false;
+    }
+}
+
+/// Values are signed. A maximum beyond their range, as of an unsigned number of 64 bits, is the largest value there is,
+/// and not the negative number with the same bits.
+void DescriptionReader::read_max(pugi::xml_node element, NumberData& number)
+{
+    set_operand(element, number.max);
+    if (node_->kind == Kind::integer && number.max.i < 0 && !text_of(element).starts_with('-')) {
+        number.max.i = std::numeric_limits<std::int64_t>::max();
     }
 }
 

@@ -100,6 +100,7 @@ private:
 
     // The other kinds of nodes (xml_kinds.cpp)
     bool read_number(Tag tag, pugi::xml_node element);
+    void read_max(pugi::xml_node element, NumberData& number);
     void read_indexed(Tag tag, pugi::xml_node element, NumberData& number);
     void read_valid_values(pugi::xml_node element, NumberData& number);
     bool read_boolean(Tag tag, pugi::xml_node element);

@@ -277,3 +277,13 @@ TEST(Burst, LeavesWhatCameAlongToReadersWithoutAPort)
     EXPECT_EQ(code_of([&] { static_cast<void>(camera.read(6)); }), PvResult::NotConnected);
     EXPECT_EQ(camera.read(5), 105);
 }
+
+TEST(Burst, IsNotHinderedByARegisterOfAnImpossibleLength)
+{
+    for (const char* const length : {"-1", "0x7FFFFFFFFFFFFFFF"}) {
+        const FastCamera camera("<IntReg Name=\"Bad\"><Address>0</Address><Length>" + std::string(length) +
+                                "</Length><pPort>Device</pPort></IntReg>" + registers(8));
+        camera.start_burst();
+        EXPECT_EQ(camera.port.groups.size(), 1U) << length;
+    }
+}

@@ -159,6 +159,23 @@ TEST_F(EveryKind, ReadsAndWrites)
     EXPECT_TRUE(is_done);
 }
 
+TEST(SoftwareParameters, ReadAStringThatBecameShorterWithoutItsOldEnd)
+{
+    std::string value = "a long text";
+    SoftwareString parameter;
+    parameter.name = "S";
+    parameter.get = [&] { return value; };
+    SoftwareParameters parameters("Probe");
+    const auto array = parameters.add(parameter).build();
+    PvString text;
+    EXPECT_TRUE(array->GetString("S", text).IsOK());
+    EXPECT_EQ(text.str(), "a long text");
+    value = "short";
+    array->changed("S");
+    EXPECT_TRUE(array->GetString("S", text).IsOK());
+    EXPECT_EQ(text.str(), "short");
+}
+
 TEST(SoftwareParameters, AreFiledAndDescribed)
 {
     std::int64_t value = 1;
