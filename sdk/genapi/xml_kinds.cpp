@@ -99,11 +99,12 @@ bool DescriptionReader::read_boolean(Tag tag, pugi::xml_node element)
     switch (tag) {
     case Tag::value:
         if (const std::string_view text = text_of(element); text == "true" || text == "false") {
-            // an on and off in words means the values that stand for them
-            boolean.value.i = text == "true" ? 1 : 0;
+            // an on and off in words means the values that stand for them, which may follow later
             boolean.value.given = true;
+            word_ = text == "true";
         } else {
             set_operand(element, boolean.value);
+            word_.reset();
         }
         return true;
     case Tag::p_value: refer(element, Role::value); return true;
@@ -234,7 +235,12 @@ bool DescriptionReader::read_formula(Tag tag, pugi::xml_node element)
         return true;
     case Tag::formula:
     case Tag::formula_from: formula_.from = {{}, text_of(element), line_of(element)}; return true;
-    case Tag::formula_to: formula_.to = {{}, text_of(element), line_of(element)}; return true;
+    case Tag::formula_to:
+        formula_.to = {{}, text_of(element), line_of(element)};
+        if (formula_.to.text.empty()) {
+            loading_.note(node_->text_name, line_of(element), "<FormulaTo> is empty: it can only be read");
+        }
+        return true;
     case Tag::slope: {
         const std::string_view text = text_of(element);
         formula.slope = text == "Increasing"   ? Slope::increasing

@@ -22,19 +22,21 @@ std::string_view attribute(pugi::xml_node element, const char* name) noexcept
 void DescriptionReader::read()
 {
     pugi::xml_document document;
-    // texts are wanted with entities resolved and without the white space around them; comments and processing
-    // instructions are not wanted at all; a text directly inside its element saves a node
+    // texts are wanted with entities resolved; comments and processing instructions are not wanted at all; a text
+    // directly inside its element saves a node
     constexpr unsigned options = pugi::parse_escapes | pugi::parse_eol | pugi::parse_cdata |
-                                 pugi::parse_wconv_attribute | pugi::parse_trim_pcdata | pugi::parse_embed_pcdata;
+                                 pugi::parse_wconv_attribute | pugi::parse_embed_pcdata;
     const auto result = document.load_buffer_inplace(text_.data(), text_.size(), options, pugi::encoding_utf8);
     if (!result) {
         throw DescriptionError("line " + std::to_string(text_.line_of(result.offset)) +
                                " of the description: " + result.description());
     }
     pugi::xml_node root = document.document_element();
-    if (std::string_view(root.name()) != "RegisterDescription") {
-        throw DescriptionError("line " + std::to_string(line_of(root)) + " of the description: <" +
-                               std::string(root.name()) + "> is found where <RegisterDescription> is expected");
+    const std::string_view name = root.name();
+    prefix_ = name.substr(0, name.find(':') + 1);
+    if (local_name(root) != "RegisterDescription") {
+        throw DescriptionError("line " + std::to_string(line_of(root)) + " of the description: <" + std::string(name) +
+                               "> is found where <RegisterDescription> is expected");
     }
     read_head(root);
     const std::size_t nodes = count_nodes(root);
@@ -61,6 +63,15 @@ void DescriptionReader::read_head(pugi::xml_node root)
     info.sub_minor = root.attribute("SubMinorVersion").as_int(0);
 }
 
+std::size_t DescriptionReader::count_children(pugi::xml_node element, Tag tag) const
+{
+    std::size_t count = 0;
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
+        count += tag_of(child) == tag ? 1 : 0;
+    }
+    return count;
+}
+
 std::size_t DescriptionReader::count_nodes(pugi::xml_node root)
 {
     std::size_t nodes = 0;
@@ -72,11 +83,13 @@ std::size_t DescriptionReader::count_nodes(pugi::xml_node root)
         std::size_t entries = 0;
         std::size_t knives = 0;
         std::size_t others = 0;
+        std::size_t knives_of_entries = 0;
         if (kind.is_struct || kind.kind == Kind::enumeration || is_register(kind.kind)) {
             for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
-                const Tag tag = tag_of(child.name());
+                const Tag tag = tag_of(child);
                 if (tag == Tag::enum_entry || tag == Tag::struct_entry) {
                     ++entries;
+                    knives_of_entries += tag == Tag::struct_entry ? count_children(child, Tag::int_swiss_knife) : 0;
                 } else if (tag == Tag::int_swiss_knife) {
                     ++knives;
                 } else {
@@ -87,7 +100,7 @@ std::size_t DescriptionReader::count_nodes(pugi::xml_node root)
         if (kind.is_struct) {
             // what the entries share is read once for each of them
             struct_parts += entries * (knives + others);
-            nodes += entries * (1 + knives);
+            nodes += entries * (1 + knives) + knives_of_entries;
             if (struct_parts > most_struct_parts) {
                 throw DescriptionError("line " + std::to_string(line_of(element)) +
                                        " of the description: the StructReg elements have too many entries");
@@ -115,13 +128,26 @@ void DescriptionReader::read_top_level(pugi::xml_node element, const NodeElement
 void DescriptionReader::read_struct(pugi::xml_node element)
 {
     const std::uint32_t structure = structures_++;
-    for (pugi::xml_node entry = element.child("StructEntry"); entry; entry = entry.next_sibling("StructEntry")) {
+    for (pugi::xml_node entry = element.first_child(); entry; entry = entry.next_sibling()) {
+        if (tag_of(entry) != Tag::struct_entry) {
+            continue;
+        }
         begin(entry, Kind::struct_entry, attribute(entry, "Name"));
-        loading_.struct_members.push_back({node_->index, structure});
+        if (!has_own_place(entry)) {
+            loading_.struct_members.push_back({node_->index, structure});
+        }
         read_children(element);
         read_children(entry);
         finish(entry);
     }
+}
+
+/// The entry stands elsewhere than the rest of its structure.
+bool DescriptionReader::has_own_place(pugi::xml_node entry) const
+{
+    constexpr Tag place[] = {Tag::address,         Tag::p_address, Tag::p_index,
+                             Tag::int_swiss_knife, Tag::length,    Tag::p_length};
+    return std::any_of(std::begin(place), std::end(place), [&](Tag tag) { return count_children(entry, tag) != 0; });
 }
 
 void DescriptionReader::begin(pugi::xml_node element, Kind kind, std::string_view name)
@@ -233,6 +259,13 @@ void DescriptionReader::finish(pugi::xml_node element)
             loading_.break_node(node_->index, line_of(element), "the entry has no Value");
         }
         break;
+    case Kind::boolean: {
+        BooleanData& boolean = model_.booleans[node_->data];
+        if (const auto word = std::exchange(word_, std::nullopt)) {
+            boolean.value.i = *word ? boolean.on : boolean.off;
+        }
+        break;
+    }
     default: break;
     }
     has_value_ = false;
@@ -251,7 +284,7 @@ void DescriptionReader::finish_formula(pugi::xml_node element)
 
 void DescriptionReader::read_child(pugi::xml_node element)
 {
-    const Tag tag = tag_of(element.name());
+    const Tag tag = tag_of(element);
     switch (tag) {
     case Tag::ignored:
     case Tag::struct_entry: break;

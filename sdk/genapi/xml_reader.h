@@ -24,6 +24,16 @@ public:
     void read();
 
 private:
+    /// The element's name without the prefix that the description gives to its names.
+    [[nodiscard]] std::string_view local_name(pugi::xml_node element) const noexcept
+    {
+        std::string_view name = element.name();
+        if (!prefix_.empty() && name.starts_with(prefix_)) {
+            name.remove_prefix(prefix_.size());
+        }
+        return name;
+    }
+    [[nodiscard]] Tag tag_of(pugi::xml_node element) const { return GenApi::tag_of(local_name(element)); }
     [[nodiscard]] std::uint32_t line_of(pugi::xml_node element) const { return text_.line_of(element.offset_debug()); }
 
     /// Visits the node elements in document order; groups may be nested as deep as they like.
@@ -41,7 +51,7 @@ private:
             if (element.type() != pugi::node_element) {
                 continue;
             }
-            const NodeElement kind = node_element(element.name());
+            const NodeElement kind = node_element(local_name(element));
             if (kind.is_group) {
                 stack.push_back(element.first_child());
             } else {
@@ -55,6 +65,8 @@ private:
     std::size_t count_nodes(pugi::xml_node root);
     void read_top_level(pugi::xml_node element, const NodeElement& kind);
     void read_struct(pugi::xml_node element);
+    [[nodiscard]] bool has_own_place(pugi::xml_node entry) const;
+    [[nodiscard]] std::size_t count_children(pugi::xml_node element, Tag tag) const;
     void begin(pugi::xml_node element, Kind kind, std::string_view name);
     void create(pugi::xml_node element, Kind kind, std::string_view stored_name);
     void create_data(Kind kind);
@@ -117,12 +129,14 @@ private:
     XmlText& text_;
     Loading& loading_;
     Model& model_;
+    std::string_view prefix_;  ///< of the names of elements, with its colon
     std::uint32_t capacity_ = 0;
     std::uint32_t structures_ = 0;
     // the node that is being read
     Node* node_ = nullptr;
     std::uint32_t line_ = 0;
     bool has_value_ = false;
+    std::optional<bool> word_;  ///< a Boolean's value
     PendingFormula formula_;
 };
 

@@ -13,7 +13,7 @@ namespace GenApi {
 
 namespace {
 
-constexpr std::string_view root_end = "</RegisterDescription";
+constexpr std::string_view root_name = "RegisterDescription";
 /// What the parser's tree may hold: elements count twice (start and end). Real descriptions have 30,000 a megabyte.
 constexpr std::size_t most_tags = 4'000'000;
 constexpr std::size_t most_attributes = 4'000'000;
@@ -118,9 +118,25 @@ std::size_t start_of_xml(std::string_view text) noexcept
     return text.npos;
 }
 
+/// What stands before the name makes it that of an end tag, perhaps with a prefix.
+bool is_end_tag_up_to(std::string_view text, std::size_t name) noexcept
+{
+    constexpr std::size_t longest_prefix = 100;
+    const std::size_t begin = name - std::min(name, longest_prefix);
+    const std::string_view before = text.substr(begin, name - begin);
+    const std::size_t open = before.rfind("</");
+    return open != before.npos &&
+           (open + 2 == before.size() ||
+            (before.back() == ':' && before.find_first_of("<> \t\r\n", open + 2) == before.npos));
+}
+
 std::size_t end_of_xml(std::string_view text) noexcept
 {
-    if (const std::size_t root = text.rfind(root_end); root != text.npos) {
+    std::size_t root = text.rfind(root_name);
+    while (root != text.npos && !is_end_tag_up_to(text, root)) {
+        root = root != 0 ? text.rfind(root_name, root - 1) : text.npos;
+    }
+    if (root != text.npos) {
         if (const std::size_t end = text.find('>', root); end != text.npos) {
             return end + 1;
         }

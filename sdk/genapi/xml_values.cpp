@@ -4,6 +4,22 @@
 
 namespace GenApi {
 
+namespace {
+
+/// A comment does not separate what it stands between; of the white space on both its sides only one is kept.
+void append_part(std::string& text, std::string_view part)
+{
+    const bool spaced = !text.empty() && trimmed({&text.back(), 1}).empty();
+    if (spaced) {
+        while (!part.empty() && trimmed(part.substr(0, 1)).empty()) {
+            part.remove_prefix(1);
+        }
+    }
+    text += part;
+}
+
+}  // namespace
+
 std::string_view DescriptionReader::text_of(pugi::xml_node element)
 {
     std::string_view text = element.child_value();
@@ -19,9 +35,7 @@ std::string_view DescriptionReader::text_of(pugi::xml_node element)
         std::string all = embedded ? element.value() : "";
         for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
             if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
-                // a comment separates what it stands between
-                all += ' ';
-                all += child.value();
+                append_part(all, child.value());
             }
         }
         text = model_.arena.store(all);

@@ -164,6 +164,18 @@ TEST(Boolean, HasValuesForOnAndOff)
     EXPECT_TRUE(camera["X"].bool_value(GenApi::ReadMode::fresh));
 }
 
+TEST(Boolean, TakesItsValueInWords)
+{
+    const auto boolean = [](std::string_view name, std::string_view value) {
+        return "<Boolean Name=\"" + std::string(name) + "\"><Value>" + std::string(value) +
+               "</Value><OnValue>0</OnValue><OffValue>1</OffValue></Boolean>";
+    };
+    Camera camera(boolean("No", "false") + boolean("Yes", "true") + boolean("Zero", "0"));
+    EXPECT_FALSE(camera["No"].bool_value());
+    EXPECT_TRUE(camera["Yes"].bool_value());
+    EXPECT_TRUE(camera["Zero"].bool_value());
+}
+
 TEST(Command, IsDoneWhenTheDeviceTakesItsValueBack)
 {
     Camera camera("<Command Name=\"Go\"><pValue>R</pValue><CommandValue>7</CommandValue></Command>" + int_reg("R", 0));

@@ -169,3 +169,10 @@ PvResult::Code code_of(Work&& work)
     }
     return PvResult::OK;
 }
+
+/// Why a description as a whole cannot be loaded; "nothing was thrown" when it can.
+inline std::string load_error(const std::string& xml, const GenApi::LoadOptions& options = {})
+{
+    MemoryPort port;
+    return message_of<GenApi::DescriptionError>([&] { static_cast<void>(GenApi::load_node_map(xml, port, options)); });
+}
