@@ -77,6 +77,7 @@ constexpr std::string_view reasons_of_the_image[] = {
     "cannot have a length of",        // a register with the length is no length
     "which none of its entries has",  // an enumeration's register holds a number that no entry stands for
     "division by zero",               // a register that others are divided by holds 0
+    "not a finite number",            // a float register holds no number, or the logarithm of a register that holds 0
 };
 
 /// Limits may also stand on nodes that the image makes unavailable, or on a chunk of a buffer that is not there.
@@ -216,6 +217,28 @@ private:
     GenApi::INodeMap& map_;
 };
 
+void check_image(const std::string& xml, std::uint32_t seed)
+{
+    ImagePort port(seed);
+    const auto map = GenApi::load_node_map(xml, port);
+    EXPECT_FALSE(map->features().empty());
+    FeatureCheck check(*map);
+    for (INode* feature : map->features()) {
+        check.check(*feature);
+    }
+    if (seed == 0) {
+        std::cout << "    " << map->node_count() << " nodes, " << map->features().size() << " features, "
+                  << map->diagnostics().size() << " notes\n";
+        for (const auto& note : map->diagnostics()) {
+            std::cout << "    line " << note.line << " " << note.node << ": " << note.text << '\n';
+        }
+    }
+    std::cout << "    image " << seed << ": " << check.readable << " readable\n";
+    for (const auto& [text, count] : check.refusals) {
+        std::cout << "        " << text << '\n';
+    }
+}
+
 }  // namespace
 
 TEST(CameraCorpus, EveryDescriptionLoadsAndItsFeaturesAnswer)
@@ -226,27 +249,13 @@ TEST(CameraCorpus, EveryDescriptionLoadsAndItsFeaturesAnswer)
     }
     for (const auto& file : files) {
         SCOPED_TRACE(file.filename().string());
-        const std::string xml = load(file);
+        std::cout << file.filename().string() << '\n';
+        // one that fails must not keep the others from being tried
+        std::string xml;
+        EXPECT_NO_THROW(xml = load(file));
         for (const std::uint32_t seed : {0U, 1U, 2U, 3U, 4U}) {
             SCOPED_TRACE("image " + std::to_string(seed));
-            ImagePort port(seed);
-            const auto map = GenApi::load_node_map(xml, port);
-            ASSERT_GT(map->features().size(), 10U);
-            FeatureCheck check(*map);
-            for (INode* feature : map->features()) {
-                check.check(*feature);
-            }
-            if (seed == 0) {
-                std::cout << file.filename().string() << ": " << map->node_count() << " nodes, "
-                          << map->features().size() << " features, " << map->diagnostics().size() << " notes\n";
-                for (const auto& note : map->diagnostics()) {
-                    std::cout << "    line " << note.line << " " << note.node << ": " << note.text << '\n';
-                }
-            }
-            std::cout << "    image " << seed << ": " << check.readable << " readable\n";
-            for (const auto& [text, count] : check.refusals) {
-                std::cout << "        " << text << '\n';
-            }
+            EXPECT_NO_THROW(check_image(xml, seed));
         }
     }
 }
