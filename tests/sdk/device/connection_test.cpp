@@ -245,6 +245,36 @@ TEST_F(ConnectionTest, ClosesInABoundedTimeWhenTheDeviceIsGone)
     EXPECT_EQ(clock.now() - closing, 300ms);
 }
 
+TEST_F(ConnectionTest, GivesControlBackThoughTheFirstRequestIsLost)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    int writes = 0;
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && ++writes == 1) {
+            return std::vector<Bytes>{};
+        }
+        return std::nullopt;
+    });
+    connection->close();
+    EXPECT_EQ(writes, 2);
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+TEST_F(ConnectionTest, WritesMemoryByRegistersWhereTheDeviceHasNoWriteMem)
+{
+    for (const bool has_write_memory : {true, false}) {
+        auto options = sound();
+        options.capabilities = has_write_memory ? options.capabilities | 2U : options.capabilities & ~2U;
+        RawDevice& camera = start(options);
+        ASSERT_TRUE(open(PvAccessControl).IsOK());
+        EXPECT_TRUE(connection->channel().write_memory(0xA000, Bytes{1, 2, 3, 4}).ok());
+        EXPECT_EQ(camera.reg(0xA000), 0x01020304U);
+        EXPECT_EQ(camera.count(0x0086), has_write_memory ? 1 : 0);
+        connection->close();
+    }
+}
+
 TEST_F(ConnectionTest, LosingTellsTheDeviceNothing)
 {
     RawDevice& camera = start(sound());

@@ -298,6 +298,17 @@ TEST_F(ControlChannelTest, TellsWhyItCouldNotSend)
     EXPECT_NE(text(outcome).find(transport.send_error.message()), std::string::npos);
 }
 
+TEST_F(ControlChannelTest, AsksAtLeastOnceAndForAtLeastAMillisecond)
+{
+    channel.set_patience({0ms, 0});
+    EXPECT_EQ(channel.patience().answer_timeout, 1ms);
+    answer_with("0000 0081 0004 0000 00000007");
+    EXPECT_TRUE(channel.read_register(0, value).ok());
+    EXPECT_EQ(transport.sent.size(), 1U);
+    channel.set_patience({std::chrono::hours(1000), 1});
+    EXPECT_EQ(channel.patience().answer_timeout, 1h);
+}
+
 TEST_F(ControlChannelTest, AClosedChannelFailsWithoutSending)
 {
     channel.close();
@@ -396,6 +407,21 @@ TEST_F(ControlChannelTest, SplitsManyRegistersIntoMessagesThatEveryDeviceTakes)
     EXPECT_EQ(values, addresses);
     ASSERT_EQ(transport.sent.size(), 3U);
     EXPECT_EQ(transport.sent[0].size(), 548U);
+}
+
+TEST_F(ControlChannelTest, SplitsManyWritesIntoMessagesThatEveryDeviceTakes)
+{
+    channel.set_concatenation(true);
+    transport.on_send = [this](const Bytes& request) {
+        Bytes reply = hex("0000 0083 0004 0000 0000 0000");
+        reply[11] = static_cast<std::uint8_t>((request.size() - 8) / 8);
+        transport.deliver(with_id(reply, id_of(request)));
+    };
+    std::vector<device::RegisterWrite> writes(135);
+    EXPECT_TRUE(channel.write_registers(writes).ok());
+    ASSERT_EQ(transport.sent.size(), 3U);
+    EXPECT_EQ(transport.sent[0].size(), 8U + 67U * 8U);  // 540 bytes of payload are the most
+    EXPECT_EQ(transport.sent[2].size(), 8U + 1U * 8U);
 }
 
 TEST_F(ControlChannelTest, NamesTheWriteOfSeveralThatWasRefused)

@@ -64,4 +64,48 @@ TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
     EXPECT_EQ(discovery.statistics().acknowledges, 2U);
 }
 
+TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
+{
+    device_test::ScriptedNetwork network;
+    device_test::RawCameraOptions options;
+    options.address = device_test::ScriptedNetwork::at(30);
+    options.mask = device_test::ScriptedNetwork::host_mask.value;
+    device_test::RawDevice camera(options);
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x80) {
+            return std::nullopt;
+        }
+        const Bytes controlled = device_test::RawDevice::ack(request, 0, {0, 0, 0, 2});
+        return std::vector<Bytes>{controlled, controlled};
+    });
+    network.attach(camera);
+    device::Discovery discovery(network.hosts, {}, network);
+    std::vector<PvAccessType> told;
+    discovery.run([&](const device::FoundDevice& found) {
+        told.push_back(found.access);
+        return true;
+    });
+    EXPECT_EQ(told, std::vector<PvAccessType>{PvAccessControl});
+    EXPECT_EQ(discovery.statistics().unexpected, 1U);
+}
+
+TEST(DiscoveryAnswers, TellNoMoreDevicesThanTheLimit)
+{
+    device_test::ScriptedNetwork network;
+    device::DiscoveryOptions options;
+    options.access_status = false;
+    device::Discovery discovery(network.hosts, options, network);
+    std::size_t told = 0;
+    Bytes acknowledge = discovery_acknowledge(0);
+    for (std::size_t i = 1; i <= device::Discovery::most_devices + 10; ++i) {
+        acknowledge[8 + 14] = static_cast<std::uint8_t>(i >> 8);
+        acknowledge[8 + 15] = static_cast<std::uint8_t>(i);
+        discovery.handle(0, acknowledge, [&](const device::FoundDevice&) {
+            ++told;
+            return true;
+        });
+    }
+    EXPECT_EQ(told, device::Discovery::most_devices);
+}
+
 }  // namespace

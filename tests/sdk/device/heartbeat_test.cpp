@@ -132,6 +132,19 @@ TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
     EXPECT_FALSE(monitor.is_in_doubt());
 }
 
+TEST_F(HeartbeatMonitorTest, CountsOnlyMissedBeatsInARow)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    for (int i = 0; i < 3; ++i) {
+        transport.on_send = nullptr;
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        answer_with("0000 0081 0004 0000 00000002");
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        clock.advance(60s);  // a debugger held this process
+    }
+}
+
 TEST_F(HeartbeatMonitorTest, AClosedChannelIsNoLoss)
 {
     device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);

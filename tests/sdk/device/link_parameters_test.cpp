@@ -62,6 +62,48 @@ TEST_F(LinkTest, ShowsTheHeartbeatTimeoutThatTheDeviceTook)
     connection->close();
 }
 
+TEST_F(LinkTest, KeepsItsTimeoutWhenTheDeviceReadsBackNone)
+{
+    connect(sound());
+    link.attach(connection);
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && request[10] == 0x09 && request[11] == 0x38) {
+            camera->set_reg(0x0938, 0);
+            return std::vector<Bytes>{RawCamera::ack(request, 0, {0, 0, 0, 1})};
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 2000).IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 0U);
+    EXPECT_EQ(link.heartbeat()->timeout_ms, 3000U);
+    link.detach();
+    connection->close();
+}
+
+TEST_F(LinkTest, PutsNothingBackButTheHeartbeatSupervision)
+{
+    auto options = sound();
+    options.capabilities |= 0x20000000;
+    connect(options);
+    camera->set_reg(0x0954, 0x8);  // another flag, of the device's own
+    link.attach(connection);
+    EXPECT_TRUE(link.parameters().SetBooleanValue("HeartbeatDisable", true).IsOK());
+    EXPECT_EQ(camera->reg(0x0954), 0x9U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0954), 0x8U);
+    connection->close();
+}
+
+TEST_F(LinkTest, ForgetsTheStreamTimeoutsOfOneChannelAlone)
+{
+    link.count_stream_timeout(0);
+    link.count_stream_timeout(0);
+    link.count_stream_timeout(1);
+    EXPECT_EQ(value_of("StreamTimeoutCount"), 3);
+    link.reset_stream_timeouts(0);
+    EXPECT_EQ(value_of("StreamTimeoutCount"), 1);
+}
+
 TEST_F(LinkTest, ForgetsEveryCounterOnReset)
 {
     link.heartbeat()->beats = 7;

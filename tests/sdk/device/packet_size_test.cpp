@@ -225,6 +225,21 @@ TEST_F(PacketSizeTest, ClosesTheStreamBeforeItsDestinationIsPutBack)
     EXPECT_EQ(port->second, 0x00010000U);
 }
 
+TEST_F(PacketSizeTest, AsksForTestPacketsThatNobodyMayFragment)
+{
+    start(sound());
+    int fired = 0;
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && request[11] == 0x04 && (request[12] & 0x80) != 0) {
+            ++fired;
+            EXPECT_EQ(request[12], 0xE0);  // fire, do not fragment, and the pixels' byte order as it was
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(negotiate().IsOK());
+    EXPECT_GT(fired, 1);
+}
+
 TEST_F(PacketSizeTest, RefusesAnImpossibleDefault)
 {
     start(sound());

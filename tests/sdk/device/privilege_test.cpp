@@ -69,6 +69,18 @@ TEST_F(PrivilegeTest, IsGivenBackWhenTheAcknowledgeIsLost)
     EXPECT_EQ(privilege, 0);
 }
 
+TEST_F(PrivilegeTest, IsLeftToWhoeverHasIt)
+{
+    for (const std::uint8_t held : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{3}}) {
+        privilege = held;
+        const PvResult result = device::take_privilege(channel, PvAccessControl, 0);
+        EXPECT_EQ(result.GetCode(), PvResult::StateError);
+        EXPECT_EQ(result.description().find("exclusively") != std::string::npos, (held & 1) != 0);
+        EXPECT_TRUE(writes.empty());
+        EXPECT_EQ(privilege, held);
+    }
+}
+
 TEST_F(PrivilegeTest, IsNotGivenBackByWhoWasRefusedIt)
 {
     refuses = true;

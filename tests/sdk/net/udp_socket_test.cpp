@@ -1,7 +1,9 @@
 // Sockets over loopback. Ports are the system's choice.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -370,6 +372,28 @@ TEST(UdpSocket, MovesItsHandle)
     EXPECT_EQ(third.local(), local);
     // what the assignment replaced was closed
     EXPECT_TRUE(UdpSocket::open(freed).is_open());
+}
+
+TEST(UdpSocket, TakesOverTheTimeoutOfTheSocketMovedIn)
+{
+    std::array<std::uint8_t, 8> buffer{};
+    auto socket = net::UdpSocket::open({net::loopback_address, 0});
+    EXPECT_FALSE(socket.receive(buffer, 20ms));
+    socket = net::UdpSocket::open({net::loopback_address, 0});
+    // a socket that still believed to have the former's timeout would wait without end
+    std::promise<void> over;
+    auto waits = over.get_future();
+    std::thread receiver([&] {
+        EXPECT_FALSE(socket.receive(buffer, 20ms));
+        over.set_value();
+    });
+    const bool ended = waits.wait_for(10s) == std::future_status::ready;
+    EXPECT_TRUE(ended);
+    if (!ended) {
+        auto waker = net::UdpSocket::open({net::loopback_address, 0});
+        waker.send_to(socket.local(), {});
+    }
+    receiver.join();
 }
 
 TEST(UdpSocket, SendingToAClosedPortDisturbsNeitherSideLater)

@@ -1,0 +1,44 @@
+#include "sdk/device/worker.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(Worker, IsWokenOnceByOneWake)
+{
+    std::promise<std::chrono::steady_clock::duration> second_pause;
+    device::Worker worker([&](device::Worker::Signals& signals) {
+        EXPECT_TRUE(signals.pause(1h));
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_TRUE(signals.pause(20ms));
+        second_pause.set_value(std::chrono::steady_clock::now() - begin);
+    });
+    worker.wake();
+    auto took = second_pause.get_future();
+    ASSERT_EQ(took.wait_for(10s), std::future_status::ready);
+    EXPECT_GE(took.get(), 20ms);
+}
+
+TEST(Worker, RemembersAWakeThatCameBeforeItsPause)
+{
+    std::promise<void> may_pause;
+    std::promise<bool> paused;
+    device::Worker worker([&](device::Worker::Signals& signals) {
+        may_pause.get_future().wait();
+        paused.set_value(signals.pause(1h));
+    });
+    worker.wake();
+    may_pause.set_value();
+    auto result = paused.get_future();
+    ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+    EXPECT_TRUE(result.get());
+}
+
+}  // namespace
