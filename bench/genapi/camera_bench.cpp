@@ -20,7 +20,7 @@
 #include "bench/genapi/genapi_bench.h"
 #include "bench/genapi/measure.h"
 #include "bench/genapi/peer.h"
-#include "sdk/device/connection.h"
+#include "sdk/control/connection.h"
 #include "sdk/device/register_port.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/PvGenParameterArray.h"

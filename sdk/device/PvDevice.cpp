@@ -5,11 +5,11 @@
 #include <string>
 #include <system_error>
 
+#include "sdk/control/force_ip.h"
 #include "sdk/device/device_impl.h"
 #include "sdk/device/device_info_impl.h"
 #include "sdk/device/device_lookup.h"
 #include "sdk/device/file_path.h"
-#include "sdk/device/force_ip.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bytes.h"

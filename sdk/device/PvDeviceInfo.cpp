@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "sdk/control/discovery.h"
 #include "sdk/device/device_info_impl.h"
-#include "sdk/device/discovery.h"
 #include "sdk/wire/bootstrap.h"
 
 using namespace vex;

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "sdk/base/PvString.h"
-#include "sdk/device/PvTypes.h"
+#include "sdk/control/PvTypes.h"
 
 class PvInterface;
 

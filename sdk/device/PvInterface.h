@@ -6,7 +6,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
-#include "sdk/device/PvTypes.h"
+#include "sdk/control/PvTypes.h"
 
 class PvDeviceInfo;
 

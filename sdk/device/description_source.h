@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/device/control_channel.h"
+#include "sdk/control/control_channel.h"
 
 namespace vex::device {
 

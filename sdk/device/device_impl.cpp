@@ -5,7 +5,7 @@
 #include <exception>
 #include <utility>
 
-#include "sdk/device/packet_size.h"
+#include "sdk/control/packet_size.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "sdk/control/connection.h"
+#include "sdk/control/heartbeat.h"
 #include "sdk/device/PvDevice.h"
-#include "sdk/device/connection.h"
 #include "sdk/device/description_source.h"
 #include "sdk/device/event_sinks.h"
 #include "sdk/device/feature_poller.h"
-#include "sdk/device/heartbeat.h"
 #include "sdk/device/link_parameters.h"
 #include "sdk/device/register_port.h"
 #include "sdk/genicam/PvGenParameterArray.h"

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <vector>
 
-#include "sdk/device/discovery.h"
+#include "sdk/control/discovery.h"
 
 namespace vex::device {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/device/connection.h"
-#include "sdk/device/search_network.h"
+#include "sdk/control/connection.h"
+#include "sdk/control/search_network.h"
 #include "sdk/net/interfaces.h"
 
 namespace vex::device {

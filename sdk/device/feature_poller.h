@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "sdk/device/connection.h"
-#include "sdk/device/worker.h"
+#include "sdk/control/connection.h"
+#include "sdk/control/worker.h"
 #include "sdk/genapi/node_map.h"
 
 namespace vex::device {

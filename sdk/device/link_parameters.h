@@ -9,9 +9,9 @@
 #include <string>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/device/connection.h"
+#include "sdk/control/connection.h"
+#include "sdk/control/heartbeat.h"
 #include "sdk/device/description_source.h"
-#include "sdk/device/heartbeat.h"
 #include "sdk/genicam/software_parameters.h"
 
 namespace vex::device {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "sdk/device/connection.h"
+#include "sdk/control/connection.h"
 #include "sdk/device/event_sinks.h"
 #include "sdk/genapi/port.h"
 #include "sdk/genapi/types.h"

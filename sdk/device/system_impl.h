@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "sdk/control/discovery.h"
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
-#include "sdk/device/discovery.h"
 
 class PvSystem::Impl {
 public:

@@ -8,10 +8,10 @@
 #include <chrono>
 #include <vector>
 
-#include "sdk/device/control_channel.h"
-#include "sdk/device/control_transport.h"
+#include "sdk/control/control_channel.h"
+#include "sdk/control/control_transport.h"
+#include "sdk/control/discovery.h"
 #include "sdk/device/description_source.h"
-#include "sdk/device/discovery.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "tests/com/devices/camera_client.h"
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/control/raw_camera.h"
 #include "tests/sdk/device/raw_description.h"
 
 namespace client {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tests/com/genicam/feature_client.h"
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/control/raw_camera.h"
 #include "tools/softcam/camera.h"
 
 namespace client {

@@ -15,7 +15,7 @@
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/PvDeviceEventSink.h"
 #include "sdk/genicam/PvGenParameterArray.h"
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/control/raw_camera.h"
 #include "tests/sdk/device/raw_description.h"
 
 namespace device_test {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "tests/sdk/device/scripted_network.h"
+#include "tests/sdk/control/scripted_network.h"
 
 using namespace vex;
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "sdk/genicam/PvGenParameterArray.h"
-#include "tests/sdk/device/raw_camera.h"
+#include "tests/sdk/control/raw_camera.h"
 
 using namespace vex;
 

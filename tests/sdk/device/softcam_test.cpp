@@ -6,11 +6,11 @@
 #include <fstream>
 #include <iterator>
 
+#include "sdk/control/discovery.h"
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
 #include "sdk/device/PvSystemEventSink.h"
-#include "sdk/device/discovery.h"
 #include "tests/sdk/device/device_fixture.h"
 #include "tools/softcam/camera.h"
 

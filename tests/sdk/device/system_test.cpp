@@ -12,7 +12,7 @@
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystemEventSink.h"
 #include "sdk/net/interfaces.h"
-#include "tests/sdk/device/scripted_network.h"
+#include "tests/sdk/control/scripted_network.h"
 
 using namespace vex;
 

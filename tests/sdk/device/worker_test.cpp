@@ -1,4 +1,4 @@
-#include "sdk/device/worker.h"
+#include "sdk/control/worker.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,175 @@
+#include "sdk/control/connection.h"
+
+#include <algorithm>
+#include <array>
+#include <system_error>
+#include <utility>
+
+#include "sdk/wire/bootstrap.h"
+
+namespace vex::device {
+
+namespace {
+
+namespace bootstrap = wire::bootstrap;
+using std::chrono::milliseconds;
+
+/// Whether there is a device at all is asked with less patience than the rest: nobody wants to wait long for a camera
+/// that is not there.
+constexpr Patience first_contact{milliseconds(300), 3};
+/// A device that is gone must not keep its application from ending.
+constexpr Patience farewell{milliseconds(150), 2};
+
+constexpr std::uint32_t newest_major = 2;
+constexpr std::uint32_t usual_heartbeat_timeout_ms = 3000;
+
+std::uint32_t clamp_heartbeat(std::uint32_t told) noexcept
+{
+    return told == 0 ? usual_heartbeat_timeout_ms : std::clamp<std::uint32_t>(told, 100, 3'600'000);
+}
+
+}  // namespace
+
+Connection::Connection(const ConnectionTarget& target, std::unique_ptr<ControlTransport> transport,
+                       const net::Clock& clock)
+    : target_(target), transport_(std::move(transport)), channel_(*transport_, clock)
+{}
+
+PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
+                          std::shared_ptr<Connection>& connection)
+{
+    std::unique_ptr<ControlTransport> transport;
+    try {
+        transport = std::make_unique<UdpControlTransport>(target.device, target.local);
+    } catch (const std::system_error& error) {
+        return {PvResult::NetworkError, error.what()};
+    }
+    return open(target, patience, std::move(transport), net::Clock::steady(), connection);
+}
+
+PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
+                          std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
+                          std::shared_ptr<Connection>& connection)
+{
+    const auto candidate = std::make_shared<Connection>(target, std::move(transport), clock);
+    candidate->channel_.set_patience(patience);
+    if (PvResult result = candidate->read_facts(); !result.IsOK()) {
+        return result;
+    }
+    if (PvResult result = take_privilege(candidate->channel_, target.access, candidate->facts_.capability);
+        !result.IsOK()) {
+        return result;
+    }
+    if (candidate->has_control()) {
+        candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
+    }
+    connection = candidate;
+    return PvResult::OK;
+}
+
+PvResult Connection::read_facts()
+{
+    auto outcome = channel_.read_register(bootstrap::version, facts_.version, first_contact);
+    if (!outcome.ok()) {
+        PvResult result = result_of(outcome);
+        if (outcome.kind == ControlOutcome::Kind::refused && outcome.status == wire::gvcp::Status::access_denied) {
+            return {PvResult::StateError, "The device " + target_.device.address.to_string() +
+                                              " is controlled exclusively by another application"};
+        }
+        if (outcome.kind == ControlOutcome::Kind::no_answer && !target_.hint.empty()) {
+            result.SetDescription(std::string(result.description()) + "; " + target_.hint);
+        }
+        return result;
+    }
+    // 0 is what software devices say that do not fill the register
+    if ((facts_.version >> 16) > newest_major) {
+        return {PvResult::BadVersion, "The device " + target_.device.address.to_string() + " speaks GigE Vision " +
+                                          std::to_string(facts_.version >> 16) + "." +
+                                          std::to_string(facts_.version & 0xFFFF) + ", this SDK up to version " +
+                                          std::to_string(newest_major)};
+    }
+
+    if (outcome = channel_.read_register(bootstrap::gvcp_capability, facts_.capability); !outcome.ok()) {
+        return result_of(outcome);
+    }
+    channel_.set_concatenation((facts_.capability & bootstrap::capability::concatenation) != 0);
+    channel_.set_write_memory((facts_.capability & bootstrap::capability::write_memory) != 0);
+
+    const std::array<std::uint32_t, 5> addresses = {bootstrap::device_mode, bootstrap::mac_high, bootstrap::mac_low,
+                                                    bootstrap::stream_channel_count, bootstrap::heartbeat_timeout};
+    std::array<std::uint32_t, 5> values{};
+    if (outcome = channel_.read_registers(addresses, values); !outcome.ok()) {
+        return result_of(outcome);
+    }
+    facts_.mode = values[0];
+    facts_.stream_channels = values[3];
+    facts_.heartbeat_timeout_ms = clamp_heartbeat(values[4]);
+
+    const net::MacAddress mac{{static_cast<std::uint8_t>(values[1] >> 8), static_cast<std::uint8_t>(values[1]),
+                               static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
+                               static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
+    if (!target_.mac.is_zero() && mac != target_.mac) {
+        return {PvResult::NotFound, "At " + target_.device.address.to_string() + " the device " + mac.to_string() +
+                                        " answers, not the device " + target_.mac.to_string()};
+    }
+    return PvResult::OK;
+}
+
+void Connection::close() noexcept
+{
+    if (ended_.exchange(true)) {
+        return;
+    }
+    if (has_control()) {
+        static_cast<void>(channel_.close_with({bootstrap::control_channel_privilege, 0}, farewell));
+    } else {
+        channel_.close();
+    }
+}
+
+bool Connection::lose(std::string reason)
+{
+    if (ended_.exchange(true)) {
+        return false;
+    }
+    {
+        const std::scoped_lock lock(reason_mutex_);
+        loss_reason_ = std::move(reason);
+    }
+    channel_.close();
+    return true;
+}
+
+bool Connection::has_control() const noexcept
+{
+    return target_.access == PvAccessControl || target_.access == PvAccessExclusive;
+}
+
+std::string Connection::loss_reason() const
+{
+    const std::scoped_lock lock(reason_mutex_);
+    return loss_reason_;
+}
+
+PvResult Connection::result_of(const ControlOutcome& outcome) const { return to_result(outcome, target_.device); }
+
+PvResult Connection::check_writable() const
+{
+    if (target_.access != PvAccessReadOnly) {
+        return PvResult::OK;
+    }
+    return {PvResult::StateError,
+            "The device " + target_.device.address.to_string() + " is connected for reading only"};
+}
+
+PvResult Connection::check_stream_channel(std::uint32_t channel) const
+{
+    if (channel < facts_.stream_channels && channel <= bootstrap::largest_stream_channel) {
+        return PvResult::OK;
+    }
+    return {PvResult::InvalidParameter, "The device " + target_.device.address.to_string() + " has " +
+                                            std::to_string(facts_.stream_channels) +
+                                            " stream channels; there is no channel " + std::to_string(channel)};
+}
+
+}  // namespace vex::device

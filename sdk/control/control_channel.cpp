@@ -1,0 +1,460 @@
+#include "sdk/control/control_channel.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "sdk/wire/bytes.h"
+
+namespace vex::device {
+
+namespace {
+
+using std::chrono::milliseconds;
+using wire::gvcp::Command;
+using wire::gvcp::Status;
+using Kind = ControlOutcome::Kind;
+
+constexpr std::uint32_t word = 4;
+constexpr std::size_t most_writes_per_message = 67;
+constexpr std::size_t largest_block = wire::gvcp::largest_memory_block;
+static_assert(largest_block % word == 0);
+
+constexpr bool is_error(Status status) noexcept { return (static_cast<unsigned>(status) & 0x8000U) != 0; }
+
+/// Rounded up, so that a wait never ends before its time and then spins.
+milliseconds until(net::Clock::time_point end, net::Clock::time_point now) noexcept
+{
+    return std::chrono::ceil<milliseconds>(end - now);
+}
+
+constexpr std::uint32_t length_of(std::span<const std::uint8_t> bytes) noexcept
+{
+    return static_cast<std::uint32_t>(bytes.size());
+}
+
+}  // namespace
+
+ControlChannel::ControlChannel(ControlTransport& transport, const net::Clock& clock) noexcept
+    : transport_(transport), clock_(clock)
+{
+    set_patience({});
+}
+
+Patience ControlChannel::patience() const noexcept { return {milliseconds(answer_timeout_ms_), attempts_}; }
+
+void ControlChannel::set_patience(Patience patience) noexcept
+{
+    constexpr auto longest = std::chrono::duration_cast<milliseconds>(std::chrono::hours(1)).count();
+    answer_timeout_ms_ =
+        static_cast<std::uint32_t>(std::clamp<milliseconds::rep>(patience.answer_timeout.count(), 1, longest));
+    attempts_ = std::max(patience.attempts, 1U);
+}
+
+void ControlChannel::close() noexcept
+{
+    closed_ = true;
+    transport_.wake();
+}
+
+ControlOutcome ControlChannel::close_with(const RegisterWrite& last, Patience patience) noexcept
+{
+    close();
+    const std::scoped_lock lock(mutex_);
+    is_last_ = true;
+    const auto message = wire::gvcp::write_registers(next_request_id(), {&last, 1});
+    const auto outcome = exchange(
+        message, {Command::write_register, last.address, word}, patience,
+        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+    is_last_ = false;
+    return outcome;
+}
+
+std::uint16_t ControlChannel::next_request_id() noexcept
+{
+    // 0 is no request ID
+    if (++request_id_ == 0) {
+        request_id_ = 1;
+    }
+    return request_id_;
+}
+
+// ---- one exchange ----
+
+template <typename Accept, typename Refused>
+ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, Patience patience,
+                                        Accept accept, Refused refused) noexcept
+{
+    const Command expected = acknowledge_of(access.command);
+    const net::Endpoint device = transport_.device();
+    const time_point begin = clock_.now();
+    time_point pending_end{};  // set by the first PENDING_ACK
+    unsigned pendings = 0;
+    bool malformed = false;
+
+    ControlOutcome outcome;
+    outcome.command = access.command;
+    outcome.address = access.address;
+    outcome.length = access.length;
+    const auto failed = [&](Kind kind) {
+        failures_.add();
+        outcome.kind = kind;
+        outcome.waited = std::chrono::duration_cast<milliseconds>(clock_.now() - begin);
+        return outcome;
+    };
+
+    requests_.add();
+    while (outcome.attempts < patience.attempts) {
+        if (must_end()) {
+            return failed(Kind::closed);
+        }
+        const time_point sent = outcome.attempts == 0 ? begin : clock_.now();
+        retries_.add(outcome.attempts == 0 ? 0 : 1);
+        ++outcome.attempts;
+        outcome.error = transport_.send(message.bytes());
+        if (outcome.error && outcome.attempts == patience.attempts) {
+            return failed(Kind::send_failed);
+        }
+
+        time_point deadline = sent + patience.answer_timeout;
+        for (time_point now = sent; now < deadline; now = clock_.now()) {
+            const auto received = transport_.receive(buffer_, until(deadline, now));
+            if (must_end()) {
+                return failed(Kind::closed);
+            }
+            if (!received) {
+                continue;
+            }
+            if (received->source != device) {
+                foreign_.add();
+                continue;
+            }
+            const auto acknowledge = wire::gvcp::decode_acknowledge({buffer_.data(), received->size});
+            if (!acknowledge || received->truncated) {
+                malformed = true;
+                malformed_.add();
+                continue;
+            }
+            const bool pending = acknowledge->acknowledge == Command::pending_ack;
+            if (acknowledge->request_id != request_id_ || (acknowledge->acknowledge != expected && !pending)) {
+                stale_.add();
+                continue;
+            }
+            if (pending) {
+                const auto more = wire::gvcp::decode_pending(acknowledge->payload);
+                if (!more) {
+                    malformed = true;
+                    malformed_.add();
+                    continue;
+                }
+                const time_point arrived = clock_.now();
+                if (pendings == 0) {
+                    pending_end = arrived + pending_limit;
+                }
+                ++pendings;
+                pendings_.add();
+                if (pendings > most_pendings || arrived >= pending_end) {
+                    return failed(Kind::pending_too_long);
+                }
+                // the announced time is the device's own; the way back takes as long as any answer's
+                deadline = std::min(arrived + milliseconds(*more) + patience.answer_timeout, pending_end);
+                continue;
+            }
+            const time_point arrived = clock_.now();
+            if (is_error(acknowledge->status)) {
+                last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
+                refused(acknowledge->payload, outcome);
+                outcome.status = acknowledge->status;
+                return failed(Kind::refused);
+            }
+            if (!accept(acknowledge->payload)) {
+                malformed = true;
+                malformed_.add();
+                continue;
+            }
+            last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
+            const auto round_trip = static_cast<std::uint64_t>(
+                std::chrono::duration_cast<std::chrono::nanoseconds>(arrived - sent).count());
+            round_trip_last_.set(round_trip);
+            round_trip_max_.set(std::max(round_trip_max_.get(), round_trip));
+            return outcome;
+        }
+        if (pendings > 0 && clock_.now() >= pending_end) {
+            return failed(Kind::pending_too_long);
+        }
+    }
+    return failed(malformed ? Kind::malformed : Kind::no_answer);
+}
+
+template <typename Accept>
+ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, Patience patience,
+                                        Accept accept) noexcept
+{
+    return exchange(message, access, patience, accept, [](std::span<const std::uint8_t>, ControlOutcome&) {});
+}
+
+/// What an operation of several messages may take in all, so that a device which answers every message at the last
+/// moment cannot hold the caller for hours.
+class ControlChannel::Budget {
+public:
+    Budget(const net::Clock& clock, std::size_t messages) noexcept
+        : clock_(clock), begin_(clock.now()),
+          end_(begin_ + operation_limit + operation_limit_per_message * static_cast<milliseconds::rep>(messages))
+    {}
+
+    /// Turns a good outcome into a failed one when the time is used up although there is more to do.
+    [[nodiscard]] ControlOutcome check(ControlOutcome outcome, bool more) const noexcept
+    {
+        const time_point now = clock_.now();
+        if (outcome.ok() && more && now >= end_) {
+            outcome.kind = Kind::too_slow;
+            outcome.waited = std::chrono::duration_cast<milliseconds>(now - begin_);
+        }
+        return outcome;
+    }
+
+private:
+    const net::Clock& clock_;
+    time_point begin_;
+    time_point end_;
+};
+
+// ---- registers ----
+
+ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_t& value) noexcept
+{
+    return read_register(address, value, patience());
+}
+
+ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_t& value, Patience patience) noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    const auto message = wire::gvcp::read_registers(next_request_id(), {&address, 1});
+    return exchange(message, {Command::read_register, address, word}, patience,
+                    [&](std::span<const std::uint8_t> payload) {
+                        if (payload.size() < word) {
+                            return false;
+                        }
+                        value = wire::load_be32(payload.data());
+                        return true;
+                    });
+}
+
+ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value) noexcept
+{
+    return write_register(address, value, patience());
+}
+
+ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value, Patience patience) noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    const RegisterWrite write{address, value};
+    const auto message = wire::gvcp::write_registers(next_request_id(), {&write, 1});
+    return exchange(
+        message, {Command::write_register, address, word}, patience,
+        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+}
+
+ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses,
+                                              std::span<std::uint32_t> values) noexcept
+{
+    return read_registers(addresses, values, patience());
+}
+
+ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values,
+                                              Patience patience) noexcept
+{
+    const Budget budget(clock_, addresses.size());
+    ControlOutcome outcome;
+    while (outcome.ok() && !addresses.empty()) {
+        std::size_t done = 1;
+        if (concatenation_ && addresses.size() > 1) {
+            outcome = read_concatenated(addresses.first(std::min(addresses.size(), most_reads_per_message)), values,
+                                        patience, done);
+        } else {
+            outcome = read_register(addresses.front(), values.front(), patience);
+        }
+        addresses = addresses.subspan(done);
+        values = values.subspan(done);
+        outcome = budget.check(outcome, !addresses.empty());
+    }
+    return outcome;
+}
+
+ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> addresses,
+                                                 std::span<std::uint32_t> values, Patience patience,
+                                                 std::size_t& done) noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    const auto message = wire::gvcp::read_registers(next_request_id(), addresses);
+    const auto length = static_cast<std::uint32_t>(addresses.size()) * word;
+    const auto outcome = exchange(
+        message, {Command::read_register, addresses.front(), length}, patience,
+        [&](std::span<const std::uint8_t> payload) {
+            const std::size_t count = std::min(payload.size() / word, addresses.size());
+            for (std::size_t i = 0; i < count; ++i) {
+                values[i] = wire::load_be32(payload.data() + i * word);
+            }
+            done = count;
+            return count > 0;
+        },
+        [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
+            // the values that precede the one refused are there; the first that is missing is the culprit
+            end.address = addresses[std::min(payload.size() / word, addresses.size() - 1)];
+        });
+    // some devices claim to take several registers and answer the first one only: go on singly
+    if (outcome.ok() && done < addresses.size()) {
+        concatenation_ = false;
+    }
+    return outcome;
+}
+
+ControlOutcome ControlChannel::write_registers(std::span<const RegisterWrite> writes) noexcept
+{
+    const Budget budget(clock_, writes.size());
+    ControlOutcome outcome;
+    while (outcome.ok() && !writes.empty()) {
+        std::size_t count = 1;
+        if (concatenation_ && writes.size() > 1) {
+            count = std::min(writes.size(), most_writes_per_message);
+            outcome = write_concatenated(writes.first(count));
+        } else {
+            outcome = write_register(writes.front().address, writes.front().value);
+        }
+        writes = writes.subspan(count);
+        outcome = budget.check(outcome, !writes.empty());
+    }
+    return outcome;
+}
+
+ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite> writes) noexcept
+{
+    const std::scoped_lock lock(mutex_);
+    const auto message = wire::gvcp::write_registers(next_request_id(), writes);
+    const auto length = static_cast<std::uint32_t>(writes.size()) * word;
+    return exchange(
+        message, {Command::write_register, writes.front().address, length}, patience(),
+        [&](std::span<const std::uint8_t> payload) {
+            const auto written = wire::gvcp::decode_write_done(payload);
+            return written && *written == writes.size();
+        },
+        [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
+            if (const auto written = wire::gvcp::decode_write_done(payload)) {
+                end.address = writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
+            }
+        });
+}
+
+// ---- memory ----
+
+ControlOutcome ControlChannel::read_memory(std::uint32_t address, std::span<std::uint8_t> destination) noexcept
+{
+    const Budget budget(clock_, destination.size() / largest_block + 1);
+    ControlOutcome outcome;
+    while (outcome.ok() && !destination.empty()) {
+        // an access that begins inside a word spends part of its block on the bytes before
+        const std::size_t count = std::min(destination.size(), largest_block - address % word);
+        outcome = read_block(address, destination.first(count));
+        address += static_cast<std::uint32_t>(count);
+        destination = destination.subspan(count);
+        outcome = budget.check(outcome, !destination.empty());
+    }
+    return outcome;
+}
+
+ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::uint8_t> destination) noexcept
+{
+    const std::uint32_t before = address % word;
+    const auto count = static_cast<std::uint16_t>((before + destination.size() + word - 1) / word * word);
+    const std::scoped_lock lock(mutex_);
+    const auto message = wire::gvcp::read_memory(next_request_id(), {address - before, count});
+    return exchange(message, {Command::read_memory, address, length_of(destination)}, patience(),
+                    [&](std::span<const std::uint8_t> payload) {
+                        const auto answer = wire::gvcp::decode_read_memory_acknowledge(payload);
+                        if (!answer || answer->address != address - before || answer->data.size() < count) {
+                            return false;
+                        }
+                        std::memcpy(destination.data(), answer->data.data() + before, destination.size());
+                        return true;
+                    });
+}
+
+ControlOutcome ControlChannel::write_memory(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
+{
+    const Budget budget(clock_, source.size() / (write_memory_ ? largest_block : word) + 1);
+    ControlOutcome outcome;
+    while (outcome.ok() && !source.empty()) {
+        const std::uint32_t before = address % word;
+        std::size_t count = std::min(source.size(), largest_block) / word * word;
+        if (before != 0 || source.size() < word) {
+            count = std::min<std::size_t>(word - before, source.size());
+            outcome = write_part_of_word(address, source.first(count));
+        } else {
+            outcome = write_block(address, source.first(count));
+        }
+        address += static_cast<std::uint32_t>(count);
+        source = source.subspan(count);
+        outcome = budget.check(outcome, !source.empty());
+    }
+    return outcome;
+}
+
+ControlOutcome ControlChannel::write_part_of_word(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
+{
+    const std::uint32_t before = address % word;
+    std::array<std::uint8_t, word> whole{};
+    if (const auto outcome = read_block(address - before, whole); !outcome) {
+        return outcome;
+    }
+    std::memcpy(whole.data() + before, source.data(), source.size());
+    return write_block(address - before, whole);
+}
+
+ControlOutcome ControlChannel::write_block(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
+{
+    if (!write_memory_) {
+        return write_block_by_registers(address, source);
+    }
+    const std::scoped_lock lock(mutex_);
+    const auto message = wire::gvcp::write_memory(next_request_id(), {address, source});
+    return exchange(
+        message, {Command::write_memory, address, length_of(source)}, patience(),
+        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+}
+
+ControlOutcome ControlChannel::write_block_by_registers(std::uint32_t address,
+                                                        std::span<const std::uint8_t> source) noexcept
+{
+    std::array<RegisterWrite, largest_block / word> writes;
+    const std::size_t count = source.size() / word;
+    for (std::size_t i = 0; i < count; ++i) {
+        writes[i] = {address + static_cast<std::uint32_t>(i) * word, wire::load_be32(source.data() + i * word)};
+    }
+    return write_registers(std::span(writes).first(count));
+}
+
+// ---- statistics ----
+
+ControlStatistics ControlChannel::statistics() const noexcept
+{
+    ControlStatistics all;
+    all.requests = requests_.get();
+    all.retries = retries_.get();
+    all.failures = failures_.get();
+    all.pendings = pendings_.get();
+    all.stale = stale_.get();
+    all.foreign = foreign_.get();
+    all.malformed = malformed_.get();
+    all.round_trip_last = std::chrono::nanoseconds(round_trip_last_.get());
+    all.round_trip_max = std::chrono::nanoseconds(round_trip_max_.get());
+    return all;
+}
+
+void ControlChannel::reset_statistics() noexcept
+{
+    for (Counter* counter : {&requests_, &retries_, &failures_, &pendings_, &stale_, &foreign_, &malformed_,
+                             &round_trip_last_, &round_trip_max_}) {
+        counter->set(0);
+    }
+}
+
+}  // namespace vex::device

@@ -1,0 +1,86 @@
+#include "sdk/control/control_outcome.h"
+
+#include <cstdio>
+
+#include "sdk/wire/bootstrap.h"
+
+namespace vex::device {
+
+namespace {
+
+using Kind = ControlOutcome::Kind;
+using wire::gvcp::Command;
+using wire::gvcp::Status;
+
+std::string hexadecimal(std::uint32_t value)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(value));
+    return text;
+}
+
+/// "reading register 0x0A00 (control channel privilege)".
+std::string activity(const ControlOutcome& outcome)
+{
+    const auto bytes = [&] { return std::to_string(outcome.length) + " bytes at " + hexadecimal(outcome.address); };
+    switch (outcome.command) {
+    case Command::read_register: return "reading " + register_text(outcome.address);
+    case Command::write_register: return "writing " + register_text(outcome.address);
+    case Command::read_memory: return "reading " + bytes();
+    case Command::write_memory: return "writing " + bytes();
+    default: return "a command";
+    }
+}
+
+PvResult::Code code_of(Status status)
+{
+    switch (status) {
+    case Status::not_implemented: return PvResult::NotSupported;
+    case Status::invalid_parameter:
+    case Status::invalid_address:
+    case Status::bad_alignment: return PvResult::InvalidParameter;
+    case Status::write_protect:
+    case Status::access_denied:
+    case Status::busy:
+    case Status::wrong_configuration: return PvResult::StateError;
+    default: return PvResult::GenericError;
+    }
+}
+
+}  // namespace
+
+std::string register_text(std::uint32_t address)
+{
+    std::string text = "register " + hexadecimal(address);
+    if (const char* name = wire::bootstrap::name_of(address)) {
+        text += std::string(" (") + name + ")";
+    }
+    return text;
+}
+
+PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device)
+{
+    const auto failure = [&](const std::string& why) {
+        return device.address.to_string() + ": " + activity(outcome) + " failed: " + why;
+    };
+    const auto effort = [&] {
+        return std::to_string(outcome.attempts) + (outcome.attempts == 1 ? " attempt, " : " attempts, ") +
+               std::to_string(outcome.waited.count()) + " ms";
+    };
+    switch (outcome.kind) {
+    case Kind::done: return PvResult::OK;
+    case Kind::no_answer: return {PvResult::Timeout, failure("no answer (" + effort() + ")")};
+    case Kind::malformed: return {PvResult::NetworkError, failure("only malformed answers (" + effort() + ")")};
+    case Kind::pending_too_long:
+        return {PvResult::Timeout, failure("the device kept asking for more time (" + effort() + ")")};
+    case Kind::too_slow: return {PvResult::Timeout, failure("the device answers too slowly (" + effort() + ")")};
+    case Kind::send_failed:
+        return {PvResult::NetworkError, failure("the request could not be sent: " + outcome.error.message())};
+    case Kind::closed: return {PvResult::NotConnected, failure("the connection is closed")};
+    case Kind::refused: break;
+    }
+    return {code_of(outcome.status), failure(std::string(wire::gvcp::text_of(outcome.status)) + " (status " +
+                                             hexadecimal(static_cast<std::uint16_t>(outcome.status)) + ")")};
+}
+
+}  // namespace vex::device

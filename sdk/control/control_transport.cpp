@@ -1,0 +1,30 @@
+#include "sdk/control/control_transport.h"
+
+#include "sdk/net/interfaces.h"
+
+namespace vex::device {
+
+UdpControlTransport::UdpControlTransport(const net::Endpoint& device, net::Ipv4Address local)
+    : device_(device),
+      socket_(net::UdpSocket::open({local.is_any() ? net::local_address_towards(device.address) : local, 0})),
+      local_(socket_.local())
+{}
+
+std::error_code UdpControlTransport::send(std::span<const std::uint8_t> datagram) noexcept
+{
+    return socket_.send_to(device_, datagram);
+}
+
+std::optional<net::Received> UdpControlTransport::receive(std::span<std::uint8_t> buffer,
+                                                          std::chrono::milliseconds timeout) noexcept
+{
+    return socket_.receive(buffer, timeout);
+}
+
+void UdpControlTransport::wake() noexcept
+{
+    // an empty datagram to ourselves: it answers nothing, so the waiting exchange looks up and waits on, or not
+    socket_.send_to(local_, {});
+}
+
+}  // namespace vex::device

@@ -1,0 +1,115 @@
+#include "sdk/control/heartbeat.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "sdk/wire/bootstrap.h"
+
+namespace vex::device {
+
+namespace {
+
+namespace bootstrap = wire::bootstrap;
+using std::chrono::milliseconds;
+
+constexpr milliseconds shortest_interval{100};
+constexpr milliseconds longest_interval{2000};
+/// Between beats while the device does not answer.
+constexpr milliseconds doubt_interval{50};
+/// A device is not given up for fewer.
+constexpr int fewest_missed = 3;
+
+}  // namespace
+
+milliseconds heartbeat_interval(milliseconds timeout) noexcept
+{
+    return std::clamp(timeout / 4, shortest_interval, longest_interval);
+}
+
+HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
+                                   const net::Clock& clock)
+    : channel_(channel), clock_(clock), has_control_(has_control), holder_(holder), begin_(clock.now())
+{}
+
+std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience patience)
+{
+    constexpr std::array<std::uint32_t, 3> addresses = {
+        bootstrap::control_channel_privilege, bootstrap::primary_application_ip, bootstrap::primary_application_port};
+    std::array<std::uint32_t, 3> values{};
+    const std::size_t count = holder_ ? addresses.size() : 1;
+    const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, patience);
+    in_doubt_ = !outcome.ok();
+    missed_in_a_row_ = outcome.ok() ? 0 : missed_in_a_row_ + 1;
+    if (outcome.ok()) {
+        return judge(values[0], {{values[1]}, static_cast<std::uint16_t>(values[2])});
+    }
+    if (outcome.kind == ControlOutcome::Kind::closed) {
+        return std::nullopt;
+    }
+    if (outcome.kind == ControlOutcome::Kind::refused) {
+        in_doubt_ = false;
+        missed_in_a_row_ = 0;
+        if (outcome.status == wire::gvcp::Status::access_denied && has_control_) {
+            return "another application has exclusive control of the device";
+        }
+        // a device that does not let its privilege be read answers all the same, and so is there
+        return std::nullopt;
+    }
+    const auto heard = std::max(channel_.last_answer(), begin_);
+    const auto silent = std::chrono::duration_cast<milliseconds>(clock_.now() - heard);
+    if (silent < silence || missed_in_a_row_ < fewest_missed) {
+        return std::nullopt;
+    }
+    return "the device has not answered for " + std::to_string(silent.count()) + " ms";
+}
+
+std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, const PrivilegeHolder& holder) const
+{
+    if (!has_control_) {
+        return std::nullopt;
+    }
+    if ((privilege & (bootstrap::privilege::control | bootstrap::privilege::exclusive)) == 0) {
+        return "the device no longer knows this application as its controller";
+    }
+    if (holder_ && *holder_ != holder) {
+        return "control of the device went to " + text_of(holder);
+    }
+    return std::nullopt;
+}
+
+Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
+                     std::function<void(std::string)> on_lost)
+    : worker_([connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost)](
+                  Worker::Signals& signals) { run(signals, *connection, *settings, on_lost); })
+{}
+
+void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
+                    const std::function<void(std::string)>& on_lost)
+{
+    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
+    for (;;) {
+        const milliseconds timeout(settings.timeout_ms);
+        const milliseconds chosen(settings.interval_ms);
+        const milliseconds interval = chosen.count() > 0 ? chosen : heartbeat_interval(timeout);
+        // a beat must end well within the time after which the device forgets its controller
+        const Patience patience{std::min(connection.channel().patience().answer_timeout, interval), 1};
+        const auto lost = monitor.beat(timeout, patience);
+        ++settings.beats;
+        if (monitor.is_in_doubt()) {
+            ++settings.missed;
+        }
+        if (connection.channel().is_closed()) {
+            return;
+        }
+        if (lost) {
+            on_lost(*lost);
+            return;
+        }
+        if (!signals.pause(monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval)) {
+            return;
+        }
+    }
+}
+
+}  // namespace vex::device

@@ -1,0 +1,80 @@
+// The heartbeat: keeps the privilege alive and notices when the device or the privilege is gone.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sdk/control/connection.h"
+#include "sdk/control/worker.h"
+#include "sdk/net/clock.h"
+
+namespace vex::device {
+
+/// One beat at a time: asks the device who controls it and judges the answer. No thread of its own.
+///
+/// Thread safety: one thread at a time.
+class HeartbeatMonitor {
+public:
+    /// `has_control`: this side holds a privilege whose loss is to be noticed. `holder`: what the device said of its
+    /// controller when this side became it, where it does. The channel and the clock must outlive the monitor.
+    HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
+                     const net::Clock& clock);
+
+    /// Asks the device. Empty while all is well; else why the connection is lost. A device is given up when nothing at
+    /// all has been heard from it for `silence` and several beats: after a pause of this process, in a debugger say,
+    /// one lost datagram must not count as a long silence.
+    [[nodiscard]] std::optional<std::string> beat(std::chrono::milliseconds silence, Patience patience);
+
+    /// The last beat was not answered: the next one should come soon.
+    [[nodiscard]] bool is_in_doubt() const noexcept { return in_doubt_; }
+
+private:
+    [[nodiscard]] std::optional<std::string> judge(std::uint32_t privilege, const PrivilegeHolder& holder) const;
+
+    ControlChannel& channel_;
+    const net::Clock& clock_;
+    bool has_control_;
+    std::optional<PrivilegeHolder> holder_;
+    bool in_doubt_ = false;
+    int missed_in_a_row_ = 0;
+    net::Clock::time_point begin_;
+};
+
+/// The time between beats for a device that forgets its controller after `timeout`.
+[[nodiscard]] std::chrono::milliseconds heartbeat_interval(std::chrono::milliseconds timeout) noexcept;
+
+/// What the heartbeat is told while it runs. All members may be used from any thread.
+struct HeartbeatSettings {
+    std::atomic<std::uint32_t> timeout_ms{3000};  ///< the device's
+    std::atomic<std::uint32_t> interval_ms{0};    ///< 0: from the timeout
+    std::atomic<std::uint64_t> beats{0};
+    std::atomic<std::uint64_t> missed{0};
+};
+
+/// The thread that beats. It keeps what it uses alive by itself, so that its owner may be destroyed from within
+/// `on_lost`.
+class Heartbeat {
+public:
+    /// `on_lost` is called once, on the heartbeat's thread, when the connection is lost; the thread touches nothing of
+    /// its owner afterwards.
+    Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
+              std::function<void(std::string reason)> on_lost);
+
+    /// Beats at once instead of when the interval is over.
+    void check_now() { worker_.wake(); }
+    /// As Worker::stop; destruction stops, too.
+    void stop(std::chrono::milliseconds patience) noexcept { worker_.stop(patience); }
+
+private:
+    static void run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
+                    const std::function<void(std::string)>& on_lost);
+
+    Worker worker_;
+};
+
+}  // namespace vex::device

@@ -1,0 +1,67 @@
+#include "sdk/control/worker.h"
+
+#include <utility>
+
+namespace vex::device {
+
+namespace {
+
+constexpr std::chrono::milliseconds destruction_patience{5000};
+
+}  // namespace
+
+struct Worker::State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool stop = false;
+    bool awake = false;
+    bool done = false;
+};
+
+bool Worker::Signals::pause(std::chrono::milliseconds time)
+{
+    std::unique_lock lock(state_.mutex);
+    state_.changed.wait_for(lock, time, [this] { return state_.stop || state_.awake; });
+    state_.awake = false;
+    return !state_.stop;
+}
+
+Worker::Worker(std::function<void(Signals&)> work) : state_(std::make_shared<State>())
+{
+    thread_ = std::thread([state = state_, work = std::move(work)] {
+        Signals signals(*state);
+        work(signals);
+        const std::scoped_lock lock(state->mutex);
+        state->done = true;
+        state->changed.notify_all();
+    });
+}
+
+Worker::~Worker() { stop(destruction_patience); }
+
+void Worker::wake()
+{
+    const std::scoped_lock lock(state_->mutex);
+    state_->awake = true;
+    state_->changed.notify_all();
+}
+
+void Worker::stop(std::chrono::milliseconds patience) noexcept
+{
+    if (!thread_.joinable()) {
+        return;
+    }
+    {
+        std::unique_lock lock(state_->mutex);
+        state_->stop = true;
+        state_->changed.notify_all();
+        if (thread_.get_id() == std::this_thread::get_id() ||
+            !state_->changed.wait_for(lock, patience, [&] { return state_->done; })) {
+            thread_.detach();
+            return;
+        }
+    }
+    thread_.join();
+}
+
+}  // namespace vex::device

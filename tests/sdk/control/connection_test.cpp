@@ -1,0 +1,334 @@
+#include "sdk/control/connection.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "tests/sdk/control/raw_camera.h"
+#include "tests/sdk/control/scripted_transport.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device::Connection;
+using device_test::Bytes;
+using device_test::RawCameraOptions;
+using device_test::RawDevice;
+using device_test::ScriptedTransport;
+
+const net::Endpoint other_application{{0x7F000001}, 50123};
+
+class ConnectionTest : public testing::Test {
+protected:
+    static RawCameraOptions sound()
+    {
+        RawCameraOptions options;
+        options.address = ScriptedTransport::camera.address;
+        return options;
+    }
+
+    RawDevice& start(const RawCameraOptions& options)
+    {
+        responder = std::make_unique<RawDevice>(options);
+        return *responder;
+    }
+
+    PvResult open(PvAccessType access)
+    {
+        auto transport = std::make_unique<ScriptedTransport>(clock);
+        transport->on_send = [this, &wire = *transport](const Bytes& request) {
+            if (responder) {
+                for (Bytes& answer : responder->answers(request, wire.local())) {
+                    wire.deliver(std::move(answer), 1ms);
+                }
+            }
+        };
+        target.device = ScriptedTransport::camera;
+        target.access = access;
+        return Connection::open(target, {100ms, 2}, std::move(transport), clock, connection);
+    }
+
+    device_test::ManualClock clock;
+    const net::Clock::time_point begin = clock.now();
+    std::unique_ptr<RawDevice> responder;
+    const std::string name = ScriptedTransport::camera.address.to_string();
+    device::ConnectionTarget target;
+    std::shared_ptr<Connection> connection;
+};
+
+TEST_F(ConnectionTest, TakesAndReturnsControl)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_EQ(camera.reg(0x0A00), 2U);
+    EXPECT_TRUE(connection->has_control());
+    EXPECT_EQ(connection->facts().heartbeat_timeout_ms, 3000U);
+    EXPECT_EQ(connection->facts().stream_channels, 1U);
+    connection->close();
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+    std::uint32_t value = 0;
+    EXPECT_EQ(connection->channel().read_register(0, value).kind, device::ControlOutcome::Kind::closed);
+}
+
+TEST_F(ConnectionTest, TakesExclusiveControl)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessExclusive).IsOK());
+    EXPECT_EQ(camera.reg(0x0A00), 1U);
+    connection->close();
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+TEST_F(ConnectionTest, WritesNoPrivilegeToReadOrToOpen)
+{
+    RawDevice& camera = start(sound());
+    for (const PvAccessType access : {PvAccessOpen, PvAccessReadOnly}) {
+        ASSERT_TRUE(open(access).IsOK());
+        EXPECT_FALSE(connection->has_control());
+        EXPECT_EQ(connection->check_writable().IsOK(), access == PvAccessOpen);
+        connection->close();
+    }
+    EXPECT_EQ(camera.count(0x0082), 0);
+}
+
+TEST_F(ConnectionTest, ReadsWhatAnotherApplicationControls)
+{
+    RawDevice& camera = start(sound());
+    camera.set_control(2, other_application);
+    EXPECT_TRUE(open(PvAccessReadOnly).IsOK());
+    EXPECT_EQ(camera.reg(0x0A00), 2U);
+}
+
+TEST_F(ConnectionTest, SaysWhoHasControl)
+{
+    RawDevice& camera = start(sound());
+    camera.set_control(2, other_application);
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by 127.0.0.1, port 50123");
+    EXPECT_EQ(connection, nullptr);
+    EXPECT_EQ(camera.reg(0x0A00), 2U);
+}
+
+TEST_F(ConnectionTest, SaysThatSomebodyHasControlWhenTheDeviceDoesNotTellWho)
+{
+    auto options = sound();
+    options.capabilities &= ~0x08000000U;
+    RawDevice& camera = start(options);
+    camera.set_control(2, other_application);
+    const PvResult result = open(PvAccessExclusive);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by another application");
+}
+
+TEST_F(ConnectionTest, SaysThatSomebodyHasExclusiveControlWhoLetsNobodyRead)
+{
+    RawDevice& camera = start(sound());
+    camera.set_control(1, other_application);
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        return std::vector<Bytes>{RawDevice::ack(request, 0x8006, {})};
+    });
+    const PvResult result = open(PvAccessReadOnly);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled exclusively by another application");
+}
+
+TEST_F(ConnectionTest, SaysThatControlWasDeniedAtTheLastMoment)
+{
+    RawDevice& camera = start(sound());
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82) {
+            return std::vector<Bytes>{RawDevice::ack(request, 0x8006, {0, 0, 0, 0})};
+        }
+        return std::nullopt;
+    });
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_EQ(result.description(), "The device " + name + " is controlled by another application");
+}
+
+TEST_F(ConnectionTest, NoticesADeviceThatAcknowledgesButDoesNotGrant)
+{
+    RawDevice& camera = start(sound());
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82) {
+            return std::vector<Bytes>{RawDevice::ack(request, 0, {0, 0, 0, 1})};
+        }
+        return std::nullopt;
+    });
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_NE(result.description().find("did not grant control"), std::string::npos);
+}
+
+TEST_F(ConnectionTest, GivesControlBackWhenItCannotBeConfirmed)
+{
+    RawDevice& camera = start(sound());
+    std::atomic<bool> written{false};
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82) {
+            written = true;
+        }
+        if (request[3] == 0x80 && written) {
+            return std::vector<Bytes>{};  // silent
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+TEST_F(ConnectionTest, RefusesADeviceOfANewerProtocol)
+{
+    auto options = sound();
+    options.version = 0x00030001;
+    RawDevice& camera = start(options);
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::BadVersion);
+    EXPECT_NE(result.description().find("3.1"), std::string::npos);
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+TEST_F(ConnectionTest, TakesDevicesThatDoNotTellTheirVersion)
+{
+    auto options = sound();
+    options.version = 0;
+    start(options);
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+}
+
+TEST_F(ConnectionTest, KeepsToSensibleHeartbeatsWhateverTheDeviceTells)
+{
+    const std::pair<std::uint32_t, std::uint32_t> cases[] = {
+        {0, 3000}, {1, 100}, {100, 100}, {3'600'000, 3'600'000}, {0xFFFFFFFF, 3'600'000}};
+    for (const auto& [told, taken] : cases) {
+        auto options = sound();
+        options.heartbeat_timeout = told;
+        start(options);
+        ASSERT_TRUE(open(PvAccessControl).IsOK());
+        EXPECT_EQ(connection->facts().heartbeat_timeout_ms, taken) << told;
+        connection->close();
+    }
+}
+
+TEST_F(ConnectionTest, RefusesAnotherDeviceAtTheSameAddress)
+{
+    start(sound());
+    target.mac = *net::MacAddress::parse("02:11:22:33:44:66");
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::NotFound);
+    EXPECT_NE(result.description().find("02:11:22:33:44:55"), std::string::npos);
+    target.mac = *net::MacAddress::parse("02:11:22:33:44:55");
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+}
+
+TEST_F(ConnectionTest, WaitsLessThanASecondForNobodyAndHintsAtTheCause)
+{
+    target.hint = "the cable, perhaps";
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+    EXPECT_NE(result.description().find(name), std::string::npos);
+    EXPECT_NE(result.description().find("; the cable, perhaps"), std::string::npos);
+    EXPECT_EQ(clock.now() - begin, 900ms);
+}
+
+TEST_F(ConnectionTest, ClosesInABoundedTimeWhenTheDeviceIsGone)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    camera.mute(true);
+    const auto closing = clock.now();
+    connection->close();
+    EXPECT_EQ(clock.now() - closing, 300ms);
+}
+
+TEST_F(ConnectionTest, GivesControlBackThoughTheFirstRequestIsLost)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    int writes = 0;
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && ++writes == 1) {
+            return std::vector<Bytes>{};
+        }
+        return std::nullopt;
+    });
+    connection->close();
+    EXPECT_EQ(writes, 2);
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+TEST_F(ConnectionTest, WritesMemoryByRegistersWhereTheDeviceHasNoWriteMem)
+{
+    for (const bool has_write_memory : {true, false}) {
+        auto options = sound();
+        options.capabilities = has_write_memory ? options.capabilities | 2U : options.capabilities & ~2U;
+        RawDevice& camera = start(options);
+        ASSERT_TRUE(open(PvAccessControl).IsOK());
+        EXPECT_TRUE(connection->channel().write_memory(0xA000, Bytes{1, 2, 3, 4}).ok());
+        EXPECT_EQ(camera.reg(0xA000), 0x01020304U);
+        EXPECT_EQ(camera.count(0x0086), has_write_memory ? 1 : 0);
+        connection->close();
+    }
+}
+
+TEST_F(ConnectionTest, LosingTellsTheDeviceNothing)
+{
+    RawDevice& camera = start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_TRUE(connection->lose("pulled"));
+    EXPECT_FALSE(connection->lose("again"));
+    EXPECT_EQ(connection->loss_reason(), "pulled");
+    connection->close();
+    EXPECT_EQ(camera.reg(0x0A00), 2U);
+}
+
+TEST_F(ConnectionTest, SurvivesADeviceThatAnswersNonsense)
+{
+    RawDevice& camera = start(sound());
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        return std::vector<Bytes>{{0}, Bytes(2000, 0xFF), RawDevice::ack(request, 0, {1})};
+    });
+    const PvResult result = open(PvAccessControl);
+    EXPECT_EQ(result.GetCode(), PvResult::NetworkError);
+    EXPECT_NE(result.description().find("malformed"), std::string::npos);
+}
+
+// ---- on sockets ----
+
+TEST(ConnectionOnSockets, ClosingEndsAnAccessUnderWayOnAnotherThread)
+{
+    RawCameraOptions options;
+    options.address = device_test::loopback(33);
+    device_test::RawCamera camera(options);
+    std::shared_ptr<Connection> connection;
+    device::ConnectionTarget target;
+    target.device = {options.address, 3956};
+    ASSERT_TRUE(Connection::open(target, {60s, 10}, connection).IsOK());
+    std::promise<void> asked;
+    std::atomic<bool> first{true};
+    camera.intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x80) {
+            return std::nullopt;
+        }
+        if (first.exchange(false)) {
+            asked.set_value();
+        }
+        return std::vector<Bytes>{};
+    });
+    auto reading = std::async(std::launch::async, [&] {
+        std::uint32_t value = 0;
+        return connection->channel().read_register(0xA000, value).kind;
+    });
+    asked.get_future().wait();
+    const auto begin = std::chrono::steady_clock::now();
+    connection->close();
+    EXPECT_EQ(reading.get(), device::ControlOutcome::Kind::closed);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+    EXPECT_EQ(camera.reg(0x0A00), 0U);
+}
+
+}  // namespace

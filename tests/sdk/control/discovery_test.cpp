@@ -1,0 +1,111 @@
+// A search for devices, with its time and its datagrams in the hands of the test.
+#include "sdk/control/discovery.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/sdk/control/scripted_network.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+
+constexpr net::Ipv4Address ip(unsigned a, unsigned b, unsigned c, unsigned d)
+{
+    return {a << 24 | b << 16 | c << 8 | d};
+}
+
+TEST(IsReachable, ByTheMasksOfBothEnds)
+{
+    const net::Interface host{"eth0", "", ip(192, 168, 1, 5), ip(255, 255, 0, 0), {}, {}, 1500, false};
+    wire::gvcp::DiscoveryAcknowledge facts;
+    facts.address = ip(192, 168, 2, 9);
+    facts.mask = ip(255, 255, 0, 0);
+    EXPECT_TRUE(device::is_reachable(host, facts));
+    // its answers to 192.168.1.5 would go to a router
+    facts.mask = ip(255, 255, 255, 0);
+    EXPECT_FALSE(device::is_reachable(host, facts));
+    // it does not tell
+    facts.mask = {};
+    EXPECT_TRUE(device::is_reachable(host, facts));
+    facts.address = ip(192, 169, 2, 9);
+    EXPECT_FALSE(device::is_reachable(host, facts));
+    facts.address = {};
+    EXPECT_FALSE(device::is_reachable(host, facts));
+}
+
+Bytes discovery_acknowledge(std::uint8_t last_of_mac)
+{
+    Bytes bytes = device_test::hex("0000 0003 00F8 0001");
+    bytes.resize(8 + 248);
+    bytes[8 + 15] = last_of_mac;
+    return bytes;
+}
+
+TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
+{
+    device_test::ScriptedNetwork network;
+    device::DiscoveryOptions options;
+    options.timeout = 1000ms;
+    options.access_status = false;
+    device::Discovery discovery(network.hosts, options, network);
+    std::vector<std::uint8_t> told;
+    const auto on_found = [&](const device::FoundDevice& found) {
+        told.push_back(found.facts.mac.bytes[5]);
+        return true;
+    };
+    network.time.advance(999ms);
+    discovery.handle(0, discovery_acknowledge(1), on_found);
+    network.time.advance(1ms);
+    discovery.handle(0, discovery_acknowledge(2), on_found);
+    EXPECT_EQ(told, std::vector<std::uint8_t>{1});
+    EXPECT_EQ(discovery.statistics().acknowledges, 2U);
+}
+
+TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
+{
+    device_test::ScriptedNetwork network;
+    device_test::RawCameraOptions options;
+    options.address = device_test::ScriptedNetwork::at(30);
+    options.mask = device_test::ScriptedNetwork::host_mask.value;
+    device_test::RawDevice camera(options);
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] != 0x80) {
+            return std::nullopt;
+        }
+        const Bytes controlled = device_test::RawDevice::ack(request, 0, {0, 0, 0, 2});
+        return std::vector<Bytes>{controlled, controlled};
+    });
+    network.attach(camera);
+    device::Discovery discovery(network.hosts, {}, network);
+    std::vector<PvAccessType> told;
+    discovery.run([&](const device::FoundDevice& found) {
+        told.push_back(found.access);
+        return true;
+    });
+    EXPECT_EQ(told, std::vector<PvAccessType>{PvAccessControl});
+    EXPECT_EQ(discovery.statistics().unexpected, 1U);
+}
+
+TEST(DiscoveryAnswers, TellNoMoreDevicesThanTheLimit)
+{
+    device_test::ScriptedNetwork network;
+    device::DiscoveryOptions options;
+    options.access_status = false;
+    device::Discovery discovery(network.hosts, options, network);
+    std::size_t told = 0;
+    Bytes acknowledge = discovery_acknowledge(0);
+    for (std::size_t i = 1; i <= device::Discovery::most_devices + 10; ++i) {
+        acknowledge[8 + 14] = static_cast<std::uint8_t>(i >> 8);
+        acknowledge[8 + 15] = static_cast<std::uint8_t>(i);
+        discovery.handle(0, acknowledge, [&](const device::FoundDevice&) {
+            ++told;
+            return true;
+        });
+    }
+    EXPECT_EQ(told, device::Discovery::most_devices);
+}
+
+}  // namespace

@@ -1,0 +1,258 @@
+#include "sdk/control/heartbeat.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "tests/sdk/control/raw_camera.h"
+#include "tests/sdk/control/scripted_transport.h"
+
+using namespace vex;
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Bytes;
+using device_test::hex;
+
+TEST(HeartbeatInterval, IsAQuarterOfTheTimeoutWithinLimits)
+{
+    EXPECT_EQ(device::heartbeat_interval(3000ms), 750ms);
+    EXPECT_EQ(device::heartbeat_interval(200ms), 100ms);
+    EXPECT_EQ(device::heartbeat_interval(60s), 2000ms);
+}
+
+class HeartbeatMonitorTest : public testing::Test {
+protected:
+    void answer_with(std::string_view bytes)
+    {
+        transport.on_send = [this, reply = hex(bytes)](const Bytes& request) {
+            Bytes good = reply;
+            good[6] = request[6];
+            good[7] = request[7];
+            transport.deliver(good);
+        };
+    }
+
+    std::optional<std::string> beat(device::HeartbeatMonitor& monitor)
+    {
+        clock.advance(750ms);
+        return monitor.beat(3000ms, {500ms, 1});
+    }
+
+    device_test::ManualClock clock;
+    device_test::ScriptedTransport transport{clock};
+    device::ControlChannel channel{transport, clock};
+};
+
+TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    answer_with("0000 0081 0004 0000 00000002");
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(beat(monitor), std::nullopt);
+    }
+    EXPECT_EQ(transport.sent.at(0), hex("42 01 0080 0004 0001 00000A00"));
+}
+
+TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    answer_with("0000 0081 0004 0000 00000000");
+    const auto lost = beat(monitor);
+    ASSERT_TRUE(lost);
+    EXPECT_NE(lost->find("no longer knows this application"), std::string::npos);
+}
+
+TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
+{
+    device::HeartbeatMonitor monitor(channel, false, std::nullopt, clock);
+    answer_with("0000 0081 0004 0000 00000000");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+}
+
+TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
+{
+    channel.set_concatenation(true);
+    device::HeartbeatMonitor monitor(channel, true, device::PrivilegeHolder{{0xC0A80101}, 40000}, clock);
+    answer_with("0000 0081 000C 0000 00000002 C0A80101 00009C40");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    answer_with("0000 0081 000C 0000 00000002 C0A80107 0000C350");
+    const auto lost = beat(monitor);
+    ASSERT_TRUE(lost);
+    EXPECT_EQ(*lost, "control of the device went to 192.168.1.7, port 50000");
+}
+
+TEST_F(HeartbeatMonitorTest, NoticesThatItIsDeniedAccess)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    answer_with("8006 0081 0000 0000");
+    EXPECT_TRUE(beat(monitor));
+}
+
+TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    answer_with("0000 0081 0004 0000 00000002");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    const auto heard = clock.now();
+    transport.on_send = nullptr;
+    std::optional<std::string> lost;
+    while (!lost) {
+        lost = monitor.beat(3000ms, {500ms, 1});
+        EXPECT_TRUE(monitor.is_in_doubt());
+    }
+    EXPECT_EQ(clock.now() - heard, 3000ms);
+    EXPECT_EQ(*lost, "the device has not answered for 3000 ms");
+}
+
+TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    for (int i = 0; i < 20; ++i) {
+        transport.on_send = nullptr;
+        EXPECT_EQ(monitor.beat(3000ms, {500ms, 1}), std::nullopt);
+        answer_with("8003 0081 0000 0000");
+        std::uint32_t value = 0;
+        EXPECT_FALSE(channel.read_register(0xFFFF0000, value).ok());
+    }
+}
+
+TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    answer_with("0000 0081 0004 0000 00000002");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    clock.advance(60s);  // a debugger held this process
+    transport.on_send = nullptr;
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    answer_with("0000 0081 0004 0000 00000002");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    EXPECT_FALSE(monitor.is_in_doubt());
+}
+
+TEST_F(HeartbeatMonitorTest, CountsOnlyMissedBeatsInARow)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    for (int i = 0; i < 3; ++i) {
+        transport.on_send = nullptr;
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        answer_with("0000 0081 0004 0000 00000002");
+        EXPECT_EQ(beat(monitor), std::nullopt);
+        clock.advance(60s);  // a debugger held this process
+    }
+}
+
+TEST_F(HeartbeatMonitorTest, AClosedChannelIsNoLoss)
+{
+    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    channel.close();
+    EXPECT_EQ(beat(monitor), std::nullopt);
+}
+
+// ---- the thread, against a camera ----
+
+class HeartbeatThreadTest : public testing::Test {
+protected:
+    HeartbeatThreadTest()
+    {
+        device_test::RawCameraOptions options;
+        options.address = device_test::loopback(32);
+        options.heartbeat_timeout = 400;
+        camera = std::make_unique<device_test::RawCamera>(options);
+        device::ConnectionTarget target;
+        target.device = {options.address, 3956};
+        const PvResult result = device::Connection::open(target, {100ms, 2}, connection);
+        EXPECT_TRUE(result.IsOK()) << result.description();
+        settings->timeout_ms = connection->facts().heartbeat_timeout_ms;
+    }
+    ~HeartbeatThreadTest() override
+    {
+        camera->mute(false);
+        connection->close();
+    }
+
+    std::unique_ptr<device_test::RawCamera> camera;
+    std::shared_ptr<device::Connection> connection;
+    std::shared_ptr<device::HeartbeatSettings> settings = std::make_shared<device::HeartbeatSettings>();
+    std::promise<std::string> lost;
+};
+
+TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
+{
+    const int before = camera->count(0x0080);
+    settings->interval_ms = 20;
+    const device::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
+    while (camera->count(0x0080) < before + 5) {
+        std::this_thread::yield();
+    }
+    EXPECT_GE(settings->beats, 4U);
+}
+
+TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
+{
+    settings->timeout_ms = 100;
+    const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    camera->mute(true);
+    auto reason = lost.get_future();
+    ASSERT_EQ(reason.wait_for(10s), std::future_status::ready);
+    EXPECT_NE(reason.get().find("has not answered"), std::string::npos);
+    EXPECT_GE(settings->missed, 3U);
+}
+
+TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
+{
+    connection->channel().set_patience({std::chrono::hours(1), 1});
+    settings->timeout_ms = 100;
+    const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    camera->mute(true);
+    EXPECT_EQ(lost.get_future().wait_for(20s), std::future_status::ready);
+    EXPECT_GE(settings->missed, 3U);
+}
+
+TEST_F(HeartbeatThreadTest, ChecksAtOnceWhenAsked)
+{
+    settings->interval_ms = 3'600'000;
+    device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    while (settings->beats < 1) {
+        std::this_thread::yield();
+    }
+    camera->set_control(0);
+    heartbeat.check_now();
+    auto reason = lost.get_future();
+    ASSERT_EQ(reason.wait_for(10s), std::future_status::ready);
+    EXPECT_NE(reason.get().find("no longer knows"), std::string::npos);
+}
+
+TEST_F(HeartbeatThreadTest, MayBeDestroyedFromWithinItsCallback)
+{
+    auto gone = std::make_shared<std::promise<void>>();
+    auto ended = gone->get_future();
+    std::unique_ptr<device::Heartbeat> heartbeat;
+    std::mutex made;
+    {
+        const std::scoped_lock lock(made);
+        heartbeat = std::make_unique<device::Heartbeat>(connection, settings, [&, gone](const std::string&) {
+            {
+                const std::scoped_lock inner(made);
+                heartbeat.reset();
+            }
+            gone->set_value();
+        });
+    }
+    camera->set_control(0);
+    EXPECT_EQ(ended.wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(HeartbeatThreadTest, StopsWithoutWaitingForItsInterval)
+{
+    settings->interval_ms = 3'600'000;
+    const auto begin = std::chrono::steady_clock::now();
+    device::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
+    heartbeat.stop(10s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+}
+
+}  // namespace
