@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "sdk/genapi/zip.h"
+#include "sdk/description/zip.h"
 
 namespace bench {
 

@@ -6,10 +6,10 @@
 #include <system_error>
 
 #include "sdk/control/force_ip.h"
+#include "sdk/description/file_path.h"
 #include "sdk/device/device_impl.h"
 #include "sdk/device/device_info_impl.h"
 #include "sdk/device/device_lookup.h"
-#include "sdk/device/file_path.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bytes.h"

@@ -11,8 +11,8 @@
 
 #include "sdk/control/connection.h"
 #include "sdk/control/heartbeat.h"
+#include "sdk/description/description_source.h"
 #include "sdk/device/PvDevice.h"
-#include "sdk/device/description_source.h"
 #include "sdk/device/event_sinks.h"
 #include "sdk/device/feature_poller.h"
 #include "sdk/device/link_parameters.h"

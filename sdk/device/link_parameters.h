@@ -11,7 +11,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/control/connection.h"
 #include "sdk/control/heartbeat.h"
-#include "sdk/device/description_source.h"
+#include "sdk/description/description_source.h"
 #include "sdk/genicam/software_parameters.h"
 
 namespace vex::device {

@@ -11,7 +11,7 @@
 #include "sdk/control/control_channel.h"
 #include "sdk/control/control_transport.h"
 #include "sdk/control/discovery.h"
-#include "sdk/device/description_source.h"
+#include "sdk/description/description_source.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;

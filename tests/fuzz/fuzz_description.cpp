@@ -2,8 +2,8 @@
 // registers hold what the input leads to.
 #include <string>
 
+#include "sdk/description/zip.h"
 #include "sdk/genapi/node_map.h"
-#include "sdk/genapi/zip.h"
 #include "tests/fuzz/input.h"
 
 namespace {

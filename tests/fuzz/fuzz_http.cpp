@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "sdk/device/http_answer.h"
+#include "sdk/description/http_answer.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;

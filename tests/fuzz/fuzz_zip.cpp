@@ -1,5 +1,5 @@
 // Packed descriptions: any bytes may be given for an archive; what is unpacked stays within its limits.
-#include "sdk/genapi/zip.h"
+#include "sdk/description/zip.h"
 #include "tests/fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

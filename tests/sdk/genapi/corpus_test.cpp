@@ -12,8 +12,8 @@
 #include <map>
 #include <string_view>
 
+#include "sdk/description/zip.h"
 #include "sdk/genapi/node_map.h"
-#include "sdk/genapi/zip.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "sdk/device/description_source.h"
+#include "sdk/description/description_source.h"
 
 #include <gtest/gtest.h>
 

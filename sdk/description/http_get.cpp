@@ -1,4 +1,4 @@
-#include "sdk/device/http_get.h"
+#include "sdk/description/http_get.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "sdk/device/http_answer.h"
-#include "sdk/device/url_text.h"
+#include "sdk/description/http_answer.h"
+#include "sdk/description/url_text.h"
 #include "sdk/net/tcp_connection.h"
 
 namespace vex::device {

@@ -1,11 +1,11 @@
-#include "sdk/device/http_answer.h"
+#include "sdk/description/http_answer.h"
 
 #include <algorithm>
 #include <charconv>
 #include <system_error>
 #include <utility>
 
-#include "sdk/device/url_text.h"
+#include "sdk/description/url_text.h"
 
 namespace vex::device {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sdk/device/http_answer.h"
+#include "sdk/description/http_answer.h"
 
 using namespace vex;
 

@@ -1,4 +1,4 @@
-#include "sdk/device/description_source.h"
+#include "sdk/description/description_source.h"
 
 #include <algorithm>
 #include <array>
@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "sdk/device/file_path.h"
-#include "sdk/device/http_get.h"
-#include "sdk/device/url_text.h"
+#include "sdk/description/file_path.h"
+#include "sdk/description/http_get.h"
+#include "sdk/description/url_text.h"
+#include "sdk/description/zip.h"
 #include "sdk/genapi/errors.h"
-#include "sdk/genapi/zip.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::device {

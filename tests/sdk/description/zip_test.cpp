@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "sdk/genapi/zip.h"
+#include "sdk/description/zip.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "sdk/device/http_get.h"
+#include "sdk/description/http_get.h"
 #include "tests/sdk/net/local_server.h"
 
 using namespace vex;

@@ -1,4 +1,4 @@
-#include "sdk/genapi/zip.h"
+#include "sdk/description/zip.h"
 
 #include <algorithm>
 #include <cctype>
