@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/wire/gvcp.h"
 
 namespace vex::device {

@@ -8,7 +8,7 @@
 #include <span>
 #include <system_error>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/udp_socket.h"
 
 namespace vex::device {

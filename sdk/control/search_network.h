@@ -11,7 +11,7 @@
 #include <system_error>
 #include <vector>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/interfaces.h"
 

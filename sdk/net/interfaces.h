@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::net {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/udp_socket.h"
 
 namespace vex::net {

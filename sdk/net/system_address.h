@@ -7,7 +7,7 @@
 #include <netinet/in.h>
 #endif
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::net {
 

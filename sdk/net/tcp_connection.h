@@ -10,7 +10,7 @@
 #include <string>
 #include <system_error>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::net {
 

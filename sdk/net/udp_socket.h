@@ -8,7 +8,7 @@
 #include <span>
 #include <system_error>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::net {
 

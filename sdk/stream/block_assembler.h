@@ -8,7 +8,7 @@
 #include <optional>
 #include <span>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/packet_receiver.h"
 #include "sdk/stream/block_frame.h"

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/address.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/net/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream/block_assembler.h"

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::virtual_device {
 

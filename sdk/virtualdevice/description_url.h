@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/virtualdevice/register_map.h"
 
 namespace vex::virtual_device {

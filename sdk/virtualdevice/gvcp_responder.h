@@ -13,7 +13,7 @@
 #include <span>
 #include <vector>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/register_map.h"

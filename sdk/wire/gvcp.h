@@ -11,7 +11,7 @@
 #include <span>
 #include <string>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace vex::wire::gvcp {
 

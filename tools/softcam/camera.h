@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 #include "tests/sdk/control/scripted_transport.h"
 
 namespace device_test {

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 namespace net_test {
 

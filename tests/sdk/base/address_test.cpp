@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 using namespace vex;
 

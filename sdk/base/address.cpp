@@ -1,4 +1,4 @@
-#include "sdk/net/address.h"
+#include "sdk/base/address.h"
 
 #include <charconv>
 #include <cstddef>
