@@ -1,7 +1,7 @@
 #include "sdk/buffer/PvBuffer.h"
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/buffer/memory.h"
 
 using namespace vex;

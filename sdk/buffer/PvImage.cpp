@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/wire/pixel_format.h"
 
 using namespace vex;

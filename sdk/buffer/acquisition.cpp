@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "sdk/buffer/failure.h"
+#include "sdk/base/failure.h"
 #include "sdk/buffer/memory.h"
 #include "sdk/wire/pixel_format.h"
 

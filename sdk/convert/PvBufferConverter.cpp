@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/convert/PvFilterRGB.h"
 #include "sdk/convert/conversion.h"
 #include "sdk/convert/thread_pool.h"

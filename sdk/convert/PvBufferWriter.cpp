@@ -4,12 +4,12 @@
 #include <exception>
 #include <new>
 
+#include "sdk/base/failure.h"
+#include "sdk/base/whole_file.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/convert/bmp.h"
 #include "sdk/convert/formats.h"
 #include "sdk/convert/views.h"
-#include "sdk/convert/whole_file.h"
 
 using namespace vex;
 

@@ -4,9 +4,9 @@
 #include <new>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/convert/filter_target.h"
 #include "sdk/convert/views.h"
 

@@ -5,8 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/PvBuffer.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/convert/color.h"
 #include "sdk/convert/conversion.h"
 #include "sdk/convert/filter_target.h"

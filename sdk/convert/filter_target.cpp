@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 #include "sdk/convert/views.h"
 
 namespace vex::convert {

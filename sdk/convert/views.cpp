@@ -1,7 +1,7 @@
 #include "sdk/convert/views.h"
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/acquisition.h"
-#include "sdk/buffer/failure.h"
 
 namespace vex::convert {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
+#include "sdk/base/whole_file.h"
 #include "sdk/convert/formats.h"
-#include "sdk/convert/whole_file.h"
 
 using namespace vex;
 

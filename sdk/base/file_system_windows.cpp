@@ -1,5 +1,5 @@
 // Windows' own functions: the older C runtime takes no long paths and loses the reason of a failure.
-#include "sdk/convert/file_system.h"
+#include "sdk/base/file_system.h"
 
 #include <windows.h>
 

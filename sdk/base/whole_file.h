@@ -7,7 +7,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
-#include "sdk/convert/file_system.h"
+#include "sdk/base/file_system.h"
 
 namespace vex::convert {
 

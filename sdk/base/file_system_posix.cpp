@@ -1,4 +1,4 @@
-#include "sdk/convert/file_system.h"
+#include "sdk/base/file_system.h"
 
 #include <fcntl.h>
 #include <unistd.h>

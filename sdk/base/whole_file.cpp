@@ -1,8 +1,8 @@
-#include "sdk/convert/whole_file.h"
+#include "sdk/base/whole_file.h"
 
 #include <string>
 
-#include "sdk/buffer/failure.h"
+#include "sdk/base/failure.h"
 
 namespace vex::convert {
 namespace {
