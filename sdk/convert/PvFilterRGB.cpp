@@ -11,7 +11,7 @@
 #include "sdk/convert/conversion.h"
 #include "sdk/convert/filter_target.h"
 #include "sdk/convert/pack.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 #include "sdk/convert/unpack.h"
 #include "sdk/convert/views.h"
 

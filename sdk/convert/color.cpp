@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "sdk/convert/PvFilterRGB.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 #include "sdk/convert/yuv_coefficients.h"
 
 namespace vex::convert {

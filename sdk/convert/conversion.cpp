@@ -5,7 +5,7 @@
 
 #include "sdk/convert/line_converter.h"
 #include "sdk/convert/output_lines.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
 namespace vex::convert {
 namespace {

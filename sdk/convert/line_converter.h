@@ -9,7 +9,7 @@
 #include "sdk/convert/demosaic.h"
 #include "sdk/convert/output_lines.h"
 #include "sdk/convert/pack.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 #include "sdk/convert/unpack.h"
 
 namespace vex::convert {

@@ -5,7 +5,7 @@
 #include <span>
 
 #include "sdk/convert/lines.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
 namespace vex::convert {
 

@@ -10,7 +10,7 @@
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/convert/PvFilterDeinterlace.h"
 #include "sdk/convert/PvFilterRGB.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;

@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 #include "tests/sdk/convert/images.h"
 
 namespace test {

@@ -1,5 +1,5 @@
 // The vector code of every instruction set that this machine has, against the plain code.
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
 #include <gtest/gtest.h>
 

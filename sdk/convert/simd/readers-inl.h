@@ -6,7 +6,7 @@
 #define VEX_SIMD_READERS_INL_H
 #endif
 
-#include "sdk/convert/simd_block-inl.h"
+#include "sdk/convert/simd/block-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 

@@ -16,7 +16,7 @@
 
 #include "sdk/convert/formats.h"
 #include "sdk/convert/lines.h"
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
 #if HWY_TARGET != HWY_SCALAR
 

@@ -1,12 +1,12 @@
 // Lines of YUV into RGB with 8 bits a colour.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_yuv.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/yuv.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_writers-inl.h"
-#include "sdk/convert/simd_yuv-inl.h"
+#include "sdk/convert/simd/writers-inl.h"
+#include "sdk/convert/simd/yuv-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

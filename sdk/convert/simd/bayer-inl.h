@@ -7,7 +7,7 @@
 #endif
 
 #include "sdk/convert/demosaic.h"
-#include "sdk/convert/simd_writers-inl.h"
+#include "sdk/convert/simd/writers-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 

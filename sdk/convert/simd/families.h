@@ -1,7 +1,7 @@
 // The families of line kernels, each in a file of its own. Null where a family has none for the pair.
 #pragma once
 
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
 namespace vex::convert::simd {
 

@@ -7,8 +7,8 @@
 #define VEX_SIMD_FROM_RGB_INL_H
 #endif
 
-#include "sdk/convert/simd_writers-inl.h"
-#include "sdk/convert/simd_yuv-inl.h"
+#include "sdk/convert/simd/writers-inl.h"
+#include "sdk/convert/simd/yuv-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 

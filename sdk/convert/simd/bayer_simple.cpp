@@ -1,11 +1,11 @@
 // Bayer lines into RGB by the simple filter.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_bayer_simple.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/bayer_simple.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_bayer-inl.h"
+#include "sdk/convert/simd/bayer-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

@@ -1,11 +1,11 @@
 // Lines of RGB that is packed more tightly than in bytes or lies in 16-bit words, into other RGB.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_packed_rgb.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/packed_rgb.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_packed_rgb-inl.h"
+#include "sdk/convert/simd/packed_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

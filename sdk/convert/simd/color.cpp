@@ -1,12 +1,12 @@
 // Lines of RGB with 8 bits a colour into others of these.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_color.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/color.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_readers-inl.h"
-#include "sdk/convert/simd_writers-inl.h"
+#include "sdk/convert/simd/readers-inl.h"
+#include "sdk/convert/simd/writers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

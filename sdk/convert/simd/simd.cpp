@@ -1,13 +1,13 @@
-#include "sdk/convert/simd.h"
+#include "sdk/convert/simd/simd.h"
 
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/simd.cpp"
 #include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_block-inl.h"
+#include "sdk/convert/simd/block-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

@@ -1,12 +1,12 @@
 // Lines of YUV into grey and into other YUV.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_yuv_layout.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/yuv_layout.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_from_rgb-inl.h"
-#include "sdk/convert/simd_readers-inl.h"
+#include "sdk/convert/simd/from_rgb-inl.h"
+#include "sdk/convert/simd/readers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

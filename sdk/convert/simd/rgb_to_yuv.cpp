@@ -1,11 +1,11 @@
 // Lines of RGB into grey and YUV.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_rgb_to_yuv.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/rgb_to_yuv.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_packed_rgb-inl.h"
+#include "sdk/convert/simd/packed_rgb-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

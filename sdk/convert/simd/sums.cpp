@@ -1,11 +1,11 @@
 // Sums of the colours of lines, of pixels that are not saturated.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_sums.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/sums.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_block-inl.h"
+#include "sdk/convert/simd/block-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

@@ -1,12 +1,12 @@
 // Lines of grey pixels into every type that takes them in one step.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_mono.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/mono.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_from_rgb-inl.h"
-#include "sdk/convert/simd_readers-inl.h"
+#include "sdk/convert/simd/from_rgb-inl.h"
+#include "sdk/convert/simd/readers-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

@@ -1,11 +1,11 @@
 // Bayer lines into RGB by the 3x3 filter.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_bayer_3x3.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/bayer_3x3.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_bayer-inl.h"
+#include "sdk/convert/simd/bayer-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

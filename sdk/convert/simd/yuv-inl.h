@@ -7,7 +7,7 @@
 #endif
 
 #include "sdk/convert/chroma_groups.h"
-#include "sdk/convert/simd_block-inl.h"
+#include "sdk/convert/simd/block-inl.h"
 #include "sdk/convert/yuv_coefficients.h"
 
 #if HWY_TARGET != HWY_SCALAR

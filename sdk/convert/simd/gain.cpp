@@ -1,11 +1,11 @@
 // Gains and offsets of the samples of a line, in place.
-#include "sdk/convert/simd_families.h"
+#include "sdk/convert/simd/families.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "sdk/convert/simd_gain.cpp"
+#define HWY_TARGET_INCLUDE "sdk/convert/simd/gain.cpp"
 #include <hwy/foreach_target.h>
 
-#include "sdk/convert/simd_yuv-inl.h"
+#include "sdk/convert/simd/yuv-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vex::convert::simd::HWY_NAMESPACE {

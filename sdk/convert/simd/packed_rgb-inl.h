@@ -7,8 +7,8 @@
 #define VEX_SIMD_PACKED_RGB_INL_H
 #endif
 
-#include "sdk/convert/simd_from_rgb-inl.h"
-#include "sdk/convert/simd_readers-inl.h"
+#include "sdk/convert/simd/from_rgb-inl.h"
+#include "sdk/convert/simd/readers-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 
