@@ -2,7 +2,7 @@
 #pragma once
 
 #include "buffers/VexBuffer.h"
-#include "sdk/stream/PvStreamBase.h"
+#include "sdk/stream_core/PvStreamBase.h"
 #include "server/wrapper.h"
 
 /// Implements IVexStreamBase for stream class T, whose SDK object is a PvStreamBase. Retrieved buffers are shown by one

@@ -27,7 +27,7 @@
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/net/packet_receiver.h"
 #include "sdk/net/udp_socket.h"
-#include "sdk/stream/PvStreamBase.h"
+#include "sdk/stream_core/PvStreamBase.h"
 #include "sdk/wire/gvsp.h"
 
 using namespace vex;

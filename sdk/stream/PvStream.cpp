@@ -1,8 +1,8 @@
 #include "sdk/stream/PvStream.h"
 
 #include "sdk/genicam/software_parameters.h"
-#include "sdk/stream/stream_channel.h"
 #include "sdk/stream/stream_parameters.h"
+#include "sdk/stream_core/stream_channel.h"
 
 using namespace vex;
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "sdk/stream/PvStreamBase.h"
+#include "sdk/stream_core/PvStreamBase.h"
 
 class PvGenParameterArray;
 

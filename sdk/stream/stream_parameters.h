@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "sdk/genicam/software_parameters.h"
-#include "sdk/stream/stream_channel.h"
+#include "sdk/stream_core/stream_channel.h"
 
 namespace vex::stream {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
-#include "sdk/stream/block_assembler.h"
+#include "sdk/stream_core/block_assembler.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;

@@ -11,9 +11,9 @@
 
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
+#include "sdk/test_pattern/test_pattern.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
-#include "sdk/virtualdevice/test_pattern.h"
 #include "tools/softcam/events.h"
 
 namespace softcam {

@@ -1,7 +1,7 @@
 // A camera and a host on the loopback network; the host speaks in literal bytes.
 #pragma once
 
-#include "sdk/virtualdevice/test_pattern.h"
+#include "sdk/test_pattern/test_pattern.h"
 #include "tests/sdk/net/wine.h"
 #include "tests/sdk/transmitterraw/packets.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"

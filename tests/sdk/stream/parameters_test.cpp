@@ -10,7 +10,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream/PvStream.h"
 #include "tests/sdk/net/wine.h"
-#include "tests/sdk/stream/packets.h"
+#include "tests/sdk/stream_core/packets.h"
 
 using namespace vex;
 

@@ -10,8 +10,8 @@
 
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/clock.h"
-#include "sdk/stream/counters.h"
-#include "sdk/stream/packet_bitmap.h"
+#include "sdk/stream_core/counters.h"
+#include "sdk/stream_core/packet_bitmap.h"
 #include "sdk/wire/gvsp.h"
 
 namespace vex::stream {

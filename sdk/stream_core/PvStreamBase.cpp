@@ -1,10 +1,10 @@
-#include "sdk/stream/PvStreamBase.h"
+#include "sdk/stream_core/PvStreamBase.h"
 
 #include <optional>
 #include <string>
 
 #include "sdk/net/interfaces.h"
-#include "sdk/stream/stream_channel.h"
+#include "sdk/stream_core/stream_channel.h"
 
 using namespace vex;
 

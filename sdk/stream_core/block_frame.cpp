@@ -1,4 +1,4 @@
-#include "sdk/stream/block_frame.h"
+#include "sdk/stream_core/block_frame.h"
 
 #include <algorithm>
 #include <cstring>

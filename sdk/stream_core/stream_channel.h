@@ -18,8 +18,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
-#include "sdk/stream/block_assembler.h"
-#include "sdk/stream/rate_meter.h"
+#include "sdk/stream_core/block_assembler.h"
+#include "sdk/stream_core/rate_meter.h"
 
 namespace vex::stream {
 

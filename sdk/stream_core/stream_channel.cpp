@@ -1,4 +1,4 @@
-#include "sdk/stream/stream_channel.h"
+#include "sdk/stream_core/stream_channel.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,8 +2,8 @@
 
 #include <chrono>
 
-#include "sdk/stream/counters.h"
-#include "sdk/stream/rate_meter.h"
+#include "sdk/stream_core/counters.h"
+#include "sdk/stream_core/rate_meter.h"
 
 using namespace vex;
 

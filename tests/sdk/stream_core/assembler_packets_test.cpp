@@ -1,7 +1,7 @@
 // Assembling the packets of one block: their order, loss, repetition and damage.
 #include <numeric>
 
-#include "tests/sdk/stream/assembler_fixture.h"
+#include "tests/sdk/stream_core/assembler_fixture.h"
 
 using namespace vex;
 

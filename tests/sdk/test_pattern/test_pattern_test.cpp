@@ -1,5 +1,5 @@
 // The pictures, checked against values worked out by hand and against an unpacking of their own.
-#include "sdk/virtualdevice/test_pattern.h"
+#include "sdk/test_pattern/test_pattern.h"
 
 #include <gtest/gtest.h>
 

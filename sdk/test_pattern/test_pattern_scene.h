@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "sdk/virtualdevice/test_pattern.h"
+#include "sdk/test_pattern/test_pattern.h"
 
 namespace vex::test_pattern {
 

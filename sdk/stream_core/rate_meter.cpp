@@ -1,4 +1,4 @@
-#include "sdk/stream/rate_meter.h"
+#include "sdk/stream_core/rate_meter.h"
 
 #include <algorithm>
 #include <chrono>

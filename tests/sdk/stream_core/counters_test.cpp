@@ -1,5 +1,5 @@
 // Counting since a reset.
-#include "sdk/stream/counters.h"
+#include "sdk/stream_core/counters.h"
 
 #include <gtest/gtest.h>
 

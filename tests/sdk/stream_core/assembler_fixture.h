@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
-#include "sdk/stream/block_assembler.h"
-#include "tests/sdk/stream/packets.h"
+#include "sdk/stream_core/block_assembler.h"
+#include "tests/sdk/stream_core/packets.h"
 
 namespace assembly {
 

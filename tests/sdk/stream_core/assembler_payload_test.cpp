@@ -1,5 +1,5 @@
 // Assembling payloads other than plain images.
-#include "tests/sdk/stream/assembler_fixture.h"
+#include "tests/sdk/stream_core/assembler_fixture.h"
 
 using namespace vex;
 

@@ -1,4 +1,4 @@
-#include "sdk/stream/counters.h"
+#include "sdk/stream_core/counters.h"
 
 #include <numeric>
 

@@ -1,4 +1,4 @@
-#include "sdk/virtualdevice/test_pattern_scene.h"
+#include "sdk/test_pattern/test_pattern_scene.h"
 
 #include <algorithm>
 #include <array>

@@ -11,8 +11,8 @@
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/packet_receiver.h"
-#include "sdk/stream/block_frame.h"
-#include "sdk/stream/counters.h"
+#include "sdk/stream_core/block_frame.h"
+#include "sdk/stream_core/counters.h"
 #include "sdk/wire/gvsp.h"
 
 namespace vex::stream {

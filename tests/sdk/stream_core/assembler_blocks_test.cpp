@@ -1,5 +1,5 @@
 // Assembling blocks in flight at the same time, their order and their IDs.
-#include "tests/sdk/stream/assembler_fixture.h"
+#include "tests/sdk/stream_core/assembler_fixture.h"
 
 using namespace vex;
 

@@ -1,5 +1,5 @@
 // Assembling images: geometry, packet size and the buffer's room.
-#include "tests/sdk/stream/assembler_fixture.h"
+#include "tests/sdk/stream_core/assembler_fixture.h"
 
 using namespace vex;
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <vector>
 
-#include "sdk/virtualdevice/test_pattern_scene.h"
+#include "sdk/test_pattern/test_pattern_scene.h"
 
 namespace vex::test_pattern {
 

@@ -9,10 +9,10 @@
 
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/net/udp_socket.h"
-#include "sdk/stream/PvStreamBase.h"
-#include "sdk/stream/stream_channel.h"
+#include "sdk/stream_core/PvStreamBase.h"
+#include "sdk/stream_core/stream_channel.h"
 #include "tests/sdk/net/wine.h"
-#include "tests/sdk/stream/packets.h"
+#include "tests/sdk/stream_core/packets.h"
 
 using namespace vex;
 

@@ -1,4 +1,4 @@
-#include "sdk/stream/block_assembler.h"
+#include "sdk/stream_core/block_assembler.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <random>
 
-#include "tests/sdk/stream/assembler_fixture.h"
+#include "tests/sdk/stream_core/assembler_fixture.h"
 
 using namespace vex;
 
