@@ -1,6 +1,7 @@
 #include "server/connection_point.h"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <shared_mutex>
 
@@ -88,11 +89,7 @@ private:
     ReferenceCount references_;
 };
 
-struct Connection {
-    Ref<IDispatch> sink;
-    DWORD cookie;
-};
-
+template <class Connection>
 struct CopyConnection {
     using Out = CONNECTDATA;
     static CONNECTDATA copy(const Connection& connection) noexcept
@@ -209,12 +206,12 @@ HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) noexcept
     }
     return guarded([&] {
         const std::lock_guard lock(slots_lock_);
-        auto slot = std::find_if(slots_.begin(), slots_.end(), [](const Ref<IDispatch>& held) { return !held; });
+        auto slot = std::find_if(slots_.begin(), slots_.end(), [](const Slot& held) { return !held.sink; });
         if (slot == slots_.end()) {
             slot = slots_.emplace(slots_.end());
         }
-        *slot = std::move(found);
-        *cookie = static_cast<DWORD>(slot - slots_.begin()) + 1;
+        *slot = {std::move(found), next_cookie()};
+        *cookie = slot->cookie;
         return S_OK;
     });
 }
@@ -224,11 +221,22 @@ HRESULT ConnectionPoint::Unadvise(DWORD cookie) noexcept
     // released after the lock: the sink's own code may run then
     Ref<IDispatch> removed;
     const std::lock_guard lock(slots_lock_);
-    if (cookie == 0 || cookie > slots_.size() || !slots_[cookie - 1]) {
+    const auto slot = std::find_if(slots_.begin(), slots_.end(),
+                                   [cookie](const Slot& held) { return held.sink && held.cookie == cookie; });
+    if (slot == slots_.end()) {
         return CONNECT_E_NOCONNECTION;
     }
-    removed = std::move(slots_[cookie - 1]);
+    removed = std::move(slot->sink);
     return S_OK;
+}
+
+DWORD ConnectionPoint::next_cookie() noexcept
+{
+    const auto is_taken = [this](const Slot& held) { return held.sink && held.cookie == last_cookie_; };
+    do {
+        ++last_cookie_;
+    } while (last_cookie_ == 0 || std::any_of(slots_.begin(), slots_.end(), is_taken));
+    return last_cookie_;
 }
 
 HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcept
@@ -238,16 +246,13 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcep
     }
     *connections = nullptr;
     return guarded([&] {
-        std::vector<Connection> advised;
+        std::vector<Slot> advised;
         {
             const std::shared_lock lock(slots_lock_);
-            for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
-                if (slots_[slot]) {
-                    advised.push_back({slots_[slot], static_cast<DWORD>(slot) + 1});
-                }
-            }
+            std::copy_if(slots_.begin(), slots_.end(), std::back_inserter(advised),
+                         [](const Slot& held) { return static_cast<bool>(held.sink); });
         }
-        auto* made = new Enumerator<IEnumConnections, Connection, CopyConnection>(std::move(advised));
+        auto* made = new Enumerator<IEnumConnections, Slot, CopyConnection<Slot>>(std::move(advised));
         made->AddRef();
         *connections = made;
         return S_OK;
@@ -257,8 +262,7 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcep
 bool ConnectionPoint::has_sinks() const noexcept
 {
     const std::shared_lock lock(slots_lock_);
-    return std::any_of(slots_.begin(), slots_.end(),
-                       [](const Ref<IDispatch>& held) { return static_cast<bool>(held); });
+    return std::any_of(slots_.begin(), slots_.end(), [](const Slot& held) { return static_cast<bool>(held.sink); });
 }
 
 std::size_t ConnectionPoint::slot_count() const noexcept
@@ -270,7 +274,7 @@ std::size_t ConnectionPoint::slot_count() const noexcept
 Ref<IDispatch> ConnectionPoint::sink_at(std::size_t slot) const noexcept
 {
     const std::shared_lock lock(slots_lock_);
-    return slots_[slot];
+    return slots_[slot].sink;
 }
 
 HRESULT ConnectionPoint::call(IDispatch& sink, DISPID event, VARIANT* arguments, std::size_t count) noexcept

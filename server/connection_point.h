@@ -23,7 +23,8 @@ void set_argument(VARIANT& argument, unsigned long long number) noexcept;
 /// One connection point of an object: the sinks advised for one source interface.
 ///
 /// It is a part of its container: it has an identity of its own, and its references are the container's. Slots are
-/// filled from the first empty one; a freed slot stays empty until it is filled again.
+/// filled from the first empty one; a freed slot stays empty until it is filled again. The cookie of a connection says
+/// nothing of its slot and is not used again, so that a client that ends its connection twice ends nobody else's.
 ///
 /// Thread safety: any thread. The SDK fires from threads of its own while a client advises on the apartment's, so the
 /// slots are guarded; no lock is held while a sink is called.
@@ -70,6 +71,14 @@ public:
     [[nodiscard]] bool has_sinks() const noexcept;
 
 private:
+    /// Empty without a sink.
+    struct Slot {
+        Ref<IDispatch> sink;
+        DWORD cookie = 0;
+    };
+
+    /// The lock is held. A cookie that no connection has; one comes again only after all 2^32.
+    [[nodiscard]] DWORD next_cookie() noexcept;
     [[nodiscard]] std::size_t slot_count() const noexcept;
     [[nodiscard]] Ref<IDispatch> sink_at(std::size_t slot) const noexcept;
     /// Calls the sink and clears the arguments.
@@ -78,7 +87,8 @@ private:
     IConnectionPointContainer& container_;
     const IID& events_;
     mutable Lock slots_lock_;
-    std::vector<Ref<IDispatch>> slots_;  // the cookie of a slot is its index plus one
+    std::vector<Slot> slots_;
+    DWORD last_cookie_ = 0;
 };
 
 /// What an object with events implements; nothing for an object without.

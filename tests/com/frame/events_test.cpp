@@ -227,6 +227,23 @@ TEST_F(Events, RefuseToEndAConnectionTwice)
     EXPECT_EQ(unadvise(device_unknown(), device_events, cookie), CONNECT_E_NOCONNECTION);
 }
 
+TEST_F(Events, NeverUseAConnectionsCookieAgain)
+{
+    const auto first = named(1);
+    const auto second = named(2);
+    const DWORD ended = advise(device_unknown(), device_events, first.get());
+    EXPECT_EQ(unadvise(device_unknown(), device_events, ended), S_OK);
+    const DWORD held = advise(device_unknown(), device_events, second.get());
+    EXPECT_NE(held, ended);
+    EXPECT_NE(held, 0U);
+    // a client that ends its connection twice ends nobody else's
+    EXPECT_EQ(unadvise(device_unknown(), device_events, ended), CONNECT_E_NOCONNECTION);
+    device->fire(4, static_cast<IDispatch*>(nullptr));
+    EXPECT_EQ(calls, (std::vector<int>{2}));
+    EXPECT_EQ(unadvise(device_unknown(), device_events, held), S_OK);
+    EXPECT_EQ(second->references(), 1U);
+}
+
 TEST_F(Events, ListTheirConnections)
 {
     const auto first = named(1);
