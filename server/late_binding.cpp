@@ -322,11 +322,28 @@ HRESULT invoke_adapted(const TypeInfo& info, const MethodFacts& method, void* ob
     return called;
 }
 
+/// `Set object.Property = other` asks for a member that takes references. The library's object properties take them by
+/// value; a property that takes no objects is not for Set.
+WORD flags_for(const TypeInfo& info, DISPID id, WORD flags) noexcept
+{
+    if (!(flags & DISPATCH_PROPERTYPUTREF) || info.find(id, DISPATCH_PROPERTYPUTREF) != nullptr) {
+        return flags;
+    }
+    const MethodFacts* put = info.find(id, DISPATCH_PROPERTYPUT);
+    if (put == nullptr || put->parameters.empty()) {
+        return flags;
+    }
+    const VARTYPE type = put->parameters.back().type;
+    const bool takes_objects = type == VT_DISPATCH || type == VT_UNKNOWN || type == VT_VARIANT;
+    return takes_objects ? static_cast<WORD>((flags & ~DISPATCH_PROPERTYPUTREF) | DISPATCH_PROPERTYPUT) : flags;
+}
+
 }  // namespace
 
 HRESULT invoke(const TypeInfo& info, void* object, DISPID id, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                EXCEPINFO* exception, UINT* bad_argument) noexcept
 {
+    flags = flags_for(info, id, flags);
     if (parameters != nullptr && parameters->cArgs != 0 && parameters->cArgs <= most_arguments) {
         const MethodFacts* method = info.find(id, flags);
         if (method != nullptr && !all_fit(*method, *parameters)) {

@@ -58,7 +58,7 @@ HRESULT LateBound::invoke(const wchar_t* name, WORD flags, std::vector<Variant> 
                    [](const Variant& argument) { return argument.get(); });
     DISPID put = DISPID_PROPERTYPUT;
     DISPPARAMS parameters{reversed.data(), nullptr, static_cast<UINT>(reversed.size()), 0};
-    if (flags == DISPATCH_PROPERTYPUT) {
+    if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
         parameters.rgdispidNamedArgs = &put;
         parameters.cNamedArgs = 1;
     }

@@ -105,6 +105,11 @@ public:
     {
         return invoke(name, DISPATCH_PROPERTYPUT, {std::move(value)}, nullptr);
     }
+    /// As `Set object.Name = value` does.
+    HRESULT put_reference(const wchar_t* name, Variant value)
+    {
+        return invoke(name, DISPATCH_PROPERTYPUTREF, {std::move(value)}, nullptr);
+    }
     HRESULT call(const wchar_t* name, std::vector<Variant> arguments, Variant* result = nullptr)
     {
         return invoke(name, DISPATCH_METHOD, std::move(arguments), result);

@@ -1,5 +1,7 @@
 // Late-bound calls with everything script hosts pass: every type of parameter, by value and by reference.
+#include "server/late_binding.h"
 #include "tests/com/com_client.h"
+#include "tests/com/frame/one_member.h"
 #include "tests/com/frame/test_classes.h"
 
 using namespace vex;
@@ -274,6 +276,53 @@ TEST_F(LateBinding, TakesOurObjectsAndRefusesOthers)
     EXPECT_EQ(stream->queued, nullptr);
     EXPECT_TRUE(FAILED(frames.call(L"QueueBuffer", {Variant(static_cast<IDispatch*>(nullptr))}, &returned)));
     EXPECT_EQ(frames.call(L"QueueBuffer", {Variant(12)}, &returned), DISP_E_TYPEMISMATCH);
+}
+
+// ---- objects set by reference ----
+
+TEST_F(LateBinding, SetsAnObjectThatThePropertyTakesByValue)
+{
+    const auto pipeline = make<CTestPipeline>();
+    const auto stream = make<CTestStream>();
+    LateBound late_pipeline(pipeline.get());
+    ASSERT_EQ(late_pipeline.put_reference(L"StreamBase", Variant(stream.get())), S_OK);
+    EXPECT_EQ(pipeline->stream, static_cast<IVexStream*>(stream.get()));
+    ASSERT_EQ(late_pipeline.put_reference(L"StreamBase", Variant(static_cast<IDispatch*>(nullptr))), S_OK);
+    EXPECT_EQ(pipeline->stream, nullptr);
+    Variant variable(stream.get());
+    ASSERT_EQ(late_pipeline.put_reference(L"StreamBase", Variant::by_reference(variable)), S_OK);
+    EXPECT_EQ(pipeline->stream, static_cast<IVexStream*>(stream.get()));
+    EXPECT_EQ(late_pipeline.put(L"StreamBase", Variant(static_cast<IDispatch*>(nullptr))), S_OK);
+    EXPECT_EQ(pipeline->stream, nullptr);
+    EXPECT_EQ(client::references(static_cast<IVexStream*>(stream.get())), 2U);  // the test's and the variable's
+}
+
+TEST_F(LateBinding, DoesNotSetNumbersByReference)
+{
+    const auto pipeline = make<CTestPipeline>();
+    LateBound late_pipeline(pipeline.get());
+    EXPECT_EQ(late_pipeline.put_reference(L"BufferSize", Variant(device.get())), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(late_pipeline.put_reference(L"BufferSize", Variant(3)), DISP_E_MEMBERNOTFOUND);
+}
+
+TEST_F(LateBinding, PrefersAMemberThatTakesReferences)
+{
+    OneMember by_reference(
+        {{VT_DISPATCH, PARAMFLAG_FIN}}, [](VARIANT*, VARIANT*) { return S_OK; }, INVOKE_PROPERTYPUTREF);
+    OneMember by_value(
+        {{VT_DISPATCH, PARAMFLAG_FIN}}, [](VARIANT*, VARIANT*) { return S_OK; }, INVOKE_PROPERTYPUT);
+    VARIANT nothing = Variant(static_cast<IDispatch*>(nullptr)).get();
+    DISPID put = DISPID_PROPERTYPUT;
+    DISPPARAMS parameters{&nothing, &put, 1, 1};
+    const auto set = [&](OneMember& member, WORD flags) {
+        const server::TypeInfo info(&member);
+        EXPECT_EQ(server::invoke(info, nullptr, 1, flags, &parameters, nullptr, nullptr, nullptr), S_OK);
+        return member.flags();
+    };
+    EXPECT_EQ(set(by_reference, DISPATCH_PROPERTYPUTREF), DISPATCH_PROPERTYPUTREF);
+    EXPECT_EQ(set(by_value, DISPATCH_PROPERTYPUTREF), DISPATCH_PROPERTYPUT);
+    // what a host passes that leaves the choice to the object
+    EXPECT_EQ(set(by_value, DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF), DISPATCH_PROPERTYPUT);
 }
 
 // ---- arrays of bytes ----

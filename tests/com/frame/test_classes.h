@@ -33,6 +33,7 @@ class CTestTransmitter;
 class CTestStream;
 class CTestView;
 class CTestFinder;
+class CTestPipeline;
 
 namespace vex::server {
 
@@ -50,6 +51,8 @@ template <>
 struct ClassFacts<CTestView> : ClassFacts<CVexBuffer> {};
 template <>
 struct ClassFacts<CTestFinder> : ClassFacts<CVexDeviceFinderWnd> {};
+template <>
+struct ClassFacts<CTestPipeline> : ClassFacts<CVexPipeline> {};
 
 }  // namespace vex::server
 
@@ -225,6 +228,18 @@ public:
     {
         return result(out, [](FakeSdk& sdk) { return sdk.outcome; });
     }
+};
+
+/// An object as a property.
+class CTestPipeline : public vex::server::Wrapper<CTestPipeline, vex::server::NotBuilt<IVexPipeline>> {
+public:
+    HRESULT STDMETHODCALLTYPE put_StreamBase(IVexStreamBase* pVal) noexcept override
+    {
+        stream = pVal;
+        return S_OK;
+    }
+
+    IVexStreamBase* stream = nullptr;  // without a reference, to compare
 };
 
 /// An event with an answer; owns its SDK object and a child.
