@@ -80,7 +80,8 @@ std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, cons
 
 Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
                      std::function<void(std::string)> on_lost)
-    : worker_([connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost)](
+    : worker_("pv-heartbeat",
+              [connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost)](
                   Worker::Signals& signals) { run(signals, *connection, *settings, on_lost); })
 {}
 

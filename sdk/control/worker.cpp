@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "sdk/base/thread_name.h"
+
 namespace vex::device {
 
 namespace {
@@ -26,9 +28,10 @@ bool Worker::Signals::pause(std::chrono::milliseconds time)
     return !state_.stop;
 }
 
-Worker::Worker(std::function<void(Signals&)> work) : state_(std::make_shared<State>())
+Worker::Worker(const char* name, std::function<void(Signals&)> work) : state_(std::make_shared<State>())
 {
-    thread_ = std::thread([state = state_, work = std::move(work)] {
+    thread_ = std::thread([name, state = state_, work = std::move(work)] {
+        name_this_thread(name);
         Signals signals(*state);
         work(signals);
         const std::scoped_lock lock(state->mutex);

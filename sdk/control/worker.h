@@ -30,7 +30,8 @@ public:
         State& state_;
     };
 
-    explicit Worker(std::function<void(Signals&)> work);
+    /// `name` is the thread's, for debuggers: at most 15 characters, valid as long as the process.
+    Worker(const char* name, std::function<void(Signals&)> work);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     /// Stops; see stop().

@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "sdk/base/thread_name.h"
+
 namespace vex::convert {
 
 ThreadPool::ThreadPool(unsigned threads)
@@ -43,6 +45,7 @@ void ThreadPool::run(unsigned jobs, const Work& work)
 
 void ThreadPool::worker(unsigned thread)
 {
+    name_this_thread("pv-convert");
     std::unique_lock lock(mutex_);
     for (;;) {
         work_arrived_.wait(lock, [this] { return stopping_ || next_job_ < jobs_; });

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "sdk/base/thread_name.h"
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/interfaces.h"
@@ -364,6 +365,7 @@ void PvTransmitterRaw::Impl::buffer_destroyed(PvBuffer& buffer) noexcept
 
 void PvTransmitterRaw::Impl::run()
 {
+    name_this_thread("pv-transmit");
     std::unique_lock lock(mutex_);
     while (open_) {
         if (queue_.empty()) {

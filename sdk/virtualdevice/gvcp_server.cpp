@@ -5,6 +5,7 @@
 #include <chrono>
 #include <system_error>
 
+#include "sdk/base/thread_name.h"
 #include "sdk/wire/gvcp.h"
 
 namespace vex::virtual_device {
@@ -113,6 +114,7 @@ net::Ipv4Address GvcpServer::address() const
 
 void GvcpServer::run()
 {
+    name_this_thread("pv-gvcp-server");
     while (!stopping_) {
         take_wanted_address();
         std::vector<net::UdpSocket*> sockets{&sockets_.unicast};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "sdk/base/thread_name.h"
 #include "sdk/wire/gvcp.h"
 
 namespace vex::virtual_device {
@@ -98,6 +99,7 @@ MessageStatistics MessageChannel::statistics() const
 
 void MessageChannel::run()
 {
+    name_this_thread("pv-messages");
     std::unique_lock lock(mutex_);
     while (!quit_) {
         if (queue_.empty()) {

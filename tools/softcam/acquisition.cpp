@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sdk/base/thread_name.h"
 #include "sdk/wire/gvsp.h"
 
 using namespace vex;
@@ -200,6 +201,7 @@ bool Acquisition::ready_for_frame() const
 
 void Acquisition::run()
 {
+    name_this_thread("softcam-images");
     std::unique_lock lock(mutex_);
     while (!quit_) {
         if (!ready_for_frame()) {

@@ -1,9 +1,11 @@
 #include "sdk/control/worker.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <chrono>
 #include <future>
+#include <string>
 
 using namespace vex;
 
@@ -14,7 +16,7 @@ using namespace std::chrono_literals;
 TEST(Worker, IsWokenOnceByOneWake)
 {
     std::promise<std::chrono::steady_clock::duration> second_pause;
-    device::Worker worker([&](device::Worker::Signals& signals) {
+    device::Worker worker("pv-test", [&](device::Worker::Signals& signals) {
         EXPECT_TRUE(signals.pause(1h));
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_TRUE(signals.pause(20ms));
@@ -26,11 +28,22 @@ TEST(Worker, IsWokenOnceByOneWake)
     EXPECT_GE(took.get(), 20ms);
 }
 
+TEST(Worker, HasANameForDebuggers)
+{
+    std::promise<std::string> told;
+    const device::Worker worker("pv-fifteen-long", [&](device::Worker::Signals&) {
+        char name[16] = {};
+        ::pthread_getname_np(::pthread_self(), name, sizeof name);
+        told.set_value(name);
+    });
+    EXPECT_EQ(told.get_future().get(), "pv-fifteen-long");
+}
+
 TEST(Worker, RemembersAWakeThatCameBeforeItsPause)
 {
     std::promise<void> may_pause;
     std::promise<bool> paused;
-    device::Worker worker([&](device::Worker::Signals& signals) {
+    device::Worker worker("pv-test", [&](device::Worker::Signals& signals) {
         may_pause.get_future().wait();
         paused.set_value(signals.pause(1h));
     });
