@@ -336,7 +336,7 @@ void NodeMap::poll(std::chrono::milliseconds elapsed)
         bool blocked = false;
         for (const Relation& blocker : Model::related(model_.poll_blockers, polled.node)) {
             try {
-                blocked = blocked || is_true(blocker.to);
+                blocked = blocked || !is_readable(access_of(at(blocker.to))) || is_true(blocker.to);
             } catch (const Error&) {
                 blocked = true;
             }

@@ -230,6 +230,25 @@ TEST(Access, OfAValueByAnIndexThatCannotBeReadIsNone)
     EXPECT_EQ(camera.port.reads, 0);
 }
 
+TEST(Access, IsForgottenWithEverythingElse)
+{
+    Camera camera(feature("X", "<pIsAvailable>Avl</pIsAvailable>") + int_reg("Avl", 4, "RO") + int_reg("R", 0));
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
+    camera.port.set32(4, 1);
+    EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
+    camera.map->invalidate_all();
+    EXPECT_EQ(camera["X"].access(), AccessMode::read_write);
+}
+
+TEST(Access, IsReadOnlyWhenItsLockCannotBeRead)
+{
+    Camera camera(feature("X", "<pIsLocked>Lck</pIsLocked>") + int_reg("Lck", 4, "WO") + int_reg("R", 0));
+    EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
+    EXPECT_EQ(message_of<GenApi::AccessError>([&] { camera["X"].set_int_value(1); }),
+              "X is locked: reading Lck: Lck is not readable");
+    EXPECT_EQ(camera.port.transfers(), 0);
+}
+
 TEST(Access, EndsWhenConditionsAskForEachOther)
 {
     Camera camera(

@@ -278,6 +278,24 @@ TEST(Burst, LeavesWhatCameAlongToReadersWithoutAPort)
     EXPECT_EQ(camera.read(5), 105);
 }
 
+TEST(Burst, ComesAgainAfterAFreshRead)
+{
+    const FastCamera camera(registers(16));
+    EXPECT_EQ(camera["R15"].int_value(ReadMode::fresh), 115);
+    camera.start_burst();
+    EXPECT_EQ(camera.port.groups.size(), 1U);
+}
+
+TEST(Burst, KeepsWhatIsWrittenToARegisterThatCameAlong)
+{
+    FastCamera camera(registers(16));
+    camera.start_burst();
+    camera["R3"].set_int_value(5);
+    camera.port.set32(12, 6);
+    current_time += 1s;
+    EXPECT_EQ(camera.read(3), 5);
+}
+
 TEST(Burst, IsNotHinderedByARegisterOfAnImpossibleLength)
 {
     for (const char* const length : {"-1", "0x7FFFFFFFFFFFFFFF"}) {

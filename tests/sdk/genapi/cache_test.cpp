@@ -308,3 +308,21 @@ TEST(Cache, OfStringsInACircleAnswers)
         EXPECT_THROW(static_cast<void>(camera[name].string_max_length()), GenApi::Error) << name;
     }
 }
+
+TEST(Cache, TellsTheNeighboursOfBitsThatTheDeviceChanged)
+{
+    const auto bits = [](std::string_view name, std::string_view field) {
+        return "<MaskedIntReg Name=\"" + std::string(name) + "\">" + reg(0, "RW", field) + "</MaskedIntReg>";
+    };
+    Camera camera(bits("Written", "<Bit>31</Bit>") + bits("Other", "<Bit>0</Bit>"));
+    EXPECT_EQ(camera["Other"].int_value(), 0);
+    Watch watch(camera["Other"]);
+    camera["Written"].set_int_value(1);
+    EXPECT_EQ(watch.count, 0);
+    camera.port.set32(0, 0x80000000);
+    camera["Written"].set_int_value(0);
+    EXPECT_EQ(watch.count, 1);
+    const int reads = camera.port.reads;
+    EXPECT_EQ(camera["Other"].int_value(), 1);
+    EXPECT_EQ(camera.port.reads, reads);
+}

@@ -133,6 +133,10 @@ TEST(Change, OfACommandIsToldAgainWhenItIsDone)
     camera.port.set32(0, 0);
     EXPECT_TRUE(camera["Load"].is_done());
     EXPECT_EQ(camera["X"].int_value(), 5);
+    // and that only once
+    Watch watch(camera["X"]);
+    EXPECT_TRUE(camera["Load"].is_done());
+    EXPECT_EQ(watch.count, 0);
 }
 
 TEST(Change, OfAPortForgetsAllItsRegisters)
@@ -269,6 +273,29 @@ TEST(Poll, ForgetsWhatIsDue)
     camera["Block"].set_int_value(0);
     camera.map->poll(100ms);
     EXPECT_EQ(camera["Y"].int_value(), 1);
+}
+
+TEST(Poll, CountsFromTheLastTime)
+{
+    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RO", "<PollingTime>1000</PollingTime>"));
+    Watch watch(camera["X"]);
+    for (int i = 1; i <= 10; ++i) {
+        camera.map->poll(500ms);
+        EXPECT_EQ(watch.count, i / 2);
+    }
+}
+
+TEST(Poll, IsBlockedByWhatCannotBeRead)
+{
+    Camera camera(int_reg("X", 0, "RO", "<pBlockPolling>Bad</pBlockPolling><PollingTime>100</PollingTime>") +
+                  int_reg("Y", 4, "RO", "<pBlockPolling>Secret</pBlockPolling><PollingTime>100</PollingTime>") +
+                  "<IntSwissKnife Name=\"Bad\"><Formula>1/0</Formula></IntSwissKnife>" + int_reg("Secret", 8, "WO"));
+    Watch x(camera["X"]);
+    Watch y(camera["Y"]);
+    camera.map->poll(500ms);
+    EXPECT_EQ(x.count, 0);
+    EXPECT_EQ(y.count, 0);
+    EXPECT_EQ(camera.port.reads, 0);
 }
 
 TEST(Changed, ForgetsFromOutside)

@@ -109,6 +109,13 @@ TEST(Enumeration, ChoosesTheNearestEntryForANumber)
     EXPECT_EQ(camera["Gain"].float_value(), 6.0);
 }
 
+TEST(Enumeration, TakesTheFirstOfSeveralNumericValues)
+{
+    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"A\"><Value>0</Value><NumericValue>1.5</NumericValue>"
+                  "<NumericValue>2.5</NumericValue></EnumEntry><Value>0</Value></Enumeration>");
+    EXPECT_EQ(camera["E"].float_value(), 1.5);
+}
+
 TEST(Enumeration, TakesFullAndSymbolicNames)
 {
     Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"EnumEntry_E_A\"><Value>0</Value></EnumEntry>"
@@ -312,4 +319,15 @@ TEST(Selector, KnowsBothWays)
     EXPECT_TRUE(camera["Outer"].is_selector());
     EXPECT_TRUE(camera["Inner"].is_selector());
     EXPECT_FALSE(camera["Gain"].is_selector());
+}
+
+TEST(Text, OfANumberTooLargeForAnAddressIsThatNumber)
+{
+    const auto integer = [](std::string_view representation, std::string_view value) {
+        return "<Integer Name=\"" + std::string(representation) + "\"><Value>" + std::string(value) +
+               "</Value><Representation>" + std::string(representation) + "</Representation></Integer>";
+    };
+    Camera camera(integer("IPV4Address", "0x1C0A80001") + integer("MACAddress", "0x1000000000000"));
+    EXPECT_EQ(camera["IPV4Address"].to_string(), "7527202817");
+    EXPECT_EQ(camera["MACAddress"].to_string(), "281474976710656");
 }

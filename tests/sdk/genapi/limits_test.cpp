@@ -216,3 +216,24 @@ TEST(Limits, DoNotRefuseAnEntrysOwnValue)
     EXPECT_THROW(narrow["E"].set_entry("A"), GenApi::ValueError);
     EXPECT_EQ(narrow.port.writes, 0);
 }
+
+TEST(Limits, HoldBackAFloatThatIsRoundedToAnIncrement)
+{
+    Camera camera("<Float Name=\"X\"><pValue>I</pValue></Float>" +
+                  integer("I", "<pValue>R</pValue><Min>0</Min><Max>10</Max><Inc>4</Inc>") + int_reg("R", 0));
+    camera["X"].set_float_value(10);
+    EXPECT_EQ(camera.port.get32(0), 8U);
+    camera["X"].set_float_value(9.9);
+    EXPECT_EQ(camera.port.get32(0), 8U);
+}
+
+TEST(Limits, OfAConverterAreOpenWhereOneEndDoesNotTellTheDirection)
+{
+    Camera camera("<Converter Name=\"X\"><pValue>R</pValue><FormulaTo>100/FROM</FormulaTo>"
+                  "<FormulaFrom>100/TO</FormulaFrom></Converter>" +
+                  integer("R", "<Value>4</Value><Min>0</Min><Max>100</Max>"));
+    EXPECT_EQ(camera["X"].float_min(), -DBL_MAX);
+    EXPECT_EQ(camera["X"].float_max(), DBL_MAX);
+    camera["X"].set_float_value(50);
+    EXPECT_EQ(camera["R"].int_value(), 2);
+}

@@ -35,8 +35,9 @@ const std::string body =
                  {"Mono12", 5, {.name_space = "Standard", .visibility = "Expert", .is_available = "Zero"}}},
                 {.selected = {"Gain", "RF"}}) +
     floating("Gain", {.value = 1.5, .min = 0, .max = 24, .unit = "dB", .representation = "Logarithmic"}) +
-    boolean("Flip", {.value = 0}) + command("Reset", {.value = "RC", .command_value = 1}) + text("Name", "cam") +
-    raw_reg("Table", 0x100) + integer("Zero", {.value = 0}) + int_reg("R", 0) + int_reg("RF", 4) + int_reg("RC", 8);
+    boolean("Flip", {.value = 0}) + command("Reset", {.streamable = "Yes", .value = "RC", .command_value = 1}) +
+    text("Name", "cam") + raw_reg("Table", 0x100) + integer("Zero", {.value = 0}) + int_reg("R", 0) + int_reg("RF", 4) +
+    int_reg("RC", 8);
 
 struct Array : testing::Test {
     Array()
@@ -153,6 +154,9 @@ TEST_F(Array, DescribesParameters)
     EXPECT_FALSE(width.IsVisible(PvGenVisibilityUndefined));
     EXPECT_FALSE(array.Get("Gain")->IsStreamable());
     EXPECT_FALSE(array.Get("Gain")->IsPersistent());
+    // a command has no value to keep, whatever its description says
+    EXPECT_TRUE(array.Get("Reset")->IsStreamable());
+    EXPECT_FALSE(array.Get("Reset")->IsPersistent());
     port.open = false;
     EXPECT_FALSE(width.IsAvailable());
     EXPECT_FALSE(width.IsPersistent());
