@@ -171,21 +171,6 @@ inline std::string value_node(std::string_view kind, std::string_view name, cons
                 with.name_space);
 }
 
-/// A register, 4 bytes unless said otherwise.
-inline std::string register_node(std::string_view kind, std::string_view name, const Number& address,
-                                 const Properties& with)
-{
-    const bool is_number = kind != "StringReg" && kind != "Register";
-    return node(kind, name,
-                common(with) + address.as("Address") + with.length.as("Length") + optional("AccessMode", with.access) +
-                    optional("pPort", with.port) + optional("Cachable", with.cachable) +
-                    with.polling_time.as("PollingTime") + elements("pInvalidator", with.invalidators) +
-                    optional("Sign", with.sign) + optional("Endianess", is_number ? with.byte_order : "") +
-                    with.bit.as("Bit") + with.lsb.as("LSB") + with.msb.as("MSB") + optional("Unit", with.unit) +
-                    optional("Representation", with.representation) + elements("pSelected", with.selected) + with.more,
-                with.name_space);
-}
-
 }  // namespace detail
 
 inline std::string integer(std::string_view name, const Properties& with)
@@ -258,10 +243,26 @@ inline std::string int_swiss_knife(std::string_view name, std::string_view formu
     return node("IntSwissKnife", name, detail::variables(of) + element("Formula", formula));
 }
 
-/// A big-endian register of 4 bytes that can be read and written, unless said otherwise.
+/// A register of that kind: big-endian, of 4 bytes, to be read and written unless said otherwise.
+inline std::string register_of(std::string_view kind, std::string_view name, const Number& address,
+                               const Properties& with)
+{
+    const bool is_number = kind != "StringReg" && kind != "Register";
+    return node(kind, name,
+                detail::common(with) + address.as("Address") + with.length.as("Length") +
+                    detail::optional("AccessMode", with.access) + detail::optional("pPort", with.port) +
+                    detail::optional("Cachable", with.cachable) + with.polling_time.as("PollingTime") +
+                    detail::elements("pInvalidator", with.invalidators) + detail::optional("Sign", with.sign) +
+                    detail::optional("Endianess", is_number ? with.byte_order : "") + with.bit.as("Bit") +
+                    with.lsb.as("LSB") + with.msb.as("MSB") + detail::optional("Unit", with.unit) +
+                    detail::optional("Representation", with.representation) +
+                    detail::elements("pSelected", with.selected) + with.more,
+                with.name_space);
+}
+
 inline std::string int_reg(std::string_view name, const Number& address, const Properties& with = {})
 {
-    return detail::register_node("IntReg", name, address, with);
+    return register_of("IntReg", name, address, with);
 }
 inline std::string int_reg(std::string_view name, const Number& address, std::string_view access)
 {
@@ -269,20 +270,20 @@ inline std::string int_reg(std::string_view name, const Number& address, std::st
 }
 inline std::string masked_int_reg(std::string_view name, const Number& address, const Properties& with)
 {
-    return detail::register_node("MaskedIntReg", name, address, with);
+    return register_of("MaskedIntReg", name, address, with);
 }
 inline std::string float_reg(std::string_view name, const Number& address, const Properties& with = {})
 {
-    return detail::register_node("FloatReg", name, address, with);
+    return register_of("FloatReg", name, address, with);
 }
 inline std::string string_reg(std::string_view name, const Number& address, const Properties& with)
 {
-    return detail::register_node("StringReg", name, address, with);
+    return register_of("StringReg", name, address, with);
 }
 /// A register whose bytes have no further meaning.
 inline std::string raw_reg(std::string_view name, const Number& address, const Properties& with = {})
 {
-    return detail::register_node("Register", name, address, with);
+    return register_of("Register", name, address, with);
 }
 
 inline std::string category(std::string_view name, const Names& features, const Properties& with = {})
@@ -295,11 +296,8 @@ inline std::string root(const Names& features) { return category("Root", feature
 
 inline std::string port(std::string_view name, std::string_view inside = "") { return node("Port", name, inside); }
 
-/// The attributes of a description.
+/// What the attributes of a description say beside the model and the vendor, which are always the same.
 struct Head {
-    std::string model = "Probe";
-    std::string vendor = "Maker";
-    std::string standard_name_space = "GEV";
     int schema_minor = 1;
     std::string more{};  ///< further attributes
 };
@@ -308,11 +306,11 @@ struct Head {
 inline std::string description(std::string_view nodes, const Head& head = {})
 {
     const std::string minor = std::to_string(head.schema_minor);
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<RegisterDescription ModelName=\"" + head.model +
-           "\" VendorName=\"" + head.vendor + "\" StandardNameSpace=\"" + head.standard_name_space +
-           "\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"" + minor + "\" SchemaSubMinorVersion=\"0\" " + head.more +
-           " xmlns=\"http://www.genicam.org/GenApi/Version_1_" + minor + "\">\n<Port Name=\"Device\"/>\n" +
-           std::string(nodes) + "\n</RegisterDescription>\n";
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+           "<RegisterDescription ModelName=\"Probe\" VendorName=\"Maker\" StandardNameSpace=\"GEV\" "
+           "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"" +
+           minor + "\" SchemaSubMinorVersion=\"0\" " + head.more + " xmlns=\"http://www.genicam.org/GenApi/Version_1_" +
+           minor + "\">\n<Port Name=\"Device\"/>\n" + std::string(nodes) + "\n</RegisterDescription>\n";
 }
 
 }  // namespace camera_xml

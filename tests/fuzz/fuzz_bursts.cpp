@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sdk/genapi/node_map.h"
+#include "tests/description/builders.h"
 #include "tests/fuzz/input.h"
 
 namespace {
@@ -129,11 +130,6 @@ private:
     const std::vector<Register>& registers_;
 };
 
-std::string element(const char* name, const std::string& text)
-{
-    return "<" + (name + (">" + text)) + "</" + name + ">";
-}
-
 std::string name_of(std::size_t index) { return "R" + std::to_string(index); }
 
 /// One register, near those before it, and what it tells of itself in `facts`.
@@ -155,48 +151,43 @@ std::string describe(Script& script, std::size_t index, Register& facts)
     facts.address = static_cast<std::int64_t>(word * where + ((how & 0x80) != 0 ? how & 3 : 0));
     facts.length = kind == "FloatReg" ? (how & 4) + 4 : lengths[how >> 2 & 7];
     facts.may_come_along = number && caching != "NoCache" && access != "WO";
-    std::string body = element("Address", std::to_string(facts.address)) +
-                       element("Length", std::to_string(facts.length)) + element("AccessMode", access) +
-                       element("pPort", "Device") + element("Cachable", caching);
-    if (number) {
-        body += element("Endianess", (what & 0x20) != 0 ? "BigEndian" : "LittleEndian");
-    }
+    camera_xml::Properties with{.length = facts.length, .access = access, .cachable = caching};
+    with.byte_order = (what & 0x20) != 0 ? "BigEndian" : "LittleEndian";
     if (kind == "MaskedIntReg") {
-        body += element("LSB", "0") + element("MSB", std::to_string(facts.length * 4));
+        with.lsb = 0;
+        with.msb = facts.length * 4;
     }
     if ((what & 0x40) != 0 && number && kind != "FloatReg") {
-        body += element("Sign", "Signed");
+        with.sign = "Signed";
     }
     if ((more & 4) != 0) {
-        body += element("PollingTime", "50");
+        with.polling_time = 50;
     }
     if (index > 0) {
         const std::string other = name_of(more >> 4 & (index - 1));
         if ((how & 0x20) != 0) {
-            body += element("pIsAvailable", other);
+            with.is_available = other;
         }
         if ((how & 0x40) != 0) {
-            body += element("pInvalidator", other);
+            with.invalidators = {other};
         }
         if ((more & 8) != 0) {
-            body += element("pAddress", other);
+            with.more = camera_xml::element("pAddress", other);
             facts.may_come_along = true;  // it stands somewhere else, and nothing here tells where
             facts.length = 0;
         }
     }
-    return "<" + kind + " Name=\"" + name_of(index) + "\">" + body + "</" + kind + ">\n";
+    return camera_xml::register_of(kind, name_of(index), facts.address, with);
 }
 
 std::string describe_all(Script& script, std::vector<Register>& registers)
 {
-    std::string text = "<RegisterDescription ModelName=\"M\" VendorName=\"V\" StandardNameSpace=\"GEV\" "
-                       "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\">\n"
-                       "<Port Name=\"Device\"/>\n";
+    std::string nodes;
     registers.resize(3 + script.next() % 30);
     for (std::size_t i = 0; i < registers.size(); ++i) {
-        text += describe(script, i, registers[i]);
+        nodes += describe(script, i, registers[i]);
     }
-    return text + "</RegisterDescription>\n";
+    return camera_xml::description(nodes);
 }
 
 /// A node map over memory of its own.
