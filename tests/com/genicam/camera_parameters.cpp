@@ -1,7 +1,6 @@
 #include "tests/com/genicam/camera_parameters.h"
 
 #include <algorithm>
-#include <string>
 
 #include "sdk/genapi/node_map.h"
 
@@ -25,8 +24,8 @@ void MemoryPort::write(std::int64_t address, std::span<const std::uint8_t> data)
     std::ranges::copy(data, memory_.begin() + address);
 }
 
-CameraParameters::CameraParameters(std::string_view description)
-    : array(std::make_unique<PvGenParameterArray>(GenApi::load_node_map(std::string(description), port)))
+CameraParameters::CameraParameters(const std::string& description)
+    : array(std::make_unique<PvGenParameterArray>(GenApi::load_node_map(description, port)))
 {
     port.at(0x102) = 0x02;  // Width 640
     port.at(0x103) = 0x80;

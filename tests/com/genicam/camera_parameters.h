@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string_view>
+#include <string>
 #include <vector>
 
 #include "genicam/VexGenParameterArray.h"
@@ -32,7 +32,7 @@ private:
 
 /// A parameter array over registers of its own.
 struct CameraParameters {
-    explicit CameraParameters(std::string_view description = camera_description);
+    explicit CameraParameters(const std::string& description = camera_description());
 
     MemoryPort port;
     std::unique_ptr<PvGenParameterArray> array;

@@ -85,7 +85,7 @@ TEST_F(FeatureEdges, AParameterOfAnotherKindInTheNextCameraReplacesTheObject)
     const Ref<IVexGenParameter> old_format = by_name(L"PixelFormat");
     Ref<IVexGenParameter> old_first;
     ASSERT_EQ(array->GetByIndex(0, old_first.put()), S_OK);
-    exchange_camera(other_description);
+    exchange_camera(other_description());
 
     const Ref<IVexGenParameter> width = by_name(L"Width");
     ASSERT_TRUE(width);
@@ -109,7 +109,7 @@ TEST_F(FeatureEdges, AParameterOfAnotherKindInTheNextCameraReplacesTheObject)
     EXPECT_NE(take_error().description.find(L"not connected"), std::wstring::npos);
 
     // and the way back: what was taken from the cache is not found again
-    exchange_camera(camera_description);
+    exchange_camera(camera_description(at(0)));
     const Ref<IVexGenParameter> back = by_name(L"Width");
     EXPECT_NE(back.get(), old_width.get());
     EXPECT_NE(back.get(), width.get());

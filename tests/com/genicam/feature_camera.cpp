@@ -8,27 +8,12 @@ namespace {
 
 constexpr wchar_t address[] = L"127.0.0.1";
 
-/// The description with its registers where the raw camera has memory.
-std::string moved(std::string_view description)
-{
-    constexpr std::string_view low = "<Address>0x";
-    std::string text;
-    for (;;) {
-        const std::size_t found = description.find(low);
-        if (found == std::string_view::npos) {
-            return text.append(description);
-        }
-        text.append(description.substr(0, found)).append(low).append("B");
-        description.remove_prefix(found + low.size());
-    }
-}
-
-std::unique_ptr<device_test::RawCamera> make_camera(std::string_view description)
+std::unique_ptr<device_test::RawCamera> make_camera(const std::string& description)
 {
     device_test::RawCameraOptions options;
     options.address = net::loopback_address;
     options.serial = "COM-FEATURES";
-    options.description = moved(description);
+    options.description = description;
     auto camera = std::make_unique<device_test::RawCamera>(options);
     for (std::uint32_t at = 0xB100; at < 0xB200; at += 4) {
         camera->set_reg(at, 0);
@@ -64,14 +49,14 @@ Ref<IVexGenParameterArray> ConnectedDevice::features()
     return found;
 }
 
-DescribedCameraTest::DescribedCameraTest() : camera(make_camera(camera_description))
+DescribedCameraTest::DescribedCameraTest() : camera(make_camera(camera_description(at(0))))
 {
     EXPECT_EQ(connect(), VexOK);
     array = features();
     EXPECT_TRUE(array);
 }
 
-void DescribedCameraTest::exchange_camera(std::string_view description)
+void DescribedCameraTest::exchange_camera(const std::string& description)
 {
     EXPECT_EQ(disconnect(), VexOK);
     camera.reset();

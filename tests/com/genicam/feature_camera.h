@@ -30,7 +30,7 @@ protected:
     DescribedCameraTest();
 
     /// Puts another camera at the address, and connects to it.
-    void exchange_camera(std::string_view description);
+    void exchange_camera(const std::string& description);
     /// Where a register of the description is in this camera.
     static constexpr std::uint32_t at(std::uint32_t described) { return 0xB000 + described; }
 

@@ -1,19 +1,20 @@
 // Parameters as a client uses them: short ways to call members, a sink, and descriptions of cameras for the tests.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/com/com_client.h"
 
 namespace client {
 
-/// The description of a camera with one or two parameters of each kind; tests say what they need of it.
-extern const std::string_view camera_description;
+/// The description of a camera with one or two parameters of each kind; tests say what they need of it. Its
+/// registers are at `base` + 0x100 and behind that.
+std::string camera_description(std::int64_t base = 0);
 /// Another camera: "Width" is a float there, "Gain" a float as before.
-extern const std::string_view other_description;
+std::string other_description();
 
 /// A BSTR argument for the length of an expression.
 class Text {

@@ -184,7 +184,7 @@ TEST_F(ParameterArray, ReplacesObjectsOfAnotherKindWhenAnotherArrayIsAttached)
 {
     const Ref<IVexGenParameter> old_width = by_name(L"Width");
     const Ref<IVexGenParameter> old_gain = by_name(L"Gain");
-    const CameraParameters other(other_description);
+    const CameraParameters other(other_description());
     implementation->AttachSdkObject(other.array.get());
 
     const Ref<IVexGenParameter> width = by_name(L"Width");

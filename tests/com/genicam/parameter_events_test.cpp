@@ -141,7 +141,7 @@ TEST_F(ParameterEvents, KeepComingFromTheFirstParameterAfterAnotherArrayIsAttach
 {
     const Ref<IVexGenFloat> gain = floating(L"Gain");
     ASSERT_EQ(gain->RegisterEventSink(&sink), S_OK);
-    const CameraParameters other(other_description);
+    const CameraParameters other(other_description());
     implementation->AttachSdkObject(other.array.get());
     ASSERT_EQ(floating(L"Gain").get(), gain.get());
 

@@ -1,6 +1,7 @@
 // Registers, memory, features, stream channels and the link's parameters of a connected PvDevice.
 #include <cstring>
 
+#include "tests/description/builders.h"
 #include "tests/sdk/device/device_fixture.h"
 
 namespace {
@@ -117,12 +118,8 @@ TEST_F(DeviceAccess, AFailingFeatureSaysWhichAddressAndWhy)
 {
     auto options = sound();
     options.description = device_test::raw_description(
-        1, "BigEndian",
-        R"(<IntReg Name="Nowhere"><Address>0xE000</Address><Length>4</Length><AccessMode>RW</AccessMode>
-           <pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>
-           <IntReg Name="Outside"><Address>0x100000000</Address><Length>4</Length><AccessMode>RW</AccessMode>
-           <pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>)",
-        "<pFeature>Nowhere</pFeature><pFeature>Outside</pFeature>");
+        {.more = camera_xml::int_reg("Nowhere", 0xE000) + camera_xml::int_reg("Outside", 0x100000000),
+         .listed = {"Nowhere", "Outside"}});
     start_and_connect(options);
     std::int64_t value = 0;
     const PvResult nowhere = device->GetGenParameters()->GetIntegerValue("Nowhere", value);
@@ -149,7 +146,8 @@ TEST_P(ByteOrders, OfRegistersIsTheStandards)
 {
     auto options = sound();
     options.mode = GetParam().mode;
-    options.description = device_test::raw_description(GetParam().schema_minor, GetParam().declared);
+    options.description =
+        device_test::raw_description({.schema_minor = GetParam().schema_minor, .byte_order = GetParam().declared});
     start_and_connect(options);
     EXPECT_TRUE(device->GetGenLink()->SetEnumValue("RegisterByteOrder", PvString(GetParam().rule)).IsOK());
     std::int64_t value = 0;

@@ -8,6 +8,7 @@
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
+#include "tests/description/builders.h"
 #include "tests/sdk/device/device_fixture.h"
 
 namespace {
@@ -183,8 +184,8 @@ TEST_F(DeviceConnect, ADeviceWithAnotherDescriptionHasOtherFeatures)
 
     auto options = sound();
     options.description = device_test::raw_description(
-        1, "BigEndian", R"(<Category Name="IPEngine"></Category><Integer Name="Extra"><Value>3</Value></Integer>)",
-        "<pFeature>Extra</pFeature>");
+        {.more = camera_xml::category("IPEngine", {}) + camera_xml::integer("Extra", {.value = 3}),
+         .listed = {"Extra"}});
     start_and_connect(options);
     EXPECT_NE(device->GetGenParameters(), first);
     std::int64_t value = 0;

@@ -3,11 +3,14 @@
 
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/PvGenEventSink.h"
+#include "tests/description/builders.h"
 #include "tests/sdk/device/device_fixture.h"
 #include "tools/softcam/camera.h"
 
 namespace device_test {
 namespace {
+
+using namespace camera_xml;
 
 class ChangeSink : public PvGenEventSink {
 public:
@@ -62,12 +65,8 @@ protected:
     {
         auto options = sound();
         options.description = raw_description(
-            1, "BigEndian",
-            "<IntReg Name=\"Polled\"><Address>0xA004</Address><Length>4</Length><AccessMode>RO</AccessMode>"
-            "<pPort>Device</pPort><PollingTime>20</PollingTime><Endianess>BigEndian</Endianess></IntReg>"
-            "<IntReg Name=\"Cached\"><Address>0xB000</Address><Length>4</Length><AccessMode>RO</AccessMode>"
-            "<pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>",
-            "<pFeature>Polled</pFeature><pFeature>Cached</pFeature>");
+            {.more = int_reg("Polled", 0xA004, {.access = "RO", .polling_time = 20}) + int_reg("Cached", 0xB000, "RO"),
+             .listed = {"Polled", "Cached"}});
         return options;
     }
     PvGenParameter& feature(const char* name) { return *device->GetGenParameters()->Get(name); }
@@ -153,12 +152,9 @@ TEST_F(Polling, ADestroyedDeviceIsNotPolled)
 TEST_F(Polling, ChunksOfABufferAreInTheFeatures)
 {
     auto options = sound();
-    options.description =
-        raw_description(1, "BigEndian",
-                        "<IntReg Name=\"ChunkWidth\"><Address>0</Address><Length>4</Length><AccessMode>RO</AccessMode>"
-                        "<pPort>ChunkPort</pPort><Endianess>BigEndian</Endianess></IntReg>"
-                        "<Port Name=\"ChunkPort\"><ChunkID>1003</ChunkID></Port>",
-                        "<pFeature>ChunkWidth</pFeature>");
+    options.description = raw_description({.more = int_reg("ChunkWidth", 0, {.access = "RO", .port = "ChunkPort"}) +
+                                                   port("ChunkPort", element("ChunkID", "1003")),
+                                           .listed = {"ChunkWidth"}});
     start_and_connect(options);
     ASSERT_TRUE(feature("ChunkWidth").RegisterEventSink(&watch).IsOK());
     EXPECT_FALSE(feature("ChunkWidth").IsAvailable());

@@ -2,12 +2,18 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace device_test {
 
-/// Features over the raw camera's registers at 0xA000 and 0xB000. `schema_minor` 0 is the older schema; `byte_order` is
-/// "BigEndian" or "LittleEndian"; `more` is put among the nodes.
-std::string raw_description(int schema_minor = 1, const std::string& byte_order = "BigEndian",
-                            const std::string& more = {}, const std::string& more_features = {});
+struct RawFeatures {
+    int schema_minor = 1;                  ///< 0 is the older schema
+    std::string byte_order = "BigEndian";  ///< of Value: or "LittleEndian"
+    std::string more{};                    ///< further nodes
+    std::vector<std::string> listed{};     ///< those of them that are features
+};
+
+/// Features over the raw camera's registers at 0xA000 and 0xB000.
+std::string raw_description(const RawFeatures& features = {});
 
 }  // namespace device_test
