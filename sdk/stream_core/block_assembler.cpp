@@ -8,8 +8,6 @@ namespace gvsp = wire::gvsp;
 
 namespace {
 
-/// 16-bit block IDs count from 1 to 65535 and begin again at 1.
-constexpr std::int64_t standard_cycle = 65535;
 /// No gap of 64-bit IDs is this long; the device counts from elsewhere.
 constexpr std::int64_t longest_gap = std::int64_t{1} << 31;
 /// A block that ended this many blocks ago gets no packets any more.
@@ -19,32 +17,6 @@ bool carries_data(gvsp::Status status) noexcept
 {
     // devices mark packets that they send again with a status of its own, in either form of the header
     return status == gvsp::Status::success || status == gvsp::Status::packet_resend;
-}
-
-struct AllInLayout {
-    std::size_t leader;
-    std::size_t trailer;
-};
-
-/// Bytes of leader and trailer in an all-in packet; empty for types that do not travel that way or are not known here.
-std::optional<AllInLayout> layout_of(const gvsp::Leader& leader) noexcept
-{
-    const std::size_t chunk_information = leader.payload_type != leader.base_type() ? 8 : 0;
-    switch (leader.base_type()) {
-    case gvsp::payload_type::image: return AllInLayout{36, 8 + chunk_information};
-    case gvsp::payload_type::raw_data: return AllInLayout{20, 4 + chunk_information};
-    case gvsp::payload_type::chunk_data: return AllInLayout{12, 8};
-    default: return std::nullopt;
-    }
-}
-
-/// The trailer of an all-in packet; empty when it is malformed or when no data follow it.
-std::optional<gvsp::Trailer> trailer_of(std::span<const std::uint8_t> payload, const AllInLayout& layout) noexcept
-{
-    if (payload.size() <= layout.leader + layout.trailer) {
-        return std::nullopt;
-    }
-    return gvsp::decode_trailer(payload.subspan(layout.leader, layout.trailer));
 }
 
 bool is_marked_resent(const gvsp::Header& header) noexcept
@@ -149,23 +121,22 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     if (!leader.has_value() || packet.header.packet_id != 0) {
         return PacketFate::malformed;
     }
-    const std::optional<AllInLayout> layout = layout_of(*leader);
     BlockFrame* frame = frame_of(packet.header, &*leader);
     if (frame == nullptr) {
         return PacketFate::late;
     }
     PacketFate fate = PacketFate::unsupported;
-    if (!layout.has_value()) {
+    if (!gvsp::has_all_in_layout(*leader)) {
         frame->note_unsupported();
-    } else if (const std::optional<gvsp::Trailer> trailer = trailer_of(packet.payload, *layout); !trailer.has_value()) {
+    } else if (const std::optional<gvsp::AllIn> rest = gvsp::decode_all_in(packet.payload, *leader); !rest) {
         fate = PacketFate::malformed;
     } else {
         fate = frame->put_leader(*leader, habits_);
         if (fate == PacketFate::stored) {
-            fate = put_payload(*frame, 1, packet.payload.subspan(layout->leader + layout->trailer));
+            fate = put_payload(*frame, 1, rest->data);
         }
         if (fate == PacketFate::stored || fate == PacketFate::no_room || fate == PacketFate::no_buffer) {
-            frame->put_trailer(2, *trailer, counters_);
+            frame->put_trailer(2, rest->trailer, counters_);
         }
     }
     account(*frame, packet.header, fate);
@@ -215,7 +186,7 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
         return &begin_numbering(header);
     }
 
-    const std::int64_t distance = distance_from_newest(header.block_id);
+    const std::int64_t distance = gvsp::block_id_distance(newest_id_, header.block_id, extended_ids_);
     if (distance > longest_gap || distance < -longest_gap) {
         begin_anew();
         return &begin_numbering(header);
@@ -266,18 +237,6 @@ BlockFrame& BlockAssembler::begin_numbering(const gvsp::Header& header)
     next_order_ = newest_order_;
     began_at_ = now_;
     return open(newest_order_, header.block_id);
-}
-
-std::int64_t BlockAssembler::distance_from_newest(std::uint64_t block_id) const noexcept
-{
-    if (extended_ids_) {
-        return static_cast<std::int64_t>(block_id - newest_id_);
-    }
-    const std::int64_t distance = static_cast<std::int64_t>(block_id) - static_cast<std::int64_t>(newest_id_);
-    if (distance > standard_cycle / 2) {
-        return distance - standard_cycle;
-    }
-    return distance < -(standard_cycle / 2) ? distance + standard_cycle : distance;
 }
 
 /// Whether a packet of a block that has ended shows that the device counts anew, rather than being late: it is a leader

@@ -103,7 +103,6 @@ private:
     BlockFrame* frame_of(const wire::gvsp::Header& header, const wire::gvsp::Leader* leader);
     [[nodiscard]] BlockFrame* find(std::int64_t order) const noexcept;
     BlockFrame& begin_numbering(const wire::gvsp::Header& header);
-    [[nodiscard]] std::int64_t distance_from_newest(std::uint64_t block_id) const noexcept;
     [[nodiscard]] bool is_new_beginning(std::int64_t order, const wire::gvsp::Leader* leader) const noexcept;
     void begin_anew();
     BlockFrame& open(std::int64_t order, std::uint64_t block_id);

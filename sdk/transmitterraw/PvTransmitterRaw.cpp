@@ -380,7 +380,7 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
 {
     current_ = queue_.front();
     queue_.pop_front();
-    block_id_ = transmitter::next_block_id(block_id_, false);
+    block_id_ = wire::gvsp::next_block_id(block_id_, false);
     sender_->clear_abort();
     sender_->configure({.destination = destination_,
                         .packet_size = packet_size_,

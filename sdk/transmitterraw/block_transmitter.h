@@ -56,12 +56,6 @@ struct TransmitterStatistics {
     std::uint64_t send_errors = 0;      ///< blocks abandoned because the system refused a packet
 };
 
-/// The next block ID in the mode: 16-bit IDs wrap from 0xFFFF to 1, 0 is never used.
-[[nodiscard]] constexpr std::uint64_t next_block_id(std::uint64_t id, bool extended_ids) noexcept
-{
-    return extended_ids ? id + 1 : (id >= 0xFFFF ? 1 : id + 1);
-}
-
 /// Sends blocks over a socket.
 ///
 /// Thread safety: one thread sends blocks; resend, abort, test packets and statistics may come from others at the same

@@ -80,6 +80,17 @@ std::size_t trailer_size(std::uint16_t base_type) noexcept
     }
 }
 
+/// Bytes of a leader in an all-in packet; 0 for types that do not travel that way or are not known here.
+std::size_t all_in_leader_size(std::uint16_t base_type) noexcept
+{
+    switch (base_type) {
+    case payload_type::image: return image_leader_size;
+    case payload_type::raw_data: return sized_leader_size;
+    case payload_type::chunk_data: return common_leader_size;
+    default: return 0;
+    }
+}
+
 }  // namespace
 
 std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noexcept
@@ -251,6 +262,24 @@ std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) 
         size += appended_chunk_size;
     }
     return size;
+}
+
+bool has_all_in_layout(const Leader& leader) noexcept { return all_in_leader_size(leader.base_type()) != 0; }
+
+std::optional<AllIn> decode_all_in(std::span<const std::uint8_t> payload, const Leader& leader) noexcept
+{
+    const std::uint16_t type = leader.base_type();
+    const std::size_t trailer_at = all_in_leader_size(type);
+    const std::size_t data_at =
+        trailer_at + trailer_size(type) + (leader.payload_type != type ? appended_chunk_size : 0);
+    if (trailer_at == 0 || payload.size() <= data_at) {
+        return std::nullopt;
+    }
+    const std::optional<Trailer> trailer = decode_trailer(payload.subspan(trailer_at, data_at - trailer_at));
+    if (!trailer.has_value()) {
+        return std::nullopt;
+    }
+    return AllIn{*trailer, payload.subspan(data_at)};
 }
 
 }  // namespace vex::wire::gvsp

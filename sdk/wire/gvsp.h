@@ -80,6 +80,26 @@ struct Packet {
 /// Writes the header into `out`, which has room for header.size() bytes, and returns that size.
 std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noexcept;
 
+/// Block IDs of the standard form count from 1 to this and begin again at 1; those of the extended form just count up.
+/// 0 is no block's ID in either.
+inline constexpr std::uint64_t largest_standard_block_id = 0xFFFF;
+
+[[nodiscard]] constexpr std::uint64_t next_block_id(std::uint64_t id, bool extended_ids) noexcept
+{
+    return !extended_ids && id >= largest_standard_block_id ? 1 : id + 1;
+}
+
+/// How many blocks after `from` the block `to` comes, by the shorter way round; negative when it comes before.
+[[nodiscard]] constexpr std::int64_t block_id_distance(std::uint64_t from, std::uint64_t to, bool extended_ids) noexcept
+{
+    const auto distance = static_cast<std::int64_t>(to - from);
+    constexpr auto cycle = static_cast<std::int64_t>(largest_standard_block_id);
+    if (extended_ids || (distance <= cycle / 2 && distance >= -(cycle / 2))) {
+        return distance;
+    }
+    return distance > 0 ? distance - cycle : distance + cycle;
+}
+
 /// Data bytes that one payload packet carries when the packet size register holds `packet_size`; 0 when it is too small
 /// to carry any.
 [[nodiscard]] constexpr std::size_t data_per_packet(std::size_t packet_size, bool extended_ids) noexcept
@@ -131,5 +151,17 @@ struct Trailer {
 inline constexpr std::size_t largest_trailer = 24;
 [[nodiscard]] std::optional<Trailer> decode_trailer(std::span<const std::uint8_t> payload) noexcept;
 std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) noexcept;
+
+/// What follows the leader in an all-in packet, which holds a whole block.
+struct AllIn {
+    Trailer trailer;
+    std::span<const std::uint8_t> data;
+};
+/// Whether blocks of the leader's type travel in all-in packets whose layout is known here: images, raw data and chunk
+/// data.
+[[nodiscard]] bool has_all_in_layout(const Leader& leader) noexcept;
+/// Reads on behind the leader of an all-in packet's payload. Malformed: a type without such a layout, no trailer, no
+/// data.
+[[nodiscard]] std::optional<AllIn> decode_all_in(std::span<const std::uint8_t> payload, const Leader& leader) noexcept;
 
 }  // namespace vex::wire::gvsp

@@ -238,7 +238,7 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
         return;
     }
 
-    block_id_ = transmitter::next_block_id(block_id_, channel.extended_ids);
+    block_id_ = wire::gvsp::next_block_id(block_id_, channel.extended_ids);
     auto block = std::make_shared<transmitter::Block>();
     block->block_id = block_id_;
     block->leader.payload_type = wire::gvsp::payload_type::image;

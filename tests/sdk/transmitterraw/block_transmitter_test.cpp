@@ -347,11 +347,3 @@ TEST_F(BlockTransmitter, ATestPacketIsAsLongAsThePacketSizeSays)
     EXPECT_EQ(host.receive()->bytes, std::vector<std::uint8_t>(1472));
     EXPECT_EQ(transmitter.send_test_packet({net::loopback_address, host.port()}, 20), std::errc::invalid_argument);
 }
-
-TEST(BlockId, NeverIsZeroAndWrapsIn16Bits)
-{
-    EXPECT_EQ(transmitter::next_block_id(0, false), 1U);
-    EXPECT_EQ(transmitter::next_block_id(0xFFFE, false), 0xFFFFU);
-    EXPECT_EQ(transmitter::next_block_id(0xFFFF, false), 1U);
-    EXPECT_EQ(transmitter::next_block_id(0xFFFF, true), 0x10000U);
-}

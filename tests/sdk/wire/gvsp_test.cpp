@@ -377,6 +377,109 @@ TEST(GvspTrailer, EveryTypeWithChunksAppendedEndsWithTheChunkFields)
     }
 }
 
+/// Leader, trailer and data of an all-in packet, one after another.
+golden::Bytes all_in(std::uint16_t type, const golden::Bytes& data)
+{
+    Leader leader;
+    leader.payload_type = type;
+    leader.timestamp = 5;
+    leader.image = ImageInfo{};
+    leader.payload_size = data.size();
+    Trailer trailer;
+    trailer.payload_type = type;
+    trailer.size_y = 3;
+    trailer.chunk_data_length = 4;
+    trailer.chunk_layout_id = 7;
+    golden::Bytes payload = encoded(Header{}, leader);
+    const golden::Bytes after = encoded(Header{}, trailer);
+    const auto header_bytes = static_cast<std::ptrdiff_t>(standard_header_size);
+    payload.erase(payload.begin(), payload.begin() + header_bytes);
+    payload.insert(payload.end(), after.begin() + header_bytes, after.end());
+    payload.insert(payload.end(), data.begin(), data.end());
+    return payload;
+}
+
+TEST(GvspAllIn, HoldsTheTrailerAndTheDataBehindTheLeader)
+{
+    const golden::Bytes data{1, 2, 3, 4, 5};
+    for (const std::uint16_t base : {payload_type::image, payload_type::raw_data, payload_type::chunk_data}) {
+        for (const std::uint16_t chunks : {std::uint16_t{0}, payload_type::chunks_appended}) {
+            const auto type = static_cast<std::uint16_t>(base | chunks);
+            SCOPED_TRACE(type);
+            const golden::Bytes payload = all_in(type, data);
+            const auto leader = decode_leader(payload);
+            ASSERT_TRUE(leader);
+            EXPECT_TRUE(has_all_in_layout(*leader));
+            const auto rest = decode_all_in(payload, *leader);
+            ASSERT_TRUE(rest);
+            EXPECT_EQ(rest->trailer.payload_type, type);
+            EXPECT_EQ(rest->trailer.size_y.has_value(), base == payload_type::image);
+            EXPECT_EQ(rest->trailer.chunk_layout_id.has_value(), chunks != 0);
+            EXPECT_EQ(copy(rest->data), data);
+            for (std::size_t cut = data.size(); cut <= payload.size(); ++cut) {
+                EXPECT_FALSE(decode_all_in(std::span(payload).first(payload.size() - cut), *leader)) << cut;
+            }
+        }
+    }
+}
+
+TEST(GvspAllIn, IsReadFromTheGoldenPacket)
+{
+    const Decoded decoded(golden::all_in_image());
+    const auto leader = decode_leader(decoded.packet.payload);
+    ASSERT_TRUE(leader);
+    const auto rest = decode_all_in(decoded.packet.payload, *leader);
+    ASSERT_TRUE(rest);
+    EXPECT_EQ(rest->trailer.payload_type, payload_type::image);
+    EXPECT_EQ(rest->data.size(), decoded.packet.payload.size() - 36 - 8);
+}
+
+TEST(GvspAllIn, OtherTypesHaveNoLayout)
+{
+    for (const std::uint16_t type : {payload_type::file, payload_type::extended_chunk_data, payload_type::jpeg,
+                                     payload_type::multi_part, std::uint16_t{0x8001}}) {
+        Leader leader;
+        leader.payload_type = type;
+        EXPECT_FALSE(has_all_in_layout(leader)) << type;
+        EXPECT_FALSE(decode_all_in(golden::Bytes(600), leader)) << type;
+    }
+}
+
+TEST(GvspBlockId, IsNeverZeroAndWrapsIn16Bits)
+{
+    EXPECT_EQ(next_block_id(0, false), 1U);
+    EXPECT_EQ(next_block_id(0xFFFE, false), 0xFFFFU);
+    EXPECT_EQ(next_block_id(0xFFFF, false), 1U);
+    EXPECT_EQ(next_block_id(0xFFFF, true), 0x10000U);
+}
+
+TEST(GvspBlockId, DistancesGoTheShorterWayRound)
+{
+    struct Case {
+        std::uint64_t from;
+        std::uint64_t to;
+        std::int64_t standard;
+        std::int64_t extended;
+    };
+    for (const auto& [from, to, standard, extended] :
+         {Case{1, 1, 0, 0}, Case{1, 2, 1, 1}, Case{2, 1, -1, -1}, Case{65535, 1, 1, -65534}, Case{1, 65535, -1, 65534},
+          Case{65535, 2, 2, -65533}, Case{1, 32768, 32767, 32767}, Case{1, 32769, -32767, 32768},
+          Case{32769, 1, 32767, -32768}}) {
+        EXPECT_EQ(block_id_distance(from, to, false), standard) << from << " to " << to;
+        EXPECT_EQ(block_id_distance(from, to, true), extended) << from << " to " << to;
+    }
+    EXPECT_EQ(block_id_distance(0xFFFFFFFFFFFFFFFF, 1, true), 2);
+    // every step of a whole cycle
+    std::uint64_t id = 1;
+    for (std::uint64_t i = 0; i < largest_standard_block_id; ++i) {
+        const std::uint64_t next = next_block_id(id, false);
+        ASSERT_EQ(block_id_distance(id, next, false), 1) << id;
+        ASSERT_EQ(block_id_distance(next, id, false), -1) << id;
+        id = next;
+    }
+    EXPECT_EQ(id, 1U);
+}
+
 TEST(GvspPacketSize, CountsTheHeadersIn)
 {
     EXPECT_EQ(data_per_packet(1500, false), 1464U);
