@@ -8,11 +8,6 @@ namespace gvsp = wire::gvsp;
 
 namespace {
 
-/// No gap of 64-bit IDs is this long; the device counts from elsewhere.
-constexpr std::int64_t longest_gap = std::int64_t{1} << 31;
-/// A block that ended this many blocks ago gets no packets any more.
-constexpr std::int64_t latest_packets = 100;
-
 bool carries_data(gvsp::Status status) noexcept
 {
     // devices mark packets that they send again with a status of its own, in either form of the header
@@ -175,47 +170,33 @@ bool BlockAssembler::give_buffer(BlockFrame& frame)
 /// content when it is a leader.
 BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Leader* leader)
 {
-    if (current_ != nullptr && current_->block_id() == header.block_id && extended_ids_ == header.extended_ids &&
-        leader == nullptr) {
+    if (current_ != nullptr && current_->block_id() == header.block_id &&
+        numbering_.extended_ids() == header.extended_ids && leader == nullptr) {
         return current_;
     }
-    if (numbering_known_ && header.extended_ids != extended_ids_) {
-        begin_anew();
-    }
-    if (!numbering_known_) {
+    if (!numbering_.has_begun()) {
         return &begin_numbering(header);
     }
-
-    const std::int64_t distance = gvsp::block_id_distance(newest_id_, header.block_id, extended_ids_);
-    if (distance > longest_gap || distance < -longest_gap) {
-        begin_anew();
-        return &begin_numbering(header);
+    const std::optional<std::int64_t> order = numbering_.order_of(header);
+    if (!order.has_value()) {
+        return &begin_anew(header);
     }
-    const std::int64_t order = newest_order_ + distance;
-    BlockFrame* frame = find(order);
+    BlockFrame* frame = find(*order);
     const bool another_of_its_number =
         frame != nullptr && leader != nullptr && frame->has_leader() && frame->timestamp() != leader->timestamp;
-    if (another_of_its_number || is_new_beginning(order, leader)) {
-        begin_anew();
-        return &begin_numbering(header);
+    if (another_of_its_number || numbering_.is_new_beginning(*order, leader, now_, settings_)) {
+        return &begin_anew(header);
     }
     if (frame != nullptr) {
         return current_ = frame;
     }
-    if (order < next_order_) {
+    if (open_count_ == window && !numbering_.has_ended(*order)) {
+        end_first(false);
+    }
+    if (numbering_.has_ended(*order)) {
         return nullptr;
     }
-    if (open_count_ == window) {
-        end_first(false);
-        if (order < next_order_) {
-            return nullptr;
-        }
-    }
-    if (order > newest_order_) {
-        newest_order_ = order;
-        newest_id_ = header.block_id;
-    }
-    return &open(order, header.block_id);
+    return &open(*order, header.block_id);
 }
 
 BlockFrame* BlockAssembler::find(std::int64_t order) const noexcept
@@ -230,42 +211,18 @@ BlockFrame* BlockAssembler::find(std::int64_t order) const noexcept
 
 BlockFrame& BlockAssembler::begin_numbering(const gvsp::Header& header)
 {
-    numbering_known_ = true;
-    extended_ids_ = header.extended_ids;
-    newest_id_ = header.block_id;
-    first_order_ = newest_order_;
-    next_order_ = newest_order_;
-    began_at_ = now_;
-    return open(newest_order_, header.block_id);
+    return open(numbering_.begin(header, now_), header.block_id);
 }
 
-/// Whether a packet of a block that has ended shows that the device counts anew, rather than being late: it is a leader
-/// with another timestamp, or comes when nothing of that block can be on its way any more.
-bool BlockAssembler::is_new_beginning(std::int64_t order, const gvsp::Leader* leader) const noexcept
-{
-    if (order >= next_order_) {
-        return false;
-    }
-    if (order < next_order_ - latest_packets) {
-        return true;
-    }
-    const Ended ended =
-        order >= first_order_ ? ended_[static_cast<std::size_t>(order % memory_of_ended)] : Ended{.at = began_at_};
-    if (leader == nullptr) {
-        return now_ - ended.at > settings_.pause;
-    }
-    return (ended.leader_seen && ended.timestamp != leader->timestamp) || now_ - ended.at > settings_.retention;
-}
-
-/// Ends what is in flight, as the numbers that follow have nothing to do with it.
-void BlockAssembler::begin_anew()
+/// Ends what is in flight, as the numbers from this packet's on have nothing to do with it.
+BlockFrame& BlockAssembler::begin_anew(const gvsp::Header& header)
 {
     while (open_count_ != 0) {
         end_first(false);
     }
-    numbering_known_ = false;
-    newest_order_ = next_order_;  // orders go on ascending
+    numbering_.forget();
     ++counters_.restarts;
+    return begin_numbering(header);
 }
 
 BlockFrame& BlockAssembler::open(std::int64_t order, std::uint64_t block_id)
@@ -273,6 +230,7 @@ BlockFrame& BlockAssembler::open(std::int64_t order, std::uint64_t block_id)
     const auto is_free = [this](const BlockFrame& frame) { return std::ranges::count(in_flight(), &frame) == 0; };
     BlockFrame& frame = *std::ranges::find_if(frames_, is_free);
     frame.open(order, block_id, now_);
+    numbering_.note_begin(order, block_id);
     std::size_t position = open_count_++;
     for (; position > 0 && open_[position - 1]->order() > order; --position) {
         open_[position] = open_[position - 1];
@@ -319,8 +277,8 @@ std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const 
 void BlockAssembler::end_first(bool aborted)
 {
     BlockFrame& frame = *open_[0];
-    const Ended ended{.leader_seen = frame.has_leader(), .timestamp = frame.timestamp(), .at = now_};
-    remember(frame.order(), ended);
+    counters_.block_ids_missing += numbering_.note_end(
+        frame.order(), {.leader_seen = frame.has_leader(), .timestamp = frame.timestamp(), .at = now_});
     deliver(frame, aborted);
     remove(0);
 }
@@ -350,18 +308,6 @@ void BlockAssembler::remove(std::size_t position) noexcept
     --open_count_;
 }
 
-/// Notes the end of a block, and of those before it of which nothing ever came.
-void BlockAssembler::remember(std::int64_t order, const Ended& ended) noexcept
-{
-    const std::int64_t missing = order - next_order_;
-    counters_.block_ids_missing += static_cast<std::uint64_t>(missing);
-    for (std::int64_t i = std::min(missing, memory_of_ended); i > 0; --i) {
-        ended_[static_cast<std::size_t>((order - i) % memory_of_ended)] = {.at = ended.at};
-    }
-    ended_[static_cast<std::size_t>(order % memory_of_ended)] = ended;
-    next_order_ = order + 1;
-}
-
 void BlockAssembler::abort()
 {
     while (open_count_ != 0) {
@@ -379,8 +325,7 @@ void BlockAssembler::discard()
         ++counters_.of(BlockFate::discarded);
         remove(last);
     }
-    numbering_known_ = false;
-    next_order_ = ++newest_order_;
+    numbering_.forget();
 }
 
 bool BlockAssembler::forget(const PvBuffer& buffer) noexcept

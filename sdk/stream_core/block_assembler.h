@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -11,7 +10,9 @@
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/packet_receiver.h"
+#include "sdk/stream_core/assembler_settings.h"
 #include "sdk/stream_core/block_frame.h"
+#include "sdk/stream_core/block_numbering.h"
 #include "sdk/stream_core/counters.h"
 #include "sdk/wire/gvsp.h"
 
@@ -29,15 +30,6 @@ public:
 
 protected:
     ~BufferPort() = default;
-};
-
-struct AssemblerSettings {
-    /// A block that lacks packets is given up when none came for this long.
-    net::Clock::duration retention = std::chrono::milliseconds(100);
-    /// A block that lacks nothing but its tail, and is the newest, may pause this long; devices with slow lines do.
-    net::Clock::duration pause = std::chrono::milliseconds(1000);
-    /// A block that lacks packets is given up this long after its last one when a later block is complete already.
-    net::Clock::duration reordering = std::chrono::milliseconds(2);
 };
 
 /// Sorts the packets of several blocks in flight into buffers and delivers the blocks in their order.
@@ -83,15 +75,6 @@ public:
     static constexpr std::size_t window = 16;
 
 private:
-    /// What is remembered of a block that has ended, to tell late packets from a new beginning.
-    struct Ended {
-        bool leader_seen = false;
-        std::uint64_t timestamp = 0;
-        time_point at;
-    };
-    /// A packet of a block that ended more than so many blocks ago tells of a new beginning.
-    static constexpr std::int64_t memory_of_ended = 128;
-
     PacketFate take_in(const net::Datagram& datagram);
     PacketFate take_in(const wire::gvsp::Packet& packet);
     PacketFate put_leader(const wire::gvsp::Packet& packet);
@@ -103,8 +86,7 @@ private:
     BlockFrame* frame_of(const wire::gvsp::Header& header, const wire::gvsp::Leader* leader);
     [[nodiscard]] BlockFrame* find(std::int64_t order) const noexcept;
     BlockFrame& begin_numbering(const wire::gvsp::Header& header);
-    [[nodiscard]] bool is_new_beginning(std::int64_t order, const wire::gvsp::Leader* leader) const noexcept;
-    void begin_anew();
+    BlockFrame& begin_anew(const wire::gvsp::Header& header);
     BlockFrame& open(std::int64_t order, std::uint64_t block_id);
     bool give_buffer(BlockFrame& frame);
 
@@ -112,7 +94,6 @@ private:
     void end_first(bool aborted);
     void deliver(BlockFrame& frame, bool aborted);
     void remove(std::size_t position) noexcept;
-    void remember(std::int64_t order, const Ended& ended) noexcept;
     [[nodiscard]] std::span<BlockFrame* const> in_flight() const noexcept { return {open_.data(), open_count_}; }
 
     BufferPort& port_;
@@ -120,6 +101,7 @@ private:
     AssemblerSettings settings_;
     Counters counters_;
     StreamHabits habits_;
+    BlockNumbering numbering_;
     time_point now_;
 
     std::array<BlockFrame, window> frames_;
@@ -127,16 +109,6 @@ private:
     std::size_t open_count_ = 0;
     BlockFrame* current_ = nullptr;  // of the latest packet
     bool block_completed_ = false;   // by the packets since the last settling
-
-    // the order of blocks: IDs, unwrapped
-    bool numbering_known_ = false;
-    bool extended_ids_ = false;
-    std::uint64_t newest_id_ = 0;
-    std::int64_t newest_order_ = 0;
-    std::int64_t next_order_ = 0;  // blocks before this one have ended
-    std::array<Ended, memory_of_ended> ended_{};
-    std::int64_t first_order_ = 0;  // the first block since numbering began
-    time_point began_at_;
 };
 
 }  // namespace vex::stream
