@@ -34,7 +34,7 @@ namespace bench {
 
 namespace {
 
-constexpr net::Endpoint camera{{0x7F00004D}, wire::gvcp::port};  // 127.0.0.77
+constexpr Endpoint camera{{0x7F00004D}, wire::gvcp::port};  // 127.0.0.77
 constexpr double nano = 1e9;
 constexpr double micro = 1e6;
 constexpr int burst_size = 16;
@@ -224,10 +224,10 @@ std::string description()
 struct Device {
     Device()
     {
-        device::ConnectionTarget target;
+        control::ConnectionTarget target;
         target.device = camera;
         target.access = PvAccessReadOnly;
-        const PvResult opened = device::Connection::open(target, {}, connection);
+        const PvResult opened = control::Connection::open(target, {}, connection);
         if (!opened.IsOK()) {
             throw std::runtime_error("no connection to the software camera: " + std::string(opened.description()));
         }
@@ -250,7 +250,7 @@ struct Device {
     [[nodiscard]] std::uint64_t messages() const { return connection->channel().statistics().requests; }
 
     std::atomic<std::int32_t> rule{0};
-    std::shared_ptr<device::Connection> connection;
+    std::shared_ptr<control::Connection> connection;
     device::RegisterPort port{std::make_shared<device::EventSinks>(), rule};
     std::unique_ptr<PvGenParameterArray> features;
 };

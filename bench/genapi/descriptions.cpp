@@ -17,7 +17,7 @@ std::string unpacked(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    return GenApi::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    return vex::description::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
 std::vector<Description> files_in(const std::filesystem::path& folder)

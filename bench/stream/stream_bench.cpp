@@ -48,8 +48,8 @@ constexpr std::uint32_t width = 1024;
 constexpr std::uint32_t height = 1024;
 constexpr std::size_t image_bytes = std::size_t{width} * height;
 constexpr std::uint64_t blocks_ahead = 2;
-constexpr net::Ipv4Address camera{0x7F00002F};  // 127.0.0.47
-constexpr net::Ipv4Address host{0x7F000001};
+constexpr Ipv4Address camera{0x7F00002F};  // 127.0.0.47
+constexpr Ipv4Address host{0x7F000001};
 
 /// What sender and receiver share.
 struct Progress {

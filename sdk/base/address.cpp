@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstddef>
 
-namespace vex::net {
+namespace vex {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::string MacAddress::to_string() const
 
 std::string Endpoint::to_string() const { return address.to_string() + ':' + std::to_string(port); }
 
-}  // namespace vex::net
+}  // namespace vex

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace vex::net {
+namespace vex {
 
 /// An IPv4 address or mask, in host byte order.
 struct Ipv4Address {
@@ -65,4 +65,4 @@ struct Endpoint {
     auto operator<=>(const Endpoint&) const = default;
 };
 
-}  // namespace vex::net
+}  // namespace vex

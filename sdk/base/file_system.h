@@ -8,7 +8,7 @@
 
 #include "sdk/base/PvString.h"
 
-namespace vex::convert::file_system {
+namespace vex::file_system {
 
 using Path = std::filesystem::path;
 
@@ -53,4 +53,4 @@ private:
 
 void remove(const Path& path) noexcept;
 
-}  // namespace vex::convert::file_system
+}  // namespace vex::file_system

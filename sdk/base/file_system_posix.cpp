@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace vex::convert::file_system {
+namespace vex::file_system {
 
 namespace fs = std::filesystem;
 
@@ -87,4 +87,4 @@ void remove(const Path& path) noexcept
     fs::remove(path, ignored);
 }
 
-}  // namespace vex::convert::file_system
+}  // namespace vex::file_system

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-namespace vex::convert::file_system {
+namespace vex::file_system {
 namespace {
 
 /// Longer paths, with what is appended for the file written beside, need the long form.
@@ -112,4 +112,4 @@ std::error_code replace(const Path& from, const Path& to) noexcept
 
 void remove(const Path& path) noexcept { DeleteFileW(path.c_str()); }
 
-}  // namespace vex::convert::file_system
+}  // namespace vex::file_system

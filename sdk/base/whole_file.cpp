@@ -4,7 +4,7 @@
 
 #include "sdk/base/failure.h"
 
-namespace vex::convert {
+namespace vex {
 namespace {
 
 /// How many names to try beside the target when others are taken.
@@ -98,4 +98,4 @@ PvResult WholeFile::commit()
     return PvResult::OK;
 }
 
-}  // namespace vex::convert
+}  // namespace vex

@@ -9,7 +9,7 @@
 #include "sdk/base/PvString.h"
 #include "sdk/base/file_system.h"
 
-namespace vex::convert {
+namespace vex {
 
 /// Written beside its name and renamed by commit(); destroyed before that, it leaves nothing behind and an older file
 /// of the name as it was. A name that is a device or a pipe is written to directly. Every failure carries the name and
@@ -41,4 +41,4 @@ private:
     file_system::File file_;
 };
 
-}  // namespace vex::convert
+}  // namespace vex

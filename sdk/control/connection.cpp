@@ -7,7 +7,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -105,9 +105,9 @@ PvResult Connection::read_facts()
     facts_.stream_channels = values[3];
     facts_.heartbeat_timeout_ms = clamp_heartbeat(values[4]);
 
-    const net::MacAddress mac{{static_cast<std::uint8_t>(values[1] >> 8), static_cast<std::uint8_t>(values[1]),
-                               static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
-                               static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
+    const MacAddress mac{{static_cast<std::uint8_t>(values[1] >> 8), static_cast<std::uint8_t>(values[1]),
+                          static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
+                          static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
     if (!target_.mac.is_zero() && mac != target_.mac) {
         return {PvResult::NotFound, "At " + target_.device.address.to_string() + " the device " + mac.to_string() +
                                         " answers, not the device " + target_.mac.to_string()};
@@ -172,4 +172,4 @@ PvResult Connection::check_stream_channel(std::uint32_t channel) const
                                             " stream channels; there is no channel " + std::to_string(channel)};
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

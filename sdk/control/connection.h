@@ -16,14 +16,14 @@
 #include "sdk/control/privilege.h"
 #include "sdk/net/clock.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// Whom to connect to, and how.
 struct ConnectionTarget {
-    net::Endpoint device;
-    net::Ipv4Address local;  ///< 0.0.0.0: by the system's routes
-    net::MacAddress mac;     ///< when not zero, a device with another one is not the device
-    std::string hint;        ///< said after a timeout: what may be the cause
+    Endpoint device;
+    Ipv4Address local;  ///< 0.0.0.0: by the system's routes
+    MacAddress mac;     ///< when not zero, a device with another one is not the device
+    std::string hint;   ///< said after a timeout: what may be the cause
     PvAccessType access = PvAccessControl;
 };
 
@@ -69,7 +69,7 @@ public:
     [[nodiscard]] bool has_control() const noexcept;
     /// What the device said of its controller when this side became it; empty when it does not tell.
     [[nodiscard]] const std::optional<PrivilegeHolder>& holder() const noexcept { return holder_; }
-    [[nodiscard]] const net::Endpoint& device() const noexcept { return target_.device; }
+    [[nodiscard]] const Endpoint& device() const noexcept { return target_.device; }
     [[nodiscard]] std::string loss_reason() const;
 
     /// The outcome in words.
@@ -92,4 +92,4 @@ private:
     std::string loss_reason_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -5,7 +5,7 @@
 
 #include "sdk/wire/bytes.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -85,7 +85,7 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
                                         Accept accept, Refused refused) noexcept
 {
     const Command expected = acknowledge_of(access.command);
-    const net::Endpoint device = transport_.device();
+    const Endpoint device = transport_.device();
     const time_point begin = clock_.now();
     time_point pending_end{};  // set by the first PENDING_ACK
     unsigned pendings = 0;
@@ -457,4 +457,4 @@ void ControlChannel::reset_statistics() noexcept
     }
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

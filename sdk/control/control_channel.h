@@ -15,7 +15,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/wire/gvcp.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// How long a request waits for its acknowledge and how often it is sent.
 struct Patience {
@@ -106,8 +106,8 @@ public:
     [[nodiscard]] ControlStatistics statistics() const noexcept;
     void reset_statistics() noexcept;
 
-    [[nodiscard]] net::Endpoint device() const noexcept { return transport_.device(); }
-    [[nodiscard]] net::Endpoint local() const noexcept { return transport_.local(); }
+    [[nodiscard]] Endpoint device() const noexcept { return transport_.device(); }
+    [[nodiscard]] Endpoint local() const noexcept { return transport_.local(); }
 
 private:
     /// What a request is about, for the outcome.
@@ -165,4 +165,4 @@ private:
     Counter requests_, retries_, failures_, pendings_, stale_, foreign_, malformed_, round_trip_last_, round_trip_max_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

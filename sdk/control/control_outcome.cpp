@@ -4,7 +4,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -58,7 +58,7 @@ std::string register_text(std::uint32_t address)
     return text;
 }
 
-PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device)
+PvResult to_result(const ControlOutcome& outcome, const Endpoint& device)
 {
     const auto failure = [&](const std::string& why) {
         return device.address.to_string() + ": " + activity(outcome) + " failed: " + why;
@@ -83,4 +83,4 @@ PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device)
                                              hexadecimal(static_cast<std::uint16_t>(outcome.status)) + ")")};
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

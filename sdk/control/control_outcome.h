@@ -10,7 +10,7 @@
 #include "sdk/base/address.h"
 #include "sdk/wire/gvcp.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// The end of one operation on the control channel. `address` and `length` say what was accessed when it ended.
 struct [[nodiscard]] ControlOutcome {
@@ -42,6 +42,6 @@ struct [[nodiscard]] ControlOutcome {
 [[nodiscard]] std::string register_text(std::uint32_t address);
 
 /// The outcome as a result: what was accessed on which device, and why it failed. OK allocates nothing.
-[[nodiscard]] PvResult to_result(const ControlOutcome& outcome, const net::Endpoint& device);
+[[nodiscard]] PvResult to_result(const ControlOutcome& outcome, const Endpoint& device);
 
-}  // namespace vex::device
+}  // namespace vex::control

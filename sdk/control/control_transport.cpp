@@ -2,9 +2,9 @@
 
 #include "sdk/net/interfaces.h"
 
-namespace vex::device {
+namespace vex::control {
 
-UdpControlTransport::UdpControlTransport(const net::Endpoint& device, net::Ipv4Address local)
+UdpControlTransport::UdpControlTransport(const Endpoint& device, Ipv4Address local)
     : device_(device),
       socket_(net::UdpSocket::open({local.is_any() ? net::local_address_towards(device.address) : local, 0})),
       local_(socket_.local())
@@ -27,4 +27,4 @@ void UdpControlTransport::wake() noexcept
     socket_.send_to(local_, {});
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

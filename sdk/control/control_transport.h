@@ -11,7 +11,7 @@
 #include "sdk/base/address.h"
 #include "sdk/net/udp_socket.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// Datagrams to one device and from anywhere.
 ///
@@ -27,9 +27,9 @@ public:
     /// Lets a receive that waits return soon, as if some datagram had come.
     virtual void wake() noexcept = 0;
 
-    [[nodiscard]] virtual net::Endpoint device() const noexcept = 0;
+    [[nodiscard]] virtual Endpoint device() const noexcept = 0;
     /// This end; the address that the device sees when there is no translation on the way.
-    [[nodiscard]] virtual net::Endpoint local() const noexcept = 0;
+    [[nodiscard]] virtual Endpoint local() const noexcept = 0;
 };
 
 /// The transport over a socket of its own.
@@ -37,19 +37,19 @@ class UdpControlTransport final : public ControlTransport {
 public:
     /// Binds to `local`, or to the address from which the system reaches the device when that is 0.0.0.0. Throws
     /// std::system_error when the socket cannot be opened.
-    UdpControlTransport(const net::Endpoint& device, net::Ipv4Address local);
+    UdpControlTransport(const Endpoint& device, Ipv4Address local);
 
     std::error_code send(std::span<const std::uint8_t> datagram) noexcept override;
     std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
                                          std::chrono::milliseconds timeout) noexcept override;
     void wake() noexcept override;
-    [[nodiscard]] net::Endpoint device() const noexcept override { return device_; }
-    [[nodiscard]] net::Endpoint local() const noexcept override { return local_; }
+    [[nodiscard]] Endpoint device() const noexcept override { return device_; }
+    [[nodiscard]] Endpoint local() const noexcept override { return local_; }
 
 private:
-    net::Endpoint device_;
+    Endpoint device_;
     net::UdpSocket socket_;
-    net::Endpoint local_;
+    Endpoint local_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

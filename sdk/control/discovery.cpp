@@ -8,7 +8,7 @@
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -31,8 +31,8 @@ bool is_same_device(const wire::gvcp::DiscoveryAcknowledge& a, const wire::gvcp:
 
 bool is_reachable(const net::Interface& host, const wire::gvcp::DiscoveryAcknowledge& facts) noexcept
 {
-    return !facts.address.is_any() && net::same_subnet(host.address, facts.address, host.mask) &&
-           (facts.mask.is_any() || net::same_subnet(host.address, facts.address, facts.mask));
+    return !facts.address.is_any() && same_subnet(host.address, facts.address, host.mask) &&
+           (facts.mask.is_any() || same_subnet(host.address, facts.address, facts.mask));
 }
 
 PvAccessType access_of(std::uint32_t control_channel_privilege) noexcept
@@ -106,9 +106,9 @@ void Discovery::send_discovery()
     const auto message = wire::gvcp::discovery(discovery_request, options_.broadcast_acknowledge);
     for (auto it = searched_.begin(); it != searched_.end();) {
         Searched& searched = **it;
-        const net::Ipv4Address subnet = net::directed_broadcast(searched.facts.address, searched.facts.mask);
+        const Ipv4Address subnet = directed_broadcast(searched.facts.address, searched.facts.mask);
         const std::error_code limited =
-            ports_->send(searched.index, {net::limited_broadcast, wire::gvcp::port}, message.bytes());
+            ports_->send(searched.index, {limited_broadcast, wire::gvcp::port}, message.bytes());
         const std::error_code directed = ports_->send(searched.index, {subnet, wire::gvcp::port}, message.bytes());
         if (limited && directed) {
             unusable_.push_back({searched.index, directed.message()});
@@ -252,4 +252,4 @@ Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
     return next.value_or(end_);
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

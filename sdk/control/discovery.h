@@ -15,7 +15,7 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
 
-namespace vex::device {
+namespace vex::control {
 
 struct DiscoveryOptions {
     std::chrono::milliseconds timeout{1000};  ///< how long answers are awaited
@@ -98,4 +98,4 @@ private:
     bool ended_ = false;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

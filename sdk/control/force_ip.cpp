@@ -8,7 +8,7 @@
 
 #include "sdk/control/discovery.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -26,14 +26,14 @@ PvResult invalid(const char* what, const PvString& text)
     return {PvResult::InvalidParameter, "\"" + text.str() + "\" is no " + what};
 }
 
-bool is_mask(net::Ipv4Address mask)
+bool is_mask(Ipv4Address mask)
 {
     const std::uint32_t host_part = ~mask.value;
     return mask.value != 0 && (host_part & (host_part + 1)) == 0;
 }
 
 /// An address that one host can have in its subnet.
-bool is_host(net::Ipv4Address address, net::Ipv4Address mask)
+bool is_host(Ipv4Address address, Ipv4Address mask)
 {
     const std::uint32_t host_part = ~mask.value;
     const std::uint32_t number = address.value & host_part;
@@ -42,10 +42,10 @@ bool is_host(net::Ipv4Address address, net::Ipv4Address mask)
     return plain && (host_part <= 1 || (number != 0 && number != host_part));
 }
 
-net::Ipv4Address default_mask(net::Ipv4Address address, std::span<const net::Interface> hosts)
+Ipv4Address default_mask(Ipv4Address address, std::span<const net::Interface> hosts)
 {
     for (const net::Interface& host : hosts) {
-        if (is_mask(host.mask) && net::same_subnet(host.address, address, host.mask)) {
+        if (is_mask(host.mask) && same_subnet(host.address, address, host.mask)) {
             return host.mask;
         }
     }
@@ -56,8 +56,8 @@ bool send_all(SearchPorts& ports, std::span<const net::Interface> hosts, const w
 {
     bool sent = false;
     for (std::size_t i = 0; i < hosts.size(); ++i) {
-        const auto directed = net::directed_broadcast(hosts[i].address, hosts[i].mask);
-        for (const net::Ipv4Address destination : {net::limited_broadcast, directed}) {
+        const auto directed = directed_broadcast(hosts[i].address, hosts[i].mask);
+        for (const Ipv4Address destination : {limited_broadcast, directed}) {
             sent |= !ports.send(i, {destination, wire::gvcp::port}, message.bytes());
         }
     }
@@ -105,16 +105,16 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
                                 const PvString& gateway, std::span<const net::Interface> hosts,
                                 wire::gvcp::ForceIp& settings)
 {
-    const auto parsed_mac = net::MacAddress::parse(mac.view());
+    const auto parsed_mac = MacAddress::parse(mac.view());
     if (!parsed_mac || parsed_mac->is_zero()) {
         return invalid("MAC address of a device", mac);
     }
-    const auto parsed_address = net::Ipv4Address::parse(address.view());
+    const auto parsed_address = Ipv4Address::parse(address.view());
     if (!parsed_address) {
         return invalid("IPv4 address", address);
     }
     const auto parsed_mask =
-        mask.empty() ? std::optional(default_mask(*parsed_address, hosts)) : net::Ipv4Address::parse(mask.view());
+        mask.empty() ? std::optional(default_mask(*parsed_address, hosts)) : Ipv4Address::parse(mask.view());
     if (!parsed_mask || !is_mask(*parsed_mask)) {
         return invalid("subnet mask", mask);
     }
@@ -122,8 +122,7 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
         return invalid(("address that a device can have in a subnet with mask " + parsed_mask->to_string()).c_str(),
                        address);
     }
-    const auto parsed_gateway =
-        gateway.empty() ? std::optional(net::any_address) : net::Ipv4Address::parse(gateway.view());
+    const auto parsed_gateway = gateway.empty() ? std::optional(any_address) : Ipv4Address::parse(gateway.view());
     if (!parsed_gateway) {
         return invalid("IPv4 address of a gateway", gateway);
     }
@@ -155,4 +154,4 @@ PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Inte
             "No device with the MAC address " + settings.mac.to_string() + " took the IP configuration"};
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

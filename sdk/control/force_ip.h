@@ -10,7 +10,7 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/gvcp.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// The settings from texts; see PvDevice::SetIPConfiguration for what is accepted and what stands for an empty text.
 PvResult parse_ip_configuration(const PvString& mac, const PvString& address, const PvString& mask,
@@ -21,4 +21,4 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
 PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Interface> hosts,
                   SearchNetwork& network = SearchNetwork::system());
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -6,7 +6,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -113,4 +113,4 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
     }
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

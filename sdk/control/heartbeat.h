@@ -13,7 +13,7 @@
 #include "sdk/control/worker.h"
 #include "sdk/net/clock.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// One beat at a time: asks the device who controls it and judges the answer. No thread of its own.
 ///
@@ -77,4 +77,4 @@ private:
     Worker worker_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -10,7 +10,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -30,14 +30,14 @@ constexpr std::array<milliseconds, 3> waits = {milliseconds(20), milliseconds(40
 class UdpTestPackets final : public TestPackets {
 public:
     /// Throws std::system_error when there can be no socket at this address.
-    explicit UdpTestPackets(net::Ipv4Address local)
+    explicit UdpTestPackets(Ipv4Address local)
     {
         net::UdpOptions options;
         options.receive_buffer_bytes = 1 << 18;
         socket_ = net::UdpSocket::open({local, 0}, options);
     }
 
-    [[nodiscard]] net::Endpoint local() const noexcept override { return socket_.local(); }
+    [[nodiscard]] Endpoint local() const noexcept override { return socket_.local(); }
     std::optional<net::Received> receive(std::span<std::uint8_t> buffer, milliseconds timeout) noexcept override
     {
         return socket_.receive(buffer, timeout);
@@ -71,7 +71,7 @@ public:
         original_destination_ = values[2];
 
         diverted_ = true;
-        const net::Endpoint here = packets_.local();
+        const Endpoint here = packets_.local();
         const std::uint32_t port = (original_port_ & ~std::uint32_t{0xFFFF}) | here.port;
         const std::array<RegisterWrite, 2> writes = {RegisterWrite{address(stream::destination), here.address.value},
                                                      RegisterWrite{address(stream::port), port}};
@@ -307,4 +307,4 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
     return negotiate_packet_size(control, task, *packets, net::Clock::steady());
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

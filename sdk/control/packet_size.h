@@ -11,7 +11,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// The sizes that the device takes, in bytes from the IP header to the last data byte.
 struct PacketSizeLimits {
@@ -36,7 +36,7 @@ public:
     virtual ~TestPackets() = default;
 
     /// The address and port that the device is to send to.
-    [[nodiscard]] virtual net::Endpoint local() const noexcept = 0;
+    [[nodiscard]] virtual Endpoint local() const noexcept = 0;
     /// Waits up to `timeout` for a datagram; empty on timeout.
     virtual std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
                                                  std::chrono::milliseconds timeout) noexcept = 0;
@@ -48,4 +48,4 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
 /// The same with a UDP socket of its own.
 PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& task);
 
-}  // namespace vex::device
+}  // namespace vex::control

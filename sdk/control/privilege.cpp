@@ -6,7 +6,7 @@
 
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -81,4 +81,4 @@ PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint3
     return PvResult::OK;
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -9,7 +9,7 @@
 #include "sdk/control/PvTypes.h"
 #include "sdk/control/control_channel.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// Takes the privilege. StateError, with the holder's address where the device tells it (`capability` is its GVCP
 /// capability register), when another application has it. OK at once when `access` needs none.
@@ -17,7 +17,7 @@ PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint3
 
 /// The application that holds the privilege, as the device tells it. With a translation of addresses on the way it is
 /// not what that application takes for its own, so it is only ever compared with what the device said before.
-using PrivilegeHolder = net::Endpoint;
+using PrivilegeHolder = Endpoint;
 
 /// Who holds the privilege; empty when the device does not tell.
 [[nodiscard]] std::optional<PrivilegeHolder> read_holder(ControlChannel& channel, std::uint32_t capability);
@@ -25,4 +25,4 @@ using PrivilegeHolder = net::Endpoint;
 /// "192.168.0.7, port 50123".
 [[nodiscard]] std::string text_of(const PrivilegeHolder& holder);
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -4,7 +4,7 @@
 
 #include "sdk/net/udp_socket.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -37,7 +37,7 @@ public:
 
     [[nodiscard]] std::span<const UnusableInterface> unusable() const noexcept override { return unusable_; }
 
-    std::error_code send(std::size_t interface_index, const net::Endpoint& destination,
+    std::error_code send(std::size_t interface_index, const Endpoint& destination,
                          std::span<const std::uint8_t> datagram) noexcept override
     {
         for (Port& port : ports_) {
@@ -69,7 +69,7 @@ private:
     void listen_for_broadcasts(std::size_t interface_index, std::uint16_t port, const net::UdpOptions& options)
     {
         try {
-            ports_.push_back({interface_index, false, net::UdpSocket::open({net::limited_broadcast, port}, options)});
+            ports_.push_back({interface_index, false, net::UdpSocket::open({limited_broadcast, port}, options)});
         } catch (const std::system_error&) {
             return;
         }
@@ -113,4 +113,4 @@ SearchNetwork& SearchNetwork::system() noexcept
     return network;
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

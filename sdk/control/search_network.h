@@ -15,7 +15,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/interfaces.h"
 
-namespace vex::device {
+namespace vex::control {
 
 /// An interface that could not be searched, and why.
 struct UnusableInterface {
@@ -38,7 +38,7 @@ public:
 
     /// The interfaces without a port. Sending on them fails.
     [[nodiscard]] virtual std::span<const UnusableInterface> unusable() const noexcept = 0;
-    virtual std::error_code send(std::size_t interface_index, const net::Endpoint& destination,
+    virtual std::error_code send(std::size_t interface_index, const Endpoint& destination,
                                  std::span<const std::uint8_t> datagram) noexcept = 0;
     /// Waits up to `timeout` for a datagram on any interface; empty when none came, possibly before the time. Much that
     /// arrives on one interface does not keep the others waiting.
@@ -63,4 +63,4 @@ public:
     [[nodiscard]] static SearchNetwork& system() noexcept;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -4,7 +4,7 @@
 
 #include "sdk/base/thread_name.h"
 
-namespace vex::device {
+namespace vex::control {
 
 namespace {
 
@@ -67,4 +67,4 @@ void Worker::stop(std::chrono::milliseconds patience) noexcept
     thread_.join();
 }
 
-}  // namespace vex::device
+}  // namespace vex::control

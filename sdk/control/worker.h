@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-namespace vex::device {
+namespace vex::control {
 
 /// Runs work on a thread of its own. The work keeps what it uses alive by itself, so that its owner may be destroyed
 /// from within it.
@@ -48,4 +48,4 @@ private:
     std::thread thread_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::control

@@ -32,7 +32,7 @@ PvResult store_raw(const PvBuffer& buffer, const PvString& file_name)
     if (bytes.empty()) {
         return failure(PvResult::InvalidParameter, "there are no bytes in the buffer");
     }
-    convert::WholeFile file;
+    WholeFile file;
     if (auto opened = file.open(file_name); !opened.IsOK()) {
         return opened;
     }
@@ -86,7 +86,7 @@ PvResult PvBufferWriter::store_bmp(const PvBuffer& buffer, const PvString& file_
         return converted;
     }
 
-    convert::WholeFile file;
+    WholeFile file;
     if (auto opened = file.open(file_name); !opened.IsOK()) {
         return opened;
     }

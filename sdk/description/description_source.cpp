@@ -16,7 +16,7 @@
 #include "sdk/genapi/errors.h"
 #include "sdk/wire/bootstrap.h"
 
-namespace vex::device {
+namespace vex::description {
 
 namespace {
 
@@ -67,13 +67,13 @@ std::string_view without_schema_version(std::string_view url)
     return noted ? url.substr(0, query) : url;
 }
 
-PvResult unusable(const ControlChannel& channel, const std::string& why)
+PvResult unusable(const control::ControlChannel& channel, const std::string& why)
 {
     return {PvResult::GenICamXMLError, "The GenICam description of the device " + channel.device().address.to_string() +
                                            " cannot be used: " + why};
 }
 
-PvResult read_url(ControlChannel& channel, std::uint32_t address, std::optional<DescriptionUrl>& url)
+PvResult read_url(control::ControlChannel& channel, std::uint32_t address, std::optional<DescriptionUrl>& url)
 {
     std::array<std::uint8_t, wire::bootstrap::url_length> bytes{};
     if (const auto outcome = channel.read_memory(address, bytes); !outcome.ok()) {
@@ -90,11 +90,11 @@ PvResult read_url(ControlChannel& channel, std::uint32_t address, std::optional<
 }
 
 /// What was read from wherever it was, as a description.
-PvResult unpack(const ControlChannel& channel, const DescriptionUrl& url, std::span<const std::uint8_t> bytes,
+PvResult unpack(const control::ControlChannel& channel, const DescriptionUrl& url, std::span<const std::uint8_t> bytes,
                 Description& description)
 {
     try {
-        description.xml = GenApi::load_description(bytes);
+        description.xml = description::load_description(bytes);
     } catch (const GenApi::Error& error) {
         return unusable(channel, error.what());
     }
@@ -102,7 +102,7 @@ PvResult unpack(const ControlChannel& channel, const DescriptionUrl& url, std::s
     return PvResult::OK;
 }
 
-PvResult read_local(ControlChannel& channel, const DescriptionUrl& url, Description& description)
+PvResult read_local(control::ControlChannel& channel, const DescriptionUrl& url, Description& description)
 {
     if (url.length == 0 || url.length > largest_stored_description) {
         return unusable(channel,
@@ -115,7 +115,7 @@ PvResult read_local(ControlChannel& channel, const DescriptionUrl& url, Descript
     return unpack(channel, url, bytes, description);
 }
 
-PvResult elsewhere(PvResult::Code code, const ControlChannel& channel, const DescriptionUrl& url,
+PvResult elsewhere(PvResult::Code code, const control::ControlChannel& channel, const DescriptionUrl& url,
                    const std::string& what_to_do)
 {
     return {code, "The GenICam description of the device " + channel.device().address.to_string() +
@@ -136,7 +136,7 @@ std::optional<std::filesystem::path> file_in_folder(const DescriptionUrl& url, c
     return std::filesystem::is_regular_file(path, error) && !error ? std::optional(path) : std::nullopt;
 }
 
-PvResult read_file(const ControlChannel& channel, const DescriptionUrl& url, const std::filesystem::path& path,
+PvResult read_file(const control::ControlChannel& channel, const DescriptionUrl& url, const std::filesystem::path& path,
                    Description& description)
 {
     std::error_code error;
@@ -154,7 +154,7 @@ PvResult read_file(const ControlChannel& channel, const DescriptionUrl& url, con
     return unpack(channel, url, bytes, description);
 }
 
-PvResult download(const ControlChannel& channel, const DescriptionUrl& url, Description& description)
+PvResult download(const control::ControlChannel& channel, const DescriptionUrl& url, Description& description)
 {
     std::vector<std::uint8_t> bytes;
     HttpLimits limits;
@@ -166,7 +166,7 @@ PvResult download(const ControlChannel& channel, const DescriptionUrl& url, Desc
     return unpack(channel, url, bytes, description);
 }
 
-PvResult fetch_from(ControlChannel& channel, std::uint32_t url_address, const DescriptionPlaces& places,
+PvResult fetch_from(control::ControlChannel& channel, std::uint32_t url_address, const DescriptionPlaces& places,
                     Description& description)
 {
     std::optional<DescriptionUrl> url;
@@ -244,7 +244,7 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
     return url;
 }
 
-PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& places, Description& description)
+PvResult fetch_description(control::ControlChannel& channel, const DescriptionPlaces& places, Description& description)
 {
     const PvResult first = fetch_from(channel, wire::bootstrap::first_url, places, description);
     if (first.IsOK() || channel.is_closed()) {
@@ -255,4 +255,4 @@ PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& pla
     return second.IsOK() ? second : first;
 }
 
-}  // namespace vex::device
+}  // namespace vex::description

@@ -10,7 +10,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/control/control_channel.h"
 
-namespace vex::device {
+namespace vex::description {
 
 /// A description's location as a URL register gives it.
 struct DescriptionUrl {
@@ -46,9 +46,9 @@ struct DescriptionPlaces {
 /// NotSupported when the URLs lead out of the device and the user did not allow it, NotFound when the file is not where
 /// it should be, CannotOpenFile, GenICamXMLError when what they lead to cannot be used; for downloads also what
 /// http_get reports.
-PvResult fetch_description(ControlChannel& channel, const DescriptionPlaces& places, Description& description);
+PvResult fetch_description(control::ControlChannel& channel, const DescriptionPlaces& places, Description& description);
 
 /// The most bytes that are read for a description, packed or not.
 inline constexpr std::size_t largest_stored_description = std::size_t{16} << 20;
 
-}  // namespace vex::device
+}  // namespace vex::description

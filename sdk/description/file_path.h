@@ -6,7 +6,7 @@
 
 #include "sdk/base/PvString.h"
 
-namespace vex::device {
+namespace vex::description {
 
 /// PvString is UTF-8 everywhere; a narrow path is not, on Windows.
 [[nodiscard]] inline std::filesystem::path file_path(const PvString& name)
@@ -14,4 +14,4 @@ namespace vex::device {
     return {std::u8string(name.view().begin(), name.view().end())};
 }
 
-}  // namespace vex::device
+}  // namespace vex::description

@@ -7,7 +7,7 @@
 
 #include "sdk/description/url_text.h"
 
-namespace vex::device {
+namespace vex::description {
 
 namespace {
 
@@ -213,4 +213,4 @@ void HttpAnswer::fail_as_too_large(std::size_t size)
                                         " that a description may have");
 }
 
-}  // namespace vex::device
+}  // namespace vex::description

@@ -12,7 +12,7 @@
 
 #include "sdk/base/PvResult.h"
 
-namespace vex::device {
+namespace vex::description {
 
 inline constexpr std::uint16_t default_http_port = 80;
 
@@ -77,4 +77,4 @@ private:
     std::string reason_;
 };
 
-}  // namespace vex::device
+}  // namespace vex::description

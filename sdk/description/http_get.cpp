@@ -10,7 +10,7 @@
 #include "sdk/description/url_text.h"
 #include "sdk/net/tcp_connection.h"
 
-namespace vex::device {
+namespace vex::description {
 
 namespace {
 
@@ -135,4 +135,4 @@ PvResult http_get(std::string_view url, const HttpLimits& limits, std::vector<st
     return failure(PvResult::NetworkError, url, "the server points on and on to other addresses");
 }
 
-}  // namespace vex::device
+}  // namespace vex::description

@@ -9,7 +9,7 @@
 
 #include "sdk/base/PvResult.h"
 
-namespace vex::device {
+namespace vex::description {
 
 struct HttpLimits {
     std::size_t largest_body = 0;            ///< bytes
@@ -24,4 +24,4 @@ struct HttpLimits {
 /// GenICamXMLError: what comes is larger than allowed. The description names the address and the cause.
 PvResult http_get(std::string_view url, const HttpLimits& limits, std::vector<std::uint8_t>& body);
 
-}  // namespace vex::device
+}  // namespace vex::description

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-namespace vex::device {
+namespace vex::description {
 
 /// Whether `text` starts with the lower-case `word`, in any case.
 [[nodiscard]] inline bool starts_with_word(std::string_view text, std::string_view word)
@@ -25,4 +25,4 @@ namespace vex::device {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-}  // namespace vex::device
+}  // namespace vex::description

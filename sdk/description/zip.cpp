@@ -7,7 +7,7 @@
 
 #include <zlib.h>
 
-namespace GenApi {
+namespace vex::description {
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr std::uint16_t method_deflated = 8;
 
 [[noreturn]] void fail(const std::string& why)
 {
-    throw DescriptionError("the packed description cannot be unpacked: " + why);
+    throw GenApi::DescriptionError("the packed description cannot be unpacked: " + why);
 }
 
 std::uint16_t load16(Bytes bytes, std::size_t at) { return static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8); }
@@ -200,10 +200,10 @@ std::string load_description(std::span<const std::uint8_t> bytes, const ZipLimit
         return unzip_description(bytes, limits);
     }
     if (bytes.size() > limits.largest_text) {
-        throw DescriptionError("the description has " + std::to_string(bytes.size()) + " bytes; the limit is " +
-                               std::to_string(limits.largest_text));
+        throw GenApi::DescriptionError("the description has " + std::to_string(bytes.size()) + " bytes; the limit is " +
+                                       std::to_string(limits.largest_text));
     }
     return {bytes.begin(), bytes.end()};
 }
 
-}  // namespace GenApi
+}  // namespace vex::description

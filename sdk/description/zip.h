@@ -8,7 +8,7 @@
 
 #include "sdk/genapi/errors.h"
 
-namespace GenApi {
+namespace vex::description {
 
 struct ZipLimits {
     std::size_t largest_text = std::size_t{64} << 20;  ///< bytes after unpacking
@@ -24,7 +24,7 @@ struct ZipLimits {
 /// after the archive are ignored. Throws DescriptionError that names the cause.
 [[nodiscard]] std::string unzip_description(std::span<const std::uint8_t> archive, const ZipLimits& limits = {});
 
-/// The XML text of a description as read from a device, packed or not. Throws DescriptionError.
+/// The XML text of a description as read from a device, packed or not. Throws GenApi::DescriptionError.
 [[nodiscard]] std::string load_description(std::span<const std::uint8_t> bytes, const ZipLimits& limits = {});
 
-}  // namespace GenApi
+}  // namespace vex::description

@@ -76,7 +76,7 @@ PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
     if (const auto current = impl_->connection()) {
         return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
     }
-    device::ConnectionTarget target;
+    control::ConnectionTarget target;
     target.access = aAccessType;
     if (PvResult result = device::look_up_device(aInfo.view(), target); !result.IsOK()) {
         return result;
@@ -115,7 +115,7 @@ PvResult PvDevice::DumpGenICamXML(const PvString& aFilename)
     if (features == nullptr) {
         return {PvResult::NotConnected, "No device has been connected whose description could be written"};
     }
-    std::ofstream file(device::file_path(aFilename), std::ios::binary | std::ios::trunc);
+    std::ofstream file(description::file_path(aFilename), std::ios::binary | std::ios::trunc);
     if (!file) {
         return {PvResult::CannotOpenFile, "The file \"" + aFilename.str() + "\" cannot be written"};
     }
@@ -140,7 +140,7 @@ PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)
 
 PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_t aDataPort, std::uint32_t aChannel)
 {
-    const auto address = net::Ipv4Address::parse(aIPAddress.view());
+    const auto address = Ipv4Address::parse(aIPAddress.view());
     if (!address || address->is_any()) {
         return {PvResult::InvalidParameter, "\"" + aIPAddress.str() + "\" is no IPv4 address that can be sent to"};
     }
@@ -152,7 +152,7 @@ PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_
 
 PvResult PvDevice::ResetStreamDestination(std::uint32_t aChannel)
 {
-    return impl_->set_stream_destination(aChannel, net::any_address, 0);
+    return impl_->set_stream_destination(aChannel, any_address, 0);
 }
 
 PvResult PvDevice::NegotiatePacketSize(std::uint32_t aChannel, std::uint32_t aDefaultPacketSize)
@@ -162,7 +162,7 @@ PvResult PvDevice::NegotiatePacketSize(std::uint32_t aChannel, std::uint32_t aDe
 
 PvResult PvDevice::Reset()
 {
-    std::shared_ptr<device::Connection> current;
+    std::shared_ptr<control::Connection> current;
     if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
     }
@@ -199,7 +199,7 @@ PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
 
 PvResult PvDevice::WriteRegister(std::uint32_t aAddress, std::uint32_t aValue)
 {
-    std::shared_ptr<device::Connection> current;
+    std::shared_ptr<control::Connection> current;
     if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
     }
@@ -238,7 +238,7 @@ PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSou
     if (aSource == nullptr && aByteCount > 0) {
         return {PvResult::InvalidParameter, "The source is null"};
     }
-    std::shared_ptr<device::Connection> current;
+    std::shared_ptr<control::Connection> current;
     if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
         return result;
     }
@@ -268,11 +268,11 @@ PvResult PvDevice::SetIPConfiguration(const PvString& aMACAddress, const PvStrin
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }
     wire::gvcp::ForceIp settings;
-    if (PvResult result = device::parse_ip_configuration(aMACAddress, aIP, aSubnetMask, aGateway, hosts, settings);
+    if (PvResult result = control::parse_ip_configuration(aMACAddress, aIP, aSubnetMask, aGateway, hosts, settings);
         !result.IsOK()) {
         return result;
     }
-    return device::force_ip(settings, hosts);
+    return control::force_ip(settings, hosts);
 }
 
 PvResult PvDevice::ResetStreamTimeoutCounter(std::uint32_t aChannel)

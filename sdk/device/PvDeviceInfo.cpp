@@ -41,6 +41,6 @@ PvDeviceClass PvDeviceInfo::GetClass() const
 std::uint32_t PvDeviceInfo::GetProtocolVersionMajor() const { return impl_->facts.version_major; }
 std::uint32_t PvDeviceInfo::GetProtocolVersionMinor() const { return impl_->facts.version_minor; }
 
-bool PvDeviceInfo::IsIPConfigurationValid() const { return device::is_reachable(impl_->host, impl_->facts); }
+bool PvDeviceInfo::IsIPConfigurationValid() const { return control::is_reachable(impl_->host, impl_->facts); }
 
 PvInterface* PvDeviceInfo::GetInterface() const { return impl_->owner; }

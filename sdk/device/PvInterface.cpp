@@ -35,10 +35,11 @@ PvInterfaceType PvInterface::GetType() const { return PvInterfaceNetworkStack; }
 
 PvResult PvInterface::Find() { return impl_->system.search({this}); }
 
-PvDeviceInfo& PvInterface::Impl::device_for(PvInterface& self, const device::FoundDevice& found)
+PvDeviceInfo& PvInterface::Impl::device_for(PvInterface& self, const control::FoundDevice& found)
 {
-    auto it = std::find_if(all.begin(), all.end(),
-                           [&](const auto& known) { return device::is_same_device(known->impl_->facts, found.facts); });
+    auto it = std::find_if(all.begin(), all.end(), [&](const auto& known) {
+        return control::is_same_device(known->impl_->facts, found.facts);
+    });
     if (it == all.end()) {
         // the oldest that nobody lists makes room
         if (all.size() >= most_retired + listed.size()) {

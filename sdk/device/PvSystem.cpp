@@ -19,8 +19,8 @@ constexpr std::uint32_t protocol_minor = 0;
 
 }  // namespace
 
-PvSystem::PvSystem() : PvSystem(device::SearchNetwork::system()) {}
-PvSystem::PvSystem(device::SearchNetwork& network) : impl_(std::make_unique<Impl>(network)) {}
+PvSystem::PvSystem() : PvSystem(control::SearchNetwork::system()) {}
+PvSystem::PvSystem(control::SearchNetwork& network) : impl_(std::make_unique<Impl>(network)) {}
 PvSystem::~PvSystem() = default;
 
 std::uint32_t PvSystem::GetInterfaceCount() const { return static_cast<std::uint32_t>(impl_->listed.size()); }
@@ -118,11 +118,11 @@ PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
         hosts.push_back(interface->impl_->facts);
     }
 
-    device::DiscoveryOptions options;
+    control::DiscoveryOptions options;
     options.timeout = detection_timeout;
     options.broadcast_acknowledge = broadcast_acknowledge;
-    device::Discovery discovery(hosts, options, network);
-    discovery.run([&](const device::FoundDevice& found) {
+    control::Discovery discovery(hosts, options, network);
+    discovery.run([&](const control::FoundDevice& found) {
         PvInterface& interface = *interfaces[found.interface_index];
         PvDeviceInfo& info = interface.impl_->device_for(interface, found);
         bool ignore = false;
@@ -138,7 +138,7 @@ PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
         return PvResult::OK;
     }
     std::string text = interfaces.empty() ? "The host has no network interface" : "No interface can be searched";
-    for (const device::UnusableInterface& unusable : discovery.unusable()) {
+    for (const control::UnusableInterface& unusable : discovery.unusable()) {
         text += "; " + interfaces[unusable.interface_index]->impl_->id() + ": " + unusable.reason;
     }
     return {PvResult::NetworkError, text};

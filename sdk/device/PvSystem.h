@@ -9,7 +9,7 @@
 class PvInterface;
 class PvSystemEventSink;
 
-namespace vex::device {
+namespace vex::control {
 class SearchNetwork;
 }
 
@@ -65,7 +65,7 @@ public:
 
 protected:
     /// Searches this network, which must outlive the system, instead of the host's own.
-    explicit PvSystem(vex::device::SearchNetwork& network);
+    explicit PvSystem(vex::control::SearchNetwork& network);
 
 private:
     friend class PvInterface;

@@ -23,7 +23,7 @@ constexpr milliseconds callback_patience{5000};
 constexpr std::uint32_t port_mask = 0xFFFF;
 
 /// The host interface's MTU towards the device, 0 when it is not known.
-std::uint32_t mtu_of(net::Ipv4Address local)
+std::uint32_t mtu_of(Ipv4Address local)
 {
     try {
         for (const net::Interface& host : net::list_interfaces()) {
@@ -38,9 +38,9 @@ std::uint32_t mtu_of(net::Ipv4Address local)
 }
 
 /// The limits that the device's feature gives, where it has one.
-device::PacketSizeLimits packet_size_limits(PvGenParameterArray& array)
+control::PacketSizeLimits packet_size_limits(PvGenParameterArray& array)
 {
-    device::PacketSizeLimits limits;
+    control::PacketSizeLimits limits;
     std::int64_t smallest = 0;
     std::int64_t largest = 0;
     std::int64_t step = 0;
@@ -57,7 +57,7 @@ device::PacketSizeLimits packet_size_limits(PvGenParameterArray& array)
 
 }  // namespace
 
-PvDevice::Impl::Features::Features(device::Description its_description, std::shared_ptr<device::EventSinks> sinks,
+PvDevice::Impl::Features::Features(description::Description its_description, std::shared_ptr<device::EventSinks> sinks,
                                    const std::atomic<std::int32_t>& byte_order)
     : description(std::move(its_description)), port(std::move(sinks), byte_order)
 {
@@ -75,7 +75,7 @@ PvDevice::Impl::~Impl()
     disconnect();
 }
 
-std::shared_ptr<device::Connection> PvDevice::Impl::connection() const
+std::shared_ptr<control::Connection> PvDevice::Impl::connection() const
 {
     const std::scoped_lock lock(state_mutex_);
     return connection_;
@@ -95,7 +95,7 @@ void PvDevice::Impl::invalidate_features()
     }
 }
 
-PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
+PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
 {
     const std::scoped_lock lock(connect_mutex_);
     if (const auto current = connection()) {
@@ -104,13 +104,13 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
     exchange_heartbeat(nullptr);  // of a connection that was lost
     exchange_poller(nullptr);
 
-    std::shared_ptr<device::Connection> opened;
-    if (PvResult result = device::Connection::open(target, link.settings().patience(), opened); !result.IsOK()) {
+    std::shared_ptr<control::Connection> opened;
+    if (PvResult result = control::Connection::open(target, link.settings().patience(), opened); !result.IsOK()) {
         return result;
     }
     // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
     link.attach(opened);
-    exchange_heartbeat(std::make_shared<device::Heartbeat>(
+    exchange_heartbeat(std::make_shared<control::Heartbeat>(
         opened, link.heartbeat(), [this, opened](const std::string& reason) { on_lost(opened, reason); }));
 
     std::shared_ptr<Features> loaded;
@@ -139,10 +139,10 @@ PvResult PvDevice::Impl::connect(const device::ConnectionTarget& target)
     return result;
 }
 
-PvResult PvDevice::Impl::load_features(device::Connection& connection, std::shared_ptr<Features>& features)
+PvResult PvDevice::Impl::load_features(control::Connection& connection, std::shared_ptr<Features>& features)
 {
-    device::Description description;
-    if (PvResult result = device::fetch_description(connection.channel(), link.description_places(), description);
+    description::Description description;
+    if (PvResult result = description::fetch_description(connection.channel(), link.description_places(), description);
         !result.IsOK()) {
         return result;
     }
@@ -167,11 +167,11 @@ PvResult PvDevice::Impl::load_features(device::Connection& connection, std::shar
 
 PvResult PvDevice::Impl::disconnect()
 {
-    std::shared_ptr<device::Heartbeat> heartbeat;
+    std::shared_ptr<control::Heartbeat> heartbeat;
     std::shared_ptr<device::FeaturePoller> poller;
     {
         const std::scoped_lock lock(connect_mutex_);
-        std::shared_ptr<device::Connection> closing;
+        std::shared_ptr<control::Connection> closing;
         Features* current = nullptr;
         {
             const std::scoped_lock state_lock(state_mutex_);
@@ -196,7 +196,7 @@ PvResult PvDevice::Impl::disconnect()
     return PvResult::OK;
 }
 
-std::shared_ptr<device::Heartbeat> PvDevice::Impl::exchange_heartbeat(std::shared_ptr<device::Heartbeat> next)
+std::shared_ptr<control::Heartbeat> PvDevice::Impl::exchange_heartbeat(std::shared_ptr<control::Heartbeat> next)
 {
     const std::scoped_lock lock(state_mutex_);
     heartbeat_.swap(next);
@@ -211,7 +211,7 @@ std::shared_ptr<device::FeaturePoller> PvDevice::Impl::exchange_poller(std::shar
 }
 
 void PvDevice::Impl::poll(const std::shared_ptr<Features>& features,
-                          const std::shared_ptr<device::Connection>& connection)
+                          const std::shared_ptr<control::Connection>& connection)
 {
     if (features->polling_interval) {
         exchange_poller(std::make_shared<device::FeaturePoller>(
@@ -220,7 +220,7 @@ void PvDevice::Impl::poll(const std::shared_ptr<Features>& features,
     }
 }
 
-void PvDevice::Impl::on_lost(const std::shared_ptr<device::Connection>& lost, const std::string& reason)
+void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, const std::string& reason)
 {
     if (!lost->lose(reason)) {
         return;
@@ -242,22 +242,22 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<device::Connection>& lost, co
     told->notify([device](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(device); });
 }
 
-PvResult PvDevice::Impl::writable_connection(std::shared_ptr<device::Connection>& connection_out) const
+PvResult PvDevice::Impl::writable_connection(std::shared_ptr<control::Connection>& connection_out) const
 {
     connection_out = connection();
     return connection_out ? connection_out->check_writable() : PvResult(PvResult::NotConnected);
 }
 
 PvResult PvDevice::Impl::stream_connection(std::uint32_t channel,
-                                           std::shared_ptr<device::Connection>& connection_out) const
+                                           std::shared_ptr<control::Connection>& connection_out) const
 {
     PvResult result = writable_connection(connection_out);
     return result.IsOK() ? connection_out->check_stream_channel(channel) : result;
 }
 
-PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4Address address, std::uint16_t port)
+PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Address address, std::uint16_t port)
 {
-    std::shared_ptr<device::Connection> current;
+    std::shared_ptr<control::Connection> current;
     if (PvResult result = stream_connection(channel, current); !result.IsOK()) {
         return result;
     }
@@ -269,10 +269,10 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4
     }
 
     // the upper half names the device's own network interface, which stays
-    const device::RegisterWrite set_port{port_register, (before & ~port_mask) | port};
-    const device::RegisterWrite set_address{destination_register, address.value};
+    const control::RegisterWrite set_port{port_register, (before & ~port_mask) | port};
+    const control::RegisterWrite set_address{destination_register, address.value};
     // the port opens and closes the channel: never open towards an address that is not meant
-    const std::array<device::RegisterWrite, 2> writes =
+    const std::array<control::RegisterWrite, 2> writes =
         port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
     const auto outcome = current->channel().write_registers(writes);
     invalidate_features();
@@ -281,18 +281,18 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, net::Ipv4
 
 PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size)
 {
-    std::shared_ptr<device::Connection> current;
+    std::shared_ptr<control::Connection> current;
     if (PvResult result = stream_connection(channel, current); !result.IsOK()) {
         return result;
     }
-    device::PacketSizeTask task;
+    control::PacketSizeTask task;
     task.channel = channel;
     task.default_size = default_size;
     task.mtu = mtu_of(current->channel().local().address);
     if (Features* known = features(); known != nullptr && channel == 0) {
         task.limits = packet_size_limits(*known->array);
     }
-    const PvResult result = device::negotiate_packet_size(current->channel(), task);
+    const PvResult result = control::negotiate_packet_size(current->channel(), task);
     invalidate_features();
     return result;
 }
@@ -307,7 +307,7 @@ PvResult PvDevice::Impl::report_stream_timeout(std::uint32_t channel)
         return result;
     }
     link.count_stream_timeout(channel);
-    std::shared_ptr<device::Heartbeat> heartbeat;
+    std::shared_ptr<control::Heartbeat> heartbeat;
     {
         const std::scoped_lock lock(state_mutex_);
         heartbeat = heartbeat_;

@@ -27,30 +27,30 @@ public:
     /// A description and the features made from it. They are kept for as long as the device object lives, because the
     /// application may hold on to them; devices with the same description share them one after the other.
     struct Features {
-        Features(vex::device::Description its_description, std::shared_ptr<vex::device::EventSinks> sinks,
+        Features(vex::description::Description its_description, std::shared_ptr<vex::device::EventSinks> sinks,
                  const std::atomic<std::int32_t>& byte_order);
 
-        vex::device::Description description;
+        vex::description::Description description;
         vex::device::RegisterPort port;
         std::unique_ptr<PvGenParameterArray> array;  ///< after the port that it uses
         std::optional<std::chrono::milliseconds> polling_interval;
     };
 
-    PvResult connect(const vex::device::ConnectionTarget& target);
+    PvResult connect(const vex::control::ConnectionTarget& target);
     PvResult disconnect();
     /// The live connection; null when there is none.
-    [[nodiscard]] std::shared_ptr<vex::device::Connection> connection() const;
+    [[nodiscard]] std::shared_ptr<vex::control::Connection> connection() const;
     /// The features of the last connection; null before the first.
     [[nodiscard]] Features* features() const;
     /// The features read the device anew, after registers were written behind their back.
     void invalidate_features();
 
     /// OK with `connection` set, or why the device cannot be written to.
-    PvResult writable_connection(std::shared_ptr<vex::device::Connection>& connection) const;
+    PvResult writable_connection(std::shared_ptr<vex::control::Connection>& connection) const;
     /// The same for the registers of a stream channel.
-    PvResult stream_connection(std::uint32_t channel, std::shared_ptr<vex::device::Connection>& connection) const;
+    PvResult stream_connection(std::uint32_t channel, std::shared_ptr<vex::control::Connection>& connection) const;
 
-    PvResult set_stream_destination(std::uint32_t channel, vex::net::Ipv4Address address, std::uint16_t port);
+    PvResult set_stream_destination(std::uint32_t channel, vex::Ipv4Address address, std::uint16_t port);
     PvResult negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size);
     PvResult report_stream_timeout(std::uint32_t channel);
 
@@ -59,19 +59,19 @@ public:
     vex::device::Link link;
 
 private:
-    PvResult load_features(vex::device::Connection& connection, std::shared_ptr<Features>& features);
+    PvResult load_features(vex::control::Connection& connection, std::shared_ptr<Features>& features);
     /// Replaces the heartbeat and gives the former one back, to be stopped without a lock.
-    std::shared_ptr<vex::device::Heartbeat> exchange_heartbeat(std::shared_ptr<vex::device::Heartbeat> next);
+    std::shared_ptr<vex::control::Heartbeat> exchange_heartbeat(std::shared_ptr<vex::control::Heartbeat> next);
     /// The same for what polls.
     std::shared_ptr<vex::device::FeaturePoller> exchange_poller(std::shared_ptr<vex::device::FeaturePoller> next);
     /// Starts to poll features of a new connection that want it.
-    void poll(const std::shared_ptr<Features>& features, const std::shared_ptr<vex::device::Connection>& connection);
-    void on_lost(const std::shared_ptr<vex::device::Connection>& lost, const std::string& reason);
+    void poll(const std::shared_ptr<Features>& features, const std::shared_ptr<vex::control::Connection>& connection);
+    void on_lost(const std::shared_ptr<vex::control::Connection>& lost, const std::string& reason);
 
     std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
     mutable std::mutex state_mutex_;
-    std::shared_ptr<vex::device::Connection> connection_;
-    std::shared_ptr<vex::device::Heartbeat> heartbeat_;
+    std::shared_ptr<vex::control::Connection> connection_;
+    std::shared_ptr<vex::control::Heartbeat> heartbeat_;
     std::shared_ptr<vex::device::FeaturePoller> poller_;
     std::vector<std::shared_ptr<Features>> all_features_;
     Features* features_ = nullptr;

@@ -26,22 +26,22 @@ std::string_view trim(std::string_view text)
 }
 
 /// The devices that answer to the text; one that several interfaces see is several matches.
-std::vector<Match> search(std::string_view text, SearchNetwork& network)
+std::vector<Match> search(std::string_view text, control::SearchNetwork& network)
 {
-    const auto mac = net::MacAddress::parse(text);
+    const auto mac = MacAddress::parse(text);
     const std::vector<net::Interface> hosts = network.interfaces();
-    DiscoveryOptions options;
+    control::DiscoveryOptions options;
     options.access_status = false;
-    Discovery discovery(hosts, options, network);
+    control::Discovery discovery(hosts, options, network);
     std::vector<Match> matches;
-    discovery.run([&](const FoundDevice& found) {
+    discovery.run([&](const control::FoundDevice& found) {
         const auto& facts = found.facts;
         const bool fits = mac ? facts.mac == *mac : facts.user_defined_name == text || facts.serial_number == text;
         if (fits) {
             matches.push_back({hosts[found.interface_index], facts});
         }
         // a name may be given twice, a MAC address is one device's: no need to wait for others
-        return !(fits && mac && is_reachable(hosts[found.interface_index], facts));
+        return !(fits && mac && control::is_reachable(hosts[found.interface_index], facts));
     });
     return matches;
 }
@@ -50,20 +50,20 @@ std::vector<Match> search(std::string_view text, SearchNetwork& network)
 
 std::string reachability_hint(const net::Interface& host, const wire::gvcp::DiscoveryAcknowledge& facts)
 {
-    if (is_reachable(host, facts)) {
+    if (control::is_reachable(host, facts)) {
         return {};
     }
     return "the address of the device, " + facts.address.to_string() + ", does not fit the interface " +
            host.address.to_string() + ", mask " + host.mask.to_string();
 }
 
-PvResult look_up_device(std::string_view text, ConnectionTarget& target, SearchNetwork& network)
+PvResult look_up_device(std::string_view text, control::ConnectionTarget& target, control::SearchNetwork& network)
 {
     text = trim(text);
     if (text.empty()) {
         return {PvResult::InvalidParameter, "No device is named"};
     }
-    if (const auto address = net::Ipv4Address::parse(text)) {
+    if (const auto address = Ipv4Address::parse(text)) {
         target.device = {*address, wire::gvcp::port};
         return PvResult::OK;
     }
@@ -78,15 +78,16 @@ PvResult look_up_device(std::string_view text, ConnectionTarget& target, SearchN
         return {PvResult::NotFound, "No device answers to \"" + std::string(text) + "\""};
     }
     for (const Match& match : matches) {
-        if (!is_same_device(match.facts, matches.front().facts)) {
+        if (!control::is_same_device(match.facts, matches.front().facts)) {
             return {PvResult::InvalidParameter, "Several devices answer to \"" + std::string(text) + "\", among them " +
                                                     matches.front().facts.address.to_string() + " and " +
                                                     match.facts.address.to_string()};
         }
     }
 
-    const auto reachable = std::find_if(matches.begin(), matches.end(),
-                                        [](const Match& match) { return is_reachable(match.host, match.facts); });
+    const auto reachable = std::find_if(matches.begin(), matches.end(), [](const Match& match) {
+        return control::is_reachable(match.host, match.facts);
+    });
     const Match& best = reachable != matches.end() ? *reachable : matches.front();
     target.device = {best.facts.address, wire::gvcp::port};
     target.local = best.host.address;

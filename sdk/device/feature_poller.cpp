@@ -31,22 +31,22 @@ std::optional<milliseconds> polling_interval(const GenApi::INodeMap& node_map)
     return std::clamp(milliseconds(*shortest / 2), shortest_interval, longest_interval);
 }
 
-FeaturePoller::FeaturePoller(std::shared_ptr<GenApi::INodeMap> node_map, std::shared_ptr<Connection> connection,
-                             milliseconds interval)
-    : worker_("pv-polling",
-              [node_map = std::move(node_map), connection = std::move(connection), interval](Worker::Signals& signals) {
-                  const net::Clock& clock = net::Clock::steady();
-                  auto last = clock.now();
-                  while (signals.pause(interval) && !connection->channel().is_closed()) {
-                      const auto elapsed = std::chrono::floor<milliseconds>(clock.now() - last);
-                      last += elapsed;
-                      try {
-                          node_map->poll(elapsed);
-                      } catch (const std::exception&) {
-                          // memory is short; the next time will do
-                      }
-                  }
-              })
+FeaturePoller::FeaturePoller(std::shared_ptr<GenApi::INodeMap> node_map,
+                             std::shared_ptr<control::Connection> connection, milliseconds interval)
+    : worker_("pv-polling", [node_map = std::move(node_map), connection = std::move(connection),
+                             interval](control::Worker::Signals& signals) {
+          const net::Clock& clock = net::Clock::steady();
+          auto last = clock.now();
+          while (signals.pause(interval) && !connection->channel().is_closed()) {
+              const auto elapsed = std::chrono::floor<milliseconds>(clock.now() - last);
+              last += elapsed;
+              try {
+                  node_map->poll(elapsed);
+              } catch (const std::exception&) {
+                  // memory is short; the next time will do
+              }
+          }
+      })
 {}
 
 }  // namespace vex::device

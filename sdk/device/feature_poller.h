@@ -19,14 +19,14 @@ namespace vex::device {
 /// are made on it. It ends with the connection, and keeps what it uses alive by itself.
 class FeaturePoller {
 public:
-    FeaturePoller(std::shared_ptr<GenApi::INodeMap> node_map, std::shared_ptr<Connection> connection,
+    FeaturePoller(std::shared_ptr<GenApi::INodeMap> node_map, std::shared_ptr<control::Connection> connection,
                   std::chrono::milliseconds interval);
 
     /// As Worker::stop; destruction stops, too.
     void stop(std::chrono::milliseconds patience) noexcept { worker_.stop(patience); }
 
 private:
-    Worker worker_;
+    control::Worker worker_;
 };
 
 }  // namespace vex::device

@@ -45,19 +45,19 @@ SoftwareInteger counter(const char* name, const char* tool_tip, std::function<st
 
 Link::Link() { build_parameters(); }
 
-std::shared_ptr<Connection> Link::connection() const
+std::shared_ptr<control::Connection> Link::connection() const
 {
     const std::scoped_lock lock(mutex_);
     return connection_;
 }
 
-ControlStatistics Link::statistics() const
+control::ControlStatistics Link::statistics() const
 {
     const auto last = connection();
-    return last ? last->channel().statistics() : ControlStatistics{};
+    return last ? last->channel().statistics() : control::ControlStatistics{};
 }
 
-void Link::attach(const std::shared_ptr<Connection>& connection)
+void Link::attach(const std::shared_ptr<control::Connection>& connection)
 {
     heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
     {
@@ -85,7 +85,7 @@ void Link::detach() noexcept
     // a device left without heartbeat supervision would stay controlled for ever by whoever crashes next
     if (last && last->has_control() && !last->channel().is_closed()) {
         std::uint32_t value = 0;
-        constexpr Patience brief{std::chrono::milliseconds(150), 1};
+        constexpr control::Patience brief{std::chrono::milliseconds(150), 1};
         if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief)) {
             static_cast<void>(last->channel().write_register(
                 bootstrap::gvcp_configuration, value & ~bootstrap::configuration::heartbeat_disable, brief));
@@ -115,7 +115,7 @@ void Link::reset_stream_timeouts(std::uint32_t channel)
     stream_timeouts_.erase(channel);
 }
 
-DescriptionPlaces Link::description_places() const
+description::DescriptionPlaces Link::description_places() const
 {
     const std::scoped_lock lock(mutex_);
     return description_places_;
@@ -131,7 +131,7 @@ std::uint64_t Link::stream_timeouts() const
     return all;
 }
 
-PvResult Link::apply_heartbeat_timeout(Connection& connection)
+PvResult Link::apply_heartbeat_timeout(control::Connection& connection)
 {
     const std::uint32_t wanted = settings_.heartbeat_timeout_ms;
     if (wanted == 0) {
@@ -149,7 +149,7 @@ PvResult Link::apply_heartbeat_timeout(Connection& connection)
     return connection.result_of(outcome);
 }
 
-PvResult Link::apply_heartbeat_disabled(Connection& connection)
+PvResult Link::apply_heartbeat_disabled(control::Connection& connection)
 {
     std::uint32_t value = 0;
     auto outcome = connection.channel().read_register(bootstrap::gvcp_configuration, value);

@@ -24,7 +24,7 @@ struct LinkSettings {
     std::atomic<bool> heartbeat_disabled{false};
     std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
 
-    [[nodiscard]] Patience patience() const noexcept
+    [[nodiscard]] control::Patience patience() const noexcept
     {
         return {std::chrono::milliseconds(answer_timeout_ms), retries + 1};
     }
@@ -38,14 +38,14 @@ public:
     Link();
 
     [[nodiscard]] LinkSettings& settings() noexcept { return settings_; }
-    [[nodiscard]] const std::shared_ptr<HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
+    [[nodiscard]] const std::shared_ptr<control::HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
     [[nodiscard]] SoftwareParameterArray& parameters() noexcept { return *parameters_; }
     /// Where the user lets descriptions be read from.
-    [[nodiscard]] DescriptionPlaces description_places() const;
+    [[nodiscard]] description::DescriptionPlaces description_places() const;
 
     /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
     /// the device when this side controls it; a device that does not take them is left as it is.
-    void attach(const std::shared_ptr<Connection>& connection);
+    void attach(const std::shared_ptr<control::Connection>& connection);
     /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
     void detach() noexcept;
     void count_loss(std::string reason);
@@ -58,19 +58,19 @@ private:
     void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);
-    [[nodiscard]] std::shared_ptr<Connection> connection() const;
-    [[nodiscard]] ControlStatistics statistics() const;
+    [[nodiscard]] std::shared_ptr<control::Connection> connection() const;
+    [[nodiscard]] control::ControlStatistics statistics() const;
     [[nodiscard]] std::uint64_t stream_timeouts() const;
-    PvResult apply_heartbeat_timeout(Connection& connection);
-    PvResult apply_heartbeat_disabled(Connection& connection);
+    PvResult apply_heartbeat_timeout(control::Connection& connection);
+    PvResult apply_heartbeat_disabled(control::Connection& connection);
 
     LinkSettings settings_;
-    std::shared_ptr<HeartbeatSettings> heartbeat_ = std::make_shared<HeartbeatSettings>();
+    std::shared_ptr<control::HeartbeatSettings> heartbeat_ = std::make_shared<control::HeartbeatSettings>();
     std::atomic<std::uint64_t> losses_{0};
     mutable std::mutex mutex_;
-    std::shared_ptr<Connection> connection_;  ///< the last one also after it was detached, for its counters
+    std::shared_ptr<control::Connection> connection_;  ///< the last one also after it was detached, for its counters
     std::string loss_reason_;
-    DescriptionPlaces description_places_;
+    description::DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above

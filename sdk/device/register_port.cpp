@@ -30,7 +30,7 @@ void notify(EventSinks& sinks, Call call)
     --link_notifications;
 }
 
-void check(const ControlOutcome& outcome, const Connection& connection)
+void check(const control::ControlOutcome& outcome, const control::Connection& connection)
 {
     if (outcome.ok()) {
         return;
@@ -70,7 +70,7 @@ void RegisterPort::set_schema(const GenApi::DescriptionInfo& info)
     legacy_schema_ = info.schema_major < 1 || (info.schema_major == 1 && info.schema_minor < 1);
 }
 
-void RegisterPort::attach(std::shared_ptr<Connection> connection)
+void RegisterPort::attach(std::shared_ptr<control::Connection> connection)
 {
     const std::scoped_lock lock(mutex_);
     connection_ = std::move(connection);
@@ -78,7 +78,7 @@ void RegisterPort::attach(std::shared_ptr<Connection> connection)
 
 void RegisterPort::detach() noexcept
 {
-    std::shared_ptr<Connection> dropped;  // its destruction needs no lock of ours
+    std::shared_ptr<control::Connection> dropped;  // its destruction needs no lock of ours
     const std::scoped_lock lock(mutex_);
     dropped.swap(connection_);
 }
@@ -89,9 +89,9 @@ bool RegisterPort::is_open() const noexcept
     return connection_ != nullptr && !connection_->channel().is_closed();
 }
 
-std::shared_ptr<Connection> RegisterPort::connection_for(std::int64_t address, std::size_t length) const
+std::shared_ptr<control::Connection> RegisterPort::connection_for(std::int64_t address, std::size_t length) const
 {
-    std::shared_ptr<Connection> connection;
+    std::shared_ptr<control::Connection> connection;
     {
         const std::scoped_lock lock(mutex_);
         connection = connection_;
@@ -106,7 +106,7 @@ std::shared_ptr<Connection> RegisterPort::connection_for(std::int64_t address, s
     return connection;
 }
 
-bool RegisterPort::swaps_registers(const Connection& connection) const noexcept
+bool RegisterPort::swaps_registers(const control::Connection& connection) const noexcept
 {
     const auto rule = static_cast<ByteOrderRule>(rule_.load(std::memory_order_relaxed));
     const bool legacy = rule == ByteOrderRule::automatic ? legacy_schema_.load(std::memory_order_relaxed)
@@ -114,7 +114,7 @@ bool RegisterPort::swaps_registers(const Connection& connection) const noexcept
     return !legacy && (connection.facts().mode & wire::bootstrap::mode::big_endian) == 0;
 }
 
-void RegisterPort::store_register(const Connection& connection, std::uint32_t value,
+void RegisterPort::store_register(const control::Connection& connection, std::uint32_t value,
                                   std::span<std::uint8_t> out) const noexcept
 {
     wire::store_be32(out.data(), value);
@@ -126,13 +126,13 @@ void RegisterPort::store_register(const Connection& connection, std::uint32_t va
 std::size_t RegisterPort::words_at_once() const noexcept
 {
     const std::scoped_lock lock(mutex_);
-    return connection_ && connection_->channel().concatenation() ? ControlChannel::most_reads_per_message : 1;
+    return connection_ && connection_->channel().concatenation() ? control::ControlChannel::most_reads_per_message : 1;
 }
 
 bool RegisterPort::read_words(std::span<const GenApi::PortRead> words)
 {
-    std::array<std::uint32_t, ControlChannel::most_reads_per_message> addresses;
-    std::array<std::uint32_t, ControlChannel::most_reads_per_message> values;
+    std::array<std::uint32_t, control::ControlChannel::most_reads_per_message> addresses;
+    std::array<std::uint32_t, control::ControlChannel::most_reads_per_message> values;
     if (words.empty() || words.size() > addresses.size()) {
         return false;
     }
@@ -144,7 +144,7 @@ bool RegisterPort::read_words(std::span<const GenApi::PortRead> words)
         addresses[i] = static_cast<std::uint32_t>(words[i].address);
     }
     const auto outcome = connection->channel().read_registers(std::span(addresses).first(words.size()), values);
-    if (outcome.kind == ControlOutcome::Kind::refused) {
+    if (outcome.kind == control::ControlOutcome::Kind::refused) {
         return false;
     }
     check(outcome, *connection);

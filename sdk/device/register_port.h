@@ -36,7 +36,7 @@ public:
     /// What the description declares; decides the byte order.
     void set_schema(const GenApi::DescriptionInfo& info);
 
-    void attach(std::shared_ptr<Connection> connection);
+    void attach(std::shared_ptr<control::Connection> connection);
     void detach() noexcept;
 
     void read(std::int64_t address, std::span<std::uint8_t> out) override;
@@ -47,16 +47,17 @@ public:
 
 private:
     /// Throws PortError when there is none, or the access is not within a device's address space.
-    [[nodiscard]] std::shared_ptr<Connection> connection_for(std::int64_t address, std::size_t length) const;
-    [[nodiscard]] bool swaps_registers(const Connection& connection) const noexcept;
+    [[nodiscard]] std::shared_ptr<control::Connection> connection_for(std::int64_t address, std::size_t length) const;
+    [[nodiscard]] bool swaps_registers(const control::Connection& connection) const noexcept;
     /// A register's value as the node map wants its bytes.
-    void store_register(const Connection& connection, std::uint32_t value, std::span<std::uint8_t> out) const noexcept;
+    void store_register(const control::Connection& connection, std::uint32_t value,
+                        std::span<std::uint8_t> out) const noexcept;
 
     std::shared_ptr<EventSinks> sinks_;
     const std::atomic<std::int32_t>& rule_;
     std::atomic<bool> legacy_schema_{true};
     mutable std::mutex mutex_;
-    std::shared_ptr<Connection> connection_;
+    std::shared_ptr<control::Connection> connection_;
 };
 
 /// The calling thread is inside a command link notification, where the node map may be locked.

@@ -13,7 +13,7 @@
 
 class PvSystem::Impl {
 public:
-    explicit Impl(vex::device::SearchNetwork& its_network) : network(its_network) {}
+    explicit Impl(vex::control::SearchNetwork& its_network) : network(its_network) {}
 
     /// Searches these interfaces and fills their lists.
     PvResult search(const std::vector<PvInterface*>& interfaces);
@@ -21,7 +21,7 @@ public:
     /// The object for these facts; the same one as before when the interface was there before.
     PvInterface& interface_for(const vex::net::Interface& facts);
 
-    vex::device::SearchNetwork& network;
+    vex::control::SearchNetwork& network;
     std::vector<std::unique_ptr<PvInterface>> all;  ///< every interface ever met
     std::vector<PvInterface*> listed;
     std::vector<PvSystemEventSink*> sinks;
@@ -38,7 +38,7 @@ public:
     [[nodiscard]] std::string id() const { return facts.id + "@" + facts.address.to_string(); }
     /// The object for this device, brought up to date, at the end of `all`; the same one as before when the device was
     /// met here before.
-    PvDeviceInfo& device_for(PvInterface& self, const vex::device::FoundDevice& found);
+    PvDeviceInfo& device_for(PvInterface& self, const vex::control::FoundDevice& found);
 
     PvSystem::Impl& system;
     vex::net::Interface facts;

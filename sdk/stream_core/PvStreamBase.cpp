@@ -11,9 +11,9 @@ using namespace vex;
 namespace {
 
 /// An address given by the client; `what` names it in the failure's text.
-PvResult parse(const PvString& text, const char* what, net::Ipv4Address& address)
+PvResult parse(const PvString& text, const char* what, Ipv4Address& address)
 {
-    const std::optional<net::Ipv4Address> parsed = net::Ipv4Address::parse(text.view());
+    const std::optional<Ipv4Address> parsed = Ipv4Address::parse(text.view());
     if (!parsed.has_value()) {
         return {PvResult::InvalidParameter,
                 "the " + std::string(what) + " '" + text.str() + "' is not an IPv4 address"};
@@ -64,7 +64,7 @@ PvResult PvStreamBase::Open(const PvString& device_ip, const PvString& multicast
     if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK()) {
         return result;
     }
-    net::Ipv4Address group;
+    Ipv4Address group;
     if (PvResult result = parse(multicast_ip, "multicast address", group); !result.IsOK()) {
         return result;
     }

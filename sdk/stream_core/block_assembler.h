@@ -47,7 +47,7 @@ public:
     using time_point = net::Clock::time_point;
 
     /// Packets from other addresses than `device` are counted and ignored; the address 0.0.0.0 lets all pass.
-    BlockAssembler(BufferPort& port, net::Ipv4Address device) noexcept : port_(port), device_(device) {}
+    BlockAssembler(BufferPort& port, Ipv4Address device) noexcept : port_(port), device_(device) {}
     BlockAssembler(const BlockAssembler&) = delete;
     BlockAssembler& operator=(const BlockAssembler&) = delete;
 
@@ -97,7 +97,7 @@ private:
     [[nodiscard]] std::span<BlockFrame* const> in_flight() const noexcept { return {open_.data(), open_count_}; }
 
     BufferPort& port_;
-    net::Ipv4Address device_;
+    Ipv4Address device_;
     AssemblerSettings settings_;
     Counters counters_;
     StreamHabits habits_;

@@ -70,7 +70,7 @@ net::UdpSocket StreamChannel::open_socket(const Endpoints& endpoints) const
         // bound to the group, the socket does not see the groups that others on this host have joined
         socket = net::UdpSocket::open({*endpoints.group, endpoints.port}, options);
     } catch (const std::system_error&) {
-        socket = net::UdpSocket::open({net::any_address, endpoints.port}, options);
+        socket = net::UdpSocket::open({any_address, endpoints.port}, options);
     }
     if (const std::error_code error = socket.join(*endpoints.group, endpoints.local)) {
         throw std::system_error(error,

@@ -25,11 +25,11 @@ namespace vex::stream {
 
 /// Where a stream receives from and on.
 struct Endpoints {
-    net::Ipv4Address device{};
+    Ipv4Address device{};
     std::uint16_t channel = 0;
-    net::Ipv4Address local{};                 ///< of the receiving interface
-    std::uint16_t port = 0;                   ///< 0: the system chooses
-    std::optional<net::Ipv4Address> group{};  ///< multicast
+    Ipv4Address local{};                 ///< of the receiving interface
+    std::uint16_t port = 0;              ///< 0: the system chooses
+    std::optional<Ipv4Address> group{};  ///< multicast
 };
 
 /// Counters and rates, as of one moment.

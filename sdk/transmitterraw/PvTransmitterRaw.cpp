@@ -89,8 +89,8 @@ public:
 
     [[nodiscard]] std::uint32_t packet_size() const { return locked(packet_size_); }
     [[nodiscard]] float throughput() const { return locked(megabits_per_second_); }
-    [[nodiscard]] net::Endpoint destination() const { return locked(destination_); }
-    [[nodiscard]] net::Endpoint source() const { return locked(source_); }
+    [[nodiscard]] Endpoint destination() const { return locked(destination_); }
+    [[nodiscard]] Endpoint source() const { return locked(source_); }
     [[nodiscard]] std::uint32_t queued_count() const
     {
         const std::lock_guard guard(mutex_);
@@ -131,8 +131,8 @@ private:
     PvBuffer* current_ = nullptr;  // being sent
     std::uint64_t block_id_ = 0;
     net::Clock::time_point opened_{};
-    net::Endpoint destination_;
-    net::Endpoint source_;
+    Endpoint destination_;
+    Endpoint source_;
     std::uint32_t packet_size_ = default_packet;
     float megabits_per_second_ = 0;
     transmitter::TransmissionMeter meter_;
@@ -144,20 +144,20 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
     if (is_open()) {
         return {PvResult::StateError, "the transmitter is open already"};
     }
-    const auto destination = net::Ipv4Address::parse(destination_address.view());
+    const auto destination = Ipv4Address::parse(destination_address.view());
     if (!destination || destination->is_any()) {
         return {PvResult::InvalidParameter, "\"" + destination_address.str() + "\" is not a destination address"};
     }
     if (destination_port == 0) {
         return {PvResult::InvalidParameter, "0 is not a destination port"};
     }
-    net::Ipv4Address source;
+    Ipv4Address source;
     if (source_address.empty()) {
         source = net::local_address_towards(*destination);
         if (source.is_any()) {
             return {PvResult::NetworkError, "no network interface reaches " + destination->to_string()};
         }
-    } else if (const auto parsed = net::Ipv4Address::parse(source_address.view())) {
+    } else if (const auto parsed = Ipv4Address::parse(source_address.view())) {
         source = *parsed;
     } else {
         return {PvResult::InvalidParameter, "\"" + source_address.str() + "\" is not a source address"};
@@ -440,13 +440,13 @@ float PvTransmitterRaw::GetMaxPayloadThroughput() const { return impl_->throughp
 
 PvString PvTransmitterRaw::GetDestinationIPAddress() const
 {
-    const net::Endpoint destination = impl_->destination();
+    const Endpoint destination = impl_->destination();
     return destination.port == 0 ? PvString() : PvString(destination.address.to_string());
 }
 std::uint16_t PvTransmitterRaw::GetDestinationPort() const { return impl_->destination().port; }
 PvString PvTransmitterRaw::GetSourceIPAddress() const
 {
-    const net::Endpoint source = impl_->source();
+    const Endpoint source = impl_->source();
     return source.port == 0 ? PvString() : PvString(source.address.to_string());
 }
 std::uint16_t PvTransmitterRaw::GetSourcePort() const { return impl_->source().port; }

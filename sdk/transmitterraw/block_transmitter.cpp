@@ -38,7 +38,7 @@ void wait_with(const net::Clock& clock, net::Clock::time_point until, const std:
 
 struct BlockTransmitter::Sent {
     std::shared_ptr<const Block> block;
-    net::Endpoint destination;
+    Endpoint destination;
     bool extended_ids = false;
     std::size_t data_per_packet = 0;
     std::uint64_t trailer_id = 0;               // the last packet
@@ -262,7 +262,7 @@ void BlockTransmitter::forget()
     history_.clear();
 }
 
-std::error_code BlockTransmitter::send_test_packet(const net::Endpoint& destination, std::uint32_t packet_size)
+std::error_code BlockTransmitter::send_test_packet(const Endpoint& destination, std::uint32_t packet_size)
 {
     if (packet_size <= gvsp::ip_udp_header_size + gvsp::standard_header_size) {
         return std::make_error_code(std::errc::invalid_argument);

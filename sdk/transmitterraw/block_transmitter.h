@@ -22,7 +22,7 @@ namespace vex::transmitter {
 
 /// How blocks travel.
 struct StreamSettings {
-    net::Endpoint destination;
+    Endpoint destination;
     std::uint32_t packet_size = 1500;  ///< bytes, IP and UDP headers included
     bool extended_ids = false;
     net::Clock::duration packet_delay{};  ///< between the starts of two packets
@@ -89,7 +89,7 @@ public:
     void forget();
 
     /// A test packet: as long as the packet size says, IP and UDP headers included, status and IDs zero.
-    std::error_code send_test_packet(const net::Endpoint& destination, std::uint32_t packet_size);
+    std::error_code send_test_packet(const Endpoint& destination, std::uint32_t packet_size);
 
     [[nodiscard]] TransmitterStatistics statistics() const;
 

@@ -16,10 +16,10 @@ struct DeviceDescription {
     std::string manufacturer_info;
     std::string serial_number;
     std::string user_defined_name;
-    net::MacAddress mac;
-    net::Ipv4Address address;
-    net::Ipv4Address mask;
-    net::Ipv4Address gateway;
+    MacAddress mac;
+    Ipv4Address address;
+    Ipv4Address mask;
+    Ipv4Address gateway;
     std::string first_url;            ///< where the GenICam description is: "Local:name.zip;ADDRESS;LENGTH"
     std::string second_url;           ///< empty when there is none
     std::uint32_t link_speed = 1000;  ///< Mbit/s

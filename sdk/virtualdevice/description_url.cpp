@@ -20,7 +20,7 @@ Region memory_region(std::uint32_t address, std::string_view bytes)
     return region;
 }
 
-net::MacAddress made_up_mac(net::Ipv4Address address) noexcept
+MacAddress made_up_mac(Ipv4Address address) noexcept
 {
     const std::uint32_t v = address.value;
     return {{0x02, 0x56, static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16),

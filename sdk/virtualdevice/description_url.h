@@ -17,6 +17,6 @@ namespace vex::virtual_device {
 [[nodiscard]] Region memory_region(std::uint32_t address, std::string_view bytes);
 
 /// A locally administered hardware address that is as distinct as the IPv4 address it is made from.
-[[nodiscard]] net::MacAddress made_up_mac(net::Ipv4Address address) noexcept;
+[[nodiscard]] MacAddress made_up_mac(Ipv4Address address) noexcept;
 
 }  // namespace vex::virtual_device

@@ -38,7 +38,7 @@ GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& 
     add_action_registers();
 }
 
-void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const net::Endpoint& source, const Send& send)
+void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const Endpoint& source, const Send& send)
 {
     const std::lock_guard guard(mutex_);
     ++statistics_.received;
@@ -94,7 +94,7 @@ void GvcpResponder::drop_control()
     release_control();
 }
 
-void GvcpResponder::set_address(net::Ipv4Address address, net::Ipv4Address mask, net::Ipv4Address gateway)
+void GvcpResponder::set_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway)
 {
     const std::lock_guard guard(mutex_);
     registers_.set_value(reg::current_ip, address.value);

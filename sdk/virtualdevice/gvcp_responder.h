@@ -23,7 +23,7 @@ namespace vex::virtual_device {
 
 /// Where and how a stream channel sends, as its registers say.
 struct StreamChannel {
-    net::Endpoint destination;      ///< port 0: closed
+    Endpoint destination;           ///< port 0: closed
     std::uint32_t packet_size = 0;  ///< IP and UDP headers included, bytes
     bool do_not_fragment = false;
     std::uint32_t packet_delay = 0;  ///< timestamp ticks
@@ -34,7 +34,7 @@ struct StreamChannel {
 
 /// Where and how events are told, as the message channel's registers say.
 struct MessageChannelState {
-    net::Endpoint destination;            ///< port 0: closed
+    Endpoint destination;                 ///< port 0: closed
     std::chrono::milliseconds timeout{};  ///< until an event is told again; 0: no acknowledge is asked for
     std::uint32_t retry_count = 0;
 
@@ -80,14 +80,14 @@ struct GvcpStatistics {
 class GvcpResponder {
 public:
     /// Sends one datagram to an application.
-    using Send = std::function<void(const net::Endpoint& destination, std::span<const std::uint8_t> datagram)>;
+    using Send = std::function<void(const Endpoint& destination, std::span<const std::uint8_t> datagram)>;
 
     /// `hooks` and `clock` must outlive the responder.
     GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks,
                   const net::Clock& clock = net::Clock::steady());
 
     /// Handles one datagram; answers go to `send` before it returns.
-    void handle(std::span<const std::uint8_t> datagram, const net::Endpoint& source, const Send& send);
+    void handle(std::span<const std::uint8_t> datagram, const Endpoint& source, const Send& send);
 
     /// Takes control away from an application that has been silent for longer than the heartbeat timeout. Call it
     /// several times a second.
@@ -115,7 +115,7 @@ public:
     void release_when_answered() { release_when_answered_ = true; }
 
     /// The device's address changed. Takes the lock.
-    void set_address(net::Ipv4Address address, net::Ipv4Address mask, net::Ipv4Address gateway);
+    void set_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway);
 
     /// Ends control as if the application had been silent. Takes the lock.
     void drop_control();
@@ -124,7 +124,7 @@ public:
 
 private:
     struct Answered {
-        net::Endpoint source;
+        Endpoint source;
         std::uint64_t used = 0;  // for finding the entry that was used longest ago
         std::vector<std::uint8_t> request;
         std::vector<std::uint8_t> acknowledge;
@@ -170,11 +170,11 @@ private:
     RegisterMap registers_;
     GvcpStatistics statistics_;
 
-    std::optional<net::Endpoint> controller_;
+    std::optional<Endpoint> controller_;
     net::Clock::time_point last_sign_of_life_{};
 
     // the datagram being handled
-    net::Endpoint source_;
+    Endpoint source_;
     std::uint16_t request_id_ = 0;
     bool answer_wanted_ = false;
     bool release_when_answered_ = false;

@@ -31,7 +31,7 @@ std::optional<net::Interface> find_interface(std::string_view name, std::span<co
         const auto outside = first([](const net::Interface& i) { return !i.loopback; });
         return outside ? outside : first(is_loopback);
     }
-    if (const auto address = net::Ipv4Address::parse(name)) {
+    if (const auto address = Ipv4Address::parse(name)) {
         if (const auto exact = first([&](const net::Interface& i) { return i.address == *address; })) {
             return exact;
         }
@@ -45,7 +45,7 @@ std::optional<net::Interface> find_interface(std::string_view name, std::span<co
         }
         return loopback;
     }
-    if (const auto mac = net::MacAddress::parse(name); mac && !mac->is_zero()) {
+    if (const auto mac = MacAddress::parse(name); mac && !mac->is_zero()) {
         if (const auto found = first([&](const net::Interface& i) { return i.mac == *mac; })) {
             return found;
         }
@@ -59,8 +59,7 @@ GvcpServer::Sockets GvcpServer::open(const net::Interface& adapter)
     sockets.adapter = adapter;
     // without address reuse, so that a second device on the same address is an error and not a race for datagrams
     sockets.unicast = net::UdpSocket::open({adapter.address, wire::gvcp::port}, {.broadcast = true});
-    for (const net::Ipv4Address address :
-         {net::directed_broadcast(adapter.address, adapter.mask), net::limited_broadcast}) {
+    for (const Ipv4Address address : {directed_broadcast(adapter.address, adapter.mask), limited_broadcast}) {
         try {
             sockets.broadcast.push_back(net::UdpSocket::open({address, wire::gvcp::port}, {.reuse_address = true}));
         } catch (const std::system_error&) {
@@ -106,7 +105,7 @@ void GvcpServer::rebind(const net::Interface& adapter)
     wanted_ = adapter;
 }
 
-net::Ipv4Address GvcpServer::address() const
+Ipv4Address GvcpServer::address() const
 {
     const std::lock_guard guard(mutex_);
     return address_;
@@ -154,7 +153,7 @@ void GvcpServer::take_wanted_address()
 void GvcpServer::serve(net::UdpSocket& socket, bool broadcast)
 {
     std::array<std::uint8_t, 2048> buffer;
-    const GvcpResponder::Send send = [this](const net::Endpoint& destination, std::span<const std::uint8_t> data) {
+    const GvcpResponder::Send send = [this](const Endpoint& destination, std::span<const std::uint8_t> data) {
         // from the unicast socket, also where a broadcast is answered: the sender's address identifies the device
         sockets_.unicast.send_to(destination, data);
     };

@@ -43,7 +43,7 @@ public:
     void rebind(const net::Interface& adapter);
 
     /// Where it listens now.
-    [[nodiscard]] net::Ipv4Address address() const;
+    [[nodiscard]] Ipv4Address address() const;
 
 private:
     struct Sockets {
@@ -62,7 +62,7 @@ private:
     std::atomic<bool> stopping_{false};
     Sockets sockets_;  // the thread's own while it runs
     mutable std::mutex mutex_;
-    net::Ipv4Address address_;              // guarded by mutex_
+    Ipv4Address address_;                   // guarded by mutex_
     std::optional<net::Interface> wanted_;  // guarded by mutex_
 };
 

@@ -37,7 +37,7 @@ gvcp::Message encode(const DeviceEvent& event, std::uint16_t request_id, bool ac
 
 }  // namespace
 
-MessageChannel::MessageChannel(net::Ipv4Address source)
+MessageChannel::MessageChannel(Ipv4Address source)
     : socket_(net::UdpSocket::open({source, 0})), worker_([this] { run(); })
 {}
 
@@ -74,7 +74,7 @@ void MessageChannel::post(DeviceEvent event)
     changed_.notify_all();
 }
 
-void MessageChannel::reopen(net::Ipv4Address source)
+void MessageChannel::reopen(Ipv4Address source)
 {
     std::unique_lock lock(mutex_);
     if (socket_.local().address == source) {
@@ -144,7 +144,7 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageChannelState
     return false;
 }
 
-bool MessageChannel::await_acknowledge(const net::Endpoint& from, std::uint16_t request_id, bool with_data,
+bool MessageChannel::await_acknowledge(const Endpoint& from, std::uint16_t request_id, bool with_data,
                                        std::chrono::milliseconds timeout)
 {
     const gvcp::Command expected = with_data ? gvcp::Command::event_data_ack : gvcp::Command::event_ack;

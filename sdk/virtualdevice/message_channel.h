@@ -40,7 +40,7 @@ struct MessageStatistics {
 class MessageChannel {
 public:
     /// Throws std::system_error when `source` cannot be bound.
-    explicit MessageChannel(net::Ipv4Address source);
+    explicit MessageChannel(Ipv4Address source);
     MessageChannel(const MessageChannel&) = delete;
     MessageChannel& operator=(const MessageChannel&) = delete;
     ~MessageChannel();
@@ -50,14 +50,14 @@ public:
     void post(DeviceEvent event);
 
     /// Sends from another address from now on.
-    void reopen(net::Ipv4Address source);
+    void reopen(Ipv4Address source);
     [[nodiscard]] std::uint16_t source_port() const;
     [[nodiscard]] MessageStatistics statistics() const;
 
 private:
     void run();
     [[nodiscard]] bool deliver(const DeviceEvent& event, const MessageChannelState& state);
-    [[nodiscard]] bool await_acknowledge(const net::Endpoint& from, std::uint16_t request_id, bool with_data,
+    [[nodiscard]] bool await_acknowledge(const Endpoint& from, std::uint16_t request_id, bool with_data,
                                          std::chrono::milliseconds timeout);
 
     net::UdpSocket socket_;

@@ -151,10 +151,10 @@ private:
 [[nodiscard]] Message discovery(std::uint16_t request_id, bool allow_broadcast_acknowledge) noexcept;
 
 struct ForceIp {
-    net::MacAddress mac;
-    net::Ipv4Address address;
-    net::Ipv4Address mask;
-    net::Ipv4Address gateway;
+    MacAddress mac;
+    Ipv4Address address;
+    Ipv4Address mask;
+    Ipv4Address gateway;
 };
 [[nodiscard]] Message force_ip(std::uint16_t request_id, const ForceIp& settings,
                                bool allow_broadcast_acknowledge) noexcept;
@@ -260,12 +260,12 @@ struct DiscoveryAcknowledge {
     std::uint16_t version_major = 0;
     std::uint16_t version_minor = 0;
     std::uint32_t device_mode = 0;
-    net::MacAddress mac;
+    MacAddress mac;
     std::uint32_t supported_ip_configuration = 0;
     std::uint32_t current_ip_configuration = 0;
-    net::Ipv4Address address;
-    net::Ipv4Address mask;
-    net::Ipv4Address gateway;
+    Ipv4Address address;
+    Ipv4Address mask;
+    Ipv4Address gateway;
     std::string manufacturer;
     std::string model;
     std::string device_version;

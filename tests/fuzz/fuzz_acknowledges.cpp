@@ -32,20 +32,20 @@ private:
 };
 
 /// Takes every question and never answers: what arrives is the script's.
-class SilentNetwork final : public device::SearchNetwork {
+class SilentNetwork final : public control::SearchNetwork {
 public:
     [[nodiscard]] std::vector<net::Interface> interfaces() override { return {}; }
-    [[nodiscard]] std::unique_ptr<device::SearchPorts> open(std::span<const net::Interface> /*interfaces*/,
-                                                            bool /*broadcasts*/) override
+    [[nodiscard]] std::unique_ptr<control::SearchPorts> open(std::span<const net::Interface> /*interfaces*/,
+                                                             bool /*broadcasts*/) override
     {
         return std::make_unique<Ports>();
     }
     [[nodiscard]] const net::Clock& clock() const noexcept override { return clock_; }
 
 private:
-    struct Ports final : device::SearchPorts {
-        [[nodiscard]] std::span<const device::UnusableInterface> unusable() const noexcept override { return {}; }
-        std::error_code send(std::size_t, const net::Endpoint&, std::span<const std::uint8_t>) noexcept override
+    struct Ports final : control::SearchPorts {
+        [[nodiscard]] std::span<const control::UnusableInterface> unusable() const noexcept override { return {}; }
+        std::error_code send(std::size_t, const Endpoint&, std::span<const std::uint8_t>) noexcept override
         {
             return {};
         }
@@ -56,7 +56,7 @@ private:
 };
 
 /// Answers from the script; when that is over nothing answers any more.
-class ScriptedDevice final : public device::ControlTransport {
+class ScriptedDevice final : public control::ControlTransport {
 public:
     ScriptedDevice(ManualClock& clock, View script) : clock_(clock), script_(script) {}
 
@@ -84,12 +84,12 @@ public:
         if (given >= 8) {
             put_right(buffer, given, how);
         }
-        return net::Received{given, given < size, (how & 0x10) != 0 ? net::Endpoint{{2}, 1} : device()};
+        return net::Received{given, given < size, (how & 0x10) != 0 ? Endpoint{{2}, 1} : device()};
     }
 
     void wake() noexcept override {}
-    [[nodiscard]] net::Endpoint device() const noexcept override { return {{0xC0A80102}, 3956}; }
-    [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
+    [[nodiscard]] Endpoint device() const noexcept override { return {{0xC0A80102}, 3956}; }
+    [[nodiscard]] Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
 
 private:
     void put_right(std::span<std::uint8_t> buffer, std::size_t size, std::uint8_t how) const
@@ -124,12 +124,12 @@ void check_accesses(View script)
 {
     ManualClock clock;
     ScriptedDevice transport(clock, script);
-    device::ControlChannel channel(transport, clock);
+    control::ControlChannel channel(transport, clock);
     channel.set_patience({milliseconds(20), 2});
     const auto began = clock.now();
 
     std::uint32_t value = 0;
-    const auto tell = [&](const device::ControlOutcome& outcome) {
+    const auto tell = [&](const control::ControlOutcome& outcome) {
         require(to_result(outcome, transport.device()).IsOK() == outcome.ok());
     };
     tell(channel.read_register(0x0A00, value));
@@ -139,7 +139,7 @@ void check_accesses(View script)
     std::array<std::uint32_t, 4> values = {0, 0, 0, 0x5A5A5A5A};
     tell(channel.read_registers(addresses, values));
     require(values[3] == 0x5A5A5A5A);
-    const std::array<device::RegisterWrite, 2> writes = {device::RegisterWrite{0xA000, 1}, {0xA004, 2}};
+    const std::array<control::RegisterWrite, 2> writes = {control::RegisterWrite{0xA000, 1}, {0xA004, 2}};
     tell(channel.write_registers(writes));
     std::array<std::uint8_t, 600> memory{};
     memory.back() = 0x5A;
@@ -149,8 +149,8 @@ void check_accesses(View script)
     // four exchanges and some blocks, each with at most ten seconds of pending answers
     require(clock.now() - began < std::chrono::minutes(3));
 
-    device::Description description;
-    const PvResult result = device::fetch_description(channel, {}, description);
+    description::Description description;
+    const PvResult result = description::fetch_description(channel, {}, description);
     require(!result.IsOK() || description.name.ends_with(".xml"));
 }
 
@@ -158,12 +158,12 @@ void check_search(View script)
 {
     SilentNetwork network;
     const net::Interface host{"lo", "", {0x7F000027}, {0xFFFFFFFF}, {}, {}, 65536, true};
-    device::Discovery discovery({&host, 1}, {}, network);
+    control::Discovery discovery({&host, 1}, {}, network);
     std::size_t found = 0;
     while (script.size() >= 2) {
         const std::size_t size =
             std::min<std::size_t>(script[1] * std::size_t{4} + (script[0] >> 6), script.size() - 2);
-        discovery.handle(0, script.subspan(2, size), [&](const device::FoundDevice&) {
+        discovery.handle(0, script.subspan(2, size), [&](const control::FoundDevice&) {
             ++found;
             return true;
         });
@@ -174,7 +174,7 @@ void check_search(View script)
 
 void check_url(View bytes)
 {
-    const auto url = device::parse_description_url({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    const auto url = description::parse_description_url({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     require(!url || url->name.find_first_of("/\\") == std::string::npos);
 }
 

@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         memory.push_back(std::make_unique<Guarded>(40 + 60 * i));
         port.idle.push_back(&memory.back()->buffer);
     }
-    const net::Ipv4Address camera{0x0A000001};
+    const Ipv4Address camera{0x0A000001};
     stream::BlockAssembler assembler(port, camera);
     net::Clock::time_point now{std::chrono::seconds(1)};
     std::uint64_t datagrams = 0;
@@ -127,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             break;
         default: {
-            const net::Datagram datagram{bytes, {action == 0xF4 ? net::Ipv4Address{1} : camera, 1}};
+            const net::Datagram datagram{bytes, {action == 0xF4 ? Ipv4Address{1} : camera, 1}};
             now += std::chrono::microseconds(action);
             assembler.process({&datagram, 1}, now);
             ++datagrams;

@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         seed = seed * 31 + data[i];
     }
     try {
-        std::string xml = GenApi::load_description({data, size});
+        std::string xml = vex::description::load_description({data, size});
         Port port(seed);
         const auto map = GenApi::load_node_map(std::move(xml), port, {.largest_description = 1 << 20});
         std::size_t calls = 0;

@@ -93,14 +93,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint64_t datagrams = 0;
     for (View rest{data, size}; rest.size() >= 3;) {
         const std::size_t length = std::min<std::size_t>((std::size_t{rest[0]} << 8 | rest[1]) % 1024, rest.size() - 3);
-        const net::Endpoint source{{0x0A000001U + (rest[2] & 3)},
-                                   static_cast<std::uint16_t>(1000 + (rest[2] >> 2 & 3))};
+        const Endpoint source{{0x0A000001U + (rest[2] & 3)}, static_cast<std::uint16_t>(1000 + (rest[2] >> 2 & 3))};
         clock.advance(std::chrono::seconds(rest[2] >> 4));
         // memory of exactly that length, so that reading beyond it shows
         const std::vector<std::uint8_t> datagram(rest.begin() + 3, rest.begin() + 3 + static_cast<long>(length));
         rest = rest.subspan(3 + length);
         ++datagrams;
-        responder.handle(datagram, source, [&](const net::Endpoint& to, View answer) {
+        responder.handle(datagram, source, [&](const Endpoint& to, View answer) {
             require(to == source);
             check_answer(datagram, answer);
         });

@@ -10,7 +10,7 @@ using namespace vex;
 
 namespace {
 
-using device::HttpAnswer;
+using description::HttpAnswer;
 using fuzz::require;
 using State = HttpAnswer::State;
 
@@ -32,7 +32,7 @@ HttpAnswer answer_of(fuzz::View bytes, fuzz::View sizes, std::size_t largest_bod
 
 void check_address(const std::string& url)
 {
-    const auto address = device::parse_http_address(url);
+    const auto address = description::parse_http_address(url);
     if (!address) {
         return;
     }
@@ -42,8 +42,8 @@ void check_address(const std::string& url)
     require(std::all_of(address->path.begin(), address->path.end(), is_printable));
     require(address->host.find_first_of("/?#@:") == std::string::npos);
     // said again it is the same address
-    const auto again =
-        device::parse_http_address("http://" + address->host + ":" + std::to_string(address->port) + address->path);
+    const auto again = description::parse_http_address("http://" + address->host + ":" + std::to_string(address->port) +
+                                                       address->path);
     require(again && again->host == address->host && again->port == address->port && again->path == address->path);
 }
 
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(whole.location() == pieces.location() && whole.body() == pieces.body());
     require(whole.body().size() <= largest_body);
     require((whole.state() == State::failed) == !whole.reason().empty());
-    check_address(device::redirected({"host", 8080, "/path"}, whole.location()));
+    check_address(description::redirected({"host", 8080, "/path"}, whole.location()));
     check_address({bytes.begin(), bytes.end()});
     return 0;
 }

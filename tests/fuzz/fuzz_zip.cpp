@@ -4,9 +4,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    constexpr GenApi::ZipLimits limits{.largest_text = 1 << 20, .largest_ratio = 100};
+    constexpr vex::description::ZipLimits limits{.largest_text = 1 << 20, .largest_ratio = 100};
     try {
-        fuzz::require(GenApi::unzip_description({data, size}, limits).size() <= limits.largest_text);
+        fuzz::require(vex::description::unzip_description({data, size}, limits).size() <= limits.largest_text);
     } catch (const GenApi::DescriptionError& error) {
         fuzz::require(error.what()[0] != '\0');
     }

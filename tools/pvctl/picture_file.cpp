@@ -37,7 +37,7 @@ Picture picture_in(const PvBuffer& buffer)
 
 void write_file(const std::string& name, const std::vector<std::uint8_t>& bytes)
 {
-    convert::WholeFile file;
+    WholeFile file;
     auto done = file.open(PvString(std::string(name)));
     if (done.IsOK()) {
         done = file.write(bytes);

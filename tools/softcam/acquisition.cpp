@@ -48,8 +48,7 @@ FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings,
     return rendered;
 }
 
-Acquisition::Acquisition(net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
-                         const net::Clock& clock)
+Acquisition::Acquisition(Ipv4Address source, std::size_t history_blocks, CameraEvents& events, const net::Clock& clock)
     : events_(events), clock_(clock),
       socket_(net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes})),
       transmitter_(socket_, history_blocks, clock), epoch_(clock.now()), worker_([this] { run(); })
@@ -181,7 +180,7 @@ std::uint16_t Acquisition::source_port() const
     return socket_.local().port;
 }
 
-void Acquisition::reopen(net::Ipv4Address source)
+void Acquisition::reopen(Ipv4Address source)
 {
     std::unique_lock lock(mutex_);
     if (socket_.local().address == source) {

@@ -50,7 +50,7 @@ private:
 class Acquisition {
 public:
     /// Sends from `source`. Throws std::system_error when that cannot be bound. `events` and `clock` must outlive it.
-    Acquisition(vex::net::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
+    Acquisition(vex::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
                 const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
@@ -79,7 +79,7 @@ public:
 
     [[nodiscard]] std::uint16_t source_port() const;
     /// Sends from another address from now on.
-    void reopen(vex::net::Ipv4Address source);
+    void reopen(vex::Ipv4Address source);
 
     void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss) { transmitter_.set_loss(std::move(loss)); }
     [[nodiscard]] vex::transmitter::TransmitterStatistics statistics() const { return transmitter_.statistics(); }

@@ -81,11 +81,8 @@ public:
         acquisition_.abort();
     }
 
-    [[nodiscard]] net::Ipv4Address address() const
-    {
-        return server_.is_running() ? server_.address() : adapter_.address;
-    }
-    [[nodiscard]] net::MacAddress mac() const { return mac_; }
+    [[nodiscard]] Ipv4Address address() const { return server_.is_running() ? server_.address() : adapter_.address; }
+    [[nodiscard]] MacAddress mac() const { return mac_; }
     [[nodiscard]] virtual_device::GvcpResponder& responder() { return responder_; }
     [[nodiscard]] CameraEvents& events() { return events_; }
     [[nodiscard]] Acquisition& acquisition() { return acquisition_; }
@@ -187,7 +184,7 @@ private:
 
     const net::Interface adapter_;
     const std::string archive_;
-    const net::MacAddress mac_;
+    const MacAddress mac_;
     bool reset_requested_ = false;  // guarded by the responder's lock
     CameraEvents events_;
     Acquisition acquisition_;
@@ -200,8 +197,8 @@ Camera::Camera(const CameraOptions& options, const net::Clock& clock) : impl_(st
 Camera::~Camera() { impl_->stop(); }
 void Camera::start() { impl_->start(); }
 void Camera::stop() noexcept { impl_->stop(); }
-net::Ipv4Address Camera::address() const { return impl_->address(); }
-net::MacAddress Camera::mac() const { return impl_->mac(); }
+Ipv4Address Camera::address() const { return impl_->address(); }
+MacAddress Camera::mac() const { return impl_->mac(); }
 virtual_device::GvcpStatistics Camera::control_statistics() const { return impl_->responder().statistics(); }
 transmitter::TransmitterStatistics Camera::stream_statistics() const { return impl_->acquisition().statistics(); }
 virtual_device::MessageStatistics Camera::message_statistics() const { return impl_->events().channel().statistics(); }

@@ -40,8 +40,8 @@ public:
     void stop() noexcept;
 
     /// Where it listens.
-    [[nodiscard]] vex::net::Ipv4Address address() const;
-    [[nodiscard]] vex::net::MacAddress mac() const;
+    [[nodiscard]] vex::Ipv4Address address() const;
+    [[nodiscard]] vex::MacAddress mac() const;
 
     [[nodiscard]] vex::virtual_device::GvcpStatistics control_statistics() const;
     [[nodiscard]] vex::transmitter::TransmitterStatistics stream_statistics() const;

@@ -17,7 +17,7 @@ inline constexpr std::uint32_t event_kinds = 5;
 /// Thread safety: all functions may be called from any thread, with any lock held; none of them waits.
 class CameraEvents {
 public:
-    explicit CameraEvents(vex::net::Ipv4Address source) : channel_(source) {}
+    explicit CameraEvents(vex::Ipv4Address source) : channel_(source) {}
 
     /// Bit n stands for the kind n.
     void set_enabled(std::uint32_t mask) noexcept { enabled_ = mask; }

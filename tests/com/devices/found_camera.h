@@ -15,7 +15,7 @@ protected:
     static device_test::RawCameraOptions camera_options()
     {
         device_test::RawCameraOptions options;
-        options.address = vex::net::loopback_address;
+        options.address = vex::loopback_address;
         options.serial = "COM-TEST";
         options.name = "tested";
         options.description = device_test::raw_description();

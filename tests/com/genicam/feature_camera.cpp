@@ -11,7 +11,7 @@ constexpr wchar_t address[] = L"127.0.0.1";
 std::unique_ptr<device_test::RawCamera> make_camera(const std::string& description)
 {
     device_test::RawCameraOptions options;
-    options.address = net::loopback_address;
+    options.address = loopback_address;
     options.serial = "COM-FEATURES";
     options.description = description;
     auto camera = std::make_unique<device_test::RawCamera>(options);

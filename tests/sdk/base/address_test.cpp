@@ -8,9 +8,6 @@ using namespace vex;
 
 namespace {
 
-using net::Ipv4Address;
-using net::MacAddress;
-
 TEST(Ipv4Address, ReadsAndWritesDottedDecimal)
 {
     for (const std::string text : {"0.0.0.0", "127.0.0.1", "192.168.7.50", "255.255.255.255", "1.20.30.4"}) {
@@ -34,22 +31,22 @@ TEST(Ipv4Address, RejectsEverythingElse)
 
 TEST(Ipv4Address, KnowsItsRanges)
 {
-    EXPECT_TRUE(net::any_address.is_any());
+    EXPECT_TRUE(any_address.is_any());
     EXPECT_TRUE(Ipv4Address::parse("127.9.8.7")->is_loopback());
     EXPECT_FALSE(Ipv4Address::parse("128.0.0.1")->is_loopback());
     EXPECT_TRUE(Ipv4Address::parse("224.0.0.1")->is_multicast());
     EXPECT_TRUE(Ipv4Address::parse("239.255.255.255")->is_multicast());
     EXPECT_FALSE(Ipv4Address::parse("240.0.0.0")->is_multicast());
-    EXPECT_FALSE(net::limited_broadcast.is_multicast());
+    EXPECT_FALSE(limited_broadcast.is_multicast());
 }
 
 TEST(Ipv4Address, SubnetAndItsBroadcastFollowFromTheMask)
 {
     const Ipv4Address address = *Ipv4Address::parse("169.254.3.4");
     const Ipv4Address mask = *Ipv4Address::parse("255.255.0.0");
-    EXPECT_EQ(net::directed_broadcast(address, mask).to_string(), "169.254.255.255");
-    EXPECT_TRUE(net::same_subnet(address, *Ipv4Address::parse("169.254.200.1"), mask));
-    EXPECT_FALSE(net::same_subnet(address, *Ipv4Address::parse("169.253.3.4"), mask));
+    EXPECT_EQ(directed_broadcast(address, mask).to_string(), "169.254.255.255");
+    EXPECT_TRUE(same_subnet(address, *Ipv4Address::parse("169.254.200.1"), mask));
+    EXPECT_FALSE(same_subnet(address, *Ipv4Address::parse("169.253.3.4"), mask));
 }
 
 TEST(MacAddress, ReadsBothSeparatorsAndWritesColons)
@@ -70,7 +67,7 @@ TEST(MacAddress, RejectsEverythingElse)
 
 TEST(Endpoint, IsWrittenAsAddressAndPort)
 {
-    EXPECT_EQ((net::Endpoint{net::loopback_address, 3956}).to_string(), "127.0.0.1:3956");
+    EXPECT_EQ((Endpoint{loopback_address, 3956}).to_string(), "127.0.0.1:3956");
 }
 
 }  // namespace

@@ -13,13 +13,13 @@ using namespace vex;
 namespace {
 
 using namespace std::chrono_literals;
-using device::Connection;
+using control::Connection;
 using device_test::Bytes;
 using device_test::RawCameraOptions;
 using device_test::RawDevice;
 using device_test::ScriptedTransport;
 
-const net::Endpoint other_application{{0x7F000001}, 50123};
+const Endpoint other_application{{0x7F000001}, 50123};
 
 class ConnectionTest : public testing::Test {
 protected:
@@ -55,7 +55,7 @@ protected:
     const net::Clock::time_point begin = clock.now();
     std::unique_ptr<RawDevice> responder;
     const std::string name = ScriptedTransport::camera.address.to_string();
-    device::ConnectionTarget target;
+    control::ConnectionTarget target;
     std::shared_ptr<Connection> connection;
 };
 
@@ -70,7 +70,7 @@ TEST_F(ConnectionTest, TakesAndReturnsControl)
     connection->close();
     EXPECT_EQ(camera.reg(0x0A00), 0U);
     std::uint32_t value = 0;
-    EXPECT_EQ(connection->channel().read_register(0, value).kind, device::ControlOutcome::Kind::closed);
+    EXPECT_EQ(connection->channel().read_register(0, value).kind, control::ControlOutcome::Kind::closed);
 }
 
 TEST_F(ConnectionTest, TakesExclusiveControl)
@@ -217,11 +217,11 @@ TEST_F(ConnectionTest, KeepsToSensibleHeartbeatsWhateverTheDeviceTells)
 TEST_F(ConnectionTest, RefusesAnotherDeviceAtTheSameAddress)
 {
     start(sound());
-    target.mac = *net::MacAddress::parse("02:11:22:33:44:66");
+    target.mac = *MacAddress::parse("02:11:22:33:44:66");
     const PvResult result = open(PvAccessControl);
     EXPECT_EQ(result.GetCode(), PvResult::NotFound);
     EXPECT_NE(result.description().find("02:11:22:33:44:55"), std::string::npos);
-    target.mac = *net::MacAddress::parse("02:11:22:33:44:55");
+    target.mac = *MacAddress::parse("02:11:22:33:44:55");
     EXPECT_TRUE(open(PvAccessControl).IsOK());
 }
 
@@ -305,7 +305,7 @@ TEST(ConnectionOnSockets, ClosingEndsAnAccessUnderWayOnAnotherThread)
     options.address = device_test::loopback(33);
     device_test::RawCamera camera(options);
     std::shared_ptr<Connection> connection;
-    device::ConnectionTarget target;
+    control::ConnectionTarget target;
     target.device = {options.address, 3956};
     ASSERT_TRUE(Connection::open(target, {60s, 10}, connection).IsOK());
     std::promise<void> asked;
@@ -326,7 +326,7 @@ TEST(ConnectionOnSockets, ClosingEndsAnAccessUnderWayOnAnotherThread)
     asked.get_future().wait();
     const auto begin = std::chrono::steady_clock::now();
     connection->close();
-    EXPECT_EQ(reading.get(), device::ControlOutcome::Kind::closed);
+    EXPECT_EQ(reading.get(), control::ControlOutcome::Kind::closed);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
     EXPECT_EQ(camera.reg(0x0A00), 0U);
 }

@@ -11,7 +11,7 @@ using namespace vex;
 namespace {
 
 /// Answers from fixed memory, so that what the test counts is the channel's own.
-class FixedTransport final : public device::ControlTransport {
+class FixedTransport final : public control::ControlTransport {
 public:
     std::error_code send(std::span<const std::uint8_t> datagram) noexcept override
     {
@@ -26,8 +26,8 @@ public:
         return net::Received{sizeof reply, false, device()};
     }
     void wake() noexcept override {}
-    [[nodiscard]] net::Endpoint device() const noexcept override { return {{1}, 3956}; }
-    [[nodiscard]] net::Endpoint local() const noexcept override { return {}; }
+    [[nodiscard]] Endpoint device() const noexcept override { return {{1}, 3956}; }
+    [[nodiscard]] Endpoint local() const noexcept override { return {}; }
 
 private:
     std::uint8_t id_[2] = {};
@@ -39,7 +39,7 @@ TEST(ControlChannel, ReadsARegisterWithoutTheHeap)
         GTEST_SKIP() << "the sanitizer allocates";
     }
     FixedTransport transport;
-    device::ControlChannel channel(transport, net::Clock::steady());
+    control::ControlChannel channel(transport, net::Clock::steady());
     std::uint32_t value = 0;
     const device_test::AllocationCount allocations;
     const auto outcome = channel.read_register(0x0A00, value);

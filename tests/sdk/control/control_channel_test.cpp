@@ -13,7 +13,7 @@ using namespace vex;
 namespace {
 
 using namespace std::chrono_literals;
-using device::ControlOutcome;
+using control::ControlOutcome;
 using device_test::Bytes;
 using device_test::hex;
 using Kind = ControlOutcome::Kind;
@@ -51,7 +51,7 @@ protected:
     device_test::ManualClock clock;
     net::Clock::time_point start = clock.now();
     device_test::ScriptedTransport transport{clock};
-    device::ControlChannel channel{transport, clock};
+    control::ControlChannel channel{transport, clock};
     std::uint32_t value = 0;
 };
 
@@ -338,7 +338,7 @@ TEST_F(ControlChannelTest, ForgetsEveryCountOnReset)
     EXPECT_EQ(channel.read_register(0, value).kind, Kind::refused);
     answer_with("0000 0081 0004 0000 00000001", 20ms);
     EXPECT_TRUE(channel.read_register(0, value).ok());
-    const auto counts = [](const device::ControlStatistics& all) {
+    const auto counts = [](const control::ControlStatistics& all) {
         return std::array<std::uint64_t, 7>{all.requests, all.retries, all.failures, all.pendings,
                                             all.stale,    all.foreign, all.malformed};
     };
@@ -417,7 +417,7 @@ TEST_F(ControlChannelTest, SplitsManyWritesIntoMessagesThatEveryDeviceTakes)
         reply[11] = static_cast<std::uint8_t>((request.size() - 8) / 8);
         transport.deliver(with_id(reply, id_of(request)));
     };
-    std::vector<device::RegisterWrite> writes(135);
+    std::vector<control::RegisterWrite> writes(135);
     EXPECT_TRUE(channel.write_registers(writes).ok());
     ASSERT_EQ(transport.sent.size(), 3U);
     EXPECT_EQ(transport.sent[0].size(), 8U + 67U * 8U);  // 540 bytes of payload are the most
@@ -428,7 +428,7 @@ TEST_F(ControlChannelTest, NamesTheWriteOfSeveralThatWasRefused)
 {
     channel.set_concatenation(true);
     answer_with("8004 0083 0004 0000 0000 0001");
-    const device::RegisterWrite writes[] = {{0xA000, 1}, {0xA004, 2}, {0xA008, 3}};
+    const control::RegisterWrite writes[] = {{0xA000, 1}, {0xA004, 2}, {0xA008, 3}};
     const auto outcome = channel.write_registers(writes);
     EXPECT_EQ(outcome.kind, Kind::refused);
     EXPECT_EQ(outcome.address, 0xA004U);
@@ -439,7 +439,7 @@ TEST_F(ControlChannelTest, SeveralWritesOfWhichTheDeviceDidFewerAreNotDone)
 {
     channel.set_concatenation(true);
     answer_with("0000 0083 0004 0000 0000 0001");
-    const device::RegisterWrite writes[] = {{0xA000, 1}, {0xA004, 2}};
+    const control::RegisterWrite writes[] = {{0xA000, 1}, {0xA004, 2}};
     EXPECT_EQ(channel.write_registers(writes).kind, Kind::malformed);
 }
 

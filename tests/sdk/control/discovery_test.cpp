@@ -12,10 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 using device_test::Bytes;
 
-constexpr net::Ipv4Address ip(unsigned a, unsigned b, unsigned c, unsigned d)
-{
-    return {a << 24 | b << 16 | c << 8 | d};
-}
+constexpr Ipv4Address ip(unsigned a, unsigned b, unsigned c, unsigned d) { return {a << 24 | b << 16 | c << 8 | d}; }
 
 TEST(IsReachable, ByTheMasksOfBothEnds)
 {
@@ -23,17 +20,17 @@ TEST(IsReachable, ByTheMasksOfBothEnds)
     wire::gvcp::DiscoveryAcknowledge facts;
     facts.address = ip(192, 168, 2, 9);
     facts.mask = ip(255, 255, 0, 0);
-    EXPECT_TRUE(device::is_reachable(host, facts));
+    EXPECT_TRUE(control::is_reachable(host, facts));
     // its answers to 192.168.1.5 would go to a router
     facts.mask = ip(255, 255, 255, 0);
-    EXPECT_FALSE(device::is_reachable(host, facts));
+    EXPECT_FALSE(control::is_reachable(host, facts));
     // it does not tell
     facts.mask = {};
-    EXPECT_TRUE(device::is_reachable(host, facts));
+    EXPECT_TRUE(control::is_reachable(host, facts));
     facts.address = ip(192, 169, 2, 9);
-    EXPECT_FALSE(device::is_reachable(host, facts));
+    EXPECT_FALSE(control::is_reachable(host, facts));
     facts.address = {};
-    EXPECT_FALSE(device::is_reachable(host, facts));
+    EXPECT_FALSE(control::is_reachable(host, facts));
 }
 
 Bytes discovery_acknowledge(std::uint8_t last_of_mac)
@@ -47,12 +44,12 @@ Bytes discovery_acknowledge(std::uint8_t last_of_mac)
 TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
 {
     device_test::ScriptedNetwork network;
-    device::DiscoveryOptions options;
+    control::DiscoveryOptions options;
     options.timeout = 1000ms;
     options.access_status = false;
-    device::Discovery discovery(network.hosts, options, network);
+    control::Discovery discovery(network.hosts, options, network);
     std::vector<std::uint8_t> told;
-    const auto on_found = [&](const device::FoundDevice& found) {
+    const auto on_found = [&](const control::FoundDevice& found) {
         told.push_back(found.facts.mac.bytes[5]);
         return true;
     };
@@ -79,9 +76,9 @@ TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
         return std::vector<Bytes>{controlled, controlled};
     });
     network.attach(camera);
-    device::Discovery discovery(network.hosts, {}, network);
+    control::Discovery discovery(network.hosts, {}, network);
     std::vector<PvAccessType> told;
-    discovery.run([&](const device::FoundDevice& found) {
+    discovery.run([&](const control::FoundDevice& found) {
         told.push_back(found.access);
         return true;
     });
@@ -92,20 +89,20 @@ TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
 TEST(DiscoveryAnswers, TellNoMoreDevicesThanTheLimit)
 {
     device_test::ScriptedNetwork network;
-    device::DiscoveryOptions options;
+    control::DiscoveryOptions options;
     options.access_status = false;
-    device::Discovery discovery(network.hosts, options, network);
+    control::Discovery discovery(network.hosts, options, network);
     std::size_t told = 0;
     Bytes acknowledge = discovery_acknowledge(0);
-    for (std::size_t i = 1; i <= device::Discovery::most_devices + 10; ++i) {
+    for (std::size_t i = 1; i <= control::Discovery::most_devices + 10; ++i) {
         acknowledge[8 + 14] = static_cast<std::uint8_t>(i >> 8);
         acknowledge[8 + 15] = static_cast<std::uint8_t>(i);
-        discovery.handle(0, acknowledge, [&](const device::FoundDevice&) {
+        discovery.handle(0, acknowledge, [&](const control::FoundDevice&) {
             ++told;
             return true;
         });
     }
-    EXPECT_EQ(told, device::Discovery::most_devices);
+    EXPECT_EQ(told, control::Discovery::most_devices);
 }
 
 }  // namespace

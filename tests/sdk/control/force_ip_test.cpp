@@ -17,7 +17,7 @@ const net::Interface ethernet{"eth0", "", {0xC0A80A05}, {0xFFFFF000}, {}, {}, 15
 PvResult parse(const char* mac, const char* address, const char* mask, const char* gateway,
                wire::gvcp::ForceIp& settings)
 {
-    return device::parse_ip_configuration(mac, address, mask, gateway, {&ethernet, 1}, settings);
+    return control::parse_ip_configuration(mac, address, mask, gateway, {&ethernet, 1}, settings);
 }
 
 TEST(ParseIpConfiguration, TakesAllFour)
@@ -75,9 +75,9 @@ protected:
         settings = {{{0x02, 0x11, 0x22, 0x33, 0x44, 0x23}}, {0xC0A80A24}, {0xFFFFFF00}, {0xC0A80A01}};
     }
 
-    PvResult force() { return device::force_ip(settings, network.hosts, network); }
+    PvResult force() { return control::force_ip(settings, network.hosts, network); }
 
-    const net::Ipv4Address address = ScriptedNetwork::at(35);
+    const Ipv4Address address = ScriptedNetwork::at(35);
     ScriptedNetwork network;
     std::unique_ptr<RawDevice> camera;
     wire::gvcp::ForceIp settings;

@@ -17,9 +17,9 @@ using device_test::hex;
 
 TEST(HeartbeatInterval, IsAQuarterOfTheTimeoutWithinLimits)
 {
-    EXPECT_EQ(device::heartbeat_interval(3000ms), 750ms);
-    EXPECT_EQ(device::heartbeat_interval(200ms), 100ms);
-    EXPECT_EQ(device::heartbeat_interval(60s), 2000ms);
+    EXPECT_EQ(control::heartbeat_interval(3000ms), 750ms);
+    EXPECT_EQ(control::heartbeat_interval(200ms), 100ms);
+    EXPECT_EQ(control::heartbeat_interval(60s), 2000ms);
 }
 
 class HeartbeatMonitorTest : public testing::Test {
@@ -34,7 +34,7 @@ protected:
         };
     }
 
-    std::optional<std::string> beat(device::HeartbeatMonitor& monitor)
+    std::optional<std::string> beat(control::HeartbeatMonitor& monitor)
     {
         clock.advance(750ms);
         return monitor.beat(3000ms, {500ms, 1});
@@ -42,12 +42,12 @@ protected:
 
     device_test::ManualClock clock;
     device_test::ScriptedTransport transport{clock};
-    device::ControlChannel channel{transport, clock};
+    control::ControlChannel channel{transport, clock};
 };
 
 TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(beat(monitor), std::nullopt);
@@ -57,7 +57,7 @@ TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
 
 TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000000");
     const auto lost = beat(monitor);
     ASSERT_TRUE(lost);
@@ -66,7 +66,7 @@ TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
 
 TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
 {
-    device::HeartbeatMonitor monitor(channel, false, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, false, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000000");
     EXPECT_EQ(beat(monitor), std::nullopt);
 }
@@ -74,7 +74,7 @@ TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
 TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
 {
     channel.set_concatenation(true);
-    device::HeartbeatMonitor monitor(channel, true, device::PrivilegeHolder{{0xC0A80101}, 40000}, clock);
+    control::HeartbeatMonitor monitor(channel, true, control::PrivilegeHolder{{0xC0A80101}, 40000}, clock);
     answer_with("0000 0081 000C 0000 00000002 C0A80101 00009C40");
     EXPECT_EQ(beat(monitor), std::nullopt);
     EXPECT_EQ(beat(monitor), std::nullopt);
@@ -86,14 +86,14 @@ TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
 
 TEST_F(HeartbeatMonitorTest, NoticesThatItIsDeniedAccess)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("8006 0081 0000 0000");
     EXPECT_TRUE(beat(monitor));
 }
 
 TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     EXPECT_EQ(beat(monitor), std::nullopt);
     const auto heard = clock.now();
@@ -109,7 +109,7 @@ TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
 
 TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     for (int i = 0; i < 20; ++i) {
         transport.on_send = nullptr;
         EXPECT_EQ(monitor.beat(3000ms, {500ms, 1}), std::nullopt);
@@ -121,7 +121,7 @@ TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
 
 TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000002");
     EXPECT_EQ(beat(monitor), std::nullopt);
     clock.advance(60s);  // a debugger held this process
@@ -134,7 +134,7 @@ TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
 
 TEST_F(HeartbeatMonitorTest, CountsOnlyMissedBeatsInARow)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     for (int i = 0; i < 3; ++i) {
         transport.on_send = nullptr;
         EXPECT_EQ(beat(monitor), std::nullopt);
@@ -147,7 +147,7 @@ TEST_F(HeartbeatMonitorTest, CountsOnlyMissedBeatsInARow)
 
 TEST_F(HeartbeatMonitorTest, AClosedChannelIsNoLoss)
 {
-    device::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
     channel.close();
     EXPECT_EQ(beat(monitor), std::nullopt);
 }
@@ -162,9 +162,9 @@ protected:
         options.address = device_test::loopback(32);
         options.heartbeat_timeout = 400;
         camera = std::make_unique<device_test::RawCamera>(options);
-        device::ConnectionTarget target;
+        control::ConnectionTarget target;
         target.device = {options.address, 3956};
-        const PvResult result = device::Connection::open(target, {100ms, 2}, connection);
+        const PvResult result = control::Connection::open(target, {100ms, 2}, connection);
         EXPECT_TRUE(result.IsOK()) << result.description();
         settings->timeout_ms = connection->facts().heartbeat_timeout_ms;
     }
@@ -175,8 +175,8 @@ protected:
     }
 
     std::unique_ptr<device_test::RawCamera> camera;
-    std::shared_ptr<device::Connection> connection;
-    std::shared_ptr<device::HeartbeatSettings> settings = std::make_shared<device::HeartbeatSettings>();
+    std::shared_ptr<control::Connection> connection;
+    std::shared_ptr<control::HeartbeatSettings> settings = std::make_shared<control::HeartbeatSettings>();
     std::promise<std::string> lost;
 };
 
@@ -184,7 +184,7 @@ TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
 {
     const int before = camera->count(0x0080);
     settings->interval_ms = 20;
-    const device::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
+    const control::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
     while (camera->count(0x0080) < before + 5) {
         std::this_thread::yield();
     }
@@ -194,7 +194,8 @@ TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
 TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
 {
     settings->timeout_ms = 100;
-    const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    const control::Heartbeat heartbeat(connection, settings,
+                                       [&](const std::string& reason) { lost.set_value(reason); });
     camera->mute(true);
     auto reason = lost.get_future();
     ASSERT_EQ(reason.wait_for(10s), std::future_status::ready);
@@ -206,7 +207,8 @@ TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
 {
     connection->channel().set_patience({std::chrono::hours(1), 1});
     settings->timeout_ms = 100;
-    const device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    const control::Heartbeat heartbeat(connection, settings,
+                                       [&](const std::string& reason) { lost.set_value(reason); });
     camera->mute(true);
     EXPECT_EQ(lost.get_future().wait_for(20s), std::future_status::ready);
     EXPECT_GE(settings->missed, 3U);
@@ -215,7 +217,7 @@ TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
 TEST_F(HeartbeatThreadTest, ChecksAtOnceWhenAsked)
 {
     settings->interval_ms = 3'600'000;
-    device::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
+    control::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
     while (settings->beats < 1) {
         std::this_thread::yield();
     }
@@ -230,11 +232,11 @@ TEST_F(HeartbeatThreadTest, MayBeDestroyedFromWithinItsCallback)
 {
     auto gone = std::make_shared<std::promise<void>>();
     auto ended = gone->get_future();
-    std::unique_ptr<device::Heartbeat> heartbeat;
+    std::unique_ptr<control::Heartbeat> heartbeat;
     std::mutex made;
     {
         const std::scoped_lock lock(made);
-        heartbeat = std::make_unique<device::Heartbeat>(connection, settings, [&, gone](const std::string&) {
+        heartbeat = std::make_unique<control::Heartbeat>(connection, settings, [&, gone](const std::string&) {
             {
                 const std::scoped_lock inner(made);
                 heartbeat.reset();
@@ -250,7 +252,7 @@ TEST_F(HeartbeatThreadTest, StopsWithoutWaitingForItsInterval)
 {
     settings->interval_ms = 3'600'000;
     const auto begin = std::chrono::steady_clock::now();
-    device::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
+    control::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
     heartbeat.stop(10s);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
 }

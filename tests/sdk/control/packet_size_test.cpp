@@ -18,11 +18,11 @@ using device_test::Bytes;
 using device_test::RawCameraOptions;
 
 /// The host's end of the test packets, on the test's clock.
-class ScriptedPackets final : public device::TestPackets {
+class ScriptedPackets final : public control::TestPackets {
 public:
     explicit ScriptedPackets(device_test::ManualClock& clock) : inbox(clock) {}
 
-    [[nodiscard]] net::Endpoint local() const noexcept override { return {{0xC0A80101}, 50000}; }
+    [[nodiscard]] Endpoint local() const noexcept override { return {{0xC0A80101}, 50000}; }
     std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
                                          std::chrono::milliseconds timeout) noexcept override
     {
@@ -37,7 +37,7 @@ class ScriptedCamera final : public device_test::RawDevice {
 public:
     ScriptedCamera(const RawCameraOptions& options, ScriptedPackets& packets) : RawDevice(options), packets_(packets) {}
 
-    void send_test_packet(const net::Endpoint& destination, const Bytes& packet) override
+    void send_test_packet(const Endpoint& destination, const Bytes& packet) override
     {
         if (destination == packets_.local()) {
             packets_.inbox.deliver(packet, device_test::ScriptedTransport::camera, 1ms);
@@ -73,9 +73,9 @@ protected:
         control.set_patience({200ms, 3});
     }
 
-    PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, device::PacketSizeLimits limits = {})
+    PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, control::PacketSizeLimits limits = {})
     {
-        return device::negotiate_packet_size(control, {0, default_size, limits, mtu}, packets, clock);
+        return control::negotiate_packet_size(control, {0, default_size, limits, mtu}, packets, clock);
     }
 
     void expect_channel_restored()
@@ -87,7 +87,7 @@ protected:
     device_test::ManualClock clock;
     const net::Clock::time_point begin = clock.now();
     device_test::ScriptedTransport transport{clock};
-    device::ControlChannel control{transport, clock};
+    control::ControlChannel control{transport, clock};
     ScriptedPackets packets{clock};
     std::unique_ptr<ScriptedCamera> camera;
 };

@@ -47,7 +47,7 @@ protected:
 
     device_test::ManualClock clock;
     device_test::ScriptedTransport transport{clock};
-    device::ControlChannel channel{transport, clock};
+    control::ControlChannel channel{transport, clock};
     std::uint8_t privilege = 0;
     std::vector<std::uint8_t> writes;
     bool acknowledges = true;
@@ -56,7 +56,7 @@ protected:
 
 TEST_F(PrivilegeTest, IsTakenAndConfirmed)
 {
-    EXPECT_TRUE(device::take_privilege(channel, PvAccessExclusive, 0).IsOK());
+    EXPECT_TRUE(control::take_privilege(channel, PvAccessExclusive, 0).IsOK());
     EXPECT_EQ(privilege, 1);
     EXPECT_EQ(writes.size(), 1U);
 }
@@ -64,7 +64,7 @@ TEST_F(PrivilegeTest, IsTakenAndConfirmed)
 TEST_F(PrivilegeTest, IsGivenBackWhenTheAcknowledgeIsLost)
 {
     acknowledges = false;
-    EXPECT_EQ(device::take_privilege(channel, PvAccessControl, 0).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(control::take_privilege(channel, PvAccessControl, 0).GetCode(), PvResult::Timeout);
     EXPECT_EQ(writes.front(), 2);
     EXPECT_EQ(privilege, 0);
 }
@@ -73,7 +73,7 @@ TEST_F(PrivilegeTest, IsLeftToWhoeverHasIt)
 {
     for (const std::uint8_t held : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{3}}) {
         privilege = held;
-        const PvResult result = device::take_privilege(channel, PvAccessControl, 0);
+        const PvResult result = control::take_privilege(channel, PvAccessControl, 0);
         EXPECT_EQ(result.GetCode(), PvResult::StateError);
         EXPECT_EQ(result.description().find("exclusively") != std::string::npos, (held & 1) != 0);
         EXPECT_TRUE(writes.empty());
@@ -84,7 +84,7 @@ TEST_F(PrivilegeTest, IsLeftToWhoeverHasIt)
 TEST_F(PrivilegeTest, IsNotGivenBackByWhoWasRefusedIt)
 {
     refuses = true;
-    EXPECT_EQ(device::take_privilege(channel, PvAccessControl, 0).GetCode(), PvResult::StateError);
+    EXPECT_EQ(control::take_privilege(channel, PvAccessControl, 0).GetCode(), PvResult::StateError);
     int asked = 0;
     for (const Bytes& request : transport.sent) {
         asked += request[3] == 0x82 ? 1 : 0;

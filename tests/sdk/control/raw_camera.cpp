@@ -12,7 +12,7 @@ namespace device_test {
 bool has_loopback_addresses()
 {
     static const bool has = [] {
-        auto receiver = net::UdpSocket::open({net::loopback_address, 0});
+        auto receiver = net::UdpSocket::open({loopback_address, 0});
         auto sender = net::UdpSocket::open({{0x7F00001D}, 0});
         const Bytes datagram = {1};
         sender.send_to(receiver.local(), datagram);
@@ -23,9 +23,9 @@ bool has_loopback_addresses()
     return has;
 }
 
-net::Ipv4Address loopback(std::uint8_t last)
+Ipv4Address loopback(std::uint8_t last)
 {
-    return has_loopback_addresses() ? net::Ipv4Address{0x7F000000U | last} : net::loopback_address;
+    return has_loopback_addresses() ? Ipv4Address{0x7F000000U | last} : loopback_address;
 }
 
 RawCamera::RawCamera(RawCameraOptions options) : RawDevice(std::move(options))
@@ -36,7 +36,7 @@ RawCamera::RawCamera(RawCameraOptions options) : RawDevice(std::move(options))
     socket_options.reuse_address = !has_loopback_addresses();
     unicast_ = net::UdpSocket::open({RawDevice::options().address, 3956}, socket_options);
     socket_options.reuse_address = true;
-    const auto open = [&](net::Ipv4Address broadcast) {
+    const auto open = [&](Ipv4Address broadcast) {
         try {
             return net::UdpSocket::open({broadcast, 3956}, socket_options);
         } catch (const std::system_error&) {
@@ -80,7 +80,7 @@ void RawCamera::run()
     }
 }
 
-void RawCamera::send_test_packet(const net::Endpoint& destination, const Bytes& packet)
+void RawCamera::send_test_packet(const Endpoint& destination, const Bytes& packet)
 {
     unicast_.send_to(destination, packet);
 }

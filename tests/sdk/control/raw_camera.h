@@ -14,7 +14,7 @@ namespace device_test {
 /// the socket is bound to) there can be one camera at a time, at that address.
 [[nodiscard]] bool has_loopback_addresses();
 /// The address 127.0.0.`last`, or the one that there is.
-[[nodiscard]] vex::net::Ipv4Address loopback(std::uint8_t last);
+[[nodiscard]] vex::Ipv4Address loopback(std::uint8_t last);
 
 /// Thread safety: all members may be called from any thread.
 class RawCamera final : public RawDevice {
@@ -24,7 +24,7 @@ public:
 
 private:
     void run();
-    void send_test_packet(const vex::net::Endpoint& destination, const Bytes& packet) override;
+    void send_test_packet(const vex::Endpoint& destination, const Bytes& packet) override;
 
     std::atomic<bool> stop_{false};
     vex::net::UdpSocket unicast_;

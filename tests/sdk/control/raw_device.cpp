@@ -106,7 +106,7 @@ void RawDevice::set_reg(std::uint32_t address, std::uint32_t value)
     registers_[address] = value;
 }
 
-void RawDevice::set_control(std::uint32_t privilege, net::Endpoint holder)
+void RawDevice::set_control(std::uint32_t privilege, Endpoint holder)
 {
     const std::scoped_lock lock(mutex_);
     registers_[0x0A00] = privilege;
@@ -156,7 +156,7 @@ Bytes RawDevice::discovery_payload() const
     return bytes;
 }
 
-std::vector<Bytes> RawDevice::answers(const Bytes& request, const net::Endpoint& source)
+std::vector<Bytes> RawDevice::answers(const Bytes& request, const Endpoint& source)
 {
     if (muted_ || request.size() < 8 || request[0] != 0x42) {
         return {};
@@ -175,7 +175,7 @@ std::vector<Bytes> RawDevice::answers(const Bytes& request, const net::Endpoint&
     return answer(request, source);
 }
 
-bool RawDevice::may_write(const net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const
+bool RawDevice::may_write(const Endpoint& source, std::uint32_t address, std::uint16_t& status) const
 {
     const bool held = (registers_.at(0x0A00) & 3) != 0;
     const bool ours = held && source == holder_;
@@ -186,7 +186,7 @@ bool RawDevice::may_write(const net::Endpoint& source, std::uint32_t address, st
     return false;
 }
 
-bool RawDevice::write(std::uint32_t address, std::uint32_t value, const net::Endpoint& source, std::uint16_t& status)
+bool RawDevice::write(std::uint32_t address, std::uint32_t value, const Endpoint& source, std::uint16_t& status)
 {
     if (!may_write(source, address, status)) {
         return false;
@@ -210,7 +210,7 @@ bool RawDevice::write(std::uint32_t address, std::uint32_t value, const net::End
     registers_[address] = value;
     if (address == 0x0A00) {
         const bool held = (value & 3) != 0;
-        holder_ = held ? source : net::Endpoint{};
+        holder_ = held ? source : Endpoint{};
         registers_[0x0A04] = holder_.port;
         registers_[0x0A14] = holder_.address.value;
     }
@@ -226,7 +226,7 @@ void RawDevice::fire_test_packet(std::uint32_t size)
     send_test_packet({{registers_[0x0D18]}, static_cast<std::uint16_t>(registers_[0x0D00])}, packet);
 }
 
-std::vector<Bytes> RawDevice::answer(const Bytes& request, const net::Endpoint& source)
+std::vector<Bytes> RawDevice::answer(const Bytes& request, const Endpoint& source)
 {
     const std::scoped_lock lock(mutex_);
     switch (request[2] << 8 | request[3]) {
@@ -240,9 +240,9 @@ std::vector<Bytes> RawDevice::answer(const Bytes& request, const net::Endpoint& 
     }
 }
 
-bool RawDevice::denies(const net::Endpoint& source) { return (registers_[0x0A00] & 1) != 0 && source != holder_; }
+bool RawDevice::denies(const Endpoint& source) { return (registers_[0x0A00] & 1) != 0 && source != holder_; }
 
-Bytes RawDevice::read_registers(const Bytes& request, const net::Endpoint& source)
+Bytes RawDevice::read_registers(const Bytes& request, const Endpoint& source)
 {
     Bytes values;
     for (std::size_t at = 8; at + 4 <= request.size(); at += 4) {
@@ -258,7 +258,7 @@ Bytes RawDevice::read_registers(const Bytes& request, const net::Endpoint& sourc
     return ack(request, 0, values);
 }
 
-Bytes RawDevice::write_registers(const Bytes& request, const net::Endpoint& source)
+Bytes RawDevice::write_registers(const Bytes& request, const Endpoint& source)
 {
     std::uint8_t done = 0;
     for (std::size_t at = 8; at + 8 <= request.size(); at += 8, ++done) {
@@ -270,7 +270,7 @@ Bytes RawDevice::write_registers(const Bytes& request, const net::Endpoint& sour
     return ack(request, 0, {0, 0, 0, done});
 }
 
-Bytes RawDevice::read_memory(const Bytes& request, const net::Endpoint& source)
+Bytes RawDevice::read_memory(const Bytes& request, const Endpoint& source)
 {
     if (request.size() != 16) {
         return ack(request, 0x8002, {});
@@ -296,7 +296,7 @@ Bytes RawDevice::read_memory(const Bytes& request, const net::Endpoint& source)
     return ack(request, 0, data);
 }
 
-Bytes RawDevice::write_memory(const Bytes& request, const net::Endpoint& source)
+Bytes RawDevice::write_memory(const Bytes& request, const Endpoint& source)
 {
     const auto with_index = [&](std::uint16_t status, std::size_t index) {
         return ack(request, status, {0, 0, static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)});

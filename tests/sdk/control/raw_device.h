@@ -18,7 +18,7 @@ namespace device_test {
 
 /// What the camera is. The defaults make a sound GigE Vision 2.0 camera with control, WRITEMEM and concatenation.
 struct RawCameraOptions {
-    vex::net::Ipv4Address address;
+    vex::Ipv4Address address;
     Bytes mac = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55};
     std::uint32_t told_address = 0;  ///< in the discovery acknowledge; 0: the real one
     std::uint32_t mask = 0xFF000000;
@@ -46,7 +46,7 @@ public:
     RawDevice& operator=(const RawDevice&) = delete;
 
     /// The datagrams that this request, from this source, is answered with.
-    [[nodiscard]] std::vector<Bytes> answers(const Bytes& request, const vex::net::Endpoint& source);
+    [[nodiscard]] std::vector<Bytes> answers(const Bytes& request, const vex::Endpoint& source);
 
     /// Answers nothing while set, as if the cable were pulled.
     void mute(bool muted) { muted_ = muted; }
@@ -57,7 +57,7 @@ public:
     [[nodiscard]] std::uint32_t reg(std::uint32_t address);
     void set_reg(std::uint32_t address, std::uint32_t value);
     /// Takes control away from whoever has it, or gives it to somebody else.
-    void set_control(std::uint32_t privilege, vex::net::Endpoint holder = {});
+    void set_control(std::uint32_t privilege, vex::Endpoint holder = {});
     /// Requests of this command code received so far.
     [[nodiscard]] int count(std::uint16_t command);
     [[nodiscard]] std::string bytes_at(std::uint32_t address, std::size_t count);
@@ -68,21 +68,21 @@ public:
 
 private:
     /// Sends a test packet of the stream; nowhere without a network.
-    virtual void send_test_packet(const vex::net::Endpoint& destination, const Bytes& packet)
+    virtual void send_test_packet(const vex::Endpoint& destination, const Bytes& packet)
     {
         static_cast<void>(destination);
         static_cast<void>(packet);
     }
 
-    std::vector<Bytes> answer(const Bytes& request, const vex::net::Endpoint& source);
-    [[nodiscard]] bool denies(const vex::net::Endpoint& source);
-    Bytes read_registers(const Bytes& request, const vex::net::Endpoint& source);
-    Bytes write_registers(const Bytes& request, const vex::net::Endpoint& source);
-    Bytes read_memory(const Bytes& request, const vex::net::Endpoint& source);
-    Bytes write_memory(const Bytes& request, const vex::net::Endpoint& source);
+    std::vector<Bytes> answer(const Bytes& request, const vex::Endpoint& source);
+    [[nodiscard]] bool denies(const vex::Endpoint& source);
+    Bytes read_registers(const Bytes& request, const vex::Endpoint& source);
+    Bytes write_registers(const Bytes& request, const vex::Endpoint& source);
+    Bytes read_memory(const Bytes& request, const vex::Endpoint& source);
+    Bytes write_memory(const Bytes& request, const vex::Endpoint& source);
     std::vector<Bytes> force_ip(const Bytes& request);
-    bool write(std::uint32_t address, std::uint32_t value, const vex::net::Endpoint& source, std::uint16_t& status);
-    bool may_write(const vex::net::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
+    bool write(std::uint32_t address, std::uint32_t value, const vex::Endpoint& source, std::uint16_t& status);
+    bool may_write(const vex::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
     void put(std::uint32_t address, const std::string& text, std::size_t length);
     void fire_test_packet(std::uint32_t size);
 
@@ -90,7 +90,7 @@ private:
     std::mutex mutex_;
     std::map<std::uint32_t, std::uint32_t> registers_;
     std::map<std::uint16_t, int> counts_;
-    vex::net::Endpoint holder_;
+    vex::Endpoint holder_;
     Intercept intercept_;
     std::atomic<bool> muted_{false};
 };

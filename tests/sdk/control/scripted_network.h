@@ -15,13 +15,13 @@ namespace device_test {
 
 /// Has one interface, 192.168.10.5/24, until told otherwise. Whatever is sent reaches the cameras of that interface
 /// which have the address, or all of them when it is a broadcast; their answers arrive 1 ms later.
-class ScriptedNetwork final : public vex::device::SearchNetwork {
+class ScriptedNetwork final : public vex::control::SearchNetwork {
 public:
-    static constexpr vex::net::Ipv4Address host_address{0xC0A80A05};
-    static constexpr vex::net::Ipv4Address host_mask{0xFFFFFF00};
+    static constexpr vex::Ipv4Address host_address{0xC0A80A05};
+    static constexpr vex::Ipv4Address host_mask{0xFFFFFF00};
 
     /// The address 192.168.10.`last`.
-    static constexpr vex::net::Ipv4Address at(std::uint8_t last) { return {0xC0A80A00U | last}; }
+    static constexpr vex::Ipv4Address at(std::uint8_t last) { return {0xC0A80A00U | last}; }
 
     ManualClock time;
     std::vector<vex::net::Interface> hosts = {{"eth0", "wire", host_address, host_mask, {}, {}, 1500, false}};
@@ -37,8 +37,8 @@ public:
 
     [[nodiscard]] std::vector<vex::net::Interface> interfaces() override { return hosts; }
     [[nodiscard]] const vex::net::Clock& clock() const noexcept override { return time; }
-    [[nodiscard]] std::unique_ptr<vex::device::SearchPorts> open(std::span<const vex::net::Interface> interfaces,
-                                                                 bool broadcasts) override
+    [[nodiscard]] std::unique_ptr<vex::control::SearchPorts> open(std::span<const vex::net::Interface> interfaces,
+                                                                  bool broadcasts) override
     {
         broadcasts_wanted = broadcasts;
         std::vector<std::size_t> indices;
@@ -49,7 +49,7 @@ public:
     }
 
 private:
-    class Ports final : public vex::device::SearchPorts {
+    class Ports final : public vex::control::SearchPorts {
     public:
         /// `hosts`: the network's interfaces, in the order of the search's.
         Ports(ScriptedNetwork& network, std::vector<std::size_t> hosts)
@@ -62,12 +62,12 @@ private:
             }
         }
 
-        [[nodiscard]] std::span<const vex::device::UnusableInterface> unusable() const noexcept override
+        [[nodiscard]] std::span<const vex::control::UnusableInterface> unusable() const noexcept override
         {
             return unusable_;
         }
 
-        std::error_code send(std::size_t interface_index, const vex::net::Endpoint& destination,
+        std::error_code send(std::size_t interface_index, const vex::Endpoint& destination,
                              std::span<const std::uint8_t> datagram) noexcept override
         {
             const std::size_t host = hosts_.at(interface_index);
@@ -75,8 +75,8 @@ private:
                 return std::make_error_code(std::errc::network_unreachable);
             }
             const vex::net::Interface& facts = network_.hosts[host];
-            const bool broadcast = destination.address == vex::net::limited_broadcast ||
-                                   destination.address == vex::net::directed_broadcast(facts.address, facts.mask);
+            const bool broadcast = destination.address == vex::limited_broadcast ||
+                                   destination.address == vex::directed_broadcast(facts.address, facts.mask);
             for (const Attached& attached : network_.cameras_) {
                 if (attached.interface_index != host ||
                     (!broadcast && attached.camera->options().address != destination.address)) {
@@ -108,7 +108,7 @@ private:
         ScriptedNetwork& network_;
         std::vector<std::size_t> hosts_;
         ScriptedInbox inbox_;
-        std::vector<vex::device::UnusableInterface> unusable_;
+        std::vector<vex::control::UnusableInterface> unusable_;
     };
 
     struct Attached {

@@ -51,7 +51,7 @@ class ScriptedInbox {
 public:
     explicit ScriptedInbox(ManualClock& clock) : clock_(clock) {}
 
-    void deliver(Bytes datagram, vex::net::Endpoint source, std::chrono::milliseconds delay = {})
+    void deliver(Bytes datagram, vex::Endpoint source, std::chrono::milliseconds delay = {})
     {
         arrivals_.push_back({clock_.now() + delay, std::move(datagram), source});
     }
@@ -79,7 +79,7 @@ private:
     struct Arrival {
         vex::net::Clock::time_point at;
         Bytes datagram;
-        vex::net::Endpoint source;
+        vex::Endpoint source;
     };
 
     ManualClock& clock_;
@@ -87,10 +87,10 @@ private:
 };
 
 /// Answers come from `on_send` and from deliver().
-class ScriptedTransport final : public vex::device::ControlTransport {
+class ScriptedTransport final : public vex::control::ControlTransport {
 public:
-    static constexpr vex::net::Endpoint camera{{0xC0A80102}, 3956};
-    static constexpr vex::net::Endpoint stranger{{0xC0A80109}, 3956};
+    static constexpr vex::Endpoint camera{{0xC0A80102}, 3956};
+    static constexpr vex::Endpoint stranger{{0xC0A80109}, 3956};
 
     explicit ScriptedTransport(ManualClock& clock) : inbox_(clock) {}
 
@@ -99,7 +99,7 @@ public:
     std::vector<Bytes> sent;
     std::error_code send_error;
 
-    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, vex::net::Endpoint source = camera)
+    void deliver(Bytes datagram, std::chrono::milliseconds delay = {}, vex::Endpoint source = camera)
     {
         inbox_.deliver(std::move(datagram), source, delay);
     }
@@ -120,8 +120,8 @@ public:
     }
 
     void wake() noexcept override { deliver({}, {}, local()); }
-    [[nodiscard]] vex::net::Endpoint device() const noexcept override { return camera; }
-    [[nodiscard]] vex::net::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
+    [[nodiscard]] vex::Endpoint device() const noexcept override { return camera; }
+    [[nodiscard]] vex::Endpoint local() const noexcept override { return {{0xC0A80101}, 40000}; }
 
 private:
     ScriptedInbox inbox_;

@@ -26,12 +26,12 @@ TEST(SearchPorts, ABusyInterfaceDoesNotKeepTheOthersWaiting)
         GTEST_SKIP() << "the interfaces of this test are not told apart here";
     }
     const std::array hosts = {loopback_interface(40), loopback_interface(41)};
-    const auto ports = device::SearchNetwork::system().open(hosts, false);
+    const auto ports = control::SearchNetwork::system().open(hosts, false);
     ASSERT_TRUE(ports->unusable().empty());
 
     // what the ports send tells where they are
     auto peer = net::UdpSocket::open({device_test::loopback(42), 0});
-    std::array<net::Endpoint, 2> ends;
+    std::array<Endpoint, 2> ends;
     Bytes buffer(16);
     for (std::size_t i = 0; i < ends.size(); ++i) {
         ASSERT_FALSE(ports->send(i, peer.local(), Bytes{1}));
@@ -60,11 +60,11 @@ TEST(SearchPorts, TellWhichInterfacesHaveNone)
 {
     const std::array hosts = {loopback_interface(1),
                               net::Interface{"eth7", "", {0xC0000201}, {0xFFFFFF00}, {}, {}, 0, false}};
-    const auto ports = device::SearchNetwork::system().open(hosts, true);
+    const auto ports = control::SearchNetwork::system().open(hosts, true);
     ASSERT_EQ(ports->unusable().size(), 1U);
     EXPECT_EQ(ports->unusable()[0].interface_index, 1U);
     EXPECT_NE(ports->unusable()[0].reason.find("192.0.2.1"), std::string::npos);
-    EXPECT_TRUE(ports->send(1, {net::loopback_address, 9}, Bytes{1}));
+    EXPECT_TRUE(ports->send(1, {loopback_address, 9}, Bytes{1}));
 }
 
 }  // namespace

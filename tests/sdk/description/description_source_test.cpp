@@ -6,8 +6,8 @@ using namespace vex;
 
 namespace {
 
-using device::parse_description_url;
-using Scheme = device::DescriptionUrl::Scheme;
+using description::parse_description_url;
+using Scheme = description::DescriptionUrl::Scheme;
 
 struct LocalUrl {
     const char* text;

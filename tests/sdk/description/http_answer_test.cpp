@@ -9,7 +9,7 @@ using namespace vex;
 
 namespace {
 
-using device::HttpAnswer;
+using description::HttpAnswer;
 using State = HttpAnswer::State;
 
 constexpr std::size_t largest_body = 1000;
@@ -89,10 +89,10 @@ TEST(HttpAnswer, TellsWhereARedirectLeads)
     EXPECT_EQ(answer.location(), "/there");
     EXPECT_TRUE(answer.body().empty());
 
-    const device::HttpAddress from{"host", 8080, "/a/b"};
-    EXPECT_EQ(device::redirected(from, "/there?x"), "http://host:8080/there?x");
-    EXPECT_EQ(device::redirected(from, "//other/there"), "http://other/there");
-    EXPECT_EQ(device::redirected(from, "https://other/"), "https://other/");
+    const description::HttpAddress from{"host", 8080, "/a/b"};
+    EXPECT_EQ(description::redirected(from, "/there?x"), "http://host:8080/there?x");
+    EXPECT_EQ(description::redirected(from, "//other/there"), "http://other/there");
+    EXPECT_EQ(description::redirected(from, "https://other/"), "https://other/");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ using namespace vex;
 
 namespace {
 
-using device::http_get;
+using description::http_get;
 using net_test::LocalServer;
 
 const std::string ok = "HTTP/1.0 200 OK\r\n";
@@ -51,7 +51,7 @@ protected:
         request = received;
         return answer;
     }};
-    device::HttpLimits limits{.largest_body = 1000, .time = std::chrono::seconds(20)};
+    description::HttpLimits limits{.largest_body = 1000, .time = std::chrono::seconds(20)};
 };
 
 TEST_F(HttpGet, AsksForThePathAndGivesTheBody)

@@ -9,6 +9,8 @@
 
 #include "sdk/description/zip.h"
 
+using namespace vex;
+
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -99,10 +101,10 @@ Bytes archive(const std::vector<File>& files)
     return out;
 }
 
-std::string refusal(const Bytes& bytes, const GenApi::ZipLimits& limits = {})
+std::string refusal(const Bytes& bytes, const description::ZipLimits& limits = {})
 {
     try {
-        static_cast<void>(GenApi::unzip_description(bytes, limits));
+        static_cast<void>(description::unzip_description(bytes, limits));
     } catch (const GenApi::DescriptionError& error) {
         EXPECT_EQ(error.code(), PvResult::GenICamXMLError);
         const std::string text = error.what();
@@ -117,15 +119,18 @@ const std::string xml = "<RegisterDescription>" + std::string(500, ' ') + "</Reg
 
 }  // namespace
 
-TEST(Zip, UnpacksADeflatedFile) { EXPECT_EQ(GenApi::load_description(archive({{.text = xml}})), xml); }
+TEST(Zip, UnpacksADeflatedFile) { EXPECT_EQ(description::load_description(archive({{.text = xml}})), xml); }
 
-TEST(Zip, UnpacksAStoredFile) { EXPECT_EQ(GenApi::load_description(archive({{.text = xml, .deflate = false}})), xml); }
+TEST(Zip, UnpacksAStoredFile)
+{
+    EXPECT_EQ(description::load_description(archive({{.text = xml, .deflate = false}})), xml);
+}
 
 TEST(Zip, TakesPlainTextAsItIs)
 {
     const Bytes bytes(xml.begin(), xml.end());
-    EXPECT_FALSE(GenApi::is_zip(bytes));
-    EXPECT_EQ(GenApi::load_description(bytes), xml);
+    EXPECT_FALSE(description::is_zip(bytes));
+    EXPECT_EQ(description::load_description(bytes), xml);
 }
 
 TEST(Zip, TakesTheFirstXmlFileOfSeveral)
@@ -133,19 +138,19 @@ TEST(Zip, TakesTheFirstXmlFileOfSeveral)
     const Bytes bytes = archive({{.name = "readme.txt", .text = "hello"},
                                  {.name = "dir/Camera.XML", .text = xml},
                                  {.name = "other.xml", .text = "<a/>"}});
-    EXPECT_EQ(GenApi::unzip_description(bytes), xml);
+    EXPECT_EQ(description::unzip_description(bytes), xml);
 }
 
 TEST(Zip, TakesAnOnlyFileWhateverItsName)
 {
-    EXPECT_EQ(GenApi::unzip_description(archive({{.name = "description", .text = xml}})), xml);
+    EXPECT_EQ(description::unzip_description(archive({{.name = "description", .text = xml}})), xml);
 }
 
 TEST(Zip, IgnoresWhatFollowsTheArchive)
 {
     Bytes bytes = archive({{.text = xml}});
     bytes.resize(bytes.size() + 300'000, 0xFF);
-    EXPECT_EQ(GenApi::unzip_description(bytes), xml);
+    EXPECT_EQ(description::unzip_description(bytes), xml);
 }
 
 TEST(Zip, RefusesSeveralFilesWithoutXml)
@@ -217,7 +222,7 @@ TEST(Zip, SurvivesEveryDamagedByte)
             Bytes bytes = whole;
             bytes[at] ^= damage;
             try {
-                EXPECT_EQ(GenApi::unzip_description(bytes), xml);
+                EXPECT_EQ(description::unzip_description(bytes), xml);
             } catch (const GenApi::DescriptionError&) {
                 // refused: as good
             }

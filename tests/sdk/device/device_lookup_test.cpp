@@ -38,7 +38,7 @@ protected:
 
     ScriptedNetwork network;
     std::vector<std::unique_ptr<RawDevice>> cameras;
-    device::ConnectionTarget target;
+    control::ConnectionTarget target;
 };
 
 TEST_F(DeviceLookup, TakesAnAddressForGrantedWithoutASearch)
@@ -58,7 +58,7 @@ TEST_F(DeviceLookup, FindsByMacAddressNameAndSerialNumber)
         target = {};
         const PvResult result = look_up(who);
         EXPECT_TRUE(result.IsOK()) << who << ": " << result.description();
-        EXPECT_EQ(target.device, (net::Endpoint{ScriptedNetwork::at(36), 3956})) << who;
+        EXPECT_EQ(target.device, (Endpoint{ScriptedNetwork::at(36), 3956})) << who;
         EXPECT_EQ(target.local, ScriptedNetwork::host_address) << who;
         EXPECT_EQ(target.mac.to_string(), "02:11:22:33:44:24") << who;
         EXPECT_TRUE(target.hint.empty()) << who;

@@ -19,9 +19,9 @@ protected:
     void connect(const device_test::RawCameraOptions& options)
     {
         camera = std::make_unique<RawCamera>(options);
-        device::ConnectionTarget target;
+        control::ConnectionTarget target;
         target.device = {options.address, 3956};
-        const PvResult result = device::Connection::open(target, {200ms, 3}, connection);
+        const PvResult result = control::Connection::open(target, {200ms, 3}, connection);
         ASSERT_TRUE(result.IsOK()) << result.description();
     }
 
@@ -40,7 +40,7 @@ protected:
     }
 
     std::unique_ptr<RawCamera> camera;
-    std::shared_ptr<device::Connection> connection;
+    std::shared_ptr<control::Connection> connection;
     device::Link link;
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using device_test::Bytes;
-using vex::device::SearchNetwork;
+using vex::control::SearchNetwork;
 
 class SoftCamera : public testing::Test {
 protected:
@@ -56,8 +56,8 @@ public:
     {
         return SearchNetwork::system().interfaces();
     }
-    [[nodiscard]] std::unique_ptr<vex::device::SearchPorts> open(std::span<const vex::net::Interface> interfaces,
-                                                                 bool broadcasts) override
+    [[nodiscard]] std::unique_ptr<vex::control::SearchPorts> open(std::span<const vex::net::Interface> interfaces,
+                                                                  bool broadcasts) override
     {
         return SearchNetwork::system().open(interfaces, broadcasts);
     }
@@ -176,11 +176,11 @@ TEST_F(SoftCamera, TakesFeaturesAndShowsThem)
     EXPECT_EQ(integer("PayloadSize"), 320 * 240 * 2);
     EXPECT_TRUE(features.SetString("DeviceUserID", "renamed").IsOK());
     device->Disconnect();
-    vex::device::DiscoveryOptions search;
+    vex::control::DiscoveryOptions search;
     search.timeout = 20s;
     std::string found;
     SearchNetwork& network = SearchNetwork::system();
-    vex::device::Discovery(network.interfaces(), search, network).run([&](const vex::device::FoundDevice& one) {
+    vex::control::Discovery(network.interfaces(), search, network).run([&](const vex::control::FoundDevice& one) {
         found = one.facts.user_defined_name;
         return found != "renamed";
     });

@@ -83,7 +83,7 @@ public:
 
 class ScriptedSystem : public PvSystem {
 public:
-    explicit ScriptedSystem(device::SearchNetwork& network) : PvSystem(network) {}
+    explicit ScriptedSystem(control::SearchNetwork& network) : PvSystem(network) {}
 };
 
 class SystemTest : public testing::Test {

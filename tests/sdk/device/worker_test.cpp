@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 TEST(Worker, IsWokenOnceByOneWake)
 {
     std::promise<std::chrono::steady_clock::duration> second_pause;
-    device::Worker worker("pv-test", [&](device::Worker::Signals& signals) {
+    control::Worker worker("pv-test", [&](control::Worker::Signals& signals) {
         EXPECT_TRUE(signals.pause(1h));
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_TRUE(signals.pause(20ms));
@@ -31,7 +31,7 @@ TEST(Worker, IsWokenOnceByOneWake)
 TEST(Worker, HasANameForDebuggers)
 {
     std::promise<std::string> told;
-    const device::Worker worker("pv-fifteen-long", [&](device::Worker::Signals&) {
+    const control::Worker worker("pv-fifteen-long", [&](control::Worker::Signals&) {
         char name[16] = {};
         ::pthread_getname_np(::pthread_self(), name, sizeof name);
         told.set_value(name);
@@ -43,7 +43,7 @@ TEST(Worker, RemembersAWakeThatCameBeforeItsPause)
 {
     std::promise<void> may_pause;
     std::promise<bool> paused;
-    device::Worker worker("pv-test", [&](device::Worker::Signals& signals) {
+    control::Worker worker("pv-test", [&](control::Worker::Signals& signals) {
         may_pause.get_future().wait();
         paused.set_value(signals.pause(1h));
     });

@@ -68,7 +68,7 @@ std::string load(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    return GenApi::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    return vex::description::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
 /// What a made-up image may keep a feature from giving: each is the image's fault, because a camera's own registers

@@ -12,7 +12,7 @@ namespace {
 TEST(Interfaces, ListLoopbackWithItsMask)
 {
     const auto interfaces = net::list_interfaces();
-    const auto loopback = std::ranges::find(interfaces, net::loopback_address, &net::Interface::address);
+    const auto loopback = std::ranges::find(interfaces, loopback_address, &net::Interface::address);
     ASSERT_NE(loopback, interfaces.end());
     EXPECT_TRUE(loopback->loopback);
     EXPECT_EQ(loopback->mask.to_string(), "255.0.0.0");
@@ -35,7 +35,7 @@ TEST(Interfaces, AreTheSameWhenAskedTwice) { EXPECT_EQ(net::list_interfaces(), n
 
 TEST(LocalAddressTowards, LoopbackIsReachedFromLoopback)
 {
-    EXPECT_TRUE(net::local_address_towards(*net::Ipv4Address::parse("127.3.2.1")).is_loopback());
+    EXPECT_TRUE(net::local_address_towards(*Ipv4Address::parse("127.3.2.1")).is_loopback());
 }
 
 TEST(LocalAddressTowards, EachInterfaceReachesItsOwnSubnetFromItself)
@@ -45,9 +45,9 @@ TEST(LocalAddressTowards, EachInterfaceReachesItsOwnSubnetFromItself)
         if (one.loopback || one.mask.value >= 0xFFFFFFFE) {
             continue;
         }
-        const net::Ipv4Address neighbour{one.address.value ^ 1};
-        const net::Ipv4Address local = net::local_address_towards(neighbour);
-        EXPECT_TRUE(net::same_subnet(local, one.address, one.mask)) << one.id << ' ' << local.to_string();
+        const Ipv4Address neighbour{one.address.value ^ 1};
+        const Ipv4Address local = net::local_address_towards(neighbour);
+        EXPECT_TRUE(same_subnet(local, one.address, one.mask)) << one.id << ' ' << local.to_string();
     }
 }
 

@@ -30,13 +30,13 @@ void close_socket(Socket socket) { ::close(socket); }
 #endif
 
 /// A bound socket, and where it is bound.
-std::pair<Socket, net::Endpoint> bound_socket()
+std::pair<Socket, Endpoint> bound_socket()
 {
 #ifdef _WIN32
     net::start_winsock();
 #endif
     const Socket made = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = net::to_system(net::Endpoint{net::loopback_address, 0});
+    sockaddr_in address = net::to_system(Endpoint{loopback_address, 0});
     Length size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
     if (::bind(made, any, size) != 0 || ::getsockname(made, any, &size) != 0) {
@@ -114,7 +114,7 @@ void LocalServer::serve(Handle client)
     }
 }
 
-net::Endpoint closed_endpoint()
+Endpoint closed_endpoint()
 {
     const auto [socket, endpoint] = bound_socket();
     close_socket(socket);

@@ -24,7 +24,7 @@ public:
     LocalServer& operator=(const LocalServer&) = delete;
     ~LocalServer();
 
-    [[nodiscard]] vex::net::Endpoint endpoint() const { return endpoint_; }
+    [[nodiscard]] vex::Endpoint endpoint() const { return endpoint_; }
     /// "http://127.0.0.1:PORT" and the path.
     [[nodiscard]] std::string url(const std::string& path) const { return "http://" + endpoint_.to_string() + path; }
     [[nodiscard]] int requests() const { return requests_; }
@@ -38,7 +38,7 @@ private:
 
     Handler handler_;
     Handle listener_;
-    vex::net::Endpoint endpoint_;
+    vex::Endpoint endpoint_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> held_{false};
     std::atomic<int> requests_{0};
@@ -46,6 +46,6 @@ private:
 };
 
 /// A port of 127.0.0.1 that nobody listens on.
-[[nodiscard]] vex::net::Endpoint closed_endpoint();
+[[nodiscard]] vex::Endpoint closed_endpoint();
 
 }  // namespace net_test

@@ -54,8 +54,8 @@ protected:
         return all;
     }
 
-    UdpSocket sender = UdpSocket::open({net::loopback_address, 0}, {.send_buffer_bytes = 1 << 20});
-    UdpSocket socket = UdpSocket::open({net::loopback_address, 0}, {.receive_buffer_bytes = 4 << 20});
+    UdpSocket sender = UdpSocket::open({loopback_address, 0}, {.send_buffer_bytes = 1 << 20});
+    UdpSocket socket = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 4 << 20});
 };
 
 TEST_F(Receiver, HandsOutWhatArrivedInOrder)

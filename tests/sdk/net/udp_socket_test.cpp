@@ -16,8 +16,6 @@ using namespace vex;
 namespace {
 
 using namespace std::chrono_literals;
-using net::Endpoint;
-using net::Ipv4Address;
 using net::UdpSocket;
 using Bytes = std::vector<std::uint8_t>;
 using Clock = std::chrono::steady_clock;
@@ -229,7 +227,7 @@ TEST(UdpSocket, BroadcastReachesEverySocketOfThePort)
 {
     const net::UdpOptions options{.reuse_address = true, .broadcast = true};
     UdpSocket first = UdpSocket::open({}, options);
-    UdpSocket second = UdpSocket::open({net::any_address, first.local().port}, options);
+    UdpSocket second = UdpSocket::open({any_address, first.local().port}, options);
     UdpSocket sender = open_on("127.0.0.1", {.broadcast = true});
     EXPECT_FALSE(sender.send_to({address("127.255.255.255"), first.local().port}, Bytes{5}));
     Bytes buffer(10);
@@ -250,8 +248,8 @@ TEST(UdpSocket, MulticastReachesMembersUntilTheyLeave)
     const Ipv4Address group = address("239.41.7.9");
     UdpSocket member = UdpSocket::open({}, {.reuse_address = true});
     UdpSocket sender = open_on("127.0.0.1");
-    ASSERT_FALSE(member.join(group, net::loopback_address));
-    ASSERT_FALSE(sender.set_multicast_interface(net::loopback_address, 1));
+    ASSERT_FALSE(member.join(group, loopback_address));
+    ASSERT_FALSE(sender.set_multicast_interface(loopback_address, 1));
 
     const Endpoint destination{group, member.local().port};
     ASSERT_FALSE(sender.send_to(destination, Bytes{6}));
@@ -259,10 +257,10 @@ TEST(UdpSocket, MulticastReachesMembersUntilTheyLeave)
     ASSERT_TRUE(member.receive(buffer, long_enough));
     EXPECT_EQ(buffer[0], 6);
 
-    ASSERT_FALSE(member.leave(group, net::loopback_address));
+    ASSERT_FALSE(member.leave(group, loopback_address));
     ASSERT_FALSE(sender.send_to(destination, Bytes{7}));
     // a datagram to the socket itself, sent after the multicast, shows that the multicast did not come
-    ASSERT_FALSE(sender.send_to({net::loopback_address, member.local().port}, Bytes{8}));
+    ASSERT_FALSE(sender.send_to({loopback_address, member.local().port}, Bytes{8}));
     ASSERT_TRUE(member.receive(buffer, long_enough));
     EXPECT_EQ(buffer[0], 8);
     EXPECT_FALSE(member.receive(buffer, 0ms));
@@ -275,10 +273,10 @@ TEST(UdpSocket, MulticastOfOthersGroupsDoesNotComeIn)
     }
     const Ipv4Address group = address("239.41.7.11");
     UdpSocket member = UdpSocket::open({}, {.reuse_address = true});
-    UdpSocket other = UdpSocket::open({net::any_address, member.local().port}, {.reuse_address = true});
+    UdpSocket other = UdpSocket::open({any_address, member.local().port}, {.reuse_address = true});
     UdpSocket sender = open_on("127.0.0.1");
-    ASSERT_FALSE(member.join(group, net::loopback_address));
-    ASSERT_FALSE(sender.set_multicast_interface(net::loopback_address, 1));
+    ASSERT_FALSE(member.join(group, loopback_address));
+    ASSERT_FALSE(sender.set_multicast_interface(loopback_address, 1));
     ASSERT_FALSE(sender.send_to({group, member.local().port}, Bytes{6}));
     Bytes buffer(10);
     ASSERT_TRUE(member.receive(buffer, long_enough));
@@ -288,8 +286,8 @@ TEST(UdpSocket, MulticastOfOthersGroupsDoesNotComeIn)
 TEST(UdpSocket, JoiningWhatIsNoGroupFails)
 {
     UdpSocket socket = UdpSocket::open({});
-    EXPECT_TRUE(socket.join(address("10.0.0.1"), net::loopback_address));
-    EXPECT_TRUE(socket.leave(address("239.41.7.10"), net::loopback_address));
+    EXPECT_TRUE(socket.join(address("10.0.0.1"), loopback_address));
+    EXPECT_TRUE(socket.leave(address("239.41.7.10"), loopback_address));
 }
 
 TEST(UdpSocket, DontFragmentCanBeSetAndTakenBack)
@@ -347,11 +345,11 @@ TEST(UdpSocket, ClosedSocketNeitherSendsNorReceives)
     for (int round = 0; round < 2; ++round) {
         EXPECT_FALSE(socket.is_open());
         EXPECT_EQ(socket.local(), Endpoint{});
-        EXPECT_TRUE(socket.send_to({net::loopback_address, 9}, buffer));
-        EXPECT_EQ(socket.send_batch({net::loopback_address, 9}, datagrams, error), 0U);
+        EXPECT_TRUE(socket.send_to({loopback_address, 9}, buffer));
+        EXPECT_EQ(socket.send_batch({loopback_address, 9}, datagrams, error), 0U);
         EXPECT_TRUE(error);
         EXPECT_FALSE(socket.receive(buffer, long_enough));
-        EXPECT_TRUE(socket.join(address("239.1.1.1"), net::loopback_address));
+        EXPECT_TRUE(socket.join(address("239.1.1.1"), loopback_address));
         EXPECT_TRUE(socket.set_dont_fragment(true));
         socket = open_on("127.0.0.1");
         socket.close();
@@ -377,9 +375,9 @@ TEST(UdpSocket, MovesItsHandle)
 TEST(UdpSocket, TakesOverTheTimeoutOfTheSocketMovedIn)
 {
     std::array<std::uint8_t, 8> buffer{};
-    auto socket = net::UdpSocket::open({net::loopback_address, 0});
+    auto socket = net::UdpSocket::open({loopback_address, 0});
     EXPECT_FALSE(socket.receive(buffer, 20ms));
-    socket = net::UdpSocket::open({net::loopback_address, 0});
+    socket = net::UdpSocket::open({loopback_address, 0});
     // a socket that still believed to have the former's timeout would wait without end
     std::promise<void> over;
     auto waits = over.get_future();
@@ -390,7 +388,7 @@ TEST(UdpSocket, TakesOverTheTimeoutOfTheSocketMovedIn)
     const bool ended = waits.wait_for(10s) == std::future_status::ready;
     EXPECT_TRUE(ended);
     if (!ended) {
-        auto waker = net::UdpSocket::open({net::loopback_address, 0});
+        auto waker = net::UdpSocket::open({loopback_address, 0});
         waker.send_to(socket.local(), {});
     }
     receiver.join();

@@ -201,7 +201,7 @@ TEST_F(DeviceControl, ForceIpMovesCameraAndStream)
 
     host.move_to(other_address);
     const auto end = net::Clock::steady().now() + 10s;
-    while (camera.address() != *net::Ipv4Address::parse(other_address) && net::Clock::steady().now() < end) {
+    while (camera.address() != *Ipv4Address::parse(other_address) && net::Clock::steady().now() < end) {
         std::this_thread::yield();
     }
     EXPECT_EQ(host.read(0x0024), 0x7F00001BU);
@@ -211,7 +211,7 @@ TEST_F(DeviceControl, ForceIpMovesCameraAndStream)
     start();
     const auto packet = host.stream().receive();
     ASSERT_TRUE(packet);
-    EXPECT_EQ(packet->source.address, *net::Ipv4Address::parse(other_address));
+    EXPECT_EQ(packet->source.address, *Ipv4Address::parse(other_address));
     EXPECT_EQ(packet->source.port, host.read(0x0D1C));
 }
 
@@ -225,7 +225,7 @@ TEST_F(DeviceControl, ForceIpToAnAddressTheHostDoesNotHaveIsRefused)
     payload[22] = 113;
     payload[23] = 5;
     EXPECT_EQ(status_of(host.ask(command(0x0004, host.next_id(), payload))), status::invalid_parameter);
-    EXPECT_EQ(host.read(0x0024), net::Ipv4Address::parse(camera_address)->value);
+    EXPECT_EQ(host.read(0x0024), Ipv4Address::parse(camera_address)->value);
 }
 
 TEST_F(DeviceControl, TwoCamerasOnOneMachineBothAnswerABroadcast)

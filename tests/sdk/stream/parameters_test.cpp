@@ -20,8 +20,8 @@ using namespace std::chrono_literals;
 using packets::Bytes;
 using packets::picture;
 
-const net::Ipv4Address camera{under_wine() ? 0x7F000001U : 0x7F00002AU};  // 127.0.0.42
-constexpr net::Ipv4Address host{0x7F000001};
+const Ipv4Address camera{under_wine() ? 0x7F000001U : 0x7F00002AU};  // 127.0.0.42
+constexpr Ipv4Address host{0x7F000001};
 constexpr std::uint32_t ample = 10'000;
 
 class StreamParameters : public testing::Test {
@@ -283,7 +283,7 @@ TEST_F(StreamParameters, OddPacketsCount)
 TEST_F(StreamParameters, ForeignPacketsCount)
 {
     SKIP_WHERE_BINDING_IS_LOOSE();
-    net::UdpSocket other = net::UdpSocket::open({net::Ipv4Address{camera.value + 1}, 0});
+    net::UdpSocket other = net::UdpSocket::open({Ipv4Address{camera.value + 1}, 0});
     ASSERT_FALSE(other.send_to({host, stream.GetLocalPort()}, block(1)[0]));
     expect_count("ForeignPacket", 1);
 }

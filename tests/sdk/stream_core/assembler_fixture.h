@@ -23,7 +23,7 @@ using packets::Bytes;
 
 using Ranges = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
-inline constexpr vex::net::Ipv4Address camera{0x7F000028};  // 127.0.0.40
+inline constexpr vex::Ipv4Address camera{0x7F000028};  // 127.0.0.40
 
 inline constexpr std::size_t stride = 20;     ///< payload bytes of a packet
 inline const packets::ImageForm image_8x8{};  ///< 64 bytes: three full packets and one of 4 bytes
@@ -118,7 +118,7 @@ protected:
         }
     }
 
-    void receive(const Bytes& packet, vex::net::Ipv4Address source = camera)
+    void receive(const Bytes& packet, vex::Ipv4Address source = camera)
     {
         ++sent;
         // memory of exactly the packet's size, so that a read past its end is seen by the address sanitizer

@@ -135,7 +135,7 @@ TEST_F(AssemblerPackets, IgnoresOtherSenders)
     queue(1, 64);
     const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
     for (const Bytes& packet : block) {
-        receive(packet, net::Ipv4Address{camera.value + 1});
+        receive(packet, Ipv4Address{camera.value + 1});
     }
     EXPECT_EQ(packets(PacketFate::foreign), block.size());
     EXPECT_EQ(assembler.blocks_in_flight(), 0U);

@@ -23,9 +23,9 @@ using packets::Bytes;
 using packets::picture;
 
 /// Under Wine only sockets on 127.0.0.1 send from the address that they are bound to.
-const net::Ipv4Address camera{under_wine() ? 0x7F000001U : 0x7F000028U};
+const Ipv4Address camera{under_wine() ? 0x7F000001U : 0x7F000028U};
 const PvString camera_ip = camera.to_string();
-constexpr net::Ipv4Address host{0x7F000001};
+constexpr Ipv4Address host{0x7F000001};
 /// Long enough for a loaded machine; nothing waits for it when all is well.
 constexpr std::uint32_t ample = 10'000;
 
@@ -256,7 +256,7 @@ TEST_F(RetrieveBuffer, HearsOnlyTheDevice)
     SKIP_WHERE_BINDING_IS_LOOSE();
     PvBuffer buffer;
     ASSERT_TRUE(stream.QueueBuffer(&buffer).IsOK());
-    net::UdpSocket other = net::UdpSocket::open({net::Ipv4Address{camera.value + 1}, 0});
+    net::UdpSocket other = net::UdpSocket::open({Ipv4Address{camera.value + 1}, 0});
     for (const Bytes& packet : packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1)) {
         send(packet, &other);
     }
@@ -580,12 +580,12 @@ TEST_F(Streaming, EndureManyThreads)
 
 TEST(Multicast, ReceivesFromTheGroup)
 {
-    constexpr net::Ipv4Address group{0xEFC0282AU};  // 239.192.40.42
+    constexpr Ipv4Address group{0xEFC0282AU};  // 239.192.40.42
     Stream stream;
     EXPECT_EQ(stream.Open(camera_ip, "192.168.1.1", 5000, 0, "127.0.0.1").GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(stream.Open(camera_ip, "239.192.40.42", 0, 0, "127.0.0.1").GetCode(), PvResult::InvalidParameter);
     // a port of the system's choice that is free at this moment
-    const std::uint16_t port = net::UdpSocket::open({net::any_address, 0}).local().port;
+    const std::uint16_t port = net::UdpSocket::open({any_address, 0}).local().port;
     const PvResult opened = stream.Open(camera_ip, "239.192.40.42", port, 0, "127.0.0.1");
     ASSERT_TRUE(opened.IsOK()) << opened.description();
     EXPECT_EQ(stream.GetMulticastIPAddress(), "239.192.40.42");

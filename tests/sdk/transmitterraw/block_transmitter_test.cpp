@@ -24,7 +24,7 @@ protected:
                 clock.advance(until - clock.now());
             }
         });
-        settings.destination = {net::loopback_address, host.port()};
+        settings.destination = {loopback_address, host.port()};
         settings.packet_size = packet_size;
         transmitter.configure(settings);
     }
@@ -51,7 +51,7 @@ protected:
     }
 
     HostSocket host;
-    net::UdpSocket socket = net::UdpSocket::open({net::loopback_address, 0}, {});
+    net::UdpSocket socket = net::UdpSocket::open({loopback_address, 0}, {});
     ManualClock clock;
     transmitter::StreamSettings settings;
     transmitter::BlockTransmitter transmitter;
@@ -343,7 +343,7 @@ TEST_F(BlockTransmitter, AResendRequestAheadOfTheTransmissionIsNotRefused)
 
 TEST_F(BlockTransmitter, ATestPacketIsAsLongAsThePacketSizeSays)
 {
-    ASSERT_FALSE(transmitter.send_test_packet({net::loopback_address, host.port()}, 1500));
+    ASSERT_FALSE(transmitter.send_test_packet({loopback_address, host.port()}, 1500));
     EXPECT_EQ(host.receive()->bytes, std::vector<std::uint8_t>(1472));
-    EXPECT_EQ(transmitter.send_test_packet({net::loopback_address, host.port()}, 20), std::errc::invalid_argument);
+    EXPECT_EQ(transmitter.send_test_packet({loopback_address, host.port()}, 20), std::errc::invalid_argument);
 }

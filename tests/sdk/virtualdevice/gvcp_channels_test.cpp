@@ -36,7 +36,7 @@ TEST_F(StreamRegisters, OpenTheChannelWithDestinationAndPort)
     EXPECT_EQ(write(0x0D18, 0xC0A80105), status::success);
     EXPECT_EQ(write(0x0D00, 0x1F90), status::success);
     EXPECT_EQ(write(0x0D08, 1000), status::success);
-    EXPECT_EQ(hooks.channel.destination, (net::Endpoint{{0xC0A80105}, 0x1F90}));
+    EXPECT_EQ(hooks.channel.destination, (Endpoint{{0xC0A80105}, 0x1F90}));
     EXPECT_EQ(hooks.channel.packet_delay, 1000U);
     EXPECT_TRUE(hooks.channel.is_open());
     EXPECT_EQ(write(0x0D00, 0), status::success);
@@ -92,7 +92,7 @@ TEST_F(StreamRegisters, ExtendedIdsCannotChangeUnderAnOpenStream)
 TEST_F(PacketResendCommand, ReachesTheOwnerWithTheRangeAsSent)
 {
     take_control();
-    const net::Endpoint stream_socket{host.address, 40000};
+    const Endpoint stream_socket{host.address, 40000};
     const Bytes payload = bytes_of({0, 0, 0x12, 0x34, 0, 0, 0, 5, 0, 0, 0, 9});
     EXPECT_TRUE(answers(command(0x0040, 1, payload, 0x00), stream_socket).empty());
     ASSERT_EQ(hooks.resends.size(), 1U);
@@ -186,7 +186,7 @@ TEST_F(ForceIpCommand, IsForTheDeviceWithThatMac)
 
     EXPECT_EQ(ask(force_ip(2, bytes_of({0x02, 0x11, 0x22, 0x33, 0x44, 0x55}), 0x0A010209), other),
               bytes_of({0, 0, 0x00, 0x05, 0, 0, 0, 2}));
-    EXPECT_EQ(hooks.forced, std::vector<net::Ipv4Address>{{0x0A010209}});
+    EXPECT_EQ(hooks.forced, std::vector<Ipv4Address>{{0x0A010209}});
 }
 
 TEST_F(ForceIpCommand, IsDeniedWhileAnApplicationHasControl)

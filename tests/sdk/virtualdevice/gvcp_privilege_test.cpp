@@ -46,7 +46,7 @@ TEST_F(GvcpPrivilege, OthersAreDeniedControlButMayRead)
 TEST_F(GvcpPrivilege, AnotherPortOfTheSameHostIsAnotherApplication)
 {
     take_control();
-    const net::Endpoint neighbour{host.address, static_cast<std::uint16_t>(host.port + 1)};
+    const Endpoint neighbour{host.address, static_cast<std::uint16_t>(host.port + 1)};
     EXPECT_EQ(status_of(ask(write_register(1, scratch, 0), neighbour)), status::access_denied);
 }
 

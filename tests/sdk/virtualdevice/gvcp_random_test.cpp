@@ -33,8 +33,8 @@ TEST_F(GvcpRandom, GarbageNeverStopsTheDevice)
                 std::copy(address.begin(), address.end(), datagram.begin() + 8);
             }
         }
-        const net::Endpoint from{{static_cast<std::uint32_t>(below(3))}, static_cast<std::uint16_t>(below(4))};
-        responder.handle(datagram, from, [](const net::Endpoint&, std::span<const std::uint8_t> data) {
+        const Endpoint from{{static_cast<std::uint32_t>(below(3))}, static_cast<std::uint16_t>(below(4))};
+        responder.handle(datagram, from, [](const Endpoint&, std::span<const std::uint8_t> data) {
             EXPECT_GE(data.size(), 8U);
             EXPECT_LE(data.size(), 548U);
             EXPECT_EQ((unsigned{data[4]} << 8) | data[5], data.size() - 8);

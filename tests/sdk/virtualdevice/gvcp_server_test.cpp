@@ -21,7 +21,7 @@ net::Interface loopback(const char* address)
 {
     return {.id = "lo",
             .description = "loopback",
-            .address = *net::Ipv4Address::parse(address),
+            .address = *Ipv4Address::parse(address),
             .mask = {0xFF000000},
             .gateway = {},
             .mac = {},
@@ -38,7 +38,7 @@ struct Device {
         virtual_device::DeviceDescription d;
         d.serial_number = address;
         d.mac = {{2, 0, 0, 0, 0, 1}};
-        d.address = *net::Ipv4Address::parse(address);
+        d.address = *Ipv4Address::parse(address);
         return d;
     }
 
@@ -57,7 +57,7 @@ TEST(GvcpServer, AnswersDiscoveryToItsAddress)
     host.send(first_address, discovery);
     const auto answer = host.receive();
     ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->source, (net::Endpoint{*net::Ipv4Address::parse(first_address), 3956}));
+    EXPECT_EQ(answer->source, (Endpoint{*Ipv4Address::parse(first_address), 3956}));
     ASSERT_EQ(answer->bytes.size(), 256U);
     EXPECT_EQ(u16_at(answer->bytes, 2), 0x0003U);
 }
@@ -77,8 +77,8 @@ TEST(GvcpServer, TwoDevicesAnswerOneBroadcastEachFromItsOwnAddress)
         while (!from_first || !from_second) {
             const auto answer = host.receive();
             ASSERT_TRUE(answer) << broadcast << " first " << from_first << " second " << from_second;
-            from_first |= answer->source.address == *net::Ipv4Address::parse(first_address);
-            from_second |= answer->source.address == *net::Ipv4Address::parse(second_address);
+            from_first |= answer->source.address == *Ipv4Address::parse(first_address);
+            from_second |= answer->source.address == *Ipv4Address::parse(second_address);
         }
     }
 }
@@ -136,7 +136,7 @@ TEST(GvcpServer, RebindMovesTheDeviceToAnotherAddress)
     }
     ASSERT_TRUE(answer);
     EXPECT_EQ(u32_at(answer->bytes, 8 + 36), 0x7F000018U);
-    EXPECT_EQ(device.server.address(), *net::Ipv4Address::parse(third_address));
+    EXPECT_EQ(device.server.address(), *Ipv4Address::parse(third_address));
 }
 
 TEST(GvcpServer, RebindToATakenAddressChangesNothing)
@@ -153,7 +153,7 @@ TEST(GvcpServer, RebindToATakenAddressChangesNothing)
         host.send(first_address, discovery);
         EXPECT_TRUE(host.receive_from(first_address));
     }
-    EXPECT_EQ(first.server.address(), *net::Ipv4Address::parse(first_address));
+    EXPECT_EQ(first.server.address(), *Ipv4Address::parse(first_address));
 }
 
 TEST(GvcpServer, DropsAndCountsGarbage)
@@ -189,7 +189,7 @@ TEST(FindInterface, KnowsAddressesNamesAndHardwareAddresses)
     EXPECT_EQ(find("lo"), lo);
     EXPECT_EQ(find("127.0.0.1"), lo);
     ASSERT_TRUE(find("127.9.8.7"));
-    EXPECT_EQ(find("127.9.8.7")->address, (net::Ipv4Address{0x7F090807}));
+    EXPECT_EQ(find("127.9.8.7")->address, (Ipv4Address{0x7F090807}));
     EXPECT_EQ(find("192.168.1.3"), std::nullopt);
     EXPECT_EQ(find("eth1"), std::nullopt);
     EXPECT_EQ(find("00:00:00:00:00:00"), std::nullopt);

@@ -16,22 +16,22 @@ inline const char* device_address(const char* wanted) { return under_wine() ? "1
 
 struct Answer {
     std::vector<std::uint8_t> bytes;
-    vex::net::Endpoint source;
+    vex::Endpoint source;
 };
 
 class HostSocket {
 public:
     explicit HostSocket(std::string_view address = "127.0.0.1")
-        : socket_(vex::net::UdpSocket::open({*vex::net::Ipv4Address::parse(address), 0},
+        : socket_(vex::net::UdpSocket::open({*vex::Ipv4Address::parse(address), 0},
                                             {.broadcast = true, .receive_buffer_bytes = 8 << 20}))
     {}
 
     [[nodiscard]] std::uint16_t port() const { return socket_.local().port; }
-    [[nodiscard]] vex::net::Endpoint local() const { return socket_.local(); }
+    [[nodiscard]] vex::Endpoint local() const { return socket_.local(); }
 
     void send(std::string_view address, const std::vector<std::uint8_t>& bytes, std::uint16_t port = 3956)
     {
-        socket_.send_to({*vex::net::Ipv4Address::parse(address), port}, bytes);
+        socket_.send_to({*vex::Ipv4Address::parse(address), port}, bytes);
     }
 
     /// The next datagram; empty when none comes in time.
@@ -54,7 +54,7 @@ public:
         while (true) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - vex::net::Clock::steady().now());
             auto answer = receive(std::max(left, std::chrono::milliseconds(0)));
-            if (!answer || answer->source.address == *vex::net::Ipv4Address::parse(address)) {
+            if (!answer || answer->source.address == *vex::Ipv4Address::parse(address)) {
                 return answer;
             }
         }

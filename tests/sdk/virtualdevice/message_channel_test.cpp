@@ -40,7 +40,7 @@ protected:
     }
 
     HostSocket host;
-    virtual_device::MessageChannel channel{net::loopback_address};
+    virtual_device::MessageChannel channel{loopback_address};
 };
 
 }  // namespace

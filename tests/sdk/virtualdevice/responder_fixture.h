@@ -115,7 +115,7 @@ struct RecordingHooks : vex::virtual_device::DeviceHooks {
     std::vector<std::uint32_t> test_packets;
     std::vector<vex::wire::gvcp::PacketResend> resends;
     std::vector<unsigned> actions;
-    std::vector<vex::net::Ipv4Address> forced;
+    std::vector<vex::Ipv4Address> forced;
     std::uint64_t now = 0x0000000512345678;
 };
 
@@ -180,10 +180,10 @@ protected:
     }
 
     /// Everything that was answered to the datagram.
-    std::vector<Bytes> answers(const Bytes& datagram, const vex::net::Endpoint& from)
+    std::vector<Bytes> answers(const Bytes& datagram, const vex::Endpoint& from)
     {
         std::vector<Bytes> sent;
-        responder.handle(datagram, from, [&](const vex::net::Endpoint& to, std::span<const std::uint8_t> data) {
+        responder.handle(datagram, from, [&](const vex::Endpoint& to, std::span<const std::uint8_t> data) {
             EXPECT_EQ(to, from);
             sent.emplace_back(data.begin(), data.end());
         });
@@ -192,7 +192,7 @@ protected:
     std::vector<Bytes> answers(const Bytes& datagram) { return answers(datagram, host); }
 
     /// The one answer; empty when there was none or more than one.
-    Bytes ask(const Bytes& datagram, const vex::net::Endpoint& from)
+    Bytes ask(const Bytes& datagram, const vex::Endpoint& from)
     {
         const std::vector<Bytes> sent = answers(datagram, from);
         EXPECT_EQ(sent.size(), 1U);
@@ -208,8 +208,8 @@ protected:
     }
     void take_control() { ASSERT_EQ(write(0x0A00, 2), status::success); }
 
-    const vex::net::Endpoint host{{0x0A010164}, 50000};
-    const vex::net::Endpoint other{{0x0A010165}, 50000};
+    const vex::Endpoint host{{0x0A010164}, 50000};
+    const vex::Endpoint other{{0x0A010165}, 50000};
     ManualClock clock;
     RecordingHooks hooks;
     int executions = 0;

@@ -15,10 +15,10 @@ namespace {
 using namespace vex::wire::gvcp;
 using golden::copy;
 
-const net::MacAddress mac{{0x00, 0x11, 0x22, 0x33, 0x44, 0xAA}};
-constexpr net::Ipv4Address device_address{0xC0A80732};
-constexpr net::Ipv4Address host_address{0xC0A80701};
-constexpr net::Ipv4Address mask{0xFFFFFF00};
+const MacAddress mac{{0x00, 0x11, 0x22, 0x33, 0x44, 0xAA}};
+constexpr Ipv4Address device_address{0xC0A80732};
+constexpr Ipv4Address host_address{0xC0A80701};
+constexpr Ipv4Address mask{0xFFFFFF00};
 
 /// The golden command, decoded; its bytes live as long as this.
 struct Decoded {
