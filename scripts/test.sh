@@ -17,6 +17,7 @@ suite_style() {
     local files
     mapfile -t files < <(git ls-files '*.h' '*.cpp')
     clang-format-16 --dry-run --Werror "${files[@]}"
+    scripts/check_layers.py
 }
 
 # clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any
