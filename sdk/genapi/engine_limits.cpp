@@ -145,6 +145,9 @@ Limits NodeMap::number_limits(Node& node)
         };
         limits.min.i = limit(data.min, -infinity, std::ceil, limits.min.i);
         limits.max.i = limit(data.max, infinity, std::floor, limits.max.i);
+        if (limits.max.i < 0 && data.max.node != no_node && has_unsigned_64_bits(at(data.max.node))) {
+            limits.max.i = highest;
+        }
         limits.increment.i = limit(data.increment, 0, std::round, limits.increment.i);
         limits.increment.i = std::max<std::int64_t>(1, limits.increment.i);
     }

@@ -164,6 +164,14 @@ TEST(Limits, BeyondTheSignedRangeAreTheLargestValue)
     EXPECT_EQ(camera["Lowest"].int_min(), lowest);
     camera["Hex"].set_int_value(5);
     EXPECT_EQ(camera["Hex"].int_value(), 5);
+    // also where a register has it
+    Camera limited(wide("R") + integer("X", "<Value>0</Value><pMax>R</pMax>") +
+                   integer("Y", "<Value>0</Value><pMax>S</pMax>") +
+                   "<IntReg Name=\"S\"><Address>0</Address><Length>8</Length><pPort>Device</pPort><Sign>Signed</Sign>"
+                   "<Endianess>BigEndian</Endianess></IntReg>");
+    limited.port.set(0, std::vector<std::uint8_t>(8, 0xFF));
+    EXPECT_EQ(limited["X"].int_max(), highest);
+    EXPECT_EQ(limited["Y"].int_max(), -1);
 }
 
 TEST(Limits, TakeBackAnUnsignedValueThatIsReadAsNegative)
