@@ -19,6 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/genapi/bursts.h"
+#include "sdk/genapi/changes.h"
 #include "sdk/genapi/model.h"
 
 namespace GenApi {
@@ -164,21 +166,6 @@ private:
     void fetch_again(Node& node);
     void store_part(Node& node, std::span<const std::uint8_t> bytes);
 
-    // Bursts of reads (engine_bursts.cpp)
-    struct Burst {
-        NodeIndex port = no_node;
-        std::int64_t address = 0;  ///< of the last register that was asked for
-        std::chrono::steady_clock::time_point at;
-        int length = 0;  ///< of the registers asked for, how many in a row stood near the one before
-    };
-    [[nodiscard]] bool holds(const Cell& cell) const;
-    void ask_for(NodeIndex port, Cell& cell);
-    [[nodiscard]] bool continues_burst(NodeIndex port, std::int64_t address);
-    [[nodiscard]] bool fetch_with_neighbours(NodeIndex port_node, Cell& wanted);
-    void collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most);
-    [[nodiscard]] bool may_come_along(const CellPlace& place);
-    [[nodiscard]] bool is_known_readable(const CellPlace& place) const;
-
     // Access (engine_access.cpp)
     [[nodiscard]] AccessMode access_of(Node& node);
     [[nodiscard]] AccessMode compute_access(Node& node);
@@ -219,19 +206,9 @@ private:
     [[nodiscard]] NodeIndex nearest_entry(Node& node, double value);
     [[nodiscard]] NodeIndex entry_for(Node& node, std::int64_t value);
 
-    // Changes (engine_changes.cpp)
-    void next_visit() noexcept;
-    void spread(NodeIndex node, std::uint8_t channels);
-    void finish_spreading();
-    void spread_from_register(Node& node, std::int64_t address, std::int64_t length);
-    void push_overlapping(const std::vector<CellPlace>& places, std::int64_t longest, const CellPlace& written);
-    void put(Cell& cell, const CellPlace& place);
-    void spread_all();
-    void push(NodeIndex node, std::uint8_t channels);
-    void visit(Node& node, std::uint8_t channels);
-    void forget_below(Node& node);
-
     Model model_;
+    Changes changes_{model_};
+    Bursts bursts_;
     NodeIndex acquisition_lock_ = no_node;
     std::vector<NodeIndex> connected_ports_;
 
@@ -245,16 +222,6 @@ private:
     std::vector<Number> stack_;
     std::vector<NodeIndex> found_changed_;
 
-    std::chrono::steady_clock::time_point (*now_)();
-    Burst burst_;
-    std::vector<const CellPlace*> neighbours_;  ///< to be fetched together with what is asked for
-
-    std::vector<CellPlace> moving_cells_;  ///< those with a computed place: the last ones, sorted by port and address
-    std::int64_t longest_moving_cell_ = 0;
-
-    std::uint32_t visit_ = 0;
-    std::vector<std::pair<NodeIndex, std::uint8_t>> to_visit_;
-    std::vector<NodeIndex> to_notify_;
     std::unordered_map<NodeIndex, std::vector<std::shared_ptr<Callback>>> callbacks_;
     CallbackId next_callback_ = 1;
 
@@ -325,7 +292,7 @@ inline void NodeMap::give_lock_back() noexcept
 /// Something is left to be done at the end of an operation.
 inline bool NodeMap::has_news() const noexcept
 {
-    return !to_notify_.empty() || !found_changed_.empty() || has_deferred_.load(std::memory_order_relaxed) != 0;
+    return changes_.has_news() || !found_changed_.empty() || has_deferred_.load(std::memory_order_relaxed) != 0;
 }
 
 /// Runs work, and gives the errors that leave it the name of the node that the user asked for.
@@ -361,7 +328,7 @@ decltype(auto) NodeMap::reading_within(Node& node, ReadMode mode, Work&& work)
     require(node, Wish::read);
     return speaking_of(node, Wish::read, [&]() -> decltype(auto) {
         if (mode == ReadMode::fresh) {
-            forget_below(node);
+            changes_.forget_below(node);
             fresh_ = true;
         }
         return work();

@@ -156,7 +156,7 @@ AccessMode NodeMap::register_access(Node& node)
         return both(reg.access, port_access);
     }
     // without its port a register still has what is cached of it
-    const bool kept = holds(model_.cells[reg.cell]) && reg.caching != Caching::none;
+    const bool kept = bursts_.holds(model_.cells[reg.cell]) && reg.caching != Caching::none;
     return kept ? both(reg.access, AccessMode::read_only) : AccessMode::not_available;
 }
 

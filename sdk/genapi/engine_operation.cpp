@@ -7,7 +7,8 @@
 
 namespace GenApi {
 
-NodeMap::NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options) : now_(options.now)
+NodeMap::NodeMap(std::string xml, std::span<const NamedPort> ports, const LoadOptions& options)
+    : bursts_(model_, options.now)
 {
     XmlText text(std::move(xml), options.largest_description);
     Loading loading{
@@ -68,11 +69,7 @@ void NodeMap::Operation::finish_with_news()
         // one operation, one call, also when the port announced what the operation did
         map_.take_over_deferred();
     }
-    map_.next_visit();
-    for (const NodeIndex node : map_.found_changed_) {
-        map_.push(node, value_channel);
-    }
-    map_.finish_spreading();
+    map_.changes_.spread(map_.found_changed_, value_channel);
     map_.found_changed_.clear();
     const std::vector<Call> calls = map_.collect_calls();
     map_.give_lock_back();
@@ -114,18 +111,14 @@ void NodeMap::take_over_deferred()
         nodes.swap(deferred_);
         has_deferred_.store(0);
     }
-    next_visit();
-    for (const NodeIndex node : nodes) {
-        push(node, device_channel);
-    }
-    finish_spreading();
+    changes_.spread(nodes, device_channel);
 }
 
 std::vector<NodeMap::Call> NodeMap::collect_calls() noexcept
 {
     std::vector<Call> calls;
     try {
-        for (const NodeIndex index : to_notify_) {
+        for (const NodeIndex index : changes_.to_notify()) {
             at(index).notify = false;
             if (const auto found = callbacks_.find(index); found != callbacks_.end()) {
                 for (const auto& callback : found->second) {
@@ -135,11 +128,11 @@ std::vector<NodeMap::Call> NodeMap::collect_calls() noexcept
         }
     } catch (const std::bad_alloc&) {
         // better some news than none; the state itself is in order
-        for (const NodeIndex index : to_notify_) {
+        for (const NodeIndex index : changes_.to_notify()) {
             at(index).notify = false;
         }
     }
-    to_notify_.clear();
+    changes_.to_notify().clear();
     return calls;
 }
 
@@ -190,7 +183,7 @@ void NodeMap::watch_ports()
         PortData& port = model_.ports[at(index).data];
         if (port.port->is_open() != port.open) {
             port.open = !port.open;
-            spread(index, access_channel);
+            changes_.spread(index, access_channel);
         }
     }
 }
@@ -209,7 +202,7 @@ bool NodeMap::connect_port(std::string_view name, IPort* port)
     if (port != nullptr) {
         connected_ports_.push_back(index);
     }
-    spread(index, device_channel | access_channel);
+    changes_.spread(index, device_channel | access_channel);
     return true;
 }
 

@@ -114,9 +114,9 @@ Cell& NodeMap::fetch(Node& node)
     if (!kept) {
         passing_ = true;
     }
-    if (same_place && (kept ? holds(cell) : cell.valid && cell.operation == operation_)) {
+    if (same_place && (kept ? bursts_.holds(cell) : cell.valid && cell.operation == operation_)) {
         if (cell.ahead) {
-            ask_for(reg.port, cell);
+            bursts_.ask_for(reg.port, cell);
         }
         return cell;
     }
@@ -132,7 +132,7 @@ Cell& NodeMap::fetch(Node& node)
     } else if (length <= sizeof(cell.small)) {
         cell.large.reset();
     }
-    put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
+    changes_.put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
     const Node& port_node = at(reg.port);
     const PortData& port = model_.ports[port_node.data];
     if (port.is_chunk && port.has_data && (address == chunk_position_address || address == chunk_length_address)) {
@@ -140,7 +140,7 @@ Cell& NodeMap::fetch(Node& node)
         const auto value = static_cast<std::uint64_t>(address == chunk_position_address ? port.position : size);
         std::memset(cell.bytes(), 0, length);
         disassemble(value, cell.bytes(), std::min<std::size_t>(length, 8), is_big_endian(reg));
-    } else if (!kept || fresh_ || !fetch_with_neighbours(reg.port, cell)) {
+    } else if (!kept || fresh_ || !bursts_.fetch(reg.port, cell, operation_)) {
         read_port(port_node, address, {cell.bytes(), length});
     }
     cell.ahead = false;
@@ -242,7 +242,7 @@ void NodeMap::store_register(Node& node, std::span<const std::uint8_t> bytes)
     } catch (...) {
         // nobody knows what the device made of it
         cell.valid = false;
-        spread_from_register(node, address, static_cast<std::int64_t>(bytes.size()));
+        changes_.spread_from_register(node, address, static_cast<std::int64_t>(bytes.size()));
         throw;
     }
     const auto length = static_cast<std::uint32_t>(bytes.size());
@@ -251,15 +251,15 @@ void NodeMap::store_register(Node& node, std::span<const std::uint8_t> bytes)
     } else if (length <= sizeof(cell.small)) {
         cell.large.reset();
     }
-    put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
+    changes_.put(cell, {.port = reg.port, .address = address, .length = length, .cell = reg.cell});
     // kept also when it must not be answered from: the image of a register that can only be written
     std::memcpy(cell.bytes(), bytes.data(), bytes.size());
     cell.valid = reg.caching == Caching::write_through;
     cell.ahead = false;
-    burst_.length = 0;
+    bursts_.end();
     next_operation();
     cell.operation = operation_ - 1;
-    spread_from_register(node, address, length);
+    changes_.spread_from_register(node, address, length);
 }
 
 /// The neighbouring bits of a masked register are the device's business: it may have changed them meanwhile.
@@ -274,11 +274,9 @@ void NodeMap::fetch_again(Node& node)
     cell.valid = false;
     static_cast<void>(fetch(node));
     if (known && cell.address == address && std::memcmp(before, cell.small, cell.length) != 0) {
-        next_visit();
-        for (std::uint32_t i = model_.cell_begin[reg.cell]; i < model_.cell_begin[reg.cell + 1]; ++i) {
-            push(model_.cell_members[i], value_channel);
-        }
-        finish_spreading();
+        const auto members = model_.cell_members.begin();
+        changes_.spread({members + model_.cell_begin[reg.cell], members + model_.cell_begin[reg.cell + 1]},
+                        value_channel);
     }
 }
 
@@ -329,10 +327,10 @@ void NodeMap::store_part(Node& node, std::span<const std::uint8_t> bytes)
     try {
         write_port(at(reg.port), address, bytes);
     } catch (...) {
-        spread_from_register(node, address, length);
+        changes_.spread_from_register(node, address, length);
         throw;
     }
-    spread_from_register(node, address, length);
+    changes_.spread_from_register(node, address, length);
 }
 
 }  // namespace GenApi

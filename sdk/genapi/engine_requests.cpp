@@ -85,7 +85,7 @@ bool NodeMap::is_cached(Node& node)
     }
     if (is_register(holder->kind)) {
         const RegisterData& reg = model_.registers[holder->data];
-        return reg.caching != Caching::none && holds(model_.cells[reg.cell]);
+        return reg.caching != Caching::none && bursts_.holds(model_.cells[reg.cell]);
     }
     return holder->kind == Kind::string || holder->value_lasting;
 }
@@ -93,7 +93,7 @@ bool NodeMap::is_cached(Node& node)
 void NodeMap::invalidate(Node& node)
 {
     const Operation operation(*this);
-    spread(node.index, device_channel | limits_channel | access_channel);
+    changes_.spread(node.index, device_channel | limits_channel | access_channel);
 }
 
 std::int64_t NodeMap::read_integer(Node& node, ReadMode mode)
@@ -227,14 +227,14 @@ bool NodeMap::is_done(Node& node)
         if (data.value.node != no_node) {
             // a command that can only be written is done as soon as it is written
             if (is_readable(access_of(node))) {
-                forget_below(node);
+                changes_.forget_below(node);
                 done = integer_of(node) != whole(value_of_operand(data.command_value, false));
             }
         }
         if (done && data.started) {
             data.started = false;
             // only now has the device what the command was for
-            spread(node.index, value_channel);
+            changes_.spread(node.index, value_channel);
         }
         return done;
     });
@@ -293,7 +293,7 @@ void NodeMap::read_bytes(Node& node, std::span<std::uint8_t> out, ReadMode mode)
         const RegisterData& reg = model_.registers[node.data];
         if (wanted < length && !is_int_register(node.kind)) {
             const Cell& cell = model_.cells[reg.cell];
-            const bool known = holds(cell) && cell.length == length && reg.caching != Caching::none;
+            const bool known = bursts_.holds(cell) && cell.length == length && reg.caching != Caching::none;
             if (!known) {
                 // the rest is not worth a transfer
                 read_port(at(reg.port), address_of(node), out);
@@ -326,7 +326,7 @@ void NodeMap::write_bytes(Node& node, std::span<const std::uint8_t> bytes)
 void NodeMap::invalidate_all()
 {
     const Operation operation(*this);
-    spread_all();
+    changes_.spread_all();
 }
 
 void NodeMap::poll(std::chrono::milliseconds elapsed)
@@ -347,7 +347,7 @@ void NodeMap::poll(std::chrono::milliseconds elapsed)
         polled.elapsed += elapsed.count();
         if (polled.elapsed >= polled.period) {
             polled.elapsed = 0;
-            spread(polled.node, device_channel);
+            changes_.spread(polled.node, device_channel);
         }
     }
 }
@@ -381,7 +381,7 @@ void NodeMap::attach_chunks(std::span<const Chunk> chunks)
         }
         if (had_data || port.has_data) {
             const bool same_access = had_data == port.has_data;
-            spread(index, same_access ? device_channel : device_channel | access_channel);
+            changes_.spread(index, same_access ? device_channel : device_channel | access_channel);
         }
     }
 }
@@ -403,12 +403,12 @@ bool NodeMap::deliver_event(std::uint64_t event_id, std::span<const std::uint8_t
             port.own_data.assign(data.begin(), data.end());
             port.data = port.own_data;
             port.has_data = true;
-            spread(index, device_channel | access_channel);
+            changes_.spread(index, device_channel | access_channel);
         }
     }
     for (const auto& [index, id] : model_.event_ids) {
         if (id == event_id && at(index).kind != Kind::port) {
-            spread(index, device_channel);
+            changes_.spread(index, device_channel);
         }
     }
     return found;

@@ -98,7 +98,7 @@ void NodeMap::set_entry(Node& node, NodeIndex entry)
     set_raw(node, data.value, Check::registers);
     if (data.self_clearing) {
         // the device goes on to another entry by itself
-        spread(node.index, device_channel);
+        changes_.spread(node.index, device_channel);
     }
     check_errors(node);
 }
@@ -118,7 +118,7 @@ void NodeMap::set_raw(Node& node, Number value, Check check)
             operand.i = whole(value);
         }
         next_operation();
-        spread(node.index, value_channel);
+        changes_.spread(node.index, value_channel);
     }
     if (node.has_copies) {
         for (const Relation& copy : Model::related(model_.copies, node.index)) {
@@ -148,7 +148,7 @@ void NodeMap::set_string(Node& node, std::string_view value)
         } else {
             data.literal = value;
             next_operation();
-            spread(node.index, value_channel);
+            changes_.spread(node.index, value_channel);
         }
     } else {
         std::vector<std::uint8_t> bytes(static_cast<std::size_t>(longest));
@@ -165,7 +165,7 @@ void NodeMap::start_command(Node& node)
     data.started = true;
     set_raw(node, value);
     // the device takes the value back when it is done: what was written is not what a read would give
-    forget_below(node);
+    changes_.forget_below(node);
     check_errors(node);
 }
 
@@ -261,7 +261,7 @@ void NodeMap::check_errors(Node& node)
     }
     for (const Relation& relation : Model::related(model_.errors, node.index)) {
         Node& error = at(relation.to);
-        forget_below(error);
+        changes_.forget_below(error);
         const std::int64_t value = integer_of(error);
         if (value == 0) {
             continue;

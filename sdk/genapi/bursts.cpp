@@ -1,12 +1,6 @@
-// Bursts: who shows a category or saves settings reads registers that stand near each other, one soon after the other.
-// From the third on, the neighbours come along in the same message, where the port has messages for several registers.
-//
-// What comes along is only what a read may not change and what the description allows to keep. It is good for a moment:
-// whoever asks later gets the register as it is then. What nobody asked for does not come along a second time.
+#include "sdk/genapi/bursts.h"
 
 #include <algorithm>
-
-#include "sdk/genapi/engine.h"
 
 namespace GenApi {
 
@@ -28,11 +22,9 @@ bool are_near(std::int64_t a, std::int64_t b) noexcept
 
 }  // namespace
 
-/// The bytes can be used: they are those that the device has, as far as the description tells.
-bool NodeMap::holds(const Cell& cell) const { return cell.valid && (!cell.ahead || now_() - cell.fetched < moment); }
+bool Bursts::holds(const Cell& cell) const { return cell.valid && (!cell.ahead || now_() - cell.fetched < moment); }
 
-/// Somebody asked for a register that had come along.
-void NodeMap::ask_for(NodeIndex port, Cell& cell)
+void Bursts::ask_for(NodeIndex port, Cell& cell)
 {
     cell.ahead = false;
     burst_.port = port;
@@ -41,7 +33,7 @@ void NodeMap::ask_for(NodeIndex port, Cell& cell)
 }
 
 /// A register is about to be fetched: notes it, and tells whether enough of its neighbours were before.
-bool NodeMap::continues_burst(NodeIndex port, std::int64_t address)
+bool Bursts::continues_burst(NodeIndex port, std::int64_t address)
 {
     const auto now = now_();
     const bool continues = port == burst_.port && address != burst_.address && are_near(address, burst_.address) &&
@@ -50,12 +42,11 @@ bool NodeMap::continues_burst(NodeIndex port, std::int64_t address)
     return burst_.length == singles_first;
 }
 
-/// False when there was nothing to be had together: the register is then to be read alone.
-bool NodeMap::fetch_with_neighbours(NodeIndex port_node, Cell& wanted)
+bool Bursts::fetch(NodeIndex port_node, Cell& wanted, std::uint32_t operation)
 {
-    const PortData& data = model_.ports[at(port_node).data];
+    const PortData& data = model_.ports[model_.nodes[port_node].data];
     if (wanted.alone || data.is_chunk || data.is_event || !is_word(wanted.address, wanted.length) ||
-        !continues_burst(port_node, wanted.address) || !can_transfer(data)) {
+        !continues_burst(port_node, wanted.address) || !data.open) {
         return false;
     }
     collect_neighbours(port_node, wanted.address, std::min(data.port->words_at_once(), largest_burst));
@@ -83,7 +74,7 @@ bool NodeMap::fetch_with_neighbours(NodeIndex port_node, Cell& wanted)
         cell.address = neighbours_[i]->address;
         cell.length = word;
         std::copy_n(bytes[i + 1], word, cell.small);
-        cell.operation = operation_;
+        cell.operation = operation;
         cell.fetched = now;
         cell.ahead = true;
         cell.valid = true;
@@ -92,7 +83,7 @@ bool NodeMap::fetch_with_neighbours(NodeIndex port_node, Cell& wanted)
 }
 
 /// Those behind first: most go through registers that way.
-void NodeMap::collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most)
+void Bursts::collect_neighbours(NodeIndex port, std::int64_t address, std::size_t most)
 {
     neighbours_.clear();
     const auto begin = model_.fixed_cells.cbegin();
@@ -113,7 +104,7 @@ void NodeMap::collect_neighbours(NodeIndex port, std::int64_t address, std::size
     }
 }
 
-bool NodeMap::may_come_along(const CellPlace& place)
+bool Bursts::may_come_along(const CellPlace& place)
 {
     Cell& cell = model_.cells[place.cell];
     if (cell.alone || cell.spurned || !is_word(place.address, place.length) || holds(cell)) {
@@ -130,7 +121,7 @@ bool NodeMap::may_come_along(const CellPlace& place)
 }
 
 /// Whether a register with a condition can be read may be known, but is not to be found out for this.
-bool NodeMap::is_known_readable(const CellPlace& place) const
+bool Bursts::is_known_readable(const CellPlace& place) const
 {
     for (std::uint32_t i = model_.cell_begin[place.cell]; i < model_.cell_begin[place.cell + 1]; ++i) {
         const Node& node = model_.nodes[model_.cell_members[i]];

@@ -1,13 +1,11 @@
-// Changes: what a write, an event, a poll or a lost port makes doubtful is forgotten, and whoever watches is noted.
+#include "sdk/genapi/changes.h"
 
 #include <algorithm>
 #include <limits>
 
-#include "sdk/genapi/engine.h"
-
 namespace GenApi {
 
-void NodeMap::push(NodeIndex node, std::uint8_t channels)
+void Changes::push(NodeIndex node, std::uint8_t channels)
 {
     Node& target = at(node);
     if (target.visit != visit_) {
@@ -21,7 +19,7 @@ void NodeMap::push(NodeIndex node, std::uint8_t channels)
     }
 }
 
-void NodeMap::next_visit() noexcept
+void Changes::next_visit() noexcept
 {
     if (++visit_ == 0) {
         for (NodeIndex index = 0; index < model_.node_count; ++index) {
@@ -31,14 +29,16 @@ void NodeMap::next_visit() noexcept
     }
 }
 
-void NodeMap::spread(NodeIndex node, std::uint8_t channels)
+void Changes::spread(std::span<const NodeIndex> nodes, std::uint8_t channels)
 {
     next_visit();
-    push(node, channels);
-    finish_spreading();
+    for (const NodeIndex node : nodes) {
+        push(node, channels);
+    }
+    finish();
 }
 
-void NodeMap::finish_spreading()
+void Changes::finish()
 {
     while (!to_visit_.empty()) {
         const auto [next, missing] = to_visit_.back();
@@ -47,7 +47,7 @@ void NodeMap::finish_spreading()
     }
 }
 
-void NodeMap::visit(Node& node, std::uint8_t channels)
+void Changes::visit(Node& node, std::uint8_t channels)
 {
     if ((channels & value_channels) != 0) {
         node.value_lasting = false;
@@ -107,8 +107,7 @@ void NodeMap::visit(Node& node, std::uint8_t channels)
     }
 }
 
-/// A register was written: everyone who reads these bits is concerned, under whatever name.
-void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_t length)
+void Changes::spread_from_register(const Node& node, std::int64_t address, std::int64_t length)
 {
     const RegisterData& reg = model_.registers[node.data];
     next_visit();
@@ -125,11 +124,10 @@ void NodeMap::spread_from_register(Node& node, std::int64_t address, std::int64_
     const CellPlace written{.port = reg.port, .address = address, .length = length, .cell = reg.cell};
     push_overlapping(model_.fixed_cells, model_.longest_fixed_cell, written);
     push_overlapping(moving_cells_, longest_moving_cell_, written);
-    finish_spreading();
+    finish();
 }
 
-/// Cells that overlap the one that was written, but are not it.
-void NodeMap::push_overlapping(const std::vector<CellPlace>& places, std::int64_t longest, const CellPlace& written)
+void Changes::push_overlapping(const std::vector<CellPlace>& places, std::int64_t longest, const CellPlace& written)
 {
     // addresses come from outside, so their differences may wrap around
     constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
@@ -155,8 +153,7 @@ void NodeMap::push_overlapping(const std::vector<CellPlace>& places, std::int64_
     }
 }
 
-/// Says where a cell's bytes are from. Where a computed place is, is known only from the last transfer.
-void NodeMap::put(Cell& cell, const CellPlace& place)
+void Changes::put(Cell& cell, const CellPlace& place)
 {
     const auto length = static_cast<std::uint32_t>(place.length);
     if (cell.address == place.address && cell.length == length) {
@@ -176,8 +173,7 @@ void NodeMap::put(Cell& cell, const CellPlace& place)
     cell.length = length;
 }
 
-/// Everything may have changed.
-void NodeMap::spread_all()
+void Changes::spread_all()
 {
     for (NodeIndex index = 0; index < model_.node_count; ++index) {
         Node& node = at(index);
@@ -203,8 +199,7 @@ void NodeMap::spread_all()
     }
 }
 
-/// Forgets, without telling anyone, what a value is made of, so that the next read asks the device.
-void NodeMap::forget_below(Node& start)
+void Changes::forget_below(Node& start)
 {
     next_visit();
     std::vector<NodeIndex> below{start.index};
