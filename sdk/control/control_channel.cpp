@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "sdk/control/control_exchange.h"
 #include "sdk/wire/bytes.h"
 
 namespace vex::control {
@@ -11,21 +12,12 @@ namespace {
 
 using std::chrono::milliseconds;
 using wire::gvcp::Command;
-using wire::gvcp::Status;
 using Kind = ControlOutcome::Kind;
 
 constexpr std::uint32_t word = 4;
 constexpr std::size_t most_writes_per_message = 67;
 constexpr std::size_t largest_block = wire::gvcp::largest_memory_block;
 static_assert(largest_block % word == 0);
-
-constexpr bool is_error(Status status) noexcept { return (static_cast<unsigned>(status) & 0x8000U) != 0; }
-
-/// Rounded up, so that a wait never ends before its time and then spins.
-milliseconds until(net::Clock::time_point end, net::Clock::time_point now) noexcept
-{
-    return std::chrono::ceil<milliseconds>(end - now);
-}
 
 constexpr std::uint32_t length_of(std::span<const std::uint8_t> bytes) noexcept
 {
@@ -84,105 +76,13 @@ template <typename Accept, typename Refused>
 ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, Patience patience,
                                         Accept accept, Refused refused) noexcept
 {
-    const Command expected = acknowledge_of(access.command);
-    const Endpoint device = transport_.device();
-    const time_point begin = clock_.now();
-    time_point pending_end{};  // set by the first PENDING_ACK
-    unsigned pendings = 0;
-    bool malformed = false;
-
-    ControlOutcome outcome;
-    outcome.command = access.command;
-    outcome.address = access.address;
-    outcome.length = access.length;
-    const auto failed = [&](Kind kind) {
-        failures_.add();
-        outcome.kind = kind;
-        outcome.waited = std::chrono::duration_cast<milliseconds>(clock_.now() - begin);
-        return outcome;
-    };
-
-    requests_.add();
-    while (outcome.attempts < patience.attempts) {
-        if (must_end()) {
-            return failed(Kind::closed);
-        }
-        const time_point sent = outcome.attempts == 0 ? begin : clock_.now();
-        retries_.add(outcome.attempts == 0 ? 0 : 1);
-        ++outcome.attempts;
-        outcome.error = transport_.send(message.bytes());
-        if (outcome.error && outcome.attempts == patience.attempts) {
-            return failed(Kind::send_failed);
-        }
-
-        time_point deadline = sent + patience.answer_timeout;
-        for (time_point now = sent; now < deadline; now = clock_.now()) {
-            const auto received = transport_.receive(buffer_, until(deadline, now));
-            if (must_end()) {
-                return failed(Kind::closed);
-            }
-            if (!received) {
-                continue;
-            }
-            if (received->source != device) {
-                foreign_.add();
-                continue;
-            }
-            const auto acknowledge = wire::gvcp::decode_acknowledge({buffer_.data(), received->size});
-            if (!acknowledge || received->truncated) {
-                malformed = true;
-                malformed_.add();
-                continue;
-            }
-            const bool pending = acknowledge->acknowledge == Command::pending_ack;
-            if (acknowledge->request_id != request_id_ || (acknowledge->acknowledge != expected && !pending)) {
-                stale_.add();
-                continue;
-            }
-            if (pending) {
-                const auto more = wire::gvcp::decode_pending(acknowledge->payload);
-                if (!more) {
-                    malformed = true;
-                    malformed_.add();
-                    continue;
-                }
-                const time_point arrived = clock_.now();
-                if (pendings == 0) {
-                    pending_end = arrived + pending_limit;
-                }
-                ++pendings;
-                pendings_.add();
-                if (pendings > most_pendings || arrived >= pending_end) {
-                    return failed(Kind::pending_too_long);
-                }
-                // the announced time is the device's own; the way back takes as long as any answer's
-                deadline = std::min(arrived + milliseconds(*more) + patience.answer_timeout, pending_end);
-                continue;
-            }
-            const time_point arrived = clock_.now();
-            if (is_error(acknowledge->status)) {
-                last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
-                refused(acknowledge->payload, outcome);
-                outcome.status = acknowledge->status;
-                return failed(Kind::refused);
-            }
-            if (!accept(acknowledge->payload)) {
-                malformed = true;
-                malformed_.add();
-                continue;
-            }
-            last_answer_.store(arrived.time_since_epoch().count(), std::memory_order_relaxed);
-            const auto round_trip = static_cast<std::uint64_t>(
-                std::chrono::duration_cast<std::chrono::nanoseconds>(arrived - sent).count());
-            round_trip_last_.set(round_trip);
-            round_trip_max_.set(std::max(round_trip_max_.get(), round_trip));
-            return outcome;
-        }
-        if (pendings > 0 && clock_.now() >= pending_end) {
-            return failed(Kind::pending_too_long);
+    Exchange exchange(*this, message, access, patience);
+    while (exchange.send()) {
+        while (const auto acknowledge = exchange.await()) {
+            exchange.judge(*acknowledge, accept, refused);
         }
     }
-    return failed(malformed ? Kind::malformed : Kind::no_answer);
+    return exchange.outcome();
 }
 
 template <typename Accept>

@@ -134,6 +134,7 @@ private:
     ControlOutcome write_block_by_registers(std::uint32_t address, std::span<const std::uint8_t> source) noexcept;
     ControlOutcome write_part_of_word(std::uint32_t address, std::span<const std::uint8_t> source) noexcept;
 
+    class Exchange;
     /// The end of what an operation of so many messages may take.
     class Budget;
     std::uint16_t next_request_id() noexcept;

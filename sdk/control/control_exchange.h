@@ -1,0 +1,177 @@
+// One request of the control channel and what comes back for it. Only for control_channel.cpp.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "sdk/control/control_channel.h"
+
+namespace vex::control {
+
+/// A request on its way: sent, its acknowledge awaited, and that judged, until one of these ends it.
+class ControlChannel::Exchange {
+public:
+    Exchange(ControlChannel& channel, const wire::gvcp::Message& message, Access access, Patience patience) noexcept
+        : channel_(channel), message_(message), patience_(patience), expected_(acknowledge_of(access.command)),
+          device_(channel.transport_.device()), begin_(channel.clock_.now()), now_(begin_)
+    {
+        outcome_.command = access.command;
+        outcome_.address = access.address;
+        outcome_.length = access.length;
+        channel_.requests_.add();
+    }
+
+    /// Sends the request once more; false when the exchange is over.
+    bool send() noexcept
+    {
+        if (over_) {
+            return false;
+        }
+        if (outcome_.attempts == patience_.attempts) {
+            return fail(malformed_ ? ControlOutcome::Kind::malformed : ControlOutcome::Kind::no_answer);
+        }
+        if (channel_.must_end()) {
+            return fail(ControlOutcome::Kind::closed);
+        }
+        channel_.retries_.add(outcome_.attempts == 0 ? 0 : 1);
+        ++outcome_.attempts;
+        sent_ = now_;
+        deadline_ = sent_ + patience_.answer_timeout;
+        outcome_.error = channel_.transport_.send(message_.bytes());
+        if (outcome_.error && outcome_.attempts == patience_.attempts) {
+            return fail(ControlOutcome::Kind::send_failed);
+        }
+        return true;
+    }
+
+    /// Waits for an acknowledge that answers the request; empty when none came in time or the exchange is over. It lies
+    /// in the channel's buffer.
+    std::optional<wire::gvcp::AcknowledgeView> await() noexcept
+    {
+        while (!over_ && now_ < deadline_) {
+            // rounded up, so that a wait never ends before its time and then spins
+            const auto received = channel_.transport_.receive(
+                channel_.buffer_, std::chrono::ceil<std::chrono::milliseconds>(deadline_ - now_));
+            now_ = channel_.clock_.now();
+            if (channel_.must_end()) {
+                fail(ControlOutcome::Kind::closed);
+            } else if (const auto acknowledge = received ? sort(*received) : std::nullopt) {
+                return acknowledge;
+            }
+        }
+        if (!over_ && pendings_ > 0 && now_ >= pending_end_) {
+            fail(ControlOutcome::Kind::pending_too_long);
+        }
+        return std::nullopt;
+    }
+
+    /// Takes the acknowledge for what it says. One that `accept` does not take is broken, and the exchange goes on.
+    template <typename Accept, typename Refused>
+    void judge(const wire::gvcp::AcknowledgeView& acknowledge, Accept accept, Refused refused) noexcept
+    {
+        if ((static_cast<unsigned>(acknowledge.status) & 0x8000U) != 0) {
+            note_answer();
+            refused(acknowledge.payload, outcome_);
+            outcome_.status = acknowledge.status;
+            fail(ControlOutcome::Kind::refused);
+            return;
+        }
+        if (!accept(acknowledge.payload)) {
+            note_malformed();
+            return;
+        }
+        note_answer();
+        const auto round_trip =
+            static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now_ - sent_).count());
+        channel_.round_trip_last_.set(round_trip);
+        channel_.round_trip_max_.set(std::max(channel_.round_trip_max_.get(), round_trip));
+        over_ = true;
+    }
+
+    [[nodiscard]] const ControlOutcome& outcome() const noexcept { return outcome_; }
+
+private:
+    bool fail(ControlOutcome::Kind kind) noexcept
+    {
+        over_ = true;
+        channel_.failures_.add();
+        outcome_.kind = kind;
+        outcome_.waited = std::chrono::duration_cast<std::chrono::milliseconds>(channel_.clock_.now() - begin_);
+        return false;
+    }
+
+    void note_answer() noexcept
+    {
+        channel_.last_answer_.store(now_.time_since_epoch().count(), std::memory_order_relaxed);
+    }
+
+    void note_malformed() noexcept
+    {
+        malformed_ = true;
+        channel_.malformed_.add();
+    }
+
+    /// Counts what is no acknowledge of the request and heeds a PENDING_ACK.
+    std::optional<wire::gvcp::AcknowledgeView> sort(const net::Received& received) noexcept
+    {
+        if (received.source != device_) {
+            channel_.foreign_.add();
+            return std::nullopt;
+        }
+        const auto acknowledge = wire::gvcp::decode_acknowledge({channel_.buffer_.data(), received.size});
+        if (!acknowledge || received.truncated) {
+            note_malformed();
+            return std::nullopt;
+        }
+        const bool pending = acknowledge->acknowledge == wire::gvcp::Command::pending_ack;
+        if (acknowledge->request_id != channel_.request_id_ || (acknowledge->acknowledge != expected_ && !pending)) {
+            channel_.stale_.add();
+            return std::nullopt;
+        }
+        if (pending) {
+            prolong(acknowledge->payload);
+            return std::nullopt;
+        }
+        return acknowledge;
+    }
+
+    void prolong(std::span<const std::uint8_t> payload) noexcept
+    {
+        const auto more = wire::gvcp::decode_pending(payload);
+        if (!more) {
+            note_malformed();
+            return;
+        }
+        if (pendings_ == 0) {
+            pending_end_ = now_ + pending_limit;
+        }
+        ++pendings_;
+        channel_.pendings_.add();
+        if (pendings_ > most_pendings || now_ >= pending_end_) {
+            fail(ControlOutcome::Kind::pending_too_long);
+            return;
+        }
+        // the announced time is the device's own; the way back takes as long as any answer's
+        deadline_ = std::min(now_ + std::chrono::milliseconds(*more) + patience_.answer_timeout, pending_end_);
+    }
+
+    ControlChannel& channel_;
+    const wire::gvcp::Message& message_;
+    const Patience patience_;
+    const wire::gvcp::Command expected_;
+    const Endpoint device_;
+    const time_point begin_;
+    time_point now_;  ///< as of the last look at the clock
+    time_point sent_{};
+    time_point deadline_{};
+    time_point pending_end_{};  ///< set by the first PENDING_ACK
+    unsigned pendings_ = 0;
+    bool malformed_ = false;
+    bool over_ = false;
+    ControlOutcome outcome_;
+};
+
+}  // namespace vex::control
