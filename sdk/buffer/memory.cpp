@@ -1,14 +1,10 @@
 #include "sdk/buffer/memory.h"
 
-#ifdef _WIN32
-#include <windows.h>
-#else
-#include <sys/mman.h>
-#endif
-
 #include <atomic>
 #include <cstring>
 #include <new>
+
+#include "sdk/base/pages.h"
 
 namespace vex::buffer_memory {
 namespace {
@@ -24,26 +20,6 @@ bool failure_wanted() noexcept
         }
     }
     return false;
-}
-
-/// Zeroed pages; null when there are none.
-std::uint8_t* take_pages(std::size_t size) noexcept
-{
-#ifdef _WIN32
-    return static_cast<std::uint8_t*>(VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-#else
-    void* const pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return pages != MAP_FAILED ? static_cast<std::uint8_t*>(pages) : nullptr;
-#endif
-}
-
-void give_pages_back(std::uint8_t* pages, [[maybe_unused]] std::size_t size) noexcept
-{
-#ifdef _WIN32
-    VirtualFree(pages, 0, MEM_RELEASE);
-#else
-    munmap(pages, size);
-#endif
 }
 
 }  // namespace
