@@ -67,59 +67,59 @@ std::string_view without_schema_version(std::string_view url)
     return noted ? url.substr(0, query) : url;
 }
 
-PvResult unusable(const control::ControlChannel& channel, const std::string& why)
+PvResult unusable(const DeviceMemory& device, const std::string& why)
 {
-    return {PvResult::GenICamXMLError, "The GenICam description of the device " + channel.device().address.to_string() +
-                                           " cannot be used: " + why};
+    return {PvResult::GenICamXMLError,
+            "The GenICam description of the device " + device.name + " cannot be used: " + why};
 }
 
-PvResult read_url(control::ControlChannel& channel, std::uint32_t address, std::optional<DescriptionUrl>& url)
+PvResult read_url(const DeviceMemory& device, std::uint32_t address, std::optional<DescriptionUrl>& url)
 {
     std::array<std::uint8_t, wire::bootstrap::url_length> bytes{};
-    if (const auto outcome = channel.read_memory(address, bytes); !outcome.ok()) {
-        return to_result(outcome, channel.device());
+    if (PvResult result = device.read(address, bytes); !result.IsOK()) {
+        return result;
     }
     const auto end = std::find(bytes.begin(), bytes.end(), std::uint8_t{0});
     const std::string text(bytes.begin(), end);
     url = parse_description_url(text);
     if (!url) {
-        return unusable(channel, trimmed(text).empty() ? "no URL says where it is"
-                                                       : "its URL \"" + text + "\" has no usable address and length");
+        return unusable(device, trimmed(text).empty() ? "no URL says where it is"
+                                                      : "its URL \"" + text + "\" has no usable address and length");
     }
     return PvResult::OK;
 }
 
 /// What was read from wherever it was, as a description.
-PvResult unpack(const control::ControlChannel& channel, const DescriptionUrl& url, std::span<const std::uint8_t> bytes,
+PvResult unpack(const DeviceMemory& device, const DescriptionUrl& url, std::span<const std::uint8_t> bytes,
                 Description& description)
 {
     try {
         description.xml = description::load_description(bytes);
     } catch (const GenApi::Error& error) {
-        return unusable(channel, error.what());
+        return unusable(device, error.what());
     }
     description.name = unpacked_name(url.name);
     return PvResult::OK;
 }
 
-PvResult read_local(control::ControlChannel& channel, const DescriptionUrl& url, Description& description)
+PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, Description& description)
 {
     if (url.length == 0 || url.length > largest_stored_description) {
-        return unusable(channel,
+        return unusable(device,
                         "its URL \"" + url.text + "\" gives it a length of " + std::to_string(url.length) + " bytes");
     }
     std::vector<std::uint8_t> bytes(url.length);
-    if (const auto outcome = channel.read_memory(url.address, bytes); !outcome.ok()) {
-        return to_result(outcome, channel.device());
+    if (PvResult result = device.read(url.address, bytes); !result.IsOK()) {
+        return result;
     }
-    return unpack(channel, url, bytes, description);
+    return unpack(device, url, bytes, description);
 }
 
-PvResult elsewhere(PvResult::Code code, const control::ControlChannel& channel, const DescriptionUrl& url,
+PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const DescriptionUrl& url,
                    const std::string& what_to_do)
 {
-    return {code, "The GenICam description of the device " + channel.device().address.to_string() +
-                      " is not in the device but at \"" + url.text + "\"; " + what_to_do};
+    return {code, "The GenICam description of the device " + device.name + " is not in the device but at \"" +
+                      url.text + "\"; " + what_to_do};
 }
 
 /// The file that the URL names, in the user's folder; empty when there is no such file. A device chose the name: it
@@ -136,66 +136,66 @@ std::optional<std::filesystem::path> file_in_folder(const DescriptionUrl& url, c
     return std::filesystem::is_regular_file(path, error) && !error ? std::optional(path) : std::nullopt;
 }
 
-PvResult read_file(const control::ControlChannel& channel, const DescriptionUrl& url, const std::filesystem::path& path,
+PvResult read_file(const DeviceMemory& device, const DescriptionUrl& url, const std::filesystem::path& path,
                    Description& description)
 {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (error || size > largest_stored_description) {
-        return elsewhere(PvResult::CannotOpenFile, channel, url,
+        return elsewhere(PvResult::CannotOpenFile, device, url,
                          error ? "the file cannot be opened: " + error.message()
                                : "the file's " + std::to_string(size) + " bytes are more than a description may have");
     }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
     std::ifstream file(path, std::ios::binary);
     if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()))) {
-        return elsewhere(PvResult::CannotOpenFile, channel, url, "the file cannot be read");
+        return elsewhere(PvResult::CannotOpenFile, device, url, "the file cannot be read");
     }
-    return unpack(channel, url, bytes, description);
+    return unpack(device, url, bytes, description);
 }
 
-PvResult download(const control::ControlChannel& channel, const DescriptionUrl& url, Description& description)
+PvResult download(const DeviceMemory& device, const DescriptionUrl& url, Description& description)
 {
     std::vector<std::uint8_t> bytes;
     HttpLimits limits;
     limits.largest_body = largest_stored_description;
     if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK()) {
-        return {result.GetCode(), "The GenICam description of the device " + channel.device().address.to_string() +
-                                      ": " + std::string(result.description())};
+        return {result.GetCode(),
+                "The GenICam description of the device " + device.name + ": " + std::string(result.description())};
     }
-    return unpack(channel, url, bytes, description);
+    return unpack(device, url, bytes, description);
 }
 
-PvResult fetch_from(control::ControlChannel& channel, std::uint32_t url_address, const DescriptionPlaces& places,
+PvResult fetch_from(const DeviceMemory& device, std::uint32_t url_address, const DescriptionPlaces& places,
                     Description& description)
 {
     std::optional<DescriptionUrl> url;
-    if (PvResult result = read_url(channel, url_address, url); !result.IsOK()) {
+    if (PvResult result = read_url(device, url_address, url); !result.IsOK()) {
         return result;
     }
     using Scheme = DescriptionUrl::Scheme;
     if (url->scheme == Scheme::local) {
-        return read_local(channel, *url, description);
+        return read_local(device, *url, description);
     }
     if (url->scheme == Scheme::unknown) {
-        return elsewhere(PvResult::NotSupported, channel, *url, "this is no kind of URL that a device may have");
+        return elsewhere(PvResult::NotSupported, device, *url, "this is no kind of URL that a device may have");
     }
     // a copy that the user has put there saves the download
     if (const auto path = file_in_folder(*url, places.folder)) {
-        return read_file(channel, *url, *path, description);
+        return read_file(device, *url, *path, description);
     }
     if (url->scheme == Scheme::http && places.download) {
-        return download(channel, *url, description);
+        return download(device, *url, description);
     }
     const std::string file = "\"" + url->name + "\"";
     const std::string in_folder =
         places.folder.empty() ? "set the link parameter DescriptionFolder to a folder that holds the file " + file
                               : "put the file " + file + " into the folder \"" + places.folder + "\"";
     if (url->scheme == Scheme::http) {
-        return elsewhere(PvResult::NotSupported, channel, *url,
+        return elsewhere(PvResult::NotSupported, device, *url,
                          in_folder + ", or allow the download with the link parameter DescriptionDownload");
     }
-    return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, channel, *url, in_folder);
+    return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, device, *url, in_folder);
 }
 
 }  // namespace
@@ -244,13 +244,13 @@ std::optional<DescriptionUrl> parse_description_url(std::string_view text)
     return url;
 }
 
-PvResult fetch_description(control::ControlChannel& channel, const DescriptionPlaces& places, Description& description)
+PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
 {
-    const PvResult first = fetch_from(channel, wire::bootstrap::first_url, places, description);
-    if (first.IsOK() || channel.is_closed()) {
+    const PvResult first = fetch_from(device, wire::bootstrap::first_url, places, description);
+    if (first.IsOK() || first.GetCode() == PvResult::NotConnected) {
         return first;
     }
-    const PvResult second = fetch_from(channel, wire::bootstrap::second_url, places, description);
+    const PvResult second = fetch_from(device, wire::bootstrap::second_url, places, description);
     // the first failure is the one to explain: the second URL is empty on most devices
     return second.IsOK() ? second : first;
 }

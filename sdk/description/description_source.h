@@ -3,12 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "sdk/base/PvResult.h"
-#include "sdk/control/control_channel.h"
 
 namespace vex::description {
 
@@ -40,13 +41,21 @@ struct DescriptionPlaces {
     bool download = false;  ///< from the server that the device names
 };
 
-/// Reads the description, trying the device's second URL when the first leads nowhere. Of a file: URL only the file's
-/// name counts, and the file is looked for in the user's folder; a file of that name there also saves a download.
+/// The memory of a device, whatever connects it.
+struct DeviceMemory {
+    std::string name;  ///< of the device in failure texts, such as its address
+    /// Fills `bytes` from this address on, or tells why not: NotConnected when there is no connection any more.
+    std::function<PvResult(std::uint64_t address, std::span<std::uint8_t> bytes)> read;
+};
+
+/// Reads the description of a device with the bootstrap registers of GigE Vision, trying the device's second URL when
+/// the first leads nowhere. Of a file: URL only the file's name counts, and the file is looked for in the user's
+/// folder; a file of that name there also saves a download.
 ///
 /// NotSupported when the URLs lead out of the device and the user did not allow it, NotFound when the file is not where
 /// it should be, CannotOpenFile, GenICamXMLError when what they lead to cannot be used; for downloads also what
 /// http_get reports.
-PvResult fetch_description(control::ControlChannel& channel, const DescriptionPlaces& places, Description& description);
+PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description);
 
 /// The most bytes that are read for a description, packed or not.
 inline constexpr std::size_t largest_stored_description = std::size_t{16} << 20;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sdk/control/packet_size.h"
+#include "sdk/device/device_memory.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"
@@ -142,7 +143,8 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
 PvResult PvDevice::Impl::load_features(control::Connection& connection, std::shared_ptr<Features>& features)
 {
     description::Description description;
-    if (PvResult result = description::fetch_description(connection.channel(), link.description_places(), description);
+    if (PvResult result = description::fetch_description(device::memory_of(connection.channel()),
+                                                         link.description_places(), description);
         !result.IsOK()) {
         return result;
     }

@@ -11,7 +11,7 @@
 #include "sdk/control/control_channel.h"
 #include "sdk/control/control_transport.h"
 #include "sdk/control/discovery.h"
-#include "sdk/description/description_source.h"
+#include "sdk/device/device_memory.h"
 #include "tests/fuzz/input.h"
 
 using namespace vex;
@@ -150,7 +150,7 @@ void check_accesses(View script)
     require(clock.now() - began < std::chrono::minutes(3));
 
     description::Description description;
-    const PvResult result = description::fetch_description(channel, {}, description);
+    const PvResult result = description::fetch_description(device::memory_of(channel), {}, description);
     require(!result.IsOK() || description.name.ends_with(".xml"));
 }
 
