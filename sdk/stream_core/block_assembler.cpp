@@ -80,7 +80,7 @@ PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
     if (frame == nullptr) {
         return PacketFate::late;
     }
-    const PacketFate fate = frame->put_leader(*leader, habits_);
+    const PacketFate fate = frame->put_leader(*leader, typical_);
     account(*frame, packet.header, fate);
     return fate;
 }
@@ -106,7 +106,7 @@ PacketFate BlockAssembler::put_payload(BlockFrame& frame, std::uint32_t packet_i
     if (frame.buffer() == nullptr && !give_buffer(frame)) {
         return PacketFate::no_buffer;
     }
-    return frame.put_payload(packet_id, data, habits_, counters_);
+    return frame.put_payload(packet_id, data, typical_, counters_);
 }
 
 /// A whole block in one packet: leader, trailer, data.
@@ -126,7 +126,7 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     } else if (const std::optional<gvsp::AllIn> rest = gvsp::decode_all_in(packet.payload, *leader); !rest) {
         fate = PacketFate::malformed;
     } else {
-        fate = frame->put_leader(*leader, habits_);
+        fate = frame->put_leader(*leader, typical_);
         if (fate == PacketFate::stored) {
             fate = put_payload(*frame, 1, rest->data);
         }
@@ -162,7 +162,7 @@ bool BlockAssembler::give_buffer(BlockFrame& frame)
         frame.drop();
         return false;
     }
-    frame.use(*buffer, habits_);
+    frame.use(*buffer, typical_);
     return true;
 }
 
@@ -291,7 +291,7 @@ void BlockAssembler::deliver(BlockFrame& frame, bool aborted)
         ++counters_.of(BlockFate::no_buffer);
     } else {
         PvBuffer& buffer = *frame.buffer();
-        const BlockFate fate = frame.finish(aborted, habits_, counters_);
+        const BlockFate fate = frame.finish(aborted, typical_, counters_);
         ++counters_.of(fate);
         port_.deliver(buffer, fate);
     }

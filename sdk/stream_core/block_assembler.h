@@ -100,7 +100,7 @@ private:
     Ipv4Address device_;
     AssemblerSettings settings_;
     Counters counters_;
-    StreamHabits habits_;
+    TypicalBlock typical_;
     BlockNumbering numbering_;
     time_point now_;
 

@@ -92,7 +92,7 @@ void BlockFrame::forget_payload() noexcept
     extent_ = 0;
     short_id_ = 0;
     short_length_ = 0;
-    parked_id_ = 0;
+    unplaced_id_ = 0;
     arrived_.clear();
 }
 
@@ -104,21 +104,21 @@ void BlockFrame::drop() noexcept
     dropped_ = true;
 }
 
-void BlockFrame::use(PvBuffer& buffer, const StreamHabits& habits)
+void BlockFrame::use(PvBuffer& buffer, const TypicalBlock& typical)
 {
     buffer_ = &buffer;
-    begin_buffer(habits);
+    begin_buffer(typical);
 }
 
 /// Tells the buffer what is known of the block and makes room for it.
-void BlockFrame::begin_buffer(const StreamHabits& habits)
+void BlockFrame::begin_buffer(const TypicalBlock& typical)
 {
     acquisition::BlockStart start;
-    start.payload_type = leader_seen_ ? payload_type_ : habits.payload_type;
+    start.payload_type = leader_seen_ ? payload_type_ : typical.payload_type;
     start.block_id = block_id_;
     start.timestamp = timestamp_;
     start.reception_time = microseconds(first_packet_);
-    start.payload_size = announced_.ends() ? announced_.most : std::max(announced_.least, habits.payload_size);
+    start.payload_size = announced_.ends() ? announced_.most : std::max(announced_.least, typical.payload_size);
     start.image = image_;
     start.announced_raw_length = raw_length_;
     const PvResult result = acquisition::begin(*buffer_, start);
@@ -164,7 +164,7 @@ void BlockFrame::read_announcement(const wire::gvsp::Leader& leader) noexcept
     }
 }
 
-PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const StreamHabits& habits)
+PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const TypicalBlock& typical)
 {
     if (leader_seen_) {
         return PacketFate::redundant;
@@ -172,7 +172,7 @@ PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const Stream
     leader_seen_ = true;
     read_announcement(leader);
     if (buffer_ != nullptr) {
-        begin_buffer(habits);
+        begin_buffer(typical);
     }
     return PacketFate::stored;
 }
@@ -196,19 +196,19 @@ PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Tr
 }
 
 PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data,
-                                   const StreamHabits& habits, Counters& counters)
+                                   const TypicalBlock& typical, Counters& counters)
 {
     if (packet_id == 0 || data.empty() || (trailer_seen_ && packet_id > payload_packets_)) {
         return PacketFate::malformed;
     }
     if (stride_ == 0) {
-        if (packet_id == parked_id_) {
+        if (packet_id == unplaced_id_) {
             return PacketFate::redundant;
         }
-        if (!settle_stride(packet_id, data.size(), habits)) {
-            return park(packet_id, data);
+        if (!settle_stride(packet_id, data.size(), typical)) {
+            return keep_unplaced(packet_id, data);
         }
-        place_parked(counters);
+        place_unplaced(counters);
     }
     if (data.size() > stride_) {
         // only packet 1 came so far, and it was cut on its way: this one tells the stride
@@ -223,37 +223,37 @@ PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std:
 
 /// Whether this packet makes the stride certain: full packets are the rule, packet 1 is full unless it is the only one,
 /// and of any two packets at most one is the last.
-bool BlockFrame::settle_stride(std::uint32_t packet_id, std::size_t length, const StreamHabits& habits) noexcept
+bool BlockFrame::settle_stride(std::uint32_t packet_id, std::size_t length, const TypicalBlock& typical) noexcept
 {
-    if (parked_id_ != 0) {
-        stride_ = static_cast<std::uint32_t>(std::max(length, parked_.size()));
-    } else if (packet_id == 1 || length == habits.stride) {
+    if (unplaced_id_ != 0) {
+        stride_ = static_cast<std::uint32_t>(std::max(length, unplaced_.size()));
+    } else if (packet_id == 1 || length == typical.stride) {
         stride_ = static_cast<std::uint32_t>(length);
     }
     return stride_ != 0;
 }
 
-PacketFate BlockFrame::park(std::uint32_t packet_id, std::span<const std::uint8_t> data)
+PacketFate BlockFrame::keep_unplaced(std::uint32_t packet_id, std::span<const std::uint8_t> data)
 {
     try {
-        parked_.assign(data.begin(), data.end());
+        unplaced_.assign(data.begin(), data.end());
     } catch (const std::bad_alloc&) {
         failure_ = PvResult::NotEnoughMemory;
         return PacketFate::no_room;
     }
-    parked_id_ = packet_id;
+    unplaced_id_ = packet_id;
     highest_ = packet_id;
     return PacketFate::stored;
 }
 
-void BlockFrame::place_parked(Counters& counters)
+void BlockFrame::place_unplaced(Counters& counters)
 {
-    if (parked_id_ == 0) {
+    if (unplaced_id_ == 0) {
         return;
     }
-    const std::uint32_t id = parked_id_;
-    parked_id_ = 0;
-    const PacketFate fate = place(id, parked_, counters);
+    const std::uint32_t id = unplaced_id_;
+    unplaced_id_ = 0;
+    const PacketFate fate = place(id, unplaced_, counters);
     if (fate != PacketFate::stored) {
         --counters.of(PacketFate::stored);
         ++counters.of(fate);
@@ -479,24 +479,24 @@ acquisition::ImageStatus BlockFrame::image_status() const noexcept
 }
 
 /// For a block of which a single packet came, and not packet 1.
-void BlockFrame::guess_stride(const StreamHabits& habits) noexcept
+void BlockFrame::guess_stride(const TypicalBlock& typical) noexcept
 {
-    const std::size_t length = parked_.size();
-    if (length <= habits.stride) {
-        stride_ = habits.stride;
+    const std::size_t length = unplaced_.size();
+    if (length <= typical.stride) {
+        stride_ = typical.stride;
     } else {
         stride_ = static_cast<std::uint32_t>(length);
     }
 }
 
-BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& counters)
+BlockFate BlockFrame::finish(bool aborted, TypicalBlock& typical, Counters& counters)
 {
-    if (parked_id_ != 0 && stride_ == 0) {
-        guess_stride(habits);
-        place_parked(counters);
+    if (unplaced_id_ != 0 && stride_ == 0) {
+        guess_stride(typical);
+        place_unplaced(counters);
     }
     if (stride_ == 0) {
-        stride_ = habits.stride;
+        stride_ = typical.stride;
     }
     if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes()) {
         take_back(short_id_, short_length_, counters);
@@ -539,14 +539,14 @@ BlockFate BlockFrame::finish(bool aborted, StreamHabits& habits, Counters& count
     }
 
     if (received_ > 1 || (received_ == 1 && highest_ == 1)) {
-        habits.stride = stride_;
+        typical.stride = stride_;
     }
     if (leader_seen_) {
-        habits.payload_type = payload_type_;
+        typical.payload_type = payload_type_;
     }
     // learnt only from what was really sent: a lying packet ID must not make buffers grow
     if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends()) {
-        habits.payload_size = std::max(habits.payload_size, extent_);
+        typical.payload_size = std::max(typical.payload_size, extent_);
     }
     buffer_ = nullptr;
     return end_fate;

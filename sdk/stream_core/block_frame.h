@@ -17,7 +17,7 @@
 namespace vex::stream {
 
 /// What a block tells about the ones that follow it; used where their own packets have not told yet.
-struct StreamHabits {
+struct TypicalBlock {
     std::uint32_t stride = 0;        ///< data bytes of a full payload packet; 0 until one was seen
     std::uint64_t payload_size = 0;  ///< bytes of the largest recent block of unannounced size
     PvPayloadType payload_type = PvPayloadTypeUndefined;
@@ -46,7 +46,7 @@ public:
 
     [[nodiscard]] PvBuffer* buffer() const noexcept { return buffer_; }
     /// Uses `buffer` for the block, made ready for what is known of it.
-    void use(PvBuffer& buffer, const StreamHabits& habits);
+    void use(PvBuffer& buffer, const TypicalBlock& typical);
     /// There is no buffer for this block: its packets are counted and thrown away.
     void drop() noexcept;
     [[nodiscard]] bool dropped() const noexcept { return dropped_; }
@@ -59,9 +59,9 @@ public:
     /// Nothing more is to come.
     [[nodiscard]] bool complete() const noexcept;
 
-    PacketFate put_leader(const wire::gvsp::Leader& leader, const StreamHabits& habits);
+    PacketFate put_leader(const wire::gvsp::Leader& leader, const TypicalBlock& typical);
     /// Needs a buffer. `counters` is told when an earlier packet turns out to be malformed.
-    PacketFate put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data, const StreamHabits& habits,
+    PacketFate put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data, const TypicalBlock& typical,
                            Counters& counters);
     PacketFate put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters);
 
@@ -72,7 +72,7 @@ public:
 
     /// Ends the block and records its outcome in the buffer, which it gives up. `aborted` tells that it was the client
     /// who ended it. Returns how the block ended.
-    BlockFate finish(bool aborted, StreamHabits& habits, Counters& counters);
+    BlockFate finish(bool aborted, TypicalBlock& typical, Counters& counters);
 
 private:
     /// Payload bytes that a leader announces; where chunks of unknown size follow, `most` is without end.
@@ -83,14 +83,14 @@ private:
         [[nodiscard]] bool ends() const noexcept { return most != std::numeric_limits<std::uint64_t>::max(); }
     };
 
-    void begin_buffer(const StreamHabits& habits);
+    void begin_buffer(const TypicalBlock& typical);
     void forget_payload() noexcept;
     void read_announcement(const wire::gvsp::Leader& leader) noexcept;
-    PacketFate park(std::uint32_t packet_id, std::span<const std::uint8_t> data);
-    bool settle_stride(std::uint32_t packet_id, std::size_t length, const StreamHabits& habits) noexcept;
+    PacketFate keep_unplaced(std::uint32_t packet_id, std::span<const std::uint8_t> data);
+    bool settle_stride(std::uint32_t packet_id, std::size_t length, const TypicalBlock& typical) noexcept;
     PacketFate place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters);
-    void place_parked(Counters& counters);
-    void guess_stride(const StreamHabits& habits) noexcept;
+    void place_unplaced(Counters& counters);
+    void guess_stride(const TypicalBlock& typical) noexcept;
     void take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept;
     void reject_cut_packet(Counters& counters) noexcept;
     [[nodiscard]] std::uint64_t needed_bytes() const noexcept;
@@ -126,8 +126,8 @@ private:
     std::uint32_t short_length_ = 0;
 
     // the packet that cannot be placed yet
-    std::uint32_t parked_id_ = 0;
-    std::vector<std::uint8_t> parked_;
+    std::uint32_t unplaced_id_ = 0;
+    std::vector<std::uint8_t> unplaced_;
 
     bool leader_seen_ = false;
     PvPayloadType payload_type_ = PvPayloadTypeUndefined;

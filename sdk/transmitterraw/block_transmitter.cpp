@@ -94,7 +94,7 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
 
     const std::size_t packet_bytes = sent->data_per_packet;
     std::uint64_t next = 0;
-    pacer_.rested(clock_.now());
+    pacer_.resume(clock_.now());
     while (next <= sent->trailer_id) {
         if (aborted_) {
             return std::make_error_code(std::errc::operation_canceled);

@@ -10,7 +10,7 @@ namespace {
 constexpr Pacer::duration granularity = std::chrono::microseconds(200);
 
 // After a late wake-up so much is caught up with, so that the mean rate holds; a longer pause earns no burst.
-constexpr Pacer::duration longest_arrears = std::chrono::milliseconds(2);
+constexpr Pacer::duration longest_catch_up = std::chrono::milliseconds(2);
 
 }  // namespace
 
@@ -39,11 +39,11 @@ std::size_t Pacer::batch(std::size_t packet_bytes, std::size_t most) const noexc
     return std::clamp<std::size_t>(static_cast<std::size_t>(granularity / one), 1, most);
 }
 
-void Pacer::rested(time_point now) noexcept { next_ = std::max(next_, now); }
+void Pacer::resume(time_point now) noexcept { next_ = std::max(next_, now); }
 
 void Pacer::sent(time_point now, std::size_t packets, std::size_t bytes) noexcept
 {
-    next_ = std::max(next_, now - longest_arrears) + cost(packets, bytes);
+    next_ = std::max(next_, now - longest_catch_up) + cost(packets, bytes);
 }
 
 }  // namespace vex::transmitter

@@ -30,7 +30,7 @@ public:
     [[nodiscard]] time_point next() const noexcept { return next_; }
 
     /// Nothing was waiting to leave until `now`: idle time earns no burst.
-    void rested(time_point now) noexcept;
+    void resume(time_point now) noexcept;
 
     /// Packets with so many bytes in total left at `now`.
     void sent(time_point now, std::size_t packets, std::size_t bytes) noexcept;

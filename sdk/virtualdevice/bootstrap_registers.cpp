@@ -294,7 +294,7 @@ Status GvcpResponder::accept_privilege(std::uint32_t& value)
     }
     const bool taken = !controller_;
     controller_ = source_;
-    last_sign_of_life_ = clock_.now();
+    last_command_ = clock_.now();
     registers_.set_value(reg::primary_application_port, source_.port);
     registers_.set_value(reg::primary_application_ip, source_.address.value);
     if (taken) {

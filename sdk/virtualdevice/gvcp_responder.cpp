@@ -49,7 +49,7 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const Endpoin
         return;
     }
     if (controller_ == source) {
-        last_sign_of_life_ = clock_.now();
+        last_command_ = clock_.now();
     }
 
     source_ = source;
@@ -81,7 +81,7 @@ void GvcpResponder::expire()
     if (!controller_ || heartbeat_disabled()) {
         return;
     }
-    if (clock_.now() - last_sign_of_life_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout))) {
+    if (clock_.now() - last_command_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout))) {
         return;
     }
     ++statistics_.heartbeat_expired;

@@ -171,7 +171,7 @@ private:
     GvcpStatistics statistics_;
 
     std::optional<Endpoint> controller_;
-    net::Clock::time_point last_sign_of_life_{};
+    net::Clock::time_point last_command_{};
 
     // the datagram being handled
     Endpoint source_;

@@ -13,7 +13,7 @@ namespace vex::virtual_device {
 namespace {
 
 // How soon a stop or an expired heartbeat is noticed.
-constexpr std::chrono::milliseconds turn{50};
+constexpr std::chrono::milliseconds longest_wait{50};
 
 // Datagrams taken from one socket before the others get their turn.
 constexpr int fair_share = 32;
@@ -120,7 +120,7 @@ void GvcpServer::run()
         for (net::UdpSocket& socket : sockets_.broadcast) {
             sockets.push_back(&socket);
         }
-        if (net::wait_readable(sockets, turn)) {
+        if (net::wait_readable(sockets, longest_wait)) {
             serve(sockets_.unicast, false);
             for (net::UdpSocket& socket : sockets_.broadcast) {
                 serve(socket, true);

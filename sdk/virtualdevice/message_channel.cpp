@@ -16,7 +16,7 @@ namespace gvcp = wire::gvcp;
 constexpr std::size_t longest_queue = 256;
 
 // How soon a wait for an acknowledge notices that it is no longer wanted.
-constexpr std::chrono::milliseconds turn{20};
+constexpr std::chrono::milliseconds longest_wait{20};
 
 // What fits a datagram beside the headers of message and event.
 constexpr std::size_t most_data = gvcp::largest_message - gvcp::header_size - 16;
@@ -156,7 +156,7 @@ bool MessageChannel::await_acknowledge(const Endpoint& from, std::uint16_t reque
         if (left <= std::chrono::milliseconds::zero()) {
             return false;
         }
-        const auto received = socket_.receive(buffer, std::min(left, turn));
+        const auto received = socket_.receive(buffer, std::min(left, longest_wait));
         if (!received || received->source != from) {
             continue;
         }

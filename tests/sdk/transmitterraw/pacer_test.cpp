@@ -68,9 +68,9 @@ TEST(Pacer, RestEarnsNothingAndForgivesNothing)
     pacer.configure(1ms, 0);
     pacer.sent(start, 3, 300);
     const auto due = pacer.next();
-    pacer.rested(due - 1ms);
+    pacer.resume(due - 1ms);
     EXPECT_EQ(pacer.next(), due) << "what was sent before still counts";
-    pacer.rested(due + 1s);
+    pacer.resume(due + 1s);
     EXPECT_EQ(pacer.next(), due + 1s);
     pacer.sent(due + 1s, 1, 100);
     EXPECT_EQ(pacer.next(), due + 1s + 1ms) << "the first packets of a block keep their distance";
