@@ -91,6 +91,8 @@ private:
     PacketFate place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters);
     void place_unplaced(Counters& counters);
     void guess_stride(const TypicalBlock& typical) noexcept;
+    void settle_payload(const TypicalBlock& typical, Counters& counters);
+    void tell(TypicalBlock& typical) const noexcept;
     void take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept;
     void reject_cut_packet(Counters& counters) noexcept;
     [[nodiscard]] std::uint64_t needed_bytes() const noexcept;

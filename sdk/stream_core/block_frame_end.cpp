@@ -1,0 +1,184 @@
+// How a block ends: what is missing, and what is recorded of it.
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <string>
+
+#include "sdk/stream_core/block_frame.h"
+#include "sdk/wire/pixel_format.h"
+
+namespace vex::stream {
+
+namespace {
+
+/// Payload packets that leave an ID for the trailer.
+constexpr std::uint64_t most_packets = 0xFFFFFFFE;
+
+}  // namespace
+
+BlockFate BlockFrame::fate(bool aborted) const noexcept
+{
+    if (aborted) {
+        return BlockFate::aborted;
+    }
+    if (failure_ != PvResult::OK) {
+        return BlockFate::failed;
+    }
+    if (unsupported_) {
+        return BlockFate::invalid_format;
+    }
+    if (outside_ != 0) {
+        return BlockFate::buffer_too_small;
+    }
+    return leader_seen_ && all_payload_there() ? BlockFate::complete : BlockFate::missing_packets;
+}
+
+PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const
+{
+    const std::string block = "block " + std::to_string(block_id_);
+    switch (fate) {
+    case BlockFate::aborted: return PvResult::Aborted;
+    case BlockFate::failed: return failure_;
+    case BlockFate::invalid_format:
+        return {PvResult::InvalidDataFormat, block + " came in a payload layout that is not supported"};
+    case BlockFate::buffer_too_small:
+        return {PvResult::BufferTooSmall,
+                block + " needs " + std::to_string(extent_) + " bytes, the buffer has " + std::to_string(capacity_)};
+    case BlockFate::missing_packets:
+        return {PvResult::MissingPackets,
+                block + ": " + std::to_string(lost) + " of " + std::to_string(packets) + " packets did not arrive"};
+    default: return PvResult::OK;
+    }
+}
+
+/// Fills the list of missing ranges, leader and trailer included, and returns how many packets that are.
+std::uint64_t BlockFrame::list_missing(std::uint64_t packets)
+{
+    missing_.clear();
+    std::uint64_t lost = 0;
+    const auto add = [&](std::uint32_t low, std::uint32_t high) {
+        lost += std::uint64_t{high} - low + 1;
+        if (!missing_.empty() && missing_.back().high + 1 == low) {
+            missing_.back().high = high;
+        } else {
+            missing_.push_back({low, high});
+        }
+    };
+    if (!leader_seen_) {
+        add(0, 0);
+    }
+    // what did arrive but had no room is not missing
+    const std::uint64_t last = outside_ != 0 && stride_ != 0 ? std::min(packets, capacity_ / stride_) : packets;
+    arrived_.for_each_gap(1, last, add);
+    if (!trailer_seen_) {
+        add(static_cast<std::uint32_t>(packets + 1), static_cast<std::uint32_t>(packets + 1));
+    }
+    return lost;
+}
+
+acquisition::ImageStatus BlockFrame::image_status() const noexcept
+{
+    acquisition::ImageStatus status;
+    status.data_overrun = data_overrun_;
+    if (field_count_ > 1) {
+        status.interlaced_odd = field_id_ % 2 != 0;
+        status.interlaced_even = !status.interlaced_odd;
+    }
+    if (!image_.has_value() || stride_ == 0) {
+        return status;
+    }
+    const std::uint64_t line =
+        wire::line_bytes(static_cast<std::uint32_t>(image_->pixel_type), image_->width) + image_->padding_x;
+    const std::uint64_t end = needed_bytes();
+    for (const acquisition::PacketRange& range : missing_) {
+        const std::uint64_t from = std::uint64_t{std::max(range.low, 1U) - 1} * stride_;
+        const std::uint64_t to = std::min(std::uint64_t{range.high} * stride_, end);
+        if (from >= to || line == 0) {
+            continue;
+        }
+        const std::uint64_t first_whole_line = (from + line - 1) / line * line;
+        if (first_whole_line + line <= to) {
+            status.full_line_missing = true;
+        }
+        if (from % line != 0 || to % line != 0) {
+            status.partial_line_missing = true;
+        }
+    }
+    return status;
+}
+
+/// What is not certain about the last packets of a block is decided with its end.
+void BlockFrame::settle_payload(const TypicalBlock& typical, Counters& counters)
+{
+    if (unplaced_id_ != 0 && stride_ == 0) {
+        guess_stride(typical);
+        place_unplaced(counters);
+    }
+    if (stride_ == 0) {
+        stride_ = typical.stride;
+    }
+    if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes()) {
+        take_back(short_id_, short_length_, counters);
+    }
+}
+
+BlockFate BlockFrame::finish(bool aborted, TypicalBlock& typical, Counters& counters)
+{
+    settle_payload(typical, counters);
+    const BlockFate end_fate = fate(aborted);
+    const std::uint64_t known = known_packets();
+    const std::uint64_t packets =
+        std::min(known != 0 || trailer_seen_ ? known : std::max<std::uint64_t>(highest_, 1), most_packets);
+
+    acquisition::BlockEnd end;
+    std::uint64_t lost = 0;
+    try {
+        lost = list_missing(packets);
+        end.result = describe(end_fate, lost, packets + 2);
+    } catch (const std::bad_alloc&) {
+        missing_.clear();
+        end.result = PvResult::NotEnoughMemory;
+    }
+    end.acquired_size = bytes_;
+    end.expected_resend_count = resent_;
+    end.lost_packet_count =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(lost, std::numeric_limits<std::uint32_t>::max()));
+    end.ignored_packet_count = ignored_;
+    end.missing = missing_;
+    end.status = image_status();
+    if (delivered_lines_ != 0) {
+        end.delivered_lines = delivered_lines_;
+    }
+    acquisition::finish(*buffer_, end);
+
+    counters.packets_lost += aborted ? 0 : lost;
+    counters.data_overruns += end.status.data_overrun ? 1 : 0;
+    counters.partial_line_missing += end.status.partial_line_missing ? 1 : 0;
+    counters.full_line_missing += end.status.full_line_missing ? 1 : 0;
+    if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage) {
+        ++counters.images;
+    }
+    if (!end.result.IsOK()) {
+        counters.last_error = end.result.GetCode();
+    }
+    tell(typical);
+    buffer_ = nullptr;
+    return end_fate;
+}
+
+/// Tells what this block shows of the ones that follow.
+void BlockFrame::tell(TypicalBlock& typical) const noexcept
+{
+    if (received_ > 1 || (received_ == 1 && highest_ == 1)) {
+        typical.stride = stride_;
+    }
+    if (leader_seen_) {
+        typical.payload_type = payload_type_;
+    }
+    // learnt only from what was really sent: a lying packet ID must not make buffers grow
+    if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends()) {
+        typical.payload_size = std::max(typical.payload_size, extent_);
+    }
+}
+
+}  // namespace vex::stream
