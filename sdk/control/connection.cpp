@@ -14,11 +14,10 @@ namespace {
 namespace bootstrap = wire::bootstrap;
 using std::chrono::milliseconds;
 
-/// Whether there is a device at all is asked with less patience than the rest: nobody wants to wait long for a camera
-/// that is not there.
-constexpr Patience first_contact{milliseconds(300), 3};
-/// A device that is gone must not keep its application from ending.
-constexpr Patience farewell{milliseconds(150), 2};
+/// Of the first request, shorter than the rest, so that a missing device is reported soon.
+constexpr RetryPolicy first_request_policy{milliseconds(300), 3};
+/// Of the write that gives the privilege back: disconnecting from a device that is gone must not take long.
+constexpr RetryPolicy release_policy{milliseconds(150), 2};
 
 constexpr std::uint32_t newest_major = 2;
 constexpr std::uint32_t usual_heartbeat_timeout_ms = 3000;
@@ -35,7 +34,7 @@ Connection::Connection(const ConnectionTarget& target, std::unique_ptr<ControlTr
     : target_(target), transport_(std::move(transport)), channel_(*transport_, clock)
 {}
 
-PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
+PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& policy,
                           std::shared_ptr<Connection>& connection)
 {
     std::unique_ptr<ControlTransport> transport;
@@ -44,15 +43,15 @@ PvResult Connection::open(const ConnectionTarget& target, const Patience& patien
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, error.what()};
     }
-    return open(target, patience, std::move(transport), net::Clock::steady(), connection);
+    return open(target, policy, std::move(transport), net::Clock::steady(), connection);
 }
 
-PvResult Connection::open(const ConnectionTarget& target, const Patience& patience,
+PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& policy,
                           std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
                           std::shared_ptr<Connection>& connection)
 {
     const auto candidate = std::make_shared<Connection>(target, std::move(transport), clock);
-    candidate->channel_.set_patience(patience);
+    candidate->channel_.set_retry_policy(policy);
     if (PvResult result = candidate->read_facts(); !result.IsOK()) {
         return result;
     }
@@ -69,7 +68,7 @@ PvResult Connection::open(const ConnectionTarget& target, const Patience& patien
 
 PvResult Connection::read_facts()
 {
-    auto outcome = channel_.read_register(bootstrap::version, facts_.version, first_contact);
+    auto outcome = channel_.read_register(bootstrap::version, facts_.version, first_request_policy);
     if (!outcome.ok()) {
         PvResult result = result_of(outcome);
         if (outcome.kind == ControlOutcome::Kind::refused && outcome.status == wire::gvcp::Status::access_denied) {
@@ -121,7 +120,7 @@ void Connection::close() noexcept
         return;
     }
     if (has_control()) {
-        static_cast<void>(channel_.close_with({bootstrap::control_channel_privilege, 0}, farewell));
+        static_cast<void>(channel_.close_with({bootstrap::control_channel_privilege, 0}, release_policy));
     } else {
         channel_.close();
     }

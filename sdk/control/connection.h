@@ -45,10 +45,10 @@ class Connection {
 public:
     /// Reaches the device, checks that this SDK can talk to it and takes the privilege. `connection` is set on success
     /// only.
-    static PvResult open(const ConnectionTarget& target, const Patience& patience,
+    static PvResult open(const ConnectionTarget& target, const RetryPolicy& policy,
                          std::shared_ptr<Connection>& connection);
     /// The same on this transport instead of a UDP socket. The clock must outlive the connection.
-    static PvResult open(const ConnectionTarget& target, const Patience& patience,
+    static PvResult open(const ConnectionTarget& target, const RetryPolicy& policy,
                          std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
                          std::shared_ptr<Connection>& connection);
 

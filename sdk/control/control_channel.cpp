@@ -29,17 +29,17 @@ constexpr std::uint32_t length_of(std::span<const std::uint8_t> bytes) noexcept
 ControlChannel::ControlChannel(ControlTransport& transport, const net::Clock& clock) noexcept
     : transport_(transport), clock_(clock)
 {
-    set_patience({});
+    set_retry_policy({});
 }
 
-Patience ControlChannel::patience() const noexcept { return {milliseconds(answer_timeout_ms_), attempts_}; }
+RetryPolicy ControlChannel::retry_policy() const noexcept { return {milliseconds(answer_timeout_ms_), attempts_}; }
 
-void ControlChannel::set_patience(Patience patience) noexcept
+void ControlChannel::set_retry_policy(RetryPolicy policy) noexcept
 {
     constexpr auto longest = std::chrono::duration_cast<milliseconds>(std::chrono::hours(1)).count();
     answer_timeout_ms_ =
-        static_cast<std::uint32_t>(std::clamp<milliseconds::rep>(patience.answer_timeout.count(), 1, longest));
-    attempts_ = std::max(patience.attempts, 1U);
+        static_cast<std::uint32_t>(std::clamp<milliseconds::rep>(policy.answer_timeout.count(), 1, longest));
+    attempts_ = std::max(policy.attempts, 1U);
 }
 
 void ControlChannel::close() noexcept
@@ -48,14 +48,14 @@ void ControlChannel::close() noexcept
     transport_.wake();
 }
 
-ControlOutcome ControlChannel::close_with(const RegisterWrite& last, Patience patience) noexcept
+ControlOutcome ControlChannel::close_with(const RegisterWrite& last, RetryPolicy policy) noexcept
 {
     close();
     const std::scoped_lock lock(mutex_);
     is_last_ = true;
     const auto message = wire::gvcp::write_registers(next_request_id(), {&last, 1});
     const auto outcome = exchange(
-        message, {Command::write_register, last.address, word}, patience,
+        message, {Command::write_register, last.address, word}, policy,
         [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
     is_last_ = false;
     return outcome;
@@ -73,10 +73,10 @@ std::uint16_t ControlChannel::next_request_id() noexcept
 // ---- one exchange ----
 
 template <typename Accept, typename Refused>
-ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, Patience patience,
+ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, RetryPolicy policy,
                                         Accept accept, Refused refused) noexcept
 {
-    Exchange exchange(*this, message, access, patience);
+    Exchange exchange(*this, message, access, policy);
     while (exchange.send()) {
         while (const auto acknowledge = exchange.await()) {
             exchange.judge(*acknowledge, accept, refused);
@@ -86,14 +86,14 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
 }
 
 template <typename Accept>
-ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, Patience patience,
+ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Access access, RetryPolicy policy,
                                         Accept accept) noexcept
 {
-    return exchange(message, access, patience, accept, [](std::span<const std::uint8_t>, ControlOutcome&) {});
+    return exchange(message, access, policy, accept, [](std::span<const std::uint8_t>, ControlOutcome&) {});
 }
 
 /// What an operation of several messages may take in all, so that a device which answers every message at the last
-/// moment cannot hold the caller for hours.
+/// moment cannot keep the caller waiting for hours.
 class ControlChannel::Budget {
 public:
     Budget(const net::Clock& clock, std::size_t messages) noexcept
@@ -122,14 +122,14 @@ private:
 
 ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_t& value) noexcept
 {
-    return read_register(address, value, patience());
+    return read_register(address, value, retry_policy());
 }
 
-ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_t& value, Patience patience) noexcept
+ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_t& value, RetryPolicy policy) noexcept
 {
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::read_registers(next_request_id(), {&address, 1});
-    return exchange(message, {Command::read_register, address, word}, patience,
+    return exchange(message, {Command::read_register, address, word}, policy,
                     [&](std::span<const std::uint8_t> payload) {
                         if (payload.size() < word) {
                             return false;
@@ -141,27 +141,27 @@ ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_
 
 ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value) noexcept
 {
-    return write_register(address, value, patience());
+    return write_register(address, value, retry_policy());
 }
 
-ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value, Patience patience) noexcept
+ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value, RetryPolicy policy) noexcept
 {
     const std::scoped_lock lock(mutex_);
     const RegisterWrite write{address, value};
     const auto message = wire::gvcp::write_registers(next_request_id(), {&write, 1});
     return exchange(
-        message, {Command::write_register, address, word}, patience,
+        message, {Command::write_register, address, word}, policy,
         [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
 }
 
 ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses,
                                               std::span<std::uint32_t> values) noexcept
 {
-    return read_registers(addresses, values, patience());
+    return read_registers(addresses, values, retry_policy());
 }
 
 ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values,
-                                              Patience patience) noexcept
+                                              RetryPolicy policy) noexcept
 {
     const Budget budget(clock_, addresses.size());
     ControlOutcome outcome;
@@ -169,9 +169,9 @@ ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> add
         std::size_t done = 1;
         if (concatenation_ && addresses.size() > 1) {
             outcome = read_concatenated(addresses.first(std::min(addresses.size(), most_reads_per_message)), values,
-                                        patience, done);
+                                        policy, done);
         } else {
-            outcome = read_register(addresses.front(), values.front(), patience);
+            outcome = read_register(addresses.front(), values.front(), policy);
         }
         addresses = addresses.subspan(done);
         values = values.subspan(done);
@@ -181,14 +181,14 @@ ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> add
 }
 
 ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> addresses,
-                                                 std::span<std::uint32_t> values, Patience patience,
+                                                 std::span<std::uint32_t> values, RetryPolicy policy,
                                                  std::size_t& done) noexcept
 {
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::read_registers(next_request_id(), addresses);
     const auto length = static_cast<std::uint32_t>(addresses.size()) * word;
     const auto outcome = exchange(
-        message, {Command::read_register, addresses.front(), length}, patience,
+        message, {Command::read_register, addresses.front(), length}, policy,
         [&](std::span<const std::uint8_t> payload) {
             const std::size_t count = std::min(payload.size() / word, addresses.size());
             for (std::size_t i = 0; i < count; ++i) {
@@ -198,7 +198,7 @@ ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> 
             return count > 0;
         },
         [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
-            // the values that precede the one refused are there; the first that is missing is the culprit
+            // the values that precede the one refused are there; the first that is missing was refused
             end.address = addresses[std::min(payload.size() / word, addresses.size() - 1)];
         });
     // some devices claim to take several registers and answer the first one only: go on singly
@@ -232,7 +232,7 @@ ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite>
     const auto message = wire::gvcp::write_registers(next_request_id(), writes);
     const auto length = static_cast<std::uint32_t>(writes.size()) * word;
     return exchange(
-        message, {Command::write_register, writes.front().address, length}, patience(),
+        message, {Command::write_register, writes.front().address, length}, retry_policy(),
         [&](std::span<const std::uint8_t> payload) {
             const auto written = wire::gvcp::decode_write_done(payload);
             return written && *written == writes.size();
@@ -267,7 +267,7 @@ ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::
     const auto count = static_cast<std::uint16_t>((before + destination.size() + word - 1) / word * word);
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::read_memory(next_request_id(), {address - before, count});
-    return exchange(message, {Command::read_memory, address, length_of(destination)}, patience(),
+    return exchange(message, {Command::read_memory, address, length_of(destination)}, retry_policy(),
                     [&](std::span<const std::uint8_t> payload) {
                         const auto answer = wire::gvcp::decode_read_memory_acknowledge(payload);
                         if (!answer || answer->address != address - before || answer->data.size() < count) {
@@ -317,7 +317,7 @@ ControlOutcome ControlChannel::write_block(std::uint32_t address, std::span<cons
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::write_memory(next_request_id(), {address, source});
     return exchange(
-        message, {Command::write_memory, address, length_of(source)}, patience(),
+        message, {Command::write_memory, address, length_of(source)}, retry_policy(),
         [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
 }
 

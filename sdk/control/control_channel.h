@@ -18,7 +18,7 @@
 namespace vex::control {
 
 /// How long a request waits for its acknowledge and how often it is sent.
-struct Patience {
+struct RetryPolicy {
     std::chrono::milliseconds answer_timeout{500};
     unsigned attempts = 4;
 };
@@ -65,15 +65,15 @@ public:
     ControlChannel(ControlTransport& transport, const net::Clock& clock) noexcept;
 
     ControlOutcome read_register(std::uint32_t address, std::uint32_t& value) noexcept;
-    ControlOutcome read_register(std::uint32_t address, std::uint32_t& value, Patience patience) noexcept;
+    ControlOutcome read_register(std::uint32_t address, std::uint32_t& value, RetryPolicy policy) noexcept;
     ControlOutcome write_register(std::uint32_t address, std::uint32_t value) noexcept;
-    ControlOutcome write_register(std::uint32_t address, std::uint32_t value, Patience patience) noexcept;
+    ControlOutcome write_register(std::uint32_t address, std::uint32_t value, RetryPolicy policy) noexcept;
 
     /// Reads one value for each address, with as few messages as the device allows. `values` is at least as long as
     /// `addresses`.
     ControlOutcome read_registers(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values) noexcept;
     ControlOutcome read_registers(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values,
-                                  Patience patience) noexcept;
+                                  RetryPolicy policy) noexcept;
     /// Writes in order; stops at the first that fails, which the outcome names.
     ControlOutcome write_registers(std::span<const RegisterWrite> writes) noexcept;
 
@@ -88,13 +88,13 @@ public:
     /// The device takes WRITEMEM; true until set. Without it memory is written register by register.
     void set_write_memory(bool supported) noexcept { write_memory_ = supported; }
 
-    [[nodiscard]] Patience patience() const noexcept;
-    void set_patience(Patience patience) noexcept;
+    [[nodiscard]] RetryPolicy retry_policy() const noexcept;
+    void set_retry_policy(RetryPolicy policy) noexcept;
 
     /// Ends the exchange under way soon and fails all later ones.
     void close() noexcept;
     /// The same, and then sends one last write.
-    ControlOutcome close_with(const RegisterWrite& last, Patience patience) noexcept;
+    ControlOutcome close_with(const RegisterWrite& last, RetryPolicy policy) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }
 
     /// When the device last acknowledged anything, refusals included; the epoch before it did.
@@ -121,13 +121,13 @@ private:
     /// takes; false from it means that the payload is broken. The payload of a refusal is shown to `refused`. The
     /// caller holds the mutex.
     template <typename Accept, typename Refused>
-    ControlOutcome exchange(const wire::gvcp::Message& message, Access access, Patience patience, Accept accept,
+    ControlOutcome exchange(const wire::gvcp::Message& message, Access access, RetryPolicy policy, Accept accept,
                             Refused refused) noexcept;
     template <typename Accept>
-    ControlOutcome exchange(const wire::gvcp::Message& message, Access access, Patience patience,
+    ControlOutcome exchange(const wire::gvcp::Message& message, Access access, RetryPolicy policy,
                             Accept accept) noexcept;
     ControlOutcome read_concatenated(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values,
-                                     Patience patience, std::size_t& done) noexcept;
+                                     RetryPolicy policy, std::size_t& done) noexcept;
     ControlOutcome write_concatenated(std::span<const RegisterWrite> writes) noexcept;
     ControlOutcome read_block(std::uint32_t address, std::span<std::uint8_t> destination) noexcept;
     ControlOutcome write_block(std::uint32_t address, std::span<const std::uint8_t> source) noexcept;

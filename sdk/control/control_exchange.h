@@ -14,8 +14,8 @@ namespace vex::control {
 /// A request on its way: sent, its acknowledge awaited, and that judged, until one of these ends it.
 class ControlChannel::Exchange {
 public:
-    Exchange(ControlChannel& channel, const wire::gvcp::Message& message, Access access, Patience patience) noexcept
-        : channel_(channel), message_(message), patience_(patience), expected_(acknowledge_of(access.command)),
+    Exchange(ControlChannel& channel, const wire::gvcp::Message& message, Access access, RetryPolicy policy) noexcept
+        : channel_(channel), message_(message), policy_(policy), expected_(acknowledge_of(access.command)),
           device_(channel.transport_.device()), begin_(channel.clock_.now()), now_(begin_)
     {
         outcome_.command = access.command;
@@ -30,7 +30,7 @@ public:
         if (over_) {
             return false;
         }
-        if (outcome_.attempts == patience_.attempts) {
+        if (outcome_.attempts == policy_.attempts) {
             return fail(malformed_ ? ControlOutcome::Kind::malformed : ControlOutcome::Kind::no_answer);
         }
         if (channel_.must_end()) {
@@ -39,9 +39,9 @@ public:
         channel_.retries_.add(outcome_.attempts == 0 ? 0 : 1);
         ++outcome_.attempts;
         sent_ = now_;
-        deadline_ = sent_ + patience_.answer_timeout;
+        deadline_ = sent_ + policy_.answer_timeout;
         outcome_.error = channel_.transport_.send(message_.bytes());
-        if (outcome_.error && outcome_.attempts == patience_.attempts) {
+        if (outcome_.error && outcome_.attempts == policy_.attempts) {
             return fail(ControlOutcome::Kind::send_failed);
         }
         return true;
@@ -155,12 +155,12 @@ private:
             return;
         }
         // the announced time is the device's own; the way back takes as long as any answer's
-        deadline_ = std::min(now_ + std::chrono::milliseconds(*more) + patience_.answer_timeout, pending_end_);
+        deadline_ = std::min(now_ + std::chrono::milliseconds(*more) + policy_.answer_timeout, pending_end_);
     }
 
     ControlChannel& channel_;
     const wire::gvcp::Message& message_;
-    const Patience patience_;
+    const RetryPolicy policy_;
     const wire::gvcp::Command expected_;
     const Endpoint device_;
     const time_point begin_;

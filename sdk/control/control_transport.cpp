@@ -23,7 +23,7 @@ std::optional<net::Received> UdpControlTransport::receive(std::span<std::uint8_t
 
 void UdpControlTransport::wake() noexcept
 {
-    // an empty datagram to ourselves: it answers nothing, so the waiting exchange looks up and waits on, or not
+    // an empty datagram to this socket ends the wait; it answers nothing, so an exchange that goes on is not disturbed
     socket_.send_to(local_, {});
 }
 

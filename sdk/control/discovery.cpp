@@ -163,7 +163,7 @@ void Discovery::handle_in(Searched& searched, std::span<const std::uint8_t> data
     if (asked == candidates_.end() || acknowledge->acknowledge != Command::read_register_ack) {
         ++statistics_.unexpected;
     } else if (acknowledge->status == wire::gvcp::Status::access_denied) {
-        // not even this may be read: somebody has the device for himself
+        // not even this may be read: another application has exclusive control
         tell(**asked, PvAccessExclusive, on_found);
     } else if (acknowledge->status != wire::gvcp::Status::success) {
         tell(**asked, PvAccessUnknown, on_found);
@@ -193,7 +193,7 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
         ++statistics_.repeated;
         return;
     }
-    // a latecomer would have to be asked for its access status, and so could keep the search going
+    // a device found after the end would have to be asked for its access status, and so could keep the search going
     if (candidates_.size() >= most_devices || clock_.now() >= end_) {
         return;
     }

@@ -16,7 +16,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds shortest_interval{100};
 constexpr milliseconds longest_interval{2000};
 /// Between beats while the device does not answer.
-constexpr milliseconds doubt_interval{50};
+constexpr milliseconds unanswered_interval{50};
 /// A device is not given up for fewer.
 constexpr int fewest_missed = 3;
 
@@ -32,14 +32,14 @@ HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, st
     : channel_(channel), clock_(clock), has_control_(has_control), holder_(holder), begin_(clock.now())
 {}
 
-std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience patience)
+std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, RetryPolicy policy)
 {
     constexpr std::array<std::uint32_t, 3> addresses = {
         bootstrap::control_channel_privilege, bootstrap::primary_application_ip, bootstrap::primary_application_port};
     std::array<std::uint32_t, 3> values{};
     const std::size_t count = holder_ ? addresses.size() : 1;
-    const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, patience);
-    in_doubt_ = !outcome.ok();
+    const auto outcome = channel_.read_registers(std::span(addresses).first(count), values, policy);
+    unanswered_ = !outcome.ok();
     missed_in_a_row_ = outcome.ok() ? 0 : missed_in_a_row_ + 1;
     if (outcome.ok()) {
         return judge(values[0], {{values[1]}, static_cast<std::uint16_t>(values[2])});
@@ -48,7 +48,7 @@ std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, Patience
         return std::nullopt;
     }
     if (outcome.kind == ControlOutcome::Kind::refused) {
-        in_doubt_ = false;
+        unanswered_ = false;
         missed_in_a_row_ = 0;
         if (outcome.status == wire::gvcp::Status::access_denied && has_control_) {
             return "another application has exclusive control of the device";
@@ -94,10 +94,10 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
         const milliseconds chosen(settings.interval_ms);
         const milliseconds interval = chosen.count() > 0 ? chosen : heartbeat_interval(timeout);
         // a beat must end well within the time after which the device forgets its controller
-        const Patience patience{std::min(connection.channel().patience().answer_timeout, interval), 1};
-        const auto lost = monitor.beat(timeout, patience);
+        const RetryPolicy policy{std::min(connection.channel().retry_policy().answer_timeout, interval), 1};
+        const auto lost = monitor.beat(timeout, policy);
         ++settings.beats;
-        if (monitor.is_in_doubt()) {
+        if (monitor.is_unanswered()) {
             ++settings.missed;
         }
         if (connection.channel().is_closed()) {
@@ -107,7 +107,7 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
             on_lost(*lost);
             return;
         }
-        if (!signals.pause(monitor.is_in_doubt() ? std::min(doubt_interval, interval) : interval)) {
+        if (!signals.pause(monitor.is_unanswered() ? std::min(unanswered_interval, interval) : interval)) {
             return;
         }
     }

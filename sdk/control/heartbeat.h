@@ -15,7 +15,7 @@
 
 namespace vex::control {
 
-/// One beat at a time: asks the device who controls it and judges the answer. No thread of its own.
+/// One beat at a time: reads the control channel privilege and judges the answer. No thread of its own.
 ///
 /// Thread safety: one thread at a time.
 class HeartbeatMonitor {
@@ -28,10 +28,10 @@ public:
     /// Asks the device. Empty while all is well; else why the connection is lost. A device is given up when nothing at
     /// all has been heard from it for `silence` and several beats: after a pause of this process, in a debugger say,
     /// one lost datagram must not count as a long silence.
-    [[nodiscard]] std::optional<std::string> beat(std::chrono::milliseconds silence, Patience patience);
+    [[nodiscard]] std::optional<std::string> beat(std::chrono::milliseconds silence, RetryPolicy policy);
 
     /// The last beat was not answered: the next one should come soon.
-    [[nodiscard]] bool is_in_doubt() const noexcept { return in_doubt_; }
+    [[nodiscard]] bool is_unanswered() const noexcept { return unanswered_; }
 
 private:
     [[nodiscard]] std::optional<std::string> judge(std::uint32_t privilege, const PrivilegeHolder& holder) const;
@@ -40,7 +40,7 @@ private:
     const net::Clock& clock_;
     bool has_control_;
     std::optional<PrivilegeHolder> holder_;
-    bool in_doubt_ = false;
+    bool unanswered_ = false;
     int missed_in_a_row_ = 0;
     net::Clock::time_point begin_;
 };
@@ -68,7 +68,7 @@ public:
     /// Beats at once instead of when the interval is over.
     void check_now() { worker_.wake(); }
     /// As Worker::stop; destruction stops, too.
-    void stop(std::chrono::milliseconds patience) noexcept { worker_.stop(patience); }
+    void stop(std::chrono::milliseconds timeout) noexcept { worker_.stop(timeout); }
 
 private:
     static void run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,

@@ -114,7 +114,7 @@ public:
         return Answer::silent;
     }
 
-    /// Sets the size for good and reads it back; a device that then says another has changed its mind.
+    /// Sets the size for good and reads it back; another value read back is an error.
     PvResult set_size(std::uint32_t size)
     {
         const std::uint32_t value = (original_size_ & ~stream::packet_size_mask) | size;

@@ -8,7 +8,7 @@ namespace vex::control {
 
 namespace {
 
-constexpr std::chrono::milliseconds destruction_patience{5000};
+constexpr std::chrono::milliseconds destruction_timeout{5000};
 
 }  // namespace
 
@@ -40,7 +40,7 @@ Worker::Worker(const char* name, std::function<void(Signals&)> work) : state_(st
     });
 }
 
-Worker::~Worker() { stop(destruction_patience); }
+Worker::~Worker() { stop(destruction_timeout); }
 
 void Worker::wake()
 {
@@ -49,7 +49,7 @@ void Worker::wake()
     state_->changed.notify_all();
 }
 
-void Worker::stop(std::chrono::milliseconds patience) noexcept
+void Worker::stop(std::chrono::milliseconds timeout) noexcept
 {
     if (!thread_.joinable()) {
         return;
@@ -59,7 +59,7 @@ void Worker::stop(std::chrono::milliseconds patience) noexcept
         state_->stop = true;
         state_->changed.notify_all();
         if (thread_.get_id() == std::this_thread::get_id() ||
-            !state_->changed.wait_for(lock, patience, [&] { return state_->done; })) {
+            !state_->changed.wait_for(lock, timeout, [&] { return state_->done; })) {
             thread_.detach();
             return;
         }

@@ -39,9 +39,9 @@ public:
 
     /// Ends the pause that the work is in, or else its next one.
     void wake();
-    /// Ends the thread and waits for it up to `patience`; on the worker's own thread it only asks it to end. A thread
+    /// Ends the thread and waits for it up to `timeout`; on the worker's own thread it only asks it to end. A thread
     /// that does not end in time (it is in a callback that the application blocks) is left to itself.
-    void stop(std::chrono::milliseconds patience) noexcept;
+    void stop(std::chrono::milliseconds timeout) noexcept;
 
 private:
     std::shared_ptr<State> state_;

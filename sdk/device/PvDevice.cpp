@@ -18,7 +18,7 @@ using namespace vex;
 
 namespace {
 
-constexpr std::chrono::milliseconds callback_patience{5000};
+constexpr std::chrono::milliseconds callback_timeout{5000};
 
 /// OK, or why a connection cannot be made or ended from where the caller is.
 PvResult check_caller()
@@ -295,5 +295,5 @@ PvResult PvDevice::RegisterEventSink(PvDeviceEventSink* aEventSink) { return imp
 PvResult PvDevice::UnregisterEventSink(PvDeviceEventSink* aEventSink)
 {
     const auto sinks = impl_->sinks;
-    return sinks->remove(aEventSink, callback_patience);
+    return sinks->remove(aEventSink, callback_timeout);
 }

@@ -20,7 +20,7 @@ namespace stream = wire::bootstrap::stream;
 using std::chrono::milliseconds;
 
 /// How long the application's callbacks are waited for before a thread of ours is left behind.
-constexpr milliseconds callback_patience{5000};
+constexpr milliseconds callback_timeout{5000};
 constexpr std::uint32_t port_mask = 0xFFFF;
 
 /// The host interface's MTU towards the device, 0 when it is not known.
@@ -72,7 +72,7 @@ PvDevice::Impl::Impl(PvDevice& its_owner) : owner(its_owner) {}
 
 PvDevice::Impl::~Impl()
 {
-    sinks->close(callback_patience);
+    sinks->close(callback_timeout);
     disconnect();
 }
 
@@ -106,7 +106,7 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     exchange_poller(nullptr);
 
     std::shared_ptr<control::Connection> opened;
-    if (PvResult result = control::Connection::open(target, link.settings().patience(), opened); !result.IsOK()) {
+    if (PvResult result = control::Connection::open(target, link.settings().retry_policy(), opened); !result.IsOK()) {
         return result;
     }
     // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
@@ -190,10 +190,10 @@ PvResult PvDevice::Impl::disconnect()
     }
     // not under the lock: they may be in a callback that disconnects too
     if (heartbeat) {
-        heartbeat->stop(callback_patience);
+        heartbeat->stop(callback_timeout);
     }
     if (poller) {
-        poller->stop(callback_patience);
+        poller->stop(callback_timeout);
     }
     return PvResult::OK;
 }

@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::shared_ptr<vex::control::Connection> connection() const;
     /// The features of the last connection; null before the first.
     [[nodiscard]] Features* features() const;
-    /// The features read the device anew, after registers were written behind their back.
+    /// The features read the device anew, after registers were written that they may have cached.
     void invalidate_features();
 
     /// OK with `connection` set, or why the device cannot be written to.

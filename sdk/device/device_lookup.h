@@ -1,4 +1,4 @@
-// From what a person calls a device to where it is.
+// Finds the device that an address, a name or a serial number stands for.
 #pragma once
 
 #include <string>

@@ -20,7 +20,7 @@ PvResult EventSinks::add(PvDeviceEventSink* sink)
     return PvResult::OK;
 }
 
-PvResult EventSinks::remove(PvDeviceEventSink* sink, std::chrono::milliseconds patience)
+PvResult EventSinks::remove(PvDeviceEventSink* sink, std::chrono::milliseconds timeout)
 {
     std::unique_lock lock(mutex_);
     const auto erased = std::erase_if(sinks_, [&](const Registered& known) { return known.sink == sink; });
@@ -28,26 +28,26 @@ PvResult EventSinks::remove(PvDeviceEventSink* sink, std::chrono::milliseconds p
     if (erased == 0) {
         return {PvResult::NotFound, "The event sink is not registered"};
     }
-    wait_for_calls(lock, sink, patience);
+    wait_for_calls(lock, sink, timeout);
     return PvResult::OK;
 }
 
-void EventSinks::close(std::chrono::milliseconds patience)
+void EventSinks::close(std::chrono::milliseconds timeout)
 {
     std::unique_lock lock(mutex_);
     closed_ = true;
     sinks_.clear();
     count_.store(0, std::memory_order_release);
-    wait_for_calls(lock, nullptr, patience);
+    wait_for_calls(lock, nullptr, timeout);
 }
 
 void EventSinks::wait_for_calls(std::unique_lock<std::mutex>& lock, PvDeviceEventSink* sink,
-                                std::chrono::milliseconds patience)
+                                std::chrono::milliseconds timeout)
 {
     const auto elsewhere = [&](const auto& call) {
         return (sink == nullptr || call.first == sink) && call.second != std::this_thread::get_id();
     };
-    call_ended_.wait_for(lock, patience, [&] { return std::none_of(calls_.begin(), calls_.end(), elsewhere); });
+    call_ended_.wait_for(lock, timeout, [&] { return std::none_of(calls_.begin(), calls_.end(), elsewhere); });
 }
 
 PvDeviceEventSink* EventSinks::begin_call(std::size_t& position)

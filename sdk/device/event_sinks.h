@@ -24,11 +24,11 @@ namespace vex::device {
 class EventSinks {
 public:
     PvResult add(PvDeviceEventSink* sink);
-    /// Afterwards no call of the sink begins. Waits for calls under way on other threads, up to `patience`: a callback
+    /// Afterwards no call of the sink begins. Waits for calls under way on other threads, up to `timeout`: a callback
     /// that itself waits for this thread must not hang the application for ever.
-    PvResult remove(PvDeviceEventSink* sink, std::chrono::milliseconds patience);
+    PvResult remove(PvDeviceEventSink* sink, std::chrono::milliseconds timeout);
     /// The same for all sinks, for good.
-    void close(std::chrono::milliseconds patience);
+    void close(std::chrono::milliseconds timeout);
 
     /// Cheap enough to ask before every access.
     [[nodiscard]] bool empty() const noexcept { return count_.load(std::memory_order_acquire) == 0; }
@@ -42,7 +42,7 @@ public:
             try {
                 call(*sink);
             } catch (...) {
-                // the application's exceptions have no business on the threads of the device
+                // an application's exception must not end a thread of the device
             }
             end_call(sink);
         }
@@ -53,8 +53,7 @@ private:
     /// registration to go on from.
     PvDeviceEventSink* begin_call(std::size_t& position);
     void end_call(PvDeviceEventSink* sink);
-    void wait_for_calls(std::unique_lock<std::mutex>& lock, PvDeviceEventSink* sink,
-                        std::chrono::milliseconds patience);
+    void wait_for_calls(std::unique_lock<std::mutex>& lock, PvDeviceEventSink* sink, std::chrono::milliseconds timeout);
 
     struct Registered {
         PvDeviceEventSink* sink;

@@ -23,7 +23,7 @@ public:
                   std::chrono::milliseconds interval);
 
     /// As Worker::stop; destruction stops, too.
-    void stop(std::chrono::milliseconds patience) noexcept { worker_.stop(patience); }
+    void stop(std::chrono::milliseconds timeout) noexcept { worker_.stop(timeout); }
 
 private:
     control::Worker worker_;

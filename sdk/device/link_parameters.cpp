@@ -82,10 +82,10 @@ void Link::detach() noexcept
         return;
     }
     const auto last = connection();
-    // a device left without heartbeat supervision would stay controlled for ever by whoever crashes next
+    // a device left without heartbeat supervision would stay controlled when the next application crashes
     if (last && last->has_control() && !last->channel().is_closed()) {
         std::uint32_t value = 0;
-        constexpr control::Patience brief{std::chrono::milliseconds(150), 1};
+        constexpr control::RetryPolicy brief{std::chrono::milliseconds(150), 1};
         if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief)) {
             static_cast<void>(last->channel().write_register(
                 bootstrap::gvcp_configuration, value & ~bootstrap::configuration::heartbeat_disable, brief));
@@ -173,9 +173,9 @@ void Link::build_parameters()
 
 void Link::add_settings(SoftwareParameters& parameters)
 {
-    const auto apply_patience = [this] {
+    const auto apply_retry_policy = [this] {
         if (const auto current = connection()) {
-            current->channel().set_patience(settings_.patience());
+            current->channel().set_retry_policy(settings_.retry_policy());
         }
         return PvResult(PvResult::OK);
     };
@@ -183,18 +183,18 @@ void Link::add_settings(SoftwareParameters& parameters)
     auto timeout =
         number("AnswerTimeout", "Commands", "How long the device may take to answer a command.", 10, 60'000, "ms");
     timeout.get = [this] { return settings_.answer_timeout_ms.load(); };
-    timeout.set = [this, apply_patience](std::int64_t value) {
+    timeout.set = [this, apply_retry_policy](std::int64_t value) {
         settings_.answer_timeout_ms = static_cast<std::uint32_t>(value);
-        return apply_patience();
+        return apply_retry_policy();
     };
     parameters.add(timeout);
 
     auto retries = number("CommandRetries", "Commands",
                           "How often a command is sent again when the device does not answer in time.", 0, 20, "");
     retries.get = [this] { return settings_.retries.load(); };
-    retries.set = [this, apply_patience](std::int64_t value) {
+    retries.set = [this, apply_retry_policy](std::int64_t value) {
         settings_.retries = static_cast<std::uint32_t>(value);
-        return apply_patience();
+        return apply_retry_policy();
     };
     parameters.add(retries);
 
@@ -217,7 +217,7 @@ void Link::add_settings(SoftwareParameters& parameters)
 
 void Link::add_description_places(SoftwareParameters& parameters)
 {
-    // not saved with a configuration: a file must not open the way to a server
+    // not saved with a configuration: loading a file must not allow downloads
     auto folder = named<SoftwareString>("DescriptionFolder", "Description",
                                         "A folder of this computer with the description files of devices that do not "
                                         "hold their own. Empty: none. Takes effect with the next connection.");

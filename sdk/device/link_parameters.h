@@ -1,4 +1,4 @@
-// The parameters of a connection: how patient it is, how its heart beats, and what has happened on it.
+// The parameters of a connection: timeouts, retries, heartbeat and counters.
 #pragma once
 
 #include <atomic>
@@ -24,7 +24,7 @@ struct LinkSettings {
     std::atomic<bool> heartbeat_disabled{false};
     std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
 
-    [[nodiscard]] control::Patience patience() const noexcept
+    [[nodiscard]] control::RetryPolicy retry_policy() const noexcept
     {
         return {std::chrono::milliseconds(answer_timeout_ms), retries + 1};
     }

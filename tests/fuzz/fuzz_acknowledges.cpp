@@ -125,7 +125,7 @@ void check_accesses(View script)
     ManualClock clock;
     ScriptedDevice transport(clock, script);
     control::ControlChannel channel(transport, clock);
-    channel.set_patience({milliseconds(20), 2});
+    channel.set_retry_policy({milliseconds(20), 2});
     const auto began = clock.now();
 
     std::uint32_t value = 0;

@@ -300,13 +300,13 @@ TEST_F(ControlChannelTest, TellsWhyItCouldNotSend)
 
 TEST_F(ControlChannelTest, AsksAtLeastOnceAndForAtLeastAMillisecond)
 {
-    channel.set_patience({0ms, 0});
-    EXPECT_EQ(channel.patience().answer_timeout, 1ms);
+    channel.set_retry_policy({0ms, 0});
+    EXPECT_EQ(channel.retry_policy().answer_timeout, 1ms);
     answer_with("0000 0081 0004 0000 00000007");
     EXPECT_TRUE(channel.read_register(0, value).ok());
     EXPECT_EQ(transport.sent.size(), 1U);
-    channel.set_patience({std::chrono::hours(1000), 1});
-    EXPECT_EQ(channel.patience().answer_timeout, 1h);
+    channel.set_retry_policy({std::chrono::hours(1000), 1});
+    EXPECT_EQ(channel.retry_policy().answer_timeout, 1h);
 }
 
 TEST_F(ControlChannelTest, AClosedChannelFailsWithoutSending)

@@ -101,7 +101,7 @@ TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
     std::optional<std::string> lost;
     while (!lost) {
         lost = monitor.beat(3000ms, {500ms, 1});
-        EXPECT_TRUE(monitor.is_in_doubt());
+        EXPECT_TRUE(monitor.is_unanswered());
     }
     EXPECT_EQ(clock.now() - heard, 3000ms);
     EXPECT_EQ(*lost, "the device has not answered for 3000 ms");
@@ -129,7 +129,7 @@ TEST_F(HeartbeatMonitorTest, OneLostDatagramAfterALongPauseIsNotTheEnd)
     EXPECT_EQ(beat(monitor), std::nullopt);
     answer_with("0000 0081 0004 0000 00000002");
     EXPECT_EQ(beat(monitor), std::nullopt);
-    EXPECT_FALSE(monitor.is_in_doubt());
+    EXPECT_FALSE(monitor.is_unanswered());
 }
 
 TEST_F(HeartbeatMonitorTest, CountsOnlyMissedBeatsInARow)
@@ -205,7 +205,7 @@ TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
 
 TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
 {
-    connection->channel().set_patience({std::chrono::hours(1), 1});
+    connection->channel().set_retry_policy({std::chrono::hours(1), 1});
     settings->timeout_ms = 100;
     const control::Heartbeat heartbeat(connection, settings,
                                        [&](const std::string& reason) { lost.set_value(reason); });

@@ -70,7 +70,7 @@ protected:
             }
         };
         control.set_concatenation(true);
-        control.set_patience({200ms, 3});
+        control.set_retry_policy({200ms, 3});
     }
 
     PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, control::PacketSizeLimits limits = {})

@@ -18,7 +18,7 @@ protected:
     PrivilegeTest()
     {
         transport.on_send = [this](const Bytes& request) { answer(request); };
-        channel.set_patience({100ms, 2});
+        channel.set_retry_policy({100ms, 2});
     }
 
     void answer(const Bytes& request)

@@ -251,7 +251,7 @@ TEST_F(DeviceAccess, AResetThatIsNotAcknowledgedIsAReset)
 
 // ---- the link ----
 
-TEST_F(DeviceAccess, TheLinksPatienceIsTheApplications)
+TEST_F(DeviceAccess, TheLinksRetriesAreTheApplications)
 {
     start_and_connect();
     PvGenParameterArray& link = *device->GetGenLink();
