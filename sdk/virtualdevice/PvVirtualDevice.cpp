@@ -4,8 +4,10 @@
 #include <string>
 #include <system_error>
 
-#include "sdk/virtualdevice/description_url.h"
+#include "sdk/description/description_url.h"
+#include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
+#include "sdk/virtualdevice/register_map.h"
 #include "sdk/wire/bootstrap.h"
 
 using namespace vex;
@@ -76,7 +78,7 @@ virtual_device::DeviceDescription describe(const net::Interface& adapter)
     description.address = adapter.address;
     description.mask = adapter.mask;
     description.gateway = adapter.gateway;
-    description.first_url = virtual_device::local_url("virtualdevice.xml", description_address, description_xml.size());
+    description.first_url = description::local_url("virtualdevice.xml", description_address, description_xml.size());
     return description;
 }
 

@@ -39,4 +39,7 @@ struct DeviceDescription {
     std::uint64_t timestamp_frequency = 1'000'000'000;  ///< Hz
 };
 
+/// A locally administered hardware address that is as distinct as the IPv4 address it is made from.
+[[nodiscard]] MacAddress made_up_mac(Ipv4Address address) noexcept;
+
 }  // namespace vex::virtual_device

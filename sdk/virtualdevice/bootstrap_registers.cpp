@@ -328,4 +328,11 @@ void GvcpResponder::close_channels()
     }
 }
 
+MacAddress made_up_mac(Ipv4Address address) noexcept
+{
+    const std::uint32_t v = address.value;
+    return {{0x02, 0x56, static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16),
+             static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)}};
+}
+
 }  // namespace vex::virtual_device

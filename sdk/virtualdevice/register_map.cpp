@@ -22,6 +22,15 @@ std::uint64_t end_of(const Region& region) { return std::uint64_t{region.address
 
 }  // namespace
 
+Region memory_region(std::uint32_t address, std::string_view bytes)
+{
+    Region region;
+    region.address = address;
+    region.bytes.assign(bytes.begin(), bytes.end());
+    region.bytes.resize((bytes.size() + 3) / 4 * 4);
+    return region;
+}
+
 void RegisterMap::add(Region region)
 {
     if (region.address % 4 != 0 || region.bytes.size() % 4 != 0 || region.bytes.empty()) {

@@ -31,6 +31,9 @@ struct Region {
     std::function<Status(std::span<std::uint8_t>)> accept;
 };
 
+/// A read-only region with these bytes, padded with zeros to a multiple of 4.
+[[nodiscard]] Region memory_region(std::uint32_t address, std::string_view bytes);
+
 /// The behaviour of a 32-bit register, as Region has it for bytes.
 struct RegisterHooks {
     std::function<std::uint32_t()> refresh;

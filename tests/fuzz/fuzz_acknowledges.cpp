@@ -11,6 +11,7 @@
 #include "sdk/control/control_channel.h"
 #include "sdk/control/control_transport.h"
 #include "sdk/control/discovery.h"
+#include "sdk/description/description_url.h"
 #include "sdk/device/device_memory.h"
 #include "tests/fuzz/input.h"
 

@@ -6,7 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "sdk/virtualdevice/description_url.h"
+#include "sdk/description/description_url.h"
+#include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
 #include "sdk/wire/bootstrap.h"
 #include "tools/softcam/acquisition.h"
@@ -100,7 +101,7 @@ private:
         description.address = adapter_.address;
         description.mask = adapter_.mask;
         description.gateway = adapter_.gateway;
-        description.first_url = virtual_device::local_url("softcam.zip", reg::description, archive_.size());
+        description.first_url = description::local_url("softcam.zip", reg::description, archive_.size());
         description.stream_channels = 1;
         description.action_signals = 1;
         description.message_channel = true;

@@ -1,4 +1,4 @@
-#include "sdk/description/description_source.h"
+#include "sdk/description/description_url.h"
 
 #include <gtest/gtest.h>
 
@@ -54,6 +54,18 @@ TEST(ParseDescriptionUrl, RefusesWhatCannotBeRead)
                              "Local:camera.xml;-1;20", "Local:camera.xml;1000;0x", "Local:;", "Local:;;;"}) {
         EXPECT_FALSE(parse_description_url(text)) << text;
     }
+}
+
+TEST(DescriptionUrl, OfTheDevicesOwnMemoryIsReadAsItIsWritten)
+{
+    const std::string text = description::local_url("camera.zip", 0x00100000, 0xABCDE);
+    EXPECT_EQ(text, "Local:camera.zip;100000;ABCDE");
+    const auto url = parse_description_url(text);
+    ASSERT_TRUE(url);
+    EXPECT_EQ(url->scheme, Scheme::local);
+    EXPECT_EQ(url->name, "camera.zip");
+    EXPECT_EQ(url->address, 0x00100000U);
+    EXPECT_EQ(url->length, 0xABCDEU);
 }
 
 }  // namespace
