@@ -11,25 +11,22 @@ namespace {
 constexpr char32_t replacement = 0xFFFD;
 constexpr bool wide_is_utf16 = sizeof(wchar_t) == 2;
 
-constexpr bool is_surrogate(char32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+constexpr bool is_high_surrogate(char32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
+constexpr bool is_low_surrogate(char32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
+constexpr char32_t joined(char32_t high, char32_t low) { return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00); }
 
+/// A code point; half of a surrogate pair where the other half does not stand beside it.
 char32_t next_wide(const wchar_t*& p)
 {
-    auto unit = static_cast<char32_t>(*p++);
-    if constexpr (wide_is_utf16) {
-        unit &= 0xFFFF;
-        if (unit >= 0xD800 && unit < 0xDC00) {
-            const auto low = static_cast<char32_t>(*p) & 0xFFFF;
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                ++p;
-                return 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
-            }
-        }
+    const auto unit = static_cast<char32_t>(*p++);
+    if (is_high_surrogate(unit) && is_low_surrogate(static_cast<char32_t>(*p))) {
+        return joined(unit, static_cast<char32_t>(*p++));
     }
-    return unit > 0x10FFFF || is_surrogate(unit) ? replacement : unit;
+    return unit > 0x10FFFF ? replacement : unit;
 }
 
-/// Takes one code point off the front of `text`, which is not empty; an ill-formed sequence costs one byte.
+/// Takes one code point, or an encoded surrogate, off the front of `text`, which is not empty; an ill-formed sequence
+/// costs one byte.
 char32_t next_utf8(std::string_view& text)
 {
     const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
@@ -54,7 +51,7 @@ char32_t next_utf8(std::string_view& text)
         value = (value << 6) | (byte(i) & 0x3F);
     }
     constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (!valid || value < smallest[length] || value > 0x10FFFF || is_surrogate(value)) {
+    if (!valid || value < smallest[length] || value > 0x10FFFF) {
         length = 1;
         value = replacement;
     }
@@ -81,7 +78,10 @@ std::wstring PvString::GetWide() const
     std::string_view rest = utf8_;
     while (!rest.empty()) {
         const char32_t c = next_utf8(rest);
-        if (wide_is_utf16 && c > 0xFFFF) {
+        if (!wide_is_utf16 && is_low_surrogate(c) && !wide.empty() &&
+            is_high_surrogate(static_cast<char32_t>(wide.back()))) {
+            wide.back() = static_cast<wchar_t>(joined(static_cast<char32_t>(wide.back()), c));
+        } else if (wide_is_utf16 && c > 0xFFFF) {
             wide += static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
             wide += static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
         } else {

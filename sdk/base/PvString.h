@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-/// A Unicode text, held as UTF-8.
-///
-/// Wide text is UTF-16 where wchar_t has 16 bits (Windows) and UTF-32 elsewhere. Text that is not well formed is never
-/// refused: each ill-formed unit becomes U+FFFD.
+/// A Unicode text, held as UTF-8. Wide text is UTF-16 where wchar_t has 16 bits (Windows) and UTF-32 elsewhere; it
+/// comes back as it was given, also halves of surrogate pairs, which are held as three bytes each (without_surrogates()
+/// makes well-formed UTF-8 of them). Text is never refused: any other ill-formed byte becomes U+FFFD in wide text.
+/// Halves that two texts end and begin with are a pair once the texts are joined.
 ///
 /// Thread safety: distinct objects may be used from different threads; one object is not synchronised.
 class PvString {

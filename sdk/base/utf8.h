@@ -1,12 +1,12 @@
-// Code points as UTF-8.
+// Code points as UTF-8, and halves of surrogate pairs in it.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vex {
 
-/// Appends a code point, at most 0x10FFFF, as one to four bytes. A surrogate is encoded as it stands: callers that must
-/// not pass one on replace it first.
+/// Appends a code point, at most 0x10FFFF, as one to four bytes. A surrogate is encoded as it stands, in three bytes.
 inline void append_utf8(std::string& out, char32_t c)
 {
     if (c < 0x80) {
@@ -25,5 +25,9 @@ inline void append_utf8(std::string& out, char32_t c)
         out += static_cast<char>(0x80 | (c & 0x3F));
     }
 }
+
+/// The text without encoded surrogates, which well-formed UTF-8 does not have, for what leaves the process, such as a
+/// device's register or a file: two halves of a pair side by side become the code point they mean, any other U+FFFD.
+[[nodiscard]] std::string without_surrogates(std::string_view text);
 
 }  // namespace vex

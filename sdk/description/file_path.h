@@ -8,10 +8,14 @@
 
 namespace vex::description {
 
-/// PvString is UTF-8 everywhere; a narrow path is not, on Windows.
+/// PvString is UTF-8 everywhere; a narrow path is not, on Windows. A name there may be any UTF-16.
 [[nodiscard]] inline std::filesystem::path file_path(const PvString& name)
 {
-    return {std::u8string(name.view().begin(), name.view().end())};
+#ifdef _WIN32
+    return {name.GetWide()};
+#else
+    return {name.str()};
+#endif
 }
 
 }  // namespace vex::description

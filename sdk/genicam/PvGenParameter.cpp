@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/base/utf8.h"
 #include "sdk/genicam/parameter_internals.h"
 
 using namespace vex;
@@ -169,7 +170,7 @@ PvResult PvGenParameter::ToString(PvString& aValue) const
 
 PvResult PvGenParameter::FromString(const PvString& aValue)
 {
-    return run([&] { node_->from_string(aValue.view()); });
+    return run([&] { node_->from_string(without_surrogates(aValue.view())); });
 }
 
 PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink) { return add_sink(aSink, nullptr); }

@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "sdk/base/utf8.h"
 #include "sdk/genicam/PvGenBoolean.h"
 #include "sdk/genicam/PvGenCommand.h"
 #include "sdk/genicam/PvGenFloat.h"
@@ -106,7 +107,7 @@ PvResult PvGenString::GetValue(PvString& aValue) const
 
 PvResult PvGenString::SetValue(const PvString& aValue)
 {
-    return run([&] { node_->set_string_value(aValue.view()); });
+    return run([&] { node_->set_string_value(without_surrogates(aValue.view())); });
 }
 
 PvResult PvGenString::GetMaxLength(std::int64_t& aMaxLength) const

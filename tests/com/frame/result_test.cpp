@@ -1,4 +1,6 @@
 // VexResult through COM, early and late bound.
+#include <random>
+
 #include "tests/com/class_list.h"
 #include "tests/com/com_client.h"
 
@@ -189,6 +191,22 @@ TEST_F(Result, FindsNamesInAnyCaseAndNoOthers)
     LPOLESTR name = const_cast<LPOLESTR>(L"Code");
     DISPID id = 0;
     EXPECT_EQ(result->GetIDsOfNames(IID_IDispatch, &name, 1, LOCALE_USER_DEFAULT, &id), DISP_E_UNKNOWNINTERFACE);
+}
+
+TEST_F(Result, KeepsEveryTextAsItIs)
+{
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (int round = 0; round < 5000; ++round) {
+        std::wstring text(random() % 12 + 1, L'x');
+        for (wchar_t& unit : text) {
+            // half of them halves of surrogate pairs
+            unit = static_cast<wchar_t>(random() % 2 != 0 ? 0xD800 + random() % 0x800 : 1 + random() % 0xFFFF);
+        }
+        put_description(text.c_str());
+        ASSERT_EQ(description(), text) << ::testing::PrintToString(text);
+    }
 }
 
 }  // namespace

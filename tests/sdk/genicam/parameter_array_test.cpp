@@ -215,6 +215,18 @@ TEST_F(Array, ReadsAndWritesByName)
     EXPECT_EQ(port.get32(8), 1U);
 }
 
+TEST_F(Array, WritesWellFormedTextToTheDevice)
+{
+    const wchar_t half[] = {L'c', static_cast<wchar_t>(0xD83D), 0};
+    PvString string;
+    EXPECT_TRUE(array.SetString("Name", half).IsOK());
+    EXPECT_TRUE(array.GetString("Name", string).IsOK());
+    EXPECT_EQ(text(string), "c\xEF\xBF\xBD");
+    EXPECT_TRUE(array.Get("Name")->FromString(half).IsOK());
+    EXPECT_TRUE(array.GetString("Name", string).IsOK());
+    EXPECT_EQ(text(string), "c\xEF\xBF\xBD");
+}
+
 TEST_F(Array, ReportsMissingNamesWrongTypesAndBadValues)
 {
     std::int64_t integer = 7;
