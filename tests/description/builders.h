@@ -243,6 +243,12 @@ inline std::string int_swiss_knife(std::string_view name, std::string_view formu
     return node("IntSwissKnife", name, detail::variables(of) + element("Formula", formula));
 }
 
+/// Moves a register by `offset` bytes for every one that a node counts.
+inline std::string indexed_by(std::string_view node, std::int64_t offset)
+{
+    return "<pIndex Offset=\"" + std::to_string(offset) + "\">" + std::string(node) + "</pIndex>";
+}
+
 /// A register of that kind: big-endian, of 4 bytes, to be read and written unless said otherwise.
 inline std::string register_of(std::string_view kind, std::string_view name, const Number& address,
                                const Properties& with)

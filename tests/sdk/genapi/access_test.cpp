@@ -4,21 +4,8 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
-
-namespace {
-
-std::string feature(std::string_view name, std::string_view inside)
-{
-    return "<Integer Name=\"" + std::string(name) + "\">" + std::string(inside) + "<pValue>R</pValue></Integer>";
-}
-
-std::string flag(std::string_view name, int value)
-{
-    return "<Integer Name=\"" + std::string(name) + "\"><Value>" + std::to_string(value) + "</Value></Integer>";
-}
-
-}  // namespace
 
 struct AccessCase {
     std::string_view reg;
@@ -31,10 +18,8 @@ class AccessAlgebra : public testing::TestWithParam<AccessCase> {};
 TEST_P(AccessAlgebra, MeetsRegisterAndImposedMode)
 {
     const auto& [reg_mode, imposed, result] = GetParam();
-    const std::string element =
-        imposed.empty() ? std::string() : "<ImposedAccessMode>" + std::string(imposed) + "</ImposedAccessMode>";
-    Camera camera(feature("X", element) + int_reg("R", 0, reg_mode) +
-                  "<Integer Name=\"Y\"><pValue>X</pValue></Integer>");
+    Camera camera(integer("X", {.imposed_access = std::string(imposed), .value = "R"}) + int_reg("R", 0, reg_mode) +
+                  integer("Y", {.value = "X"}));
     EXPECT_EQ(camera["X"].access(), result);
     EXPECT_EQ(camera["Y"].access(), result);
     if (!GenApi::is_readable(result)) {
@@ -61,14 +46,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Access, OfARegisterWithoutAccessModeIsReadOnly)
 {
-    Camera camera("<IntReg Name=\"R\"><Address>0</Address><Length>4</Length><pPort>Device</pPort></IntReg>");
+    Camera camera(int_reg("R", 0, {.access = "", .byte_order = ""}));
     EXPECT_EQ(camera["R"].access(), AccessMode::read_only);
 }
 
 TEST(Access, OfAValueInMemoryIsReadWriteUnlessImposed)
 {
-    Camera camera(flag("A", 1) + "<Integer Name=\"B\"><ImposedAccessMode>RO</ImposedAccessMode><Value>1</Value>"
-                                 "</Integer>");
+    Camera camera(integer("A", {.value = 1}) + integer("B", {.imposed_access = "RO", .value = 1}));
     EXPECT_EQ(camera["A"].access(), AccessMode::read_write);
     EXPECT_EQ(camera["B"].access(), AccessMode::read_only);
     camera["A"].set_int_value(5);
@@ -78,9 +62,9 @@ TEST(Access, OfAValueInMemoryIsReadWriteUnlessImposed)
 
 TEST(Access, FollowsItsConditions)
 {
-    Camera camera(feature("X", "<pIsImplemented>Imp</pIsImplemented><pIsAvailable>Avl</pIsAvailable>"
-                               "<pIsLocked>Lck</pIsLocked>") +
-                  flag("Imp", 1) + flag("Avl", 1) + flag("Lck", 0) + int_reg("R", 0));
+    Camera camera(integer("X", {.is_implemented = "Imp", .is_available = "Avl", .is_locked = "Lck", .value = "R"}) +
+                  integer("Imp", {.value = 1}) + integer("Avl", {.value = 1}) + integer("Lck", {.value = 0}) +
+                  int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::read_write);
     camera["Lck"].set_int_value(1);
     EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
@@ -93,13 +77,10 @@ TEST(Access, FollowsItsConditions)
 TEST(Access, TakesEveryKindOfCondition)
 {
     Camera camera(
-        feature("A", "<pIsAvailable>B</pIsAvailable>") + feature("C", "<pIsAvailable>F</pIsAvailable>") +
-        feature("D", "<pIsAvailable>N</pIsAvailable>") + feature("E", "<pIsAvailable>K</pIsAvailable>") +
-        "<Boolean Name=\"B\"><Value>1</Value></Boolean><Float Name=\"F\"><Value>0.5</Value></Float>"
-        "<Enumeration Name=\"N\"><EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
-        "<EnumEntry Name=\"On\"><Value>1</Value></EnumEntry><Value>1</Value></Enumeration>"
-        "<IntSwissKnife Name=\"K\"><pVariable Name=\"N\">N</pVariable><Formula>N=1</Formula></IntSwissKnife>" +
-        int_reg("R", 0));
+        integer("A", {.is_available = "B", .value = "R"}) + integer("C", {.is_available = "F", .value = "R"}) +
+        integer("D", {.is_available = "N", .value = "R"}) + integer("E", {.is_available = "K", .value = "R"}) +
+        boolean("B", {.value = 1}) + floating("F", {.value = 0.5}) + enumeration("N", 1, {{"Off", 0}, {"On", 1}}) +
+        int_swiss_knife("K", "N=1", {{"N", "N"}}) + int_reg("R", 0));
     for (const char* const name : {"A", "C", "D", "E"}) {
         EXPECT_EQ(camera[name].access(), AccessMode::read_write) << name;
     }
@@ -113,12 +94,11 @@ TEST(Access, TakesEveryKindOfCondition)
 
 TEST(Access, OfAFormulaIsNoneWhenItCannotBeComputed)
 {
-    Camera camera("<IntSwissKnife Name=\"K\"><pVariable Name=\"C\">C</pVariable><pVariable Name=\"A\">A</pVariable>"
-                  "<Formula>C ? A : 7</Formula></IntSwissKnife><Integer Name=\"X\"><pValue>K</pValue></Integer>"
-                  "<IntConverter Name=\"V\"><pVariable Name=\"A\">A</pVariable><FormulaTo>FROM-A</FormulaTo>"
-                  "<FormulaFrom>TO+A</FormulaFrom><pValue>R</pValue></IntConverter>" +
-                  int_reg("C", 0) + int_reg("A", 4, "RO", "<pIsAvailable>On</pIsAvailable>") + int_reg("R", 8) +
-                  "<Integer Name=\"On\"><Value>0</Value></Integer>");
+    Camera camera(
+        int_swiss_knife("K", "C ? A : 7", {{"C", "C"}, {"A", "A"}}) + integer("X", {.value = "K"}) +
+        int_converter("V", {.variables = {{"A", "A"}}, .value = "R", .formula_to = "FROM-A", .formula_from = "TO+A"}) +
+        int_reg("C", 0) + int_reg("A", 4, {.is_available = "On", .access = "RO"}) + int_reg("R", 8) +
+        integer("On", {.value = 0}));
     // the branch that is taken does without A
     EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
     EXPECT_EQ(camera["X"].int_value(), 7);
@@ -136,14 +116,10 @@ TEST(Access, OfAFormulaIsNoneWhenItCannotBeComputed)
 
 TEST(Access, OfARegisterIsNoneWhenItsPlaceCannotBeKnown)
 {
-    const std::string inside = "<AccessMode>RW</AccessMode><pPort>Device</pPort>";
-    Camera camera("<IntReg Name=\"X\"><pAddress>A</pAddress><Length>4</Length>" + inside +
-                  "</IntReg><StringReg Name=\"Y\"><Address>0</Address><pLength>A</pLength>" + inside +
-                  "</StringReg><IntReg Name=\"Z\"><IntSwissKnife><pVariable Name=\"A\">A</pVariable><Formula>A+4"
-                  "</Formula></IntSwissKnife><Length>4</Length>" +
-                  inside + "</IntReg>" +
-                  "<Integer Name=\"A\"><Value>8</Value><pIsAvailable>On</pIsAvailable></Integer>"
-                  "<Integer Name=\"On\"><Value>0</Value></Integer>");
+    const std::string behind_a =
+        "<IntSwissKnife><pVariable Name=\"A\">A</pVariable><Formula>A+4</Formula></IntSwissKnife>";
+    Camera camera(int_reg("X", "A") + string_reg("Y", 0, {.length = "A"}) + int_reg("Z", {}, {.more = behind_a}) +
+                  integer("A", {.is_available = "On", .value = 8}) + integer("On", {.value = 0}));
     for (const char* name : {"X", "Y", "Z"}) {
         camera["On"].set_int_value(0);
         EXPECT_EQ(camera[name].access(), AccessMode::not_available) << name;
@@ -159,9 +135,9 @@ TEST(Access, OfARegisterIsNoneWhenItsPlaceCannotBeKnown)
 
 TEST(Access, IsNoneWhenAConditionCannotBeRead)
 {
-    Camera camera(feature("X", "<pIsAvailable>Avl</pIsAvailable>") + int_reg("Avl", 4, "WO") +
-                  feature("Y", "<pIsAvailable>Bad</pIsAvailable>") +
-                  "<IntSwissKnife Name=\"Bad\"><Formula>1/0</Formula></IntSwissKnife>" + int_reg("R", 0));
+    Camera camera(integer("X", {.is_available = "Avl", .value = "R"}) + int_reg("Avl", 4, "WO") +
+                  integer("Y", {.is_available = "Bad", .value = "R"}) + int_swiss_knife("Bad", "1/0") +
+                  int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
     EXPECT_EQ(camera["Y"].access(), AccessMode::not_available);
     EXPECT_EQ(message_of<GenApi::AccessError>([&] { static_cast<void>(camera["X"].int_value()); }),
@@ -172,7 +148,7 @@ TEST(Access, IsNoneWhenAConditionCannotBeRead)
 
 TEST(Access, ComesBackWhenAFailedConditionCanBeReadAgain)
 {
-    Camera camera(feature("X", "<pIsAvailable>Avl</pIsAvailable>") + int_reg("Avl", 4, "RO") + int_reg("R", 0));
+    Camera camera(integer("X", {.is_available = "Avl", .value = "R"}) + int_reg("Avl", 4, "RO") + int_reg("R", 0));
     camera.port.set32(4, 1);
     camera.port.failure = "the camera does not answer";
     EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
@@ -188,10 +164,9 @@ TEST(Access, IsFoundOncePerNodeInAChainOfFormulas)
     // each asks the one before, and none can be computed: without memory that would be 2^60 questions
     std::string body = int_reg("K0", 0, "WO");
     for (int i = 1; i <= 60; ++i) {
-        body += "<IntSwissKnife Name=\"K" + std::to_string(i) + "\"><pVariable Name=\"V\">K" + std::to_string(i - 1) +
-                "</pVariable><Formula>V+1</Formula></IntSwissKnife>";
+        body += int_swiss_knife("K" + std::to_string(i), "V+1", {{"V", "K" + std::to_string(i - 1)}});
     }
-    Camera camera(body + feature("X", "<pIsAvailable>K60</pIsAvailable>") + int_reg("R", 4));
+    Camera camera(body + integer("X", {.is_available = "K60", .value = "R"}) + int_reg("R", 4));
     EXPECT_EQ(camera["K60"].access(), AccessMode::not_available);
     EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
     const std::string reason = message_of([&] { static_cast<void>(camera["K60"].int_value()); });
@@ -204,12 +179,9 @@ TEST(Access, IsFoundOncePerNodeInAChainOfFormulas)
 
 TEST(Access, AsksAgainForAConditionThatMustNotBeKept)
 {
-    const std::string no_cache = "<Cachable>NoCache</Cachable>";
-    Camera camera(
-        feature("X", "<pIsImplemented>Imp</pIsImplemented>") + int_reg("Imp", 4, "RO", no_cache) +
-        "<Enumeration Name=\"Mode\"><EnumEntry Name=\"A\"><pIsImplemented>Imp</pIsImplemented><Value>0</Value>"
-        "</EnumEntry><pValue>R</pValue></Enumeration>" +
-        int_reg("R", 0));
+    Camera camera(integer("X", {.is_implemented = "Imp", .value = "R"}) +
+                  int_reg("Imp", 4, {.access = "RO", .cachable = "NoCache"}) +
+                  enumeration("Mode", "R", {{"A", 0, {.is_implemented = "Imp"}}}) + int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::not_implemented);
     EXPECT_THROW(camera["Mode"].set_entry("A"), GenApi::ValueError);
     camera.port.set32(4, 1);
@@ -232,7 +204,7 @@ TEST(Access, OfAValueByAnIndexThatCannotBeReadIsNone)
 
 TEST(Access, IsForgottenWithEverythingElse)
 {
-    Camera camera(feature("X", "<pIsAvailable>Avl</pIsAvailable>") + int_reg("Avl", 4, "RO") + int_reg("R", 0));
+    Camera camera(integer("X", {.is_available = "Avl", .value = "R"}) + int_reg("Avl", 4, "RO") + int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
     camera.port.set32(4, 1);
     EXPECT_EQ(camera["X"].access(), AccessMode::not_available);
@@ -242,7 +214,7 @@ TEST(Access, IsForgottenWithEverythingElse)
 
 TEST(Access, IsReadOnlyWhenItsLockCannotBeRead)
 {
-    Camera camera(feature("X", "<pIsLocked>Lck</pIsLocked>") + int_reg("Lck", 4, "WO") + int_reg("R", 0));
+    Camera camera(integer("X", {.is_locked = "Lck", .value = "R"}) + int_reg("Lck", 4, "WO") + int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
     EXPECT_EQ(message_of<GenApi::AccessError>([&] { camera["X"].set_int_value(1); }),
               "X is locked: reading Lck: Lck is not readable");
@@ -251,11 +223,9 @@ TEST(Access, IsReadOnlyWhenItsLockCannotBeRead)
 
 TEST(Access, EndsWhenConditionsAskForEachOther)
 {
-    Camera camera(
-        feature("X", "<pIsAvailable>KY</pIsAvailable>") + feature("Y", "<pIsAvailable>KX</pIsAvailable>") +
-        "<IntSwissKnife Name=\"KX\"><pVariable Name=\"V\">X</pVariable><Formula>V=0</Formula></IntSwissKnife>"
-        "<IntSwissKnife Name=\"KY\"><pVariable Name=\"V\">Y</pVariable><Formula>V=0</Formula></IntSwissKnife>" +
-        int_reg("R", 0));
+    Camera camera(integer("X", {.is_available = "KY", .value = "R"}) +
+                  integer("Y", {.is_available = "KX", .value = "R"}) + int_swiss_knife("KX", "V=0", {{"V", "X"}}) +
+                  int_swiss_knife("KY", "V=0", {{"V", "Y"}}) + int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::read_write);
     EXPECT_EQ(camera["Y"].access(), AccessMode::read_write);
     EXPECT_EQ(camera["X"].int_value(), 0);
@@ -263,11 +233,11 @@ TEST(Access, EndsWhenConditionsAskForEachOther)
 
 TEST(Access, TellsWhoIsMeantByTheStreamLock)
 {
-    Camera camera("<Integer Name=\"TLParamsLocked\"><Visibility>Invisible</Visibility><Value>0</Value><Min>0</Min>"
-                  "<Max>1</Max></Integer><Float Name=\"ExposureTime\"><pIsLocked>Lock</pIsLocked><Value>10</Value>"
-                  "</Float><IntSwissKnife Name=\"Lock\"><pVariable Name=\"T\">TLParamsLocked</pVariable>"
-                  "<pVariable Name=\"A\">Auto</pVariable><Formula>T || A</Formula></IntSwissKnife>" +
-                  flag("Auto", 0) + feature("Width", "<pIsLocked>TLParamsLocked</pIsLocked>") + int_reg("R", 0));
+    Camera camera(integer("TLParamsLocked", {.visibility = "Invisible", .value = 0, .min = 0, .max = 1}) +
+                  floating("ExposureTime", {.is_locked = "Lock", .value = 10}) +
+                  int_swiss_knife("Lock", "T || A", {{"T", "TLParamsLocked"}, {"A", "Auto"}}) +
+                  integer("Auto", {.value = 0}) + integer("Width", {.is_locked = "TLParamsLocked", .value = "R"}) +
+                  int_reg("R", 0));
     EXPECT_EQ(camera["Width"].access(), AccessMode::read_write);
     camera["TLParamsLocked"].set_int_value(1);
     EXPECT_EQ(camera["Width"].access(), AccessMode::read_only);
@@ -285,12 +255,10 @@ TEST(Access, TellsWhoIsMeantByTheStreamLock)
 
 TEST(Access, SaysWhyItIsRefused)
 {
-    Camera camera(
-        feature("Imp", "<pIsImplemented>Zero</pIsImplemented>") + feature("Avl", "<pIsAvailable>Zero</pIsAvailable>") +
-        "<Integer Name=\"Gain\"><pValue>RO</pValue></Integer><Integer Name=\"Wo\"><pValue>WO</pValue></Integer>"
-        "<Integer Name=\"Deep\"><pValue>Avl</pValue></Integer>"
-        "<IntSwissKnife Name=\"K\"><Formula>1</Formula></IntSwissKnife>" +
-        flag("Zero", 0) + int_reg("R", 0) + int_reg("RO", 4, "RO") + int_reg("WO", 8, "WO"));
+    Camera camera(integer("Imp", {.is_implemented = "Zero", .value = "R"}) +
+                  integer("Avl", {.is_available = "Zero", .value = "R"}) + integer("Gain", {.value = "RO"}) +
+                  integer("Wo", {.value = "WO"}) + integer("Deep", {.value = "Avl"}) + int_swiss_knife("K", "1") +
+                  integer("Zero", {.value = 0}) + int_reg("R", 0) + int_reg("RO", 4, "RO") + int_reg("WO", 8, "WO"));
     const auto read = [&](const char* name) {
         return message_of<GenApi::AccessError>([&] { static_cast<void>(camera[name].int_value()); });
     };
@@ -307,7 +275,7 @@ TEST(Access, SaysWhyItIsRefused)
 
 TEST(Access, WithoutAPortIsWhatIsCached)
 {
-    Camera camera(int_reg("A", 0) + int_reg("B", 4) + int_reg("C", 8, "RW", "<Cachable>NoCache</Cachable>"));
+    Camera camera(int_reg("A", 0) + int_reg("B", 4) + int_reg("C", 8, {.cachable = "NoCache"}));
     camera.port.set32(0, 7);
     EXPECT_EQ(camera["A"].int_value(), 7);
     EXPECT_EQ(camera["C"].int_value(), 0);
@@ -346,7 +314,7 @@ TEST(Access, NeedsAConnectedPort)
 
 TEST(Access, CarriesThePortsOwnErrors)
 {
-    Camera camera(feature("Width", "") + int_reg("R", 0));
+    Camera camera(integer("Width", {.value = "R"}) + int_reg("R", 0));
     camera.port.failure = "the camera did not answer within 300 ms";
     camera.port.failure_code = PvResult::Timeout;
     EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["Width"].int_value()); }),

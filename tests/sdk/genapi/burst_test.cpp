@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <limits>
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using namespace std::chrono_literals;
 using GenApi::AccessMode;
 using GenApi::ReadMode;
@@ -143,26 +145,21 @@ TEST(Burst, IsOverWithAWrite)
 TEST(Burst, TakesNothingAlongThatReadingMayChangeOrThatMustNotBeKept)
 {
     FastCamera camera(
-        registers(3) + int_reg("NoCache", 12, "RW", "<Cachable>NoCache</Cachable>") + int_reg("WriteOnly", 16, "WO") +
-        "<Register Name=\"Bytes\">" + reg(20) + "</Register>" + int_reg("Start", 24) +
-        "<Command Name=\"Command\"><pValue>Start</pValue><CommandValue>1</CommandValue></Command>" +
-        int_reg("Event", 28) + "<Integer Name=\"EventData\"><EventID>9001</EventID><pValue>Event</pValue></Integer>" +
-        int_reg("Shared", 32) + int_reg("SharedNoCache", 32, "RO", "<Cachable>NoCache</Cachable>") +
-        "<IntReg Name=\"Half\"><Address>36</Address><Length>2</Length><pPort>Device</pPort></IntReg>" +
-        int_reg("Odd", 42) + int_reg("Good", 48));
+        registers(3) + int_reg("NoCache", 12, {.cachable = "NoCache"}) + int_reg("WriteOnly", 16, "WO") +
+        raw_reg("Bytes", 20) + int_reg("Start", 24) + command("Command", {.value = "Start", .command_value = 1}) +
+        int_reg("Event", 28) + integer("EventData", {.event_id = "9001", .value = "Event"}) + int_reg("Shared", 32) +
+        int_reg("SharedNoCache", 32, {.access = "RO", .cachable = "NoCache"}) +
+        int_reg("Half", 36, {.length = 2, .access = "", .byte_order = ""}) + int_reg("Odd", 42) + int_reg("Good", 48));
     camera.start_burst();
     EXPECT_EQ(camera.port.groups, std::vector<Group>({{8, 48}}));
 }
 
 TEST(Burst, TakesNothingAlongThatSharesBytesWithWhatMustNotBeRead)
 {
-    const std::string_view two =
-        "</Address><Length>2</Length><AccessMode>WO</AccessMode><pPort>Device</pPort></IntReg>";
-    FastCamera camera(registers(3) + int_reg("Inside", 12) + "<IntReg Name=\"A\"><Address>14" + std::string(two) +
-                      int_reg("Before", 16) + "<IntReg Name=\"B\"><Address>19" + std::string(two) +
-                      int_reg("Behind", 20) + int_reg("Good", 24) +
-                      "<IntReg Name=\"Eight\"><Address>32</Address><Length>8</Length><AccessMode>RO</AccessMode>"
-                      "<pPort>Device</pPort><Cachable>NoCache</Cachable></IntReg>" +
+    const Properties two = {.length = 2, .access = "WO"};
+    FastCamera camera(registers(3) + int_reg("Inside", 12) + int_reg("A", 14, two) + int_reg("Before", 16) +
+                      int_reg("B", 19, two) + int_reg("Behind", 20) + int_reg("Good", 24) +
+                      int_reg("Eight", 32, {.length = 8, .access = "RO", .cachable = "NoCache", .byte_order = ""}) +
                       int_reg("First", 32) + int_reg("Second", 36) + int_reg("AlsoGood", 40));
     camera.start_burst();
     EXPECT_EQ(camera.port.groups, std::vector<Group>({{8, 24, 40}}));
@@ -170,11 +167,10 @@ TEST(Burst, TakesNothingAlongThatSharesBytesWithWhatMustNotBeRead)
 
 TEST(Burst, TakesNothingAlongThatMayNotBeThere)
 {
-    FastCamera camera(registers(3) + "<Integer Name=\"Yes\"><Value>1</Value></Integer>" +
-                      "<Integer Name=\"No\"><Value>0</Value></Integer>" +
-                      int_reg("Unknown", 12, "RO", "<pIsImplemented>Yes</pIsImplemented>") +
-                      int_reg("Known", 16, "RO", "<pIsImplemented>Yes</pIsImplemented>") +
-                      int_reg("Missing", 20, "RO", "<pIsAvailable>No</pIsAvailable>"));
+    FastCamera camera(registers(3) + integer("Yes", {.value = 1}) + integer("No", {.value = 0}) +
+                      int_reg("Unknown", 12, {.is_implemented = "Yes", .access = "RO"}) +
+                      int_reg("Known", 16, {.is_implemented = "Yes", .access = "RO"}) +
+                      int_reg("Missing", 20, {.is_available = "No", .access = "RO"}));
     EXPECT_EQ(camera["Known"].access(), AccessMode::read_only);
     EXPECT_EQ(camera["Missing"].access(), AccessMode::not_available);
     camera.start_burst();
@@ -250,8 +246,7 @@ TEST(Burst, DoesNotMixWithFreshReads)
 
 TEST(Burst, LetsInvalidatorsForgetWhatCameAlong)
 {
-    FastCamera camera(registers(3) + int_reg("X", 12, "RW", "<pInvalidator>Set</pInvalidator>") +
-                      "<Integer Name=\"Set\"><Value>0</Value></Integer>");
+    FastCamera camera(registers(3) + int_reg("X", 12, {.invalidators = {"Set"}}) + integer("Set", {.value = 0}));
     camera.start_burst();
     camera.port.set32(12, 9);
     camera["Set"].set_int_value(1);
@@ -260,9 +255,7 @@ TEST(Burst, LetsInvalidatorsForgetWhatCameAlong)
 
 TEST(Burst, LeavesAFeatureOnThreeRegistersAtThreeReads)
 {
-    FastCamera camera(registers(3) +
-                      "<IntSwissKnife Name=\"Sum\"><pVariable Name=\"A\">R0</pVariable><pVariable Name=\"B\">R1"
-                      "</pVariable><pVariable Name=\"C\">R2</pVariable><Formula>A+B+C</Formula></IntSwissKnife>");
+    FastCamera camera(registers(3) + int_swiss_knife("Sum", "A+B+C", {{"A", "R0"}, {"B", "R1"}, {"C", "R2"}}));
     EXPECT_EQ(camera["Sum"].int_value(), 303);
     EXPECT_EQ(camera.port.reads, 3);
 }
@@ -298,9 +291,8 @@ TEST(Burst, KeepsWhatIsWrittenToARegisterThatCameAlong)
 
 TEST(Burst, IsNotHinderedByARegisterOfAnImpossibleLength)
 {
-    for (const char* const length : {"-1", "0x7FFFFFFFFFFFFFFF"}) {
-        const FastCamera camera("<IntReg Name=\"Bad\"><Address>0</Address><Length>" + std::string(length) +
-                                "</Length><pPort>Device</pPort></IntReg>" + registers(8));
+    for (const std::int64_t length : {std::int64_t{-1}, std::numeric_limits<std::int64_t>::max()}) {
+        const FastCamera camera(int_reg("Bad", 0, {.length = length}) + registers(8));
         camera.start_burst();
         EXPECT_EQ(camera.port.groups.size(), 1U) << length;
     }

@@ -4,30 +4,12 @@
 
 #include "tests/sdk/genapi/changes.h"
 
+using namespace camera_xml;
 using GenApi::ReadMode;
-
-namespace {
-
-/// A register whose place is computed: `place` is made of address elements.
-std::string placed(std::string_view element, std::string_view name, std::string_view place, int length,
-                   std::string_view more = "", std::string_view access = "RW")
-{
-    return "<" + std::string(element) + " Name=\"" + std::string(name) + "\">" + std::string(place) + "<Length>" +
-           std::to_string(length) + "</Length><AccessMode>" + std::string(access) +
-           "</AccessMode><pPort>Device</pPort>" + std::string(more) + "<Endianess>BigEndian</Endianess></" +
-           std::string(element) + ">";
-}
-
-std::string value_in_memory(std::string_view name, std::int64_t value)
-{
-    return "<Integer Name=\"" + std::string(name) + "\"><Value>" + std::to_string(value) + "</Value></Integer>";
-}
-
-}  // namespace
 
 TEST(Cache, AnswersASecondReadWithoutATransfer)
 {
-    Camera camera(feature("X") + int_reg("R", 0));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0));
     EXPECT_FALSE(camera["X"].is_cached());
     static_cast<void>(camera["X"].int_value());
     EXPECT_TRUE(camera["X"].is_cached());
@@ -39,7 +21,7 @@ TEST(Cache, AnswersASecondReadWithoutATransfer)
 
 TEST(Cache, KeepsWhatWasWrittenThrough)
 {
-    Camera camera(int_reg("A", 0, "RW", "<Cachable>WriteThrough</Cachable>"));
+    Camera camera(int_reg("A", 0, {.cachable = "WriteThrough"}));
     camera["A"].set_int_value(5);
     EXPECT_EQ(camera["A"].int_value(), 5);
     EXPECT_EQ(camera.port.reads, 0);
@@ -47,7 +29,7 @@ TEST(Cache, KeepsWhatWasWrittenThrough)
 
 TEST(Cache, FetchesWhatWasWrittenAround)
 {
-    Camera camera(int_reg("A", 0, "RW", "<Cachable>WriteAround</Cachable>"));
+    Camera camera(int_reg("A", 0, {.cachable = "WriteAround"}));
     camera["A"].set_int_value(5);
     camera.port.set32(0, 6);
     EXPECT_EQ(camera["A"].int_value(), 6);
@@ -57,8 +39,8 @@ TEST(Cache, FetchesWhatWasWrittenAround)
 
 TEST(Cache, AsksEveryTimeWhereTheDescriptionForbidsIt)
 {
-    Camera camera(feature("X", "", "K") + knife("K", "R", "V+1") +
-                  int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    Camera camera(integer("X", {.value = "K"}) + int_swiss_knife("K", "V+1", {{"V", "R"}}) +
+                  int_reg("R", 0, {.cachable = "NoCache"}));
     EXPECT_EQ(camera["X"].int_value(), 1);
     camera.port.set32(0, 5);
     EXPECT_EQ(camera["X"].int_value(), 6);
@@ -68,9 +50,8 @@ TEST(Cache, AsksEveryTimeWhereTheDescriptionForbidsIt)
 
 TEST(Cache, AsksOncePerOperationWhereTheDescriptionForbidsIt)
 {
-    Camera camera("<IntSwissKnife Name=\"X\"><pVariable Name=\"A\">R</pVariable><pVariable Name=\"B\">K</pVariable>"
-                  "<Formula>A + B + A</Formula></IntSwissKnife>" +
-                  knife("K", "R", "V*2") + int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    Camera camera(int_swiss_knife("X", "A + B + A", {{"A", "R"}, {"B", "K"}}) +
+                  int_swiss_knife("K", "V*2", {{"V", "R"}}) + int_reg("R", 0, {.cachable = "NoCache"}));
     camera.port.set32(0, 10);
     EXPECT_EQ(camera["X"].int_value(), 40);
     EXPECT_EQ(camera.port.reads, 1);
@@ -78,8 +59,7 @@ TEST(Cache, AsksOncePerOperationWhereTheDescriptionForbidsIt)
 
 TEST(Cache, OfFloatRegistersIsWrittenAround)
 {
-    Camera camera("<FloatReg Name=\"F\"><Address>0</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>");
+    Camera camera(float_reg("F", 0));
     camera["F"].set_float_value(1.1);
     // the register holds a single: what it made of the value is read back
     EXPECT_EQ(camera["F"].float_value(), static_cast<double>(1.1F));
@@ -88,11 +68,7 @@ TEST(Cache, OfFloatRegistersIsWrittenAround)
 
 TEST(Cache, IsSharedByRegistersAtOnePlace)
 {
-    const auto bit = [](std::string_view name, int number) {
-        return "<MaskedIntReg Name=\"" + std::string(name) + "\">" +
-               reg(0, "RW", "<Bit>" + std::to_string(number) + "</Bit>") + "</MaskedIntReg>";
-    };
-    Camera camera(bit("A", 31) + bit("B", 30) + int_reg("W", 0));
+    Camera camera(masked_int_reg("A", 0, {.bit = 31}) + masked_int_reg("B", 0, {.bit = 30}) + int_reg("W", 0));
     camera.port.set32(0, 2);
     EXPECT_EQ(camera["A"].int_value(), 0);
     EXPECT_EQ(camera["B"].int_value(), 1);
@@ -107,9 +83,7 @@ TEST(Cache, IsSharedByRegistersAtOnePlace)
 
 TEST(Cache, SeesAWriteThroughAnOverlappingRegister)
 {
-    Camera camera("<Register Name=\"Block\"><Address>0</Address><Length>16</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register>" +
-                  int_reg("A", 4) + int_reg("B", 16));
+    Camera camera(raw_reg("Block", 0, {.length = 16}) + int_reg("A", 4) + int_reg("B", 16));
     EXPECT_EQ(camera["A"].int_value(), 0);
     EXPECT_EQ(camera["B"].int_value(), 0);
     std::vector<std::uint8_t> bytes(16, 1);
@@ -125,7 +99,7 @@ TEST(Cache, SeesAWriteThroughAnOverlappingRegister)
 
 TEST(Cache, IsBypassedByAFreshRead)
 {
-    Camera camera(feature("X") + knife("K", "X", "V+1") + int_reg("R", 0));
+    Camera camera(integer("X", {.value = "R"}) + int_swiss_knife("K", "V+1", {{"V", "X"}}) + int_reg("R", 0));
     EXPECT_EQ(camera["K"].int_value(), 1);
     camera.port.set32(0, 5);
     EXPECT_EQ(camera["X"].int_value(), 0);
@@ -141,7 +115,7 @@ TEST(Cache, IsBypassedByAFreshRead)
 
 TEST(Cache, IsForgottenByANode)
 {
-    Camera camera(feature("X") + feature("Y", "", "X") + int_reg("R", 0));
+    Camera camera(integer("X", {.value = "R"}) + integer("Y", {.value = "X"}) + int_reg("R", 0));
     EXPECT_EQ(camera["Y"].int_value(), 0);
     camera.port.set32(0, 5);
     camera["X"].invalidate();
@@ -165,9 +139,7 @@ TEST(Cache, IsDoubtfulAfterAFailedWrite)
 
 TEST(Cache, SeesAWriteThroughARegisterThatSharesOneByte)
 {
-    Camera camera("<Register Name=\"Block\"><Address>0</Address><Length>5</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register>" +
-                  int_reg("Behind", 4) + int_reg("Before", -3));
+    Camera camera(raw_reg("Block", 0, {.length = 5}) + int_reg("Behind", 4) + int_reg("Before", -3));
     EXPECT_EQ(camera["Behind"].int_value(), 0);
     EXPECT_EQ(camera["Before"].int_value(), 0);
     std::vector<std::uint8_t> bytes(5, 1);
@@ -182,11 +154,10 @@ TEST(Cache, SeesAWriteThroughARegisterThatSharesOneByte)
 
 TEST(Cache, SeesAWriteThroughARegisterAtTheSameComputedPlace)
 {
-    Camera camera(placed("IntReg", "A", "<Address>4</Address><pAddress>Base</pAddress>", 4) +
-                  placed("IntReg", "B", "<Address>4</Address><pAddress>Base</pAddress>", 4) +
-                  placed("IntReg", "Half", "<Address>6</Address><pAddress>Base</pAddress>", 2) +
-                  placed("IntReg", "Next", "<Address>8</Address><pAddress>Base</pAddress>", 4) + int_reg("F", 0x104) +
-                  value_in_memory("Base", 0x100));
+    const std::string in_base = element("pAddress", "Base");
+    Camera camera(int_reg("A", 4, {.more = in_base}) + int_reg("B", 4, {.more = in_base}) +
+                  int_reg("Half", 6, {.length = 2, .more = in_base}) + int_reg("Next", 8, {.more = in_base}) +
+                  int_reg("F", 0x104) + integer("Base", {.value = 0x100}));
     for (const char* const name : {"A", "B", "Half", "Next", "F"}) {
         EXPECT_EQ(camera[name].int_value(), 0) << name;
     }
@@ -211,8 +182,8 @@ TEST(Cache, SeesAWriteThroughARegisterAtTheSameComputedPlace)
 
 TEST(Cache, SeesAWriteWhereARegisterHasMovedTo)
 {
-    Camera camera(placed("IntReg", "A", "<Address>0</Address><pIndex Offset=\"4\">I</pIndex>", 4) + int_reg("Old", 4) +
-                  int_reg("New", 8) + value_in_memory("I", 1));
+    Camera camera(int_reg("A", 0, {.more = indexed_by("I", 4)}) + int_reg("Old", 4) + int_reg("New", 8) +
+                  integer("I", {.value = 1}));
     EXPECT_EQ(camera["A"].int_value(), 0);
     camera["I"].set_int_value(2);
     EXPECT_EQ(camera["A"].int_value(), 0);
@@ -227,14 +198,9 @@ TEST(Cache, SeesAWriteWhereARegisterHasMovedTo)
 
 TEST(Cache, SeesAWriteThroughARegisterOfTheOtherByteOrder)
 {
-    const auto bits = [](std::string_view name, std::string_view field, std::string_view endianess) {
-        return "<MaskedIntReg Name=\"" + std::string(name) + "\"><Address>0</Address><Length>4</Length>" +
-               std::string(field) + "<AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>" +
-               std::string(endianess) + "</Endianess></MaskedIntReg>";
-    };
     // both are the last byte
-    Camera camera(bits("Big", "<LSB>31</LSB><MSB>24</MSB>", "BigEndian") +
-                  bits("Little", "<LSB>24</LSB><MSB>31</MSB>", "LittleEndian"));
+    Camera camera(masked_int_reg("Big", 0, {.lsb = 31, .msb = 24}) +
+                  masked_int_reg("Little", 0, {.byte_order = "LittleEndian", .lsb = 24, .msb = 31}));
     EXPECT_EQ(camera["Little"].int_value(), 0);
     camera["Big"].set_int_value(5);
     EXPECT_EQ(camera["Little"].int_value(), 5);
@@ -242,10 +208,11 @@ TEST(Cache, SeesAWriteThroughARegisterOfTheOtherByteOrder)
 
 TEST(Cache, OfLimitsIsForgottenWithEverythingElse)
 {
-    Camera camera(feature("X", "<pMax>Most</pMax>") + int_reg("R", 0) + int_reg("Most", 4) +
-                  "<IntConverter Name=\"C\"><pVariable Name=\"V\">Most</pVariable><FormulaTo>FROM-V</FormulaTo>"
-                  "<FormulaFrom>TO+V</FormulaFrom><pValue>M</pValue></IntConverter>"
-                  "<Integer Name=\"M\"><Value>0</Value><Min>0</Min><Max>10</Max></Integer>");
+    Camera camera(
+        integer("X", {.value = "R", .max = "Most"}) + int_reg("R", 0) + int_reg("Most", 4) +
+        int_converter("C",
+                      {.variables = {{"V", "Most"}}, .value = "M", .formula_to = "FROM-V", .formula_from = "TO+V"}) +
+        integer("M", {.value = 0, .min = 0, .max = 10}));
     camera.port.set32(4, 100);
     EXPECT_EQ(camera["X"].int_max(), 100);
     EXPECT_EQ(camera["C"].int_max(), 110);
@@ -259,7 +226,7 @@ TEST(Cache, OfAValueByIndexIsForgottenDownToItsRegister)
 {
     Camera camera("<Integer Name=\"X\"><pIndex>I</pIndex><pValueIndexed Index=\"1\">R</pValueIndexed>"
                   "<ValueDefault>99</ValueDefault></Integer>" +
-                  value_in_memory("I", 1) + int_reg("R", 0));
+                  integer("I", {.value = 1}) + int_reg("R", 0));
     EXPECT_EQ(camera["X"].int_value(), 0);
     camera.port.set32(0, 5);
     camera["X"].invalidate();
@@ -268,12 +235,10 @@ TEST(Cache, OfAValueByIndexIsForgottenDownToItsRegister)
 
 TEST(Cache, OfAWriteOnlyRegisterStaysWhereItWas)
 {
-    const std::string place = "<Address>0</Address><pIndex Offset=\"4\">I</pIndex>";
-    Camera camera("<StructReg>" + place +
-                  "<Length>4</Length><AccessMode>WO</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess>"
-                  "<StructEntry Name=\"High\"><LSB>15</LSB><MSB>0</MSB></StructEntry>"
-                  "<StructEntry Name=\"Low\"><LSB>31</LSB><MSB>16</MSB></StructEntry></StructReg>" +
-                  value_in_memory("I", 0));
+    const auto half = [](std::string_view name, int lsb, int msb) {
+        return masked_int_reg(name, 0, {.access = "WO", .lsb = lsb, .msb = msb, .more = indexed_by("I", 4)});
+    };
+    Camera camera(half("High", 15, 0) + half("Low", 31, 16) + integer("I", {.value = 0}));
     camera["High"].set_int_value(0x1234);
     camera["I"].set_int_value(1);
     camera["Low"].set_int_value(0x5678);
@@ -283,9 +248,7 @@ TEST(Cache, OfAWriteOnlyRegisterStaysWhereItWas)
 
 TEST(Cache, IsDoubtfulAfterAPartThatCouldNotBeWritten)
 {
-    Camera camera("<Register Name=\"Block\"><Address>0</Address><Length>16</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register>" +
-                  int_reg("A", 4));
+    Camera camera(raw_reg("Block", 0, {.length = 16}) + int_reg("A", 4));
     EXPECT_EQ(camera["A"].int_value(), 0);
     Watch watch(camera["A"]);
     camera.port.failure = "no answer";
@@ -300,8 +263,8 @@ TEST(Cache, IsDoubtfulAfterAPartThatCouldNotBeWritten)
 
 TEST(Cache, OfStringsInACircleAnswers)
 {
-    Camera camera("<String Name=\"S\"><pValue>S</pValue></String><String Name=\"A\"><pValue>B</pValue></String>"
-                  "<String Name=\"B\"><pValue>A</pValue></String><String Name=\"C\"><pValue>A</pValue></String>");
+    Camera camera(string("S", {.value = "S"}) + string("A", {.value = "B"}) + string("B", {.value = "A"}) +
+                  string("C", {.value = "A"}));
     for (const char* const name : {"S", "A", "B", "C"}) {
         EXPECT_FALSE(camera[name].is_cached()) << name;
         EXPECT_THROW(static_cast<void>(camera[name].string_value()), GenApi::Error) << name;
@@ -311,10 +274,7 @@ TEST(Cache, OfStringsInACircleAnswers)
 
 TEST(Cache, TellsTheNeighboursOfBitsThatTheDeviceChanged)
 {
-    const auto bits = [](std::string_view name, std::string_view field) {
-        return "<MaskedIntReg Name=\"" + std::string(name) + "\">" + reg(0, "RW", field) + "</MaskedIntReg>";
-    };
-    Camera camera(bits("Written", "<Bit>31</Bit>") + bits("Other", "<Bit>0</Bit>"));
+    Camera camera(masked_int_reg("Written", 0, {.bit = 31}) + masked_int_reg("Other", 0, {.bit = 0}));
     EXPECT_EQ(camera["Other"].int_value(), 0);
     Watch watch(camera["Other"]);
     camera["Written"].set_int_value(1);

@@ -9,24 +9,26 @@
 
 #include "tests/sdk/genapi/changes.h"
 
+using namespace camera_xml;
 using GenApi::INode;
 using namespace std::chrono_literals;
 
 TEST(Change, ReachesEveryKindOfDependent)
 {
-    Camera camera(feature("Source", "", "S") + int_reg("S", 0) +
-                  // a variable, a variable of a variable
-                  knife("Knife", "Source", "V*10") + knife("Knife2", "Knife", "V+1") +
-                  // a limit, an increment, a converter
-                  feature("Limited", "<pMin>Source</pMin><pMax>Knife</pMax><pInc>Source</pInc>") +
-                  "<Converter Name=\"Conv\"><pVariable Name=\"F\">Source</pVariable><pValue>R</pValue>"
-                  "<FormulaTo>FROM*F</FormulaTo><FormulaFrom>TO/F</FormulaFrom></Converter>"
-                  // conditions
-                  + feature("Condition", "<pIsAvailable>Is2</pIsAvailable>") + knife("Is2", "Source", "V=2") +
-                  // an address
-                  "<IntReg Name=\"Moving\"><Address>0x100</Address><pIndex Offset=\"4\">Source</pIndex><Length>4"
-                  "</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>" +
-                  feature("Far", "", "Moving") + int_reg("R", 0x20));
+    Camera camera(
+        integer("Source", {.value = "S"}) + int_reg("S", 0) +
+        // a variable, a variable of a variable
+        int_swiss_knife("Knife", "V*10", {{"V", "Source"}}) + int_swiss_knife("Knife2", "V+1", {{"V", "Knife"}}) +
+        // a limit, an increment, a converter
+        integer("Limited", {.value = "R", .min = "Source", .max = "Knife", .inc = "Source"}) +
+        converter("Conv",
+                  {.variables = {{"F", "Source"}}, .value = "R", .formula_to = "FROM*F", .formula_from = "TO/F"})
+        // conditions
+        + integer("Condition", {.is_available = "Is2", .value = "R"}) +
+        int_swiss_knife("Is2", "V=2", {{"V", "Source"}}) +
+        // an address
+        int_reg("Moving", 0x100, {.more = indexed_by("Source", 4)}) + integer("Far", {.value = "Moving"}) +
+        int_reg("R", 0x20));
     camera.port.set32(0, 1);
     camera.port.set32(0x20, 8);
     camera.port.set32(0x104, 11);
@@ -51,8 +53,8 @@ TEST(Change, ReachesEveryKindOfDependent)
 
 TEST(Change, DoesNotCostTransfersForWhatItDoesNotReach)
 {
-    Camera camera(feature("A", "<pMax>K</pMax>", "RA") + feature("B", "", "RB") + knife("K", "B", "100-V") +
-                  int_reg("RA", 0) + int_reg("RB", 4));
+    Camera camera(integer("A", {.value = "RA", .max = "K"}) + integer("B", {.value = "RB"}) +
+                  int_swiss_knife("K", "100-V", {{"V", "B"}}) + int_reg("RA", 0) + int_reg("RB", 4));
     static_cast<void>(camera["A"].int_value());
     static_cast<void>(camera["A"].int_max());
     EXPECT_EQ(camera.port.reads, 2);
@@ -65,12 +67,12 @@ TEST(Change, DoesNotCostTransfersForWhatItDoesNotReach)
 
 TEST(Change, FollowsInvalidators)
 {
-    Camera camera(feature("Trigger", "", "T") + int_reg("T", 0) +
+    Camera camera(integer("Trigger", {.value = "T"}) + int_reg("T", 0) +
                   // listed at the register, at the feature, and by way of the invalidator's own register
-                  feature("A", "", "RA") + int_reg("RA", 4, "RW", "<pInvalidator>Trigger</pInvalidator>") +
-                  feature("B", "<pInvalidator>Trigger</pInvalidator>", "RB") + int_reg("RB", 8) +
-                  feature("C", "<pInvalidator>T</pInvalidator>", "RC") + int_reg("RC", 12) + feature("D", "", "RD") +
-                  int_reg("RD", 16));
+                  integer("A", {.value = "RA"}) + int_reg("RA", 4, {.invalidators = {"Trigger"}}) +
+                  integer("B", {.value = "RB", .invalidators = {"Trigger"}}) + int_reg("RB", 8) +
+                  integer("C", {.value = "RC", .invalidators = {"T"}}) + int_reg("RC", 12) +
+                  integer("D", {.value = "RD"}) + int_reg("RD", 16));
     for (const char* const name : {"A", "B", "C", "D"}) {
         EXPECT_EQ(camera[name].int_value(), 0);
     }
@@ -86,9 +88,8 @@ TEST(Change, FollowsInvalidators)
 
 TEST(Change, EndsWhenInvalidatorsRunInACircle)
 {
-    Camera camera(feature("A", "<pInvalidator>B</pInvalidator>", "RA") + int_reg("RA", 0) +
-                  feature("B", "<pInvalidator>A</pInvalidator>", "RB") +
-                  int_reg("RB", 4, "RW", "<pInvalidator>RB</pInvalidator>"));
+    Camera camera(integer("A", {.value = "RA", .invalidators = {"B"}}) + int_reg("RA", 0) +
+                  integer("B", {.value = "RB", .invalidators = {"A"}}) + int_reg("RB", 4, {.invalidators = {"RB"}}));
     EXPECT_EQ(camera["A"].int_value(), 0);
     EXPECT_EQ(camera["B"].int_value(), 0);
     camera.port.set32(4, 7);
@@ -100,8 +101,8 @@ TEST(Change, EndsWhenInvalidatorsRunInACircle)
 
 TEST(Change, OfASelectorReachesWhatItSelects)
 {
-    Camera camera("<Integer Name=\"Sel\"><pValue>S</pValue><pSelected>Gain</pSelected></Integer>" + int_reg("S", 0) +
-                  feature("Gain", "", "G") + int_reg("G", 4));
+    Camera camera(integer("Sel", {.value = "S", .selected = {"Gain"}}) + int_reg("S", 0) +
+                  integer("Gain", {.value = "G"}) + int_reg("G", 4));
     EXPECT_EQ(camera["Gain"].int_value(), 0);
     camera.port.set32(4, 50);
     camera["Sel"].set_int_value(1);
@@ -110,9 +111,9 @@ TEST(Change, OfASelectorReachesWhatItSelects)
 
 TEST(Change, OfAnOuterSelectorReachesThroughAnInnerOne)
 {
-    Camera camera("<Integer Name=\"Outer\"><pValue>O</pValue><pSelected>Inner</pSelected></Integer>"
-                  "<Integer Name=\"Inner\"><pValue>I</pValue><pSelected>Gain</pSelected></Integer>" +
-                  int_reg("O", 0) + int_reg("I", 4) + feature("Gain", "", "G") + int_reg("G", 8));
+    Camera camera(integer("Outer", {.value = "O", .selected = {"Inner"}}) +
+                  integer("Inner", {.value = "I", .selected = {"Gain"}}) + int_reg("O", 0) + int_reg("I", 4) +
+                  integer("Gain", {.value = "G"}) + int_reg("G", 8));
     EXPECT_EQ(camera["Gain"].int_value(), 0);
     camera.port.set32(8, 50);
     camera["Outer"].set_int_value(1);
@@ -121,8 +122,8 @@ TEST(Change, OfAnOuterSelectorReachesThroughAnInnerOne)
 
 TEST(Change, OfACommandIsToldAgainWhenItIsDone)
 {
-    Camera camera("<Command Name=\"Load\"><pValue>C</pValue><CommandValue>1</CommandValue></Command>" +
-                  int_reg("C", 0) + feature("X", "", "R") + int_reg("R", 4, "RW", "<pInvalidator>Load</pInvalidator>"));
+    Camera camera(command("Load", {.value = "C", .command_value = 1}) + int_reg("C", 0) + integer("X", {.value = "R"}) +
+                  int_reg("R", 4, {.invalidators = {"Load"}}));
     EXPECT_EQ(camera["X"].int_value(), 0);
     camera["Load"].execute();
     EXPECT_EQ(camera["X"].int_value(), 0);
@@ -141,10 +142,10 @@ TEST(Change, OfACommandIsToldAgainWhenItIsDone)
 
 TEST(Change, OfAPortForgetsAllItsRegisters)
 {
-    const std::string xml = "<RegisterDescription SchemaMajorVersion=\"1\"><Port Name=\"Device\">"
-                            "<pInvalidator>Load</pInvalidator></Port><Command Name=\"Load\"><pValue>C</pValue>"
-                            "<CommandValue>1</CommandValue></Command>" +
-                            int_reg("C", 0, "WO") + int_reg("A", 4) + int_reg("B", 8) + "</RegisterDescription>";
+    const std::string xml = "<RegisterDescription SchemaMajorVersion=\"1\">" +
+                            port("Device", element("pInvalidator", "Load")) +
+                            command("Load", {.value = "C", .command_value = 1}) + int_reg("C", 0, "WO") +
+                            int_reg("A", 4) + int_reg("B", 8) + "</RegisterDescription>";
     Camera camera(xml, true);
     EXPECT_EQ(camera["A"].int_value(), 0);
     EXPECT_EQ(camera["B"].int_value(), 0);
@@ -157,8 +158,8 @@ TEST(Change, OfAPortForgetsAllItsRegisters)
 
 TEST(Callback, ComesOnceForEveryChangeHoweverManyWaysLeadThere)
 {
-    Camera camera(feature("X", "<pInvalidator>S</pInvalidator><pMin>S</pMin><pIsLocked>K</pIsLocked>", "K2") +
-                  int_reg("S", 0) + knife("K", "S", "V=9") + knife("K2", "S", "V+1"));
+    Camera camera(integer("X", {.is_locked = "K", .value = "K2", .min = "S", .invalidators = {"S"}}) + int_reg("S", 0) +
+                  int_swiss_knife("K", "V=9", {{"V", "S"}}) + int_swiss_knife("K2", "V+1", {{"V", "S"}}));
     Watch x(camera["X"]);
     Watch s(camera["S"]);
     Watch other(camera["Device"]);
@@ -172,7 +173,7 @@ TEST(Callback, ComesOnceForEveryChangeHoweverManyWaysLeadThere)
 
 TEST(Callback, ComesAlsoWhenNothingIsCached)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RW", "<Cachable>NoCache</Cachable>"));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0, {.cachable = "NoCache"}));
     Watch x(camera["X"]);
     camera["R"].set_int_value(1);
     EXPECT_EQ(x.count, 1);
@@ -182,7 +183,7 @@ TEST(Callback, ComesAlsoWhenNothingIsCached)
 
 TEST(Callback, MayUseTheNodeMap)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0) + int_reg("Other", 4));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0) + int_reg("Other", 4));
     std::int64_t seen = -1;
     camera["X"].on_change([&](INode& node) {
         seen = node.int_value();
@@ -198,7 +199,7 @@ TEST(Callback, MayUseTheNodeMap)
 
 TEST(Callback, LeavesTheNodeMapToOtherThreads)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0) + int_reg("Other", 4));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0) + int_reg("Other", 4));
     std::int64_t seen = -1;
     camera["X"].on_change([&](INode&) {
         // would never end if the node map were locked meanwhile
@@ -213,11 +214,8 @@ TEST(Callback, LeavesTheNodeMapToOtherThreads)
 
 TEST(Callback, ComesOnceForAChangeThatSeveralRegistersTakePartIn)
 {
-    Camera camera(
-        "<Integer Name=\"X\"><pValue>A</pValue><pValueCopy>B</pValueCopy><pValueCopy>C</pValueCopy></Integer>" +
-        int_reg("A", 0) + int_reg("B", 4) + int_reg("C", 8) +
-        "<IntSwissKnife Name=\"Sum\"><pVariable Name=\"A\">A</pVariable><pVariable Name=\"B\">B</pVariable>"
-        "<pVariable Name=\"C\">C</pVariable><Formula>A+B+C</Formula></IntSwissKnife>");
+    Camera camera(integer("X", {.value = "A", .value_copies = {"B", "C"}}) + int_reg("A", 0) + int_reg("B", 4) +
+                  int_reg("C", 8) + int_swiss_knife("Sum", "A+B+C", {{"A", "A"}, {"B", "B"}, {"C", "C"}}));
     Watch sum(camera["Sum"]);
     camera["X"].set_int_value(3);
     EXPECT_EQ(sum.count, 1);
@@ -226,7 +224,7 @@ TEST(Callback, ComesOnceForAChangeThatSeveralRegistersTakePartIn)
 
 TEST(Callback, MayThrowAndMayRemoveOthers)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0));
     GenApi::CallbackId second = 0;
     int second_calls = 0;
     int third_calls = 0;
@@ -244,8 +242,8 @@ TEST(Callback, MayThrowAndMayRemoveOthers)
 
 TEST(Callback, ComesAlsoForTheHalfThatWasDone)
 {
-    Camera camera("<Integer Name=\"X\"><pValue>A</pValue><pValueCopy>B</pValueCopy></Integer>" + int_reg("A", 0) +
-                  "<Integer Name=\"B\"><Value>0</Value><Max>1</Max></Integer>");
+    Camera camera(integer("X", {.value = "A", .value_copies = {"B"}}) + int_reg("A", 0) +
+                  integer("B", {.value = 0, .max = 1}));
     Watch watch(camera["A"]);
     EXPECT_THROW(camera["X"].set_int_value(5), GenApi::ValueError);
     EXPECT_EQ(watch.count, 1);
@@ -253,10 +251,9 @@ TEST(Callback, ComesAlsoForTheHalfThatWasDone)
 
 TEST(Poll, ForgetsWhatIsDue)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RO", "<PollingTime>1000</PollingTime>") +
-                  "<Integer Name=\"Y\"><pBlockPolling>Block</pBlockPolling><PollingTime>100</PollingTime>"
-                  "<pValue>RY</pValue></Integer><Integer Name=\"Block\"><Value>1</Value></Integer>" +
-                  int_reg("RY", 4));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0, {.access = "RO", .polling_time = 1000}) +
+                  integer("Y", {.block_polling = "Block", .value = "RY", .polling_time = 100}) +
+                  integer("Block", {.value = 1}) + int_reg("RY", 4));
     EXPECT_EQ(camera["X"].int_value(), 0);
     EXPECT_EQ(camera["Y"].int_value(), 0);
     camera.port.set32(0, 1);
@@ -277,7 +274,7 @@ TEST(Poll, ForgetsWhatIsDue)
 
 TEST(Poll, CountsFromTheLastTime)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0, "RO", "<PollingTime>1000</PollingTime>"));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0, {.access = "RO", .polling_time = 1000}));
     Watch watch(camera["X"]);
     for (int i = 1; i <= 10; ++i) {
         camera.map->poll(500ms);
@@ -287,9 +284,9 @@ TEST(Poll, CountsFromTheLastTime)
 
 TEST(Poll, IsBlockedByWhatCannotBeRead)
 {
-    Camera camera(int_reg("X", 0, "RO", "<pBlockPolling>Bad</pBlockPolling><PollingTime>100</PollingTime>") +
-                  int_reg("Y", 4, "RO", "<pBlockPolling>Secret</pBlockPolling><PollingTime>100</PollingTime>") +
-                  "<IntSwissKnife Name=\"Bad\"><Formula>1/0</Formula></IntSwissKnife>" + int_reg("Secret", 8, "WO"));
+    Camera camera(int_reg("X", 0, {.block_polling = "Bad", .access = "RO", .polling_time = 100}) +
+                  int_reg("Y", 4, {.block_polling = "Secret", .access = "RO", .polling_time = 100}) +
+                  int_swiss_knife("Bad", "1/0") + int_reg("Secret", 8, "WO"));
     Watch x(camera["X"]);
     Watch y(camera["Y"]);
     camera.map->poll(500ms);
@@ -300,7 +297,7 @@ TEST(Poll, IsBlockedByWhatCannotBeRead)
 
 TEST(Changed, ForgetsFromOutside)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0));
     EXPECT_EQ(camera["X"].int_value(), 0);
     camera.port.set32(0, 4);
     Watch watch(camera["X"]);
@@ -311,7 +308,7 @@ TEST(Changed, ForgetsFromOutside)
 
 TEST(Changed, MayBeSaidByThePortItself)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0) + feature("Y", "", "RY") + int_reg("RY", 4));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0) + integer("Y", {.value = "RY"}) + int_reg("RY", 4));
     EXPECT_EQ(camera["Y"].int_value(), 0);
     Watch watch(camera["Y"]);
     Watch written(camera["X"]);
@@ -329,7 +326,7 @@ TEST(Changed, MayBeSaidByThePortItself)
 
 TEST(Changed, DoesNotWaitForATransferThatTakesLong)
 {
-    Camera camera(feature("X", "", "R") + int_reg("R", 0) + feature("Y", "", "RY") + int_reg("RY", 4));
+    Camera camera(integer("X", {.value = "R"}) + int_reg("R", 0) + integer("Y", {.value = "RY"}) + int_reg("RY", 4));
     std::mutex mutex;
     std::condition_variable condition;
     bool in_transfer = false;
@@ -404,8 +401,8 @@ TEST(Lock, LetsNodeMapsWorkAtTheSameTime)
 
 TEST(Lock, KeepsManyThreadsApart)
 {
-    Camera camera(feature("X", "", "R") + knife("K", "X", "V*2") + int_reg("R", 0) +
-                  int_reg("N", 4, "RW", "<Cachable>NoCache</Cachable>"));
+    Camera camera(integer("X", {.value = "R"}) + int_swiss_knife("K", "V*2", {{"V", "X"}}) + int_reg("R", 0) +
+                  int_reg("N", 4, {.cachable = "NoCache"}));
     std::atomic<int> calls = 0;
     const GenApi::CallbackId id = camera["K"].on_change([&](INode& node) {
         static_cast<void>(node.int_value());

@@ -1,24 +1,9 @@
-// Nodes that depend on each other, and who hears of their changes.
+// Who hears of the changes of nodes.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
-
 #include "tests/sdk/genapi/memory_port.h"
-
-inline std::string feature(std::string_view name, std::string_view inside = "", std::string_view value = "R")
-{
-    return "<Integer Name=\"" + std::string(name) + "\">" + std::string(inside) + "<pValue>" + std::string(value) +
-           "</pValue></Integer>";
-}
-
-inline std::string knife(std::string_view name, std::string_view variable, std::string_view formula)
-{
-    return "<IntSwissKnife Name=\"" + std::string(name) + "\"><pVariable Name=\"V\">" + std::string(variable) +
-           "</pVariable><Formula>" + std::string(formula) + "</Formula></IntSwissKnife>";
-}
 
 /// Counts the calls of a node's change callback.
 class Watch {

@@ -4,14 +4,14 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
 
 TEST(Description, BreaksTooLongAChainOfReferences)
 {
-    std::string body = "<Integer Name=\"N0\"><Value>5</Value></Integer>";
+    std::string body = integer("N0", {.value = 5});
     for (int i = 1; i <= 5000; ++i) {
-        body +=
-            "<Integer Name=\"N" + std::to_string(i) + "\"><pValue>N" + std::to_string(i - 1) + "</pValue></Integer>";
+        body += integer("N" + std::to_string(i), {.value = "N" + std::to_string(i - 1)});
     }
     Camera camera(body);
     EXPECT_EQ(camera["N50"].int_value(), 5);
@@ -22,13 +22,12 @@ TEST(Description, BreaksTooLongAChainOfReferences)
 
 TEST(Description, SurvivesLongChainsOfConditionsAndLimits)
 {
-    std::string body = "<Integer Name=\"A0\"><Value>1</Value></Integer>";
+    std::string body = integer("A0", {.value = 1});
     for (int i = 1; i <= 20'000; ++i) {
         const std::string before = "A" + std::to_string(i - 1);
-        body += "<Integer Name=\"A" + std::to_string(i) + "\"><Value>1</Value><pIsAvailable>" + before +
-                "</pIsAvailable><pMax>K" + std::to_string(i) + "</pMax></Integer><IntSwissKnife Name=\"K" +
-                std::to_string(i) + "\"><pVariable Name=\"V.Max\">" + before + "</pVariable><Formula>V.Max</Formula>" +
-                "</IntSwissKnife>";
+        const std::string knife = "K" + std::to_string(i);
+        body += integer("A" + std::to_string(i), {.is_available = before, .value = 1, .max = knife}) +
+                int_swiss_knife(knife, "V.Max", {{"V.Max", before}});
     }
     Camera camera(body);
     EXPECT_EQ(camera["A20"].access(), AccessMode::read_write);
@@ -39,10 +38,9 @@ TEST(Description, SurvivesLongChainsOfConditionsAndLimits)
 TEST(Description, EvaluatesABranchingGraphOnceANode)
 {
     // each node asks the one before twice: without memory that would be 2^60 questions
-    std::string body = int_reg("N0", 0, "RO", "<Cachable>NoCache</Cachable>");
+    std::string body = int_reg("N0", 0, {.access = "RO", .cachable = "NoCache"});
     for (int i = 1; i <= 60; ++i) {
-        body += "<IntSwissKnife Name=\"N" + std::to_string(i) + "\"><pVariable Name=\"V\">N" + std::to_string(i - 1) +
-                "</pVariable><Formula>V+V</Formula></IntSwissKnife>";
+        body += int_swiss_knife("N" + std::to_string(i), "V+V", {{"V", "N" + std::to_string(i - 1)}});
     }
     Camera camera(body);
     camera.port.set32(0, 1);

@@ -6,6 +6,7 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
 using GenApi::InterfaceType;
 using GenApi::Visibility;
@@ -180,7 +181,7 @@ TEST(Description, ReadsEveryCommonProperty)
 
 TEST(Description, GivesTheDefaultsOfTheStandard)
 {
-    Camera camera("<Integer Name=\"X\"><Value>5</Value></Integer>");
+    Camera camera(integer("X", {.value = 5}));
     GenApi::INode& x = camera["X"];
     EXPECT_EQ(x.display_name(), "X");
     EXPECT_EQ(x.visibility(), Visibility::beginner);
@@ -200,10 +201,8 @@ TEST(Description, GivesTheDefaultsOfTheStandard)
 
 TEST(Description, ShowsAFeatureLikeTheNodeThatHasItsValue)
 {
-    Camera camera(root({"X"}) + "<Integer Name=\"X\"><pValue>R</pValue></Integer>" +
-                  int_reg("R", 0, "RW",
-                          "<Representation>IPV4Address</Representation><Unit>addr</Unit>"
-                          "<PollingTime>250</PollingTime>"));
+    Camera camera(root({"X"}) + integer("X", {.value = "R"}) +
+                  int_reg("R", 0, {.unit = "addr", .representation = "IPV4Address", .polling_time = 250}));
     EXPECT_EQ(camera["X"].representation(), GenApi::Representation::ipv4_address);
     EXPECT_EQ(camera["X"].unit(), "addr");
     EXPECT_EQ(camera["X"].polling_time(), 250);
@@ -289,12 +288,9 @@ TEST(Description, LetsMergePriorityDecideBetweenNodesOfOneName)
 
 TEST(Description, ListsFeaturesInTheOrderOfTheCategories)
 {
-    Camera camera("<Category Name=\"Two\"><pFeature>C</pFeature><pFeature>A</pFeature></Category>"
-                  "<Category Name=\"Root\"><pFeature>A</pFeature><pFeature>One</pFeature><pFeature>Two</pFeature>"
-                  "</Category><Category Name=\"One\"><pFeature>B</pFeature><pFeature>Missing</pFeature></Category>"
-                  "<Category Name=\"Lost\"><pFeature>D</pFeature></Category>"
-                  "<Integer Name=\"A\"><Value>1</Value></Integer><Integer Name=\"B\"><Value>1</Value></Integer>"
-                  "<Integer Name=\"C\"><Value>1</Value></Integer><Integer Name=\"D\"><Value>1</Value></Integer>");
+    Camera camera(category("Two", {"C", "A"}) + root({"A", "One", "Two"}) + category("One", {"B", "Missing"}) +
+                  category("Lost", {"D"}) + integer("A", {.value = 1}) + integer("B", {.value = 1}) +
+                  integer("C", {.value = 1}) + integer("D", {.value = 1}));
     std::vector<std::string_view> features;
     for (const GenApi::INode* node : camera.map->features()) {
         features.push_back(node->name());
@@ -314,12 +310,8 @@ TEST(Description, ListsFeaturesInTheOrderOfTheCategories)
 
 TEST(Description, MakesATreeOfCategoriesThatListEachOther)
 {
-    Camera camera("<Category Name=\"Root\"><pFeature>A</pFeature><pFeature>Root</pFeature></Category>"
-                  "<Category Name=\"A\"><pFeature>B</pFeature></Category>"
-                  "<Category Name=\"B\"><pFeature>A</pFeature><pFeature>X</pFeature></Category>"
-                  "<Category Name=\"P\"><pFeature>Q</pFeature></Category>"
-                  "<Category Name=\"Q\"><pFeature>P</pFeature></Category>" +
-                  int_reg("X", 0));
+    Camera camera(root({"A", "Root"}) + category("A", {"B"}) + category("B", {"A", "X"}) + category("P", {"Q"}) +
+                  category("Q", {"P"}) + int_reg("X", 0));
     EXPECT_EQ(camera.map->categories().size(), 2U);
     EXPECT_EQ(camera["B"].children().size(), 1U);
     EXPECT_EQ(camera["Root"].children().size(), 1U);

@@ -4,24 +4,17 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
 
 namespace {
 
 const std::string format =
-    "<Enumeration Name=\"PixelFormat\"><EnumEntry Name=\"Mono8\" NameSpace=\"Standard\"><ToolTip>8 bits</ToolTip>"
-    "<DisplayName>Mono 8</DisplayName><Value>0x01080001</Value></EnumEntry>"
-    "<EnumEntry Name=\"Mono12\"><Visibility>Guru</Visibility><pIsAvailable>Has12</pIsAvailable>"
-    "<Value>0x01100005</Value></EnumEntry>"
-    "<EnumEntry Name=\"Never\"><pIsImplemented>Zero</pIsImplemented><Value>3</Value></EnumEntry>"
-    "<pValue>R</pValue></Enumeration>"
-    "<Integer Name=\"Has12\"><Value>1</Value></Integer><Integer Name=\"Zero\"><Value>0</Value></Integer>";
-
-std::string string_reg(std::string_view name, int length)
-{
-    return "<StringReg Name=\"" + std::string(name) + "\"><Address>0x40</Address><Length>" + std::to_string(length) +
-           "</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></StringReg>";
-}
+    enumeration("PixelFormat", "R",
+                {{"Mono8", 0x01080001, {.name_space = "Standard", .tool_tip = "8 bits", .display_name = "Mono 8"}},
+                 {"Mono12", 0x01100005, {.visibility = "Guru", .is_available = "Has12"}},
+                 {"Never", 3, {.is_implemented = "Zero"}}}) +
+    integer("Has12", {.value = 1}) + integer("Zero", {.value = 0});
 
 }  // namespace
 
@@ -98,11 +91,11 @@ TEST(Enumeration, TellsOfAValueWithoutAnEntry)
 
 TEST(Enumeration, ChoosesTheNearestEntryForANumber)
 {
-    Camera camera("<Enumeration Name=\"Gain\"><EnumEntry Name=\"Low\"><Value>0</Value><NumericValue>1.5</NumericValue>"
-                  "</EnumEntry><EnumEntry Name=\"High\"><Value>1</Value><NumericValue>6</NumericValue></EnumEntry>"
-                  "<EnumEntry Name=\"Off\"><pIsAvailable>Zero</pIsAvailable><Value>2</Value>"
-                  "<NumericValue>5</NumericValue></EnumEntry><Value>0</Value></Enumeration>"
-                  "<Integer Name=\"Zero\"><Value>0</Value></Integer>");
+    Camera camera(enumeration("Gain", 0,
+                              {{"Low", 0, {.more = element("NumericValue", "1.5")}},
+                               {"High", 1, {.more = element("NumericValue", 6)}},
+                               {"Off", 2, {.is_available = "Zero", .more = element("NumericValue", 5)}}}) +
+                  integer("Zero", {.value = 0}));
     EXPECT_EQ(camera["Gain"].float_value(), 1.5);
     camera["Gain"].set_float_value(5.1);
     EXPECT_EQ(camera["Gain"].to_string(), "High");
@@ -111,16 +104,14 @@ TEST(Enumeration, ChoosesTheNearestEntryForANumber)
 
 TEST(Enumeration, TakesTheFirstOfSeveralNumericValues)
 {
-    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"A\"><Value>0</Value><NumericValue>1.5</NumericValue>"
-                  "<NumericValue>2.5</NumericValue></EnumEntry><Value>0</Value></Enumeration>");
+    Camera camera(
+        enumeration("E", 0, {{"A", 0, {.more = element("NumericValue", "1.5") + element("NumericValue", "2.5")}}}));
     EXPECT_EQ(camera["E"].float_value(), 1.5);
 }
 
 TEST(Enumeration, TakesFullAndSymbolicNames)
 {
-    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"EnumEntry_E_A\"><Value>0</Value></EnumEntry>"
-                  "<EnumEntry Name=\"B\"><Value>1</Value><Symbolic>Bee</Symbolic></EnumEntry><Value>0</Value>"
-                  "</Enumeration>");
+    Camera camera(enumeration("E", 0, {{"EnumEntry_E_A", 0}, {"B", 1, {.more = element("Symbolic", "Bee")}}}));
     EXPECT_EQ(camera["E"].to_string(), "A");
     EXPECT_NE(camera.map->node("EnumEntry_E_A"), nullptr);
     camera["E"].set_entry("Bee");
@@ -129,10 +120,8 @@ TEST(Enumeration, TakesFullAndSymbolicNames)
 
 TEST(Enumeration, PrefersTheAvailableOneOfTwoEntriesWithOneValue)
 {
-    Camera camera("<Enumeration Name=\"E\"><EnumEntry Name=\"Old\"><pIsImplemented>Zero</pIsImplemented>"
-                  "<Value>1</Value></EnumEntry><EnumEntry Name=\"New\"><Value>1</Value></EnumEntry>"
-                  "<pValue>R</pValue></Enumeration><Integer Name=\"Zero\"><Value>0</Value></Integer>" +
-                  int_reg("R", 0));
+    Camera camera(enumeration("E", "R", {{"Old", 1, {.is_implemented = "Zero"}}, {"New", 1}}) +
+                  integer("Zero", {.value = 0}) + int_reg("R", 0));
     camera["E"].set_int_value(1);
     EXPECT_EQ(camera.port.get32(0), 1U);
     EXPECT_EQ(camera["E"].to_string(), "New");
@@ -140,9 +129,7 @@ TEST(Enumeration, PrefersTheAvailableOneOfTwoEntriesWithOneValue)
 
 TEST(Enumeration, ReadsASelfClearingEntryAgain)
 {
-    Camera camera("<Enumeration Name=\"Auto\"><EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
-                  "<EnumEntry Name=\"Once\"><Value>1</Value><IsSelfClearing>Yes</IsSelfClearing></EnumEntry>"
-                  "<pValue>R</pValue></Enumeration>" +
+    Camera camera(enumeration("Auto", "R", {{"Off", 0}, {"Once", 1, {.more = element("IsSelfClearing", "Yes")}}}) +
                   int_reg("R", 0));
     camera["Auto"].set_entry("Once");
     camera.port.set32(0, 0);
@@ -151,8 +138,7 @@ TEST(Enumeration, ReadsASelfClearingEntryAgain)
 
 TEST(Boolean, HasValuesForOnAndOff)
 {
-    Camera camera("<Boolean Name=\"X\"><pValue>R</pValue><OnValue>5</OnValue><OffValue>3</OffValue></Boolean>"
-                  "<Boolean Name=\"Y\"><Value>0</Value></Boolean>" +
+    Camera camera(boolean("X", {.value = "R", .on_value = 5, .off_value = 3}) + boolean("Y", {.value = 0}) +
                   int_reg("R", 0));
     camera.port.set32(0, 3);
     EXPECT_FALSE(camera["X"].bool_value());
@@ -173,11 +159,10 @@ TEST(Boolean, HasValuesForOnAndOff)
 
 TEST(Boolean, TakesItsValueInWords)
 {
-    const auto boolean = [](std::string_view name, std::string_view value) {
-        return "<Boolean Name=\"" + std::string(name) + "\"><Value>" + std::string(value) +
-               "</Value><OnValue>0</OnValue><OffValue>1</OffValue></Boolean>";
+    const auto in_words = [](std::string_view name, std::string_view value) {
+        return boolean(name, {.on_value = 0, .off_value = 1, .more = element("Value", value)});
     };
-    Camera camera(boolean("No", "false") + boolean("Yes", "true") + boolean("Zero", "0"));
+    Camera camera(in_words("No", "false") + in_words("Yes", "true") + in_words("Zero", "0"));
     EXPECT_FALSE(camera["No"].bool_value());
     EXPECT_TRUE(camera["Yes"].bool_value());
     EXPECT_TRUE(camera["Zero"].bool_value());
@@ -185,7 +170,7 @@ TEST(Boolean, TakesItsValueInWords)
 
 TEST(Command, IsDoneWhenTheDeviceTakesItsValueBack)
 {
-    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><CommandValue>7</CommandValue></Command>" + int_reg("R", 0));
+    Camera camera(command("Go", {.value = "R", .command_value = 7}) + int_reg("R", 0));
     GenApi::INode& go = camera["Go"];
     go.execute();
     EXPECT_EQ(camera.port.get32(0), 7U);
@@ -204,8 +189,7 @@ TEST(Command, IsDoneWhenTheDeviceTakesItsValueBack)
 
 TEST(Command, WithAWriteOnlyRegisterIsDoneAtOnce)
 {
-    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><CommandValue>1</CommandValue></Command>" +
-                  int_reg("R", 0, "WO"));
+    Camera camera(command("Go", {.value = "R", .command_value = 1}) + int_reg("R", 0, "WO"));
     EXPECT_EQ(camera["Go"].access(), AccessMode::write_only);
     camera["Go"].execute();
     EXPECT_TRUE(camera["Go"].is_done());
@@ -215,17 +199,14 @@ TEST(Command, WithAWriteOnlyRegisterIsDoneAtOnce)
 
 TEST(Command, TakesItsValueFromANode)
 {
-    Camera camera("<Command Name=\"Go\"><pValue>R</pValue><pCommandValue>V</pCommandValue></Command>"
-                  "<Integer Name=\"V\"><Value>9</Value></Integer>" +
-                  int_reg("R", 0));
+    Camera camera(command("Go", {.value = "R", .command_value = "V"}) + integer("V", {.value = 9}) + int_reg("R", 0));
     camera["Go"].execute();
     EXPECT_EQ(camera.port.get32(0), 9U);
 }
 
 TEST(Command, IsRefusedWhenItIsLocked)
 {
-    Camera camera("<Command Name=\"Go\"><pIsLocked>L</pIsLocked><pValue>R</pValue><CommandValue>1</CommandValue>"
-                  "</Command><Integer Name=\"L\"><Value>1</Value></Integer>" +
+    Camera camera(command("Go", {.is_locked = "L", .value = "R", .command_value = 1}) + integer("L", {.value = 1}) +
                   int_reg("R", 0));
     EXPECT_EQ(message_of<GenApi::AccessError>([&] { camera["Go"].execute(); }), "Go is locked at present: L is 1");
     EXPECT_EQ(camera.port.writes, 0);
@@ -233,7 +214,7 @@ TEST(Command, IsRefusedWhenItIsLocked)
 
 TEST(String, EndsAtTheFirstZeroAndIsPaddedWithZeros)
 {
-    Camera camera(string_reg("S", 8) + "<String Name=\"T\"><pValue>S</pValue></String>");
+    Camera camera(string_reg("S", 0x40, {.length = 8}) + string("T", {.value = "S"}));
     camera.port.set(0x40, {'C', 'a', 'm', 0, 'x', 'x', 'x', 'x'});
     EXPECT_EQ(camera["S"].string_value(), "Cam");
     EXPECT_EQ(camera["T"].string_value(), "Cam");
@@ -252,8 +233,7 @@ TEST(String, EndsAtTheFirstZeroAndIsPaddedWithZeros)
 
 TEST(String, MayLiveInMemory)
 {
-    Camera camera("<String Name=\"S\"><Value>hello</Value></String>"
-                  "<String Name=\"C\"><ImposedAccessMode>RO</ImposedAccessMode><Value>fixed</Value></String>");
+    Camera camera(text("S", "hello") + text("C", "fixed", {.imposed_access = "RO"}));
     EXPECT_EQ(camera["S"].to_string(), "hello");
     camera["S"].from_string(" there ");
     EXPECT_EQ(camera["S"].string_value(), " there ");
@@ -262,8 +242,7 @@ TEST(String, MayLiveInMemory)
 
 TEST(Register, MovesBytes)
 {
-    Camera camera("<Register Name=\"R\"><Address>0x40</Address><Length>6</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register>");
+    Camera camera(raw_reg("R", 0x40, {.length = 6}));
     camera.port.set(0x40, {1, 2, 3, 4, 5, 6});
     GenApi::INode& node = camera["R"];
     EXPECT_EQ(node.register_length(), 6);
@@ -289,8 +268,7 @@ TEST(Register, MovesBytes)
 
 TEST(Register, ReadsItsFirstBytesWithoutTheRest)
 {
-    Camera camera("<Register Name=\"R\"><Address>0</Address><Length>65536</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register>");
+    Camera camera(raw_reg("R", 0, {.length = 65536}));
     camera.port.set(0, {1, 2, 3});
     std::vector<std::uint8_t> bytes(2);
     camera["R"].get_bytes(bytes);
@@ -300,10 +278,8 @@ TEST(Register, ReadsItsFirstBytesWithoutTheRest)
 
 TEST(Selector, KnowsBothWays)
 {
-    Camera camera("<Enumeration Name=\"Outer\"><EnumEntry Name=\"A\"><Value>0</Value></EnumEntry><Value>0</Value>"
-                  "<pSelected>Inner</pSelected><pSelected>Gain</pSelected></Enumeration>"
-                  "<Integer Name=\"Inner\"><Value>0</Value><pSelected>Gain</pSelected></Integer>"
-                  "<Integer Name=\"Gain\"><Value>0</Value></Integer>");
+    Camera camera(enumeration("Outer", 0, {{"A", 0}}, {.selected = {"Inner", "Gain"}}) +
+                  integer("Inner", {.value = 0, .selected = {"Gain"}}) + integer("Gain", {.value = 0}));
     const auto names = [](const std::vector<GenApi::INode*>& nodes) {
         std::vector<std::string_view> result;
         for (const GenApi::INode* node : nodes) {
@@ -323,11 +299,11 @@ TEST(Selector, KnowsBothWays)
 
 TEST(Text, OfANumberTooLargeForAnAddressIsThatNumber)
 {
-    const auto integer = [](std::string_view representation, std::string_view value) {
-        return "<Integer Name=\"" + std::string(representation) + "\"><Value>" + std::string(value) +
-               "</Value><Representation>" + std::string(representation) + "</Representation></Integer>";
+    const auto number = [](std::string_view representation, std::string_view value) {
+        return integer(representation,
+                       {.representation = std::string(representation), .more = element("Value", value)});
     };
-    Camera camera(integer("IPV4Address", "0x1C0A80001") + integer("MACAddress", "0x1000000000000"));
+    Camera camera(number("IPV4Address", "0x1C0A80001") + number("MACAddress", "0x1000000000000"));
     EXPECT_EQ(camera["IPV4Address"].to_string(), "7527202817");
     EXPECT_EQ(camera["MACAddress"].to_string(), "281474976710656");
 }

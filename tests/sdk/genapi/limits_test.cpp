@@ -8,6 +8,7 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
 
 namespace {
@@ -15,35 +16,26 @@ namespace {
 constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
-std::string integer(std::string_view name, std::string_view inside)
-{
-    return "<Integer Name=\"" + std::string(name) + "\">" + std::string(inside) + "</Integer>";
-}
-
 /// An 8-byte big-endian register at address 0.
 std::string wide(std::string_view name, std::string_view sign = "Unsigned")
 {
-    return "<IntReg Name=\"" + std::string(name) +
-           "\"><Address>0</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>" +
-           std::string(sign) + "</Sign><Endianess>BigEndian</Endianess></IntReg>";
+    return int_reg(name, 0, {.length = 8, .sign = std::string(sign)});
 }
 
 /// A register whose length another node has.
-std::string stretching(std::string_view element, std::string_view inside = "")
+std::string stretching(std::string_view kind, Properties with = {})
 {
-    return "<" + std::string(element) +
-           " Name=\"R\"><Address>0</Address><pLength>L</pLength><AccessMode>RW</AccessMode><pPort>Device</pPort>" +
-           std::string(inside) + "<Endianess>BigEndian</Endianess></" + std::string(element) + ">" +
-           integer("L", "<Value>2</Value>") + integer("X", "<pValue>R</pValue>");
+    with.length = "L";
+    return register_of(kind, "R", 0, with) + integer("L", {.value = 2}) + integer("X", {.value = "R"});
 }
 
 }  // namespace
 
 TEST(Limits, OfAnIntegerOnAFloatAreRoundedInwards)
 {
-    Camera camera(integer("X", "<pValue>F</pValue>") + integer("Y", "<pValue>G</pValue>") +
-                  "<Float Name=\"F\"><Value>5</Value><Min>0.5</Min><Max>9.5</Max></Float>"
-                  "<Float Name=\"G\"><Value>-5</Value><Min>-9.5</Min><Max>-0.5</Max></Float>");
+    Camera camera(integer("X", {.value = "F"}) + integer("Y", {.value = "G"}) +
+                  floating("F", {.value = 5, .min = 0.5, .max = 9.5}) +
+                  floating("G", {.value = -5, .min = -9.5, .max = -0.5}));
     EXPECT_EQ(camera["X"].int_min(), 1);
     EXPECT_EQ(camera["X"].int_max(), 9);
     EXPECT_EQ(camera["Y"].int_min(), -9);
@@ -56,16 +48,16 @@ TEST(Limits, OfAnIntegerOnAFloatAreRoundedInwards)
 
 TEST(Limits, OfAnIntegerFromFloatNodesAreRoundedInwards)
 {
-    Camera camera(integer("X", "<Value>5</Value><pMin>F</pMin><pMax>G</pMax>") +
-                  "<Float Name=\"F\"><Value>0.5</Value></Float><Float Name=\"G\"><Value>9.5</Value></Float>");
+    Camera camera(integer("X", {.value = 5, .min = "F", .max = "G"}) + floating("F", {.value = 0.5}) +
+                  floating("G", {.value = 9.5}));
     EXPECT_EQ(camera["X"].int_min(), 1);
     EXPECT_EQ(camera["X"].int_max(), 9);
 }
 
 TEST(Limits, TakeAnIncrementBelowOneAsOne)
 {
-    Camera camera(integer("Zero", "<Value>0</Value><Inc>0</Inc>") + integer("Minus", "<Value>0</Value><Inc>-5</Inc>") +
-                  integer("Node", "<Value>0</Value><pInc>Minus5</pInc>") + integer("Minus5", "<Value>-5</Value>"));
+    Camera camera(integer("Zero", {.value = 0, .inc = 0}) + integer("Minus", {.value = 0, .inc = -5}) +
+                  integer("Node", {.value = 0, .inc = "Minus5"}) + integer("Minus5", {.value = -5}));
     for (const char* const name : {"Zero", "Minus", "Node"}) {
         EXPECT_EQ(camera[name].int_increment(), 1) << name;
         camera[name].set_int_value(3);
@@ -87,7 +79,7 @@ TEST(Limits, FollowALengthThatIsComputed)
     EXPECT_EQ(camera["R"].int_value(), 0x12345);
     camera["L"].set_int_value(8);
     EXPECT_EQ(camera["X"].int_max(), highest);
-    Camera with_sign(stretching("IntReg", "<Sign>Signed</Sign>"));
+    Camera with_sign(stretching("IntReg", {.sign = "Signed"}));
     EXPECT_EQ(with_sign["X"].int_min(), -0x8000);
     EXPECT_EQ(with_sign["X"].int_max(), 0x7FFF);
     Camera with_float(stretching("FloatReg"));
@@ -99,7 +91,7 @@ TEST(Limits, FollowALengthThatIsComputed)
 
 TEST(MaskedRegister, CountsItsBitsInTheLengthThatItHas)
 {
-    Camera camera(stretching("MaskedIntReg", "<LSB>15</LSB><MSB>4</MSB>"));
+    Camera camera(stretching("MaskedIntReg", {.lsb = 15, .msb = 4}));
     camera.port.set32(0, 0x1ABC5678);
     EXPECT_EQ(camera["R"].int_value(), 0xABC);
     EXPECT_EQ(camera["X"].int_max(), 0xFFF);
@@ -119,12 +111,10 @@ TEST(MaskedRegister, CountsItsBitsInTheLengthThatItHas)
 TEST(Limits, ThatAreNotFiniteAreNone)
 {
     // a register that holds no number, and formulas without a result
-    Camera camera(
-        integer("X", "<Value>0</Value><pMin>Nan</pMin><pMax>Log</pMax><pInc>Log</pInc>") +
-        "<Float Name=\"Y\"><Value>0</Value><pMin>Log</pMin><pMax>Nan</pMax><pInc>Log</pInc></Float>"
-        "<Float Name=\"Z\"><Value>0</Value><Min>INF</Min><Max>-INF</Max></Float>"
-        "<SwissKnife Name=\"Log\"><pVariable Name=\"V\">Zero</pVariable><Formula>LN(V)</Formula></SwissKnife>" +
-        int_reg("Zero", 4) + "<FloatReg Name=\"Nan\">" + reg(0) + "</FloatReg>");
+    Camera camera(integer("X", {.value = 0, .min = "Nan", .max = "Log", .inc = "Log"}) +
+                  floating("Y", {.value = 0, .min = "Log", .max = "Nan", .inc = "Log"}) +
+                  floating("Z", {.value = 0, .more = element("Min", "INF") + element("Max", "-INF")}) +
+                  swiss_knife("Log", "LN(V)", {{"V", "Zero"}}) + int_reg("Zero", 4) + float_reg("Nan", 0));
     camera.port.set32(0, 0x7FC00000);
     EXPECT_EQ(camera["X"].int_min(), lowest);
     EXPECT_EQ(camera["X"].int_max(), highest);
@@ -146,18 +136,17 @@ TEST(Limits, ThatAreNotFiniteAreNone)
 
 TEST(Limits, ThatCannotBeReadStillRefuse)
 {
-    Camera camera(integer("X", "<Value>0</Value><pMax>W</pMax>") +
-                  "<IntSwissKnife Name=\"W\"><Formula>1/0</Formula></IntSwissKnife>");
+    Camera camera(integer("X", {.value = 0, .max = "W"}) + int_swiss_knife("W", "1/0"));
     EXPECT_EQ(message_of([&] { camera["X"].set_int_value(1); }),
               "X cannot be written: in the formula of W: division by zero");
 }
 
 TEST(Limits, BeyondTheSignedRangeAreTheLargestValue)
 {
-    Camera camera(integer("Hex", "<Value>0</Value><Max>0xFFFFFFFFFFFFFFFF</Max>") +
-                  integer("Decimal", "<Value>0</Value><Max>18446744073709551615</Max>") +
-                  integer("Minus", "<Value>-5</Value><Max>-1</Max>") +
-                  integer("Lowest", "<Value>0</Value><Min>0x8000000000000000</Min>"));
+    Camera camera(integer("Hex", {.value = 0, .more = element("Max", "0xFFFFFFFFFFFFFFFF")}) +
+                  integer("Decimal", {.value = 0, .more = element("Max", "18446744073709551615")}) +
+                  integer("Minus", {.value = -5, .max = -1}) +
+                  integer("Lowest", {.value = 0, .more = element("Min", "0x8000000000000000")}));
     EXPECT_EQ(camera["Hex"].int_max(), highest);
     EXPECT_EQ(camera["Decimal"].int_max(), highest);
     EXPECT_EQ(camera["Minus"].int_max(), -1);
@@ -165,10 +154,8 @@ TEST(Limits, BeyondTheSignedRangeAreTheLargestValue)
     camera["Hex"].set_int_value(5);
     EXPECT_EQ(camera["Hex"].int_value(), 5);
     // also where a register has it
-    Camera limited(wide("R") + integer("X", "<Value>0</Value><pMax>R</pMax>") +
-                   integer("Y", "<Value>0</Value><pMax>S</pMax>") +
-                   "<IntReg Name=\"S\"><Address>0</Address><Length>8</Length><pPort>Device</pPort><Sign>Signed</Sign>"
-                   "<Endianess>BigEndian</Endianess></IntReg>");
+    Camera limited(wide("R") + integer("X", {.value = 0, .max = "R"}) + integer("Y", {.value = 0, .max = "S"}) +
+                   int_reg("S", 0, {.length = 8, .access = "", .sign = "Signed"}));
     limited.port.set(0, std::vector<std::uint8_t>(8, 0xFF));
     EXPECT_EQ(limited["X"].int_max(), highest);
     EXPECT_EQ(limited["Y"].int_max(), -1);
@@ -176,9 +163,10 @@ TEST(Limits, BeyondTheSignedRangeAreTheLargestValue)
 
 TEST(Limits, TakeBackAnUnsignedValueThatIsReadAsNegative)
 {
-    const std::string all = "<Min>0</Min><Max>0xFFFFFFFFFFFFFFFF</Max><Inc>2</Inc>";
-    Camera camera(wide("R") + integer("X", "<pValue>R</pValue>") + integer("Y", "<pValue>X</pValue>" + all) +
-                  integer("Small", "<pValue>R</pValue><Max>1000</Max>"));
+    const std::string highest_unsigned = element("Max", "0xFFFFFFFFFFFFFFFF");
+    Camera camera(wide("R") + integer("X", {.value = "R"}) +
+                  integer("Y", {.value = "X", .min = 0, .inc = 2, .more = highest_unsigned}) +
+                  integer("Small", {.value = "R", .max = 1000}));
     camera.port.set(0, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE});
     for (const char* const name : {"R", "X", "Y"}) {
         EXPECT_EQ(camera[name].int_value(), -2) << name;
@@ -189,24 +177,23 @@ TEST(Limits, TakeBackAnUnsignedValueThatIsReadAsNegative)
     // 2^64-1 is odd, and 2^64-2 is more than 1000
     EXPECT_THROW(camera["Y"].set_int_value(-1), GenApi::ValueError);
     EXPECT_THROW(camera["Small"].set_int_value(-2), GenApi::ValueError);
-    Camera with_sign(wide("R", "Signed") + integer("X", "<pValue>R</pValue><Min>0</Min>"));
+    Camera with_sign(wide("R", "Signed") + integer("X", {.value = "R", .min = 0}));
     EXPECT_THROW(with_sign["X"].set_int_value(-2), GenApi::ValueError);
 }
 
 TEST(Limits, DoNotRefuseAnEntrysOwnValue)
 {
-    const auto camera_with = [](std::string_view limits) {
-        return "<Enumeration Name=\"E\"><EnumEntry Name=\"A\"><Value>1</Value></EnumEntry>"
-               "<EnumEntry Name=\"B\"><Value>7</Value></EnumEntry><pValue>X</pValue></Enumeration>" +
-               integer("X", "<pValue>C</pValue>" + std::string(limits)) +
+    const auto camera_with = [](const Number& min, const Number& max) {
+        return enumeration("E", "X", {{"A", 1}, {"B", 7}}) + integer("X", {.value = "C", .min = min, .max = max}) +
                // said to rise, but 0 means 4, 1 means 7 and 2 means 1
-               "<IntConverter Name=\"C\"><FormulaTo>(FROM=4) ? 0 : ((FROM=7) ? 1 : 2)</FormulaTo>"
-               "<FormulaFrom>(TO=0) ? 4 : ((TO=1) ? 7 : 1)</FormulaFrom><pValue>M</pValue>"
-               "<Slope>Increasing</Slope></IntConverter>" +
-               integer("M", "<pValue>R</pValue><Min>0</Min><Max>2</Max>") + int_reg("R", 0);
+               int_converter("C", {.value = "M",
+                                   .formula_to = "(FROM=4) ? 0 : ((FROM=7) ? 1 : 2)",
+                                   .formula_from = "(TO=0) ? 4 : ((TO=1) ? 7 : 1)",
+                                   .slope = "Increasing"}) +
+               integer("M", {.value = "R", .min = 0, .max = 2}) + int_reg("R", 0);
     };
-    for (const char* const limits : {"", "<Min>4</Min><Max>6</Max>"}) {
-        Camera camera(camera_with(limits));
+    for (const bool limits : {false, true}) {
+        Camera camera(limits ? camera_with(4, 6) : camera_with({}, {}));
         camera["E"].set_entry("A");
         EXPECT_EQ(camera.port.get32(0), 2U) << limits;
         camera["E"].set_int_value(7);
@@ -216,19 +203,16 @@ TEST(Limits, DoNotRefuseAnEntrysOwnValue)
         EXPECT_THROW(camera["X"].set_int_value(7), GenApi::ValueError) << limits;
     }
     // what the register cannot hold is refused all the same
-    Camera narrow("<Enumeration Name=\"E\"><EnumEntry Name=\"A\"><Value>256</Value></EnumEntry><pValue>X</pValue>"
-                  "</Enumeration>" +
-                  integer("X", "<pValue>R</pValue>") +
-                  "<IntReg Name=\"R\"><Address>0</Address><Length>1</Length><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></IntReg>");
+    Camera narrow(enumeration("E", "X", {{"A", 256}}) + integer("X", {.value = "R"}) +
+                  int_reg("R", 0, {.length = 1, .byte_order = ""}));
     EXPECT_THROW(narrow["E"].set_entry("A"), GenApi::ValueError);
     EXPECT_EQ(narrow.port.writes, 0);
 }
 
 TEST(Limits, HoldBackAFloatThatIsRoundedToAnIncrement)
 {
-    Camera camera("<Float Name=\"X\"><pValue>I</pValue></Float>" +
-                  integer("I", "<pValue>R</pValue><Min>0</Min><Max>10</Max><Inc>4</Inc>") + int_reg("R", 0));
+    Camera camera(floating("X", {.value = "I"}) + integer("I", {.value = "R", .min = 0, .max = 10, .inc = 4}) +
+                  int_reg("R", 0));
     camera["X"].set_float_value(10);
     EXPECT_EQ(camera.port.get32(0), 8U);
     camera["X"].set_float_value(9.9);
@@ -237,9 +221,8 @@ TEST(Limits, HoldBackAFloatThatIsRoundedToAnIncrement)
 
 TEST(Limits, OfAConverterAreOpenWhereOneEndDoesNotTellTheDirection)
 {
-    Camera camera("<Converter Name=\"X\"><pValue>R</pValue><FormulaTo>100/FROM</FormulaTo>"
-                  "<FormulaFrom>100/TO</FormulaFrom></Converter>" +
-                  integer("R", "<Value>4</Value><Min>0</Min><Max>100</Max>"));
+    Camera camera(converter("X", {.value = "R", .formula_to = "100/FROM", .formula_from = "100/TO"}) +
+                  integer("R", {.value = 4, .min = 0, .max = 100}));
     EXPECT_EQ(camera["X"].float_min(), -DBL_MAX);
     EXPECT_EQ(camera["X"].float_max(), DBL_MAX);
     camera["X"].set_float_value(50);

@@ -109,27 +109,10 @@ private:
     }
 };
 
-using camera_xml::description;
-using camera_xml::int_reg;
-using camera_xml::root;
-
-/// The inside of a 4-byte big-endian register.
-inline std::string reg(std::int64_t address, std::string_view access = "RW", std::string_view more = "")
-{
-    return "<Address>" + std::to_string(address) + "</Address><Length>4</Length><AccessMode>" + std::string(access) +
-           "</AccessMode><pPort>Device</pPort>" + std::string(more) + "<Endianess>BigEndian</Endianess>";
-}
-
-/// A whole IntReg of that kind.
-inline std::string int_reg(std::string_view name, std::int64_t address, std::string_view access, std::string_view more)
-{
-    return "<IntReg Name=\"" + std::string(name) + "\">" + reg(address, access, more) + "</IntReg>";
-}
-
 /// A node map over a memory port.
 struct Camera {
     explicit Camera(std::string_view body, const GenApi::LoadOptions& options = {})
-        : map(GenApi::load_node_map(description(body), port, options))
+        : map(GenApi::load_node_map(camera_xml::description(body), port, options))
     {}
     explicit Camera(const std::string& xml, bool) : map(GenApi::load_node_map(xml, port)) {}
 

@@ -4,15 +4,14 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
 
 namespace {
 
-std::string chunk_reg(std::string_view name, std::string_view address, int length = 4, std::string_view port = "P")
+std::string chunk_reg(std::string_view name, std::int64_t address, int length = 4)
 {
-    return "<IntReg Name=\"" + std::string(name) + "\"><Address>" + std::string(address) + "</Address><Length>" +
-           std::to_string(length) + "</Length><AccessMode>RW</AccessMode><pPort>" + std::string(port) +
-           "</pPort><Endianess>BigEndian</Endianess></IntReg>";
+    return int_reg(name, address, {.length = length, .port = "P"});
 }
 
 const std::vector<std::uint8_t> data{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3};
@@ -21,9 +20,9 @@ const std::vector<std::uint8_t> data{0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3};
 
 TEST(ChunkPort, GivesItsNodesTheDataOfTheBuffer)
 {
-    Camera camera("<Port Name=\"P\"><ChunkID>c91613db</ChunkID></Port>" + chunk_reg("A", "0") +
-                  chunk_reg("Last", "-4") + chunk_reg("Outside", "9") + chunk_reg("Before", "-13") +
-                  chunk_reg("Position", "0x7FFFFFFFFFFFFFFF", 8) + chunk_reg("Length", "0x7FFFFFFFFFFFFFF0", 8));
+    Camera camera(port("P", element("ChunkID", "c91613db")) + chunk_reg("A", 0) + chunk_reg("Last", -4) +
+                  chunk_reg("Outside", 9) + chunk_reg("Before", -13) + chunk_reg("Position", 0x7FFFFFFFFFFFFFFF, 8) +
+                  chunk_reg("Length", 0x7FFFFFFFFFFFFFF0, 8));
     EXPECT_EQ(camera["A"].access(), AccessMode::not_available);
     EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["A"].int_value()); }),
               "A is not available: no buffer with the chunk of port P is attached");
@@ -44,7 +43,7 @@ TEST(ChunkPort, GivesItsNodesTheDataOfTheBuffer)
 
 TEST(ChunkPort, ForgetsTheLastBuffer)
 {
-    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID></Port>" + chunk_reg("A", "0"));
+    Camera camera(port("P", element("ChunkID", "1")) + chunk_reg("A", 0));
     const std::vector<std::uint8_t> first{0, 0, 0, 1};
     const std::vector<std::uint8_t> second{0, 0, 0, 2};
     int changes = 0;
@@ -64,9 +63,8 @@ TEST(ChunkPort, ForgetsTheLastBuffer)
 
 TEST(ChunkPort, SurvivesAddressesFromOutside)
 {
-    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID></Port><Integer Name=\"Address\"><Value>0</Value></Integer>"
-                  "<IntReg Name=\"A\"><pAddress>Address</pAddress><Length>8</Length><AccessMode>RO</AccessMode>"
-                  "<pPort>P</pPort></IntReg>");
+    Camera camera(port("P", element("ChunkID", "1")) + integer("Address", {.value = 0}) +
+                  int_reg("A", "Address", {.length = 8, .access = "RO", .port = "P", .byte_order = ""}));
     const GenApi::Chunk chunks[] = {{1, data, 0}};
     camera.map->attach_chunks(chunks);
     for (const std::int64_t address :
@@ -81,8 +79,7 @@ TEST(ChunkPort, SurvivesAddressesFromOutside)
 
 TEST(ChunkPort, FollowsAnIdentifierThatChanges)
 {
-    Camera camera("<Port Name=\"P\"><pChunkID>Id</pChunkID></Port><Integer Name=\"Id\"><Value>5</Value></Integer>" +
-                  chunk_reg("A", "4"));
+    Camera camera(port("P", element("pChunkID", "Id")) + integer("Id", {.value = 5}) + chunk_reg("A", 4));
     const GenApi::Chunk chunks[] = {{5, data, 0}};
     camera.map->attach_chunks(chunks);
     EXPECT_EQ(camera["A"].int_value(), 2);
@@ -93,8 +90,7 @@ TEST(ChunkPort, FollowsAnIdentifierThatChanges)
 
 TEST(ChunkPort, CopiesTheDataWhenAsked)
 {
-    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID><CacheChunkData>Yes</CacheChunkData></Port>" +
-                  chunk_reg("A", "0"));
+    Camera camera(port("P", element("ChunkID", "1") + element("CacheChunkData", "Yes")) + chunk_reg("A", 0));
     {
         std::vector<std::uint8_t> passing{0, 0, 0, 9};
         const GenApi::Chunk chunks[] = {{1, passing, 0}};
@@ -106,8 +102,7 @@ TEST(ChunkPort, CopiesTheDataWhenAsked)
 
 TEST(ChunkPort, SwapsTheByteOrderWhenAsked)
 {
-    Camera camera("<Port Name=\"P\"><ChunkID>1</ChunkID><SwapEndianess>Yes</SwapEndianess></Port>" +
-                  chunk_reg("A", "0"));
+    Camera camera(port("P", element("ChunkID", "1") + element("SwapEndianess", "Yes")) + chunk_reg("A", 0));
     const GenApi::Chunk chunks[] = {{1, data, 0}};
     camera.map->attach_chunks(chunks);
     EXPECT_EQ(camera["A"].int_value(), 0x01000000);
@@ -115,8 +110,8 @@ TEST(ChunkPort, SwapsTheByteOrderWhenAsked)
 
 TEST(EventPort, DeliversItsDataAndTellsItsNodes)
 {
-    Camera camera("<Port Name=\"P\"><EventID>9001</EventID></Port>" + chunk_reg("EventFrame", "4") +
-                  "<Integer Name=\"Tied\"><EventID>0x9001</EventID><pValue>R</pValue></Integer>" + int_reg("R", 0));
+    Camera camera(port("P", element("EventID", "9001")) + chunk_reg("EventFrame", 4) +
+                  integer("Tied", {.event_id = "0x9001", .value = "R"}) + int_reg("R", 0));
     int frame_changes = 0;
     int tied_changes = 0;
     camera["EventFrame"].on_change([&](GenApi::INode&) { ++frame_changes; });

@@ -7,39 +7,14 @@
 
 #include "tests/sdk/genapi/memory_port.h"
 
+using namespace camera_xml;
 using GenApi::AccessMode;
-
-namespace {
-
-std::string masked(std::string_view name, std::string_view bits, std::string_view endianess = "BigEndian",
-                   std::string_view more = "", std::string_view access = "RW")
-{
-    return "<MaskedIntReg Name=\"" + std::string(name) + "\"><Address>0</Address><Length>4</Length><AccessMode>" +
-           std::string(access) + "</AccessMode><pPort>Device</pPort>" + std::string(bits) + std::string(more) +
-           "<Endianess>" + std::string(endianess) + "</Endianess></MaskedIntReg>";
-}
-
-std::string plain(std::string_view element, std::string_view name, int length, std::string_view endianess,
-                  std::string_view more = "")
-{
-    return "<" + std::string(element) + " Name=\"" + std::string(name) + "\"><Address>0x10</Address><Length>" +
-           std::to_string(length) + "</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>" + std::string(more) +
-           "<Endianess>" + std::string(endianess) + "</Endianess></" + std::string(element) + ">";
-}
-
-std::string converter(std::string_view kind, std::string_view to, std::string_view from, std::string_view more = "")
-{
-    return "<" + std::string(kind) + " Name=\"X\"><pValue>R</pValue><FormulaTo>" + std::string(to) +
-           "</FormulaTo><FormulaFrom>" + std::string(from) + "</FormulaFrom>" + std::string(more) + "</" +
-           std::string(kind) + ">";
-}
-
-}  // namespace
 
 TEST(IntegerRegister, HasTheByteOrderThatTheDescriptionSays)
 {
-    Camera camera(plain("IntReg", "B", 4, "BigEndian") + plain("IntReg", "L", 4, "LittleEndian") +
-                  plain("IntReg", "B3", 3, "BigEndian") + plain("IntReg", "L8", 8, "LittleEndian"));
+    Camera camera(int_reg("B", 0x10) + int_reg("L", 0x10, {.byte_order = "LittleEndian"}) +
+                  int_reg("B3", 0x10, {.length = 3}) +
+                  int_reg("L8", 0x10, {.length = 8, .byte_order = "LittleEndian"}));
     camera.port.set(0x10, {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08});
     EXPECT_EQ(camera["B"].int_value(), 0x01020304);
     EXPECT_EQ(camera["L"].int_value(), 0x04030201);
@@ -51,7 +26,7 @@ TEST(IntegerRegister, HasTheByteOrderThatTheDescriptionSays)
 
 TEST(IntegerRegister, IsSignedOnlyWhenTheDescriptionSaysSo)
 {
-    Camera camera(plain("IntReg", "S", 2, "BigEndian", "<Sign>Signed</Sign>") + plain("IntReg", "U", 2, "BigEndian"));
+    Camera camera(int_reg("S", 0x10, {.length = 2, .sign = "Signed"}) + int_reg("U", 0x10, {.length = 2}));
     camera.port.set(0x10, {0xFF, 0xFE});
     EXPECT_EQ(camera["S"].int_value(), -2);
     EXPECT_EQ(camera["U"].int_value(), 0xFFFE);
@@ -65,8 +40,7 @@ TEST(IntegerRegister, IsSignedOnlyWhenTheDescriptionSaysSo)
 
 TEST(IntegerRegister, DoesNotThrowForNumbersBeyondTheSignedRange)
 {
-    Camera camera(root({"X"}) + "<Integer Name=\"X\"><pValue>R</pValue></Integer>" +
-                  plain("IntReg", "R", 8, "BigEndian"));
+    Camera camera(root({"X"}) + integer("X", {.value = "R"}) + int_reg("R", 0x10, {.length = 8}));
     camera.port.set(0x10, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE});
     EXPECT_EQ(camera["X"].int_value(), -2);
     EXPECT_EQ(camera["R"].int_value(), -2);
@@ -77,8 +51,9 @@ TEST(IntegerRegister, DoesNotThrowForNumbersBeyondTheSignedRange)
 
 TEST(MaskedRegister, CountsBitsFromTheMostSignificantInBigEndian)
 {
-    Camera camera(masked("Top", "<Bit>0</Bit>") + masked("Last", "<Bit>31</Bit>") +
-                  masked("Field", "<LSB>15</LSB><MSB>8</MSB>") + masked("Swapped", "<LSB>8</LSB><MSB>15</MSB>"));
+    Camera camera(masked_int_reg("Top", 0, {.bit = 0}) + masked_int_reg("Last", 0, {.bit = 31}) +
+                  masked_int_reg("Field", 0, {.lsb = 15, .msb = 8}) +
+                  masked_int_reg("Swapped", 0, {.lsb = 8, .msb = 15}));
     camera.port.set32(0, 0x80AB0000);
     EXPECT_EQ(camera["Top"].int_value(), 1);
     EXPECT_EQ(camera["Last"].int_value(), 0);
@@ -89,9 +64,9 @@ TEST(MaskedRegister, CountsBitsFromTheMostSignificantInBigEndian)
 
 TEST(MaskedRegister, CountsBitsFromTheLeastSignificantInLittleEndian)
 {
-    Camera camera(masked("Low", "<Bit>0</Bit>", "LittleEndian") +
-                  masked("Field", "<LSB>8</LSB><MSB>15</MSB>", "LittleEndian") +
-                  masked("Swapped", "<LSB>15</LSB><MSB>8</MSB>", "LittleEndian"));
+    Camera camera(masked_int_reg("Low", 0, {.byte_order = "LittleEndian", .bit = 0}) +
+                  masked_int_reg("Field", 0, {.byte_order = "LittleEndian", .lsb = 8, .msb = 15}) +
+                  masked_int_reg("Swapped", 0, {.byte_order = "LittleEndian", .lsb = 15, .msb = 8}));
     camera.port.set(0, {0x01, 0xAB, 0x00, 0x00});
     EXPECT_EQ(camera["Low"].int_value(), 1);
     EXPECT_EQ(camera["Field"].int_value(), 0xAB);
@@ -100,7 +75,7 @@ TEST(MaskedRegister, CountsBitsFromTheLeastSignificantInLittleEndian)
 
 TEST(MaskedRegister, ExtendsTheSignOfItsField)
 {
-    Camera camera(masked("S", "<LSB>31</LSB><MSB>28</MSB>", "BigEndian", "<Sign>Signed</Sign>"));
+    Camera camera(masked_int_reg("S", 0, {.sign = "Signed", .lsb = 31, .msb = 28}));
     camera.port.set32(0, 0x0000000E);
     EXPECT_EQ(camera["S"].int_value(), -2);
     EXPECT_EQ(camera["S"].int_min(), -8);
@@ -111,7 +86,7 @@ TEST(MaskedRegister, ExtendsTheSignOfItsField)
 
 TEST(MaskedRegister, LeavesTheOtherBitsAsTheDeviceHasThem)
 {
-    Camera camera(masked("F", "<LSB>15</LSB><MSB>8</MSB>"));
+    Camera camera(masked_int_reg("F", 0, {.lsb = 15, .msb = 8}));
     camera.port.set32(0, 0x11223344);
     EXPECT_EQ(camera["F"].int_value(), 0x22);
     // the device changes a neighbouring bit by itself: the cached word is no longer good for writing
@@ -123,8 +98,8 @@ TEST(MaskedRegister, LeavesTheOtherBitsAsTheDeviceHasThem)
 
 TEST(MaskedRegister, ComposesAWriteOnlyRegisterFromWhatWasWrittenBefore)
 {
-    Camera camera(masked("High", "<LSB>15</LSB><MSB>0</MSB>", "BigEndian", "", "WO") +
-                  masked("Low", "<LSB>31</LSB><MSB>16</MSB>", "BigEndian", "", "WO"));
+    Camera camera(masked_int_reg("High", 0, {.access = "WO", .lsb = 15, .msb = 0}) +
+                  masked_int_reg("Low", 0, {.access = "WO", .lsb = 31, .msb = 16}));
     camera.port.set32(0, 0xFFFFFFFF);
     camera["High"].set_int_value(0x1234);
     EXPECT_EQ(camera.port.get32(0), 0x12340000U);
@@ -154,7 +129,7 @@ TEST(StructRegister, MakesANodeOfEveryEntry)
 
 TEST(FloatRegister, HoldsSinglesAndDoubles)
 {
-    Camera camera(plain("FloatReg", "S", 4, "BigEndian") + plain("FloatReg", "D", 8, "LittleEndian"));
+    Camera camera(float_reg("S", 0x10) + float_reg("D", 0x10, {.length = 8, .byte_order = "LittleEndian"}));
     camera.port.set32(0x10, 0x3FC00000);
     EXPECT_EQ(camera["S"].float_value(), 1.5);
     EXPECT_EQ(camera["S"].float_max(), FLT_MAX);
@@ -169,13 +144,13 @@ TEST(FloatRegister, HoldsSinglesAndDoubles)
 
 TEST(Address, IsTheSumOfAllItsTerms)
 {
-    Camera camera("<IntReg Name=\"R\"><Address>0x100</Address><Address>0x10</Address><pAddress>Base</pAddress>"
-                  "<IntSwissKnife><pVariable Name=\"B\">Base</pVariable><Formula>B*2</Formula></IntSwissKnife>"
-                  "<pIndex Offset=\"8\">Index</pIndex><pIndex pOffset=\"Stride\">Index</pIndex><Length>4</Length>"
-                  "<AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>"
-                  "<Integer Name=\"Base\"><Value>0x1000</Value></Integer>"
-                  "<Integer Name=\"Index\"><Value>2</Value></Integer>"
-                  "<Integer Name=\"Stride\"><Value>0x20</Value></Integer>");
+    const std::string formula =
+        "<IntSwissKnife><pVariable Name=\"B\">Base</pVariable><Formula>B*2</Formula></IntSwissKnife>";
+    Camera camera(int_reg("R", 0x100,
+                          {.more = element("Address", 0x10) + element("pAddress", "Base") + formula +
+                                   indexed_by("Index", 8) + "<pIndex pOffset=\"Stride\">Index</pIndex>"}) +
+                  integer("Base", {.value = 0x1000}) + integer("Index", {.value = 2}) +
+                  integer("Stride", {.value = 0x20}));
     EXPECT_EQ(camera["R"].register_address(), 0x100 + 0x10 + 0x1000 + 0x2000 + 16 + 0x40);
     camera.port.set32(0x3160, 99);
     EXPECT_EQ(camera["R"].int_value(), 99);
@@ -186,17 +161,14 @@ TEST(Address, IsTheSumOfAllItsTerms)
 
 TEST(Address, StepsByTheRegistersOwnLengthWhenAnIndexHasNoOffset)
 {
-    Camera camera("<IntReg Name=\"R\"><Address>0x100</Address><pIndex>Index</pIndex><Length>4</Length>"
-                  "<AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></IntReg>"
-                  "<Integer Name=\"Index\"><Value>3</Value></Integer>");
+    Camera camera(int_reg("R", 0x100, {.more = element("pIndex", "Index")}) + integer("Index", {.value = 3}));
     EXPECT_EQ(camera["R"].register_address(), 0x10C);
 }
 
 TEST(Address, MayWrapAroundWithoutHarm)
 {
-    Camera camera("<IntReg Name=\"R\"><Address>0x7FFFFFFFFFFFFFFC</Address><pAddress>A</pAddress><Length>8</Length>"
-                  "<AccessMode>RW</AccessMode><pPort>Device</pPort></IntReg>"
-                  "<Integer Name=\"A\"><Value>0x7FFFFFFFFFFFFFFF</Value></Integer>" +
+    Camera camera(int_reg("R", 0x7FFFFFFFFFFFFFFC, {.length = 8, .more = element("pAddress", "A")}) +
+                  integer("A", {.value = 0x7FFFFFFFFFFFFFFF}) +
                   int_reg("Low", std::numeric_limits<std::int64_t>::min()) +
                   int_reg("High", std::numeric_limits<std::int64_t>::max() - 4));
     EXPECT_EQ(camera["R"].register_address(), -5);
@@ -209,8 +181,7 @@ TEST(Address, MayWrapAroundWithoutHarm)
 
 TEST(Length, MayBeComputedAndIsChecked)
 {
-    Camera camera("<Register Name=\"R\"><Address>0</Address><pLength>L</pLength><AccessMode>RW</AccessMode>"
-                  "<pPort>Device</pPort></Register><Integer Name=\"L\"><Value>16</Value></Integer>");
+    Camera camera(raw_reg("R", 0, {.length = "L"}) + integer("L", {.value = 16}));
     EXPECT_EQ(camera["R"].register_length(), 16);
     for (const std::int64_t length : {std::int64_t{0}, std::int64_t{-1}, std::int64_t{1} << 40}) {
         camera["L"].set_int_value(length);
@@ -221,10 +192,8 @@ TEST(Length, MayBeComputedAndIsChecked)
 
 TEST(Integer, HasItsOwnLimitsElseThoseOfItsValue)
 {
-    Camera camera("<Integer Name=\"A\"><pValue>R</pValue></Integer>"
-                  "<Integer Name=\"B\"><pValue>R</pValue><Min>16</Min><pMax>M</pMax><Inc>8</Inc></Integer>"
-                  "<Float Name=\"M\"><Value>100.7</Value></Float>" +
-                  int_reg("R", 0));
+    Camera camera(integer("A", {.value = "R"}) + integer("B", {.value = "R", .min = 16, .max = "M", .inc = 8}) +
+                  floating("M", {.value = 100.7}) + int_reg("R", 0));
     EXPECT_EQ(camera["A"].int_max(), 0xFFFFFFFF);
     EXPECT_EQ(camera["B"].int_min(), 16);
     EXPECT_EQ(camera["B"].int_max(), 100);
@@ -235,10 +204,9 @@ TEST(Integer, HasItsOwnLimitsElseThoseOfItsValue)
 
 TEST(Integer, RefusesValuesOutsideItsLimitsInWords)
 {
-    Camera camera("<Integer Name=\"Width\"><pValue>R</pValue><Min>16</Min><Max>4096</Max><Inc>8</Inc></Integer>"
-                  "<Integer Name=\"Even\"><Value>0</Value><Inc>2</Inc></Integer>"
-                  "<Integer Name=\"Set\"><Value>1</Value><ValidValueSet>1;2;4</ValidValueSet></Integer>" +
-                  int_reg("R", 0));
+    Camera camera(integer("Width", {.value = "R", .min = 16, .max = 4096, .inc = 8}) +
+                  integer("Even", {.value = 0, .inc = 2}) +
+                  integer("Set", {.value = 1, .more = element("ValidValueSet", "1;2;4")}) + int_reg("R", 0));
     GenApi::INode& width = camera["Width"];
     EXPECT_EQ(message_of<GenApi::ValueError>([&] { width.set_int_value(4097); }),
               "Width: 4097 is above its maximum of 4096");
@@ -257,9 +225,8 @@ TEST(Integer, RefusesValuesOutsideItsLimitsInWords)
 
 TEST(Integer, WritesItsCopiesToo)
 {
-    Camera camera("<Integer Name=\"X\"><pValue>A</pValue><pValueCopy>B</pValueCopy><pValueCopy>C</pValueCopy>"
-                  "</Integer>" +
-                  int_reg("A", 0) + int_reg("B", 4) + int_reg("C", 8));
+    Camera camera(integer("X", {.value = "A", .value_copies = {"B", "C"}}) + int_reg("A", 0) + int_reg("B", 4) +
+                  int_reg("C", 8));
     camera["X"].set_int_value(7);
     EXPECT_EQ(camera.port.get32(0), 7U);
     EXPECT_EQ(camera.port.get32(4), 7U);
@@ -270,9 +237,8 @@ TEST(Integer, ChoosesItsValueByIndex)
 {
     Camera camera("<Integer Name=\"X\"><pIndex>I</pIndex><ValueIndexed Index=\"1\">11</ValueIndexed>"
                   "<pValueIndexed Index=\"2\">R</pValueIndexed><ValueDefault>99</ValueDefault></Integer>"
-                  "<Float Name=\"F\"><pIndex>I</pIndex><ValueIndexed Index=\"1\">1.5</ValueIndexed></Float>"
-                  "<Integer Name=\"I\"><Value>1</Value></Integer>" +
-                  int_reg("R", 0));
+                  "<Float Name=\"F\"><pIndex>I</pIndex><ValueIndexed Index=\"1\">1.5</ValueIndexed></Float>" +
+                  integer("I", {.value = 1}) + int_reg("R", 0));
     camera.port.set32(0, 22);
     EXPECT_EQ(camera["X"].int_value(), 11);
     EXPECT_EQ(camera["F"].float_value(), 1.5);
@@ -294,8 +260,7 @@ TEST(Integer, ChoosesItsValueByIndex)
 
 TEST(Float, RoundsToTheIntegerBehindIt)
 {
-    Camera camera("<Float Name=\"X\"><pValue>I</pValue></Float>"
-                  "<Integer Name=\"I\"><pValue>R</pValue><Min>0</Min><Max>100</Max><Inc>5</Inc></Integer>" +
+    Camera camera(floating("X", {.value = "I"}) + integer("I", {.value = "R", .min = 0, .max = 100, .inc = 5}) +
                   int_reg("R", 0));
     camera["X"].set_float_value(42.4);
     EXPECT_EQ(camera.port.get32(0), 40U);
@@ -309,7 +274,7 @@ TEST(Float, RoundsToTheIntegerBehindIt)
 
 TEST(Float, ChecksItsIncrementWithTheToleranceOfADouble)
 {
-    Camera camera("<Float Name=\"X\"><Value>0</Value><Min>0</Min><Max>100</Max><Inc>0.1</Inc></Float>");
+    Camera camera(floating("X", {.value = 0, .min = 0, .max = 100, .inc = 0.1}));
     EXPECT_EQ(camera["X"].float_increment(), 0.1);
     camera["X"].set_float_value(0.3);
     camera["X"].set_float_value(99.9);
@@ -318,7 +283,8 @@ TEST(Float, ChecksItsIncrementWithTheToleranceOfADouble)
 
 TEST(Converter, ComputesBothWays)
 {
-    Camera camera(converter("Converter", "FROM*10", "TO/10", "<Unit>ms</Unit>") + int_reg("R", 0));
+    Camera camera(converter("X", {.value = "R", .unit = "ms", .formula_to = "FROM*10", .formula_from = "TO/10"}) +
+                  int_reg("R", 0));
     camera.port.set32(0, 25);
     EXPECT_EQ(camera["X"].float_value(), 2.5);
     camera["X"].set_float_value(3.14);
@@ -330,24 +296,28 @@ TEST(Converter, ComputesBothWays)
 
 TEST(Converter, SwapsItsLimitsWhenItsSlopeFalls)
 {
-    const std::string raw = "<Integer Name=\"R\"><Value>4</Value><Min>1</Min><Max>100</Max></Integer>";
+    const std::string raw = integer("R", {.value = 4, .min = 1, .max = 100});
     for (const std::string slope : {"Decreasing", "Automatic"}) {
-        Camera camera(converter("Converter", "100/FROM", "100/TO", "<Slope>" + slope + "</Slope>") + raw);
+        Camera camera(
+            converter("X", {.value = "R", .formula_to = "100/FROM", .formula_from = "100/TO", .slope = slope}) + raw);
         EXPECT_EQ(camera["X"].float_min(), 1.0) << slope;
         EXPECT_EQ(camera["X"].float_max(), 100.0) << slope;
         EXPECT_EQ(camera["X"].float_value(), 25.0);
     }
-    Camera rising(converter("Converter", "FROM/2", "TO*2", "<Slope>Increasing</Slope>") + raw);
+    Camera rising(
+        converter("X", {.value = "R", .formula_to = "FROM/2", .formula_from = "TO*2", .slope = "Increasing"}) + raw);
     EXPECT_EQ(rising["X"].float_max(), 200.0);
-    Camera varying(converter("Converter", "FROM", "TO", "<Slope>Varying</Slope>") + raw);
+    Camera varying(converter("X", {.value = "R", .formula_to = "FROM", .formula_from = "TO", .slope = "Varying"}) +
+                   raw);
     EXPECT_EQ(varying["X"].float_max(), DBL_MAX);
     EXPECT_EQ(varying["X"].float_min(), -DBL_MAX);
 }
 
 TEST(Converter, IsOpenWhereItsFormulaHasNoResult)
 {
-    Camera camera(converter("Converter", "100/FROM", "100/TO", "<Slope>Decreasing</Slope>") +
-                  "<Integer Name=\"R\"><Value>0</Value><Min>0</Min><Max>100</Max></Integer>");
+    Camera camera(
+        converter("X", {.value = "R", .formula_to = "100/FROM", .formula_from = "100/TO", .slope = "Decreasing"}) +
+        integer("R", {.value = 0, .min = 0, .max = 100}));
     EXPECT_EQ(camera["X"].float_min(), 1.0);
     EXPECT_EQ(camera["X"].float_max(), DBL_MAX);
     EXPECT_EQ(message_of([&] { static_cast<void>(camera["X"].float_value()); }),
@@ -356,8 +326,8 @@ TEST(Converter, IsOpenWhereItsFormulaHasNoResult)
 
 TEST(Converter, OfIntegersKeepsAllTheirBits)
 {
-    Camera camera(converter("IntConverter", "FROM-1", "TO+1") +
-                  plain("IntReg", "R", 8, "BigEndian", "<Sign>Signed</Sign>"));
+    Camera camera(int_converter("X", {.value = "R", .formula_to = "FROM-1", .formula_from = "TO+1"}) +
+                  int_reg("R", 0x10, {.length = 8, .sign = "Signed"}));
     camera.port.set(0x10, {0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00});
     EXPECT_EQ(camera["X"].int_value(), 0x7FFFFFFFFFFFFF01);
     camera["X"].set_int_value(0x7FFFFFFFFFFFFF03);
@@ -367,8 +337,7 @@ TEST(Converter, OfIntegersKeepsAllTheirBits)
 
 TEST(Converter, WithoutAWayBackIsReadOnly)
 {
-    Camera camera("<IntConverter Name=\"X\"><pValue>R</pValue><FormulaFrom>TO</FormulaFrom></IntConverter>" +
-                  int_reg("R", 0));
+    Camera camera(int_converter("X", {.value = "R", .formula_from = "TO"}) + int_reg("R", 0));
     EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
     EXPECT_EQ(message_of<GenApi::AccessError>([&] { camera["X"].set_int_value(1); }),
               "X is not writable: it is read-only");
@@ -376,9 +345,10 @@ TEST(Converter, WithoutAWayBackIsReadOnly)
 
 TEST(Converter, UsesVariablesBesideItsValue)
 {
-    Camera camera(converter("IntConverter", "FROM/F", "TO*F", "<pVariable Name=\"F\">Factor</pVariable>") +
-                  "<Integer Name=\"R\"><Value>6</Value><Min>0</Min><Max>10</Max></Integer>"
-                  "<Integer Name=\"Factor\"><Value>3</Value></Integer>");
+    Camera camera(
+        int_converter("X",
+                      {.variables = {{"F", "Factor"}}, .value = "R", .formula_to = "FROM/F", .formula_from = "TO*F"}) +
+        integer("R", {.value = 6, .min = 0, .max = 10}) + integer("Factor", {.value = 3}));
     EXPECT_EQ(camera["X"].int_value(), 18);
     EXPECT_EQ(camera["X"].int_max(), 30);
     camera["Factor"].set_int_value(5);
@@ -389,36 +359,28 @@ TEST(Converter, UsesVariablesBesideItsValue)
 TEST(SwissKnife, SeesEveryKindOfVariable)
 {
     Camera camera(
-        "<IntSwissKnife Name=\"X\"><pVariable Name=\"I\">I</pVariable><pVariable Name=\"F\">F</pVariable>"
-        "<pVariable Name=\"B\">B</pVariable><pVariable Name=\"N\">N</pVariable>"
-        "<Formula>I * 1000 + F * 100 + B * 10 + N</Formula></IntSwissKnife>"
-        "<Integer Name=\"I\"><Value>1</Value></Integer><Float Name=\"F\"><Value>2.9</Value></Float>"
-        "<Boolean Name=\"B\"><Value>7</Value><OnValue>7</OnValue></Boolean>"
-        "<Enumeration Name=\"N\"><EnumEntry Name=\"Four\"><Value>4</Value></EnumEntry><Value>4</Value></Enumeration>");
+        int_swiss_knife("X", "I * 1000 + F * 100 + B * 10 + N", {{"I", "I"}, {"F", "F"}, {"B", "B"}, {"N", "N"}}) +
+        integer("I", {.value = 1}) + floating("F", {.value = 2.9}) + boolean("B", {.value = 7, .on_value = 7}) +
+        enumeration("N", 4, {{"Four", 4}}));
     EXPECT_EQ(camera["X"].int_value(), 1214);
     EXPECT_EQ(camera["X"].access(), AccessMode::read_only);
 }
 
 TEST(SwissKnife, SeesWhatASuffixMeans)
 {
-    Camera camera(
-        "<IntSwissKnife Name=\"X\"><pVariable Name=\"I\">I</pVariable><pVariable Name=\"M.Max\">I</pVariable>"
-        "<pVariable Name=\"N\">N</pVariable>"
-        "<Formula>I.Value * 10000 + I.Min * 1000 + M.Max * 100 + I.Inc * 10 + N.Entry.Four</Formula></IntSwissKnife>"
-        "<IntSwissKnife Name=\"Y\"><pVariable Name=\"I\">I</pVariable><Formula>I.Visibility * 10 + I.AccessMode"
-        "</Formula></IntSwissKnife>"
-        "<Integer Name=\"I\"><Visibility>Guru</Visibility><Value>5</Value><Min>1</Min><Max>9</Max><Inc>2</Inc>"
-        "</Integer><Enumeration Name=\"N\"><EnumEntry Name=\"Four\"><Value>4</Value></EnumEntry><Value>4</Value>"
-        "</Enumeration>");
+    Camera camera(int_swiss_knife("X", "I.Value * 10000 + I.Min * 1000 + M.Max * 100 + I.Inc * 10 + N.Entry.Four",
+                                  {{"I", "I"}, {"M.Max", "I"}, {"N", "N"}}) +
+                  int_swiss_knife("Y", "I.Visibility * 10 + I.AccessMode", {{"I", "I"}}) +
+                  integer("I", {.visibility = "Guru", .value = 5, .min = 1, .max = 9, .inc = 2}) +
+                  enumeration("N", 4, {{"Four", 4}}));
     EXPECT_EQ(camera["X"].int_value(), 51924);
     EXPECT_EQ(camera["Y"].int_value(), 20 + static_cast<int>(AccessMode::read_write));
 }
 
 TEST(SwissKnife, TakesFormulasWithEntitiesAndLineBreaks)
 {
-    Camera camera("<IntSwissKnife Name=\"X\"><pVariable Name=\"V.A\">I</pVariable><Formula>\n (V.A &gt; 3 &amp;&amp; "
-                  "V.A &lt;&gt; 7)\n ? \t10 : 20 </Formula></IntSwissKnife><Integer Name=\"I\"><Value>5</Value>"
-                  "</Integer>");
+    Camera camera(int_swiss_knife("X", "\n (V.A > 3 && V.A <> 7)\n ? \t10 : 20 ", {{"V.A", "I"}}) +
+                  integer("I", {.value = 5}));
     EXPECT_EQ(camera["X"].int_value(), 10);
     camera["I"].set_int_value(7);
     EXPECT_EQ(camera["X"].int_value(), 20);
@@ -426,11 +388,9 @@ TEST(SwissKnife, TakesFormulasWithEntitiesAndLineBreaks)
 
 TEST(SwissKnife, SaysWhatItCannotCompute)
 {
-    Camera camera("<SwissKnife Name=\"X\"><pVariable Name=\"V\">I</pVariable><Formula>LN(V)</Formula></SwissKnife>"
-                  "<IntSwissKnife Name=\"Y\"><pVariable Name=\"V\">F</pVariable><Formula>V</Formula></IntSwissKnife>"
-                  "<IntSwissKnife Name=\"Z\"><pVariable Name=\"V\">W</pVariable><Formula>V</Formula></IntSwissKnife>"
-                  "<Integer Name=\"I\"><Value>0</Value></Integer><Float Name=\"F\"><Value>1e300</Value></Float>" +
-                  int_reg("W", 0, "WO"));
+    Camera camera(swiss_knife("X", "LN(V)", {{"V", "I"}}) + int_swiss_knife("Y", "V", {{"V", "F"}}) +
+                  int_swiss_knife("Z", "V", {{"V", "W"}}) + integer("I", {.value = 0}) +
+                  floating("F", {.value = 1e300}) + int_reg("W", 0, "WO"));
     EXPECT_EQ(message_of([&] { static_cast<void>(camera["X"].float_value()); }),
               "X cannot be read: in the formula of X: the result is not a finite number");
     EXPECT_EQ(code_of([&] { static_cast<void>(camera["X"].float_value()); }), PvResult::ErrOverflow);
@@ -443,10 +403,8 @@ TEST(SwissKnife, SaysWhatItCannotCompute)
 
 TEST(Value, ReportsWhatTheDeviceSaysOfAWrite)
 {
-    Camera camera("<Integer Name=\"X\"><pError>E</pError><Value>1</Value></Integer>"
-                  "<Enumeration Name=\"E\"><EnumEntry Name=\"Ok\"><Value>0</Value></EnumEntry>"
-                  "<EnumEntry Name=\"Hot\"><Description>The sensor is too hot</Description><Value>3</Value>"
-                  "</EnumEntry><pValue>R</pValue></Enumeration>" +
+    Camera camera(integer("X", {.error = "E", .value = 1}) +
+                  enumeration("E", "R", {{"Ok", 0}, {"Hot", 3, {.description = "The sensor is too hot"}}}) +
                   int_reg("R", 0, "RO"));
     camera["X"].set_int_value(2);
     camera.port.set32(0, 3);
@@ -456,7 +414,7 @@ TEST(Value, ReportsWhatTheDeviceSaysOfAWrite)
 
 TEST(Value, OfAnotherKindIsRefusedInWords)
 {
-    Camera camera("<Float Name=\"Gain\"><Value>1</Value></Float><Boolean Name=\"B\"><Value>1</Value></Boolean>");
+    Camera camera(floating("Gain", {.value = 1}) + boolean("B", {.value = 1}));
     EXPECT_EQ(message_of<GenApi::TypeError>([&] { static_cast<void>(camera["Gain"].int_value()); }),
               "Gain is a Float and has no integer value");
     EXPECT_THROW(static_cast<void>(camera["Gain"].bool_value()), GenApi::TypeError);
@@ -471,12 +429,11 @@ TEST(Value, OfAnotherKindIsRefusedInWords)
 
 TEST(Text, FollowsTheRepresentation)
 {
-    const auto integer = [](std::string_view representation) {
-        return "<Integer Name=\"" + std::string(representation) + "\"><Value>0xC0A80001</Value><Representation>" +
-               std::string(representation) + "</Representation></Integer>";
+    const auto address = [](const std::string& representation) {
+        return integer(representation, {.value = 0xC0A80001, .representation = representation});
     };
-    Camera camera(integer("HexNumber") + integer("IPV4Address") + integer("MACAddress") + integer("Linear") +
-                  "<Float Name=\"F\"><Value>0.1</Value></Float>");
+    Camera camera(address("HexNumber") + address("IPV4Address") + address("MACAddress") + address("Linear") +
+                  floating("F", {.value = 0.1}));
     EXPECT_EQ(camera["HexNumber"].to_string(), "0xC0A80001");
     EXPECT_EQ(camera["IPV4Address"].to_string(), "192.168.0.1");
     EXPECT_EQ(camera["MACAddress"].to_string(), "00:00:C0:A8:00:01");
