@@ -48,34 +48,6 @@ public:
     void detach_chunks() override;
     bool deliver_event(std::uint64_t event_id, std::span<const std::uint8_t> data) override;
 
-    // What nodes ask; each takes the lock itself.
-    [[nodiscard]] AccessMode access(Node& node);
-    [[nodiscard]] bool is_cached(Node& node);
-    void invalidate(Node& node);
-    [[nodiscard]] std::int64_t read_integer(Node& node, ReadMode mode);
-    void write_integer(Node& node, std::int64_t value);
-    [[nodiscard]] Limits integer_limits(Node& node);
-    [[nodiscard]] double read_float(Node& node, ReadMode mode);
-    void write_float(Node& node, double value);
-    [[nodiscard]] Limits float_limits(Node& node);
-    [[nodiscard]] bool read_boolean(Node& node, ReadMode mode);
-    void write_boolean(Node& node, bool value);
-    [[nodiscard]] Node& read_entry(Node& node, ReadMode mode);
-    void write_entry(Node& node, std::string_view symbolic);
-    void execute(Node& node);
-    [[nodiscard]] bool is_done(Node& node);
-    [[nodiscard]] std::string read_string(Node& node, ReadMode mode);
-    void write_string(Node& node, std::string_view value);
-    [[nodiscard]] std::int64_t string_length(Node& node);
-    [[nodiscard]] std::int64_t register_length(Node& node);
-    [[nodiscard]] std::int64_t register_address(Node& node);
-    void read_bytes(Node& node, std::span<std::uint8_t> out, ReadMode mode);
-    void write_bytes(Node& node, std::span<const std::uint8_t> bytes);
-    [[nodiscard]] std::string read_text(Node& node, ReadMode mode);
-    void write_text(Node& node, std::string_view text);
-    CallbackId add_callback(Node& node, ChangeCallback callback);
-    void remove_callback(Node& node, CallbackId id);
-
     [[nodiscard]] const Model& model() const noexcept { return model_; }
     [[nodiscard]] const EntryData* find_entry(const Node& enumeration, std::string_view symbolic,
                                               NodeIndex* node) const noexcept;
@@ -83,6 +55,7 @@ public:
                                               NodeIndex* node) const noexcept;
 
 private:
+    friend class Node;  // its requests are made of what is here
     class Operation;
     class Evaluation;
     class Scope;

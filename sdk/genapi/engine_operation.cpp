@@ -206,38 +206,4 @@ bool NodeMap::connect_port(std::string_view name, IPort* port)
     return true;
 }
 
-CallbackId NodeMap::add_callback(Node& node, ChangeCallback callback)
-{
-    auto entry = std::make_shared<Callback>();
-    entry->function = std::move(callback);
-    const Operation operation(*this, Operation::Look::nowhere);
-    entry->id = next_callback_++;
-    callbacks_[node.index].push_back(entry);
-    node.has_callbacks = true;
-    return entry->id;
-}
-
-void NodeMap::remove_callback(Node& node, CallbackId id)
-{
-    std::shared_ptr<Callback> removed;  // destroyed after the lock is given back
-    // whoever takes its callbacks away is perhaps about to go, ports and all: not a time for news
-    const Operation operation(*this, Operation::Look::nowhere);
-    const auto found = callbacks_.find(node.index);
-    if (found == callbacks_.end()) {
-        return;
-    }
-    auto& list = found->second;
-    const auto entry = std::find_if(list.begin(), list.end(), [&](const auto& callback) { return callback->id == id; });
-    if (entry == list.end()) {
-        return;
-    }
-    (*entry)->removed.store(true, std::memory_order_release);
-    removed = std::move(*entry);
-    list.erase(entry);
-    if (list.empty()) {
-        callbacks_.erase(found);
-        node.has_callbacks = false;
-    }
-}
-
 }  // namespace GenApi

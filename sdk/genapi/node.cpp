@@ -1,4 +1,4 @@
-// A node's face: what it knows itself it answers itself, the rest it asks of its node map.
+// What a node knows without asking the device.
 
 #include <algorithm>
 
@@ -106,16 +106,6 @@ std::vector<INode*> Node::children() const
     return nodes;
 }
 
-AccessMode Node::access() { return map->access(*this); }
-bool Node::is_cached() { return map->is_cached(*this); }
-void Node::invalidate() { map->invalidate(*this); }
-
-std::int64_t Node::int_value(ReadMode mode) { return map->read_integer(*this, mode); }
-void Node::set_int_value(std::int64_t value) { map->write_integer(*this, value); }
-std::int64_t Node::int_min() { return map->integer_limits(*this).min.i; }
-std::int64_t Node::int_max() { return map->integer_limits(*this).max.i; }
-std::int64_t Node::int_increment() { return map->integer_limits(*this).increment.i; }
-
 std::vector<std::int64_t> Node::valid_int_values()
 {
     if (kind != Kind::integer) {
@@ -125,23 +115,6 @@ std::vector<std::int64_t> Node::valid_int_values()
     const auto begin = map->model().valid_ints.begin() + range.begin;
     return {begin, begin + range.count};
 }
-
-double Node::float_value(ReadMode mode) { return map->read_float(*this, mode); }
-void Node::set_float_value(double value) { map->write_float(*this, value); }
-double Node::float_min() { return map->float_limits(*this).min.d; }
-double Node::float_max() { return map->float_limits(*this).max.d; }
-
-std::optional<double> Node::float_increment()
-{
-    const double increment = map->float_limits(*this).increment.d;
-    return increment > 0 ? std::optional(increment) : std::nullopt;
-}
-
-bool Node::bool_value(ReadMode mode) { return map->read_boolean(*this, mode); }
-void Node::set_bool_value(bool value) { map->write_boolean(*this, value); }
-
-INode& Node::current_entry(ReadMode mode) { return map->read_entry(*this, mode); }
-void Node::set_entry(std::string_view symbolic_name) { map->write_entry(*this, symbolic_name); }
 
 INode* Node::entry_by_symbolic(std::string_view symbolic_name) const
 {
@@ -171,23 +144,5 @@ double Node::numeric_value() const
     const EntryData& entry = map->model().entries[data];
     return entry.has_numeric ? entry.numeric : static_cast<double>(entry.value);
 }
-
-void Node::execute() { map->execute(*this); }
-bool Node::is_done() { return map->is_done(*this); }
-
-std::string Node::string_value(ReadMode mode) { return map->read_string(*this, mode); }
-void Node::set_string_value(std::string_view value) { map->write_string(*this, value); }
-std::int64_t Node::string_max_length() { return map->string_length(*this); }
-
-std::int64_t Node::register_length() { return map->register_length(*this); }
-std::int64_t Node::register_address() { return map->register_address(*this); }
-void Node::get_bytes(std::span<std::uint8_t> out, ReadMode mode) { map->read_bytes(*this, out, mode); }
-void Node::set_bytes(std::span<const std::uint8_t> bytes) { map->write_bytes(*this, bytes); }
-
-std::string Node::to_string(ReadMode mode) { return map->read_text(*this, mode); }
-void Node::from_string(std::string_view text) { map->write_text(*this, text); }
-
-CallbackId Node::on_change(ChangeCallback callback) { return map->add_callback(*this, std::move(callback)); }
-void Node::remove_callback(CallbackId id) { map->remove_callback(*this, id); }
 
 }  // namespace GenApi

@@ -141,56 +141,56 @@ std::vector<std::uint8_t> bytes_from(std::string_view text)
 
 }  // namespace
 
-std::string NodeMap::read_text(Node& node, ReadMode mode)
+std::string Node::to_string(ReadMode mode)
 {
-    switch (node.type()) {
-    case InterfaceType::integer: return as_text(read_integer(node, mode), node.shown_as);
-    case InterfaceType::floating: return to_text(read_float(node, mode));
-    case InterfaceType::boolean: return read_boolean(node, mode) ? "1" : "0";
-    case InterfaceType::enumeration: return std::string(read_entry(node, mode).symbolic());
-    case InterfaceType::enum_entry: return to_text(read_integer(node, mode));
-    case InterfaceType::command: return is_done(node) ? "0" : "1";
-    case InterfaceType::string: return read_string(node, mode);
+    switch (type()) {
+    case InterfaceType::integer: return as_text(int_value(mode), shown_as);
+    case InterfaceType::floating: return to_text(float_value(mode));
+    case InterfaceType::boolean: return bool_value(mode) ? "1" : "0";
+    case InterfaceType::enumeration: return std::string(current_entry(mode).symbolic());
+    case InterfaceType::enum_entry: return to_text(int_value(mode));
+    case InterfaceType::command: return is_done() ? "0" : "1";
+    case InterfaceType::string: return string_value(mode);
     case InterfaceType::raw_register: {
-        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(register_length(node)));
-        read_bytes(node, bytes, mode);
+        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(register_length()));
+        get_bytes(bytes, mode);
         return as_hex(bytes);
     }
     case InterfaceType::none:
     case InterfaceType::category:
     case InterfaceType::port: break;
     }
-    no_text(node);
+    no_text(*this);
 }
 
-void NodeMap::write_text(Node& node, std::string_view text)
+void Node::from_string(std::string_view text)
 {
-    const auto parsed = [&](auto parse) { return speaking_of(node, Wish::write, [&] { return parse(text); }); };
-    switch (node.type()) {
-    case InterfaceType::integer: write_integer(node, parsed(integer_from)); return;
+    const auto parsed = [&](auto parse) { return map->speaking_of(*this, Wish::write, [&] { return parse(text); }); };
+    switch (type()) {
+    case InterfaceType::integer: set_int_value(parsed(integer_from)); return;
     case InterfaceType::floating:
-        write_float(node, parsed([](std::string_view number) {
-                        if (const auto value = parse_float(number)) {
-                            return *value;
-                        }
-                        throw ValueError("\"" + std::string(number) + "\" is not a number");
-                    }));
+        set_float_value(parsed([](std::string_view number) {
+            if (const auto value = parse_float(number)) {
+                return *value;
+            }
+            throw ValueError("\"" + std::string(number) + "\" is not a number");
+        }));
         return;
-    case InterfaceType::boolean: write_boolean(node, parsed(boolean_from)); return;
-    case InterfaceType::enumeration: write_entry(node, trimmed(text)); return;
+    case InterfaceType::boolean: set_bool_value(parsed(boolean_from)); return;
+    case InterfaceType::enumeration: set_entry(trimmed(text)); return;
     case InterfaceType::command:
         if (parsed(boolean_from)) {
-            execute(node);
+            execute();
         }
         return;
-    case InterfaceType::string: write_string(node, text); return;
-    case InterfaceType::raw_register: write_bytes(node, parsed(bytes_from)); return;
+    case InterfaceType::string: set_string_value(text); return;
+    case InterfaceType::raw_register: set_bytes(parsed(bytes_from)); return;
     case InterfaceType::none:
     case InterfaceType::category:
     case InterfaceType::enum_entry:
     case InterfaceType::port: break;
     }
-    no_text(node);
+    no_text(*this);
 }
 
 }  // namespace GenApi
