@@ -61,10 +61,10 @@ PvResult WholeFile::open(const PvString& name)
     std::error_code error;
     switch (file_system::kind_of(target_)) {
     case file_system::Kind::folder:
-        return system_failure(PvResult::CannotOpenFile, "cannot write",
+        return system_failure(PvResult::CannotOpenFile, "Cannot write",
                               std::make_error_code(std::errc::is_a_directory));
     case file_system::Kind::read_only_file:
-        return system_failure(PvResult::CannotOpenFile, "cannot replace the read-only file",
+        return system_failure(PvResult::CannotOpenFile, "Cannot replace the read-only file",
                               std::make_error_code(std::errc::permission_denied));
     case file_system::Kind::other:
         written_ = target_;
@@ -73,29 +73,45 @@ PvResult WholeFile::open(const PvString& name)
     case file_system::Kind::missing:
     case file_system::Kind::file: error = create_beside(); break;
     }
-    return error ? system_failure(PvResult::CannotOpenFile, "cannot create", error) : PvResult();
+    return error ? system_failure(PvResult::CannotOpenFile, "Cannot create", error) : PvResult();
 }
 
 PvResult WholeFile::write(std::span<const std::uint8_t> bytes)
 {
     const auto error = file_.write(bytes);
-    return error ? system_failure(PvResult::FileError, "cannot write", error) : PvResult();
+    return error ? system_failure(PvResult::FileError, "Cannot write", error) : PvResult();
 }
 
 PvResult WholeFile::commit()
 {
     if (const auto error = file_.close(); error) {
         discard();
-        return system_failure(PvResult::FileError, "cannot write", error);
+        return system_failure(PvResult::FileError, "Cannot write", error);
     }
     if (!beside()) {
         return PvResult::OK;
     }
     if (const auto error = file_system::replace(written_, target_); error) {
         discard();
-        return system_failure(PvResult::FileError, "cannot rename the new file to", error);
+        return system_failure(PvResult::FileError, "Cannot rename the new file to", error);
     }
     return PvResult::OK;
+}
+
+PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes)
+{
+    WholeFile file;
+    try {
+        if (auto opened = file.open(name); !opened.IsOK()) {
+            return opened;
+        }
+    } catch (const std::system_error& error) {
+        return failure(PvResult::CannotOpenFile, "The file name \"", name.view(), "\" cannot be used: ", error.what());
+    }
+    if (auto written = file.write(bytes); !written.IsOK()) {
+        return written;
+    }
+    return file.commit();
 }
 
 }  // namespace vex

@@ -41,4 +41,8 @@ private:
     file_system::File file_;
 };
 
+/// A whole file of these bytes, with the failures of WholeFile; CannotOpenFile also for a name that the system's file
+/// names cannot express.
+PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes);
+
 }  // namespace vex

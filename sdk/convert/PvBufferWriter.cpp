@@ -32,14 +32,7 @@ PvResult store_raw(const PvBuffer& buffer, const PvString& file_name)
     if (bytes.empty()) {
         return failure(PvResult::InvalidParameter, "there are no bytes in the buffer");
     }
-    WholeFile file;
-    if (auto opened = file.open(file_name); !opened.IsOK()) {
-        return opened;
-    }
-    if (auto written = file.write(bytes); !written.IsOK()) {
-        return written;
-    }
-    return file.commit();
+    return write_whole_file(file_name, bytes);
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 #include "sdk/device/PvDevice.h"
 
-#include <fstream>
 #include <span>
 #include <string>
 #include <system_error>
 
+#include "sdk/base/whole_file.h"
 #include "sdk/control/force_ip.h"
-#include "sdk/description/file_path.h"
 #include "sdk/device/device_impl.h"
 #include "sdk/device/device_info_impl.h"
 #include "sdk/device/device_lookup.h"
@@ -115,17 +114,8 @@ PvResult PvDevice::DumpGenICamXML(const PvString& aFilename)
     if (features == nullptr) {
         return {PvResult::NotConnected, "No device has been connected whose description could be written"};
     }
-    std::ofstream file(description::file_path(aFilename), std::ios::binary | std::ios::trunc);
-    if (!file) {
-        return {PvResult::CannotOpenFile, "The file \"" + aFilename.str() + "\" cannot be written"};
-    }
     const std::string& xml = features->description.xml;
-    file.write(xml.data(), static_cast<std::streamsize>(xml.size()));
-    file.close();
-    if (!file) {
-        return {PvResult::FileError, "The description could not be written to \"" + aFilename.str() + "\" completely"};
-    }
-    return PvResult::OK;
+    return write_whole_file(aFilename, {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()});
 }
 
 PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)

@@ -12,6 +12,10 @@ class PvDeviceEventSink;
 class PvDeviceInfo;
 class PvGenParameterArray;
 
+namespace vex::device {
+struct Access;
+}
+
 /// The connection to a GigE Vision device.
 ///
 /// Time: every operation that talks to the device is bounded by the link's command timeout and retries (see GetGenLink)
@@ -75,7 +79,8 @@ public:
     /// object is destroyed.
     [[nodiscard]] PvGenParameterArray* GetGenLink();
 
-    /// Writes the device's description, unpacked, to a file, replacing one that is there. CannotOpenFile, FileError.
+    /// Writes the device's description, unpacked, to a file, replacing one that is there once the new one is whole.
+    /// CannotOpenFile, also where the one that is there is read-only; FileError.
     PvResult DumpGenICamXML(const PvString& aFilename);
     /// The file name that the device gives its description, ending in ".xml".
     PvResult GetDefaultGenICamXMLFilename(PvString& aFilename);
@@ -135,6 +140,8 @@ public:
     PvResult UnregisterEventSink(PvDeviceEventSink* aEventSink);
 
 private:
+    friend struct vex::device::Access;
+
     class Impl;
     std::unique_ptr<Impl> impl_;
 };

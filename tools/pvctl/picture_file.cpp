@@ -37,14 +37,7 @@ Picture picture_in(const PvBuffer& buffer)
 
 void write_file(const std::string& name, const std::vector<std::uint8_t>& bytes)
 {
-    WholeFile file;
-    auto done = file.open(PvString(std::string(name)));
-    if (done.IsOK()) {
-        done = file.write(bytes);
-    }
-    if (done.IsOK()) {
-        done = file.commit();
-    }
+    const PvResult done = write_whole_file(PvString(std::string(name)), bytes);
     if (!done.IsOK()) {
         throw std::runtime_error(std::string(done.description()));
     }

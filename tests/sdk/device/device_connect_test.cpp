@@ -8,6 +8,7 @@
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
+#include "sdk/device/access.h"
 #include "tests/description/builders.h"
 #include "tests/sdk/device/device_fixture.h"
 
@@ -201,6 +202,20 @@ TEST_F(DeviceConnect, ADeviceWithAnotherDescriptionHasOtherFeatures)
     EXPECT_FALSE(device->IsIPEngine());
 }
 
+TEST_F(DeviceConnect, LendsItsConnectionUntilItDisconnects)
+{
+    EXPECT_EQ(vex::device::connection_of(*device), nullptr);
+    start_and_connect();
+    const auto connection = vex::device::connection_of(*device);
+    ASSERT_NE(connection, nullptr);
+    std::uint32_t version = 0;
+    EXPECT_TRUE(connection->channel().read_register(0, version).ok());
+    EXPECT_NE(version, 0U);
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    EXPECT_EQ(vex::device::connection_of(*device), nullptr);
+    EXPECT_EQ(connection->channel().read_register(0, version).kind, vex::control::ControlOutcome::Kind::closed);
+}
+
 TEST_F(DeviceConnect, WritesTheDescriptionToAFile)
 {
     start_and_connect();
@@ -219,6 +234,23 @@ TEST_F(DeviceConnect, WritesTheDescriptionToAFile)
     file.close();
     std::filesystem::remove(path);
     EXPECT_EQ(device->DumpGenICamXML("/no such folder/x.xml").GetCode(), PvResult::CannotOpenFile);
+}
+
+TEST_F(DeviceConnect, LeavesAFileThatMayNotBeReplacedAsItIs)
+{
+    start_and_connect();
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("vex-kept-" + std::to_string(std::hash<std::thread::id>()(std::this_thread::get_id())) + ".xml");
+    std::ofstream(path) << "kept";
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+    const PvResult result = device->DumpGenICamXML(PvString(path.string()));
+    EXPECT_EQ(result.GetCode(), PvResult::CannotOpenFile);
+    EXPECT_NE(result.description().find("read-only"), std::string::npos) << result.description();
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "kept");
+    file.close();
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    std::filesystem::remove(path);
 }
 
 // ---- descriptions that cannot be had ----
