@@ -70,8 +70,10 @@ TEST_F(BlockNumbering, FollowsTheDistanceToTheNewestBlock)
     EXPECT_EQ(numbering.order_of(standard(9)), first - 1);
     numbering.note_begin(first + 2, 12);
     EXPECT_EQ(numbering.order_of(standard(11)), first + 1);
-    numbering.note_begin(first + 1, 11);  // an older one does not become the newest
+    numbering.note_begin(first + 1, 11);
     EXPECT_EQ(numbering.order_of(standard(12)), first + 2);
+    numbering.forget();
+    EXPECT_GT(numbering.begin(standard(1), now), first + 2) << "an older block does not become the newest";
 }
 
 TEST_F(BlockNumbering, WrapsStandardIdsOnly)
