@@ -1,11 +1,15 @@
 // The golden messages as bytes, by name.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace golden {
@@ -45,5 +49,21 @@ inline const std::vector<Message>& all()
 }
 
 inline Bytes copy(std::span<const std::uint8_t> view) { return {view.begin(), view.end()}; }
+
+/// A golden message as `decode` understands it; its bytes live as long as this.
+template <auto decode>
+struct Decoded {
+    explicit Decoded(Bytes message) : bytes(std::move(message))
+    {
+        const auto decoded = decode(bytes);
+        EXPECT_TRUE(decoded.has_value());
+        if (decoded) {
+            view = *decoded;
+        }
+    }
+
+    Bytes bytes;
+    typename std::invoke_result_t<decltype(decode), std::span<const std::uint8_t>>::value_type view;
+};
 
 }  // namespace golden

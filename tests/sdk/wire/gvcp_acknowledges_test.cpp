@@ -15,20 +15,7 @@ namespace {
 
 using namespace vex::wire::gvcp;
 using golden::copy;
-
-/// The golden acknowledge, decoded; its bytes live as long as this.
-struct Decoded {
-    explicit Decoded(golden::Bytes message) : bytes(std::move(message))
-    {
-        const auto decoded = decode_acknowledge(bytes);
-        EXPECT_TRUE(decoded.has_value());
-        if (decoded) {
-            view = *decoded;
-        }
-    }
-    golden::Bytes bytes;
-    AcknowledgeView view;
-};
+using Decoded = golden::Decoded<decode_acknowledge>;
 
 TEST(GvcpDiscoveryAcknowledge, TellsWhoTheDeviceIs)
 {

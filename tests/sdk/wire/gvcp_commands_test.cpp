@@ -14,25 +14,12 @@ namespace {
 
 using namespace vex::wire::gvcp;
 using golden::copy;
+using Decoded = golden::Decoded<decode_command>;
 
 const MacAddress mac{{0x00, 0x11, 0x22, 0x33, 0x44, 0xAA}};
 constexpr Ipv4Address device_address{0xC0A80732};
 constexpr Ipv4Address host_address{0xC0A80701};
 constexpr Ipv4Address mask{0xFFFFFF00};
-
-/// The golden command, decoded; its bytes live as long as this.
-struct Decoded {
-    explicit Decoded(golden::Bytes message) : bytes(std::move(message))
-    {
-        const auto decoded = decode_command(bytes);
-        EXPECT_TRUE(decoded.has_value());
-        if (decoded) {
-            view = *decoded;
-        }
-    }
-    golden::Bytes bytes;
-    CommandView view;
-};
 
 TEST(GvcpDiscovery, IsHeaderOnlyAndAllowsBroadcastAcknowledge)
 {

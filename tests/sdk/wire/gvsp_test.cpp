@@ -13,20 +13,7 @@ namespace {
 
 using namespace vex::wire::gvsp;
 using golden::copy;
-
-/// The golden packet, decoded; its bytes live as long as this.
-struct Decoded {
-    explicit Decoded(golden::Bytes datagram) : bytes(std::move(datagram))
-    {
-        const auto decoded = decode_packet(bytes);
-        EXPECT_TRUE(decoded.has_value());
-        if (decoded) {
-            packet = *decoded;
-        }
-    }
-    golden::Bytes bytes;
-    Packet packet;
-};
+using Decoded = golden::Decoded<decode_packet>;
 
 golden::Bytes encoded(const Header& header, const golden::Bytes& payload)
 {
@@ -76,9 +63,9 @@ void expect_mono8_image(const Leader& leader)
 TEST(GvspLeader, DescribesAnImage)
 {
     const Decoded decoded(golden::image_leader());
-    expect_header(decoded.packet.header, Format::leader, 1, 0, false);
-    EXPECT_EQ(decoded.packet.header.status, Status::success);
-    const auto leader = decode_leader(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::leader, 1, 0, false);
+    EXPECT_EQ(decoded.view.header.status, Status::success);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->field_id, 1U);
     EXPECT_EQ(leader->field_count, 1U);
@@ -87,7 +74,7 @@ TEST(GvspLeader, DescribesAnImage)
     EXPECT_EQ(leader->timestamp, 999U);
     EXPECT_FALSE(leader->payload_size);
     expect_mono8_image(*leader);
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), golden::image_leader());
+    EXPECT_EQ(encoded(decoded.view.header, *leader), golden::image_leader());
 }
 
 TEST(GvspLeader, PaddingsAreTheLastFieldsOfAnImage)
@@ -96,23 +83,23 @@ TEST(GvspLeader, PaddingsAreTheLastFieldsOfAnImage)
     message[41] = 3;
     message[43] = 5;
     const Decoded decoded(message);
-    const auto leader = decode_leader(decoded.packet.payload);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader && leader->image);
     EXPECT_EQ(leader->image->padding_x, 3U);
     EXPECT_EQ(leader->image->padding_y, 5U);
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), message);
+    EXPECT_EQ(encoded(decoded.view.header, *leader), message);
 }
 
 TEST(GvspLeader, ImageWithChunksKeepsItsGeometry)
 {
     const Decoded decoded(golden::image_chunks_leader_extended());
-    expect_header(decoded.packet.header, Format::leader, 2, 0, true);
-    const auto leader = decode_leader(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::leader, 2, 0, true);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->payload_type, 0x4001U);
     EXPECT_EQ(leader->base_type(), payload_type::image);
     expect_mono8_image(*leader);
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), golden::image_chunks_leader_extended());
+    EXPECT_EQ(encoded(decoded.view.header, *leader), golden::image_chunks_leader_extended());
 }
 
 TEST(GvspLeader, ExtendedChunkIsLaidOutAsAnImage)
@@ -131,32 +118,32 @@ TEST(GvspLeader, ExtendedChunkIsLaidOutAsAnImage)
 TEST(GvspLeader, RawDataTellsItsSize)
 {
     const Decoded decoded(golden::raw_leader());
-    expect_header(decoded.packet.header, Format::leader, 4, 0, false);
-    const auto leader = decode_leader(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::leader, 4, 0, false);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->payload_type, payload_type::raw_data);
     EXPECT_EQ(leader->timestamp, 999U);
     EXPECT_EQ(leader->payload_size, 1000U);
     EXPECT_FALSE(leader->image);
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), golden::raw_leader());
+    EXPECT_EQ(encoded(decoded.view.header, *leader), golden::raw_leader());
 }
 
 TEST(GvspLeader, FileTellsSizeAndName)
 {
     const Decoded decoded(golden::file_leader());
-    const auto leader = decode_leader(decoded.packet.payload);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->payload_type, payload_type::file);
     EXPECT_EQ(leader->payload_size, 1000U);
     EXPECT_EQ(std::string(leader->file_name.begin(), leader->file_name.end()), "f.bin");
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), golden::file_leader());
+    EXPECT_EQ(encoded(decoded.view.header, *leader), golden::file_leader());
 }
 
 TEST(GvspLeader, FileNameWithoutZeroEndsWithThePacket)
 {
     golden::Bytes message = golden::file_leader();
     message.pop_back();
-    const auto leader = decode_leader(Decoded(message).packet.payload);
+    const auto leader = decode_leader(Decoded(message).view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->file_name.size(), 5U);
 }
@@ -175,25 +162,25 @@ TEST(GvspLeader, FileNameIsCutToTheLargestLeader)
 TEST(GvspLeader, ChunkDataHasOnlyTheCommonFields)
 {
     const Decoded decoded(golden::chunk_leader());
-    const auto leader = decode_leader(decoded.packet.payload);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->payload_type, payload_type::chunk_data);
     EXPECT_EQ(leader->timestamp, 999U);
     EXPECT_FALSE(leader->image);
-    EXPECT_EQ(encoded(decoded.packet.header, *leader), golden::chunk_leader());
+    EXPECT_EQ(encoded(decoded.view.header, *leader), golden::chunk_leader());
 }
 
 TEST(GvspLeader, CompressedImagesTellTheirSize)
 {
     const Decoded jpeg_packet(golden::jpeg_leader());
-    const auto jpeg = decode_leader(jpeg_packet.packet.payload);
+    const auto jpeg = decode_leader(jpeg_packet.view.payload);
     ASSERT_TRUE(jpeg);
     EXPECT_EQ(jpeg->payload_type, payload_type::jpeg);
     EXPECT_EQ(jpeg->timestamp, 999U);
     EXPECT_EQ(jpeg->payload_size, 5000U);
 
     const Decoded h264_packet(golden::h264_leader());
-    const auto h264 = decode_leader(h264_packet.packet.payload);
+    const auto h264 = decode_leader(h264_packet.view.payload);
     ASSERT_TRUE(h264);
     EXPECT_EQ(h264->payload_type, payload_type::h264);
     EXPECT_EQ(h264->timestamp, 0U);
@@ -203,9 +190,9 @@ TEST(GvspLeader, CompressedImagesTellTheirSize)
 TEST(GvspLeader, MultiPartKeepsTheCommonFieldsAndTheHeaderItsPartCount)
 {
     const Decoded decoded(golden::multi_part_leader_extended());
-    expect_header(decoded.packet.header, Format::leader, 3, 0, true);
-    EXPECT_EQ(decoded.packet.header.part_count, 1U);
-    const auto leader = decode_leader(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::leader, 3, 0, true);
+    EXPECT_EQ(decoded.view.header.part_count, 1U);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     EXPECT_EQ(leader->payload_type, payload_type::multi_part);
     EXPECT_EQ(leader->timestamp, 999U);
@@ -214,8 +201,8 @@ TEST(GvspLeader, MultiPartKeepsTheCommonFieldsAndTheHeaderItsPartCount)
 TEST(GvspLeader, AllInPacketStartsWithIt)
 {
     const Decoded decoded(golden::all_in_image());
-    expect_header(decoded.packet.header, Format::all_in, 10, 0, false);
-    const auto leader = decode_leader(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::all_in, 10, 0, false);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
     expect_mono8_image(*leader);
 }
@@ -223,24 +210,23 @@ TEST(GvspLeader, AllInPacketStartsWithIt)
 TEST(GvspPayload, IsWhatFollowsTheHeader)
 {
     const Decoded decoded(golden::payload());
-    expect_header(decoded.packet.header, Format::payload, 1, 1, false);
-    EXPECT_EQ(copy(decoded.packet.payload), golden::Bytes(16, 0xAA));
-    EXPECT_EQ(encoded(decoded.packet.header, golden::Bytes(16, 0xAA)), golden::payload());
+    expect_header(decoded.view.header, Format::payload, 1, 1, false);
+    EXPECT_EQ(copy(decoded.view.payload), golden::Bytes(16, 0xAA));
+    EXPECT_EQ(encoded(decoded.view.header, golden::Bytes(16, 0xAA)), golden::payload());
 
     const Decoded multi_part(golden::multi_part_payload_extended());
-    expect_header(multi_part.packet.header, Format::multi_part, 3, 1, true);
-    EXPECT_EQ(encoded(multi_part.packet.header, copy(multi_part.packet.payload)),
-              golden::multi_part_payload_extended());
+    expect_header(multi_part.view.header, Format::multi_part, 3, 1, true);
+    EXPECT_EQ(encoded(multi_part.view.header, copy(multi_part.view.payload)), golden::multi_part_payload_extended());
 }
 
 TEST(GvspPayload, ResentPacketSaysSoInStatusAndFlags)
 {
     const Decoded decoded(golden::resent_payload_extended());
-    expect_header(decoded.packet.header, Format::payload, 2, 1, true);
-    EXPECT_EQ(decoded.packet.header.status, Status::packet_resend);
-    EXPECT_EQ(decoded.packet.header.flags, header_flag::resent);
-    EXPECT_EQ(copy(decoded.packet.payload), golden::Bytes(16, 0xBB));
-    EXPECT_EQ(encoded(decoded.packet.header, golden::Bytes(16, 0xBB)), golden::resent_payload_extended());
+    expect_header(decoded.view.header, Format::payload, 2, 1, true);
+    EXPECT_EQ(decoded.view.header.status, Status::packet_resend);
+    EXPECT_EQ(decoded.view.header.flags, header_flag::resent);
+    EXPECT_EQ(copy(decoded.view.payload), golden::Bytes(16, 0xBB));
+    EXPECT_EQ(encoded(decoded.view.header, golden::Bytes(16, 0xBB)), golden::resent_payload_extended());
 }
 
 TEST(GvspHeader, KeepsWideIdsInTheExtendedForm)
@@ -257,8 +243,8 @@ TEST(GvspHeader, KeepsWideIdsInTheExtendedForm)
     EXPECT_EQ(bytes, golden::bytes("800d0102830000091122334455667788"
                                    "99aabbcc"));
     const Decoded decoded(bytes);
-    EXPECT_EQ(decoded.packet.header.block_id, header.block_id);
-    EXPECT_EQ(decoded.packet.header.packet_id, header.packet_id);
+    EXPECT_EQ(decoded.view.header.block_id, header.block_id);
+    EXPECT_EQ(decoded.view.header.packet_id, header.packet_id);
 }
 
 TEST(GvspHeader, BlockIdZeroIsMalformedInBothForms)
@@ -274,13 +260,13 @@ TEST(GvspHeader, BlockIdZeroIsMalformedInBothForms)
 TEST(GvspTrailer, ImageTellsTheLinesDelivered)
 {
     const Decoded decoded(golden::image_trailer());
-    expect_header(decoded.packet.header, Format::trailer, 1, 2, false);
-    const auto trailer = decode_trailer(decoded.packet.payload);
+    expect_header(decoded.view.header, Format::trailer, 1, 2, false);
+    const auto trailer = decode_trailer(decoded.view.payload);
     ASSERT_TRUE(trailer);
     EXPECT_EQ(trailer->payload_type, payload_type::image);
     EXPECT_EQ(trailer->size_y, 480U);
     EXPECT_FALSE(trailer->chunk_data_length);
-    EXPECT_EQ(encoded(decoded.packet.header, *trailer), golden::image_trailer());
+    EXPECT_EQ(encoded(decoded.view.header, *trailer), golden::image_trailer());
 }
 
 TEST(GvspTrailer, ZonesOfAnImageTellTheLinesDelivered)
@@ -294,46 +280,46 @@ TEST(GvspTrailer, ZonesOfAnImageTellTheLinesDelivered)
 TEST(GvspTrailer, AppendedChunksTellLengthAndLayout)
 {
     const Decoded decoded(golden::image_chunks_trailer_extended());
-    const auto trailer = decode_trailer(decoded.packet.payload);
+    const auto trailer = decode_trailer(decoded.view.payload);
     ASSERT_TRUE(trailer);
     EXPECT_EQ(trailer->payload_type, 0x4001U);
     EXPECT_EQ(trailer->size_y, 480U);
     EXPECT_EQ(trailer->chunk_data_length, 16U);
     EXPECT_EQ(trailer->chunk_layout_id, 7U);
-    EXPECT_EQ(encoded(decoded.packet.header, *trailer), golden::image_chunks_trailer_extended());
+    EXPECT_EQ(encoded(decoded.view.header, *trailer), golden::image_chunks_trailer_extended());
 }
 
 TEST(GvspTrailer, RawDataHasOnlyTheType)
 {
     const Decoded decoded(golden::raw_trailer());
-    const auto trailer = decode_trailer(decoded.packet.payload);
+    const auto trailer = decode_trailer(decoded.view.payload);
     ASSERT_TRUE(trailer);
     EXPECT_EQ(trailer->payload_type, payload_type::raw_data);
     EXPECT_FALSE(trailer->size_y);
-    EXPECT_EQ(encoded(decoded.packet.header, *trailer), golden::raw_trailer());
+    EXPECT_EQ(encoded(decoded.view.header, *trailer), golden::raw_trailer());
 }
 
 TEST(GvspTrailer, ChunkTypesTellTheChunkLength)
 {
     const Decoded chunk_packet(golden::chunk_trailer());
-    const auto chunk = decode_trailer(chunk_packet.packet.payload);
+    const auto chunk = decode_trailer(chunk_packet.view.payload);
     ASSERT_TRUE(chunk);
     EXPECT_EQ(chunk->chunk_data_length, 64U);
     EXPECT_FALSE(chunk->size_y);
-    EXPECT_EQ(encoded(chunk_packet.packet.header, *chunk), golden::chunk_trailer());
+    EXPECT_EQ(encoded(chunk_packet.view.header, *chunk), golden::chunk_trailer());
 
     const Decoded extended_packet(golden::extended_chunk_trailer());
-    const auto extended = decode_trailer(extended_packet.packet.payload);
+    const auto extended = decode_trailer(extended_packet.view.payload);
     ASSERT_TRUE(extended);
     EXPECT_EQ(extended->chunk_data_length, 64U);
     EXPECT_EQ(extended->size_y, 480U);
     EXPECT_EQ(extended->chunk_layout_id, 9U);
-    EXPECT_EQ(encoded(extended_packet.packet.header, *extended), golden::extended_chunk_trailer());
+    EXPECT_EQ(encoded(extended_packet.view.header, *extended), golden::extended_chunk_trailer());
 }
 
 TEST(GvspTrailer, MultiPartKeepsTheType)
 {
-    const auto trailer = decode_trailer(Decoded(golden::multi_part_trailer_extended()).packet.payload);
+    const auto trailer = decode_trailer(Decoded(golden::multi_part_trailer_extended()).view.payload);
     ASSERT_TRUE(trailer);
     EXPECT_EQ(trailer->payload_type, payload_type::multi_part);
     EXPECT_FALSE(trailer->size_y);
@@ -426,12 +412,12 @@ TEST(GvspAllIn, HoldsTheTrailerAndTheDataBehindTheLeader)
 TEST(GvspAllIn, IsReadFromTheGoldenPacket)
 {
     const Decoded decoded(golden::all_in_image());
-    const auto leader = decode_leader(decoded.packet.payload);
+    const auto leader = decode_leader(decoded.view.payload);
     ASSERT_TRUE(leader);
-    const auto rest = decode_all_in(decoded.packet.payload, *leader);
+    const auto rest = decode_all_in(decoded.view.payload, *leader);
     ASSERT_TRUE(rest);
     EXPECT_EQ(rest->trailer.payload_type, payload_type::image);
-    EXPECT_EQ(rest->data.size(), decoded.packet.payload.size() - 36 - 8);
+    EXPECT_EQ(rest->data.size(), decoded.view.payload.size() - 36 - 8);
 }
 
 TEST(GvspAllIn, OtherTypesHaveNoLayout)
