@@ -288,6 +288,44 @@ TEST_F(Conversions, TextsInAndOutAreReplaced)
     EXPECT_EQ(number, 1212);
 }
 
+TEST_F(Conversions, AScriptsVariableIsReadAndReplaced)
+{
+    OneMember doubling({{VT_I4, PARAMFLAG_FIN | PARAMFLAG_FOUT}}, [](VARIANT* arguments, VARIANT*) {
+        *arguments[0].plVal *= 2;
+        return S_OK;
+    });
+    for (Variant variable : {Variant(21), Variant(L"21"), Variant(21.0)}) {
+        EXPECT_EQ(call(doubling, Variant::by_reference(variable).get(), &bad_argument), S_OK);
+        EXPECT_EQ(variable.type(), VT_I4);
+        EXPECT_EQ(variable->lVal, 42);
+    }
+}
+
+TEST_F(Conversions, AnArrayKeepsItsShapeAndEveryElement)
+{
+    SAFEARRAYBOUND bounds[] = {{2, 5}, {3, -1}};
+    Variant elements(VT_VARIANT, SafeArrayCreate(VT_VARIANT, 2, bounds));
+    for (LONG at = 0; at < 6; ++at) {
+        LONG place[] = {5 + at % 2, -1 + at / 2};
+        Variant element(static_cast<int>(10 + at));
+        ASSERT_EQ(SafeArrayPutElement(elements->parray, place, element.operator->()), S_OK);
+    }
+    OneMember reading({{VT_ARRAY | VT_UI1, PARAMFLAG_FIN}}, [](VARIANT* arguments, VARIANT*) {
+        EXPECT_EQ(arguments[0].vt, VT_ARRAY | VT_UI1);
+        SAFEARRAY* array = arguments[0].parray;
+        EXPECT_EQ(SafeArrayGetDim(array), 2U);
+        for (LONG at = 0; at < 6; ++at) {
+            LONG place[] = {5 + at % 2, -1 + at / 2};
+            unsigned char byte = 0;
+            EXPECT_EQ(SafeArrayGetElement(array, place, &byte), S_OK);
+            EXPECT_EQ(byte, 10 + at);
+        }
+        return S_OK;
+    });
+    EXPECT_EQ(call(reading, elements.get(), &bad_argument), S_OK);
+    EXPECT_EQ(reading.calls(), 1);
+}
+
 TEST_F(Conversions, LeaveVariablesWhenTheMemberFails)
 {
     OneMember failing({{VT_I8, PARAMFLAG_FOUT}}, [](VARIANT* arguments, VARIANT*) {

@@ -143,6 +143,21 @@ TEST_F(Events, CarryANullObjectAndText)
     EXPECT_EQ(text, L"Device parameters");
 }
 
+TEST_F(Events, CarryTextBeyondAZero)
+{
+    std::wstring text;
+    const auto sink = Sink::create(device_events, [&](DISPID, const DISPPARAMS& parameters) {
+        text.assign(V_BSTR(&parameters.rgvarg[0]), SysStringLen(V_BSTR(&parameters.rgvarg[0])));
+        return S_OK;
+    });
+    ASSERT_NE(advise(device_unknown(), device_events, sink.get()), 0U);
+    const std::wstring given(L"a\0b", 3);
+    BSTR name = SysAllocStringLen(given.data(), static_cast<UINT>(given.size()));
+    device->fire(1, static_cast<IDispatch*>(nullptr), name);
+    SysFreeString(name);
+    EXPECT_EQ(text, given);
+}
+
 TEST_F(Events, ShareOneAnswerOfWhichTheLastWins)
 {
     std::vector<VARIANT_BOOL> seen;

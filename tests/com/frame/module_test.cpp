@@ -90,7 +90,11 @@ TEST(ModuleObject, ReleasesLoadedTypeInformationAtUnload)
     ASSERT_EQ(holder.get(LOCALE_NEUTRAL, &loaded), S_OK);
     EXPECT_NE(loaded->cached_id(L"Name"), DISPID_UNKNOWN);
     EXPECT_EQ(loaded->cached_id(L"name"), DISPID_UNKNOWN);
+    const Ref<ITypeInfo> again(loaded->get());
+    ASSERT_TRUE(again);
+    const ULONG held = client::references(again.get());
     server::module().unload();
+    EXPECT_EQ(client::references(again.get()), held - 1);
     CoUninitialize();
 }
 
