@@ -192,53 +192,56 @@ IVexDevice* CVexDevice::show(PvDevice* device) noexcept
     return shown.detach();
 }
 
-template <class... Parameters, class... Arguments>
-void CVexDevice::notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(Parameters...),
-                        Arguments... arguments) noexcept
+void CVexDevice::tell_of(PvDevice* device, DISPID event,
+                         HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(IVexDevice*)) noexcept
 {
-    fire(event, arguments...);
-    client_sink_.call(member, arguments...);
+    call_out([&] { tell(event, client_sink_, member, show(device)); });
 }
 
 void CVexDevice::OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
 {
-    notify(on_cmd_link_read, &IVexDeviceEventSink::OnCmdLinkRead, server::to_address(aBuffer), aAddress, aLength);
+    tell(on_cmd_link_read, client_sink_, &IVexDeviceEventSink::OnCmdLinkRead, server::to_address(aBuffer), aAddress,
+         aLength);
 }
 
 void CVexDevice::OnCmdLinkWrite(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
 {
-    notify(on_cmd_link_write, &IVexDeviceEventSink::OnCmdLinkWrite, server::to_address(aBuffer), aAddress, aLength);
+    tell(on_cmd_link_write, client_sink_, &IVexDeviceEventSink::OnCmdLinkWrite, server::to_address(aBuffer), aAddress,
+         aLength);
 }
 
 void CVexDevice::OnEvent(PvDevice* aDevice, std::uint16_t aEventID, std::uint16_t aChannel, std::uint64_t aBlockID,
                          std::uint64_t aTimestamp, const void* aData, std::uint32_t aDataLength)
 {
     // clients know block IDs of 16 bits
-    notify(on_event, &IVexDeviceEventSink::OnEvent, show(aDevice), aEventID, aChannel,
-           static_cast<unsigned short>(aBlockID), aTimestamp, server::to_address(aData), aDataLength);
+    const auto block_id = static_cast<unsigned short>(aBlockID);
+    call_out([&] {
+        tell(on_event, client_sink_, &IVexDeviceEventSink::OnEvent, show(aDevice), aEventID, aChannel, block_id,
+             aTimestamp, server::to_address(aData), aDataLength);
+    });
 }
 
 void CVexDevice::OnLinkDisconnected(PvDevice* aDevice)
 {
-    notify(on_link_disconnected, &IVexDeviceEventSink::OnLinkDisconnected, show(aDevice));
+    tell_of(aDevice, on_link_disconnected, &IVexDeviceEventSink::OnLinkDisconnected);
 }
 
 void CVexDevice::OnLinkReconnected(PvDevice* aDevice)
 {
-    notify(on_link_reconnected, &IVexDeviceEventSink::OnLinkReconnected, show(aDevice));
+    tell_of(aDevice, on_link_reconnected, &IVexDeviceEventSink::OnLinkReconnected);
 }
 
 void CVexDevice::OnRestoreAcquisition(PvDevice* aDevice)
 {
-    notify(on_restore_acquisition, &IVexDeviceEventSink::OnRestoreAcquisition, show(aDevice));
+    tell_of(aDevice, on_restore_acquisition, &IVexDeviceEventSink::OnRestoreAcquisition);
 }
 
 void CVexDevice::OnRestoreConfiguration(PvDevice* aDevice)
 {
-    notify(on_restore_configuration, &IVexDeviceEventSink::OnRestoreConfiguration, show(aDevice));
+    tell_of(aDevice, on_restore_configuration, &IVexDeviceEventSink::OnRestoreConfiguration);
 }
 
 void CVexDevice::OnRestoreDevice(PvDevice* aDevice)
 {
-    notify(on_restore_device, &IVexDeviceEventSink::OnRestoreDevice, show(aDevice));
+    tell_of(aDevice, on_restore_device, &IVexDeviceEventSink::OnRestoreDevice);
 }

@@ -65,10 +65,9 @@ public:
 private:
     /// A new wrapper around a notification's device, alive for good; null for null or when it cannot be made.
     static IVexDevice* show(PvDevice* device) noexcept;
-    /// Fires the event to the advised sinks, then calls the client sink.
-    template <class... Parameters, class... Arguments>
-    void notify(DISPID event, HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(Parameters...),
-                Arguments... arguments) noexcept;
+    /// Tells an event that shows the device and nothing else.
+    void tell_of(PvDevice* device, DISPID event,
+                 HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(IVexDevice*)) noexcept;
 
     vex::server::Ref<CVexGenParameterArray> parameters_;
     vex::server::Ref<CVexGenParameterArray> link_;

@@ -10,6 +10,13 @@ CVexDeviceInfo::~CVexDeviceInfo() = default;
 
 HRESULT CVexDeviceInfo::final_construct() { return server::create_object(interface_); }
 
+void CVexDeviceInfo::AttachSdkObject(PvDeviceInfo* shown) noexcept
+{
+    SharedView::AttachSdkObject(shown);
+    PvInterface* const found_by = shown != nullptr ? shown->GetInterface() : nullptr;
+    found_by_ = found_by != nullptr ? found_by->shared() : nullptr;
+}
+
 HRESULT CVexDeviceInfo::get_MACAddress(BSTR* pVal) noexcept
 {
     return value(pVal, [](PvDeviceInfo& info) { return info.GetMACAddress(); });

@@ -1,18 +1,23 @@
 // VexDeviceInfo: what a device said of itself when it was found.
 #pragma once
 
+#include <memory>
+
+#include "devices/shared_view.h"
 #include "sdk/device/PvDeviceInfo.h"
+#include "sdk/device/PvInterface.h"
 #include "server/wrapper.h"
 
 class CVexInterface;
 
-/// A view: the SDK's device information belongs to the system and is valid as long as that.
-class CVexDeviceInfo : public vex::server::Wrapper<CVexDeviceInfo>, public vex::server::SdkObject<PvDeviceInfo> {
+/// A view with a share in what it shows, and in the interface that found it: it outlives the system.
+class CVexDeviceInfo : public vex::server::Wrapper<CVexDeviceInfo>, public SharedView<PvDeviceInfo> {
 public:
     CVexDeviceInfo();
     ~CVexDeviceInfo();
 
     HRESULT final_construct();
+    void AttachSdkObject(PvDeviceInfo* shown) noexcept;
 
     HRESULT STDMETHODCALLTYPE get_MACAddress(BSTR* pVal) noexcept override;
     HRESULT STDMETHODCALLTYPE get_IPAddress(BSTR* pVal) noexcept override;
@@ -33,5 +38,6 @@ public:
     HRESULT STDMETHODCALLTYPE get_DeviceClass(VexDeviceType* pVal) noexcept override;
 
 private:
+    std::shared_ptr<PvInterface> found_by_;
     vex::server::Ref<CVexInterface> interface_;
 };

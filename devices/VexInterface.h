@@ -1,13 +1,14 @@
 // VexInterface: one network interface of the host and the devices found on it.
 #pragma once
 
+#include "devices/shared_view.h"
 #include "sdk/device/PvInterface.h"
 #include "server/wrapper.h"
 
 class CVexDeviceInfo;
 
-/// A view: the SDK interface belongs to the system and is valid as long as that.
-class CVexInterface : public vex::server::Wrapper<CVexInterface>, public vex::server::SdkObject<PvInterface> {
+/// A view with a share in what it shows: it outlives the system.
+class CVexInterface : public vex::server::Wrapper<CVexInterface>, public SharedView<PvInterface> {
 public:
     CVexInterface();
     ~CVexInterface();

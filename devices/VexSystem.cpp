@@ -71,19 +71,20 @@ HRESULT CVexSystem::UnregisterEventSink(IVexSystemEventSink* /*aEventSink*/) noe
 
 void CVexSystem::OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore)
 {
-    IVexInterface* found_on = nullptr;
-    if (aInterface != nullptr) {
-        event_interface_->AttachSdkObject(aInterface);
-        found_on = event_interface_.get();
-    }
-    IVexDeviceInfo* found = nullptr;
-    if (aDeviceInfo != nullptr) {
-        event_device_->AttachSdkObject(aDeviceInfo);
-        found = event_device_.get();
-    }
-    // the one boolean that the library makes itself, so it is automation's own truth
-    VARIANT_BOOL ignore = aIgnore ? VARIANT_TRUE : VARIANT_FALSE;
-    fire(on_device_found, found_on, found, &ignore);
-    client_sink_.call(&IVexSystemEventSink::OnDeviceFound, found_on, found, &ignore);
-    aIgnore = ignore != VARIANT_FALSE;
+    call_out([&] {
+        IVexInterface* found_on = nullptr;
+        if (aInterface != nullptr) {
+            event_interface_->AttachSdkObject(aInterface);
+            found_on = event_interface_.get();
+        }
+        IVexDeviceInfo* found = nullptr;
+        if (aDeviceInfo != nullptr) {
+            event_device_->AttachSdkObject(aDeviceInfo);
+            found = event_device_.get();
+        }
+        // the one boolean that the library makes itself, so it is automation's own truth
+        VARIANT_BOOL ignore = aIgnore ? VARIANT_TRUE : VARIANT_FALSE;
+        tell(on_device_found, client_sink_, &IVexSystemEventSink::OnDeviceFound, found_on, found, &ignore);
+        aIgnore = ignore != VARIANT_FALSE;
+    });
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "server/client_sink.h"
 #include "server/com.h"
 #include "server/lock.h"
 #include "server/ref.h"
@@ -92,6 +93,9 @@ private:
 };
 
 /// What an object with events implements; nothing for an object without.
+///
+/// Whoever calls a client holds itself: the client may let go of the object's last reference in the call, or on another
+/// thread meanwhile, and the object goes when the call has returned. An object that is going away calls nobody.
 template <class Events>
 class EventSource : public IConnectionPointContainer {
 public:
@@ -102,11 +106,38 @@ protected:
     EventSource() noexcept : point_(*this, __uuidof(Events)) {}
     ~EventSource() = default;
 
-    /// Fires an event to every advised sink, on the calling thread.
+    /// Takes a reference unless the object is going away already. Any thread.
+    virtual bool hold_if_alive() noexcept = 0;
+
+    /// Runs `calls`, which calls clients, with the object held. Nothing of the object may be used afterwards.
+    template <class Calls>
+    void call_out(Calls&& calls) noexcept
+    {
+        if (hold_if_alive()) {
+            calls();
+            this->Release();
+        }
+    }
+
+    /// Fires an event to every advised sink, on the calling thread. Returns as ConnectionPoint::fire; S_OK when the
+    /// object is going away.
     template <class... Arguments>
     HRESULT fire(DISPID event, Arguments... arguments) noexcept
     {
-        return point_.fire(event, arguments...);
+        HRESULT last = S_OK;
+        call_out([&] { last = point_.fire(event, arguments...); });
+        return last;
+    }
+
+    /// The same, and then calls the sink that the client has registered by then, if there is one.
+    template <class Sink, class... Parameters, class... Arguments>
+    void tell(DISPID event, const ClientSink<Sink>& registered,
+              HRESULT (STDMETHODCALLTYPE Sink::*member)(Parameters...), Arguments... arguments) noexcept
+    {
+        call_out([&] {
+            point_.fire(event, arguments...);
+            registered.call(member, arguments...);
+        });
     }
     [[nodiscard]] bool has_sinks() const noexcept { return point_.has_sinks(); }
 

@@ -49,7 +49,7 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() noexcept override = 0;
     ULONG STDMETHODCALLTYPE Release() noexcept override = 0;
     /// Takes a reference unless the object is going away already: for whoever keeps a bare pointer that final_release
-    /// takes back. Any thread.
+    /// takes back, and for whoever calls a client. Any thread.
     virtual bool hold_if_alive() noexcept = 0;
 
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) noexcept final

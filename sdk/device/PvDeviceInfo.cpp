@@ -43,4 +43,6 @@ std::uint32_t PvDeviceInfo::GetProtocolVersionMinor() const { return impl_->fact
 
 bool PvDeviceInfo::IsIPConfigurationValid() const { return control::is_reachable(impl_->host, impl_->facts); }
 
-PvInterface* PvDeviceInfo::GetInterface() const { return impl_->owner; }
+PvInterface* PvDeviceInfo::GetInterface() const { return impl_->owner.lock().get(); }
+
+std::shared_ptr<PvDeviceInfo> PvDeviceInfo::shared() { return impl_->self.lock(); }

@@ -11,7 +11,8 @@ class PvInterface;
 
 /// A device as it was at the time of the search; nothing is read from the network later.
 ///
-/// Made and owned by a PvInterface, see PvSystem for how long an object is valid.
+/// Made and owned by a PvInterface, see PvSystem for how long an object is valid. Kept for longer, it says the same as
+/// before.
 ///
 /// Thread safety: none; one thread at a time.
 class PvDeviceInfo {
@@ -51,8 +52,11 @@ public:
     /// PvDevice::SetIPConfiguration.
     [[nodiscard]] bool IsIPConfigurationValid() const;
 
-    /// The interface that found the device.
+    /// The interface that found the device; null when neither the system nor a share in the interface is left.
     [[nodiscard]] PvInterface* GetInterface() const;
+
+    /// A share in the object.
+    [[nodiscard]] std::shared_ptr<PvDeviceInfo> shared();
 
 private:
     friend class PvDevice;

@@ -33,7 +33,13 @@ PvString PvInterface::GetDescription() const { return PvString(impl_->facts.desc
 PvString PvInterface::GetID() const { return impl_->id(); }
 PvInterfaceType PvInterface::GetType() const { return PvInterfaceNetworkStack; }
 
-PvResult PvInterface::Find() { return impl_->system.search({this}); }
+PvResult PvInterface::Find()
+{
+    const std::shared_ptr<PvInterface> held = shared();  // a sink may let go of the last share
+    return impl_->system.search({this});
+}
+
+std::shared_ptr<PvInterface> PvInterface::shared() { return {impl_->system.shared_from_this(), this}; }
 
 PvDeviceInfo& PvInterface::Impl::device_for(PvInterface& self, const control::FoundDevice& found)
 {
@@ -47,12 +53,13 @@ PvDeviceInfo& PvInterface::Impl::device_for(PvInterface& self, const control::Fo
                 return std::find(listed.begin(), listed.end(), known.get()) == listed.end();
             }));
         }
-        all.push_back(std::unique_ptr<PvDeviceInfo>(new PvDeviceInfo(std::make_unique<PvDeviceInfo::Impl>())));
+        all.push_back(std::shared_ptr<PvDeviceInfo>(new PvDeviceInfo(std::make_unique<PvDeviceInfo::Impl>())));
     } else {
         std::rotate(it, it + 1, all.end());
     }
     PvDeviceInfo::Impl& info = *all.back()->impl_;
-    info.owner = &self;
+    info.self = all.back();
+    info.owner = self.shared();
     info.host = facts;
     info.facts = found.facts;
     info.access = found.access;

@@ -12,7 +12,8 @@ class PvDeviceInfo;
 
 /// One IPv4 address of one network adapter; an adapter with two addresses is two interfaces.
 ///
-/// Made and owned by a PvSystem, see there for how long an object is valid.
+/// Made and owned by a PvSystem, see there for how long an object is valid. Kept for longer, it can still be read and
+/// searched; only the sinks of the system are gone then.
 ///
 /// Thread safety: none; one thread at a time.
 class PvInterface {
@@ -41,6 +42,9 @@ public:
     /// Searches this interface alone, with the system's detection timeout, options and sinks. NetworkError when the
     /// interface cannot be used any more. StateError when called from within OnDeviceFound.
     PvResult Find();
+
+    /// A share in the object, and in all that its system has found.
+    [[nodiscard]] std::shared_ptr<PvInterface> shared();
 
 private:
     friend class PvSystem;

@@ -20,8 +20,8 @@ constexpr std::uint32_t protocol_minor = 0;
 }  // namespace
 
 PvSystem::PvSystem() : PvSystem(control::SearchNetwork::system()) {}
-PvSystem::PvSystem(control::SearchNetwork& network) : impl_(std::make_unique<Impl>(network)) {}
-PvSystem::~PvSystem() = default;
+PvSystem::PvSystem(control::SearchNetwork& network) : impl_(std::make_shared<Impl>(network)) {}
+PvSystem::~PvSystem() { impl_->sinks.clear(); }
 
 std::uint32_t PvSystem::GetInterfaceCount() const { return static_cast<std::uint32_t>(impl_->listed.size()); }
 
@@ -50,7 +50,8 @@ std::uint64_t PvSystem::GetMalformedPacketCount() const { return impl_->malforme
 
 PvResult PvSystem::Find()
 {
-    if (impl_->searching) {
+    const std::shared_ptr<Impl> held = impl_;  // a sink may destroy the system
+    if (held->searching) {
         return {PvResult::StateError, "A search is under way already"};
     }
     std::vector<net::Interface> present;
@@ -59,11 +60,11 @@ PvResult PvSystem::Find()
     } catch (const std::system_error& error) {
         return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
     }
-    impl_->listed.clear();
+    held->listed.clear();
     for (const net::Interface& facts : present) {
-        impl_->listed.push_back(&impl_->interface_for(facts));
+        held->listed.push_back(&held->interface_for(facts));
     }
-    return impl_->search(impl_->listed);
+    return held->search(held->listed);
 }
 
 PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)

@@ -15,15 +15,17 @@ class SearchNetwork;
 
 /// Searches the host's network interfaces for GigE Vision devices.
 ///
-/// Ownership: interfaces and device informations belong to the system. They are valid until the next Find of the system
-/// or their interface; an interface or device that is met again keeps its object, with its data brought up to date. The
-/// objects of what is no longer met are in fact kept for a while (the latest 1024 per interface), so that a client
-/// which still holds one reads old data rather than freed memory.
+/// Ownership: interfaces and device informations belong to the system; their pointers are valid until the next Find of
+/// the system or their interface. An interface or device that is met again keeps its object, with its data brought up
+/// to date. The objects of what is no longer met are in fact kept for a while (the latest 1024 per interface). Whoever
+/// keeps one for longer takes a share in it, with PvInterface::shared() or PvDeviceInfo::shared(): what a search found
+/// may outlive the system that searched.
 ///
 /// Thread safety: none; one thread at a time.
 class PvSystem {
 public:
     PvSystem();
+    /// The sinks hear no more. May be called from within OnDeviceFound: the search goes on to its end without them.
     virtual ~PvSystem();
     PvSystem(const PvSystem&) = delete;
     PvSystem& operator=(const PvSystem&) = delete;
@@ -70,5 +72,5 @@ protected:
 private:
     friend class PvInterface;
     class Impl;
-    std::unique_ptr<Impl> impl_;
+    std::shared_ptr<Impl> impl_;
 };

@@ -11,7 +11,8 @@
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
 
-class PvSystem::Impl {
+/// Shared by the system, by whoever keeps one of its interfaces, and by a search under way.
+class PvSystem::Impl : public std::enable_shared_from_this<PvSystem::Impl> {
 public:
     explicit Impl(vex::control::SearchNetwork& its_network) : network(its_network) {}
 
@@ -42,6 +43,6 @@ public:
 
     PvSystem::Impl& system;
     vex::net::Interface facts;
-    std::vector<std::unique_ptr<PvDeviceInfo>> all;  ///< the one met last stands last
+    std::vector<std::shared_ptr<PvDeviceInfo>> all;  ///< the one met last stands last
     std::vector<PvDeviceInfo*> listed;
 };

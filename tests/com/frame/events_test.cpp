@@ -107,8 +107,8 @@ TEST_F(Events, ArriveAsPlainMethodCallsWithArgumentsLastFirst)
         return S_OK;
     });
     ASSERT_NE(advise(device_unknown(), device_events, sink.get()), 0U);
-    const ULONG before = client::references(device_unknown());
-    device->fire(3, static_cast<IDispatch*>(device.get()), static_cast<unsigned short>(0x9001),
+    const ULONG before = client::references(finder_unknown());
+    device->fire(3, static_cast<IDispatch*>(finder.get()), static_cast<unsigned short>(0x9001),
                  static_cast<unsigned short>(2), static_cast<unsigned short>(3), 0x123456789AULL, INT_PTR{0x77}, 12U);
     EXPECT_EQ(id, 3);
     EXPECT_EQ(types, (std::vector<VARTYPE>{VT_UI4, VT_I8, VT_UI8, VT_UI2, VT_UI2, VT_UI2, VT_DISPATCH}));
@@ -118,9 +118,9 @@ TEST_F(Events, ArriveAsPlainMethodCallsWithArgumentsLastFirst)
     EXPECT_EQ(values[3] & 0xFFFF, 3);
     EXPECT_EQ(values[4] & 0xFFFF, 2);
     EXPECT_EQ(values[5] & 0xFFFF, 0x9001);
-    EXPECT_EQ(object, static_cast<IDispatch*>(device.get()));
+    EXPECT_EQ(object, static_cast<IDispatch*>(finder.get()));
     EXPECT_EQ(references_during, before + 1);
-    EXPECT_EQ(client::references(device_unknown()), before);
+    EXPECT_EQ(client::references(finder_unknown()), before);
     EXPECT_EQ(sink->lcid(), 0x400U);
     EXPECT_EQ(sink->flags(), DISPATCH_METHOD);
     EXPECT_TRUE(sink->came_plain());

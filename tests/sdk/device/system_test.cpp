@@ -337,6 +337,55 @@ TEST_F(SystemTest, KeepsTheObjectsOfWhatIsFoundAgain)
     EXPECT_EQ(info->GetModel().str(), "Raw 1");  // still readable
 }
 
+TEST_F(SystemTest, WhatItFoundOutlivesIt)
+{
+    add(options_at(first_address));
+    std::shared_ptr<PvDeviceInfo> info;
+    std::shared_ptr<PvInterface> interface;
+    {
+        ScriptedSystem another(network);
+        another.SetDetectionTimeout(300);
+        Sink sink;
+        another.RegisterEventSink(&sink);
+        ASSERT_TRUE(another.Find().IsOK());
+        ASSERT_NE(find_by_mac(*wire_of(another), first_mac), nullptr);
+        info = find_by_mac(*wire_of(another), first_mac)->shared();
+        interface = info->GetInterface()->shared();
+    }
+    EXPECT_EQ(info->GetModel().str(), "Raw 1");
+    EXPECT_EQ(info->GetInterface(), interface.get());
+    EXPECT_EQ(interface->GetIPAddress().str(), "192.168.10.5");
+    EXPECT_TRUE(interface->Find().IsOK()) << "and without the sinks of the system";
+    EXPECT_EQ(find_by_mac(*interface, first_mac), info.get());
+    interface.reset();
+    EXPECT_EQ(info->GetInterface(), nullptr);
+    EXPECT_EQ(info->GetSerialNumber().str(), "RAW-1");
+}
+
+TEST_F(SystemTest, MayBeDestroyedByASinkInItsSearch)
+{
+    struct Destroying : PvSystemEventSink {
+        void OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool&) override
+        {
+            system.reset();
+            EXPECT_EQ(aDeviceInfo->GetInterface(), aInterface);
+            EXPECT_EQ(aInterface->GetIPAddress().str(), "192.168.10.5");
+            ++told;
+        }
+        std::unique_ptr<PvSystem> system;
+        int told = 0;
+    } sink;
+    sink.system = std::make_unique<ScriptedSystem>(network);
+    Sink later;
+    add(options_at(first_address));
+    sink.system->SetDetectionTimeout(300);
+    sink.system->RegisterEventSink(&sink);
+    sink.system->RegisterEventSink(&later);
+    EXPECT_TRUE(sink.system->Find().IsOK());
+    EXPECT_EQ(sink.told, 1);
+    EXPECT_TRUE(later.seen.empty());
+}
+
 TEST_F(SystemTest, SearchesOneInterfaceAlone)
 {
     RawDevice& camera = add(options_at(first_address));
