@@ -54,7 +54,7 @@ std::error_code WholeFile::create_beside()
 PvResult WholeFile::open(const PvString& name)
 {
     if (name.empty()) {
-        return failure(PvResult::InvalidParameter, "there is no file name");
+        return failure(PvResult::InvalidParameter, "There is no file name");
     }
     name_ = name;
     target_ = file_system::path_of(name);

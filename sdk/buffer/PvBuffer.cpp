@@ -57,7 +57,7 @@ PvResult PvBuffer::GetMissingPacketIdsCount(std::uint32_t& count) const noexcept
 PvResult PvBuffer::GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, std::uint32_t& high) const
 {
     if (index >= missing_.size()) {
-        return failure(PvResult::NotFound, "there is no missing packet range ", index, "; the buffer has ",
+        return failure(PvResult::NotFound, "There is no missing packet range ", index, "; the buffer has ",
                        missing_.size());
     }
     low = missing_[index].low;
@@ -71,7 +71,7 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
         return held_error("Alloc");
     }
     if (size == 0) {
-        return failure(PvResult::InvalidParameter, "a buffer of 0 bytes cannot be allocated");
+        return failure(PvResult::InvalidParameter, "A buffer of 0 bytes cannot be allocated");
     }
     if (data_ != nullptr && !attached_ && size_ == size) {
         data_ = buffer_memory::zero_again(data_, size);
@@ -80,7 +80,7 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
     }
     auto* memory = buffer_memory::allocate(size);
     if (memory == nullptr) {
-        return failure(PvResult::NotEnoughMemory, "there is no memory for a buffer of ", size, " bytes");
+        return failure(PvResult::NotEnoughMemory, "There is no memory for a buffer of ", size, " bytes");
     }
     release_memory();
     data_ = memory;
@@ -101,10 +101,10 @@ PvResult PvBuffer::Attach(void* memory, std::uint32_t size)
         return held_error("Attach");
     }
     if (memory == nullptr || size == 0) {
-        return failure(PvResult::InvalidParameter, "only memory with an address and a size can be attached");
+        return failure(PvResult::InvalidParameter, "Only memory with an address and a size can be attached");
     }
     if (memory == data_ && !attached_) {
-        return failure(PvResult::InvalidParameter, "the memory to attach is the buffer's own");
+        return failure(PvResult::InvalidParameter, "The memory to attach is the buffer's own");
     }
     release_memory();
     data_ = static_cast<std::uint8_t*>(memory);

@@ -27,11 +27,11 @@ PvResult check_geometry(const acquisition::ImageGeometry& geometry)
                        " is not a pixel type");
     }
     if (geometry.width == 0 || geometry.height == 0) {
-        return failure(PvResult::InvalidParameter, "an image needs a width and a height, not ", geometry.width, " x ",
+        return failure(PvResult::InvalidParameter, "An image needs a width and a height, not ", geometry.width, " x ",
                        geometry.height);
     }
     if (acquisition::required_size(geometry) > largest_size) {
-        return failure(PvResult::ErrOverflow, "an image of ", geometry.width, " x ", geometry.height,
+        return failure(PvResult::ErrOverflow, "An image of ", geometry.width, " x ", geometry.height,
                        " pixels does not fit below 4 GiB");
     }
     return PvResult::OK;

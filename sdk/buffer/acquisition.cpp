@@ -19,15 +19,15 @@ struct Access {
             return PvResult::OK;
         }
         if (needed > std::numeric_limits<std::uint32_t>::max()) {
-            return failure(PvResult::ErrOverflow, "a block of ", needed, " bytes does not fit below 4 GiB");
+            return failure(PvResult::ErrOverflow, "A block of ", needed, " bytes does not fit below 4 GiB");
         }
         if (buffer.attached_) {
-            return failure(PvResult::BufferTooSmall, "the attached memory has ", buffer.size_,
+            return failure(PvResult::BufferTooSmall, "The attached memory has ", buffer.size_,
                            " bytes, the block needs ", needed);
         }
         auto* grown = buffer_memory::allocate(static_cast<std::size_t>(needed));
         if (grown == nullptr) {
-            return failure(PvResult::NotEnoughMemory, "there is no memory for a block of ", needed, " bytes");
+            return failure(PvResult::NotEnoughMemory, "There is no memory for a block of ", needed, " bytes");
         }
         buffer_memory::release(buffer.data_, buffer.size_);
         buffer.data_ = grown;
@@ -86,10 +86,10 @@ struct Access {
     static PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry)
     {
         if (buffer.GetImage() == nullptr) {
-            return failure(PvResult::InvalidParameter, "the buffer's payload is not an image");
+            return failure(PvResult::InvalidParameter, "The buffer's payload is not an image");
         }
         if (const auto needed = required_size(geometry); needed > buffer.size_) {
-            return failure(PvResult::BufferTooSmall, "the buffer has ", buffer.size_, " bytes, the image needs ",
+            return failure(PvResult::BufferTooSmall, "The buffer has ", buffer.size_, " bytes, the image needs ",
                            needed);
         }
         set_geometry(buffer, geometry);

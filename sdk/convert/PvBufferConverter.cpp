@@ -111,20 +111,20 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
         return checked;
     }
     if (destination == nullptr || destination->GetImage() == nullptr) {
-        return failure(PvResult::InvalidParameter, "the destination is no buffer for an image");
+        return failure(PvResult::InvalidParameter, "The destination is no buffer for an image");
     }
     if (acquisition::is_held(*destination)) {
-        return failure(PvResult::StateError, "the destination is queued; retrieve it first");
+        return failure(PvResult::StateError, "The destination is queued; retrieve it first");
     }
     const auto& source_image = *source->GetImage();
     auto& image = *destination->GetImage();
     if (!IsConversionSupported(source_image.GetPixelType(), image.GetPixelType())) {
-        return failure(PvResult::NotSupported, "there is no conversion from pixel type ",
+        return failure(PvResult::NotSupported, "There is no conversion from pixel type ",
                        static_cast<std::uint32_t>(source_image.GetPixelType()), " to ",
                        static_cast<std::uint32_t>(image.GetPixelType()));
     }
     if (convert::overlap(*source, *destination)) {
-        return failure(PvResult::InvalidParameter, "source and destination share memory");
+        return failure(PvResult::InvalidParameter, "Source and destination share memory");
     }
 
     try {
@@ -138,7 +138,7 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
                 return fitted;
             }
         } else if (image.GetWidth() != source_image.GetWidth() || image.GetHeight() != source_image.GetHeight()) {
-            return failure(PvResult::InvalidParameter, "the destination has ", image.GetWidth(), " x ",
+            return failure(PvResult::InvalidParameter, "The destination has ", image.GetWidth(), " x ",
                            image.GetHeight(), " pixels, the source ", source_image.GetWidth(), " x ",
                            source_image.GetHeight());
         }
@@ -152,7 +152,7 @@ PvResult PvBufferConverter::Convert(const PvBuffer* source, PvBuffer* destinatio
         }
         engine_->run(conversion);
     } catch (const std::bad_alloc&) {
-        return failure(PvResult::NotEnoughMemory, "there is no memory to convert an image ", source_image.GetWidth(),
+        return failure(PvResult::NotEnoughMemory, "There is no memory to convert an image ", source_image.GetWidth(),
                        " pixels wide");
     }
     acquisition::derive(*destination, *source);

@@ -30,7 +30,7 @@ PvResult store_raw(const PvBuffer& buffer, const PvString& file_name)
 {
     const auto bytes = acquisition::payload(buffer);
     if (bytes.empty()) {
-        return failure(PvResult::InvalidParameter, "there are no bytes in the buffer");
+        return failure(PvResult::InvalidParameter, "There are no bytes in the buffer");
     }
     return write_whole_file(file_name, bytes);
 }
@@ -40,7 +40,7 @@ PvResult store_raw(const PvBuffer& buffer, const PvString& file_name)
 PvResult PvBufferWriter::store_bmp(const PvBuffer& buffer, const PvString& file_name)
 {
     if (buffer.GetImage() == nullptr) {
-        return failure(PvResult::NotSupported, "a bitmap can hold images only; the payload type is ",
+        return failure(PvResult::NotSupported, "A bitmap can hold images only; the payload type is ",
                        static_cast<std::int32_t>(buffer.GetPayloadType()));
     }
     convert::CheckedImage<const Byte> image;
@@ -49,14 +49,14 @@ PvResult PvBufferWriter::store_bmp(const PvBuffer& buffer, const PvString& file_
     }
     const auto& pixels = *buffer.GetImage();
     if (image.format == nullptr) {
-        return failure(PvResult::NotSupported, "there is no bitmap of pixel type ",
+        return failure(PvResult::NotSupported, "There is no bitmap of pixel type ",
                        static_cast<std::uint32_t>(pixels.GetPixelType()));
     }
     const auto type = bitmap_type(*image.format);
     const auto bits = PvImage::GetPixelBitCount(type);
     const auto header = convert::bmp::header(pixels.GetWidth(), pixels.GetHeight(), bits);
     if (!header) {
-        return failure(PvResult::ErrOverflow, "an image of ", pixels.GetWidth(), " x ", pixels.GetHeight(),
+        return failure(PvResult::ErrOverflow, "An image of ", pixels.GetWidth(), " x ", pixels.GetHeight(),
                        " pixels is too large for a bitmap");
     }
 
@@ -98,7 +98,7 @@ PvResult PvBufferWriter::store_bmp(const PvBuffer& buffer, const PvString& file_
 PvResult PvBufferWriter::Store(const PvBuffer* buffer, const PvString& file_name, PvBufferFormatType type)
 {
     if (buffer == nullptr) {
-        return failure(PvResult::InvalidParameter, "there is no buffer to store");
+        return failure(PvResult::InvalidParameter, "There is no buffer to store");
     }
     try {
         switch (type) {
@@ -109,7 +109,7 @@ PvResult PvBufferWriter::Store(const PvBuffer* buffer, const PvString& file_name
         return PvResult::NotEnoughMemory;
     } catch (const std::exception& error) {
         // a name that the system's file names cannot express
-        return failure(PvResult::CannotOpenFile, "the file name cannot be used: ", error.what());
+        return failure(PvResult::CannotOpenFile, "The file name cannot be used: ", error.what());
     }
     return failure(PvResult::InvalidParameter, static_cast<std::int32_t>(type), " is not a file format");
 }

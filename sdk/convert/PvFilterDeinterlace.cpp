@@ -44,7 +44,7 @@ PvResult PvFilterDeinterlace::Apply(PvBuffer* buffer)
     try {
         fields.assign(view.data, view.data + bytes);
     } catch (const std::bad_alloc&) {
-        return failure(PvResult::NotEnoughMemory, "there is no memory for a copy of ", bytes, " bytes");
+        return failure(PvResult::NotEnoughMemory, "There is no memory for a copy of ", bytes, " bytes");
     }
     const ImageView<const Byte> from{fields.data(), view.width, view.height, view.stride, view.line_bytes, view.planes};
     const std::size_t odd_lines = inversion_ ? view.height / 2 : (view.height + 1) / 2;
@@ -73,19 +73,19 @@ PvResult PvFilterDeinterlace::Apply(const PvBuffer* odd, const PvBuffer* even, P
         return checked;
     }
     if (out != nullptr && (out == odd || out == even || overlap(*odd, *out) || overlap(*even, *out))) {
-        return failure(PvResult::InvalidParameter, "the output must have memory of its own");
+        return failure(PvResult::InvalidParameter, "The output must have memory of its own");
     }
     const auto& first = inversion_ ? even_field.view : odd_field.view;
     const auto& second = inversion_ ? odd_field.view : even_field.view;
     if (odd->GetImage()->GetPixelType() != even->GetImage()->GetPixelType() || first.width != second.width ||
         first.height < second.height || first.height > second.height + 1) {
-        return failure(PvResult::InvalidParameter, "the fields do not fit each other: the odd one has ",
+        return failure(PvResult::InvalidParameter, "The fields do not fit each other: the odd one has ",
                        odd_field.view.width, " x ", odd_field.view.height, " pixels, the even one ",
                        even_field.view.width, " x ", even_field.view.height);
     }
     const auto height = first.height + second.height;
     if (height > 0xFFFFFFFF) {
-        return failure(PvResult::ErrOverflow, "a frame of ", height, " lines is too high");
+        return failure(PvResult::ErrOverflow, "A frame of ", height, " lines is too high");
     }
     if (auto made = make_like(*odd, static_cast<std::uint32_t>(height), out); !made.IsOK()) {
         return made;

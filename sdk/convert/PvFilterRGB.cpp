@@ -22,7 +22,7 @@ using Byte = std::uint8_t;
 
 PvResult no_colour(const PvBuffer& buffer)
 {
-    return failure(PvResult::NotSupported, "images of pixel type ",
+    return failure(PvResult::NotSupported, "Images of pixel type ",
                    static_cast<std::uint32_t>(buffer.GetImage()->GetPixelType()), " have no colours to filter");
 }
 
@@ -241,10 +241,10 @@ PvResult PvFilterRGB::WhiteBalance(const PvBuffer* buffer)
     }
     const auto sums = sum(image, scratch);
     if (sums.pixels == 0) {
-        return failure(PvResult::ImageError, "every pixel of the image is saturated");
+        return failure(PvResult::ImageError, "Every pixel of the image is saturated");
     }
     if (*std::min_element(sums.color.begin(), sums.color.end()) == 0) {
-        return failure(PvResult::ImageError, "a colour is absent from the image; it cannot be balanced");
+        return failure(PvResult::ImageError, "A colour is absent from the image; it cannot be balanced");
     }
     const auto largest = static_cast<double>(*std::max_element(sums.color.begin(), sums.color.end()));
     const auto gain = [&](std::size_t color) { return largest / static_cast<double>(sums.color[color]); };

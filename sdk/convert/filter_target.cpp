@@ -12,10 +12,10 @@ namespace vex::convert {
 PvResult make_like(const PvBuffer& in, std::uint32_t height, PvBuffer* out)
 {
     if (out == nullptr || out->GetImage() == nullptr) {
-        return failure(PvResult::InvalidParameter, "the output is no buffer for an image");
+        return failure(PvResult::InvalidParameter, "The output is no buffer for an image");
     }
     if (acquisition::is_held(*out)) {
-        return failure(PvResult::StateError, "the output is queued; retrieve it first");
+        return failure(PvResult::StateError, "The output is queued; retrieve it first");
     }
     auto geometry = *acquisition::geometry(in);
     geometry.height = height;

@@ -10,24 +10,24 @@ template <class Byte, class Buffer>
 PvResult check(Buffer* buffer, const char* name, CheckedImage<Byte>& image)
 {
     if (buffer == nullptr) {
-        return failure(PvResult::InvalidParameter, "there is no ", name);
+        return failure(PvResult::InvalidParameter, "There is no ", name);
     }
     auto* pixels = buffer->GetImage();
     if (pixels == nullptr) {
-        return failure(PvResult::InvalidParameter, "the ", name, " holds no image; its payload type is ",
+        return failure(PvResult::InvalidParameter, "The ", name, " holds no image; its payload type is ",
                        static_cast<std::int32_t>(buffer->GetPayloadType()));
     }
     if (PvImage::GetPixelBitCount(pixels->GetPixelType()) == 0) {
-        return failure(PvResult::InvalidParameter, "the ", name, "'s image has no pixel type");
+        return failure(PvResult::InvalidParameter, "The ", name, "'s image has no pixel type");
     }
     if (pixels->GetWidth() == 0 || pixels->GetHeight() == 0) {
-        return failure(PvResult::InvalidParameter, "the ", name, "'s image has no pixels");
+        return failure(PvResult::InvalidParameter, "The ", name, "'s image has no pixels");
     }
     auto geometry = *acquisition::geometry(*buffer);
     geometry.padding_y = 0;
     const auto layout = acquisition::line_layout(geometry.pixel_type, geometry.width);
     if (const auto needed = acquisition::required_size(geometry) - geometry.padding_x; needed > buffer->GetSize()) {
-        return failure(PvResult::BufferTooSmall, "the ", name, " has ", buffer->GetSize(), " bytes, its image needs ",
+        return failure(PvResult::BufferTooSmall, "The ", name, " has ", buffer->GetSize(), " bytes, its image needs ",
                        needed);
     }
     image.format = find_format(geometry.pixel_type);
@@ -50,7 +50,7 @@ PvResult check_image(const PvBuffer* buffer, const char* name, CheckedImage<cons
 PvResult check_image(PvBuffer* buffer, const char* name, CheckedImage<std::uint8_t>& image)
 {
     if (buffer != nullptr && acquisition::is_held(*buffer)) {
-        return failure(PvResult::StateError, "the ", name, " is queued; retrieve it first");
+        return failure(PvResult::StateError, "The ", name, " is queued; retrieve it first");
     }
     return check(buffer, name, image);
 }

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "sdk/base/failure.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/stream_core/stream_channel.h"
 
@@ -15,8 +16,7 @@ PvResult parse(const PvString& text, const char* what, Ipv4Address& address)
 {
     const std::optional<Ipv4Address> parsed = Ipv4Address::parse(text.view());
     if (!parsed.has_value()) {
-        return {PvResult::InvalidParameter,
-                "the " + std::string(what) + " '" + text.str() + "' is not an IPv4 address"};
+        return failure(PvResult::InvalidParameter, "The ", what, " '", text.view(), "' is not an IPv4 address");
     }
     address = *parsed;
     return PvResult::OK;
@@ -29,14 +29,14 @@ PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::En
         return result;
     }
     if (endpoints.device.is_any() || endpoints.device.is_multicast()) {
-        return {PvResult::InvalidParameter, "'" + device_ip.str() + "' is no device's address"};
+        return failure(PvResult::InvalidParameter, "'", device_ip.view(), "' is no device's address");
     }
     if (!local_ip.empty()) {
         return parse(local_ip, "local address", endpoints.local);
     }
     endpoints.local = net::local_address_towards(endpoints.device);
     if (endpoints.local.is_any()) {
-        return {PvResult::NetworkError, "no interface leads to " + device_ip.str()};
+        return failure(PvResult::NetworkError, "No interface leads to ", device_ip.view());
     }
     return PvResult::OK;
 }
@@ -69,10 +69,10 @@ PvResult PvStreamBase::Open(const PvString& device_ip, const PvString& multicast
         return result;
     }
     if (!group.is_multicast()) {
-        return {PvResult::InvalidParameter, "'" + multicast_ip.str() + "' is not a multicast address"};
+        return failure(PvResult::InvalidParameter, "'", multicast_ip.view(), "' is not a multicast address");
     }
     if (data_port == 0) {
-        return {PvResult::InvalidParameter, "a multicast stream needs the port that the device sends to"};
+        return failure(PvResult::InvalidParameter, "A multicast stream needs the port that the device sends to");
     }
     endpoints.group = group;
     return channel_->open(endpoints);
@@ -91,7 +91,7 @@ PvResult PvStreamBase::QueueBuffer(PvBuffer* buffer) { return channel_->queue(bu
 PvResult PvStreamBase::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout)
 {
     if (buffer == nullptr || operation_result == nullptr) {
-        return {PvResult::InvalidParameter, "the buffer and its operation result need a place"};
+        return failure(PvResult::InvalidParameter, "The buffer and its operation result need a place");
     }
     return channel_->retrieve(*buffer, *operation_result, timeout);
 }

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <limits>
 #include <new>
-#include <string>
 
+#include "sdk/base/failure.h"
 #include "sdk/stream_core/block_frame.h"
 #include "sdk/wire/pixel_format.h"
 
@@ -35,18 +35,18 @@ BlockFate BlockFrame::fate(bool aborted) const noexcept
 
 PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const
 {
-    const std::string block = "block " + std::to_string(block_id_);
     switch (fate) {
     case BlockFate::aborted: return PvResult::Aborted;
     case BlockFate::failed: return failure_;
     case BlockFate::invalid_format:
-        return {PvResult::InvalidDataFormat, block + " came in a payload layout that is not supported"};
+        return failure(PvResult::InvalidDataFormat, "Block ", block_id_,
+                       " came in a payload layout that is not supported");
     case BlockFate::buffer_too_small:
-        return {PvResult::BufferTooSmall,
-                block + " needs " + std::to_string(extent_) + " bytes, the buffer has " + std::to_string(capacity_)};
+        return failure(PvResult::BufferTooSmall, "Block ", block_id_, " needs ", extent_, " bytes, the buffer has ",
+                       capacity_);
     case BlockFate::missing_packets:
-        return {PvResult::MissingPackets,
-                block + ": " + std::to_string(lost) + " of " + std::to_string(packets) + " packets did not arrive"};
+        return failure(PvResult::MissingPackets, "Block ", block_id_, ": ", lost, " of ", packets,
+                       " packets did not arrive");
     default: return PvResult::OK;
     }
 }

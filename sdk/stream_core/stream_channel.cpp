@@ -7,6 +7,7 @@
 #include <string>
 #include <system_error>
 
+#include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
 #include "sdk/net/packet_receiver.h"
 
@@ -26,7 +27,7 @@ constexpr std::chrono::milliseconds longest_wait = 20ms;
 /// A flush that a device keeps feeding ends after this time; what was there when it began is read much sooner.
 constexpr std::chrono::milliseconds longest_flush = 50ms;
 
-PvResult not_open() { return {PvResult::NotConnected, "the stream is not open"}; }
+PvResult not_open() { return failure(PvResult::NotConnected, "The stream is not open"); }
 
 }  // namespace
 
@@ -85,7 +86,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
     {
         const std::lock_guard lock(queues_);
         if (open_) {
-            return {PvResult::StateError, "the stream is open already"};
+            return failure(PvResult::StateError, "The stream is open already");
         }
     }
     try {
@@ -177,17 +178,17 @@ void StreamChannel::mark_aborted(PvBuffer& buffer) noexcept
 PvResult StreamChannel::queue(PvBuffer* buffer)
 {
     if (buffer == nullptr) {
-        return {PvResult::InvalidParameter, "there is no buffer to queue"};
+        return failure(PvResult::InvalidParameter, "There is no buffer to queue");
     }
     const std::lock_guard lock(queues_);
     if (!open_) {
         return not_open();
     }
     if (idle_.size() + ready_.size() + filling_ >= most_buffers) {
-        return {PvResult::ErrOverflow, "the queue holds " + std::to_string(most_buffers) + " buffers already"};
+        return failure(PvResult::ErrOverflow, "The queue holds ", most_buffers, " buffers already");
     }
     if (!acquisition::hold(*buffer, *this)) {
-        return {PvResult::StateError, "the buffer is queued already"};
+        return failure(PvResult::StateError, "The buffer is queued already");
     }
     idle_.push_back(buffer);
     return PvResult::OK;
@@ -224,14 +225,13 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
         changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), done);
     }
     if (closed()) {
-        return {PvResult::NotConnected, "the stream was closed"};
+        return failure(PvResult::NotConnected, "The stream was closed");
     }
     if (!ready_.empty()) {
         return PvResult::OK;
     }
-    return {PvResult::Timeout,
-            "no block was completed within " + std::to_string(timeout_ms) + " ms" +
-                (underruns_ != underruns ? ": blocks arrived for which no buffer was queued" : what_came_so_far())};
+    return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
+                   (underruns_ != underruns ? ": blocks arrived for which no buffer was queued" : what_came_so_far()));
 }
 
 /// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come. With `queues_` held.

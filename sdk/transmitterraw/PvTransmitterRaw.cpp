@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/buffer/acquisition.h"
@@ -142,25 +143,25 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
                                       const PvString& source_address, std::uint16_t source_port, bool dont_fragment)
 {
     if (is_open()) {
-        return {PvResult::StateError, "the transmitter is open already"};
+        return failure(PvResult::StateError, "The transmitter is open already");
     }
     const auto destination = Ipv4Address::parse(destination_address.view());
     if (!destination || destination->is_any()) {
-        return {PvResult::InvalidParameter, "\"" + destination_address.str() + "\" is not a destination address"};
+        return failure(PvResult::InvalidParameter, "\"", destination_address.view(), "\" is not a destination address");
     }
     if (destination_port == 0) {
-        return {PvResult::InvalidParameter, "0 is not a destination port"};
+        return failure(PvResult::InvalidParameter, "0 is not a destination port");
     }
     Ipv4Address source;
     if (source_address.empty()) {
         source = net::local_address_towards(*destination);
         if (source.is_any()) {
-            return {PvResult::NetworkError, "no network interface reaches " + destination->to_string()};
+            return failure(PvResult::NetworkError, "No network interface reaches ", destination->to_string());
         }
     } else if (const auto parsed = Ipv4Address::parse(source_address.view())) {
         source = *parsed;
     } else {
-        return {PvResult::InvalidParameter, "\"" + source_address.str() + "\" is not a source address"};
+        return failure(PvResult::InvalidParameter, "\"", source_address.view(), "\" is not a source address");
     }
 
     try {
@@ -168,12 +169,12 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
             {source, source_port},
             {.broadcast = true, .dont_fragment = dont_fragment, .send_buffer_bytes = send_buffer_bytes});
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, std::string("the transmitter cannot open: ") + error.what()};
+        return failure(PvResult::NetworkError, "The transmitter cannot open: ", error.what());
     }
     if (destination->is_multicast()) {
         if (const std::error_code error = socket_.set_multicast_interface(source, multicast_hops)) {
-            return {PvResult::NetworkError,
-                    "multicasts cannot leave by " + source.to_string() + ": " + error.message()};
+            return failure(PvResult::NetworkError, "Multicasts cannot leave by ", source.to_string(), ": ",
+                           error.message());
         }
     }
     sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, 0);
@@ -225,15 +226,15 @@ PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t cou
     }
     for (auto buffer = pool.begin(); buffer != pool.end(); ++buffer) {
         if (*buffer == nullptr) {
-            return {PvResult::InvalidParameter, "a buffer of the pool is null"};
+            return failure(PvResult::InvalidParameter, "A buffer of the pool is null");
         }
         if (std::find(pool.begin(), buffer, *buffer) != buffer) {
-            return {PvResult::InvalidParameter, "a buffer is in the pool twice"};
+            return failure(PvResult::InvalidParameter, "A buffer is in the pool twice");
         }
     }
     const std::lock_guard guard(mutex_);
     if (!queue_.empty() || current_ != nullptr) {
-        return {PvResult::StateError, "buffers of the pool are queued"};
+        return failure(PvResult::StateError, "Buffers of the pool are queued");
     }
     pool_ = std::move(pool);
     free_.assign(pool_.begin(), pool_.end());
@@ -244,17 +245,17 @@ PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t cou
 PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
 {
     if (buffer == nullptr) {
-        return {PvResult::InvalidParameter, "there is no buffer to queue"};
+        return failure(PvResult::InvalidParameter, "There is no buffer to queue");
     }
     const std::lock_guard guard(mutex_);
     if (!open_) {
-        return {PvResult::StateError, "the transmitter is not open"};
+        return failure(PvResult::StateError, "The transmitter is not open");
     }
     if (!can_be_sent(*buffer)) {
-        return {PvResult::InvalidParameter, "the buffer holds no image or raw data to send"};
+        return failure(PvResult::InvalidParameter, "The buffer holds no image or raw data to send");
     }
     if (!acquisition::hold(*buffer, *this)) {
-        return {PvResult::StateError, "the buffer is queued already"};
+        return failure(PvResult::StateError, "The buffer is queued already");
     }
     queue_.push_back(buffer);
     if (!contains(pool_, buffer)) {
@@ -268,22 +269,22 @@ PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
 PvResult PvTransmitterRaw::Impl::retrieve(PvBuffer** buffer, std::uint32_t timeout)
 {
     if (buffer == nullptr) {
-        return {PvResult::InvalidParameter, "there is no place for the buffer"};
+        return failure(PvResult::InvalidParameter, "There is no place for the buffer");
     }
     *buffer = nullptr;
     std::unique_lock lock(mutex_);
     if (pool_.empty()) {
-        return {PvResult::NoAvailableData, "the transmitter has no buffer pool"};
+        return failure(PvResult::NoAvailableData, "The transmitter has no buffer pool");
     }
     const std::uint64_t closings = closings_;
     const auto ready = [&] { return !free_.empty() || closings_ != closings; };
     if (timeout == endless) {
         changed_.wait(lock, ready);
     } else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout), ready)) {
-        return {PvResult::Timeout, "no buffer became free in time"};
+        return failure(PvResult::Timeout, "No buffer became free in time");
     }
     if (free_.empty()) {
-        return {PvResult::Aborted, "the transmitter was closed"};
+        return failure(PvResult::Aborted, "The transmitter was closed");
     }
     *buffer = free_.front();
     free_.pop_front();
@@ -308,7 +309,7 @@ PvResult PvTransmitterRaw::Impl::abort_queued(bool wait_for_current, std::uint32
         changed_.wait(lock, idle);
     }
     if (!in_time) {
-        return {PvResult::Timeout, "the current block was cut off, it took longer than the timeout"};
+        return failure(PvResult::Timeout, "The current block was cut off, it took longer than the timeout");
     }
     return PvResult::OK;
 }
@@ -316,8 +317,8 @@ PvResult PvTransmitterRaw::Impl::abort_queued(bool wait_for_current, std::uint32
 PvResult PvTransmitterRaw::Impl::set_packet_size(std::uint32_t size)
 {
     if (size < smallest_packet || size > largest_packet) {
-        return {PvResult::InvalidParameter, "the packet size must be from " + std::to_string(smallest_packet) + " to " +
-                                                std::to_string(largest_packet) + " bytes, not " + std::to_string(size)};
+        return failure(PvResult::InvalidParameter, "The packet size must be from ", smallest_packet, " to ",
+                       largest_packet, " bytes, not ", size);
     }
     const std::lock_guard guard(mutex_);
     packet_size_ = size;
@@ -327,7 +328,7 @@ PvResult PvTransmitterRaw::Impl::set_packet_size(std::uint32_t size)
 PvResult PvTransmitterRaw::Impl::set_throughput(float megabits)
 {
     if (!(megabits >= 0.0F)) {
-        return {PvResult::InvalidParameter, "the maximum payload throughput must be 0 or more Mbit/s"};
+        return failure(PvResult::InvalidParameter, "The maximum payload throughput must be 0 or more Mbit/s");
     }
     const std::lock_guard guard(mutex_);
     megabits_per_second_ = megabits;

@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "sdk/base/failure.h"
 #include "sdk/description/description_url.h"
 #include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
@@ -112,19 +113,19 @@ PvVirtualDevice::~PvVirtualDevice() = default;
 PvResult PvVirtualDevice::StartListening(const PvString& info)
 {
     if (impl_) {
-        return {PvResult::StateError, "the virtual device is listening already"};
+        return failure(PvResult::StateError, "The virtual device is listening already");
     }
     try {
         const auto adapter = virtual_device::find_interface(info.view(), net::list_interfaces());
         if (!adapter) {
-            return {PvResult::NotFound, "no network interface is named \"" + info.str() + "\""};
+            return failure(PvResult::NotFound, "No network interface is named \"", info.view(), "\"");
         }
         auto impl = std::make_unique<Impl>(*adapter);
         impl->start(*adapter);
         impl_ = std::move(impl);
         return PvResult::OK;
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, std::string("the virtual device cannot listen: ") + error.what()};
+        return failure(PvResult::NetworkError, "The virtual device cannot listen: ", error.what());
     }
 }
 

@@ -200,7 +200,7 @@ TEST_F(AssemblerImage, ReportsATooSmallBufferAndWritesNothingOutsideIt)
     EXPECT_EQ(packets(PacketFate::no_room), 2U);
     EXPECT_TRUE(port.delivered[0].missing().empty());
     const std::string text(port.delivered[0].buffer->GetOperationResult().description());
-    EXPECT_EQ(text, "block 3 needs 64 bytes, the buffer has 50");
+    EXPECT_EQ(text, "Block 3 needs 64 bytes, the buffer has 50");
 }
 
 TEST_F(AssemblerImage, MakesRoomInBuffersThatOwnTheirMemory)

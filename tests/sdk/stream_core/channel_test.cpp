@@ -65,7 +65,7 @@ TEST(Open, RefusesWhatIsNoAddress)
     }
     EXPECT_EQ(stream.Open(camera_ip, 0, 0, "here").GetCode(), PvResult::InvalidParameter);
     const PvResult result = stream.Open("127.0.0.999");
-    EXPECT_EQ(result.description(), "the device address '127.0.0.999' is not an IPv4 address");
+    EXPECT_EQ(result.description(), "The device address '127.0.0.999' is not an IPv4 address");
     EXPECT_FALSE(stream.IsOpen());
 }
 
@@ -123,13 +123,13 @@ TEST_F(RetrieveBuffer, ATimeoutTellsWhatHasCome)
         return std::string(result.description());
     };
     const std::string way = camera_ip.str() + " to 127.0.0.1, port " + std::to_string(stream.GetLocalPort());
-    EXPECT_EQ(text(), "no block was completed within 0 ms: no packet has ever come from " + way);
+    EXPECT_EQ(text(), "No block was completed within 0 ms: no packet has ever come from " + way);
     send(Bytes(5));
     await([&] { return stream.counters().of(stream::PacketFate::malformed) == 1; });
-    EXPECT_EQ(text(), "no block was completed within 0 ms: what has come from " + way + " is not a stream");
+    EXPECT_EQ(text(), "No block was completed within 0 ms: what has come from " + way + " is not a stream");
     send(packets::image_leader({.id = 1}, {}, 1));
     await([&] { return stream.counters().blocks_begun == 1; });
-    EXPECT_EQ(text(), "no block was completed within 0 ms");
+    EXPECT_EQ(text(), "No block was completed within 0 ms");
 }
 
 TEST_F(RetrieveBuffer, NeedsPlacesForItsOutputs)
@@ -180,7 +180,7 @@ TEST_F(RetrieveBuffer, GivesUpABlockThatLacksPackets)
     }
     EXPECT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
     EXPECT_EQ(operation_result.GetCode(), PvResult::MissingPackets);
-    EXPECT_EQ(operation_result.description(), "block 9: 1 of 6 packets did not arrive");
+    EXPECT_EQ(operation_result.description(), "Block 9: 1 of 6 packets did not arrive");
     ASSERT_EQ(retrieved, &buffer);
     EXPECT_EQ(buffer.GetLostPacketCount(), 1U);
 }
@@ -204,7 +204,7 @@ TEST_F(RetrieveBuffer, ATimeoutTellsThatBlocksCameForWhichNoBufferWasQueued)
     }
     done = true;
     camera_thread.join();
-    EXPECT_EQ(result.description(), "no block was completed within 200 ms" + std::string(reason));
+    EXPECT_EQ(result.description(), "No block was completed within 200 ms" + std::string(reason));
 }
 
 TEST_F(RetrieveBuffer, HearsOnlyTheDevice)
