@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "tests/sdk/control/scripted_network.h"
 
 using namespace vex;
@@ -91,13 +93,15 @@ TEST(DiscoveryAnswers, TellNoMoreDevicesThanTheLimit)
     device_test::ScriptedNetwork network;
     control::DiscoveryOptions options;
     options.access_status = false;
-    control::Discovery discovery(network.hosts, options, network);
+    // on many interfaces, because each device is compared with those of its own
+    const std::vector<net::Interface> hosts(64, network.hosts[0]);
+    control::Discovery discovery(hosts, options, network);
     std::size_t told = 0;
     Bytes acknowledge = discovery_acknowledge(0);
     for (std::size_t i = 1; i <= control::Discovery::most_devices + 10; ++i) {
         acknowledge[8 + 14] = static_cast<std::uint8_t>(i >> 8);
         acknowledge[8 + 15] = static_cast<std::uint8_t>(i);
-        discovery.handle(0, acknowledge, [&](const control::FoundDevice&) {
+        discovery.handle(i % hosts.size(), acknowledge, [&](const control::FoundDevice&) {
             ++told;
             return true;
         });
