@@ -96,14 +96,15 @@ TEST_F(FeatureEvents, ReachTwoConnectionsInOrderAndThenTheClientsSinkOncePerChan
     EXPECT_EQ(a->flags(), DISPATCH_METHOD);
     EXPECT_TRUE(a->came_plain());
 
-    // a freed place is filled again by the next who comes
+    // a freed place is filled again by the next who comes, under a cookie of its own
     ASSERT_EQ(unadvise(width.get(), events, cookie_a), S_OK);
     const Ref<Sink> d = sink_named("d");
-    ASSERT_EQ(advise(width.get(), events, d.get()), cookie_a);
+    const DWORD cookie_d = advise(width.get(), events, d.get());
+    ASSERT_NE(cookie_d, cookie_a);
     told.clear();
     write(L"Width", 320);
     EXPECT_EQ(order(), "dbc");
-    ASSERT_EQ(unadvise(width.get(), events, cookie_a), S_OK);
+    ASSERT_EQ(unadvise(width.get(), events, cookie_d), S_OK);
     ASSERT_EQ(unadvise(width.get(), events, cookie_b), S_OK);
     EXPECT_EQ(unadvise(width.get(), events, cookie_b), CONNECT_E_NOCONNECTION);
     told.clear();
