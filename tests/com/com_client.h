@@ -202,6 +202,30 @@ template <class Interface>
 /// The text of a BSTR the caller owns; frees it.
 [[nodiscard]] std::wstring take(BSTR text);
 
+/// What a getter gives: `value_of(stream, &IVexStream::get_LocalPort)`. The object is a pointer or a Ref; the member's
+/// failure is reported.
+template <class Object, class Interface, class Value>
+[[nodiscard]] Value value_of(const Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Value*))
+{
+    Value value{};
+    EXPECT_EQ(((*object).*getter)(&value), S_OK);
+    return value;
+}
+
+template <class Object, class Interface>
+[[nodiscard]] std::wstring text_of(const Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(BSTR*))
+{
+    return take(value_of(object, getter));
+}
+
+template <class Object, class Interface, class Given>
+[[nodiscard]] Ref<Given> object_of(const Object& object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(Given**))
+{
+    Ref<Given> given;
+    EXPECT_EQ(((*object).*getter)(given.put()), S_OK);
+    return given;
+}
+
 /// The object's reference count, by the answer of Release.
 [[nodiscard]] ULONG references(IUnknown* object) noexcept;
 

@@ -31,7 +31,7 @@ TEST_F(Buffer, StartsAsAnEmptyImage)
     EXPECT_EQ(value_of(buffer.get(), &IVexBuffer::get_ExpectedResendCount), 0u);
     EXPECT_EQ(value_of(buffer.get(), &IVexBuffer::get_LostPacketCount), 0u);
     EXPECT_EQ(value_of(buffer.get(), &IVexBuffer::get_IgnoredPacketCount), 0u);
-    EXPECT_EQ(code_of([&](IVexResult** result) { return buffer->get_OperationResult(result); }), VexOK);
+    EXPECT_EQ(code_of(buffer, &IVexBuffer::get_OperationResult), VexOK);
 }
 
 TEST_F(Buffer, TakesAnIdAndATimestampOf64Bits)

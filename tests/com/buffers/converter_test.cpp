@@ -159,7 +159,7 @@ TEST_F(Converter, AppliesTheRgbFilterThatIsSet)
     ASSERT_EQ(set_filter(filter.get()), VexOK);
     EXPECT_EQ(references(filter.get()), 1u);  // remembered without a reference
     EXPECT_EQ(filtered(), (Bytes{20, 20, 30}));
-    ASSERT_EQ(code_of([&](IVexResult** result) { return converter->ResetRGBFilter(result); }), VexOK);
+    ASSERT_EQ(code_of(converter, &IVexBufferConverter::ResetRGBFilter), VexOK);
     EXPECT_EQ(filtered(), (Bytes{10, 20, 30}));
 }
 
@@ -177,7 +177,7 @@ TEST_F(Converter, ChangingTheThreadsPutsTheRememberedFilterBack)
 {
     const auto filter = red_gain(2);
     ASSERT_EQ(set_filter(filter.get()), VexOK);
-    ASSERT_EQ(code_of([&](IVexResult** result) { return converter->ResetRGBFilter(result); }), VexOK);
+    ASSERT_EQ(code_of(converter, &IVexBufferConverter::ResetRGBFilter), VexOK);
     ASSERT_EQ(filter->put_GainR(3), S_OK);
     ASSERT_EQ(converter->put_MaxNumberOfThreads(1), S_OK);
     EXPECT_EQ(filtered(), (Bytes{30, 20, 30}));  // with the settings of now

@@ -36,6 +36,13 @@ template <class Call>
     return code;
 }
 
+template <class Object, class Interface>
+[[nodiscard]] VexResultCode code_of(const Object& object,
+                                    HRESULT (STDMETHODCALLTYPE Interface::*method)(IVexResult** result))
+{
+    return code_of([&](IVexResult** result) { return ((*object).*method)(result); });
+}
+
 [[nodiscard]] inline VexResultCode alloc(IVexBuffer* buffer, unsigned int size)
 {
     return code_of([&](IVexResult** result) { return buffer->Alloc(size, result); });
@@ -100,15 +107,6 @@ HRESULT put_data(Object* object, std::initializer_list<unsigned char> bytes, LON
 {
     const Array array(byte_array(bytes, lower));
     return object->put_Data(array.get());
-}
-
-/// What an unsigned getter gives.
-template <class Value, class Object>
-[[nodiscard]] Value value_of(Object* object, HRESULT (STDMETHODCALLTYPE Object::*getter)(Value*))
-{
-    Value value{};
-    EXPECT_EQ((object->*getter)(&value), S_OK);
-    return value;
 }
 
 /// An image in a buffer of its own.

@@ -66,7 +66,7 @@ TEST_F(Wrappers, WhatTheAcquisitionRecordedIsRead)
                                    .ignored_packet_count = 23,
                                    .missing = missing});
     buffer->AttachSdkObject(&acquired);
-    EXPECT_EQ(value_of<unsigned short>(static_cast<IVexBuffer*>(buffer.get()), &IVexBuffer::get_BlockID), 7u);
+    EXPECT_EQ(value_of(static_cast<IVexBuffer*>(buffer.get()), &IVexBuffer::get_BlockID), 7u);
     IVexBuffer* const seen = buffer.get();
     EXPECT_EQ(value_of(seen, &IVexBuffer::get_Timestamp), 11u);
     EXPECT_EQ(value_of(seen, &IVexBuffer::get_AcquiredSize), 9u);

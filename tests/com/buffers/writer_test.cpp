@@ -166,7 +166,7 @@ TEST_F(Writer, SettingsOfTheConverterAreTheWriters)
     ASSERT_EQ(filter->put_GainB(0), S_OK);
     EXPECT_EQ(code_of([&](IVexResult** result) { return converter()->SetRGBFilter(filter.get(), result); }), VexOK);
     EXPECT_EQ(middle_bayer_pixel(), (Bytes{50, 50, 0}));
-    EXPECT_EQ(code_of([&](IVexResult** result) { return converter()->ResetRGBFilter(result); }), VexOK);
+    EXPECT_EQ(code_of(converter(), &IVexBufferConverter::ResetRGBFilter), VexOK);
     EXPECT_EQ(middle_bayer_pixel(), simple);
 }
 

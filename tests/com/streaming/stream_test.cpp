@@ -17,26 +17,14 @@ protected:
     {
         return code_of([&](IVexResult** result) { return stream->OpenUnicast(Text(ip), 0, 0, Text(local), result); });
     }
-    [[nodiscard]] VexResultCode close() const
-    {
-        return code_of([&](IVexResult** result) { return stream->Close(result); });
-    }
+    [[nodiscard]] VexResultCode close() const { return code_of(stream, &IVexStream::Close); }
     [[nodiscard]] VexResultCode queue(IVexBuffer* buffer) const
     {
         return code_of([&](IVexResult** result) { return stream->QueueBuffer(buffer, result); });
     }
-    [[nodiscard]] VexResultCode abort() const
-    {
-        return code_of([&](IVexResult** result) { return stream->AbortQueuedBuffers(result); });
-    }
-    [[nodiscard]] unsigned int queued() const
-    {
-        return value_of<unsigned int>([&](unsigned int* value) { return stream->get_QueuedBufferCount(value); });
-    }
-    [[nodiscard]] VARIANT_BOOL is_open() const
-    {
-        return value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return stream->get_IsOpen(value); });
-    }
+    [[nodiscard]] VexResultCode abort() const { return code_of(stream, &IVexStream::AbortQueuedBuffers); }
+    [[nodiscard]] unsigned int queued() const { return value_of(stream, &IVexStream::get_QueuedBufferCount); }
+    [[nodiscard]] VARIANT_BOOL is_open() const { return value_of(stream, &IVexStream::get_IsOpen); }
 
     struct Retrieved {
         Ref<IVexBuffer> buffer;
@@ -56,10 +44,7 @@ protected:
         }
         return retrieved;
     }
-    [[nodiscard]] static unsigned __int64 id_of(IVexBuffer* buffer)
-    {
-        return value_of<unsigned __int64>([&](unsigned __int64* value) { return buffer->get_ID(value); });
-    }
+    [[nodiscard]] static unsigned __int64 id_of(IVexBuffer* buffer) { return value_of(buffer, &IVexBuffer::get_ID); }
 
     Ref<IVexStream> stream = create<IVexStream>(L"VexKamCOMWrapper.VexStream.1");
 };
@@ -68,10 +53,10 @@ TEST_F(Stream, IsClosedAtFirst)
 {
     EXPECT_EQ(is_open(), 0);
     EXPECT_EQ(queued(), 0U);
-    EXPECT_GE(value_of<unsigned int>([&](unsigned int* value) { return stream->get_QueuedBufferMaximum(value); }), 16U);
-    EXPECT_EQ(value_of<unsigned short>([&](unsigned short* value) { return stream->get_LocalPort(value); }), 0U);
-    EXPECT_EQ(text_of([&](BSTR* text) { return stream->get_LocalIPAddress(text); }), L"");
-    EXPECT_EQ(text_of([&](BSTR* text) { return stream->get_MulticastIPAddress(text); }), L"");
+    EXPECT_GE(value_of(stream, &IVexStream::get_QueuedBufferMaximum), 16U);
+    EXPECT_EQ(value_of(stream, &IVexStream::get_LocalPort), 0U);
+    EXPECT_EQ(text_of(stream, &IVexStream::get_LocalIPAddress), L"");
+    EXPECT_EQ(text_of(stream, &IVexStream::get_MulticastIPAddress), L"");
     EXPECT_EQ(abort(), VexNotConnected);
     EXPECT_EQ(close(), VexOK);
 }
@@ -86,8 +71,8 @@ TEST_F(Stream, OpensAndCloses)
 {
     ASSERT_EQ(open(), VexOK);
     EXPECT_EQ(is_open(), 1);  // not VARIANT_TRUE
-    EXPECT_NE(value_of<unsigned short>([&](unsigned short* value) { return stream->get_LocalPort(value); }), 0U);
-    EXPECT_EQ(text_of([&](BSTR* text) { return stream->get_LocalIPAddress(text); }), L"127.0.0.1");
+    EXPECT_NE(value_of(stream, &IVexStream::get_LocalPort), 0U);
+    EXPECT_EQ(text_of(stream, &IVexStream::get_LocalIPAddress), L"127.0.0.1");
     EXPECT_EQ(open(), VexStateError);
     EXPECT_EQ(close(), VexOK);
     EXPECT_EQ(is_open(), 0);
@@ -96,14 +81,14 @@ TEST_F(Stream, OpensAndCloses)
 TEST_F(Stream, TakesANullLocalAddressForAnEmptyOne)
 {
     ASSERT_EQ(open(address, nullptr), VexOK);
-    EXPECT_EQ(text_of([&](BSTR* text) { return stream->get_LocalIPAddress(text); }), L"127.0.0.1");
+    EXPECT_EQ(text_of(stream, &IVexStream::get_LocalIPAddress), L"127.0.0.1");
     EXPECT_EQ(close(), VexOK);
     EXPECT_EQ(code_of([&](IVexResult** result) {
                   return stream->OpenMulticast(Text(address), Text(L"239.192.40.48"), 45048, 0, nullptr, result);
               }),
               VexOK);
-    EXPECT_EQ(text_of([&](BSTR* text) { return stream->get_MulticastIPAddress(text); }), L"239.192.40.48");
-    EXPECT_EQ(value_of<unsigned short>([&](unsigned short* value) { return stream->get_LocalPort(value); }), 45048U);
+    EXPECT_EQ(text_of(stream, &IVexStream::get_MulticastIPAddress), L"239.192.40.48");
+    EXPECT_EQ(value_of(stream, &IVexStream::get_LocalPort), 45048U);
     VARIANT_BOOL installed = 1;
     EXPECT_EQ(code_of([&](IVexResult** result) {
                   return stream->IsDriverInstalled(Text(address), &installed, nullptr, result);
@@ -196,9 +181,9 @@ TEST_F(Stream, RefusesWhatIsNoBuffer)
 
 TEST_F(Stream, FlushesItsPackets)
 {
-    EXPECT_EQ(code_of([&](IVexResult** result) { return stream->FlushPacketQueue(result); }), VexNotConnected);
+    EXPECT_EQ(code_of(stream, &IVexStream::FlushPacketQueue), VexNotConnected);
     ASSERT_EQ(open(), VexOK);
-    EXPECT_EQ(code_of([&](IVexResult** result) { return stream->FlushPacketQueue(result); }), VexOK);
+    EXPECT_EQ(code_of(stream, &IVexStream::FlushPacketQueue), VexOK);
 }
 
 TEST_F(Stream, TellsThatNoDriverIsInstalled)
@@ -245,7 +230,7 @@ protected:
         set(L"Width", 64);
         set(L"Height", 48);
         ASSERT_EQ(open(), VexOK);
-        const auto port = value_of<unsigned short>([&](unsigned short* value) { return stream->get_LocalPort(value); });
+        const auto port = value_of(stream, &IVexStream::get_LocalPort);
         ASSERT_EQ(code_of([&](IVexResult** result) {
                       return device->SetStreamDestination(Text(L"127.0.0.1"), port, 0, result);
                   }),
@@ -287,22 +272,19 @@ TEST_F(Streaming, RetrievesImagesInTheirOrderThroughOneObject)
         ASSERT_TRUE(retrieved.buffer);
         shown = shown != nullptr ? shown : retrieved.buffer.get();
         EXPECT_EQ(retrieved.buffer.get(), shown);
-        const auto block =
-            value_of<unsigned short>([&](unsigned short* value) { return retrieved.buffer->get_BlockID(value); });
+        const auto block = value_of(retrieved.buffer, &IVexBuffer::get_BlockID);
         EXPECT_GT(block, last);
         last = block;
         const auto image = image_of(retrieved.buffer.get());
         ASSERT_TRUE(image);
-        EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return image->get_Width(value); }), 64U);
-        EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return image->get_Height(value); }), 48U);
+        EXPECT_EQ(value_of(image, &IVexImage::get_Width), 64U);
+        EXPECT_EQ(value_of(image, &IVexImage::get_Height), 48U);
         const unsigned __int64 id = id_of(retrieved.buffer.get());
         ASSERT_LT(id, buffers.size());
-        EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return buffers[id]->get_AcquiredSize(value); }),
-                  64U * 48U);
+        EXPECT_EQ(value_of(buffers[id], &IVexBuffer::get_AcquiredSize), 64U * 48U);
         ASSERT_EQ(queue(buffers[id].get()), VexOK);
     }
-    const auto parameters =
-        object_of<IVexGenParameterArray>([&](IVexGenParameterArray** out) { return stream->get_Parameters(out); });
+    const auto parameters = object_of(stream, &IVexStream::get_Parameters);
     __int64 count = 0;
     EXPECT_EQ(
         code_of([&](IVexResult** result) { return parameters->GetIntegerValue(Text(L"BlockCount"), &count, result); }),
