@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "sdk/base/application_call.h"
 #include "sdk/base/thread_name.h"
 
 namespace vex::control {
@@ -12,11 +13,21 @@ constexpr std::chrono::milliseconds destruction_timeout{5000};
 
 }  // namespace
 
-struct Worker::State {
+struct Worker::State final : ApplicationCall::Watcher {
+    void call_begins() noexcept override { set(calling, true); }
+    void call_ended() noexcept override { set(calling, false); }
+    void set(bool& flag, bool value) noexcept
+    {
+        const std::scoped_lock lock(mutex);
+        flag = value;
+        changed.notify_all();
+    }
+
     std::mutex mutex;
     std::condition_variable changed;
     bool stop = false;
     bool awake = false;
+    bool calling = false;  ///< the application
     bool done = false;
 };
 
@@ -32,22 +43,18 @@ Worker::Worker(const char* name, std::function<void(Signals&)> work) : state_(st
 {
     thread_ = std::thread([name, state = state_, work = std::move(work)] {
         name_this_thread(name);
+        ApplicationCall::watch(state.get());
         Signals signals(*state);
         work(signals);
-        const std::scoped_lock lock(state->mutex);
-        state->done = true;
-        state->changed.notify_all();
+        ApplicationCall::watch(nullptr);
+        ApplicationCall::operation_ends();
+        state->set(state->done, true);
     });
 }
 
 Worker::~Worker() { stop(destruction_timeout); }
 
-void Worker::wake()
-{
-    const std::scoped_lock lock(state_->mutex);
-    state_->awake = true;
-    state_->changed.notify_all();
-}
+void Worker::wake() { state_->set(state_->awake, true); }
 
 void Worker::stop(std::chrono::milliseconds timeout) noexcept
 {
@@ -58,8 +65,10 @@ void Worker::stop(std::chrono::milliseconds timeout) noexcept
         std::unique_lock lock(state_->mutex);
         state_->stop = true;
         state_->changed.notify_all();
-        if (thread_.get_id() == std::this_thread::get_id() ||
-            !state_->changed.wait_for(lock, timeout, [&] { return state_->done; })) {
+        if (thread_.get_id() != std::this_thread::get_id()) {
+            state_->changed.wait_for(lock, timeout, [&] { return state_->done || state_->calling; });
+        }
+        if (!state_->done) {
             thread_.detach();
             return;
         }

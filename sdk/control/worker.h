@@ -11,7 +11,7 @@
 namespace vex::control {
 
 /// Runs work on a thread of its own. The work keeps what it uses alive by itself, so that its owner may be destroyed
-/// from within it.
+/// from within it, or while it is inside a call of the application.
 ///
 /// Thread safety: wake() from any thread; the rest from one at a time, which may be the worker's own.
 class Worker {
@@ -39,8 +39,9 @@ public:
 
     /// Ends the pause that the work is in, or else its next one.
     void wake();
-    /// Ends the thread and waits for it up to `timeout`; on the worker's own thread it only asks it to end. A thread
-    /// that does not end in time (it is in a callback that the application blocks) is left to itself.
+    /// Asks the thread to end and waits until it has ended or is inside a call of the application, which may be waiting
+    /// for the caller; at most for `timeout`. A thread that has not ended is left to itself. On the worker's own
+    /// thread it only asks.
     void stop(std::chrono::milliseconds timeout) noexcept;
 
 private:

@@ -3,7 +3,9 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <utility>
 
+#include "sdk/base/application_call.h"
 #include "sdk/base/whole_file.h"
 #include "sdk/control/force_ip.h"
 #include "sdk/device/device_impl.h"
@@ -42,8 +44,32 @@ PvResult check_access(PvAccessType access)
 
 }  // namespace
 
-PvDevice::PvDevice() : impl_(std::make_unique<Impl>(*this)) {}
-PvDevice::~PvDevice() = default;
+/// A call of the application that may lead to calls of its sinks, which may destroy the device object.
+class PvDevice::Operation {
+public:
+    explicit Operation(std::shared_ptr<Impl> impl) noexcept : impl_(std::move(impl)) {}
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+    ~Operation()
+    {
+        impl_.reset();
+        ApplicationCall::operation_ends();
+    }
+
+    Impl* operator->() const noexcept { return impl_.get(); }
+
+private:
+    std::shared_ptr<Impl> impl_;
+};
+
+PvDevice::PvDevice() : impl_(std::make_shared<Impl>(*this)) {}
+
+PvDevice::~PvDevice()
+{
+    lifetime_.reset();
+    impl_->shut_down();
+    ApplicationCall::keep(std::move(impl_));
+}
 
 PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType)
 {
@@ -57,11 +83,12 @@ PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccess
         return result;
     }
     const PvDeviceInfo::Impl& info = *aDeviceInfo->impl_;
-    return impl_->connect({.device = {info.facts.address, wire::gvcp::port},
-                           .local = info.host.address,
-                           .mac = info.facts.mac,
-                           .hint = device::reachability_hint(info.host, info.facts),
-                           .access = aAccessType});
+    const Operation held(impl_);
+    return held->connect({.device = {info.facts.address, wire::gvcp::port},
+                          .local = info.host.address,
+                          .mac = info.facts.mac,
+                          .hint = device::reachability_hint(info.host, info.facts),
+                          .access = aAccessType});
 }
 
 PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
@@ -80,7 +107,8 @@ PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
     if (PvResult result = device::look_up_device(aInfo.view(), target); !result.IsOK()) {
         return result;
     }
-    return impl_->connect(target);
+    const Operation held(impl_);
+    return held->connect(target);
 }
 
 PvResult PvDevice::Disconnect()
@@ -88,7 +116,8 @@ PvResult PvDevice::Disconnect()
     if (PvResult result = check_caller(); !result.IsOK()) {
         return result;
     }
-    return impl_->disconnect();
+    const Operation held(impl_);
+    return held->disconnect();
 }
 
 bool PvDevice::IsConnected() const { return impl_->connection() != nullptr; }
@@ -137,26 +166,30 @@ PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_
     if (aDataPort == 0) {
         return {PvResult::InvalidParameter, "A stream cannot be sent to port 0"};
     }
-    return impl_->set_stream_destination(aChannel, *address, aDataPort);
+    const Operation held(impl_);
+    return held->set_stream_destination(aChannel, *address, aDataPort);
 }
 
 PvResult PvDevice::ResetStreamDestination(std::uint32_t aChannel)
 {
-    return impl_->set_stream_destination(aChannel, any_address, 0);
+    const Operation held(impl_);
+    return held->set_stream_destination(aChannel, any_address, 0);
 }
 
 PvResult PvDevice::NegotiatePacketSize(std::uint32_t aChannel, std::uint32_t aDefaultPacketSize)
 {
-    return impl_->negotiate_packet_size(aChannel, aDefaultPacketSize);
+    const Operation held(impl_);
+    return held->negotiate_packet_size(aChannel, aDefaultPacketSize);
 }
 
 PvResult PvDevice::Reset()
 {
+    const Operation held(impl_);
     std::shared_ptr<control::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
+    if (PvResult result = held->writable_connection(current); !result.IsOK()) {
         return result;
     }
-    PvGenParameterArray& array = *impl_->features()->array;
+    PvGenParameterArray& array = *held->features()->array;
     if (array.GetCommand("DeviceReset") == nullptr) {
         return {PvResult::NotSupported,
                 "The device " + current->device().address.to_string() + " has no DeviceReset feature"};
@@ -170,7 +203,8 @@ PvResult PvDevice::Reset()
 
 PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
 {
-    const auto current = impl_->connection();
+    const Operation held(impl_);
+    const auto current = held->connection();
     if (!current) {
         return PvResult::NotConnected;
     }
@@ -178,39 +212,39 @@ PvResult PvDevice::ReadRegister(std::uint32_t aAddress, std::uint32_t& aValue)
     if (!outcome.ok()) {
         return current->result_of(outcome);
     }
-    if (!impl_->sinks->empty()) {
+    if (!held->sinks->empty()) {
         std::uint8_t bytes[4];
         wire::store_be32(bytes, aValue);
-        const auto sinks = impl_->sinks;
-        device::notify_read(*sinks, aAddress, bytes);
+        device::notify_read(*held->sinks, aAddress, bytes);
     }
     return PvResult::OK;
 }
 
 PvResult PvDevice::WriteRegister(std::uint32_t aAddress, std::uint32_t aValue)
 {
+    const Operation held(impl_);
     std::shared_ptr<control::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
+    if (PvResult result = held->writable_connection(current); !result.IsOK()) {
         return result;
     }
     if (const auto outcome = current->channel().write_register(aAddress, aValue); !outcome.ok()) {
         return current->result_of(outcome);
     }
-    if (!impl_->sinks->empty()) {
+    if (!held->sinks->empty()) {
         std::uint8_t bytes[4];
         wire::store_be32(bytes, aValue);
-        const auto sinks = impl_->sinks;
-        device::notify_write(*sinks, aAddress, bytes);
+        device::notify_write(*held->sinks, aAddress, bytes);
     }
     return PvResult::OK;
 }
 
 PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestination, std::uint32_t aByteCount)
 {
+    const Operation held(impl_);
     if (aDestination == nullptr && aByteCount > 0) {
         return {PvResult::InvalidParameter, "The destination is null"};
     }
-    const auto current = impl_->connection();
+    const auto current = held->connection();
     if (!current) {
         return PvResult::NotConnected;
     }
@@ -218,26 +252,25 @@ PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestinatio
     if (const auto outcome = current->channel().read_memory(aAddress, destination); !outcome.ok()) {
         return current->result_of(outcome);
     }
-    const auto sinks = impl_->sinks;
-    device::notify_read(*sinks, aAddress, destination);
+    device::notify_read(*held->sinks, aAddress, destination);
     return PvResult::OK;
 }
 
 PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSource, std::uint32_t aByteCount)
 {
+    const Operation held(impl_);
     if (aSource == nullptr && aByteCount > 0) {
         return {PvResult::InvalidParameter, "The source is null"};
     }
     std::shared_ptr<control::Connection> current;
-    if (PvResult result = impl_->writable_connection(current); !result.IsOK()) {
+    if (PvResult result = held->writable_connection(current); !result.IsOK()) {
         return result;
     }
     const std::span<const std::uint8_t> source(aSource, aByteCount);
     if (const auto outcome = current->channel().write_memory(aAddress, source); !outcome.ok()) {
         return current->result_of(outcome);
     }
-    const auto sinks = impl_->sinks;
-    device::notify_write(*sinks, aAddress, source);
+    device::notify_write(*held->sinks, aAddress, source);
     return PvResult::OK;
 }
 

@@ -33,14 +33,14 @@ struct Access;
 /// the link parameter DescriptionDownload allows it. Both are set before Connect; neither is set at first.
 ///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
-/// Disconnect wait for each other. They, and destruction, may be called from within a notification other than
-/// OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and features are not to be used in them
-/// either.
+/// Disconnect wait for each other, and for no notification. They may be called from within any notification, of the
+/// device or of a feature, other than OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and
+/// features are not to be used in them either. Destruction may be called from within any.
 class PvDevice {
 public:
     PvDevice();
-    /// Disconnects. No notification is sent once destruction has begun; one that is under way on another thread is
-    /// waited for.
+    /// Disconnects. No notification of the device is sent once destruction has begun; one that is under way on another
+    /// thread is waited for, up to five seconds, and one of a feature is not.
     virtual ~PvDevice();
     PvDevice(const PvDevice&) = delete;
     PvDevice& operator=(const PvDevice&) = delete;
@@ -63,7 +63,8 @@ public:
 
     /// Gives the privilege back and closes the connection. Bounded to about half a second also when the device is gone;
     /// an access under way on another thread fails with NotConnected. OK when nothing is connected. Parameter arrays
-    /// stay valid; their features are not available until the next connection.
+    /// stay valid; their features are not available until the next connection, and their event sinks are told so. A
+    /// notification that is under way on another thread may end later.
     PvResult Disconnect();
 
     [[nodiscard]] bool IsConnected() const;
@@ -139,9 +140,14 @@ public:
     /// sink is not registered.
     PvResult UnregisterEventSink(PvDeviceEventSink* aEventSink);
 
+    /// Expires when the device goes: for whoever holds the device without owning it.
+    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return lifetime_; }
+
 private:
     friend struct vex::device::Access;
 
     class Impl;
-    std::unique_ptr<Impl> impl_;
+    class Operation;
+    std::shared_ptr<Impl> impl_;
+    std::shared_ptr<const char> lifetime_ = std::make_shared<const char>();
 };

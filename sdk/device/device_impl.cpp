@@ -19,8 +19,10 @@ namespace {
 namespace stream = wire::bootstrap::stream;
 using std::chrono::milliseconds;
 
-/// How long the application's callbacks are waited for before a thread of ours is left behind.
+/// How long the application's callbacks are waited for when the device object goes.
 constexpr milliseconds callback_timeout{5000};
+/// A thread of ours ends within the time that a message to the device takes, unless it is calling the application.
+constexpr milliseconds thread_timeout{5000};
 constexpr std::uint32_t port_mask = 0xFFFF;
 
 /// The host interface's MTU towards the device, 0 when it is not known.
@@ -70,12 +72,6 @@ PvDevice::Impl::Features::Features(description::Description its_description, std
 
 PvDevice::Impl::Impl(PvDevice& its_owner) : owner(its_owner) {}
 
-PvDevice::Impl::~Impl()
-{
-    sinks->close(callback_timeout);
-    disconnect();
-}
-
 std::shared_ptr<control::Connection> PvDevice::Impl::connection() const
 {
     const std::scoped_lock lock(state_mutex_);
@@ -98,12 +94,26 @@ void PvDevice::Impl::invalidate_features()
 
 PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
 {
+    bool attached = false;
+    std::vector<Threads> ended;
+    PvResult result = open(target, attached, ended);
+    // the sinks may use the device
+    if (attached) {
+        link.tell_attached();
+    }
+    if (result.IsOK()) {
+        features()->array->InvalidateCache();
+    }
+    return result;
+}
+
+PvResult PvDevice::Impl::open(const control::ConnectionTarget& target, bool& attached, std::vector<Threads>& ended)
+{
     const std::scoped_lock lock(connect_mutex_);
     if (const auto current = connection()) {
         return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
     }
-    exchange_heartbeat(nullptr);  // of a connection that was lost
-    exchange_poller(nullptr);
+    ended.push_back(take_threads());  // of a connection that was lost
 
     std::shared_ptr<control::Connection> opened;
     if (PvResult result = control::Connection::open(target, link.settings().retry_policy(), opened); !result.IsOK()) {
@@ -111,24 +121,24 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     }
     // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
     link.attach(opened);
-    exchange_heartbeat(std::make_shared<control::Heartbeat>(
-        opened, link.heartbeat(), [this, opened](const std::string& reason) { on_lost(opened, reason); }));
+    attached = true;
+    auto heartbeat = std::make_shared<control::Heartbeat>(
+        opened, link.heartbeat(),
+        [self = shared_from_this(), opened](const std::string& reason) { self->on_lost(opened, reason); });
 
     std::shared_ptr<Features> loaded;
     PvResult result = load_features(*opened, loaded);
     if (result.IsOK()) {
         loaded->port.attach(opened);
-        loaded->array->InvalidateCache();
-        std::unique_lock state_lock(state_mutex_);
-        if (opened->channel().is_closed()) {
-            loaded->port.detach();
-        } else {
+        const std::scoped_lock state_lock(state_mutex_);
+        if (!opened->channel().is_closed()) {
             connection_ = opened;
             features_ = loaded.get();
-            state_lock.unlock();
-            poll(loaded, opened);
+            threads_.heartbeat = std::move(heartbeat);
+            poll(*loaded, opened);
             return PvResult::OK;
         }
+        loaded->port.detach();
     }
     if (const std::string reason = opened->loss_reason(); !reason.empty()) {
         result = {PvResult::Timeout, opened->device().address.to_string() +
@@ -136,7 +146,7 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     }
     link.detach();
     opened->close();
-    exchange_heartbeat(nullptr);
+    ended.push_back({std::move(heartbeat), nullptr});
     return result;
 }
 
@@ -169,56 +179,59 @@ PvResult PvDevice::Impl::load_features(control::Connection& connection, std::sha
 
 PvResult PvDevice::Impl::disconnect()
 {
-    std::shared_ptr<control::Heartbeat> heartbeat;
-    std::shared_ptr<device::FeaturePoller> poller;
-    {
-        const std::scoped_lock lock(connect_mutex_);
-        std::shared_ptr<control::Connection> closing;
-        Features* current = nullptr;
-        {
-            const std::scoped_lock state_lock(state_mutex_);
-            closing.swap(connection_);
-            current = features_;
-        }
-        heartbeat = exchange_heartbeat(nullptr);
-        poller = exchange_poller(nullptr);
-        if (closing) {
-            link.detach();
-            closing->close();
-            current->port.detach();
-        }
-    }
-    // not under the lock: they may be in a callback that disconnects too
-    if (heartbeat) {
-        heartbeat->stop(callback_timeout);
-    }
-    if (poller) {
-        poller->stop(callback_timeout);
+    if (Features* const closed = close(); closed != nullptr) {
+        // the values of a closed connection are nobody's; and the sinks may use the device
+        closed->array->InvalidateCache();
     }
     return PvResult::OK;
 }
 
-std::shared_ptr<control::Heartbeat> PvDevice::Impl::exchange_heartbeat(std::shared_ptr<control::Heartbeat> next)
+void PvDevice::Impl::shut_down()
 {
-    const std::scoped_lock lock(state_mutex_);
-    heartbeat_.swap(next);
-    return next;
+    sinks->close(callback_timeout);
+    close();
 }
 
-std::shared_ptr<device::FeaturePoller> PvDevice::Impl::exchange_poller(std::shared_ptr<device::FeaturePoller> next)
+PvDevice::Impl::Features* PvDevice::Impl::close()
 {
-    const std::scoped_lock lock(state_mutex_);
-    poller_.swap(next);
-    return next;
+    Threads ended;
+    Features* closed = nullptr;
+    {
+        const std::scoped_lock lock(connect_mutex_);
+        std::shared_ptr<control::Connection> closing;
+        {
+            const std::scoped_lock state_lock(state_mutex_);
+            closing.swap(connection_);
+            closed = closing ? features_ : nullptr;
+        }
+        ended = take_threads();
+        if (closing) {
+            link.detach();
+            closing->close();
+            closed->port.detach();
+        }
+    }
+    if (ended.heartbeat) {
+        ended.heartbeat->stop(thread_timeout);
+    }
+    if (ended.poller) {
+        ended.poller->stop(thread_timeout);
+    }
+    return closed;
 }
 
-void PvDevice::Impl::poll(const std::shared_ptr<Features>& features,
-                          const std::shared_ptr<control::Connection>& connection)
+PvDevice::Impl::Threads PvDevice::Impl::take_threads()
 {
-    if (features->polling_interval) {
-        exchange_poller(std::make_shared<device::FeaturePoller>(
-            std::shared_ptr<GenApi::INodeMap>(features, features->array->GetNodeMap()), connection,
-            *features->polling_interval));
+    const std::scoped_lock lock(state_mutex_);
+    return std::exchange(threads_, {});
+}
+
+void PvDevice::Impl::poll(const Features& features, const std::shared_ptr<control::Connection>& connection)
+{
+    if (features.polling_interval) {
+        threads_.poller = std::make_shared<device::FeaturePoller>(
+            std::shared_ptr<GenApi::INodeMap>(shared_from_this(), features.array->GetNodeMap()), connection,
+            *features.polling_interval);
     }
 }
 
@@ -227,21 +240,23 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, c
     if (!lost->lose(reason)) {
         return;
     }
-    link.count_loss(reason);
     Features* current = nullptr;
     {
         const std::scoped_lock lock(state_mutex_);
-        if (connection_ != lost) {
-            return;  // Connect is still at work on it, and will notice
+        if (connection_ == lost) {
+            connection_.reset();
+            current = features_;
         }
-        connection_.reset();
-        current = features_;
     }
-    current->port.detach();
-    // nothing of this object is touched after the sinks were called: one of them may have destroyed it
-    const auto told = sinks;
-    PvDevice* const device = &owner;
-    told->notify([device](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(device); });
+    if (current != nullptr) {
+        current->port.detach();
+    }
+    link.count_loss(reason);
+    if (current == nullptr) {
+        return;  // Connect is still at work on it, and will notice
+    }
+    current->array->InvalidateCache();
+    sinks->notify([this](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(&owner); });
 }
 
 PvResult PvDevice::Impl::writable_connection(std::shared_ptr<control::Connection>& connection_out) const
@@ -312,7 +327,7 @@ PvResult PvDevice::Impl::report_stream_timeout(std::uint32_t channel)
     std::shared_ptr<control::Heartbeat> heartbeat;
     {
         const std::scoped_lock lock(state_mutex_);
-        heartbeat = heartbeat_;
+        heartbeat = threads_.heartbeat;
     }
     if (heartbeat) {
         heartbeat->check_now();

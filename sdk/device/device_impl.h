@@ -19,10 +19,11 @@
 #include "sdk/device/register_port.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 
-class PvDevice::Impl {
+/// Shared by the device object, by its threads and by the operations under way on it: the event sinks that these call
+/// may destroy the device object. No sink is called with a lock held, but for those of the command link.
+class PvDevice::Impl : public std::enable_shared_from_this<PvDevice::Impl> {
 public:
     explicit Impl(PvDevice& its_owner);
-    ~Impl();
 
     /// A description and the features made from it. They are kept for as long as the device object lives, because the
     /// application may hold on to them; devices with the same description share them one after the other.
@@ -38,6 +39,8 @@ public:
 
     PvResult connect(const vex::control::ConnectionTarget& target);
     PvResult disconnect();
+    /// The end of the device object: disconnects, and calls no sink any more.
+    void shut_down();
     /// The live connection; null when there is none.
     [[nodiscard]] std::shared_ptr<vex::control::Connection> connection() const;
     /// The features of the last connection; null before the first.
@@ -59,20 +62,26 @@ public:
     vex::device::Link link;
 
 private:
+    /// What ran for a connection; destroyed without a lock held, because that waits for it.
+    struct Threads {
+        std::shared_ptr<vex::control::Heartbeat> heartbeat;
+        std::shared_ptr<vex::device::FeaturePoller> poller;
+    };
+
+    /// The part of connect that goes on under its lock. `attached`: the link's parameters have changed.
+    PvResult open(const vex::control::ConnectionTarget& target, bool& attached, std::vector<Threads>& ended);
+    /// The part of disconnect that needs no sinks. Gives back the features that were available, if any.
+    Features* close();
     PvResult load_features(vex::control::Connection& connection, std::shared_ptr<Features>& features);
-    /// Replaces the heartbeat and gives the former one back, to be stopped without a lock.
-    std::shared_ptr<vex::control::Heartbeat> exchange_heartbeat(std::shared_ptr<vex::control::Heartbeat> next);
-    /// The same for what polls.
-    std::shared_ptr<vex::device::FeaturePoller> exchange_poller(std::shared_ptr<vex::device::FeaturePoller> next);
+    Threads take_threads();
     /// Starts to poll features of a new connection that want it.
-    void poll(const std::shared_ptr<Features>& features, const std::shared_ptr<vex::control::Connection>& connection);
+    void poll(const Features& features, const std::shared_ptr<vex::control::Connection>& connection);
     void on_lost(const std::shared_ptr<vex::control::Connection>& lost, const std::string& reason);
 
     std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
     mutable std::mutex state_mutex_;
     std::shared_ptr<vex::control::Connection> connection_;
-    std::shared_ptr<vex::control::Heartbeat> heartbeat_;
-    std::shared_ptr<vex::device::FeaturePoller> poller_;
+    Threads threads_;
     std::vector<std::shared_ptr<Features>> all_features_;
     Features* features_ = nullptr;
 };

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/application_call.h"
 #include "sdk/device/PvDeviceEventSink.h"
 
 namespace vex::device {
@@ -39,6 +40,7 @@ public:
     {
         std::size_t position = 0;
         while (PvDeviceEventSink* sink = begin_call(position)) {
+            const ApplicationCall under_way;
             try {
                 call(*sink);
             } catch (...) {

@@ -71,6 +71,10 @@ void Link::attach(const std::shared_ptr<control::Connection>& connection)
             static_cast<void>(apply_heartbeat_disabled(*connection));
         }
     }
+}
+
+void Link::tell_attached()
+{
     for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"}) {
         parameters_->changed(name);
     }

@@ -44,10 +44,13 @@ public:
     [[nodiscard]] description::DescriptionPlaces description_places() const;
 
     /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
-    /// the device when this side controls it; a device that does not take them is left as it is.
+    /// the device when this side controls it; a device that does not take them is left as it is. Calls no event sink.
     void attach(const std::shared_ptr<control::Connection>& connection);
+    /// Tells the event sinks of the parameters what attaching has changed.
+    void tell_attached();
     /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
     void detach() noexcept;
+    /// Also tells the event sinks of the parameters.
     void count_loss(std::string reason);
     void count_stream_timeout(std::uint32_t channel);
     void reset_stream_timeouts(std::uint32_t channel);

@@ -248,6 +248,7 @@ void PvGenParameter::notify()
                 continue;
             }
         }
+        const ApplicationCall call;
         static_cast<void>(genicam::result_of([&] { registered.sink->OnParameterUpdate(this); }));
     }
 }

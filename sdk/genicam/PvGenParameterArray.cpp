@@ -267,5 +267,7 @@ PvResult PvGenParameterArray::InvalidateCache()
     if (contents_->node_map == nullptr) {
         return {PvResult::NotInitialized, "The parameter array has not been built yet"};
     }
-    return genicam::result_of([&] { contents_->node_map->invalidate_all(); });
+    PvResult result = genicam::result_of([&] { contents_->node_map->invalidate_all(); });
+    ApplicationCall::operation_ends();
+    return result;
 }

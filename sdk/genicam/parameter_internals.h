@@ -4,6 +4,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "sdk/base/application_call.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/PvGenParameter.h"
 #include "sdk/genicam/results.h"
@@ -20,5 +21,6 @@ PvResult PvGenParameter::run(Work&& work) const
     if (!result.IsOK()) {
         remember(result);
     }
+    vex::ApplicationCall::operation_ends();
     return result;
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/application_call.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/types.h"
 #include "sdk/genicam/PvGenTypes.h"
@@ -53,11 +54,14 @@ PvResult result_of(Work&& work) noexcept
 template <class Work>
 bool holds(Work&& work) noexcept
 {
+    bool answer = false;
     try {
-        return std::forward<Work>(work)();
+        answer = std::forward<Work>(work)();
     } catch (...) {
-        return false;
+        answer = false;
     }
+    ApplicationCall::operation_ends();
+    return answer;
 }
 
 inline PvGenVisibility visibility_of(GenApi::Visibility visibility) noexcept
