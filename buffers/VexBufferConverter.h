@@ -1,6 +1,7 @@
 // VexBufferConverter: images from one pixel type to another.
 #pragma once
 
+#include "sdk/buffer/PvBuffer.h"
 #include "sdk/convert/PvBufferConverter.h"
 #include "server/wrapper.h"
 
@@ -8,18 +9,36 @@
 class CVexBufferConverter : public vex::server::Wrapper<CVexBufferConverter>,
                             public vex::server::SdkObject<PvBufferConverter> {
 public:
-    HRESULT final_construct();
+    void final_construct() { own_new(threads_); }
 
-    HRESULT STDMETHODCALLTYPE get_MaxNumberOfThreads(int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_MaxNumberOfThreads(int pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_BayerFilterType(VexBayerFilterType* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_BayerFilterType(VexBayerFilterType pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE IsConversionSupported(VexPixelType aSource, VexPixelType aDestination,
-                                                    VARIANT_BOOL* result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Convert(IVexBuffer* aSource, IVexBuffer* aDestination, VARIANT_BOOL aReallocIfNeeded,
-                                      IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ResetRGBFilter(IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetRGBFilter(IVexFilterRGB* aFilter, IVexResult** result) noexcept override;
+    STDMETHODIMP get_MaxNumberOfThreads(int* pVal) noexcept override
+    {
+        return value(pVal, [this] { return threads_; });
+    }
+    STDMETHODIMP put_MaxNumberOfThreads(int pVal) noexcept override;
+    STDMETHODIMP get_BayerFilterType(VexBayerFilterType* pVal) noexcept override
+    {
+        return value(pVal, &PvBufferConverter::GetBayerFilter);
+    }
+    STDMETHODIMP put_BayerFilterType(VexBayerFilterType pVal) noexcept override
+    {
+        return set(&PvBufferConverter::SetBayerFilter, pVal);
+    }
+    STDMETHODIMP IsConversionSupported(VexPixelType aSource, VexPixelType aDestination,
+                                       VARIANT_BOOL* result) noexcept override
+    {
+        return value(result, &PvBufferConverter::IsConversionSupported, aSource, aDestination);
+    }
+    STDMETHODIMP Convert(IVexBuffer* aSource, IVexBuffer* aDestination, VARIANT_BOOL aReallocIfNeeded,
+                         IVexResult** result) noexcept override
+    {
+        return report(result, &PvBufferConverter::Convert, aSource, aDestination, aReallocIfNeeded);
+    }
+    STDMETHODIMP ResetRGBFilter(IVexResult** result) noexcept override
+    {
+        return report(result, &PvBufferConverter::ResetRGBFilter);
+    }
+    STDMETHODIMP SetRGBFilter(IVexFilterRGB* aFilter, IVexResult** result) noexcept override;
 
 private:
     int threads_ = -1;

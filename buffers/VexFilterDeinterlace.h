@@ -8,10 +8,20 @@
 class CVexFilterDeinterlace : public FilterMembers<CVexFilterDeinterlace>,
                               public vex::server::SdkObject<PvFilterDeinterlace> {
 public:
-    HRESULT final_construct();
+    void final_construct() { own_new(); }
 
-    HRESULT STDMETHODCALLTYPE get_FieldInversion(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_FieldInversion(VARIANT_BOOL pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE ApplyDeinterlaceFilter(IVexBuffer* aInOdd, IVexBuffer* aInEven, IVexBuffer* aOut,
-                                                     IVexResult** result) noexcept override;
+    STDMETHODIMP get_FieldInversion(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvFilterDeinterlace::GetFieldInversion);
+    }
+    STDMETHODIMP put_FieldInversion(VARIANT_BOOL pVal) noexcept override
+    {
+        return set(&PvFilterDeinterlace::SetFieldInversion, pVal);
+    }
+    STDMETHODIMP ApplyDeinterlaceFilter(IVexBuffer* aInOdd, IVexBuffer* aInEven, IVexBuffer* aOut,
+                                        IVexResult** result) noexcept override
+    {
+        using Weave = PvResult(const PvBuffer*, const PvBuffer*, PvBuffer*);
+        return report(result, overload<Weave>(&PvFilterDeinterlace::Apply), aInOdd, aInEven, aOut);
+    }
 };

@@ -7,20 +7,23 @@
 /// Owns the SDK filter.
 class CVexFilterRGB : public FilterMembers<CVexFilterRGB>, public vex::server::SdkObject<PvFilterRGB> {
 public:
-    HRESULT final_construct();
+    void final_construct() { own_new(); }
 
-    HRESULT STDMETHODCALLTYPE get_GainR(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_GainR(double pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_GainG(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_GainG(double pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_GainB(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_GainB(double pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_OffsetR(int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_OffsetR(int pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_OffsetG(int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_OffsetG(int pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_OffsetB(int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_OffsetB(int pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE WhiteBalance(IVexBuffer* aBuffer, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Reset() noexcept override;
+    STDMETHODIMP get_GainR(double* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetGainR); }
+    STDMETHODIMP put_GainR(double pVal) noexcept override { return set(&PvFilterRGB::SetGainR, pVal); }
+    STDMETHODIMP get_GainG(double* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetGainG); }
+    STDMETHODIMP put_GainG(double pVal) noexcept override { return set(&PvFilterRGB::SetGainG, pVal); }
+    STDMETHODIMP get_GainB(double* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetGainB); }
+    STDMETHODIMP put_GainB(double pVal) noexcept override { return set(&PvFilterRGB::SetGainB, pVal); }
+    STDMETHODIMP get_OffsetR(int* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetOffsetR); }
+    STDMETHODIMP put_OffsetR(int pVal) noexcept override { return set(&PvFilterRGB::SetOffsetR, pVal); }
+    STDMETHODIMP get_OffsetG(int* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetOffsetG); }
+    STDMETHODIMP put_OffsetG(int pVal) noexcept override { return set(&PvFilterRGB::SetOffsetG, pVal); }
+    STDMETHODIMP get_OffsetB(int* pVal) noexcept override { return value(pVal, &PvFilterRGB::GetOffsetB); }
+    STDMETHODIMP put_OffsetB(int pVal) noexcept override { return set(&PvFilterRGB::SetOffsetB, pVal); }
+    STDMETHODIMP WhiteBalance(IVexBuffer* aBuffer, IVexResult** result) noexcept override
+    {
+        return report(result, &PvFilterRGB::WhiteBalance, aBuffer);
+    }
+    STDMETHODIMP Reset() noexcept override { return set(&PvFilterRGB::Reset); }
 };

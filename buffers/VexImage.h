@@ -14,33 +14,70 @@ public:
     /// instead. E_INVALIDARG for an array that does not have two dimensions.
     virtual HRESULT SetData2D(SAFEARRAY* pVal) noexcept;
 
-    HRESULT STDMETHODCALLTYPE get_Data(SAFEARRAY** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Data(SAFEARRAY* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Width(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Height(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_PixelType(VexPixelType* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_BitsPerPixel(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_AcquiredSize(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_RequiredSize(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ImageSize(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_EffectiveImageSize(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_OffsetX(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_OffsetY(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_PaddingX(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_PaddingY(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsPartialLineMissing(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsFullLineMissing(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsEOFByLineCount(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsInterlacedEven(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsInterlacedOdd(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsImageDropped(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsDataOverrun(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE Alloc(unsigned int aSizeX, unsigned int aSizeY, VexPixelType aPixelType,
-                                    unsigned short aPaddingX, unsigned short aPaddingY,
-                                    IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Free() noexcept override;
-    HRESULT STDMETHODCALLTYPE Attach(INT_PTR aRawBuffer, unsigned int aSizeX, unsigned int aSizeY,
-                                     VexPixelType aPixelType, unsigned short aPaddingX, unsigned short aPaddingY,
-                                     IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Detach(SAFEARRAY** aRawBuffer) noexcept override;
+    STDMETHODIMP get_Data(SAFEARRAY** pVal) noexcept override;
+    STDMETHODIMP put_Data(SAFEARRAY* pVal) noexcept override;
+    STDMETHODIMP get_Width(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetWidth); }
+    STDMETHODIMP get_Height(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetHeight); }
+    STDMETHODIMP get_PixelType(VexPixelType* pVal) noexcept override { return value(pVal, &PvImage::GetPixelType); }
+    STDMETHODIMP get_BitsPerPixel(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::GetBitsPerPixel);
+    }
+    STDMETHODIMP get_AcquiredSize(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::GetAcquiredSize);
+    }
+    STDMETHODIMP get_RequiredSize(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::GetRequiredSize);
+    }
+    STDMETHODIMP get_ImageSize(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetImageSize); }
+    STDMETHODIMP get_EffectiveImageSize(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::GetEffectiveImageSize);
+    }
+    STDMETHODIMP get_OffsetX(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetOffsetX); }
+    STDMETHODIMP get_OffsetY(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetOffsetY); }
+    STDMETHODIMP get_PaddingX(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetPaddingX); }
+    STDMETHODIMP get_PaddingY(unsigned int* pVal) noexcept override { return value(pVal, &PvImage::GetPaddingY); }
+    STDMETHODIMP get_IsPartialLineMissing(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsPartialLineMissing);
+    }
+    STDMETHODIMP get_IsFullLineMissing(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsFullLineMissing);
+    }
+    STDMETHODIMP get_IsEOFByLineCount(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsEOFByLineCount);
+    }
+    STDMETHODIMP get_IsInterlacedEven(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsInterlacedEven);
+    }
+    STDMETHODIMP get_IsInterlacedOdd(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsInterlacedOdd);
+    }
+    STDMETHODIMP get_IsImageDropped(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsImageDropped);
+    }
+    STDMETHODIMP get_IsDataOverrun(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvImage::IsDataOverrun);
+    }
+    STDMETHODIMP Alloc(unsigned int aSizeX, unsigned int aSizeY, VexPixelType aPixelType, unsigned short aPaddingX,
+                       unsigned short aPaddingY, IVexResult** result) noexcept override
+    {
+        return report(result, &PvImage::Alloc, aSizeX, aSizeY, aPixelType, aPaddingX, aPaddingY);
+    }
+    STDMETHODIMP Free() noexcept override { return set(&PvImage::Free); }
+    STDMETHODIMP Attach(INT_PTR aRawBuffer, unsigned int aSizeX, unsigned int aSizeY, VexPixelType aPixelType,
+                        unsigned short aPaddingX, unsigned short aPaddingY, IVexResult** result) noexcept override
+    {
+        return report(result, &PvImage::Attach, aRawBuffer, aSizeX, aSizeY, aPixelType, aPaddingX, aPaddingY);
+    }
+    STDMETHODIMP Detach(SAFEARRAY** aRawBuffer) noexcept override;
 };

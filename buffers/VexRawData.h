@@ -7,5 +7,5 @@
 /// A view: the SDK object belongs to the buffer.
 class CVexRawData : public vex::server::Wrapper<CVexRawData>, public vex::server::SdkObject<PvRawData> {
 public:
-    HRESULT STDMETHODCALLTYPE get_PayloadLength(UINT64* pVal) noexcept override;
+    STDMETHODIMP get_PayloadLength(UINT64* pVal) noexcept override { return value(pVal, &PvRawData::GetPayloadLength); }
 };

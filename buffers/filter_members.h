@@ -1,23 +1,23 @@
 // The members that both image filters share.
 #pragma once
 
-#include "buffers/VexBuffer.h"
+#include "sdk/buffer/PvBuffer.h"
 #include "sdk/convert/PvFilter.h"
 #include "server/wrapper.h"
 
 /// Implements IVexFilter for filter class T, whose SDK object is a PvFilter.
 template <class T>
 class FilterMembers : public vex::server::Wrapper<T> {
+protected:
+    using vex::server::Wrapper<T>::report;
+
 public:
-    HRESULT STDMETHODCALLTYPE Apply(IVexBuffer* aBuffer, IVexResult** out) noexcept override
+    STDMETHODIMP Apply(IVexBuffer* aBuffer, IVexResult** result) noexcept override
     {
-        return this->result(out,
-                            [&](PvFilter& filter) { return filter.Apply(&vex::server::sdk_of<CVexBuffer>(aBuffer)); });
+        return report(result, vex::server::overload<PvResult(PvBuffer*)>(&PvFilter::Apply), aBuffer);
     }
-    HRESULT STDMETHODCALLTYPE ApplyFilter(IVexBuffer* aIn, IVexBuffer* aOut, IVexResult** out) noexcept override
+    STDMETHODIMP ApplyFilter(IVexBuffer* aIn, IVexBuffer* aOut, IVexResult** result) noexcept override
     {
-        return this->result(out, [&](PvFilter& filter) {
-            return filter.Apply(&vex::server::sdk_of<CVexBuffer>(aIn), &vex::server::sdk_of<CVexBuffer>(aOut));
-        });
+        return report(result, vex::server::overload<PvResult(const PvBuffer*, PvBuffer*)>(&PvFilter::Apply), aIn, aOut);
     }
 };

@@ -1,12 +1,17 @@
 # How a folder of wrapper classes and a test through COM are declared. Windows builds only.
 
-# vex_wrappers(FOLDER SOURCES file... [DEPS module...]): the wrapper classes of a folder; the DLL takes them in. A class
-# also needs its header named in server/classes.txt.
+# vex_wrappers(FOLDER [SOURCES file...] [DEPS module...]): the wrapper classes of a folder; the DLL takes them in. A class
+# also needs its header named in server/classes.txt; one whose members only forward has no source.
 function(vex_wrappers folder)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
     set(name wrappers_${folder})
-    add_library(${name} STATIC ${ARG_SOURCES})
-    target_link_libraries(${name} PUBLIC vex_server_frame ${ARG_DEPS})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_link_libraries(${name} PUBLIC vex_server_frame ${ARG_DEPS})
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE vex_server_frame ${ARG_DEPS})
+    endif()
     set_property(GLOBAL APPEND PROPERTY VEX_WRAPPERS ${name})
 endfunction()
 

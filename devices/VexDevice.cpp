@@ -136,21 +136,13 @@ HRESULT CVexDevice::WriteRegister(unsigned int aAddress, unsigned int aValue, IV
 HRESULT CVexDevice::ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
                                IVexResult** out) noexcept
 {
-    const server::ArrayLock destination(aDestination);
-    if (FAILED(destination.status())) {
-        return destination.status();
-    }
-    return result(out, [&](PvDevice& device) { return device.ReadMemory(aAddress, destination.data(), aByteCount); });
+    return report(out, &PvDevice::ReadMemory, aAddress, aDestination, aByteCount);
 }
 
 HRESULT CVexDevice::WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
                                 IVexResult** out) noexcept
 {
-    const server::ArrayLock source(aSource);
-    if (FAILED(source.status())) {
-        return source.status();
-    }
-    return result(out, [&](PvDevice& device) { return device.WriteMemory(aAddress, source.data(), aByteCount); });
+    return report(out, &PvDevice::WriteMemory, aAddress, aSource, aByteCount);
 }
 
 HRESULT CVexDevice::WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** out) noexcept

@@ -6,6 +6,6 @@
 
 class CVexGenBoolean : public ParameterObject<CVexGenBoolean, PvGenBoolean> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Value(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Value(VARIANT_BOOL pVal) noexcept override;
+    STDMETHODIMP get_Value(VARIANT_BOOL* pVal) noexcept override { return get(pVal, &PvGenBoolean::GetValue); }
+    STDMETHODIMP put_Value(VARIANT_BOOL pVal) noexcept override { return set(&PvGenBoolean::SetValue, pVal); }
 };

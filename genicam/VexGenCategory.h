@@ -1,17 +1,19 @@
 // VexGenCategory: a named group of parameters.
 #pragma once
 
-#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenCategory.h"
 #include "server/wrapper.h"
 
 /// A view: the category belongs to the parameter array.
-class CVexGenCategory : public vex::server::Wrapper<CVexGenCategory>, public LivingView<PvGenCategory> {
+class CVexGenCategory : public vex::server::Wrapper<CVexGenCategory>, public vex::server::SdkObject<PvGenCategory> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DisplayName(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_NameSpace(VexGenNameSpace* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Node(INT_PTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ToolTip(BSTR* pVal) noexcept override;
+    STDMETHODIMP get_Description(BSTR* pVal) noexcept override { return get(pVal, &PvGenCategory::GetDescription); }
+    STDMETHODIMP get_DisplayName(BSTR* pVal) noexcept override { return get(pVal, &PvGenCategory::GetDisplayName); }
+    STDMETHODIMP get_Name(BSTR* pVal) noexcept override { return get(pVal, &PvGenCategory::GetName); }
+    STDMETHODIMP get_NameSpace(VexGenNameSpace* pVal) noexcept override
+    {
+        return get(pVal, &PvGenCategory::GetNameSpace);
+    }
+    STDMETHODIMP get_Node(INT_PTR* pVal) noexcept override { return value(pVal, &PvGenCategory::GetNode); }
+    STDMETHODIMP get_ToolTip(BSTR* pVal) noexcept override { return get(pVal, &PvGenCategory::GetToolTip); }
 };

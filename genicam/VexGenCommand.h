@@ -6,6 +6,6 @@
 
 class CVexGenCommand : public ParameterObject<CVexGenCommand, PvGenCommand> {
 public:
-    HRESULT STDMETHODCALLTYPE get_IsDone(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE Execute(IVexResult** out) noexcept override;
+    STDMETHODIMP get_IsDone(VARIANT_BOOL* pVal) noexcept override { return get(pVal, &PvGenCommand::IsDone); }
+    STDMETHODIMP Execute(IVexResult** result) noexcept override { return report(result, &PvGenCommand::Execute); }
 };

@@ -1,20 +1,32 @@
 // VexGenEnumEntry: one choice of an enumeration parameter.
 #pragma once
 
-#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenEnumEntry.h"
 #include "server/wrapper.h"
 
 /// A view: the enumeration's one entry object, pointed at the entry that was looked up last.
-class CVexGenEnumEntry : public vex::server::Wrapper<CVexGenEnumEntry>, public LivingView<const PvGenEnumEntry> {
+class CVexGenEnumEntry : public vex::server::Wrapper<CVexGenEnumEntry>,
+                         public vex::server::SdkObject<const PvGenEnumEntry> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ToolTip(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Visibility(VexGenVisibility* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsAvailable(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DisplayName(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_NameSpace(VexGenNameSpace* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE IsVisible(VexGenVisibility aVisibility, VARIANT_BOOL* visible) noexcept override;
+    STDMETHODIMP get_Value(__int64* pVal) noexcept override { return get(pVal, &PvGenEnumEntry::GetValue); }
+    STDMETHODIMP get_Name(BSTR* pVal) noexcept override { return get(pVal, &PvGenEnumEntry::GetName); }
+    STDMETHODIMP get_ToolTip(BSTR* pVal) noexcept override { return get(pVal, &PvGenEnumEntry::GetToolTip); }
+    STDMETHODIMP get_Description(BSTR* pVal) noexcept override { return get(pVal, &PvGenEnumEntry::GetDescription); }
+    STDMETHODIMP get_Visibility(VexGenVisibility* pVal) noexcept override
+    {
+        return get(pVal, &PvGenEnumEntry::GetVisibility);
+    }
+    STDMETHODIMP get_IsAvailable(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenEnumEntry::IsAvailable);
+    }
+    STDMETHODIMP get_DisplayName(BSTR* pVal) noexcept override { return get(pVal, &PvGenEnumEntry::GetDisplayName); }
+    STDMETHODIMP get_NameSpace(VexGenNameSpace* pVal) noexcept override
+    {
+        return get(pVal, &PvGenEnumEntry::GetNameSpace);
+    }
+    STDMETHODIMP IsVisible(VexGenVisibility aVisibility, VARIANT_BOOL* result) noexcept override
+    {
+        return value(result, &PvGenEnumEntry::IsVisible, aVisibility);
+    }
 };

@@ -6,10 +6,13 @@
 
 class CVexGenFloat : public ParameterObject<CVexGenFloat, PvGenFloat> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Value(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Value(double pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Min(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Max(double* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Representation(VexGenRepresentation* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Unit(BSTR* pVal) noexcept override;
+    STDMETHODIMP get_Value(double* pVal) noexcept override { return get(pVal, &PvGenFloat::GetValue); }
+    STDMETHODIMP put_Value(double pVal) noexcept override { return set(&PvGenFloat::SetValue, pVal); }
+    STDMETHODIMP get_Min(double* pVal) noexcept override { return get(pVal, &PvGenFloat::GetMin); }
+    STDMETHODIMP get_Max(double* pVal) noexcept override { return get(pVal, &PvGenFloat::GetMax); }
+    STDMETHODIMP get_Representation(VexGenRepresentation* pVal) noexcept override
+    {
+        return get(pVal, &PvGenFloat::GetRepresentation);
+    }
+    STDMETHODIMP get_Unit(BSTR* pVal) noexcept override { return get(pVal, &PvGenFloat::GetUnit); }
 };

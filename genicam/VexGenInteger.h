@@ -6,10 +6,13 @@
 
 class CVexGenInteger : public ParameterObject<CVexGenInteger, PvGenInteger> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Value(__int64 pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Min(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Max(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Increment(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Representation(VexGenRepresentation* pVal) noexcept override;
+    STDMETHODIMP get_Value(__int64* pVal) noexcept override { return get(pVal, &PvGenInteger::GetValue); }
+    STDMETHODIMP put_Value(__int64 pVal) noexcept override { return set(&PvGenInteger::SetValue, pVal); }
+    STDMETHODIMP get_Min(__int64* pVal) noexcept override { return get(pVal, &PvGenInteger::GetMin); }
+    STDMETHODIMP get_Max(__int64* pVal) noexcept override { return get(pVal, &PvGenInteger::GetMax); }
+    STDMETHODIMP get_Increment(__int64* pVal) noexcept override { return get(pVal, &PvGenInteger::GetIncrement); }
+    STDMETHODIMP get_Representation(VexGenRepresentation* pVal) noexcept override
+    {
+        return get(pVal, &PvGenInteger::GetRepresentation);
+    }
 };

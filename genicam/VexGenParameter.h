@@ -2,7 +2,6 @@
 #pragma once
 
 #include "genicam/VexGenParameterList.h"
-#include "genicam/living_view.h"
 #include "sdk/genicam/PvGenParameter.h"
 #include "server/client_sink.h"
 #include "server/wrapper.h"
@@ -10,37 +9,85 @@
 /// A view of an SDK parameter.
 ///
 /// Thread safety: as Wrapper; the client's sink may be read from the SDK's threads while a client changes it.
-class CVexGenParameter : public vex::server::Wrapper<CVexGenParameter>, public LivingView<PvGenParameter> {
+class CVexGenParameter : public vex::server::Wrapper<CVexGenParameter>, public vex::server::SdkObject<PvGenParameter> {
 public:
     void final_release() noexcept;
 
     [[nodiscard]] const vex::server::ClientSink<IVexGenEventSink>& client_sink() const noexcept { return client_sink_; }
 
-    HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Type(VexGenType* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Category(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ToolTip(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DisplayName(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_NameSpace(VexGenNameSpace* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Visibility(VexGenVisibility* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_SelectedParameters(IVexGenParameterList** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_SelectingParameters(IVexGenParameterList** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_PollingTime(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_LastErrorMsg(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Node(INT_PTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsValueCached(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsPersistent(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsAvailable(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsWritable(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsReadable(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsSelector(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsStreamable(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE IsVisible(VexGenVisibility aCurrentVisibility, VARIANT_BOOL* visible) noexcept override;
-    HRESULT STDMETHODCALLTYPE ValueToString(BSTR* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE ValueFromString(BSTR aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE RegisterEventSink(IVexGenEventSink* aEventSink) noexcept override;
-    HRESULT STDMETHODCALLTYPE UnregisterEventSink(IVexGenEventSink* aEventSink) noexcept override;
+    STDMETHODIMP get_Name(BSTR* pVal) noexcept override;
+    STDMETHODIMP get_Type(VexGenType* pVal) noexcept override { return get(pVal, &PvGenParameter::GetType); }
+    STDMETHODIMP get_Category(BSTR* pVal) noexcept override { return get(pVal, &PvGenParameter::GetCategory); }
+    STDMETHODIMP get_ToolTip(BSTR* pVal) noexcept override { return get(pVal, &PvGenParameter::GetToolTip); }
+    STDMETHODIMP get_Description(BSTR* pVal) noexcept override { return get(pVal, &PvGenParameter::GetDescription); }
+    STDMETHODIMP get_DisplayName(BSTR* pVal) noexcept override { return get(pVal, &PvGenParameter::GetDisplayName); }
+    STDMETHODIMP get_NameSpace(VexGenNameSpace* pVal) noexcept override
+    {
+        return get(pVal, &PvGenParameter::GetNameSpace);
+    }
+    STDMETHODIMP get_Visibility(VexGenVisibility* pVal) noexcept override
+    {
+        return get(pVal, &PvGenParameter::GetVisibility);
+    }
+    STDMETHODIMP get_SelectedParameters(IVexGenParameterList** pVal) noexcept override
+    {
+        return show(pVal, selected_, &PvGenParameter::GetSelectedParameters);
+    }
+    STDMETHODIMP get_SelectingParameters(IVexGenParameterList** pVal) noexcept override
+    {
+        return show(pVal, selecting_, &PvGenParameter::GetSelectingParameters);
+    }
+    STDMETHODIMP get_PollingTime(__int64* pVal) noexcept override { return get(pVal, &PvGenParameter::GetPollingTime); }
+    STDMETHODIMP get_LastErrorMsg(BSTR* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::GetLastErrorMsg);
+    }
+    STDMETHODIMP get_Node(INT_PTR* pVal) noexcept override { return value(pVal, &PvGenParameter::GetNode); }
+    STDMETHODIMP get_IsValueCached(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsValueCached);
+    }
+    STDMETHODIMP get_IsPersistent(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsPersistent);
+    }
+    STDMETHODIMP get_IsAvailable(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsAvailable);
+    }
+    STDMETHODIMP get_IsWritable(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsWritable);
+    }
+    STDMETHODIMP get_IsReadable(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsReadable);
+    }
+    STDMETHODIMP get_IsSelector(VARIANT_BOOL* pVal) noexcept override { return get(pVal, &PvGenParameter::IsSelector); }
+    STDMETHODIMP get_IsStreamable(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameter::IsStreamable);
+    }
+    STDMETHODIMP IsVisible(VexGenVisibility aCurrentVisibility, VARIANT_BOOL* result) noexcept override
+    {
+        return value(result, &PvGenParameter::IsVisible, aCurrentVisibility);
+    }
+    STDMETHODIMP ValueToString(BSTR* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameter::ToString, aValue);
+    }
+    STDMETHODIMP ValueFromString(BSTR aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameter::FromString, aValue);
+    }
+    STDMETHODIMP RegisterEventSink(IVexGenEventSink* aEventSink) noexcept override
+    {
+        return client_sink_.set(aEventSink);
+    }
+    STDMETHODIMP UnregisterEventSink(IVexGenEventSink* /*aEventSink*/) noexcept override
+    {
+        return client_sink_.clear();
+    }
 
 private:
     /// A list that the SDK fills, and the one object that shows it.

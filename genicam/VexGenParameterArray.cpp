@@ -11,7 +11,6 @@
 using namespace vex;
 
 using server::from_bstr;
-using server::guarded;
 using server::not_null;
 
 namespace {
@@ -29,224 +28,101 @@ void CVexGenParameterArray::final_release() noexcept
     categories_by_index_.clear();
 }
 
-PvGenParameterArray* CVexGenParameterArray::sdk() const noexcept
-{
-    return owns_sdk_object() || !lifetime_.expired() ? SdkObject::sdk() : nullptr;
-}
-
-void CVexGenParameterArray::AttachSdkObject(PvGenParameterArray* borrowed) noexcept
-{
-    SdkObject::AttachSdkObject(borrowed);
-    lifetime_ = borrowed != nullptr ? borrowed->lifetime() : std::weak_ptr<const void>();
-}
-
-HRESULT CVexGenParameterArray::get_Count(unsigned int* pVal) noexcept
-{
-    return value(pVal, &PvGenParameterArray::GetCount);
-}
-
-HRESULT CVexGenParameterArray::get_CategoryCount(unsigned int* pVal) noexcept
-{
-    return value(pVal, &PvGenParameterArray::GetCategoryCount);
-}
-
-HRESULT CVexGenParameterArray::get_NodeMap(INT_PTR* pVal) noexcept
-{
-    return value(pVal, &PvGenParameterArray::GetNodeMap);
-}
-
 // ---- parameter objects ----
 
-HRESULT CVexGenParameterArray::GetByIndex(unsigned int aIndex, IVexGenParameter** out) noexcept
+HRESULT CVexGenParameterArray::GetByIndex(unsigned int aIndex, IVexGenParameter** result) noexcept
 {
     return guarded([&] {
-        *not_null(out) = nullptr;
-        return parameters_by_index_.look_up(aIndex, not_null(sdk())->Get(aIndex), out);
+        *not_null(result) = nullptr;
+        parameters_by_index_.look_up(aIndex, attached_sdk().Get(aIndex), result);
     });
 }
 
-HRESULT CVexGenParameterArray::GetByName(BSTR aName, IVexGenParameter** out) noexcept
+HRESULT CVexGenParameterArray::GetByName(BSTR aName, IVexGenParameter** result) noexcept
 {
     return guarded([&] {
-        *not_null(out) = nullptr;
-        return parameters_by_name_.look_up(key_of(aName), not_null(sdk())->Get(from_bstr(aName)), out);
+        *not_null(result) = nullptr;
+        parameters_by_name_.look_up(key_of(aName), attached_sdk().Get(from_bstr(aName)), result);
     });
 }
 
 template <class Kind, class Interface>
-HRESULT CVexGenParameterArray::typed(BSTR aName, Interface** out,
+HRESULT CVexGenParameterArray::typed(BSTR aName, Interface** result,
                                      typename Kind::SdkType* (PvGenParameterArray::*find)(const PvString&)
                                          const) noexcept
 {
     return guarded([&] {
-        *not_null(out) = nullptr;
+        *not_null(result) = nullptr;
         server::Ref<IVexGenParameter> object;
-        const HRESULT found =
-            parameters_by_name_.look_up(key_of(aName), (not_null(sdk())->*find)(from_bstr(aName)), object.put());
-        if (auto* typed_object = dynamic_cast<Kind*>(object.get()); typed_object != nullptr) {
-            typed_object->AddRef();
-            *out = typed_object;
-        }
-        return found;
+        parameters_by_name_.look_up(key_of(aName), (attached_sdk().*find)(from_bstr(aName)), object.put());
+        server::Ref(dynamic_cast<Kind*>(object.get())).copy_to(result);
     });
 }
 
-HRESULT CVexGenParameterArray::GetInteger(BSTR aName, IVexGenInteger** out) noexcept
+HRESULT CVexGenParameterArray::GetInteger(BSTR aName, IVexGenInteger** result) noexcept
 {
-    return typed<CVexGenInteger>(aName, out, &PvGenParameterArray::GetInteger);
+    return typed<CVexGenInteger>(aName, result, &PvGenParameterArray::GetInteger);
 }
 
-HRESULT CVexGenParameterArray::GetFloat(BSTR aName, IVexGenFloat** out) noexcept
+HRESULT CVexGenParameterArray::GetFloat(BSTR aName, IVexGenFloat** result) noexcept
 {
-    return typed<CVexGenFloat>(aName, out, &PvGenParameterArray::GetFloat);
+    return typed<CVexGenFloat>(aName, result, &PvGenParameterArray::GetFloat);
 }
 
-HRESULT CVexGenParameterArray::GetEnum(BSTR aName, IVexGenEnum** out) noexcept
+HRESULT CVexGenParameterArray::GetEnum(BSTR aName, IVexGenEnum** result) noexcept
 {
-    return typed<CVexGenEnum>(aName, out, &PvGenParameterArray::GetEnum);
+    return typed<CVexGenEnum>(aName, result, &PvGenParameterArray::GetEnum);
 }
 
-HRESULT CVexGenParameterArray::GetBoolean(BSTR aName, IVexGenBoolean** out) noexcept
+HRESULT CVexGenParameterArray::GetBoolean(BSTR aName, IVexGenBoolean** result) noexcept
 {
-    return typed<CVexGenBoolean>(aName, out, &PvGenParameterArray::GetBoolean);
+    return typed<CVexGenBoolean>(aName, result, &PvGenParameterArray::GetBoolean);
 }
 
-HRESULT CVexGenParameterArray::GetCommand(BSTR aName, IVexGenCommand** out) noexcept
+HRESULT CVexGenParameterArray::GetCommand(BSTR aName, IVexGenCommand** result) noexcept
 {
-    return typed<CVexGenCommand>(aName, out, &PvGenParameterArray::GetCommand);
+    return typed<CVexGenCommand>(aName, result, &PvGenParameterArray::GetCommand);
 }
 
-HRESULT CVexGenParameterArray::GetString(BSTR aName, IVexGenString** out) noexcept
+HRESULT CVexGenParameterArray::GetString(BSTR aName, IVexGenString** result) noexcept
 {
-    return typed<CVexGenString>(aName, out, &PvGenParameterArray::GetString);
+    return typed<CVexGenString>(aName, result, &PvGenParameterArray::GetString);
 }
 
-HRESULT CVexGenParameterArray::GetRegister(BSTR aName, IVexGenRegister** out) noexcept
+HRESULT CVexGenParameterArray::GetRegister(BSTR aName, IVexGenRegister** result) noexcept
 {
-    return typed<CVexGenRegister>(aName, out, &PvGenParameterArray::GetRegister);
+    return typed<CVexGenRegister>(aName, result, &PvGenParameterArray::GetRegister);
 }
 
 // ---- categories ----
 
 template <class Key>
-HRESULT CVexGenParameterArray::category(std::map<Key, server::Ref<CVexGenCategory>>& cache, const Key& key,
-                                        PvGenCategory* found, IVexGenCategory** out)
+void CVexGenParameterArray::category(std::map<Key, server::Ref<CVexGenCategory>>& cache, const Key& key,
+                                     PvGenCategory* found, IVexGenCategory** result)
 {
     if (found == nullptr) {
-        return S_OK;
+        return;
     }
     server::Ref<CVexGenCategory>& cached = cache[key];
     if (!cached) {
-        if (const HRESULT created = server::create_object(cached); FAILED(created)) {
-            return created;
-        }
+        cached = server::make<CVexGenCategory>();
     }
-    cached->AttachSdkObject(found, sdk()->lifetime());
-    *out = server::Ref(cached).detach();
-    return S_OK;
+    show_part(*cached, found);
+    cached.copy_to(result);
 }
 
-HRESULT CVexGenParameterArray::GetCategoryByIndex(unsigned int aIndex, IVexGenCategory** out) noexcept
+HRESULT CVexGenParameterArray::GetCategoryByIndex(unsigned int aIndex, IVexGenCategory** result) noexcept
 {
     return guarded([&] {
-        *not_null(out) = nullptr;
-        return category(categories_by_index_, std::uint32_t{aIndex}, not_null(sdk())->GetCategory(aIndex), out);
+        *not_null(result) = nullptr;
+        category(categories_by_index_, std::uint32_t{aIndex}, attached_sdk().GetCategory(aIndex), result);
     });
 }
 
-HRESULT CVexGenParameterArray::GetCategoryByName(BSTR aName, IVexGenCategory** out) noexcept
+HRESULT CVexGenParameterArray::GetCategoryByName(BSTR aName, IVexGenCategory** result) noexcept
 {
     return guarded([&] {
-        *not_null(out) = nullptr;
-        return category(categories_by_name_, key_of(aName), not_null(sdk())->GetCategory(from_bstr(aName)), out);
+        *not_null(result) = nullptr;
+        category(categories_by_name_, key_of(aName), attached_sdk().GetCategory(from_bstr(aName)), result);
     });
-}
-
-// ---- values by name ----
-
-HRESULT CVexGenParameterArray::InvalidateCache(IVexResult** out) noexcept
-{
-    return result(out, &PvGenParameterArray::InvalidateCache);
-}
-
-HRESULT CVexGenParameterArray::GetIntegerValue(BSTR aName, __int64* aValue, IVexResult** out) noexcept
-{
-    return result_with<std::int64_t>(out, aValue, [&](const PvGenParameterArray& array, std::int64_t& left) {
-        return array.GetIntegerValue(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::SetIntegerValue(BSTR aName, __int64 aValue, IVexResult** out) noexcept
-{
-    return result(out, [&](PvGenParameterArray& array) { return array.SetIntegerValue(from_bstr(aName), aValue); });
-}
-
-HRESULT CVexGenParameterArray::GetFloatValue(BSTR aName, double* aValue, IVexResult** out) noexcept
-{
-    return result_with<double>(out, aValue, [&](const PvGenParameterArray& array, double& left) {
-        return array.GetFloatValue(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::SetFloatValue(BSTR aName, double aValue, IVexResult** out) noexcept
-{
-    return result(out, [&](PvGenParameterArray& array) { return array.SetFloatValue(from_bstr(aName), aValue); });
-}
-
-HRESULT CVexGenParameterArray::GetEnumValueStr(BSTR aName, BSTR* aValue, IVexResult** out) noexcept
-{
-    return result_with<PvString>(out, aValue, [&](const PvGenParameterArray& array, PvString& left) {
-        return array.GetEnumValue(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::GetEnumValueInt(BSTR aName, __int64* aValue, IVexResult** out) noexcept
-{
-    return result_with<std::int64_t>(out, aValue, [&](const PvGenParameterArray& array, std::int64_t& left) {
-        return array.GetEnumValue(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::SetEnumValueStr(BSTR aName, BSTR aValue, IVexResult** out) noexcept
-{
-    return result(out,
-                  [&](PvGenParameterArray& array) { return array.SetEnumValue(from_bstr(aName), from_bstr(aValue)); });
-}
-
-HRESULT CVexGenParameterArray::SetEnumValueInt(BSTR aName, __int64 aValue, IVexResult** out) noexcept
-{
-    return result(
-        out, [&](PvGenParameterArray& array) { return array.SetEnumValue(from_bstr(aName), std::int64_t{aValue}); });
-}
-
-HRESULT CVexGenParameterArray::GetBooleanValue(BSTR aName, VARIANT_BOOL* aValue, IVexResult** out) noexcept
-{
-    return result_with<bool>(out, aValue, [&](const PvGenParameterArray& array, bool& left) {
-        return array.GetBooleanValue(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::SetBooleanValue(BSTR aName, VARIANT_BOOL aValue, IVexResult** out) noexcept
-{
-    return result(out, [&](PvGenParameterArray& array) {
-        return array.SetBooleanValue(from_bstr(aName), server::from_variant_bool(aValue));
-    });
-}
-
-HRESULT CVexGenParameterArray::GetStringValue(BSTR aName, BSTR* aValue, IVexResult** out) noexcept
-{
-    return result_with<PvString>(out, aValue, [&](const PvGenParameterArray& array, PvString& left) {
-        return array.GetString(from_bstr(aName), left);
-    });
-}
-
-HRESULT CVexGenParameterArray::SetStringValue(BSTR aName, BSTR aValue, IVexResult** out) noexcept
-{
-    return result(out,
-                  [&](PvGenParameterArray& array) { return array.SetString(from_bstr(aName), from_bstr(aValue)); });
-}
-
-HRESULT CVexGenParameterArray::ExecuteCommand(BSTR aName, IVexResult** out) noexcept
-{
-    return result(out, [&](PvGenParameterArray& array) { return array.ExecuteCommand(from_bstr(aName)); });
 }

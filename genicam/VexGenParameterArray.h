@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 
 #include "genicam/VexGenCategory.h"
@@ -19,51 +18,97 @@ class CVexGenParameterArray : public vex::server::Wrapper<CVexGenParameterArray>
 public:
     void final_release() noexcept;
 
-    /// Null when nothing is attached, and when the array that was lent has gone.
-    [[nodiscard]] PvGenParameterArray* sdk() const noexcept;
-    void AttachSdkObject(PvGenParameterArray* borrowed) noexcept;
-
-    HRESULT STDMETHODCALLTYPE get_Count(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_CategoryCount(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_NodeMap(INT_PTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetByIndex(unsigned int aIndex, IVexGenParameter** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetByName(BSTR aName, IVexGenParameter** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE InvalidateCache(IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetInteger(BSTR aName, IVexGenInteger** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetFloat(BSTR aName, IVexGenFloat** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetEnum(BSTR aName, IVexGenEnum** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetBoolean(BSTR aName, IVexGenBoolean** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetCommand(BSTR aName, IVexGenCommand** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetString(BSTR aName, IVexGenString** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetRegister(BSTR aName, IVexGenRegister** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetCategoryByIndex(unsigned int aIndex, IVexGenCategory** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetCategoryByName(BSTR aName, IVexGenCategory** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR aName, __int64* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetIntegerValue(BSTR aName, __int64 aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetFloatValue(BSTR aName, double* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetFloatValue(BSTR aName, double aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetEnumValueStr(BSTR aName, BSTR* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetEnumValueInt(BSTR aName, __int64* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetEnumValueStr(BSTR aName, BSTR aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetEnumValueInt(BSTR aName, __int64 aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetBooleanValue(BSTR aName, VARIANT_BOOL* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetBooleanValue(BSTR aName, VARIANT_BOOL aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetStringValue(BSTR aName, BSTR* aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetStringValue(BSTR aName, BSTR aValue, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE ExecuteCommand(BSTR aName, IVexResult** out) noexcept override;
+    STDMETHODIMP get_Count(unsigned int* pVal) noexcept override { return value(pVal, &PvGenParameterArray::GetCount); }
+    STDMETHODIMP get_CategoryCount(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvGenParameterArray::GetCategoryCount);
+    }
+    STDMETHODIMP get_NodeMap(INT_PTR* pVal) noexcept override { return value(pVal, &PvGenParameterArray::GetNodeMap); }
+    STDMETHODIMP GetByIndex(unsigned int aIndex, IVexGenParameter** result) noexcept override;
+    STDMETHODIMP GetByName(BSTR aName, IVexGenParameter** result) noexcept override;
+    STDMETHODIMP InvalidateCache(IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::InvalidateCache);
+    }
+    STDMETHODIMP GetInteger(BSTR aName, IVexGenInteger** result) noexcept override;
+    STDMETHODIMP GetFloat(BSTR aName, IVexGenFloat** result) noexcept override;
+    STDMETHODIMP GetEnum(BSTR aName, IVexGenEnum** result) noexcept override;
+    STDMETHODIMP GetBoolean(BSTR aName, IVexGenBoolean** result) noexcept override;
+    STDMETHODIMP GetCommand(BSTR aName, IVexGenCommand** result) noexcept override;
+    STDMETHODIMP GetString(BSTR aName, IVexGenString** result) noexcept override;
+    STDMETHODIMP GetRegister(BSTR aName, IVexGenRegister** result) noexcept override;
+    STDMETHODIMP GetCategoryByIndex(unsigned int aIndex, IVexGenCategory** result) noexcept override;
+    STDMETHODIMP GetCategoryByName(BSTR aName, IVexGenCategory** result) noexcept override;
+    STDMETHODIMP GetIntegerValue(BSTR aName, __int64* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::GetIntegerValue, aName, aValue);
+    }
+    STDMETHODIMP SetIntegerValue(BSTR aName, __int64 aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::SetIntegerValue, aName, aValue);
+    }
+    STDMETHODIMP GetFloatValue(BSTR aName, double* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::GetFloatValue, aName, aValue);
+    }
+    STDMETHODIMP SetFloatValue(BSTR aName, double aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::SetFloatValue, aName, aValue);
+    }
+    STDMETHODIMP GetEnumValueStr(BSTR aName, BSTR* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvString&, PvString&) const>(&PvGenParameterArray::GetEnumValue),
+                      aName, aValue);
+    }
+    STDMETHODIMP GetEnumValueInt(BSTR aName, __int64* aValue, IVexResult** result) noexcept override
+    {
+        return report(result,
+                      overload<PvResult(const PvString&, std::int64_t&) const>(&PvGenParameterArray::GetEnumValue),
+                      aName, aValue);
+    }
+    STDMETHODIMP SetEnumValueStr(BSTR aName, BSTR aValue, IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvString&, const PvString&)>(&PvGenParameterArray::SetEnumValue),
+                      aName, aValue);
+    }
+    STDMETHODIMP SetEnumValueInt(BSTR aName, __int64 aValue, IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvString&, std::int64_t)>(&PvGenParameterArray::SetEnumValue),
+                      aName, aValue);
+    }
+    STDMETHODIMP GetBooleanValue(BSTR aName, VARIANT_BOOL* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::GetBooleanValue, aName, aValue);
+    }
+    STDMETHODIMP SetBooleanValue(BSTR aName, VARIANT_BOOL aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::SetBooleanValue, aName, aValue);
+    }
+    STDMETHODIMP GetStringValue(BSTR aName, BSTR* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvString&, PvString&) const>(&PvGenParameterArray::GetString),
+                      aName, aValue);
+    }
+    STDMETHODIMP SetStringValue(BSTR aName, BSTR aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::SetString, aName, aValue);
+    }
+    STDMETHODIMP ExecuteCommand(BSTR aName, IVexResult** result) noexcept override
+    {
+        return report(result, &PvGenParameterArray::ExecuteCommand, aName);
+    }
 
 private:
     /// The cached object of a name, asked for as one kind.
     template <class Kind, class Interface>
-    HRESULT typed(BSTR aName, Interface** out,
+    HRESULT typed(BSTR aName, Interface** result,
                   typename Kind::SdkType* (PvGenParameterArray::*find)(const PvString&) const) noexcept;
 
     /// The cached object of a category that the array has.
     template <class Key>
-    HRESULT category(std::map<Key, vex::server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
-                     IVexGenCategory** out);
+    void category(std::map<Key, vex::server::Ref<CVexGenCategory>>& cache, const Key& key, PvGenCategory* found,
+                  IVexGenCategory** result);
 
-    std::weak_ptr<const void> lifetime_;  // of a borrowed array
     ParameterCache<std::wstring> parameters_by_name_;
     ParameterCache<std::uint32_t> parameters_by_index_;
     std::map<std::wstring, vex::server::Ref<CVexGenCategory>> categories_by_name_;

@@ -1,7 +1,6 @@
 #include "genicam/VexGenRegister.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 using namespace vex;
@@ -12,16 +11,11 @@ namespace {
 /// array that starts above 0 holds less than that, and then stands-in memory of the full length is used.
 class TransferBlock {
 public:
+    /// Throws when the array cannot be used.
     explicit TransferBlock(SAFEARRAY* array) : lock_(array)
     {
         LONG upper = -1;
-        status_ = SafeArrayGetUBound(array, 1, &upper);
-        if (SUCCEEDED(status_)) {
-            status_ = lock_.status();
-        }
-        if (FAILED(status_)) {
-            return;
-        }
+        server::require(SafeArrayGetUBound(array, 1, &upper));
         count_ = std::int64_t{upper} + 1;
         held_ = array->cbElements;
         for (USHORT dimension = 0; dimension < array->cDims; ++dimension) {
@@ -33,8 +27,6 @@ public:
         }
     }
 
-    /// S_OK, or why the array cannot be used.
-    [[nodiscard]] HRESULT status() const noexcept { return status_; }
     [[nodiscard]] std::int64_t count() const noexcept { return count_; }
     [[nodiscard]] std::uint8_t* data() noexcept { return stand_in_.empty() ? lock_.data() : stand_in_.data(); }
     /// Brings what was read into the array, as far as it goes.
@@ -42,7 +34,6 @@ public:
 
 private:
     server::ArrayLock lock_;
-    HRESULT status_ = S_OK;
     std::int64_t count_ = 0;
     std::int64_t held_ = 0;
     std::vector<std::uint8_t> stand_in_;
@@ -50,30 +41,20 @@ private:
 
 }  // namespace
 
-HRESULT CVexGenRegister::get_Length(__int64* pVal) noexcept { return get(pVal, &PvGenRegister::GetLength); }
-
-HRESULT CVexGenRegister::Set(SAFEARRAY* aBuffer, IVexResult** out) noexcept
+HRESULT CVexGenRegister::Set(SAFEARRAY* aBuffer, IVexResult** result) noexcept
 {
-    return server::guarded([&] {
+    return report(result, [&](PvGenRegister& bytes) {
         TransferBlock block(aBuffer);
-        if (FAILED(block.status())) {
-            return block.status();
-        }
-        return result(out, [&](PvGenRegister& bytes) { return bytes.Set(block.data(), block.count()); });
+        return bytes.Set(block.data(), block.count());
     });
 }
 
-HRESULT CVexGenRegister::Get(SAFEARRAY* aBuffer, IVexResult** out) noexcept
+HRESULT CVexGenRegister::Get(SAFEARRAY* aBuffer, IVexResult** result) noexcept
 {
-    return server::guarded([&] {
+    return report(result, [&](PvGenRegister& bytes) {
         TransferBlock block(aBuffer);
-        if (FAILED(block.status())) {
-            return block.status();
-        }
-        return result(out, [&](PvGenRegister& bytes) {
-            PvResult read = bytes.Get(block.data(), block.count());
-            block.store();
-            return read;
-        });
+        PvResult read = bytes.Get(block.data(), block.count());
+        block.store();
+        return read;
     });
 }

@@ -6,7 +6,7 @@
 
 class CVexGenRegister : public ParameterObject<CVexGenRegister, PvGenRegister> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Length(__int64* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE Set(SAFEARRAY* aBuffer, IVexResult** out) noexcept override;
-    HRESULT STDMETHODCALLTYPE Get(SAFEARRAY* aBuffer, IVexResult** out) noexcept override;
+    STDMETHODIMP get_Length(__int64* pVal) noexcept override { return get(pVal, &PvGenRegister::GetLength); }
+    STDMETHODIMP Set(SAFEARRAY* aBuffer, IVexResult** result) noexcept override;
+    STDMETHODIMP Get(SAFEARRAY* aBuffer, IVexResult** result) noexcept override;
 };

@@ -6,7 +6,7 @@
 
 class CVexGenString : public ParameterObject<CVexGenString, PvGenString> {
 public:
-    HRESULT STDMETHODCALLTYPE get_Value(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Value(BSTR pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_MaxLength(__int64* pVal) noexcept override;
+    STDMETHODIMP get_Value(BSTR* pVal) noexcept override { return get(pVal, &PvGenString::GetValue); }
+    STDMETHODIMP put_Value(BSTR pVal) noexcept override { return set(&PvGenString::SetValue, pVal); }
+    STDMETHODIMP get_MaxLength(__int64* pVal) noexcept override { return get(pVal, &PvGenString::GetMaxLength); }
 };

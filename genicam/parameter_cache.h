@@ -11,22 +11,19 @@ template <class Key>
 class ParameterCache {
 public:
     /// The object for an SDK parameter, with a reference for the caller: the cached one when it can be pointed at the
-    /// parameter, else a new one that takes its place. Null and S_OK for a null parameter; the cache is not touched
-    /// then.
-    HRESULT look_up(const Key& key, PvGenParameter* parameter, IVexGenParameter** out)
+    /// parameter, else a new one that takes its place. Null for a null parameter; the cache is not touched then.
+    /// Throws when no object can be made.
+    void look_up(const Key& key, PvGenParameter* parameter, IVexGenParameter** out)
     {
         *out = nullptr;
         if (parameter == nullptr) {
-            return S_OK;
+            return;
         }
         vex::server::Ref<IVexGenParameter>& cached = objects_[key];
         if (!rebind_parameter(cached.get(), parameter)) {
-            if (const HRESULT made = make_parameter(parameter, cached); FAILED(made)) {
-                return made;
-            }
+            cached = make_parameter(parameter);
         }
-        *out = vex::server::Ref(cached).detach();
-        return S_OK;
+        cached.copy_to(out);
     }
 
     /// Releases all objects.

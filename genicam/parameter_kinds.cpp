@@ -23,24 +23,19 @@ bool any_kind(Visit&& visit)
 
 }  // namespace
 
-HRESULT make_parameter(PvGenParameter* parameter, server::Ref<IVexGenParameter>& object) noexcept
+server::Ref<IVexGenParameter> make_parameter(PvGenParameter* parameter)
 {
-    object.reset();
-    HRESULT made = S_OK;
+    server::Ref<IVexGenParameter> object;
     any_kind([&]<class Kind>() {
         auto* typed = dynamic_cast<typename Kind::SdkType*>(parameter);
-        if (typed == nullptr) {
-            return false;
+        if (typed != nullptr) {
+            const server::Ref<Kind> made = server::make<Kind>();
+            made->AttachSdkObject(typed);
+            object = server::Ref<IVexGenParameter>(made.get());
         }
-        server::Ref<Kind> created;
-        made = server::create_object(created);
-        if (SUCCEEDED(made)) {
-            created->AttachSdkObject(typed);
-            object = server::Ref<IVexGenParameter>(created.get());
-        }
-        return true;
+        return typed != nullptr;
     });
-    return made;
+    return object;
 }
 
 bool rebind_parameter(IVexGenParameter* object, PvGenParameter* parameter) noexcept
@@ -60,17 +55,10 @@ bool rebind_parameter(IVexGenParameter* object, PvGenParameter* parameter) noexc
 
 PvGenParameter* sdk_parameter_of(IVexGenParameter* object) noexcept
 {
-    // another module's object may not know C++ casts
-    if (!server::Module::implements(object)) {
-        return nullptr;
-    }
     PvGenParameter* found = nullptr;
     any_kind([&]<class Kind>() {
-        auto* wrapper = dynamic_cast<Kind*>(object);
-        if (wrapper != nullptr) {
-            found = wrapper->sdk();
-        }
-        return wrapper != nullptr;
+        found = server::sdk_if<typename Kind::SdkType>(object);
+        return found != nullptr;
     });
     return found;
 }

@@ -5,13 +5,13 @@
 #include "server/ref.h"
 #include "server/type_library.h"
 
-/// Makes a parameter object for an SDK parameter, attached to it and listening to its changes. Null, and S_OK, for a
-/// null parameter and for one of none of the seven kinds.
-HRESULT make_parameter(PvGenParameter* parameter, vex::server::Ref<IVexGenParameter>& object) noexcept;
+/// Makes a parameter object for an SDK parameter, attached to it and listening to its changes. Null for a null
+/// parameter and for one of none of the seven kinds. Throws when no object can be made.
+[[nodiscard]] vex::server::Ref<IVexGenParameter> make_parameter(PvGenParameter* parameter);
 
 /// Points a parameter object of this library at another SDK parameter of the same kind. False, and nothing is changed,
 /// when the kinds differ or either is null.
 bool rebind_parameter(IVexGenParameter* object, PvGenParameter* parameter) noexcept;
 
-/// The SDK parameter behind one of the seven kinds of objects; null for any other object.
+/// The SDK parameter behind one of the seven kinds of objects; null for any other object, and when it has gone.
 [[nodiscard]] PvGenParameter* sdk_parameter_of(IVexGenParameter* object) noexcept;

@@ -4,7 +4,6 @@
 #include <memory>
 #include <utility>
 
-#include "genicam/living_view.h"
 #include "genicam/parameter_link.h"
 #include "genicam/parameter_members.h"
 #include "server/wrapper.h"
@@ -15,29 +14,18 @@
 template <class T, class Sdk>
 class ParameterObject
     : public vex::server::Wrapper<T, ParameterMembers<typename vex::server::ClassFacts<T>::Interface>>,
-      public LivingView<Sdk>,
+      public vex::server::SdkObject<Sdk, PvGenParameter>,
       private ParameterListener {
 public:
-    HRESULT final_construct() { return this->make_base_object(); }
+    void final_construct() { this->make_base_object(); }
     void final_release() noexcept
     {
         if (link_) {
             link_->cut();
             // a link that tells nobody would cost every later change of a parameter that outlives its objects
-            if (Sdk* parameter = heard_.sdk(); parameter != nullptr) {
-                parameter->UnregisterEventSink(link_.get());
+            if (!heard_lifetime_.is_over()) {
+                heard_->UnregisterEventSink(link_.get());
             }
-        }
-    }
-
-    /// Points the object at an SDK parameter, and starts to listen to that parameter's changes the first time. Pointed
-    /// at another parameter later, it keeps listening to the first.
-    void AttachSdkObject(Sdk* parameter) noexcept
-    {
-        LivingView<Sdk>::AttachSdkObject(parameter);
-        this->base_object().AttachSdkObject(parameter);
-        if (parameter != nullptr && std::exchange(registration_pending_, false)) {
-            listen_to(*parameter);
         }
     }
 
@@ -46,8 +34,15 @@ protected:
     ~ParameterObject() = default;
 
 private:
-    /// The parameter whose changes are heard, which may be another than the one that is shown.
-    class Heard : public LivingView<Sdk> {};
+    /// Starts to listen to the parameter's changes the first time. Pointed at another parameter later, the object keeps
+    /// listening to the first.
+    void attached(Sdk* parameter) noexcept final
+    {
+        this->base_object().AttachSdkObject(parameter);
+        if (parameter != nullptr && std::exchange(registration_pending_, false)) {
+            listen_to(*parameter);
+        }
+    }
 
     /// A parameter that takes no sink is shown all the same.
     void listen_to(Sdk& parameter) noexcept
@@ -56,7 +51,8 @@ private:
             ParameterListener& listener = *this;
             link_ = std::make_shared<ParameterLink>(listener);
             parameter.KeepEventSink(link_);
-            heard_.AttachSdkObject(&parameter);
+            heard_ = &parameter;
+            heard_lifetime_ = parameter.lifetime();
         } catch (...) {
             link_.reset();
         }
@@ -88,5 +84,7 @@ private:
 
     bool registration_pending_ = true;
     std::shared_ptr<ParameterLink> link_;
-    Heard heard_;
+    // the parameter whose changes are heard, which may be another than the one that is shown
+    Sdk* heard_ = nullptr;
+    vex::server::Lifetime heard_lifetime_;
 };

@@ -9,14 +9,14 @@ class CVexResult : public vex::server::Wrapper<CVexResult> {
 public:
     [[nodiscard]] PvResult* sdk() noexcept { return &result_; }
 
-    HRESULT STDMETHODCALLTYPE get_Code(VexResultCode* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Code(VexResultCode pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Description(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_Description(BSTR pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsFailure(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsOK(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsPending(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsSuccess(VARIANT_BOOL* pVal) noexcept override;
+    STDMETHODIMP get_Code(VexResultCode* pVal) noexcept override { return value(pVal, &PvResult::GetCode); }
+    STDMETHODIMP put_Code(VexResultCode pVal) noexcept override { return set(&PvResult::SetCode, pVal); }
+    STDMETHODIMP get_Description(BSTR* pVal) noexcept override { return value(pVal, &PvResult::GetDescription); }
+    STDMETHODIMP put_Description(BSTR pVal) noexcept override { return set(&PvResult::SetDescription, pVal); }
+    STDMETHODIMP get_IsFailure(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvResult::IsFailure); }
+    STDMETHODIMP get_IsOK(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvResult::IsOK); }
+    STDMETHODIMP get_IsPending(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvResult::IsPending); }
+    STDMETHODIMP get_IsSuccess(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvResult::IsSuccess); }
 
 private:
     PvResult result_;

@@ -62,13 +62,11 @@ HRESULT convert(const VARIANT& element, VARTYPE type, unsigned char* place, std:
     return changed;
 }
 
-HRESULT convert_all(SAFEARRAY* from, SAFEARRAY* to, VARTYPE type) noexcept
+/// Throws when either array cannot be locked.
+HRESULT convert_all(SAFEARRAY* from, SAFEARRAY* to, VARTYPE type)
 {
     const ArrayLock source(from);
     const ArrayLock target(to);
-    if (FAILED(source.status()) || FAILED(target.status())) {
-        return FAILED(source.status()) ? source.status() : target.status();
-    }
     const VARTYPE given = element_type(from);
     const std::size_t from_size = SafeArrayGetElemsize(from);
     const std::size_t to_size = SafeArrayGetElemsize(to);
@@ -99,7 +97,7 @@ HRESULT convert_array(SAFEARRAY* from, VARTYPE type, SAFEARRAY** array)
     if (made == nullptr) {
         return E_OUTOFMEMORY;
     }
-    const HRESULT converted = convert_all(from, made, type);
+    const HRESULT converted = guarded([&] { return convert_all(from, made, type); });
     if (FAILED(converted)) {
         SafeArrayDestroy(made);
         return converted;
@@ -155,7 +153,9 @@ HRESULT object_to_bytes(IDispatch* object, SAFEARRAY** bytes)
             return DISP_E_TYPEMISMATCH;
         }
     }
-    return bytes_to_array(read.data() != nullptr ? static_cast<const void*>(read.data()) : "", length, bytes);
+    static constexpr unsigned char nothing = 0;
+    *bytes = new_byte_array({length != 0 ? read.data() : &nothing, length});
+    return S_OK;
 }
 
 void set_property(IDispatch& object, std::wstring name, unsigned char value)
@@ -172,12 +172,26 @@ void set_property(IDispatch& object, std::wstring name, unsigned char value)
     }
 }
 
-HRESULT fill_object(const unsigned char* bytes, std::size_t count, IDispatch& object)
+void fill_object(const unsigned char* bytes, std::size_t count, IDispatch& object)
 {
     for (std::size_t at = 0; at < count; ++at) {
         set_property(object, std::to_wstring(at), bytes[at]);
     }
-    return S_OK;
+}
+
+void fill_array(unsigned char* values, SAFEARRAY* from, SAFEARRAY* caller)
+{
+    const ArrayLock to(caller);
+    if (element_type(caller) != VT_VARIANT) {
+        return;
+    }
+    const VARTYPE type = element_type(from);
+    const std::size_t size = SafeArrayGetElemsize(from);
+    const std::size_t both = std::min(element_count(from), element_count(caller));
+    for (std::size_t at = 0; at < both; ++at) {
+        VARIANT element = view(values + at * size, type, size);
+        VariantCopy(reinterpret_cast<VARIANT*>(to.data()) + at, &element);
+    }
 }
 
 }  // namespace
@@ -192,27 +206,14 @@ HRESULT elements_to_array(VARIANT& elements, VARTYPE type, SAFEARRAY** array) no
 
 void fill_elements(SAFEARRAY* array, VARIANT& elements) noexcept
 {
-    const ArrayLock from(array);
-    if (FAILED(from.status())) {
-        return;
-    }
-    if (V_VT(&elements) == VT_DISPATCH) {
-        static_cast<void>(
-            guarded([&] { return fill_object(from.data(), element_count(array), *V_DISPATCH(&elements)); }));
-        return;
-    }
-    SAFEARRAY* caller = array_of(elements);
-    const ArrayLock to(caller);
-    if (FAILED(to.status()) || element_type(caller) != VT_VARIANT) {
-        return;
-    }
-    const VARTYPE type = element_type(array);
-    const std::size_t size = SafeArrayGetElemsize(array);
-    const std::size_t both = std::min(element_count(array), element_count(caller));
-    for (std::size_t at = 0; at < both; ++at) {
-        VARIANT element = view(from.data() + at * size, type, size);
-        VariantCopy(reinterpret_cast<VARIANT*>(to.data()) + at, &element);
-    }
+    static_cast<void>(guarded([&] {
+        const ArrayLock from(array);
+        if (V_VT(&elements) == VT_DISPATCH) {
+            fill_object(from.data(), element_count(array), *V_DISPATCH(&elements));
+        } else {
+            fill_array(from.data(), array, array_of(elements));
+        }
+    }));
 }
 
 }  // namespace vex::server

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <string>
+
+#include "server/wall.h"
 
 namespace vex::server {
 
@@ -16,48 +19,35 @@ std::size_t allocated_bytes(const SAFEARRAY& array) noexcept
 
 }  // namespace
 
-HRESULT bytes_to_array(const void* data, std::size_t size, SAFEARRAY** out) noexcept
+SAFEARRAY* new_byte_array(std::span<const std::uint8_t> bytes)
 {
-    if (out == nullptr) {
-        return E_POINTER;
+    if (bytes.data() == nullptr) {
+        return nullptr;
     }
-    *out = nullptr;
-    if (data == nullptr) {
-        return S_OK;
-    }
-    SAFEARRAY* array = size <= std::numeric_limits<ULONG>::max()
-                           ? SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(size))
+    SAFEARRAY* array = bytes.size() <= std::numeric_limits<ULONG>::max()
+                           ? SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()))
                            : nullptr;
     if (array == nullptr) {
-        return E_OUTOFMEMORY;
+        throw HresultError{E_OUTOFMEMORY,
+                           "There is no memory for an array of " + std::to_string(bytes.size()) + " bytes"};
     }
-    {
-        const ArrayLock lock(array);
-        if (FAILED(lock.status())) {
-            SafeArrayDestroy(array);
-            return lock.status();
-        }
-        if (size != 0) {
-            std::memcpy(lock.data(), data, size);
-        }
+    if (!bytes.empty()) {
+        // nobody else knows the array yet, so it needs no lock
+        std::memcpy(array->pvData, bytes.data(), bytes.size());
     }
-    *out = array;
-    return S_OK;
+    return array;
 }
 
-HRESULT array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size) noexcept
+void array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size)
 {
     if (SafeArrayGetDim(array) != 1) {
-        return E_INVALIDARG;
+        throw HresultError{E_INVALIDARG, "The array does not have exactly one dimension"};
     }
     if (block == nullptr) {
-        return S_OK;
+        return;
     }
     const std::size_t count = std::min(array_byte_count(array), block_size);
     const ArrayLock lock(array);
-    if (FAILED(lock.status())) {
-        return lock.status();
-    }
     const std::size_t held = std::min(count, allocated_bytes(*array));
     if (held != 0) {
         std::memcpy(block, lock.data(), held);
@@ -67,7 +57,6 @@ HRESULT array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size) no
         ReadProcessMemory(GetCurrentProcess(), lock.data() + held, static_cast<unsigned char*>(block) + held,
                           count - held, nullptr);
     }
-    return S_OK;
 }
 
 std::size_t array_byte_count(SAFEARRAY* array) noexcept
@@ -79,20 +68,14 @@ std::size_t array_byte_count(SAFEARRAY* array) noexcept
     return static_cast<std::size_t>(upper) + 1;
 }
 
-ArrayLock::ArrayLock(SAFEARRAY* array) noexcept : array_(array)
+ArrayLock::ArrayLock(SAFEARRAY* array, int position) : array_(array)
 {
     void* data = nullptr;
-    status_ = SafeArrayAccessData(array, &data);
-    if (SUCCEEDED(status_)) {
-        data_ = static_cast<unsigned char*>(data);
+    if (const HRESULT locked = SafeArrayAccessData(array, &data); FAILED(locked)) {
+        const std::string which = position != 0 ? "Argument " + std::to_string(position) : std::string("The argument");
+        throw HresultError{locked, which + (array == nullptr ? " is not an array" : ", an array, cannot be locked")};
     }
-}
-
-ArrayLock::~ArrayLock()
-{
-    if (SUCCEEDED(status_)) {
-        SafeArrayUnaccessData(array_);
-    }
+    data_ = static_cast<unsigned char*>(data);
 }
 
 }  // namespace vex::server

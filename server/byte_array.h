@@ -2,21 +2,23 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 
 #include "server/com.h"
 
 namespace vex::server {
 
-/// Makes a new array of `size` bytes copied from `data`, owned by the caller. Null data gives a null array.
-/// E_POINTER for a null `out`, E_OUTOFMEMORY when the array cannot be made; a failed lock's own HRESULT.
-HRESULT bytes_to_array(const void* data, std::size_t size, SAFEARRAY** out) noexcept;
+/// A new array with a copy of the bytes, owned by the caller; null for null data. Throws E_OUTOFMEMORY when the array
+/// cannot be made.
+[[nodiscard]] SAFEARRAY* new_byte_array(std::span<const std::uint8_t> bytes);
 
 /// Copies an array's bytes into a block of `block_size` bytes: the array's upper bound plus one (the lower bound is not
 /// consulted) or the block's size, whichever is smaller, from the start of the array. The rest of the block keeps its
 /// contents. A null block takes nothing and is no failure.
-/// E_INVALIDARG for an array that does not have exactly one dimension; a null array has none. A failed lock's own
-/// HRESULT.
-HRESULT array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size) noexcept;
+/// Throws E_INVALIDARG for an array that does not have exactly one dimension; a null array has none. A failed lock's
+/// own HRESULT.
+void array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size);
 
 /// The number of bytes the contract takes an array to hold: its upper bound plus one. 0 for a null array.
 [[nodiscard]] std::size_t array_byte_count(SAFEARRAY* array) noexcept;
@@ -24,19 +26,19 @@ HRESULT array_to_bytes(SAFEARRAY* array, void* block, std::size_t block_size) no
 /// Holds an array's data locked, for the duration of the SDK call that reads or fills it in place.
 class ArrayLock {
 public:
-    explicit ArrayLock(SAFEARRAY* array) noexcept;
+    /// Throws the HRESULT of a failed lock: E_INVALIDARG for a null array. `position` counts a member's arguments from
+    /// 1; 0 where there is but one.
+    explicit ArrayLock(SAFEARRAY* array, int position = 0);
     ArrayLock(const ArrayLock&) = delete;
     ArrayLock& operator=(const ArrayLock&) = delete;
-    ~ArrayLock();
+    ~ArrayLock() { SafeArrayUnaccessData(array_); }
 
-    /// S_OK, or why the array could not be locked; data() is null then.
-    [[nodiscard]] HRESULT status() const noexcept { return status_; }
     [[nodiscard]] unsigned char* data() const noexcept { return data_; }
+    operator unsigned char*() const noexcept { return data_; }  // NOLINT(google-explicit-constructor)
 
 private:
     SAFEARRAY* array_;
     unsigned char* data_ = nullptr;
-    HRESULT status_;
 };
 
 }  // namespace vex::server

@@ -1,5 +1,7 @@
 #include "server/convert.h"
 
+#include <string>
+
 namespace vex::server {
 
 BSTR to_bstr(const PvString& text) noexcept
@@ -25,6 +27,13 @@ BSTR to_bstr(const PvString& text) noexcept
     } catch (...) {
         return nullptr;
     }
+}
+
+void throw_null_output(int position)
+{
+    throw HresultError{E_POINTER, position != 0
+                                      ? "The pointer for the value of argument " + std::to_string(position) + " is null"
+                                      : std::string("The pointer for a value is null")};
 }
 
 }  // namespace vex::server

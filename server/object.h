@@ -45,7 +45,8 @@ inline constexpr bool has_final_construct =
 
 /// A plain instance of an implementation class. T supplies:
 ///   void* find_interface(REFIID)            the class's interfaces, null for one it does not have
-///   HRESULT final_construct()               makes the SDK object and the children; may throw; runs with a raised count
+///   void* find_sdk_face(REFIID)             its private face, for another wrapper that has it as an argument
+///   void final_construct()                  makes the SDK object and the children; throws; runs with a raised count
 ///   NoFinalConstruct                        the type of &T::final_construct where T does nothing there
 ///   void final_release() noexcept           runs before destruction, while the object is still whole
 template <class T>
@@ -79,8 +80,8 @@ public:
         }
         void* const found = this->find_interface(iid);
         if (found == nullptr) {
-            *object = nullptr;
-            return E_NOINTERFACE;
+            *object = this->find_sdk_face(iid);  // without a reference
+            return *object != nullptr ? S_OK : E_NOINTERFACE;
         }
         // before anything is stored: the processor would have to finish that first
         references_.add();
@@ -136,6 +137,9 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override
     {
+        if (object != nullptr && (*object = this->find_sdk_face(iid)) != nullptr) {
+            return S_OK;  // the outer object need not know it
+        }
         return outer_->QueryInterface(iid, object);
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override { return outer_->AddRef(); }

@@ -39,6 +39,12 @@ public:
             old->Release();
         }
     }
+    /// Stores the pointer with a reference for whom it is stored; null stays null.
+    template <class Interface>
+    void copy_to(Interface** out) const noexcept
+    {
+        *out = Ref(*this).detach();
+    }
     /// Hands the reference to the caller.
     [[nodiscard]] T* detach() noexcept { return std::exchange(object_, nullptr); }
     /// Where a creator or QueryInterface stores a new reference; what was held is released first.

@@ -1,15 +1,28 @@
 // The wall between the SDK's C++ and COM: no exception crosses an interface.
 #pragma once
 
+#include <string>
+#include <type_traits>
+
 #include "sdk/base/PvResult.h"
 #include "server/com.h"
 
 namespace vex::server {
 
-/// Thrown inside the wall by helpers that find a call outside the contract, such as a null argument.
+/// Thrown inside the wall for a call that cannot be made: what the member answers, and which argument or object is to
+/// blame.
 struct HresultError {
     HRESULT code;
+    std::string description = {};  // for the client's error information; empty for the code's own text
 };
+
+/// Throws for an HRESULT that is a failure.
+inline void require(HRESULT done)
+{
+    if (FAILED(done)) {
+        throw HresultError{done};
+    }
+}
 
 /// The HRESULT that fits the exception being handled: an HresultError's own code, E_OUTOFMEMORY for bad_alloc,
 /// E_FAIL for anything else. Call from a catch block only.
@@ -23,13 +36,19 @@ struct HresultError {
 /// that no client reads that into this one.
 HRESULT failed_plainly(HRESULT failure) noexcept;
 
-/// Runs body, which returns an HRESULT, and turns an exception into one.
+/// Runs body, which returns an HRESULT or nothing, and turns an exception into one. For what belongs to no class;
+/// members of a class have Wrapper::guarded, which also says why.
 template <class Body>
 [[nodiscard]] HRESULT guarded(Body&& body) noexcept
 {
     try {
-        const HRESULT done = body();
-        return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : failed_plainly(done);
+        if constexpr (std::is_void_v<decltype(body())>) {
+            body();
+            return S_OK;
+        } else {
+            const HRESULT done = body();
+            return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : failed_plainly(done);
+        }
     } catch (...) {
         return failed_plainly(hresult_of_exception());
     }

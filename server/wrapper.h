@@ -2,19 +2,17 @@
 #pragma once
 
 #include <concepts>
-#include <functional>
 #include <type_traits>
 #include <utility>
 
 #include "generated/class_facts.h"
 #include "generated/not_built.h"
-#include "server/byte_array.h"
 #include "server/connection_point.h"
-#include "server/convert.h"
 #include "server/dispatch.h"
 #include "server/error_info.h"
 #include "server/object.h"
 #include "server/result.h"
+#include "server/sdk_call.h"
 #include "server/sdk_object.h"
 #include "server/type_library.h"
 
@@ -103,9 +101,19 @@ public:
         return nullptr;
     }
 
+    /// The private face of an object over an SDK object, without a reference; null for any other identifier.
+    [[nodiscard]] void* find_sdk_face(REFIID iid) noexcept
+    {
+        if constexpr (std::derived_from<T, SdkFace>) {
+            return iid == sdk_face_id ? static_cast<SdkFace*>(static_cast<T*>(this)) : nullptr;
+        } else {
+            return nullptr;
+        }
+    }
+
     // what a class hides when it has something to do there
-    HRESULT final_construct() { return S_OK; }
-    using NoFinalConstruct = HRESULT (Wrapper::*)();
+    void final_construct() {}
+    using NoFinalConstruct = void (Wrapper::*)();
     void final_release() noexcept {}
     static void initialise_class(bool /*loading*/) noexcept {}
 
@@ -113,126 +121,161 @@ protected:
     Wrapper() = default;
     ~Wrapper() = default;
 
-    // In all helpers `call` takes the SDK object by reference, or nothing when it does not use it. It runs inside the
-    // wall: what it throws becomes the HRESULT or the failed result.
+    // The helpers are inlined into the members: a member's call into the SDK must not go through a pointer.
+    //
+    // In all helpers `call` is a pointer to the SDK's member, a function, or a function object that is not a template,
+    // and `arguments` are the member's own, which are converted to what the call takes (server/convert.h). The call
+    // takes the SDK object first, or leaves it out. It runs inside the wall: what it throws becomes the HRESULT or the
+    // failed result.
 
     /// A member that reports by result object: `call` returns a PvResult. The HRESULT says only whether the call could
-    /// be made.
+    /// be made. Outputs are stored as the SDK left them, whatever the result.
+    template <class Call, class... Arguments>
+    [[gnu::always_inline]] HRESULT report(IVexResult** result, Call call, Arguments... arguments) noexcept
+    {
+        return guarded([&] { return CreateResultObject(outcome(call, arguments...), not_null(result)); });
+    }
+
+    // as devices/ still writes them
     template <class Call>
-    HRESULT result(IVexResult** out, Call&& call) noexcept
+    HRESULT result(IVexResult** out, Call call) noexcept
     {
-        return guarded([&] { return CreateResultObject(outcome(call), not_null(out)); });
+        return report(out, call);
     }
-
-    /// A member that reports by result object and has one more output: `call` takes the SDK object and a Value to fill,
-    /// and returns a PvResult. The output is stored as the SDK left it, whatever the result.
     template <class Value, class Out, class Call>
-    HRESULT result_with(IVexResult** out, Out* filled, Call&& call) noexcept
+    HRESULT result_with(IVexResult** out, Out* filled, Call call) noexcept
     {
-        return guarded([&] {
-            Value left{};
-            auto fill = [&](auto& sdk) { return std::invoke(call, sdk, left); };
-            const PvResult outcome_of_call = outcome(fill);
-            store(filled, left);
-            return CreateResultObject(outcome_of_call, not_null(out));
-        });
-    }
-
-    /// A getter that reports failures as error information: `call` takes the SDK object and a Value to fill, and
-    /// returns a PvResult. The value is stored as the SDK left it; then a result that is not OK is raised.
-    template <class Value, class Out, class Call>
-    HRESULT get(Out* out, Call&& call) noexcept
-    {
-        return guarded([&]() -> HRESULT {
-            Value left{};
-            auto fill = [&](auto& sdk) { return std::invoke(call, sdk, left); };
-            const PvResult outcome_of_call = on_sdk(fill);
-            store(out, left);
-            return outcome_of_call.IsOK() ? S_OK : raise(outcome_of_call);
-        });
-    }
-    /// The same for an SDK getter of the usual form, given as a pointer to it.
-    template <class Value, class Sdk, class Out>
-    HRESULT get(Out* out, PvResult (Sdk::*getter)(Value&) const) noexcept
-    {
-        return get<Value>(out, [getter](const Sdk& sdk, Value& left) { return (sdk.*getter)(left); });
+        return report(out, call, filled);
     }
 
     /// A getter: what `call` returns is stored by the conversion rules.
-    template <class Out, class Call>
-    HRESULT value(Out* out, Call&& call) noexcept
+    template <class Out, class Call, class... Arguments>
+    [[gnu::always_inline]] HRESULT value(Out* out, Call call, Arguments... arguments) noexcept
     {
-        return guarded([&] {
-            store(not_null(out), on_sdk(call));
-            return S_OK;
-        });
+        return guarded([&] { store(not_null(out), on_sdk(call, arguments...)); });
+    }
+
+    /// A getter that reports failures as error information: `call` fills its last parameter and returns a PvResult. The
+    /// value is stored as the SDK left it; then a result that is not OK is raised.
+    template <class Out, class Call, class... Arguments>
+    [[gnu::always_inline]] HRESULT get(Out* out, Call call, Arguments... arguments) noexcept
+    {
+        return guarded([&] { return raised(on_sdk(call, arguments..., not_null(out))); });
     }
 
     /// A setter: a PvResult that is not OK is raised as error information; a `call` that returns nothing succeeds.
-    template <class Call>
-    HRESULT set(Call&& call) noexcept
+    template <class Call, class... Arguments>
+    [[gnu::always_inline]] HRESULT set(Call call, Arguments... arguments) noexcept
     {
-        return guarded([&]() -> HRESULT {
-            if constexpr (std::is_void_v<decltype(on_sdk(call))>) {
-                on_sdk(call);
-                return S_OK;
+        return guarded([&] {
+            if constexpr (std::is_void_v<decltype(on_sdk(call, arguments...))>) {
+                on_sdk(call, arguments...);
             } else {
-                const PvResult outcome = on_sdk(call);
-                return outcome.IsOK() ? S_OK : raise(outcome);
+                return raised(on_sdk(call, arguments...));
             }
         });
     }
 
-    /// A getter that hands out the SDK object's sub-object through a reused child: re-points the child and returns it.
-    /// Null with S_OK, and the child left as it was, when `call` returns null.
-    template <class Interface, class Child, class Call>
-    HRESULT child(Interface** out, const Ref<Child>& wrapper, Call&& call) noexcept
+    /// A getter that hands out the SDK object's sub-object through a reused child: re-points the child, which goes with
+    /// the SDK object, and returns it. Null with S_OK, and the child left as it was, when `call` returns null.
+    template <class Interface, class Child, class Call, class... Arguments>
+    [[gnu::always_inline]] HRESULT child(Interface** out, const Ref<Child>& wrapper, Call call,
+                                         Arguments... arguments) noexcept
     {
         return guarded([&] {
             *not_null(out) = nullptr;
-            if (auto* part = on_sdk(call); part != nullptr) {
-                not_null(wrapper.get())->AttachSdkObject(part);
-                wrapper->AddRef();
-                *out = wrapper.get();
+            if (auto* part = on_sdk(call, arguments...); part != nullptr) {
+                show_part(*wrapper, part);
+                wrapper.copy_to(out);
             }
-            return S_OK;
         });
     }
 
-    /// Error information from a failure, in this class's name.
-    static HRESULT raise(const PvResult& failure) noexcept
+    /// Any other member: what `body` throws becomes the HRESULT, and what it throws or returns as a failure is
+    /// described in this class's name. It returns an HRESULT or nothing.
+    template <class Body>
+    [[gnu::always_inline]] static HRESULT guarded(Body&& body) noexcept
     {
-        return raise_error(failure.description(), __uuidof(DefaultInterface), ClassFacts<T>::clsid,
-                           ClassFacts<T>::prog_id);
-    }
-
-private:
-    template <class Call>
-    static constexpr bool uses_sdk = !std::invocable<Call&>;
-
-    /// Calls with the SDK object; E_POINTER when nothing is behind the wrapper.
-    template <class Call>
-    decltype(auto) on_sdk(Call& call)
-    {
-        if constexpr (uses_sdk<Call>) {
-            return std::invoke(call, *not_null(static_cast<T*>(this)->sdk()));
-        } else {
-            return call();
+        try {
+            if constexpr (std::is_void_v<decltype(body())>) {
+                body();
+                return S_OK;
+            } else {
+                const HRESULT done = body();
+                // what was raised has its description
+                return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : raise_error(done, {}, error_source());
+            }
+        } catch (...) {
+            return raise_exception(error_source());
         }
     }
 
-    template <class Call>
-    PvResult outcome(Call& call)
+    /// S_OK for a result that is OK; any other raised as error information in this class's name.
+    static HRESULT raised(const PvResult& outcome) noexcept
     {
-        if constexpr (uses_sdk<Call>) {
+        return outcome.IsOK() ? S_OK : raise_error(DISP_E_EXCEPTION, outcome.description(), error_source());
+    }
+
+    /// The SDK object; throws E_POINTER when nothing is behind the wrapper.
+    [[nodiscard]] auto& attached_sdk()
+    {
+        auto* const sdk = static_cast<T*>(this)->sdk();
+        if (sdk == nullptr) {
+            throw_not_attached(ClassFacts<T>::name);
+        }
+        return *sdk;
+    }
+
+    /// Points a child at a part of the SDK object.
+    template <class Child, class Part>
+    void show_part(Child& wrapper, Part* part)
+    {
+        if constexpr (
+            requires { part->lifetime(); } || requires { part->shared(); }) {
+            wrapper.AttachSdkObject(part);
+        } else {
+            wrapper.AttachSdkObject(part, static_cast<T*>(this)->lifetime());
+        }
+    }
+
+    /// What NotBuilt answers for the members that it still has.
+    HRESULT not_built() noexcept { return raise_error(E_NOTIMPL, {}, error_source()); }
+
+    /// Chooses among an SDK member's overloads: overload<PvResult(PvString&) const>(&PvGenEnum::GetValue).
+    template <class Signature>
+    static constexpr detail::Overload<Signature> overload{};
+
+private:
+    static ErrorSource error_source() noexcept
+    {
+        return {__uuidof(DefaultInterface), ClassFacts<T>::clsid, ClassFacts<T>::prog_id};
+    }
+
+    template <class Call, class... Arguments>
+    [[gnu::always_inline]] decltype(auto) on_sdk(Call& call, Arguments... arguments)
+    {
+        if constexpr (takes_sdk<Call, sizeof...(Arguments)>) {
+            return call_sdk(call, &attached_sdk(), arguments...);
+        } else {
+            return call_sdk(call, static_cast<T*>(nullptr), arguments...);
+        }
+    }
+
+    template <class Call, class... Arguments>
+    [[gnu::always_inline]] PvResult outcome(Call& call, Arguments... arguments)
+    {
+        if constexpr (takes_sdk<Call, sizeof...(Arguments)>) {
             if (static_cast<T*>(this)->sdk() == nullptr) {
+                leave_outputs_empty<Call>(arguments...);
                 return {PvResult::NotInitialized, "This object is not attached to anything"};
             }
         }
         try {
-            return on_sdk(call);
+            return on_sdk(call, arguments...);
         } catch (...) {
-            return result_of_exception();
+            PvResult failed = result_of_exception();
+            leave_outputs_empty<Call>(arguments...);
+            return failed;
         }
     }
 
@@ -248,21 +291,30 @@ private:
     }
 };
 
+/// As devices/ still writes it.
+template <class T, class Interface>
+[[nodiscard]] auto& sdk_of(Interface* object)
+{
+    return sdk_as<typename T::SdkType>(object, 1);
+}
+
+/// A new object, for another object of the library, without the registry. Throws the HRESULT of a failed creation.
+template <class T>
+[[nodiscard]] Ref<T> make()
+{
+    Ref<T> made;
+    require(create_object(made));
+    return made;
+}
+
 /// Wraps an SDK object in a new wrapper that borrows it, with one reference for the caller.
 template <class T, class Sdk, class Interface>
-HRESULT wrap(Sdk* borrowed, Interface** out) noexcept
+void wrap(Sdk* borrowed, Interface** out)
 {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    *out = nullptr;
-    Ref<T> made;
-    const HRESULT created = create_object(made);
-    if (SUCCEEDED(created)) {
-        made->AttachSdkObject(borrowed);
-        *out = made.detach();
-    }
-    return created;
+    *not_null(out) = nullptr;
+    Ref<T> made = make<T>();
+    made->AttachSdkObject(borrowed);
+    *out = made.detach();
 }
 
 }  // namespace vex::server

@@ -6,12 +6,19 @@
 #include "streaming/stream_base_members.h"
 
 /// Owns the SDK stream.
-class CVexStream : public StreamBaseMembers<CVexStream>, public vex::server::SdkObject<PvStream> {
+class CVexStream : public StreamBaseMembers<CVexStream>, public vex::server::SdkObject<PvStream, PvStreamBase> {
 public:
-    HRESULT final_construct();
-    void final_release() noexcept;
+    void final_construct()
+    {
+        own_new();
+        make_buffer();
+        parameters_ = vex::server::make<CVexGenParameterArray>();
+    }
 
-    HRESULT STDMETHODCALLTYPE get_Parameters(IVexGenParameterArray** pVal) noexcept override;
+    STDMETHODIMP get_Parameters(IVexGenParameterArray** pVal) noexcept override
+    {
+        return child(pVal, parameters_, &PvStream::GetParameters);
+    }
 
 private:
     vex::server::Ref<CVexGenParameterArray> parameters_;

@@ -9,66 +9,60 @@
 /// wrapper, made with the stream and re-pointed by each retrieval; the client's own buffer objects are not recorded.
 template <class T>
 class StreamBaseMembers : public vex::server::Wrapper<T> {
+protected:
+    using vex::server::Wrapper<T>::report;
+    using vex::server::Wrapper<T>::value;
+
 public:
-    HRESULT STDMETHODCALLTYPE get_QueuedBufferCount(unsigned int* pVal) noexcept override
+    STDMETHODIMP get_QueuedBufferCount(unsigned int* pVal) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.GetQueuedBufferCount(); });
+        return value(pVal, &PvStreamBase::GetQueuedBufferCount);
     }
-    HRESULT STDMETHODCALLTYPE get_QueuedBufferMaximum(unsigned int* pVal) noexcept override
+    STDMETHODIMP get_QueuedBufferMaximum(unsigned int* pVal) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.GetQueuedBufferMaximum(); });
+        return value(pVal, &PvStreamBase::GetQueuedBufferMaximum);
     }
-    HRESULT STDMETHODCALLTYPE get_LocalPort(unsigned short* pVal) noexcept override
+    STDMETHODIMP get_LocalPort(unsigned short* pVal) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.GetLocalPort(); });
+        return value(pVal, &PvStreamBase::GetLocalPort);
     }
-    HRESULT STDMETHODCALLTYPE get_LocalIPAddress(BSTR* pVal) noexcept override
+    STDMETHODIMP get_LocalIPAddress(BSTR* pVal) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.GetLocalIPAddress(); });
+        return value(pVal, &PvStreamBase::GetLocalIPAddress);
     }
-    HRESULT STDMETHODCALLTYPE get_MulticastIPAddress(BSTR* pVal) noexcept override
+    STDMETHODIMP get_MulticastIPAddress(BSTR* pVal) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.GetMulticastIPAddress(); });
+        return value(pVal, &PvStreamBase::GetMulticastIPAddress);
     }
-    HRESULT STDMETHODCALLTYPE get_IsOpen(VARIANT_BOOL* pVal) noexcept override
+    STDMETHODIMP get_IsOpen(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvStreamBase::IsOpen); }
+    STDMETHODIMP OpenUnicast(BSTR aIPAddress, unsigned short aLocalPort, unsigned short aChannelID,
+                             BSTR aLocalIPAddress, IVexResult** result) noexcept override
     {
-        return this->value(pVal, [](PvStreamBase& stream) { return stream.IsOpen(); });
+        using Open = PvResult(const PvString&, std::uint16_t, std::uint16_t, const PvString&);
+        return report(result, vex::server::overload<Open>(&PvStreamBase::Open), aIPAddress, aLocalPort, aChannelID,
+                      aLocalIPAddress);
     }
-    HRESULT STDMETHODCALLTYPE OpenUnicast(BSTR aIPAddress, unsigned short aLocalPort, unsigned short aChannelID,
-                                          BSTR aLocalIPAddress, IVexResult** out) noexcept override
+    STDMETHODIMP OpenMulticast(BSTR aIPAddress, BSTR aMulticastAddr, unsigned short aDataPort,
+                               unsigned short aChannelID, BSTR aLocalIPAddress, IVexResult** result) noexcept override
     {
-        return this->result(out, [&](PvStreamBase& stream) {
-            return stream.Open(vex::server::from_bstr(aIPAddress), aLocalPort, aChannelID,
-                               vex::server::from_bstr(aLocalIPAddress));
-        });
+        using Open = PvResult(const PvString&, const PvString&, std::uint16_t, std::uint16_t, const PvString&);
+        return report(result, vex::server::overload<Open>(&PvStreamBase::Open), aIPAddress, aMulticastAddr, aDataPort,
+                      aChannelID, aLocalIPAddress);
     }
-    HRESULT STDMETHODCALLTYPE OpenMulticast(BSTR aIPAddress, BSTR aMulticastAddr, unsigned short aDataPort,
-                                            unsigned short aChannelID, BSTR aLocalIPAddress,
-                                            IVexResult** out) noexcept override
+    STDMETHODIMP Close(IVexResult** result) noexcept override { return report(result, &PvStreamBase::Close); }
+    STDMETHODIMP AbortQueuedBuffers(IVexResult** result) noexcept override
     {
-        return this->result(out, [&](PvStreamBase& stream) {
-            return stream.Open(vex::server::from_bstr(aIPAddress), vex::server::from_bstr(aMulticastAddr), aDataPort,
-                               aChannelID, vex::server::from_bstr(aLocalIPAddress));
-        });
+        return report(result, &PvStreamBase::AbortQueuedBuffers);
     }
-    HRESULT STDMETHODCALLTYPE Close(IVexResult** out) noexcept override
+    STDMETHODIMP QueueBuffer(IVexBuffer* aBuffer, IVexResult** result) noexcept override
     {
-        return this->result(out, [](PvStreamBase& stream) { return stream.Close(); });
+        return report(result, &PvStreamBase::QueueBuffer, aBuffer);
     }
-    HRESULT STDMETHODCALLTYPE AbortQueuedBuffers(IVexResult** out) noexcept override
+    STDMETHODIMP RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
+                                IVexResult** result) noexcept override
     {
-        return this->result(out, [](PvStreamBase& stream) { return stream.AbortQueuedBuffers(); });
-    }
-    HRESULT STDMETHODCALLTYPE QueueBuffer(IVexBuffer* aBuffer, IVexResult** out) noexcept override
-    {
-        return this->result(
-            out, [&](PvStreamBase& stream) { return stream.QueueBuffer(&vex::server::sdk_of<CVexBuffer>(aBuffer)); });
-    }
-    HRESULT STDMETHODCALLTYPE RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
-                                             IVexResult** out) noexcept override
-    {
-        return this->result(out, [&](PvStreamBase& stream) {
-            *vex::server::not_null(aBuffer) = nullptr;
+        return report(result, [&](PvStreamBase& stream) {
+            *vex::server::not_null(aBuffer, 1) = nullptr;
             PvBuffer* retrieved = nullptr;
             PvResult operation;
             PvResult outcome = stream.RetrieveBuffer(&retrieved, &operation, aTimeout);
@@ -76,31 +70,24 @@ public:
             static_cast<void>(vex::server::CreateResultObject(operation, aOperationResult));
             if (retrieved != nullptr) {
                 buffer_->AttachSdkObject(retrieved);
-                buffer_->AddRef();
-                *aBuffer = buffer_.get();
+                buffer_.copy_to(aBuffer);
             }
             return outcome;
         });
     }
-    HRESULT STDMETHODCALLTYPE FlushPacketQueue(IVexResult** out) noexcept override
+    STDMETHODIMP FlushPacketQueue(IVexResult** result) noexcept override
     {
-        return this->result(out, [](PvStreamBase& stream) { return stream.FlushPacketQueue(); });
+        return report(result, &PvStreamBase::FlushPacketQueue);
     }
-    HRESULT STDMETHODCALLTYPE IsDriverInstalled(BSTR aIPAddress, VARIANT_BOOL* aInstalled, BSTR aLocalIPAddress,
-                                                IVexResult** out) noexcept override
+    STDMETHODIMP IsDriverInstalled(BSTR aIPAddress, VARIANT_BOOL* aInstalled, BSTR aLocalIPAddress,
+                                   IVexResult** result) noexcept override
     {
-        return this->result(out, [&] {
-            bool installed = false;
-            PvResult outcome = PvStreamBase::IsDriverInstalled(vex::server::from_bstr(aIPAddress), installed,
-                                                               vex::server::from_bstr(aLocalIPAddress));
-            vex::server::store(aInstalled, installed);
-            return outcome;
-        });
+        return report(result, &PvStreamBase::IsDriverInstalled, aIPAddress, aInstalled, aLocalIPAddress);
     }
 
 protected:
-    HRESULT create_buffer() noexcept { return vex::server::create_object(buffer_); }
-    void release_buffer() noexcept { buffer_.reset(); }
+    /// Part of the object's final construction.
+    void make_buffer() { buffer_ = vex::server::make<CVexBuffer>(); }
 
 private:
     vex::server::Ref<CVexBuffer> buffer_;

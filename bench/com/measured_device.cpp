@@ -18,10 +18,11 @@ public:
     HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
                                            IVexResult** out) noexcept override
     {
-        return result(out, [&] {
-            server::store(aValue, aAddress + 1);
+        const auto next = [](std::uint32_t address, std::uint32_t& read) {
+            read = address + 1;
             return PvResult(PvResult::OK);
-        });
+        };
+        return report(out, next, aAddress, aValue);
     }
 };
 

@@ -2,7 +2,7 @@
 """not_built.py HEADER OUTPUT: from the interfaces of the header widl wrote, for each dual interface I
 
 vex::server::InterfaceBase<I>  the interface it extends
-vex::server::NotBuilt<I>       a base class that answers every member of I, inherited ones included, with vex::server::not_built()
+vex::server::NotBuilt<I>       a base class that answers every member of I, inherited ones included, with not_built()
 """
 import re
 import sys
@@ -44,7 +44,7 @@ def main():
         out += ['template <>', f'class NotBuilt<{name}> : public {name} {{', 'public:', f'    using DefaultInterface = {name};', '']
         out += [f'    HRESULT STDMETHODCALLTYPE {method}({args}) override {{ return not_built(); }}'
                 for method, args in members(name)]
-        out += ['', 'protected:', '    ~NotBuilt() = default;', '};', '']
+        out += ['', 'protected:', '    ~NotBuilt() = default;', '', '    virtual HRESULT not_built() noexcept { return E_NOTIMPL; }', '};', '']
     out += ['}  // namespace vex::server', '']
     Path(sys.argv[2]).write_text('\n'.join(out))
 

@@ -108,10 +108,9 @@ TEST_F(DeviceNotifications, EachShowsTheDeviceByANewObjectThatStaysAlive)
     // the objects borrow the device and are no sinks of it
     EXPECT_TRUE(sdk_device.RegisterEventSink(device.get()).IsOK());
     EXPECT_TRUE(sdk_device.UnregisterEventSink(device.get()).IsOK());
-    auto* const shown = server::implementation_of<CVexDevice>(told[0].device).sdk();
+    auto* const shown = static_cast<CVexDevice&>(*told[0].device).sdk();
     EXPECT_EQ(shown, &sdk_device);
-    EXPECT_EQ(sdk_device.UnregisterEventSink(&server::implementation_of<CVexDevice>(told[0].device)).GetCode(),
-              PvResult::NotFound);
+    EXPECT_EQ(sdk_device.UnregisterEventSink(&static_cast<CVexDevice&>(*told[0].device)).GetCode(), PvResult::NotFound);
 }
 
 TEST_F(DeviceNotifications, NullDeviceIsToldAsNull)

@@ -8,19 +8,16 @@ HRESULT CTestTransmitter::LoadBufferPool(SAFEARRAY* aBuffers, IVexResult** out) 
     pool.clear();
     if (aBuffers != nullptr) {
         const server::ArrayLock buffers(aBuffers);
-        if (FAILED(buffers.status())) {
-            return buffers.status();
-        }
         auto** first = reinterpret_cast<IUnknown**>(buffers.data());
         pool.assign(first, first + aBuffers->rgsabound[0].cElements);
     }
-    return result(out, [] { return PvResult::OK; });
+    return report(out, [] { return PvResult::OK; });
 }
 
 HRESULT CTestStream::RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
                                     IVexResult** out) noexcept
 {
-    return result(out, [&]() -> PvResult {
+    return report(out, [&]() -> PvResult {
         *server::not_null(aBuffer) = to_hand_out;
         if (to_hand_out != nullptr) {
             to_hand_out->AddRef();
@@ -38,8 +35,8 @@ HRESULT CTestStream::RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperatio
 
 HRESULT CTestStream::QueueBuffer(IVexBuffer* aBuffer, IVexResult** out) noexcept
 {
-    return result(out, [&] {
+    return report(out, [&] {
         queued = aBuffer;
-        return server::sdk_of<CTestView>(aBuffer).outcome;
+        return server::sdk_as<FakeSdk>(aBuffer, 1).outcome;
     });
 }

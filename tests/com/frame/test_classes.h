@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -70,14 +71,14 @@ public:
     HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
                                            IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aValue, aAddress + 1);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aFileName, PvString("camera.xml"));
             return outcome;
         });
@@ -85,11 +86,8 @@ public:
     HRESULT STDMETHODCALLTYPE ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
                                          IVexResult** out) noexcept override
     {
-        const vex::server::ArrayLock target(aDestination);
-        if (FAILED(target.status())) {
-            return target.status();
-        }
-        return result(out, [&] {
+        return report(out, [&] {
+            const vex::server::ArrayLock target(aDestination);
             std::copy_n(memory.begin() + aAddress, aByteCount, target.data());
             return outcome;
         });
@@ -97,11 +95,8 @@ public:
     HRESULT STDMETHODCALLTYPE WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
                                           IVexResult** out) noexcept override
     {
-        const vex::server::ArrayLock source(aSource);
-        if (FAILED(source.status())) {
-            return source.status();
-        }
-        return result(out, [&] {
+        return report(out, [&] {
+            const vex::server::ArrayLock source(aSource);
             std::copy_n(source.data(), aByteCount, memory.begin() + aAddress);
             return outcome;
         });
@@ -109,7 +104,7 @@ public:
     HRESULT STDMETHODCALLTYPE SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
                                                    IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             destination = vex::server::from_bstr(aIPAddress).str() + ":" + std::to_string(aDataPort) + "/" +
                           std::to_string(aChannel);
             return outcome;
@@ -121,7 +116,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE Reset(IVexResult** out) noexcept override
     {
-        return result(out, [&]() -> PvResult { return failure(); });
+        return report(out, [&]() -> PvResult { return failure(); });
     }
 
     std::function<PvResult()> failure = [] { return PvResult(); };
@@ -133,28 +128,28 @@ class CTestArray : public vex::server::Wrapper<CTestArray, vex::server::NotBuilt
 public:
     HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR, __int64* aValue, IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aValue, 0x1234567890LL);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetFloatValue(BSTR, double* aValue, IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aValue, 2.5);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetBooleanValue(BSTR, VARIANT_BOOL* aValue, IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aValue, true);
             return outcome;
         });
     }
     HRESULT STDMETHODCALLTYPE GetStringValue(BSTR aName, BSTR* aValue, IVexResult** out) noexcept override
     {
-        return result(out, [&] {
+        return report(out, [&] {
             vex::server::store(aValue, PvString("value of " + vex::server::from_bstr(aName).str()));
             return outcome;
         });
@@ -168,12 +163,11 @@ class CTestWindow : public vex::server::Wrapper<CTestWindow, vex::server::NotBui
 public:
     HRESULT STDMETHODCALLTYPE GetPosition(int* aPosX, int* aPosY, int* aSizeX, int* aSizeY) noexcept override
     {
-        return vex::server::guarded([&] {
+        return guarded([&] {
             vex::server::store(aPosX, -1);
             vex::server::store(aPosY, 2);
             vex::server::store(aSizeX, 300);
             vex::server::store(aSizeY, 400);
-            return S_OK;
         });
     }
 };
@@ -204,17 +198,11 @@ class CTestView : public vex::server::Wrapper<CTestView, vex::server::NotBuilt<I
 public:
     HRESULT STDMETHODCALLTYPE get_Data(SAFEARRAY** pVal) noexcept override
     {
-        return vex::server::guarded([&] {
-            FakeSdk* fake = vex::server::not_null(sdk());
-            return vex::server::bytes_to_array(fake->block.data(), fake->block.size(), pVal);
-        });
+        return value(pVal, [](FakeSdk& fake) { return std::span(fake.block.data(), fake.block.size()); });
     }
     HRESULT STDMETHODCALLTYPE put_Data(SAFEARRAY* pVal) noexcept override
     {
-        return vex::server::guarded([&] {
-            FakeSdk* fake = vex::server::not_null(sdk());
-            return vex::server::array_to_bytes(pVal, fake->block.data(), fake->block.size());
-        });
+        return set([&](FakeSdk& fake) { vex::server::array_to_bytes(pVal, fake.block.data(), fake.block.size()); });
     }
     HRESULT STDMETHODCALLTYPE get_Size(unsigned int* pVal) noexcept override
     {
@@ -226,7 +214,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE Alloc(unsigned int, IVexResult** out) noexcept override
     {
-        return result(out, [](FakeSdk& sdk) { return sdk.outcome; });
+        return report(out, [](FakeSdk& sdk) { return sdk.outcome; });
     }
 };
 
@@ -250,17 +238,15 @@ public:
     using SdkObject::own;
     using Wrapper::child;
 
-    HRESULT final_construct()
+    void final_construct()
     {
         // references made during construction must not destroy the object
         vex::server::Ref<IUnknown>(static_cast<DefaultInterface*>(this)).reset();
-        if (FAILED(construct_with)) {
-            return construct_with;
-        }
+        vex::server::require(construct_with);
         if (throw_in_construction) {
             throw std::bad_alloc();
         }
-        return vex::server::create_object(view);
+        view = vex::server::make<CTestView>();
     }
     void final_release() noexcept
     {

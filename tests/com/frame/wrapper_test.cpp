@@ -104,17 +104,27 @@ TEST_F(Wrapping, LetsASetterThatIsPendingRaiseToo)
     SetErrorInfo(0, nullptr);
 }
 
-TEST_F(Wrapping, LeavesNoErrorInformationOfAnEarlierFailure)
+/// The description of the thread's error information, which is taken.
+std::wstring told()
+{
+    Ref<IErrorInfo> info;
+    BSTR text = nullptr;
+    if (GetErrorInfo(0, info.put()) == S_OK) {
+        info->GetDescription(&text);
+    }
+    return client::take(text);
+}
+
+TEST_F(Wrapping, DescribesEachFailureAnew)
 {
     fake.outcome = PvResult(PvResult::NotSupported, "no such mode");
     view->AttachSdkObject(&fake);
     ASSERT_EQ(view->put_Timestamp(0), DISP_E_EXCEPTION);
     EXPECT_EQ(view->put_Data(nullptr), E_INVALIDARG);
-    Ref<IErrorInfo> stale;
-    EXPECT_EQ(GetErrorInfo(0, stale.put()), S_FALSE);
+    EXPECT_EQ(told(), L"The array does not have exactly one dimension");
     ASSERT_EQ(view->put_Timestamp(0), DISP_E_EXCEPTION);
     EXPECT_EQ(view->get_Size(nullptr), E_POINTER);
-    EXPECT_EQ(GetErrorInfo(0, stale.put()), S_FALSE);
+    EXPECT_EQ(told(), L"The pointer for a value is null");
 }
 
 TEST_F(Wrapping, TurnsExceptionsIntoResultsAndErrorCodes)
@@ -130,10 +140,18 @@ TEST_F(Wrapping, TurnsExceptionsIntoResultsAndErrorCodes)
     EXPECT_EQ(code_of(*result), VexGenericError);
     device->failure = []() -> PvResult { throw std::bad_alloc(); };
     EXPECT_EQ(device->Reset(result.put()), E_OUTOFMEMORY);
+    EXPECT_EQ(told(), L"Not enough memory");
     EXPECT_FALSE(result);
     device->failure = []() -> PvResult { throw server::HresultError{E_ACCESSDENIED}; };
     EXPECT_EQ(device->Reset(result.put()), E_ACCESSDENIED);
-    EXPECT_EQ(device->set([&] { throw std::runtime_error("x"); }), E_FAIL);
+    EXPECT_EQ(told(), L"Access is denied");
+    device->failure = []() -> PvResult { throw server::HresultError{STG_E_SHAREVIOLATION}; };
+    EXPECT_EQ(device->Reset(result.put()), STG_E_SHAREVIOLATION);
+    EXPECT_EQ(told(), L"The call failed with 0x80030020");
+    EXPECT_EQ(device->set([&] { throw std::runtime_error("the SDK broke"); }), E_FAIL);
+    EXPECT_EQ(told(), L"the SDK broke");
+    EXPECT_EQ(device->set([&] { throw 5; }), E_FAIL);
+    EXPECT_EQ(told(), L"An error of unknown kind");
     EXPECT_EQ(device->set([&] { throw std::bad_alloc(); }), E_OUTOFMEMORY);
 }
 
@@ -185,11 +203,17 @@ TEST_F(Wrapping, RefusesArgumentsThatAreNotThisModulesObjects)
 
 // ---- byte arrays ----
 
+/// The HRESULT a call throws; S_OK when it does not.
+template <class Call>
+HRESULT thrown_by(Call&& call)
+{
+    return server::guarded(call);
+}
+
 TEST_F(Wrapping, CopiesBytesOutIntoANewArray)
 {
-    const unsigned char bytes[] = {5, 6, 7};
-    SAFEARRAY* array = nullptr;
-    ASSERT_EQ(server::bytes_to_array(bytes, sizeof bytes, &array), S_OK);
+    const std::uint8_t bytes[] = {5, 6, 7};
+    SAFEARRAY* array = server::new_byte_array(bytes);
     VARTYPE type = 0;
     LONG lower = 1;
     EXPECT_EQ(SafeArrayGetDim(array), 1U);
@@ -202,13 +226,16 @@ TEST_F(Wrapping, CopiesBytesOutIntoANewArray)
     SafeArrayDestroy(array);
 
     array = reinterpret_cast<SAFEARRAY*>(this);
-    EXPECT_EQ(server::bytes_to_array(nullptr, 3, &array), S_OK);
+    server::store(&array, std::span<const std::uint8_t>());
     EXPECT_EQ(array, nullptr);
-    EXPECT_EQ(server::bytes_to_array(bytes, 0, &array), S_OK);
+    array = server::new_byte_array({bytes, 0});
+    ASSERT_NE(array, nullptr);
     EXPECT_EQ(bytes_of(array).size(), 0U);
     SafeArrayDestroy(array);
-    EXPECT_EQ(server::bytes_to_array(bytes, std::size_t{1} << 40, &array), E_OUTOFMEMORY);
-    EXPECT_EQ(array, nullptr);
+    EXPECT_EQ(thrown_by([&] {
+                  static_cast<void>(server::new_byte_array({bytes, std::size_t{1} << 40}));
+              }),
+              E_OUTOFMEMORY);
 }
 
 class BytesIn : public Wrapping {
@@ -217,7 +244,7 @@ protected:
 
     [[nodiscard]] HRESULT put(SAFEARRAY* array)
     {
-        const HRESULT put = server::array_to_bytes(array, block.data(), block.size());
+        const HRESULT put = thrown_by([&] { server::array_to_bytes(array, block.data(), block.size()); });
         SafeArrayDestroy(array);
         return put;
     }
@@ -242,16 +269,16 @@ TEST_F(BytesIn, NeedExactlyOneDimension)
 {
     SAFEARRAYBOUND bounds[] = {{2, 0}, {2, 0}};
     EXPECT_EQ(put(SafeArrayCreate(VT_UI1, 2, bounds)), E_INVALIDARG);
-    EXPECT_EQ(server::array_to_bytes(nullptr, block.data(), block.size()), E_INVALIDARG);
+    EXPECT_EQ(put(nullptr), E_INVALIDARG);
     EXPECT_EQ(std::count(block.begin(), block.end(), 0xEE), 16);
     // what is wrong with the array is said before what is missing behind it
-    EXPECT_EQ(server::array_to_bytes(nullptr, nullptr, 0), E_INVALIDARG);
+    EXPECT_EQ(thrown_by([] { server::array_to_bytes(nullptr, nullptr, 0); }), E_INVALIDARG);
 }
 
 TEST_F(BytesIn, GoNowhereWithoutABlock)
 {
     SAFEARRAY* array = byte_array({1});
-    EXPECT_EQ(server::array_to_bytes(array, nullptr, 16), S_OK);
+    EXPECT_EQ(thrown_by([&] { server::array_to_bytes(array, nullptr, 16); }), S_OK);
     SafeArrayDestroy(array);
 }
 
@@ -265,7 +292,7 @@ TEST_F(BytesIn, CountFromZeroWhateverTheLowerBound)
     array->rgsabound[0] = {5, 5};
     array->pvData = memory;
     EXPECT_EQ(server::array_byte_count(array), 10U);
-    EXPECT_EQ(server::array_to_bytes(array, block.data(), block.size()), S_OK);
+    server::array_to_bytes(array, block.data(), block.size());
     EXPECT_TRUE(std::equal(memory, memory + 10, block.begin()));
     EXPECT_EQ(std::count(block.begin(), block.end(), 0xEE), 6);
     array->pvData = nullptr;
@@ -294,16 +321,13 @@ TEST_F(BytesIn, AreLockedWhileTheyAreUsed)
     SAFEARRAY* array = byte_array({1, 2, 3});
     {
         const server::ArrayLock lock(array);
-        EXPECT_EQ(lock.status(), S_OK);
         EXPECT_EQ(lock.data()[1], 2);
         EXPECT_EQ(array->cLocks, 1U);
         EXPECT_EQ(SafeArrayDestroy(array), DISP_E_ARRAYISLOCKED);
     }
     EXPECT_EQ(array->cLocks, 0U);
     SafeArrayDestroy(array);
-    const server::ArrayLock none(nullptr);
-    EXPECT_TRUE(FAILED(none.status()));
-    EXPECT_EQ(none.data(), nullptr);
+    EXPECT_EQ(thrown_by([] { const server::ArrayLock none(nullptr); }), E_INVALIDARG);
 }
 
 // ---- values ----
@@ -404,11 +428,11 @@ TEST_F(Wrapping, KeepsAChildThatAClientHoldsAfterItsParentIsGone)
 TEST_F(Wrapping, WrapsInAFreshObjectOfItsOwn)
 {
     Ref<IVexBuffer> first, second;
-    EXPECT_EQ(server::wrap<CTestView>(&fake, first.put()), S_OK);
-    EXPECT_EQ(server::wrap<CTestView>(&fake, second.put()), S_OK);
+    server::wrap<CTestView>(&fake, first.put());
+    server::wrap<CTestView>(&fake, second.put());
     EXPECT_NE(first.get(), second.get());
     EXPECT_EQ(client::references(first.get()), 1U);
-    EXPECT_EQ(server::wrap<CTestView>(&fake, static_cast<IVexBuffer**>(nullptr)), E_POINTER);
+    EXPECT_EQ(thrown_by([&] { server::wrap<CTestView>(&fake, static_cast<IVexBuffer**>(nullptr)); }), E_POINTER);
 }
 
 // ---- construction ----

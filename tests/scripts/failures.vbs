@@ -1,0 +1,61 @@
+' What a script reads in Err when a call itself fails: the number, the class and which argument or object is to blame.
+Option Explicit
+
+Const PointerWrong = &H80004003       ' E_POINTER
+Const ArgumentWrong = &H80070057      ' E_INVALIDARG
+Const NotBuilt = &H80004001           ' E_NOTIMPL
+
+Dim buffer, image, converter, filter
+Set buffer = CreateObject("VexKamCOMWrapper.VexBuffer")
+Set image = CreateObject("VexKamCOMWrapper.VexImage")
+Set converter = CreateObject("VexKamCOMWrapper.VexBufferConverter")
+Set filter = CreateObject("VexKamCOMWrapper.VexFilterRGB")
+
+On Error Resume Next
+
+converter.Convert Nothing, buffer, False
+ExpectError "converting nothing", PointerWrong, "VexBufferConverter", "Argument 1 is nothing where an IVexBuffer is wanted"
+
+filter.Apply Nothing
+ExpectError "filtering nothing", PointerWrong, "VexFilterRGB", "Argument 1 is nothing where an IVexBuffer is wanted"
+
+Dim width
+width = image.Width
+ExpectError "an image of no buffer", PointerWrong, "VexImage", "This VexImage is not attached to anything"
+
+Dim square(1, 1)
+buffer.Data = square
+ExpectError "a square of bytes", ArgumentWrong, "VexBuffer", "The array does not have exactly one dimension"
+
+Dim window
+Set window = CreateObject("VexKamCOMWrapper.VexDisplayWnd")
+window.Display buffer, False
+ExpectError "a member that is not built", NotBuilt, "VexDisplayWnd", "This version does not have this member"
+
+' an image whose buffer has gone
+Dim left_over
+Set left_over = buffer.Image
+Set buffer = Nothing
+width = left_over.Width
+ExpectError "an image of a buffer that went", PointerWrong, "VexImage", "This VexImage is not attached to anything"
+
+On Error GoTo 0
+WScript.Echo "Done."
+WScript.Quit 0
+
+Sub ExpectError(what, number, class_name, text)
+    Dim found, source, description
+    found = Err.Number
+    source = Err.Source
+    description = Err.Description
+    Err.Clear
+    Expect what & ": number", Hex(found), Hex(number)
+    Expect what & ": source", source, "VexKamCOMWrapper." & class_name & ".1"
+    Expect what & ": text", description, text
+End Sub
+
+Sub Expect(what, found, wanted)
+    If CStr(found) = CStr(wanted) Then Exit Sub
+    WScript.Echo "Failed: " & what & " is '" & found & "', not '" & wanted & "'"
+    WScript.Quit 1
+End Sub
