@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <type_traits>
 #include <utility>
 
@@ -68,25 +67,39 @@ template <class Other>
 void deliver(Other& /*input*/) noexcept
 {}
 
-/// Calls with arguments that are converted already, and stores the outputs.
-template <class Call, class... Passed>
-[[gnu::always_inline]] inline decltype(auto) call_and_deliver(Call&& call, Passed&&... passed)
+/// Calls, with the SDK object first if the call takes it. Not by std::invoke, which the compiler inlines too late to
+/// see which member it calls.
+template <bool WithSdk, class Call, class Sdk, class... Passed>
+[[gnu::always_inline]] inline decltype(auto) invoke(Call call, Sdk* sdk, Passed&&... passed)
 {
-    if constexpr (std::is_void_v<decltype(call(std::forward<Passed>(passed)...))>) {
-        call(std::forward<Passed>(passed)...);
+    if constexpr (!WithSdk) {
+        return call(std::forward<Passed>(passed)...);
+    } else if constexpr (std::is_member_function_pointer_v<Call>) {
+        return (sdk->*call)(std::forward<Passed>(passed)...);
+    } else {
+        return call(*sdk, std::forward<Passed>(passed)...);
+    }
+}
+
+/// Calls with arguments that are converted already, and stores the outputs.
+template <bool WithSdk, class Call, class Sdk, class... Passed>
+[[gnu::always_inline]] inline decltype(auto) call_and_deliver(Call call, Sdk* sdk, Passed&&... passed)
+{
+    if constexpr (std::is_void_v<decltype(invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...))>) {
+        invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
         (deliver(passed), ...);
     } else {
-        decltype(auto) answer = call(std::forward<Passed>(passed)...);
+        decltype(auto) answer = invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
         (deliver(passed), ...);
         return answer;
     }
 }
 
-template <class... Taken, class Call, std::size_t... At, class... Arguments>
-[[gnu::always_inline]] inline decltype(auto) convert_and_call(Types<Taken...>, std::index_sequence<At...>, Call&& call,
-                                                              Arguments... arguments)
+template <bool WithSdk, class... Taken, std::size_t... At, class Call, class Sdk, class... Arguments>
+[[gnu::always_inline]] inline decltype(auto) convert_and_call(Types<Taken...>, std::index_sequence<At...>, Call call,
+                                                              Sdk* sdk, Arguments... arguments)
 {
-    return call_and_deliver(call, argument(Asked<Taken>(), arguments, static_cast<int>(At) + 1)...);
+    return call_and_deliver<WithSdk>(call, sdk, argument(Asked<Taken>(), arguments, static_cast<int>(At) + 1)...);
 }
 
 template <class Taken, class Given>
@@ -135,19 +148,11 @@ inline constexpr bool takes_sdk = detail::ShapeOf<Call, Arguments>::takes_sdk;
 /// Calls with the converted arguments, and with the SDK object first if the call takes it: the outputs are stored as
 /// the call left them. What conversions and the call throw passes through, and leaves the outputs as they were.
 template <class Call, class Sdk, class... Arguments>
-[[gnu::always_inline]] inline decltype(auto) call_sdk(Call& call, Sdk* sdk, Arguments... arguments)
+[[gnu::always_inline]] inline decltype(auto) call_sdk(Call call, Sdk* sdk, Arguments... arguments)
 {
     using Shape = detail::ShapeOf<Call, sizeof...(Arguments)>;
-    const auto bound = [&](auto&&... passed) __attribute__((always_inline))->decltype(auto)
-    {
-        if constexpr (Shape::takes_sdk) {
-            return std::invoke(call, *sdk, std::forward<decltype(passed)>(passed)...);
-        } else {
-            return std::invoke(call, std::forward<decltype(passed)>(passed)...);
-        }
-    };
-    return detail::convert_and_call(typename Shape::Type{}, std::index_sequence_for<Arguments...>{}, bound,
-                                    arguments...);
+    return detail::convert_and_call<Shape::takes_sdk>(typename Shape::Type{}, std::index_sequence_for<Arguments...>{},
+                                                      call, sdk, arguments...);
 }
 
 /// What is left in the outputs of a call that could not be made: nothing.

@@ -133,7 +133,9 @@ protected:
     template <class Call, class... Arguments>
     [[gnu::always_inline]] HRESULT report(IVexResult** result, Call call, Arguments... arguments) noexcept
     {
-        return guarded([&] { return CreateResultObject(outcome(call, arguments...), not_null(result)); });
+        return guarded([&]() __attribute__((always_inline)) {
+            return CreateResultObject(outcome(call, arguments...), not_null(result));
+        });
     }
 
     // as devices/ still writes them
@@ -152,7 +154,7 @@ protected:
     template <class Out, class Call, class... Arguments>
     [[gnu::always_inline]] HRESULT value(Out* out, Call call, Arguments... arguments) noexcept
     {
-        return guarded([&] { store(not_null(out), on_sdk(call, arguments...)); });
+        return guarded([&]() __attribute__((always_inline)) { store(not_null(out), on_sdk(call, arguments...)); });
     }
 
     /// A getter that reports failures as error information: `call` fills its last parameter and returns a PvResult. The
@@ -160,14 +162,16 @@ protected:
     template <class Out, class Call, class... Arguments>
     [[gnu::always_inline]] HRESULT get(Out* out, Call call, Arguments... arguments) noexcept
     {
-        return guarded([&] { return raised(on_sdk(call, arguments..., not_null(out))); });
+        return guarded([&]() __attribute__((always_inline)) {
+            return raised(on_sdk(call, arguments..., not_null(out)));
+        });
     }
 
     /// A setter: a PvResult that is not OK is raised as error information; a `call` that returns nothing succeeds.
     template <class Call, class... Arguments>
     [[gnu::always_inline]] HRESULT set(Call call, Arguments... arguments) noexcept
     {
-        return guarded([&] {
+        return guarded([&]() __attribute__((always_inline)) {
             if constexpr (std::is_void_v<decltype(on_sdk(call, arguments...))>) {
                 on_sdk(call, arguments...);
             } else {
@@ -182,7 +186,7 @@ protected:
     [[gnu::always_inline]] HRESULT child(Interface** out, const Ref<Child>& wrapper, Call call,
                                          Arguments... arguments) noexcept
     {
-        return guarded([&] {
+        return guarded([&]() __attribute__((always_inline)) {
             *not_null(out) = nullptr;
             if (auto* part = on_sdk(call, arguments...); part != nullptr) {
                 show_part(*wrapper, part);
@@ -252,7 +256,7 @@ private:
     }
 
     template <class Call, class... Arguments>
-    [[gnu::always_inline]] decltype(auto) on_sdk(Call& call, Arguments... arguments)
+    [[gnu::always_inline]] decltype(auto) on_sdk(Call call, Arguments... arguments)
     {
         if constexpr (takes_sdk<Call, sizeof...(Arguments)>) {
             return call_sdk(call, &attached_sdk(), arguments...);
@@ -262,7 +266,7 @@ private:
     }
 
     template <class Call, class... Arguments>
-    [[gnu::always_inline]] PvResult outcome(Call& call, Arguments... arguments)
+    [[gnu::always_inline]] PvResult outcome(Call call, Arguments... arguments)
     {
         if constexpr (takes_sdk<Call, sizeof...(Arguments)>) {
             if (static_cast<T*>(this)->sdk() == nullptr) {
