@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "devices/VexDeviceInfo.h"
-
 using namespace vex;
 
 namespace {
@@ -17,21 +15,16 @@ constexpr DISPID on_restore_acquisition = 6;
 constexpr DISPID on_restore_configuration = 7;
 constexpr DISPID on_restore_device = 8;
 
-PvAccessType to_sdk(VexAccessType access) noexcept { return static_cast<PvAccessType>(access); }
-
 }  // namespace
 
-HRESULT CVexDevice::final_construct()
+void CVexDevice::final_construct()
 {
     own_new();
-    HRESULT created = server::create_object(parameters_);
-    if (SUCCEEDED(created)) {
-        created = server::create_object(link_);
-    }
-    if (SUCCEEDED(created) && sdk() != nullptr) {
+    parameters_ = server::make<CVexGenParameterArray>();
+    link_ = server::make<CVexGenParameterArray>();
+    if (sdk() != nullptr) {
         sdk()->RegisterEventSink(this);
     }
-    return created;
 }
 
 void CVexDevice::final_release() noexcept
@@ -39,139 +32,15 @@ void CVexDevice::final_release() noexcept
     parameters_.reset();
     link_.reset();
     // while the object is whole: the SDK device may still be notifying, and waits for that when it is deleted
-    SdkObject::AttachSdkObject(nullptr);
+    AttachSdkObject(nullptr);
 }
 
-void CVexDevice::AttachSdkObject(PvDevice* borrowed) noexcept
+void CVexDevice::attached(PvDevice* borrowed) noexcept
 {
-    SdkObject::AttachSdkObject(borrowed);
     if (borrowed != nullptr && std::exchange(register_on_attach_, false)) {
         borrowed->RegisterEventSink(this);
     }
 }
-
-HRESULT CVexDevice::get_IsConnected(VARIANT_BOOL* pVal) noexcept
-{
-    return value(pVal, [](PvDevice& device) { return device.IsConnected(); });
-}
-
-HRESULT CVexDevice::get_IsIPEngine(VARIANT_BOOL* pVal) noexcept
-{
-    return value(pVal, [](PvDevice& device) { return device.IsIPEngine(); });
-}
-
-HRESULT CVexDevice::get_GenParameters(IVexGenParameterArray** pVal) noexcept
-{
-    return child(pVal, parameters_, [](PvDevice& device) { return device.GetGenParameters(); });
-}
-
-HRESULT CVexDevice::get_GenLink(IVexGenParameterArray** pVal) noexcept
-{
-    return child(pVal, link_, [](PvDevice& device) { return device.GetGenLink(); });
-}
-
-HRESULT CVexDevice::ConnectDeviceInfo(IVexDeviceInfo* aDeviceInfo, VexAccessType aAccessType, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) {
-        return device.Connect(&server::sdk_of<CVexDeviceInfo>(aDeviceInfo), to_sdk(aAccessType));
-    });
-}
-
-HRESULT CVexDevice::ConnectString(BSTR aInfo, VexAccessType aAccessType, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.Connect(server::from_bstr(aInfo), to_sdk(aAccessType)); });
-}
-
-HRESULT CVexDevice::Disconnect(IVexResult** out) noexcept
-{
-    return result(out, [](PvDevice& device) { return device.Disconnect(); });
-}
-
-HRESULT CVexDevice::DumpGenICamXML(BSTR aFileName, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.DumpGenICamXML(server::from_bstr(aFileName)); });
-}
-
-HRESULT CVexDevice::GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** out) noexcept
-{
-    return result_with<PvString>(
-        out, aFileName, [](PvDevice& device, PvString& name) { return device.GetDefaultGenICamXMLFilename(name); });
-}
-
-HRESULT CVexDevice::SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
-                                         IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) {
-        return device.SetStreamDestination(server::from_bstr(aIPAddress), aDataPort, aChannel);
-    });
-}
-
-HRESULT CVexDevice::ResetStreamDestination(unsigned int aChannel, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.ResetStreamDestination(aChannel); });
-}
-
-HRESULT CVexDevice::NegotiatePacketSize(unsigned int aChannel, unsigned int aDefaultPacketSize,
-                                        IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.NegotiatePacketSize(aChannel, aDefaultPacketSize); });
-}
-
-HRESULT CVexDevice::Reset(IVexResult** out) noexcept
-{
-    return result(out, [](PvDevice& device) { return device.Reset(); });
-}
-
-HRESULT CVexDevice::ReadRegister(unsigned int aAddress, unsigned int* aValue, IVexResult** out) noexcept
-{
-    return result_with<std::uint32_t>(
-        out, aValue, [&](PvDevice& device, std::uint32_t& read) { return device.ReadRegister(aAddress, read); });
-}
-
-HRESULT CVexDevice::WriteRegister(unsigned int aAddress, unsigned int aValue, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.WriteRegister(aAddress, aValue); });
-}
-
-HRESULT CVexDevice::ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
-                               IVexResult** out) noexcept
-{
-    return report(out, &PvDevice::ReadMemory, aAddress, aDestination, aByteCount);
-}
-
-HRESULT CVexDevice::WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
-                                IVexResult** out) noexcept
-{
-    return report(out, &PvDevice::WriteMemory, aAddress, aSource, aByteCount);
-}
-
-HRESULT CVexDevice::WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.WaitForMessagingChannelIdle(aTimeout); });
-}
-
-HRESULT CVexDevice::SetIPConfiguration(BSTR aMACAddress, BSTR aIP, BSTR aSubnetMask, BSTR aGateway,
-                                       IVexResult** out) noexcept
-{
-    return result(out, [&] {
-        return PvDevice::SetIPConfiguration(server::from_bstr(aMACAddress), server::from_bstr(aIP),
-                                            server::from_bstr(aSubnetMask), server::from_bstr(aGateway));
-    });
-}
-
-HRESULT CVexDevice::ResetStreamTimeoutCounter(unsigned int aChannel, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.ResetStreamTimeoutCounter(aChannel); });
-}
-
-HRESULT CVexDevice::ReportStreamTimeout(unsigned int aChannel, IVexResult** out) noexcept
-{
-    return result(out, [&](PvDevice& device) { return device.ReportStreamTimeout(aChannel); });
-}
-
-HRESULT CVexDevice::RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept { return client_sink_.set(aEventSink); }
-
-HRESULT CVexDevice::UnregisterEventSink(IVexDeviceEventSink* /*aEventSink*/) noexcept { return client_sink_.clear(); }
 
 IVexDevice* CVexDevice::show(PvDevice* device) noexcept
 {

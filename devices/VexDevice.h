@@ -4,6 +4,7 @@
 #include "genicam/VexGenParameterArray.h"
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/PvDeviceEventSink.h"
+#include "sdk/device/PvDeviceInfo.h"
 #include "server/client_sink.h"
 #include "server/wrapper.h"
 
@@ -13,44 +14,97 @@ class CVexDevice : public vex::server::Wrapper<CVexDevice>,
                    public PvDeviceEventSink,
                    public vex::server::SdkObject<PvDevice> {
 public:
-    HRESULT final_construct();
+    void final_construct();
     void final_release() noexcept;
 
-    /// Also becomes the borrowed device's event sink, unless this wrapper is one that shows a notification's device.
-    void AttachSdkObject(PvDevice* borrowed) noexcept;
-
-    HRESULT STDMETHODCALLTYPE get_IsConnected(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsIPEngine(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_GenParameters(IVexGenParameterArray** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_GenLink(IVexGenParameterArray** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE ConnectDeviceInfo(IVexDeviceInfo* aDeviceInfo, VexAccessType aAccessType,
-                                                IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ConnectString(BSTR aInfo, VexAccessType aAccessType,
-                                            IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Disconnect(IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE DumpGenICamXML(BSTR aFileName, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
-                                                   IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ResetStreamDestination(unsigned int aChannel, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE NegotiatePacketSize(unsigned int aChannel, unsigned int aDefaultPacketSize,
-                                                  IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE Reset(IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
-                                           IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE WriteRegister(unsigned int aAddress, unsigned int aValue,
-                                            IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
-                                         IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
-                                          IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE SetIPConfiguration(BSTR aMACAddress, BSTR aIP, BSTR aSubnetMask, BSTR aGateway,
-                                                 IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ResetStreamTimeoutCounter(unsigned int aChannel, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE ReportStreamTimeout(unsigned int aChannel, IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept override;
-    HRESULT STDMETHODCALLTYPE UnregisterEventSink(IVexDeviceEventSink* aEventSink) noexcept override;
+    STDMETHODIMP get_IsConnected(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvDevice::IsConnected); }
+    STDMETHODIMP get_IsIPEngine(VARIANT_BOOL* pVal) noexcept override { return value(pVal, &PvDevice::IsIPEngine); }
+    STDMETHODIMP get_GenParameters(IVexGenParameterArray** pVal) noexcept override
+    {
+        return child(pVal, parameters_, &PvDevice::GetGenParameters);
+    }
+    STDMETHODIMP get_GenLink(IVexGenParameterArray** pVal) noexcept override
+    {
+        return child(pVal, link_, &PvDevice::GetGenLink);
+    }
+    STDMETHODIMP ConnectDeviceInfo(IVexDeviceInfo* aDeviceInfo, VexAccessType aAccessType,
+                                   IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvDeviceInfo*, PvAccessType)>(&PvDevice::Connect), aDeviceInfo,
+                      aAccessType);
+    }
+    STDMETHODIMP ConnectString(BSTR aInfo, VexAccessType aAccessType, IVexResult** result) noexcept override
+    {
+        return report(result, overload<PvResult(const PvString&, PvAccessType)>(&PvDevice::Connect), aInfo,
+                      aAccessType);
+    }
+    STDMETHODIMP Disconnect(IVexResult** result) noexcept override { return report(result, &PvDevice::Disconnect); }
+    STDMETHODIMP DumpGenICamXML(BSTR aFileName, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::DumpGenICamXML, aFileName);
+    }
+    STDMETHODIMP GetDefaultGenICamXMLFilename(BSTR* aFileName, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::GetDefaultGenICamXMLFilename, aFileName);
+    }
+    STDMETHODIMP SetStreamDestination(BSTR aIPAddress, unsigned short aDataPort, unsigned int aChannel,
+                                      IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::SetStreamDestination, aIPAddress, aDataPort, aChannel);
+    }
+    STDMETHODIMP ResetStreamDestination(unsigned int aChannel, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::ResetStreamDestination, aChannel);
+    }
+    STDMETHODIMP NegotiatePacketSize(unsigned int aChannel, unsigned int aDefaultPacketSize,
+                                     IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::NegotiatePacketSize, aChannel, aDefaultPacketSize);
+    }
+    STDMETHODIMP Reset(IVexResult** result) noexcept override { return report(result, &PvDevice::Reset); }
+    STDMETHODIMP ReadRegister(unsigned int aAddress, unsigned int* aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::ReadRegister, aAddress, aValue);
+    }
+    STDMETHODIMP WriteRegister(unsigned int aAddress, unsigned int aValue, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::WriteRegister, aAddress, aValue);
+    }
+    STDMETHODIMP ReadMemory(unsigned int aAddress, SAFEARRAY* aDestination, unsigned int aByteCount,
+                            IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::ReadMemory, aAddress, aDestination, aByteCount);
+    }
+    STDMETHODIMP WriteMemory(unsigned int aAddress, SAFEARRAY* aSource, unsigned int aByteCount,
+                             IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::WriteMemory, aAddress, aSource, aByteCount);
+    }
+    STDMETHODIMP WaitForMessagingChannelIdle(unsigned int aTimeout, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::WaitForMessagingChannelIdle, aTimeout);
+    }
+    STDMETHODIMP SetIPConfiguration(BSTR aMACAddress, BSTR aIP, BSTR aSubnetMask, BSTR aGateway,
+                                    IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::SetIPConfiguration, aMACAddress, aIP, aSubnetMask, aGateway);
+    }
+    STDMETHODIMP ResetStreamTimeoutCounter(unsigned int aChannel, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::ResetStreamTimeoutCounter, aChannel);
+    }
+    STDMETHODIMP ReportStreamTimeout(unsigned int aChannel, IVexResult** result) noexcept override
+    {
+        return report(result, &PvDevice::ReportStreamTimeout, aChannel);
+    }
+    STDMETHODIMP RegisterEventSink(IVexDeviceEventSink* aEventSink) noexcept override
+    {
+        return client_sink_.set(aEventSink);
+    }
+    STDMETHODIMP UnregisterEventSink(IVexDeviceEventSink* /*aEventSink*/) noexcept override
+    {
+        return client_sink_.clear();
+    }
 
     void OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength) override;
     void OnCmdLinkWrite(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength) override;
@@ -63,6 +117,9 @@ public:
     void OnRestoreDevice(PvDevice* aDevice) override;
 
 private:
+    /// Also becomes the borrowed device's event sink, unless this wrapper is one that shows a notification's device.
+    void attached(PvDevice* borrowed) noexcept override;
+
     /// A new wrapper around a notification's device, alive for good; null for null or when it cannot be made.
     static IVexDevice* show(PvDevice* device) noexcept;
     /// Tells an event that shows the device and nothing else.

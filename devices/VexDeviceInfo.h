@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include "devices/shared_view.h"
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "server/wrapper.h"
@@ -11,33 +10,55 @@
 class CVexInterface;
 
 /// A view with a share in what it shows, and in the interface that found it: it outlives the system.
-class CVexDeviceInfo : public vex::server::Wrapper<CVexDeviceInfo>, public SharedView<PvDeviceInfo> {
+class CVexDeviceInfo : public vex::server::Wrapper<CVexDeviceInfo>, public vex::server::SdkObject<PvDeviceInfo> {
 public:
     CVexDeviceInfo();
     ~CVexDeviceInfo();
 
-    HRESULT final_construct();
-    void AttachSdkObject(PvDeviceInfo* shown) noexcept;
+    void final_construct();
 
-    HRESULT STDMETHODCALLTYPE get_MACAddress(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IPAddress(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_SubnetMask(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DefaultGateway(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Vendor(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Model(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_AccessStatus(VexAccessType* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ManufacturerInfo(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Version(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ID(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_SerialNumber(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_UserDefinedName(BSTR* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ProtocolVersionMajor(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ProtocolVersionMinor(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_IsIPConfigurationValid(VARIANT_BOOL* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_Interface(IVexInterface** pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DeviceClass(VexDeviceType* pVal) noexcept override;
+    STDMETHODIMP get_MACAddress(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetMACAddress); }
+    STDMETHODIMP get_IPAddress(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetIPAddress); }
+    STDMETHODIMP get_SubnetMask(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetSubnetMask); }
+    STDMETHODIMP get_DefaultGateway(BSTR* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetDefaultGateway);
+    }
+    STDMETHODIMP get_Vendor(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetVendor); }
+    STDMETHODIMP get_Model(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetModel); }
+    STDMETHODIMP get_AccessStatus(VexAccessType* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetAccessStatus);
+    }
+    STDMETHODIMP get_ManufacturerInfo(BSTR* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetManufacturerInfo);
+    }
+    STDMETHODIMP get_Version(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetVersion); }
+    STDMETHODIMP get_ID(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetID); }
+    STDMETHODIMP get_SerialNumber(BSTR* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetSerialNumber); }
+    STDMETHODIMP get_UserDefinedName(BSTR* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetUserDefinedName);
+    }
+    STDMETHODIMP get_ProtocolVersionMajor(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetProtocolVersionMajor);
+    }
+    STDMETHODIMP get_ProtocolVersionMinor(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::GetProtocolVersionMinor);
+    }
+    STDMETHODIMP get_IsIPConfigurationValid(VARIANT_BOOL* pVal) noexcept override
+    {
+        return value(pVal, &PvDeviceInfo::IsIPConfigurationValid);
+    }
+    STDMETHODIMP get_Interface(IVexInterface** pVal) noexcept override;
+    STDMETHODIMP get_DeviceClass(VexDeviceType* pVal) noexcept override { return value(pVal, &PvDeviceInfo::GetClass); }
 
 private:
+    void attached(PvDeviceInfo* shown) noexcept override;
+
     std::shared_ptr<PvInterface> found_by_;
     vex::server::Ref<CVexInterface> interface_;
 };

@@ -6,20 +6,15 @@ namespace {
 constexpr DISPID on_device_found = 1;
 }
 
-HRESULT CVexSystem::final_construct()
+void CVexSystem::final_construct()
 {
     own_new();
-    HRESULT created = server::create_object(looked_up_);
-    if (SUCCEEDED(created)) {
-        created = server::create_object(event_interface_);
-    }
-    if (SUCCEEDED(created)) {
-        created = server::create_object(event_device_);
-    }
-    if (SUCCEEDED(created) && sdk() != nullptr) {
+    looked_up_ = server::make<CVexInterface>();
+    event_interface_ = server::make<CVexInterface>();
+    event_device_ = server::make<CVexDeviceInfo>();
+    if (sdk() != nullptr) {
         sdk()->RegisterEventSink(this);
     }
-    return created;
 }
 
 void CVexSystem::final_release() noexcept
@@ -29,45 +24,6 @@ void CVexSystem::final_release() noexcept
     event_device_.reset();
     AttachSdkObject(nullptr);
 }
-
-HRESULT CVexSystem::get_InterfaceCount(unsigned int* pVal) noexcept
-{
-    return value(pVal, [](PvSystem& system) { return system.GetInterfaceCount(); });
-}
-
-HRESULT CVexSystem::get_DetectionTimeout(unsigned int* pVal) noexcept
-{
-    return value(pVal, [](PvSystem& system) { return system.GetDetectionTimeout(); });
-}
-
-HRESULT CVexSystem::put_DetectionTimeout(unsigned int pVal) noexcept
-{
-    return set([&](PvSystem& system) { system.SetDetectionTimeout(pVal); });
-}
-
-HRESULT CVexSystem::get_ProtocolVersionMinor(unsigned int* pVal) noexcept
-{
-    return value(pVal, [](PvSystem& system) { return system.GetProtocolVersionMinor(); });
-}
-
-HRESULT CVexSystem::get_ProtocolVersionMajor(unsigned int* pVal) noexcept
-{
-    return value(pVal, [](PvSystem& system) { return system.GetProtocolVersionMajor(); });
-}
-
-HRESULT CVexSystem::Find(IVexResult** out) noexcept
-{
-    return result(out, [](PvSystem& system) { return system.Find(); });
-}
-
-HRESULT CVexSystem::GetInterface(unsigned int aIndex, IVexInterface** out) noexcept
-{
-    return child(out, looked_up_, [&](PvSystem& system) { return system.GetInterface(aIndex); });
-}
-
-HRESULT CVexSystem::RegisterEventSink(IVexSystemEventSink* aEventSink) noexcept { return client_sink_.set(aEventSink); }
-
-HRESULT CVexSystem::UnregisterEventSink(IVexSystemEventSink* /*aEventSink*/) noexcept { return client_sink_.clear(); }
 
 void CVexSystem::OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore)
 {

@@ -13,18 +13,42 @@ class CVexSystem : public vex::server::Wrapper<CVexSystem>,
                    public PvSystemEventSink,
                    public vex::server::SdkObject<PvSystem> {
 public:
-    HRESULT final_construct();
+    void final_construct();
     void final_release() noexcept;
 
-    HRESULT STDMETHODCALLTYPE get_InterfaceCount(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_DetectionTimeout(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE put_DetectionTimeout(unsigned int pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ProtocolVersionMinor(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE get_ProtocolVersionMajor(unsigned int* pVal) noexcept override;
-    HRESULT STDMETHODCALLTYPE Find(IVexResult** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE GetInterface(unsigned int aIndex, IVexInterface** result) noexcept override;
-    HRESULT STDMETHODCALLTYPE RegisterEventSink(IVexSystemEventSink* aEventSink) noexcept override;
-    HRESULT STDMETHODCALLTYPE UnregisterEventSink(IVexSystemEventSink* aEventSink) noexcept override;
+    STDMETHODIMP get_InterfaceCount(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvSystem::GetInterfaceCount);
+    }
+    STDMETHODIMP get_DetectionTimeout(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvSystem::GetDetectionTimeout);
+    }
+    STDMETHODIMP put_DetectionTimeout(unsigned int pVal) noexcept override
+    {
+        return set(&PvSystem::SetDetectionTimeout, pVal);
+    }
+    STDMETHODIMP get_ProtocolVersionMinor(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvSystem::GetProtocolVersionMinor);
+    }
+    STDMETHODIMP get_ProtocolVersionMajor(unsigned int* pVal) noexcept override
+    {
+        return value(pVal, &PvSystem::GetProtocolVersionMajor);
+    }
+    STDMETHODIMP Find(IVexResult** result) noexcept override { return report(result, &PvSystem::Find); }
+    STDMETHODIMP GetInterface(unsigned int aIndex, IVexInterface** result) noexcept override
+    {
+        return child(result, looked_up_, &PvSystem::GetInterface, aIndex);
+    }
+    STDMETHODIMP RegisterEventSink(IVexSystemEventSink* aEventSink) noexcept override
+    {
+        return client_sink_.set(aEventSink);
+    }
+    STDMETHODIMP UnregisterEventSink(IVexSystemEventSink* /*aEventSink*/) noexcept override
+    {
+        return client_sink_.clear();
+    }
 
     /// Shows the device to the advised sinks, then to the client sink; they share one answer.
     void OnDeviceFound(PvInterface* aInterface, PvDeviceInfo* aDeviceInfo, bool& aIgnore) override;

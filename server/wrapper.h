@@ -138,18 +138,6 @@ protected:
         });
     }
 
-    // as devices/ still writes them
-    template <class Call>
-    HRESULT result(IVexResult** out, Call call) noexcept
-    {
-        return report(out, call);
-    }
-    template <class Value, class Out, class Call>
-    HRESULT result_with(IVexResult** out, Out* filled, Call call) noexcept
-    {
-        return report(out, call, filled);
-    }
-
     /// A getter: what `call` returns is stored by the conversion rules.
     template <class Out, class Call, class... Arguments>
     [[gnu::always_inline]] HRESULT value(Out* out, Call call, Arguments... arguments) noexcept
@@ -294,13 +282,6 @@ private:
         }
     }
 };
-
-/// As devices/ still writes it.
-template <class T, class Interface>
-[[nodiscard]] auto& sdk_of(Interface* object)
-{
-    return sdk_as<typename T::SdkType>(object, 1);
-}
 
 /// A new object, for another object of the library, without the registry. Throws the HRESULT of a failed creation.
 template <class T>
