@@ -91,8 +91,10 @@ TypeInfo::TypeInfo(ITypeInfo* info) : info_(info)
             read_member(*member);
         }
     }
-    std::stable_sort(methods_.begin(), methods_.end(),
-                     [](const MethodFacts& one, const MethodFacts& other) { return one.id < other.id; });
+    // a stable sort would take memory of its own, and hide that there is none
+    std::sort(methods_.begin(), methods_.end(), [](const MethodFacts& one, const MethodFacts& other) {
+        return one.id != other.id ? one.id < other.id : one.kind < other.kind;
+    });
 }
 
 void TypeInfo::read_member(const FUNCDESC& member)
