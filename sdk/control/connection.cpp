@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "sdk/base/failure.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -41,7 +42,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
     try {
         transport = std::make_unique<UdpControlTransport>(target.device, target.local);
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, error.what()};
+        return failure(PvResult::NetworkError, error.what());
     }
     return open(target, policy, std::move(transport), net::Clock::steady(), connection);
 }
@@ -72,8 +73,8 @@ PvResult Connection::read_facts()
     if (!outcome.ok()) {
         PvResult result = result_of(outcome);
         if (outcome.kind == ControlOutcome::Kind::refused && outcome.status == wire::gvcp::Status::access_denied) {
-            return {PvResult::StateError, "The device " + target_.device.address.to_string() +
-                                              " is controlled exclusively by another application"};
+            return failure(PvResult::StateError, "The device ", target_.device.address.to_string(),
+                           " is controlled exclusively by another application");
         }
         if (outcome.kind == ControlOutcome::Kind::no_answer && !target_.hint.empty()) {
             result.SetDescription(std::string(result.description()) + "; " + target_.hint);
@@ -82,10 +83,9 @@ PvResult Connection::read_facts()
     }
     // 0 is what software devices say that do not fill the register
     if ((facts_.version >> 16) > newest_major) {
-        return {PvResult::BadVersion, "The device " + target_.device.address.to_string() + " speaks GigE Vision " +
-                                          std::to_string(facts_.version >> 16) + "." +
-                                          std::to_string(facts_.version & 0xFFFF) + ", this SDK up to version " +
-                                          std::to_string(newest_major)};
+        return failure(PvResult::BadVersion, "The device ", target_.device.address.to_string(), " speaks GigE Vision ",
+                       std::to_string(facts_.version >> 16), ".", std::to_string(facts_.version & 0xFFFF),
+                       ", this SDK up to version ", std::to_string(newest_major));
     }
 
     if (outcome = channel_.read_register(bootstrap::gvcp_capability, facts_.capability); !outcome.ok()) {
@@ -108,8 +108,8 @@ PvResult Connection::read_facts()
                           static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
                           static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
     if (!target_.mac.is_zero() && mac != target_.mac) {
-        return {PvResult::NotFound, "At " + target_.device.address.to_string() + " the device " + mac.to_string() +
-                                        " answers, not the device " + target_.mac.to_string()};
+        return failure(PvResult::NotFound, "At ", target_.device.address.to_string(), " the device ", mac.to_string(),
+                       " answers, not the device ", target_.mac.to_string());
     }
     return PvResult::OK;
 }
@@ -157,8 +157,8 @@ PvResult Connection::check_writable() const
     if (target_.access != PvAccessReadOnly) {
         return PvResult::OK;
     }
-    return {PvResult::StateError,
-            "The device " + target_.device.address.to_string() + " is connected for reading only"};
+    return failure(PvResult::StateError, "The device ", target_.device.address.to_string(),
+                   " is connected for reading only");
 }
 
 PvResult Connection::check_stream_channel(std::uint32_t channel) const
@@ -166,9 +166,9 @@ PvResult Connection::check_stream_channel(std::uint32_t channel) const
     if (channel < facts_.stream_channels && channel <= bootstrap::largest_stream_channel) {
         return PvResult::OK;
     }
-    return {PvResult::InvalidParameter, "The device " + target_.device.address.to_string() + " has " +
-                                            std::to_string(facts_.stream_channels) +
-                                            " stream channels; there is no channel " + std::to_string(channel)};
+    return failure(PvResult::InvalidParameter, "The device ", target_.device.address.to_string(), " has ",
+                   std::to_string(facts_.stream_channels), " stream channels; there is no channel ",
+                   std::to_string(channel));
 }
 
 }  // namespace vex::control

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "sdk/base/failure.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -47,6 +48,41 @@ PvResult::Code code_of(Status status)
     }
 }
 
+PvResult::Code code_of(const ControlOutcome& outcome)
+{
+    switch (outcome.kind) {
+    case Kind::done: return PvResult::OK;
+    case Kind::no_answer:
+    case Kind::pending_too_long:
+    case Kind::too_slow: return PvResult::Timeout;
+    case Kind::malformed:
+    case Kind::send_failed: return PvResult::NetworkError;
+    case Kind::closed: return PvResult::NotConnected;
+    case Kind::refused: break;
+    }
+    return code_of(outcome.status);
+}
+
+std::string reason(const ControlOutcome& outcome)
+{
+    const auto after_trying = [&](const char* what) {
+        return std::string(what) + " (" + std::to_string(outcome.attempts) +
+               (outcome.attempts == 1 ? " attempt, " : " attempts, ") + std::to_string(outcome.waited.count()) + " ms)";
+    };
+    switch (outcome.kind) {
+    case Kind::done: return "nothing";
+    case Kind::no_answer: return after_trying("no answer");
+    case Kind::malformed: return after_trying("only malformed answers");
+    case Kind::pending_too_long: return after_trying("the device kept asking for more time");
+    case Kind::too_slow: return after_trying("the device answers too slowly");
+    case Kind::send_failed: return "the request could not be sent: " + outcome.error.message();
+    case Kind::closed: return "the connection is closed";
+    case Kind::refused: break;
+    }
+    return std::string(wire::gvcp::text_of(outcome.status)) + " (status " +
+           hexadecimal(static_cast<std::uint16_t>(outcome.status)) + ")";
+}
+
 }  // namespace
 
 std::string register_text(std::uint32_t address)
@@ -60,27 +96,12 @@ std::string register_text(std::uint32_t address)
 
 PvResult to_result(const ControlOutcome& outcome, const Endpoint& device)
 {
-    const auto failure = [&](const std::string& why) {
-        return device.address.to_string() + ": " + activity(outcome) + " failed: " + why;
-    };
-    const auto effort = [&] {
-        return std::to_string(outcome.attempts) + (outcome.attempts == 1 ? " attempt, " : " attempts, ") +
-               std::to_string(outcome.waited.count()) + " ms";
-    };
-    switch (outcome.kind) {
-    case Kind::done: return PvResult::OK;
-    case Kind::no_answer: return {PvResult::Timeout, failure("no answer (" + effort() + ")")};
-    case Kind::malformed: return {PvResult::NetworkError, failure("only malformed answers (" + effort() + ")")};
-    case Kind::pending_too_long:
-        return {PvResult::Timeout, failure("the device kept asking for more time (" + effort() + ")")};
-    case Kind::too_slow: return {PvResult::Timeout, failure("the device answers too slowly (" + effort() + ")")};
-    case Kind::send_failed:
-        return {PvResult::NetworkError, failure("the request could not be sent: " + outcome.error.message())};
-    case Kind::closed: return {PvResult::NotConnected, failure("the connection is closed")};
-    case Kind::refused: break;
+    if (outcome.ok()) {
+        return PvResult::OK;
     }
-    return {code_of(outcome.status), failure(std::string(wire::gvcp::text_of(outcome.status)) + " (status " +
-                                             hexadecimal(static_cast<std::uint16_t>(outcome.status)) + ")")};
+    return failure(code_of(outcome), [&] {
+        return device.address.to_string() + ": " + activity(outcome) + " failed: " + reason(outcome);
+    });
 }
 
 }  // namespace vex::control

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "sdk/base/failure.h"
 #include "sdk/control/discovery.h"
 
 namespace vex::control {
@@ -23,7 +24,7 @@ constexpr milliseconds search_time{500};
 
 PvResult invalid(const char* what, const PvString& text)
 {
-    return {PvResult::InvalidParameter, "\"" + text.str() + "\" is no " + what};
+    return failure(PvResult::InvalidParameter, "\"", text.str(), "\" is no ", what);
 }
 
 bool is_mask(Ipv4Address mask)
@@ -136,22 +137,22 @@ PvResult force_ip(const wire::gvcp::ForceIp& settings, std::span<const net::Inte
     const auto message = wire::gvcp::force_ip(request_id, settings, true);
     for (int round = 0; round < rounds; ++round) {
         if (!send_all(*ports, hosts, message)) {
-            return {PvResult::NetworkError, "The IP configuration cannot be sent on any interface"};
+            return failure(PvResult::NetworkError, "The IP configuration cannot be sent on any interface");
         }
         const auto status = await_acknowledge(*ports, network.clock(), round_time);
         if (status == wire::gvcp::Status::success) {
             return PvResult::OK;
         }
         if (status) {
-            return {PvResult::StateError, "The device " + settings.mac.to_string() + " refused the address " +
-                                              settings.address.to_string() + ": " + wire::gvcp::text_of(*status)};
+            return failure(PvResult::StateError, "The device ", settings.mac.to_string(), " refused the address ",
+                           settings.address.to_string(), ": ", wire::gvcp::text_of(*status));
         }
     }
     if (is_found(settings, hosts, network)) {
         return PvResult::OK;
     }
-    return {PvResult::NotFound,
-            "No device with the MAC address " + settings.mac.to_string() + " took the IP configuration"};
+    return failure(PvResult::NotFound, "No device with the MAC address ", settings.mac.to_string(),
+                   " took the IP configuration");
 }
 
 }  // namespace vex::control

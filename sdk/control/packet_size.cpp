@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -127,9 +128,9 @@ public:
             return result_of(outcome);
         }
         if ((now & stream::packet_size_mask) != size) {
-            return {PvResult::GenericError, control_.device().address.to_string() + ": the packet size " +
-                                                std::to_string(size) + " was set, but the device has " +
-                                                std::to_string(now & stream::packet_size_mask)};
+            return vex::failure(PvResult::GenericError, control_.device().address.to_string(), ": the packet size ",
+                           std::to_string(size), " was set, but the device has ",
+                           std::to_string(now & stream::packet_size_mask));
         }
         settled_ = true;
         return PvResult::OK;
@@ -259,9 +260,9 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
     const std::string name = control.device().address.to_string();
     const std::uint32_t default_size = task.default_size;
     if (default_size > largest_size || (default_size != 0 && default_size < smallest_size)) {
-        return {PvResult::InvalidParameter, "A packet size of " + std::to_string(default_size) +
-                                                " bytes is impossible; it is from " + std::to_string(smallest_size) +
-                                                " to " + std::to_string(largest_size)};
+        return failure(PvResult::InvalidParameter, "A packet size of ", std::to_string(default_size),
+                       " bytes is impossible; it is from ", std::to_string(smallest_size), " to ",
+                       std::to_string(largest_size));
     }
     Probe probe(control, task.channel, packets, clock);
     if (PvResult result = probe.divert(); !result.IsOK()) {
@@ -285,7 +286,8 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
         if (PvResult result = probe.restore(); !result.IsOK()) {
             return result;
         }
-        return {PvResult::NotSupported, reason + ". The packet size stays " + std::to_string(probe.original_size())};
+        return failure(PvResult::NotSupported, reason, ". The packet size stays ",
+                       std::to_string(probe.original_size()));
     }
     if (PvResult result = probe.set_size(default_size); !result.IsOK()) {
         return result;
@@ -302,7 +304,7 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
     try {
         packets.emplace(control.local().address);
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, error.what()};
+        return failure(PvResult::NetworkError, error.what());
     }
     return negotiate_packet_size(control, task, *packets, net::Clock::steady());
 }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string>
 
+#include "sdk/base/failure.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -17,9 +18,8 @@ namespace privilege = wire::bootstrap::privilege;
 PvResult held_by_another(ControlChannel& channel, std::uint32_t capability, bool exclusively)
 {
     const auto holder = read_holder(channel, capability);
-    return {PvResult::StateError, "The device " + channel.device().address.to_string() + " is controlled" +
-                                      (exclusively ? " exclusively by " : " by ") +
-                                      (holder ? text_of(*holder) : "another application")};
+    return failure(PvResult::StateError, "The device ", channel.device().address.to_string(), " is controlled",
+                   (exclusively ? " exclusively by " : " by "), (holder ? text_of(*holder) : "another application"));
 }
 
 }  // namespace
@@ -75,8 +75,8 @@ PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint3
         return to_result(outcome, channel.device());
     }
     if ((value & wanted) == 0) {
-        return {PvResult::StateError, "The device " + channel.device().address.to_string() + " did not grant " +
-                                          (access == PvAccessExclusive ? "exclusive control" : "control")};
+        return failure(PvResult::StateError, "The device ", channel.device().address.to_string(), " did not grant ",
+                       (access == PvAccessExclusive ? "exclusive control" : "control"));
     }
     return PvResult::OK;
 }

@@ -14,6 +14,7 @@ using namespace vex;
 
 namespace {
 
+using namespace vex;
 using namespace vex::convert;
 using Byte = std::uint8_t;
 

@@ -17,6 +17,7 @@
 
 namespace {
 
+using namespace vex;
 using namespace vex::convert;
 using Byte = std::uint8_t;
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/description/description_url.h"
 #include "sdk/description/file_path.h"
 #include "sdk/description/http_get.h"
@@ -48,8 +49,8 @@ std::string_view without_schema_version(std::string_view url)
 
 PvResult unusable(const DeviceMemory& device, const std::string& why)
 {
-    return {PvResult::GenICamXMLError,
-            "The GenICam description of the device " + device.name + " cannot be used: " + why};
+    return failure(PvResult::GenICamXMLError, "The GenICam description of the device ", device.name,
+                   " cannot be used: ", why);
 }
 
 PvResult read_url(const DeviceMemory& device, std::uint32_t address, std::optional<DescriptionUrl>& url)
@@ -97,8 +98,8 @@ PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, Descr
 PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const DescriptionUrl& url,
                    const std::string& what_to_do)
 {
-    return {code, "The GenICam description of the device " + device.name + " is not in the device but at \"" +
-                      url.text + "\"; " + what_to_do};
+    return failure(code, "The GenICam description of the device ", device.name, " is not in the device but at \"",
+                   url.text, "\"; ", what_to_do);
 }
 
 /// The file that the URL names, in the user's folder; empty when there is no such file. A device chose the name: it
@@ -139,8 +140,8 @@ PvResult download(const DeviceMemory& device, const DescriptionUrl& url, Descrip
     HttpLimits limits;
     limits.largest_body = largest_stored_description;
     if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK()) {
-        return {result.GetCode(),
-                "The GenICam description of the device " + device.name + ": " + std::string(result.description())};
+        return failure(result.GetCode(), "The GenICam description of the device ", device.name, ": ",
+                       result.description());
     }
     return unpack(device, url, bytes, description);
 }

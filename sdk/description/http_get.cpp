@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "sdk/base/failure.h"
 #include "sdk/description/http_answer.h"
 #include "sdk/description/url_text.h"
 #include "sdk/net/tcp_connection.h"
@@ -19,14 +20,14 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t block_size = std::size_t{16} << 10;
 
-PvResult failure(PvResult::Code code, std::string_view url, const std::string& why)
+PvResult failed(PvResult::Code code, std::string_view url, std::string_view why)
 {
-    return {code, "\"" + std::string(url) + "\" cannot be downloaded: " + why};
+    return failure(code, "\"", url, "\" cannot be downloaded: ", why);
 }
 
-PvResult failure(const std::error_code& error, std::string_view url, const std::string& why)
+PvResult failed(const std::error_code& error, std::string_view url, std::string_view why)
 {
-    return failure(error == std::errc::timed_out ? PvResult::Timeout : PvResult::NetworkError, url, why);
+    return failed(error == std::errc::timed_out ? PvResult::Timeout : PvResult::NetworkError, url, why);
 }
 
 /// One request on a connection of its own, up to `end`.
@@ -40,7 +41,7 @@ public:
     {
         const auto host = net::address_of_host(address.host);
         if (!host) {
-            return failure(PvResult::NotFound, url_, "there is no host \"" + address.host + "\"");
+            return failed(PvResult::NotFound, url_, "there is no host \"" + address.host + "\"");
         }
         const std::string request = "GET " + address.path + " HTTP/1.0\r\nHost: " + address.host +
                                     (address.port != default_http_port ? ":" + std::to_string(address.port) : "") +
@@ -48,11 +49,11 @@ public:
         try {
             connection_ = net::TcpConnection::open({*host, address.port}, left());
         } catch (const std::system_error& error) {
-            return failure(error.code(), url_, error.what());
+            return failed(error.code(), url_, error.what());
         }
         if (const auto error = connection_.send(
                 std::span(reinterpret_cast<const std::uint8_t*>(request.data()), request.size()), left())) {
-            return failure(error, url_, "sending the request failed: " + error.message());
+            return failed(error, url_, "sending the request failed: " + error.message());
         }
         while (answer.state() == HttpAnswer::State::incomplete) {
             if (PvResult result = read_more(answer); !result.IsOK()) {
@@ -74,12 +75,12 @@ private:
         std::error_code error;
         const std::size_t size = connection_.receive(block_, left(), error);
         if (error) {
-            return failure(error, url_, "the server's answer does not arrive: " + error.message());
+            return failed(error, url_, "the server's answer does not arrive: " + error.message());
         }
         // a server that sends a byte at a time never lets a single wait run out
         if (left().count() == 0) {
-            return failure(PvResult::Timeout, url_,
-                           "the server takes more than " + std::to_string(limits_.time.count()) + " ms");
+            return failed(PvResult::Timeout, url_,
+                          "the server takes more than " + std::to_string(limits_.time.count()) + " ms");
         }
         if (size == 0) {
             answer.end();
@@ -109,13 +110,13 @@ PvResult http_get(std::string_view url, const HttpLimits& limits, std::vector<st
     std::string at(url);
     for (int hop = 0; hop <= limits.redirects; ++hop) {
         if (starts_with_word(at, "https:")) {
-            return failure(PvResult::NotSupported, url, "encrypted connections (https) are not supported");
+            return failed(PvResult::NotSupported, url, "encrypted connections (https) are not supported");
         }
         const auto address = parse_http_address(at);
         if (!address) {
-            return failure(PvResult::InvalidParameter, url,
-                           hop == 0 ? "it is not an address of a file on a server"
-                                    : "the server points to \"" + at + "\"");
+            return failed(PvResult::InvalidParameter, url,
+                          hop == 0 ? "it is not an address of a file on a server"
+                                   : "the server points to \"" + at + "\"");
         }
         HttpAnswer answer(limits.largest_body);
         if (PvResult result = Exchange(url, limits, end).run(*address, answer); !result.IsOK()) {
@@ -126,13 +127,13 @@ PvResult http_get(std::string_view url, const HttpLimits& limits, std::vector<st
             return PvResult::OK;
         }
         if (!is_redirect(answer.status()) || answer.location().empty()) {
-            return failure(answer.status() == 404 || answer.status() == 410 ? PvResult::NotFound
-                                                                            : PvResult::NetworkError,
-                           url, "the server answers with status " + std::to_string(answer.status()));
+            return failed(answer.status() == 404 || answer.status() == 410 ? PvResult::NotFound
+                                                                           : PvResult::NetworkError,
+                          url, "the server answers with status " + std::to_string(answer.status()));
         }
         at = redirected(*address, answer.location());
     }
-    return failure(PvResult::NetworkError, url, "the server points on and on to other addresses");
+    return failed(PvResult::NetworkError, url, "the server points on and on to other addresses");
 }
 
 }  // namespace vex::description

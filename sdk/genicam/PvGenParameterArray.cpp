@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/genapi/name_table.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/parameter_internals.h"
@@ -265,7 +266,7 @@ PvResult PvGenParameterArray::ExecuteCommand(const PvString& aName)
 PvResult PvGenParameterArray::InvalidateCache()
 {
     if (contents_->node_map == nullptr) {
-        return {PvResult::NotInitialized, "The parameter array has not been built yet"};
+        return failure(PvResult::NotInitialized, "The parameter array has not been built yet");
     }
     PvResult result = genicam::result_of([&] { contents_->node_map->invalidate_all(); });
     ApplicationCall::operation_ends();

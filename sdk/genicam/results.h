@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "sdk/base/PvResult.h"
 #include "sdk/base/application_call.h"
+#include "sdk/base/failure.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/types.h"
 #include "sdk/genicam/PvGenTypes.h"
@@ -20,19 +20,11 @@ inline PvResult result_of_exception() noexcept
     try {
         throw;
     } catch (const GenApi::Error& error) {
-        try {
-            return {error.code(), error.what()};
-        } catch (...) {
-            return error.code();
-        }
+        return failure(error.code(), error.what());
     } catch (const std::bad_alloc&) {
         return PvResult::NotEnoughMemory;
     } catch (const std::exception& error) {
-        try {
-            return {PvResult::GenericError, error.what()};
-        } catch (...) {
-            return PvResult::GenericError;
-        }
+        return failure(PvResult::GenericError, error.what());
     } catch (...) {
         return PvResult::GenericError;
     }

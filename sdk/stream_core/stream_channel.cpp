@@ -123,7 +123,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
         if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
             return PvResult::NotEnoughMemory;
         }
-        return {PvResult::NetworkError, std::string("cannot open the stream: ") + error.what()};
+        return failure(PvResult::NetworkError, "Cannot open the stream: ", error.what());
     }
 }
 
