@@ -129,8 +129,8 @@ public:
         }
         if ((now & stream::packet_size_mask) != size) {
             return vex::failure(PvResult::GenericError, control_.device().address.to_string(), ": the packet size ",
-                           std::to_string(size), " was set, but the device has ",
-                           std::to_string(now & stream::packet_size_mask));
+                                std::to_string(size), " was set, but the device has ",
+                                std::to_string(now & stream::packet_size_mask));
         }
         settled_ = true;
         return PvResult::OK;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sdk/base/application_call.h"
+#include "sdk/base/failure.h"
 #include "sdk/base/whole_file.h"
 #include "sdk/control/force_ip.h"
 #include "sdk/device/device_impl.h"
@@ -25,7 +26,7 @@ constexpr std::chrono::milliseconds callback_timeout{5000};
 PvResult check_caller()
 {
     if (device::in_link_notification()) {
-        return {PvResult::StateError, "A command link notification cannot connect or disconnect its device"};
+        return failure(PvResult::StateError, "A command link notification cannot connect or disconnect its device");
     }
     return PvResult::OK;
 }
@@ -39,7 +40,7 @@ PvResult check_access(PvAccessType access)
     case PvAccessExclusive: return PvResult::OK;
     case PvAccessUnknown: break;
     }
-    return {PvResult::InvalidParameter, "There is no access type " + std::to_string(static_cast<int>(access))};
+    return failure(PvResult::InvalidParameter, "There is no access type ", std::to_string(static_cast<int>(access)));
 }
 
 }  // namespace
@@ -74,7 +75,7 @@ PvDevice::~PvDevice()
 PvResult PvDevice::Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType)
 {
     if (aDeviceInfo == nullptr) {
-        return {PvResult::InvalidParameter, "The device information is null"};
+        return failure(PvResult::InvalidParameter, "The device information is null");
     }
     if (PvResult result = check_access(aAccessType); !result.IsOK()) {
         return result;
@@ -100,7 +101,7 @@ PvResult PvDevice::Connect(const PvString& aInfo, PvAccessType aAccessType)
         return result;
     }
     if (const auto current = impl_->connection()) {
-        return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+        return failure(PvResult::StateError, "Connected already, to ", current->device().address.to_string());
     }
     control::ConnectionTarget target;
     target.access = aAccessType;
@@ -141,7 +142,7 @@ PvResult PvDevice::DumpGenICamXML(const PvString& aFilename)
 {
     const Impl::Features* features = impl_->features();
     if (features == nullptr) {
-        return {PvResult::NotConnected, "No device has been connected whose description could be written"};
+        return failure(PvResult::NotConnected, "No device has been connected whose description could be written");
     }
     const std::string& xml = features->description.xml;
     return write_whole_file(aFilename, {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()});
@@ -151,7 +152,7 @@ PvResult PvDevice::GetDefaultGenICamXMLFilename(PvString& aFilename)
 {
     const Impl::Features* features = impl_->features();
     if (features == nullptr) {
-        return {PvResult::NotConnected, "No device has been connected whose description has a name"};
+        return failure(PvResult::NotConnected, "No device has been connected whose description has a name");
     }
     aFilename = PvString(features->description.name);
     return PvResult::OK;
@@ -161,10 +162,10 @@ PvResult PvDevice::SetStreamDestination(const PvString& aIPAddress, std::uint16_
 {
     const auto address = Ipv4Address::parse(aIPAddress.view());
     if (!address || address->is_any()) {
-        return {PvResult::InvalidParameter, "\"" + aIPAddress.str() + "\" is no IPv4 address that can be sent to"};
+        return failure(PvResult::InvalidParameter, "\"", aIPAddress.str(), "\" is no IPv4 address that can be sent to");
     }
     if (aDataPort == 0) {
-        return {PvResult::InvalidParameter, "A stream cannot be sent to port 0"};
+        return failure(PvResult::InvalidParameter, "A stream cannot be sent to port 0");
     }
     const Operation held(impl_);
     return held->set_stream_destination(aChannel, *address, aDataPort);
@@ -191,8 +192,8 @@ PvResult PvDevice::Reset()
     }
     PvGenParameterArray& array = *held->features()->array;
     if (array.GetCommand("DeviceReset") == nullptr) {
-        return {PvResult::NotSupported,
-                "The device " + current->device().address.to_string() + " has no DeviceReset feature"};
+        return failure(PvResult::NotSupported, "The device ", current->device().address.to_string(),
+                       " has no DeviceReset feature");
     }
     const PvResult result = array.ExecuteCommand("DeviceReset");
     if (result.GetCode() == PvResult::Timeout) {
@@ -242,7 +243,7 @@ PvResult PvDevice::ReadMemory(std::uint32_t aAddress, unsigned char* aDestinatio
 {
     const Operation held(impl_);
     if (aDestination == nullptr && aByteCount > 0) {
-        return {PvResult::InvalidParameter, "The destination is null"};
+        return failure(PvResult::InvalidParameter, "The destination is null");
     }
     const auto current = held->connection();
     if (!current) {
@@ -260,7 +261,7 @@ PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSou
 {
     const Operation held(impl_);
     if (aSource == nullptr && aByteCount > 0) {
-        return {PvResult::InvalidParameter, "The source is null"};
+        return failure(PvResult::InvalidParameter, "The source is null");
     }
     std::shared_ptr<control::Connection> current;
     if (PvResult result = held->writable_connection(current); !result.IsOK()) {
@@ -288,7 +289,7 @@ PvResult PvDevice::SetIPConfiguration(const PvString& aMACAddress, const PvStrin
     try {
         hosts = net::list_interfaces();
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
+        return failure(PvResult::NetworkError, "The network interfaces cannot be listed: ", error.what());
     }
     wire::gvcp::ForceIp settings;
     if (PvResult result = control::parse_ip_configuration(aMACAddress, aIP, aSubnetMask, aGateway, hosts, settings);

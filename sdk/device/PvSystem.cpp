@@ -5,6 +5,7 @@
 #include <new>
 #include <system_error>
 
+#include "sdk/base/failure.h"
 #include "sdk/device/PvSystemEventSink.h"
 #include "sdk/device/system_impl.h"
 #include "sdk/net/interfaces.h"
@@ -52,13 +53,13 @@ PvResult PvSystem::Find()
 {
     const std::shared_ptr<Impl> held = impl_;  // a sink may destroy the system
     if (held->searching) {
-        return {PvResult::StateError, "A search is under way already"};
+        return failure(PvResult::StateError, "A search is under way already");
     }
     std::vector<net::Interface> present;
     try {
         present = impl_->network.interfaces();
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
+        return failure(PvResult::NetworkError, "The network interfaces cannot be listed: ", error.what());
     }
     held->listed.clear();
     for (const net::Interface& facts : present) {
@@ -70,10 +71,10 @@ PvResult PvSystem::Find()
 PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)
 {
     if (aEventSink == nullptr) {
-        return {PvResult::InvalidParameter, "The event sink is null"};
+        return failure(PvResult::InvalidParameter, "The event sink is null");
     }
     if (std::find(impl_->sinks.begin(), impl_->sinks.end(), aEventSink) != impl_->sinks.end()) {
-        return {PvResult::StateError, "The event sink is registered already"};
+        return failure(PvResult::StateError, "The event sink is registered already");
     }
     impl_->sinks.push_back(aEventSink);
     return PvResult::OK;
@@ -82,7 +83,7 @@ PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)
 PvResult PvSystem::UnregisterEventSink(PvSystemEventSink* aEventSink)
 {
     if (std::erase(impl_->sinks, aEventSink) == 0) {
-        return {PvResult::NotFound, "The event sink is not registered"};
+        return failure(PvResult::NotFound, "The event sink is not registered");
     }
     return PvResult::OK;
 }
@@ -103,7 +104,7 @@ PvInterface& PvSystem::Impl::interface_for(const net::Interface& facts)
 PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
 {
     if (searching) {
-        return {PvResult::StateError, "A search is under way already"};
+        return failure(PvResult::StateError, "A search is under way already");
     }
     struct Searching {
         explicit Searching(bool& state) : flag(state) { flag = true; }
@@ -142,7 +143,7 @@ PvResult PvSystem::Impl::search(const std::vector<PvInterface*>& interfaces)
     for (const control::UnusableInterface& unusable : discovery.unusable()) {
         text += "; " + interfaces[unusable.interface_index]->impl_->id() + ": " + unusable.reason;
     }
-    return {PvResult::NetworkError, text};
+    return failure(PvResult::NetworkError, text);
 }
 
 void PvSystem::Impl::notify(PvInterface& host, PvDeviceInfo& info, bool& ignore)

@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "sdk/base/failure.h"
 #include "sdk/control/packet_size.h"
 #include "sdk/device/device_memory.h"
 #include "sdk/genapi/errors.h"
@@ -111,7 +112,7 @@ PvResult PvDevice::Impl::open(const control::ConnectionTarget& target, bool& att
 {
     const std::scoped_lock lock(connect_mutex_);
     if (const auto current = connection()) {
-        return {PvResult::StateError, "Connected already, to " + current->device().address.to_string()};
+        return failure(PvResult::StateError, "Connected already, to ", current->device().address.to_string());
     }
     ended.push_back(take_threads());  // of a connection that was lost
 
@@ -169,9 +170,8 @@ PvResult PvDevice::Impl::load_features(control::Connection& connection, std::sha
             std::make_shared<Features>(std::move(description), sinks, link.settings().byte_order));
         return PvResult::OK;
     } catch (const GenApi::Error& error) {
-        return {PvResult::GenICamXMLError, "The GenICam description of the device " +
-                                               connection.device().address.to_string() +
-                                               " cannot be used: " + error.what()};
+        return failure(PvResult::GenICamXMLError, "The GenICam description of the device ",
+                       connection.device().address.to_string(), " cannot be used: ", error.what());
     } catch (const std::bad_alloc&) {
         return PvResult::NotEnoughMemory;
     }

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include "sdk/base/failure.h"
 #include "sdk/control/discovery.h"
 
 namespace vex::device {
@@ -61,7 +62,7 @@ PvResult look_up_device(std::string_view text, control::ConnectionTarget& target
 {
     text = trim(text);
     if (text.empty()) {
-        return {PvResult::InvalidParameter, "No device is named"};
+        return failure(PvResult::InvalidParameter, "No device is named");
     }
     if (const auto address = Ipv4Address::parse(text)) {
         target.device = {*address, wire::gvcp::port};
@@ -72,16 +73,15 @@ PvResult look_up_device(std::string_view text, control::ConnectionTarget& target
     try {
         matches = search(text, network);
     } catch (const std::system_error& error) {
-        return {PvResult::NetworkError, std::string("The network interfaces cannot be listed: ") + error.what()};
+        return failure(PvResult::NetworkError, "The network interfaces cannot be listed: ", error.what());
     }
     if (matches.empty()) {
-        return {PvResult::NotFound, "No device answers to \"" + std::string(text) + "\""};
+        return failure(PvResult::NotFound, "No device answers to \"", text, "\"");
     }
     for (const Match& match : matches) {
         if (!control::is_same_device(match.facts, matches.front().facts)) {
-            return {PvResult::InvalidParameter, "Several devices answer to \"" + std::string(text) + "\", among them " +
-                                                    matches.front().facts.address.to_string() + " and " +
-                                                    match.facts.address.to_string()};
+            return failure(PvResult::InvalidParameter, "Several devices answer to \"", text, "\", among them ",
+                           matches.front().facts.address.to_string(), " and ", match.facts.address.to_string());
         }
     }
 

@@ -2,16 +2,18 @@
 
 #include <algorithm>
 
+#include "sdk/base/failure.h"
+
 namespace vex::device {
 
 PvResult EventSinks::add(PvDeviceEventSink* sink)
 {
     if (sink == nullptr) {
-        return {PvResult::InvalidParameter, "The event sink is null"};
+        return failure(PvResult::InvalidParameter, "The event sink is null");
     }
     const std::scoped_lock lock(mutex_);
     if (std::any_of(sinks_.begin(), sinks_.end(), [&](const Registered& known) { return known.sink == sink; })) {
-        return {PvResult::StateError, "The event sink is registered already"};
+        return failure(PvResult::StateError, "The event sink is registered already");
     }
     if (!closed_) {
         sinks_.push_back({sink, next_serial_++});
@@ -26,7 +28,7 @@ PvResult EventSinks::remove(PvDeviceEventSink* sink, std::chrono::milliseconds t
     const auto erased = std::erase_if(sinks_, [&](const Registered& known) { return known.sink == sink; });
     count_.store(sinks_.size(), std::memory_order_release);
     if (erased == 0) {
-        return {PvResult::NotFound, "The event sink is not registered"};
+        return failure(PvResult::NotFound, "The event sink is not registered");
     }
     wait_for_calls(lock, sink, timeout);
     return PvResult::OK;
