@@ -57,16 +57,35 @@ GvcpServer::Sockets GvcpServer::open(const net::Interface& adapter)
 {
     Sockets sockets;
     sockets.adapter = adapter;
+    net::UdpOptions options{.broadcast = true};
     // without address reuse, so that a second device on the same address is an error and not a race for datagrams
-    sockets.unicast = net::UdpSocket::open({adapter.address, wire::gvcp::port}, {.broadcast = true});
-    for (const Ipv4Address address : {directed_broadcast(adapter.address, adapter.mask), limited_broadcast}) {
-        try {
-            sockets.broadcast.push_back(net::UdpSocket::open({address, wire::gvcp::port}, {.reuse_address = true}));
-        } catch (const std::system_error&) {
-            // Where broadcast addresses cannot be bound, the unicast socket receives broadcasts.
-        }
+    sockets.unicast = net::UdpSocket::open({adapter.address, wire::gvcp::port}, options);
+    if (!open_for_broadcasts(sockets)) {
+        // now that there is no second device
+        options.reuse_address = true;
+        sockets.unicast = {};
+        sockets.unicast = net::UdpSocket::open({adapter.address, wire::gvcp::port}, options);
+        static_cast<void>(open_for_broadcasts(sockets));
     }
     return sockets;
+}
+
+bool GvcpServer::open_for_broadcasts(Sockets& sockets)
+{
+    bool beside_unicast = true;
+    for (const Ipv4Address address :
+         {directed_broadcast(sockets.adapter.address, sockets.adapter.mask), limited_broadcast}) {
+        try {
+            sockets.broadcast.push_back(net::UdpSocket::open({address, wire::gvcp::port}, {.reuse_address = true}));
+        } catch (const std::system_error& error) {
+            // Where broadcast addresses cannot be bound, the unicast socket receives broadcasts. Where one is bound by
+            // binding to every address, that must be shared with the unicast socket.
+            if (error.code() == std::errc::permission_denied || error.code() == std::errc::address_in_use) {
+                beside_unicast = false;
+            }
+        }
+    }
+    return beside_unicast || !sockets.broadcast.empty();
 }
 
 void GvcpServer::start(const net::Interface& adapter)

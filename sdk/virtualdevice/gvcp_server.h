@@ -52,6 +52,8 @@ private:
         net::Interface adapter;
     };
     [[nodiscard]] static Sockets open(const net::Interface& adapter);
+    /// False when the system would give broadcasts to sockets that share the address with the unicast one only.
+    [[nodiscard]] static bool open_for_broadcasts(Sockets& sockets);
     void run();
     void take_wanted_address();
     void serve(net::UdpSocket& socket, bool broadcast);
