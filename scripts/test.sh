@@ -18,6 +18,7 @@ suite_style() {
     mapfile -t files < <(git ls-files '*.h' '*.cpp')
     clang-format-16 --dry-run --Werror "${files[@]}"
     scripts/check_layers.py
+    scripts/check_sizes.py
 }
 
 # clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any

@@ -77,6 +77,11 @@ std::wstring PvString::GetWide() const
     wide.reserve(utf8_.size());
     std::string_view rest = utf8_;
     while (!rest.empty()) {
+        if (static_cast<signed char>(rest.front()) >= 0) {  // nearly all text is ASCII
+            wide += static_cast<wchar_t>(rest.front());
+            rest.remove_prefix(1);
+            continue;
+        }
         const char32_t c = next_utf8(rest);
         if (!wide_is_utf16 && is_low_surrogate(c) && !wide.empty() &&
             is_high_surrogate(static_cast<char32_t>(wide.back()))) {

@@ -9,71 +9,12 @@
 
 #include "sdk/genapi/errors.h"
 #include "sdk/genapi/formula.h"
+#include "sdk/genapi/formula_lexer.h"
 #include "sdk/genapi/numbers.h"
 
 namespace GenApi {
 
 namespace {
-
-enum class Token : std::uint8_t {
-    end,
-    number,
-    name,
-    open,
-    close,
-    comma,
-    question,
-    colon,
-    or_else,
-    and_also,
-    binary,  ///< with its Operation and level
-    minus,
-    plus,
-    tilde,
-};
-
-// Levels of precedence, low to high.
-constexpr int level_conditional = 1;
-constexpr int level_or = 2;
-constexpr int level_and = 3;
-constexpr int level_sum = 10;
-constexpr int level_power = 12;
-constexpr int level_unary = 13;
-
-struct Lexeme {
-    Token token = Token::end;
-    std::size_t position = 0;
-    std::string_view text;
-    Operation operation = Operation::add;
-    int level = 0;
-};
-
-struct BinaryOperator {
-    std::string_view text;
-    Operation operation;
-    int level;
-};
-
-// Longer ones first, so that "<=" is not read as "<".
-constexpr BinaryOperator binary_operators[] = {
-    {"**", Operation::power, level_power},
-    {"<>", Operation::not_equal, 7},
-    {"!=", Operation::not_equal, 7},
-    {"==", Operation::equal, 7},
-    {"<=", Operation::less_equal, 8},
-    {">=", Operation::greater_equal, 8},
-    {"<<", Operation::shift_left, 9},
-    {">>", Operation::shift_right, 9},
-    {"=", Operation::equal, 7},
-    {"<", Operation::less, 8},
-    {">", Operation::greater, 8},
-    {"*", Operation::multiply, 11},
-    {"/", Operation::divide, 11},
-    {"%", Operation::remainder, 11},
-    {"|", Operation::bit_or, 4},
-    {"^", Operation::bit_xor, 5},
-    {"&", Operation::bit_and, 6},
-};
 
 struct Function {
     std::string_view name;
@@ -88,10 +29,6 @@ constexpr Function functions[] = {
     {"ROUND", Operation::round},
 };
 
-constexpr bool is_digit(char c) noexcept { return c >= '0' && c <= '9'; }
-constexpr bool is_letter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-constexpr bool is_space(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 std::string upper_case(std::string_view text)
 {
     std::string upper(text);
@@ -100,112 +37,6 @@ std::string upper_case(std::string_view text)
     }
     return upper;
 }
-
-[[noreturn]] void fail(std::string_view what, std::size_t position)
-{
-    throw EvaluationError("the formula is malformed: " + std::string(what) + " at character " +
-                          std::to_string(position + 1));
-}
-
-class Lexer {
-public:
-    explicit Lexer(std::string_view text) : text_(text) {}
-
-    Lexeme next()
-    {
-        while (at_ < text_.size() && is_space(text_[at_])) {
-            ++at_;
-        }
-        if (at_ == text_.size()) {
-            return taken(Token::end, 0);
-        }
-        const char c = text_[at_];
-        if (is_digit(c) || (c == '.' && at_ + 1 < text_.size() && is_digit(text_[at_ + 1]))) {
-            return number();
-        }
-        if (is_letter(c)) {
-            return taken(Token::name, name_length());
-        }
-        return symbol();
-    }
-
-private:
-    Lexeme taken(Token token, std::size_t length)
-    {
-        const Lexeme lexeme{.token = token, .position = at_, .text = text_.substr(at_, length)};
-        at_ += length;
-        return lexeme;
-    }
-
-    [[nodiscard]] char at(std::size_t index) const { return index < text_.size() ? text_[index] : '\0'; }
-
-    [[nodiscard]] std::size_t name_length() const
-    {
-        std::size_t end = at_;
-        while (is_letter(at(end)) || is_digit(at(end)) || at(end) == '.') {
-            ++end;
-        }
-        return end - at_;
-    }
-
-    Lexeme number()
-    {
-        std::size_t end = at_;
-        if (text_[at_] == '0' && (at(at_ + 1) == 'x' || at(at_ + 1) == 'X')) {
-            end += 2;
-            while (std::isxdigit(static_cast<unsigned char>(at(end))) != 0) {
-                ++end;
-            }
-            return taken(Token::number, end - at_);
-        }
-        while (is_digit(at(end)) || at(end) == '.') {
-            ++end;
-        }
-        if (at(end) == 'e' || at(end) == 'E') {
-            const std::size_t digits = at(end + 1) == '-' || at(end + 1) == '+' ? end + 2 : end + 1;
-            if (is_digit(at(digits))) {
-                end = digits;
-                while (is_digit(at(end))) {
-                    ++end;
-                }
-            }
-        }
-        return taken(Token::number, end - at_);
-    }
-
-    Lexeme symbol()
-    {
-        const std::string_view rest = text_.substr(at_);
-        if (rest.starts_with("||")) {
-            return taken(Token::or_else, 2);
-        }
-        if (rest.starts_with("&&")) {
-            return taken(Token::and_also, 2);
-        }
-        for (const BinaryOperator& candidate : binary_operators) {
-            if (rest.starts_with(candidate.text)) {
-                Lexeme lexeme = taken(Token::binary, candidate.text.size());
-                lexeme.operation = candidate.operation;
-                lexeme.level = candidate.level;
-                return lexeme;
-            }
-        }
-        switch (rest.front()) {
-        case '(': return taken(Token::open, 1);
-        case ')': return taken(Token::close, 1);
-        case ',': return taken(Token::comma, 1);
-        case '?': return taken(Token::question, 1);
-        case ':': return taken(Token::colon, 1);
-        case '-': return taken(Token::minus, 1);
-        case '+': return taken(Token::plus, 1);
-        case '~': return taken(Token::tilde, 1);
-        default: fail("\"" + std::string(1, rest.front()) + "\" is not expected", at_);
-        }
-    }
-
-    std::string_view text_;
-    std::size_t at_ = 0;
-};
 
 class Compiler {
 public:
@@ -224,14 +55,14 @@ public:
             operand_wanted = operand_wanted ? take_operand() : take_operator();
         }
         if (operand_wanted) {
-            fail("the formula ends too early", current_.position);
+            malformed_formula("the formula ends too early", current_.position);
         }
         while (!pending_.empty()) {
             if (pending_.back().kind == Pending::Kind::open || pending_.back().kind == Pending::Kind::function) {
-                fail("a parenthesis is not closed", pending_.back().position);
+                malformed_formula("a parenthesis is not closed", pending_.back().position);
             }
             if (pending_.back().kind == Pending::Kind::question) {
-                fail("the \"?\" has no \":\"", pending_.back().position);
+                malformed_formula("the \"?\" has no \":\"", pending_.back().position);
             }
             finish_top();
         }
@@ -294,7 +125,7 @@ private:
         case Token::open: push({.kind = Pending::Kind::open, .position = lexeme.position}); return true;
         case Token::number: take_number(lexeme); return false;
         case Token::name: return take_name(lexeme);
-        default: fail("a value is expected", lexeme.position);
+        default: malformed_formula("a value is expected", lexeme.position);
         }
     }
 
@@ -314,7 +145,7 @@ private:
         } else if (const auto value = parse_float(lexeme.text)) {
             emit_constant(*value);
         } else {
-            fail("\"" + std::string(lexeme.text) + "\" is not a number", lexeme.position);
+            malformed_formula("\"" + std::string(lexeme.text) + "\" is not a number", lexeme.position);
         }
     }
 
@@ -350,7 +181,7 @@ private:
                   .position = lexeme.position});
             return true;
         }
-        fail("\"" + std::string(lexeme.text) + "\" is neither a variable nor a function", lexeme.position);
+        malformed_formula("\"" + std::string(lexeme.text) + "\" is neither a variable nor a function", lexeme.position);
     }
 
     /// PI() and E() are functions without arguments in some descriptions, plain names in others.
@@ -359,7 +190,7 @@ private:
         if (current_.token == Token::open) {
             advance();
             if (current_.token != Token::close) {
-                fail("\")\" is expected", current_.position);
+                malformed_formula("\")\" is expected", current_.position);
             }
             advance();
         }
@@ -382,7 +213,7 @@ private:
         case Token::colon: push_colon(lexeme); return true;
         case Token::comma: take_comma(lexeme); return true;
         case Token::close: take_close(lexeme); return false;
-        default: fail("an operator is expected", lexeme.position);
+        default: malformed_formula("an operator is expected", lexeme.position);
         }
     }
 
@@ -427,7 +258,7 @@ private:
             finish_top();
         }
         if (pending_.empty() || pending_.back().kind != Pending::Kind::question) {
-            fail("the \":\" has no \"?\"", lexeme.position);
+            malformed_formula("the \":\" has no \"?\"", lexeme.position);
         }
         // only one of the two branches leaves its value on the stack
         const auto jump = emit(Operation::jump, 0, -1);
@@ -442,7 +273,7 @@ private:
         Pending& function = pending_.back();
         if (function.kind != Pending::Kind::function || function.operation != Operation::round ||
             function.arguments == 2) {
-            fail("\",\" is not expected", lexeme.position);
+            malformed_formula("\",\" is not expected", lexeme.position);
         }
         function.arguments = 2;
     }
@@ -464,10 +295,10 @@ private:
             finish_top();
         }
         if (!pending_.empty() && pending_.back().kind == Pending::Kind::question) {
-            fail("the \"?\" has no \":\"", pending_.back().position);
+            malformed_formula("the \"?\" has no \":\"", pending_.back().position);
         }
         if (pending_.empty()) {
-            fail("\"" + std::string(lexeme.text) + "\" has no opening parenthesis", lexeme.position);
+            malformed_formula("\"" + std::string(lexeme.text) + "\" has no opening parenthesis", lexeme.position);
         }
     }
 

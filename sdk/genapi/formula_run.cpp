@@ -263,20 +263,13 @@ Number run_formula(const CodeView& code, Arithmetic arithmetic, FormulaScope& sc
     // nested runs may move the stack, hence indexes into it rather than pointers
     const Frame frame(stack, code.stack_needed + 1);
     std::size_t top = frame.base();  // of the next free place
+    const auto push = [&](Number value) { stack[top++] = value; };
     for (std::size_t at = 0; at < code.instructions.size(); ++at) {
         const auto [operation, argument] = code.instructions[at];
         switch (operation) {
-        case Operation::push_constant: stack[top++] = code.constants[argument]; break;
-        case Operation::load_variable: {
-            const Number value = scope.variable(argument);
-            stack[top++] = value;
-            break;
-        }
-        case Operation::call: {
-            const Number value = scope.expression(argument);
-            stack[top++] = value;
-            break;
-        }
+        case Operation::push_constant: push(code.constants[argument]); break;
+        case Operation::load_variable: push(scope.variable(argument)); break;
+        case Operation::call: push(scope.expression(argument)); break;
         case Operation::jump: at = argument - 1; break;
         case Operation::jump_if_false:
             if (!stack[--top].is_true()) {

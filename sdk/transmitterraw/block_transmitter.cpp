@@ -124,6 +124,60 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
     return {};
 }
 
+/// Packets of one block on their way to the socket.
+class BlockTransmitter::Batch {
+public:
+    Batch(const Sent& sent, bool resend) : sent_(sent)
+    {
+        header_.extended_ids = sent.extended_ids;
+        header_.block_id = sent.block->block_id;
+        if (resend && sent.extended_ids) {
+            // Receivers of the short header take a packet with this status to be empty; only the long one can tell.
+            header_.status = Status::packet_resend;
+            header_.flags = gvsp::header_flag::resent;
+        }
+    }
+
+    [[nodiscard]] bool is_full() const noexcept { return count_ == largest_batch; }
+    [[nodiscard]] std::span<const net::OutgoingDatagram> datagrams() const { return {datagrams_.data(), count_}; }
+    /// Of all batches so far.
+    [[nodiscard]] std::uint64_t payload_bytes() const noexcept { return payload_bytes_; }
+    void clear() noexcept { count_ = 0; }
+
+    void add(std::uint64_t packet_id)
+    {
+        const Block& block = *sent_.block;
+        header_.packet_id = static_cast<std::uint32_t>(packet_id);
+        net::OutgoingDatagram& datagram = datagrams_[count_];
+        if (packet_id == 0) {
+            header_.format = gvsp::Format::leader;
+            datagram.body = {leader_.data(), gvsp::encode_leader(block.leader, leader_)};
+        } else if (packet_id == sent_.trailer_id) {
+            header_.format = gvsp::Format::trailer;
+            datagram.body = {trailer_.data(), gvsp::encode_trailer(block.trailer, trailer_)};
+        } else {
+            header_.format = gvsp::Format::payload;
+            const std::size_t offset = static_cast<std::size_t>(packet_id - 1) * sent_.data_per_packet;
+            datagram.body = block.data.subspan(offset, std::min(sent_.data_per_packet, block.data.size() - offset));
+            payload_bytes_ += datagram.body.size();
+        }
+        const std::span<std::uint8_t> head(heads_.data() + count_ * gvsp::extended_header_size,
+                                           gvsp::extended_header_size);
+        datagram.head = head.first(gvsp::encode_header(header_, head));
+        ++count_;
+    }
+
+private:
+    const Sent& sent_;
+    gvsp::Header header_;
+    std::size_t count_ = 0;
+    std::uint64_t payload_bytes_ = 0;
+    std::array<std::uint8_t, largest_batch * gvsp::extended_header_size> heads_;
+    std::array<std::uint8_t, gvsp::largest_leader> leader_;
+    std::array<std::uint8_t, gvsp::largest_trailer> trailer_;
+    std::array<net::OutgoingDatagram, largest_batch> datagrams_;
+};
+
 std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend)
 {
     std::shared_ptr<PacketLoss> loss;
@@ -131,52 +185,20 @@ std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t fir
         const std::lock_guard guard(mutex_);
         loss = loss_;
     }
-    const Block& block = *sent.block;
-    std::array<std::uint8_t, largest_batch * gvsp::extended_header_size> heads;
-    std::array<std::uint8_t, gvsp::largest_leader> leader;
-    std::array<std::uint8_t, gvsp::largest_trailer> trailer;
-    std::array<net::OutgoingDatagram, largest_batch> datagrams;
-
-    gvsp::Header header;
-    header.extended_ids = sent.extended_ids;
-    header.block_id = block.block_id;
-    if (resend && sent.extended_ids) {
-        // Receivers of the short header take a packet with this status to be empty; only the long one can tell.
-        header.status = Status::packet_resend;
-        header.flags = gvsp::header_flag::resent;
-    }
-
+    Batch batch(sent, resend);
     std::uint64_t lost = 0;
     std::uint64_t packets = 0;
-    std::uint64_t payload_bytes = 0;
     std::error_code error;
     for (std::uint64_t next = first; next <= last && !error;) {
-        std::size_t count = 0;
-        for (; next <= last && count < largest_batch; ++next) {
-            if (loss && loss->loses(block.block_id, static_cast<std::uint32_t>(next), resend)) {
+        batch.clear();
+        for (; next <= last && !batch.is_full(); ++next) {
+            if (loss && loss->loses(sent.block->block_id, static_cast<std::uint32_t>(next), resend)) {
                 ++lost;
-                continue;
-            }
-            header.packet_id = static_cast<std::uint32_t>(next);
-            net::OutgoingDatagram& datagram = datagrams[count];
-            if (next == 0) {
-                header.format = gvsp::Format::leader;
-                datagram.body = {leader.data(), gvsp::encode_leader(block.leader, leader)};
-            } else if (next == sent.trailer_id) {
-                header.format = gvsp::Format::trailer;
-                datagram.body = {trailer.data(), gvsp::encode_trailer(block.trailer, trailer)};
             } else {
-                header.format = gvsp::Format::payload;
-                const std::size_t offset = static_cast<std::size_t>(next - 1) * sent.data_per_packet;
-                datagram.body = block.data.subspan(offset, std::min(sent.data_per_packet, block.data.size() - offset));
-                payload_bytes += datagram.body.size();
+                batch.add(next);
             }
-            const std::span<std::uint8_t> head(heads.data() + count * gvsp::extended_header_size,
-                                               gvsp::extended_header_size);
-            datagram.head = head.first(gvsp::encode_header(header, head));
-            ++count;
         }
-        packets += socket_.send_batch(sent.destination, {datagrams.data(), count}, error);
+        packets += socket_.send_batch(sent.destination, batch.datagrams(), error);
     }
 
     const std::lock_guard guard(mutex_);
@@ -185,7 +207,7 @@ std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t fir
         statistics_.resent_packets += packets;
     } else {
         statistics_.packets += packets;
-        statistics_.payload_bytes += payload_bytes;
+        statistics_.payload_bytes += batch.payload_bytes();
     }
     return error;
 }

@@ -98,6 +98,7 @@ public:
 
 private:
     struct Sent;  // a block with what its packets need
+    class Batch;
     std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
     void refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, wire::gvcp::Status status);
 
