@@ -86,8 +86,7 @@ TEST_F(DeviceEvents, TellOfWrites)
 
 TEST_F(DeviceEvents, TellOfFeatureAccess)
 {
-    const auto features =
-        object_of<IVexGenParameterArray>([&](IVexGenParameterArray** out) { return device->get_GenParameters(out); });
+    const auto features = object_of(device, &IVexDevice::get_GenParameters);
     ASSERT_TRUE(features);
     int reads = 0;
     int writes = 0;
@@ -109,8 +108,7 @@ TEST_F(DeviceEvents, UnregisteringWithAnyArgumentRemovesTheSink)
 
 TEST_F(DeviceEvents, TellOfALostLinkWithADeviceObjectOfItsOwn)
 {
-    const auto link =
-        object_of<IVexGenParameterArray>([&](IVexGenParameterArray** out) { return device->get_GenLink(out); });
+    const auto link = object_of(device, &IVexDevice::get_GenLink);
     EXPECT_EQ(
         code_of([&](IVexResult** result) { return link->SetIntegerValue(Text(L"HeartbeatTimeout"), 500, result); }),
         VexOK);

@@ -24,8 +24,7 @@ protected:
 
     [[nodiscard]] Ref<IVexGenParameterArray> features() const
     {
-        return object_of<IVexGenParameterArray>(
-            [&](IVexGenParameterArray** out) { return device->get_GenParameters(out); });
+        return object_of(device, &IVexDevice::get_GenParameters);
     }
     [[nodiscard]] Ref<IVexGenInteger> integer(const wchar_t* name) const
     {

@@ -29,14 +29,10 @@ protected:
     {
         return code_of([&](IVexResult** result) { return device->Disconnect(result); });
     }
-    [[nodiscard]] VARIANT_BOOL is_connected() const
-    {
-        return value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return device->get_IsConnected(value); });
-    }
+    [[nodiscard]] VARIANT_BOOL is_connected() const { return value_of(device, &IVexDevice::get_IsConnected); }
     [[nodiscard]] Ref<IVexGenParameterArray> parameters() const
     {
-        return object_of<IVexGenParameterArray>(
-            [&](IVexGenParameterArray** out) { return device->get_GenParameters(out); });
+        return object_of(device, &IVexDevice::get_GenParameters);
     }
     [[nodiscard]] unsigned int read(unsigned int at) const
     {
@@ -51,7 +47,7 @@ protected:
 TEST_F(Device, IsDisconnectedAndHasNoFeaturesAtFirst)
 {
     EXPECT_EQ(is_connected(), 0);
-    EXPECT_EQ(value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return device->get_IsIPEngine(value); }), 0);
+    EXPECT_EQ(value_of(device, &IVexDevice::get_IsIPEngine), 0);
     EXPECT_FALSE(parameters());
     EXPECT_EQ(disconnect(), VexOK);
 }
@@ -76,9 +72,7 @@ TEST_F(Device, ConnectsByAddressAndShowsItsFeatures)
     const auto features = parameters();
     ASSERT_TRUE(features);
     EXPECT_EQ(parameters().get(), features.get());
-    EXPECT_NE(
-        object_of<IVexGenParameterArray>([&](IVexGenParameterArray** out) { return device->get_GenLink(out); }).get(),
-        features.get());
+    EXPECT_NE(object_of(device, &IVexDevice::get_GenLink).get(), features.get());
     __int64 width = 0;
     EXPECT_EQ(code_of([&](IVexResult** result) { return features->GetIntegerValue(Text(L"Width"), &width, result); }),
               VexOK);
@@ -107,8 +101,8 @@ TEST_F(Device, IsRefusedWhileAnotherHoldsControl)
     const auto second = create<IVexDevice>(L"VexKamCOMWrapper.VexDevice");
     Ref<IVexResult> result;
     ASSERT_EQ(second->ConnectString(Text(address), VexAccessExclusive, result.put()), S_OK);
-    EXPECT_EQ(value_of<VexResultCode>([&](VexResultCode* code) { return result->get_Code(code); }), VexStateError);
-    EXPECT_NE(text_of([&](BSTR* text) { return result->get_Description(text); }), L"");
+    EXPECT_EQ(value_of(result, &IVexResult::get_Code), VexStateError);
+    EXPECT_NE(text_of(result, &IVexResult::get_Description), L"");
 }
 
 TEST_F(Device, RefusesWhatIsNoDeviceInformation)
@@ -252,8 +246,7 @@ TEST_F(Device, PassesOnWhatTheSdkSaysOfStreamTimeoutsAndEvents)
     ASSERT_EQ(connect(), VexOK);
     EXPECT_EQ(wait(), VexOK);
     EXPECT_EQ(report(), VexOK);
-    const auto link =
-        object_of<IVexGenParameterArray>([&](IVexGenParameterArray** out) { return device->get_GenLink(out); });
+    const auto link = object_of(device, &IVexDevice::get_GenLink);
     const auto reported = [&] {
         __int64 count = -1;
         EXPECT_EQ(code_of([&](IVexResult** result) {

@@ -31,13 +31,12 @@ protected:
     static void expect_all_told(IVexDeviceInfo* info)
     {
         EXPECT_EQ(serial_of(info), L"COM-TEST");
-        EXPECT_EQ(text_of([&](BSTR* text) { return info->get_MACAddress(text); }), L"02:11:22:33:44:55");
-        EXPECT_EQ(text_of([&](BSTR* text) { return info->get_Vendor(text); }), L"Raw Cameras");
-        EXPECT_EQ(value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return info->get_IsIPConfigurationValid(value); }),
-                  1);
-        const auto host = object_of<IVexInterface>([&](IVexInterface** out) { return info->get_Interface(out); });
+        EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_MACAddress), L"02:11:22:33:44:55");
+        EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_Vendor), L"Raw Cameras");
+        EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_IsIPConfigurationValid), 1);
+        const auto host = object_of(info, &IVexDeviceInfo::get_Interface);
         ASSERT_TRUE(host);
-        EXPECT_EQ(text_of([&](BSTR* text) { return host->get_IPAddress(text); }), L"127.0.0.1");
+        EXPECT_EQ(text_of(host, &IVexInterface::get_IPAddress), L"127.0.0.1");
     }
 
     static void expect_connects(IVexDeviceInfo* info)
@@ -68,7 +67,7 @@ TEST_F(SearchLifetime, AnInterfaceOutlivesItsSystemAndSearchesOn)
     EXPECT_EQ(system->RegisterEventSink(&sink), S_OK);
     system.reset();
     search_again_elsewhere();
-    EXPECT_EQ(text_of([&](BSTR* text) { return found->get_IPAddress(text); }), L"127.0.0.1");
+    EXPECT_EQ(text_of(found, &IVexInterface::get_IPAddress), L"127.0.0.1");
     ASSERT_EQ(device_count(found.get()), 1U);
     expect_all_told(device_at(found.get(), 0).get());
     EXPECT_EQ(code_of([&](IVexResult** result) { return found->Find(result); }), VexOK);
@@ -90,7 +89,7 @@ TEST_F(SearchLifetime, WhatAnEventShowedOutlivesTheSystem)
     search_again_elsewhere();
     ASSERT_TRUE(shown);
     expect_all_told(shown.get());
-    EXPECT_EQ(text_of([&](BSTR* text) { return shown_interface->get_IPAddress(text); }), L"127.0.0.1");
+    EXPECT_EQ(text_of(shown_interface, &IVexInterface::get_IPAddress), L"127.0.0.1");
     expect_connects(shown.get());
 }
 

@@ -39,17 +39,14 @@ protected:
     {
         return code_of([&](IVexResult** result) { return system->Find(result); });
     }
-    [[nodiscard]] unsigned int interface_count() const
-    {
-        return value_of<unsigned int>([&](unsigned int* value) { return system->get_InterfaceCount(value); });
-    }
+    [[nodiscard]] unsigned int interface_count() const { return value_of(system, &IVexSystem::get_InterfaceCount); }
     [[nodiscard]] Ref<IVexInterface> interface_at(unsigned int index) const
     {
         return object_of<IVexInterface>([&](IVexInterface** out) { return system->GetInterface(index, out); });
     }
     [[nodiscard]] static unsigned int device_count(IVexInterface* found)
     {
-        return value_of<unsigned int>([&](unsigned int* value) { return found->get_DeviceCount(value); });
+        return value_of(found, &IVexInterface::get_DeviceCount);
     }
     [[nodiscard]] static Ref<IVexDeviceInfo> device_at(IVexInterface* found, unsigned int index)
     {
@@ -57,7 +54,7 @@ protected:
     }
     [[nodiscard]] static std::wstring serial_of(IVexDeviceInfo* info)
     {
-        return text_of([&](BSTR* text) { return info->get_SerialNumber(text); });
+        return text_of(info, &IVexDeviceInfo::get_SerialNumber);
     }
     /// The interface on which the search found the camera.
     [[nodiscard]] Ref<IVexInterface> interface_with_camera() const

@@ -23,17 +23,16 @@ TEST_F(System, KeepsAnyDetectionTimeout)
 {
     for (const unsigned int timeout : {0U, 1U, 1234U, 0xFFFFFFFFU}) {
         EXPECT_EQ(system->put_DetectionTimeout(timeout), S_OK);
-        EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return system->get_DetectionTimeout(value); }),
-                  timeout);
+        EXPECT_EQ(value_of(system, &IVexSystem::get_DetectionTimeout), timeout);
     }
     const auto fresh = create<IVexSystem>(L"VexKamCOMWrapper.VexSystem.1");
-    EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return fresh->get_DetectionTimeout(value); }), 1000U);
+    EXPECT_EQ(value_of(fresh, &IVexSystem::get_DetectionTimeout), 1000U);
 }
 
 TEST_F(System, TellsTheProtocolsVersion)
 {
-    EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return system->get_ProtocolVersionMajor(value); }), 2U);
-    EXPECT_LE(value_of<unsigned int>([&](unsigned int* value) { return system->get_ProtocolVersionMinor(value); }), 9U);
+    EXPECT_EQ(value_of(system, &IVexSystem::get_ProtocolVersionMajor), 2U);
+    EXPECT_LE(value_of(system, &IVexSystem::get_ProtocolVersionMinor), 9U);
 }
 
 TEST_F(System, FindsTheCameraAndTellsAllAboutIt)
@@ -41,14 +40,13 @@ TEST_F(System, FindsTheCameraAndTellsAllAboutIt)
     ASSERT_EQ(find(), VexOK);
     const auto found = interface_with_camera();
     ASSERT_TRUE(found) << "the camera was not found";
-    EXPECT_EQ(text_of([&](BSTR* text) { return found->get_IPAddress(text); }), L"127.0.0.1");
-    EXPECT_EQ(text_of([&](BSTR* text) { return found->get_SubnetMask(text); }), L"255.0.0.0");
-    EXPECT_NE(text_of([&](BSTR* text) { return found->get_ID(text); }), L"");
-    EXPECT_NE(text_of([&](BSTR* text) { return found->get_Description(text); }), L"");
-    static_cast<void>(text_of([&](BSTR* text) { return found->get_MACAddress(text); }));
-    static_cast<void>(text_of([&](BSTR* text) { return found->get_DefaultGateway(text); }));
-    EXPECT_EQ(value_of<VexInterfaceType>([&](VexInterfaceType* type) { return found->get_InterfaceType(type); }),
-              VexInterfaceNetworkStack);
+    EXPECT_EQ(text_of(found, &IVexInterface::get_IPAddress), L"127.0.0.1");
+    EXPECT_EQ(text_of(found, &IVexInterface::get_SubnetMask), L"255.0.0.0");
+    EXPECT_NE(text_of(found, &IVexInterface::get_ID), L"");
+    EXPECT_NE(text_of(found, &IVexInterface::get_Description), L"");
+    static_cast<void>(text_of(found, &IVexInterface::get_MACAddress));
+    static_cast<void>(text_of(found, &IVexInterface::get_DefaultGateway));
+    EXPECT_EQ(value_of(found, &IVexInterface::get_InterfaceType), VexInterfaceNetworkStack);
 
     Ref<IVexDeviceInfo> info;
     for (unsigned int i = 0; i < device_count(found.get()); ++i) {
@@ -57,25 +55,23 @@ TEST_F(System, FindsTheCameraAndTellsAllAboutIt)
             break;
         }
     }
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_MACAddress(text); }), L"02:11:22:33:44:55");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_IPAddress(text); }), L"127.0.0.1");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_SubnetMask(text); }), L"255.0.0.0");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_DefaultGateway(text); }), L"0.0.0.0");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_Vendor(text); }), L"Raw Cameras");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_Model(text); }), L"Raw 1");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_ManufacturerInfo(text); }), L"made for tests");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_Version(text); }), L"1.2.3");
-    EXPECT_NE(text_of([&](BSTR* text) { return info->get_ID(text); }), L"");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_SerialNumber(text); }), L"COM-TEST");
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_UserDefinedName(text); }), L"tested");
-    EXPECT_EQ(value_of<VexAccessType>([&](VexAccessType* type) { return info->get_AccessStatus(type); }),
-              VexAccessOpen);
-    EXPECT_EQ(value_of<unsigned int>([&](unsigned int* value) { return info->get_ProtocolVersionMajor(value); }), 2U);
-    EXPECT_LE(value_of<unsigned int>([&](unsigned int* value) { return info->get_ProtocolVersionMinor(value); }), 9U);
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_MACAddress), L"02:11:22:33:44:55");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_IPAddress), L"127.0.0.1");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_SubnetMask), L"255.0.0.0");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_DefaultGateway), L"0.0.0.0");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_Vendor), L"Raw Cameras");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_Model), L"Raw 1");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_ManufacturerInfo), L"made for tests");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_Version), L"1.2.3");
+    EXPECT_NE(text_of(info, &IVexDeviceInfo::get_ID), L"");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_SerialNumber), L"COM-TEST");
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_UserDefinedName), L"tested");
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_AccessStatus), VexAccessOpen);
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_ProtocolVersionMajor), 2U);
+    EXPECT_LE(value_of(info, &IVexDeviceInfo::get_ProtocolVersionMinor), 9U);
     // 1, not VARIANT_TRUE
-    EXPECT_EQ(value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return info->get_IsIPConfigurationValid(value); }), 1);
-    EXPECT_EQ(value_of<VexDeviceType>([&](VexDeviceType* type) { return info->get_DeviceClass(type); }),
-              VexDeviceClassTransmitter);
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_IsIPConfigurationValid), 1);
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_DeviceClass), VexDeviceClassTransmitter);
 }
 
 TEST_F(System, TellsThatAnAddressDoesNotFitTheInterface)
@@ -92,10 +88,9 @@ TEST_F(System, TellsThatAnAddressDoesNotFitTheInterface)
     ASSERT_EQ(searched, VexOK);
     ASSERT_TRUE(found);
     const auto info = device_at(found.get(), 0);
-    EXPECT_EQ(text_of([&](BSTR* text) { return info->get_IPAddress(text); }), L"192.168.250.1");
-    EXPECT_EQ(value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return info->get_IsIPConfigurationValid(value); }), 0);
-    EXPECT_EQ(value_of<VexAccessType>([&](VexAccessType* type) { return info->get_AccessStatus(type); }),
-              VexAccessUnknown);
+    EXPECT_EQ(text_of(info, &IVexDeviceInfo::get_IPAddress), L"192.168.250.1");
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_IsIPConfigurationValid), 0);
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_AccessStatus), VexAccessUnknown);
 }
 
 TEST_F(System, GivesNullForAnIndexPastTheLast)
@@ -112,14 +107,14 @@ TEST_F(System, HandsOutOneInterfaceObjectAgainAndAgain)
 {
     ASSERT_EQ(find(), VexOK);
     const auto first = interface_at(0);
-    const std::wstring first_id = text_of([&](BSTR* text) { return first->get_ID(text); });
+    const std::wstring first_id = text_of(first, &IVexInterface::get_ID);
     const unsigned int last = interface_count() - 1;
     const auto second = interface_at(last);
     EXPECT_EQ(first.get(), second.get());
-    EXPECT_EQ(text_of([&](BSTR* text) { return first->get_ID(text); }) == first_id, last == 0);
+    EXPECT_EQ(text_of(first, &IVexInterface::get_ID) == first_id, last == 0);
     // a null answer leaves the object as it is
     EXPECT_FALSE(interface_at(last + 1));
-    EXPECT_NE(text_of([&](BSTR* text) { return first->get_ID(text); }), L"");
+    EXPECT_NE(text_of(first, &IVexInterface::get_ID), L"");
 }
 
 TEST_F(System, InterfacesHandOutOneDeviceObjectAgainAndAgain)
@@ -129,15 +124,12 @@ TEST_F(System, InterfacesHandOutOneDeviceObjectAgainAndAgain)
     ASSERT_TRUE(found);
     const auto device = device_at(found.get(), 0);
     EXPECT_EQ(device_at(found.get(), 0).get(), device.get());
-    const auto its_interface =
-        object_of<IVexInterface>([&](IVexInterface** out) { return device->get_Interface(out); });
+    const auto its_interface = object_of(device, &IVexDeviceInfo::get_Interface);
     ASSERT_TRUE(its_interface);
     // shown by an object of the device information's own
     EXPECT_NE(its_interface.get(), found.get());
-    EXPECT_EQ(text_of([&](BSTR* text) { return its_interface->get_ID(text); }),
-              text_of([&](BSTR* text) { return found->get_ID(text); }));
-    EXPECT_EQ(object_of<IVexInterface>([&](IVexInterface** out) { return device->get_Interface(out); }).get(),
-              its_interface.get());
+    EXPECT_EQ(text_of(its_interface, &IVexInterface::get_ID), text_of(found, &IVexInterface::get_ID));
+    EXPECT_EQ(object_of(device, &IVexDeviceInfo::get_Interface).get(), its_interface.get());
 }
 
 TEST_F(System, AnInterfaceSearchesByItself)
@@ -234,7 +226,7 @@ TEST_F(SystemEvents, ShowTheDeviceAndItsInterface)
     std::wstring ip;
     SystemSink sink([&](IVexInterface* found_on, IVexDeviceInfo* device, VARIANT_BOOL*) {
         serial = serial_of(device);
-        ip = text_of([&](BSTR* text) { return found_on->get_IPAddress(text); });
+        ip = text_of(found_on, &IVexInterface::get_IPAddress);
     });
     EXPECT_EQ(system->RegisterEventSink(&sink), S_OK);
     ASSERT_EQ(find(), VexOK);
@@ -383,10 +375,9 @@ TEST_F(ConnectDeviceInfo, ConnectsToTheDeviceThatWasFound)
     EXPECT_EQ(
         code_of([&](IVexResult** result) { return device->ConnectDeviceInfo(info.get(), VexAccessControl, result); }),
         VexOK);
-    EXPECT_EQ(value_of<VARIANT_BOOL>([&](VARIANT_BOOL* value) { return device->get_IsConnected(value); }), 1);
+    EXPECT_EQ(value_of(device, &IVexDevice::get_IsConnected), 1);
     // the information says the same as before: it is of the time of the search
-    EXPECT_EQ(value_of<VexAccessType>([&](VexAccessType* type) { return info->get_AccessStatus(type); }),
-              VexAccessOpen);
+    EXPECT_EQ(value_of(info, &IVexDeviceInfo::get_AccessStatus), VexAccessOpen);
     EXPECT_EQ(code_of([&](IVexResult** result) { return device->Disconnect(result); }), VexOK);
 }
 
