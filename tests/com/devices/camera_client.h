@@ -27,23 +27,7 @@ private:
     BSTR text_;
 };
 
-/// The value of a property or out-parameter; the call's failure is reported.
-template <class Value, class Call>
-[[nodiscard]] Value value_of(Call&& call)
-{
-    Value value{};
-    EXPECT_EQ(call(&value), S_OK);
-    return value;
-}
-
-template <class Call>
-[[nodiscard]] std::wstring text_of(Call&& call)
-{
-    BSTR text = nullptr;
-    EXPECT_EQ(call(&text), S_OK);
-    return take(text);
-}
-
+/// The object that a call gives; the call's failure is reported.
 template <class Interface, class Call>
 [[nodiscard]] Ref<Interface> object_of(Call&& call)
 {
