@@ -287,11 +287,11 @@ TEST(Selector, KnowsBothWays)
         }
         return result;
     };
-    using Names = std::vector<std::string_view>;
-    EXPECT_EQ(names(camera["Outer"].selected()), (Names{"Inner", "Gain"}));
-    EXPECT_EQ(names(camera["Inner"].selected()), (Names{"Gain"}));
-    EXPECT_EQ(names(camera["Gain"].selecting()), (Names{"Outer", "Inner"}));
-    EXPECT_EQ(names(camera["Inner"].selecting()), (Names{"Outer"}));
+    using Texts = std::vector<std::string_view>;
+    EXPECT_EQ(names(camera["Outer"].selected()), (Texts{"Inner", "Gain"}));
+    EXPECT_EQ(names(camera["Inner"].selected()), (Texts{"Gain"}));
+    EXPECT_EQ(names(camera["Gain"].selecting()), (Texts{"Outer", "Inner"}));
+    EXPECT_EQ(names(camera["Inner"].selecting()), (Texts{"Outer"}));
     EXPECT_TRUE(camera["Outer"].is_selector());
     EXPECT_TRUE(camera["Inner"].is_selector());
     EXPECT_FALSE(camera["Gain"].is_selector());
