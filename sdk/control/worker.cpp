@@ -1,5 +1,6 @@
 #include "sdk/control/worker.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "sdk/base/application_call.h"
@@ -10,6 +11,9 @@ namespace vex::control {
 namespace {
 
 constexpr std::chrono::milliseconds destruction_timeout{5000};
+/// For a call of the application. Most end at once, and what they use may go when the wait is over; one that waits for
+/// whoever waits here must not hold up both.
+constexpr std::chrono::milliseconds call_timeout{250};
 
 }  // namespace
 
@@ -21,6 +25,19 @@ struct Worker::State final : ApplicationCall::Watcher {
         const std::scoped_lock lock(mutex);
         flag = value;
         changed.notify_all();
+    }
+
+    /// Until the end, or until the time is up: a shorter one while the application is being called.
+    void wait_for_end(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds timeout)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        while (!done) {
+            const auto limit = begin + (calling ? std::min(timeout, call_timeout) : timeout);
+            if (std::chrono::steady_clock::now() >= limit) {
+                return;
+            }
+            changed.wait_until(lock, limit);
+        }
     }
 
     std::mutex mutex;
@@ -66,7 +83,7 @@ void Worker::stop(std::chrono::milliseconds timeout) noexcept
         state_->stop = true;
         state_->changed.notify_all();
         if (thread_.get_id() != std::this_thread::get_id()) {
-            state_->changed.wait_for(lock, timeout, [&] { return state_->done || state_->calling; });
+            state_->wait_for_end(lock, timeout);
         }
         if (!state_->done) {
             thread_.detach();

@@ -39,9 +39,9 @@ public:
 
     /// Ends the pause that the work is in, or else its next one.
     void wake();
-    /// Asks the thread to end and waits until it has ended or is inside a call of the application, which may be waiting
-    /// for the caller; at most for `timeout`. A thread that has not ended is left to itself. On the worker's own
-    /// thread it only asks.
+    /// Asks the thread to end and waits until it has ended, at most for `timeout`, and for a quarter of a second while
+    /// it is inside a call of the application, which may be waiting for the caller. A thread that has not ended is left
+    /// to itself. On the worker's own thread it only asks.
     void stop(std::chrono::milliseconds timeout) noexcept;
 
 private:

@@ -179,7 +179,14 @@ PvResult PvDevice::Impl::load_features(control::Connection& connection, std::sha
 
 PvResult PvDevice::Impl::disconnect()
 {
-    if (Features* const closed = close(); closed != nullptr) {
+    Threads ended;
+    Features* closed = nullptr;
+    {
+        const std::scoped_lock lock(connect_mutex_);
+        closed = close(ended);
+    }
+    stop(ended);
+    if (closed != nullptr) {
         // the values of a closed connection are nobody's; and the sinks may use the device
         closed->array->InvalidateCache();
     }
@@ -189,35 +196,39 @@ PvResult PvDevice::Impl::disconnect()
 void PvDevice::Impl::shut_down()
 {
     sinks->close(callback_timeout);
-    close();
+    // Without the lock: nobody connects or disconnects a device that is being destroyed, and in a notification the node
+    // map's lock may be held, which stands below it.
+    Threads ended;
+    close(ended);
+    stop(ended);
 }
 
-PvDevice::Impl::Features* PvDevice::Impl::close()
+PvDevice::Impl::Features* PvDevice::Impl::close(Threads& ended)
 {
-    Threads ended;
+    std::shared_ptr<control::Connection> closing;
     Features* closed = nullptr;
     {
-        const std::scoped_lock lock(connect_mutex_);
-        std::shared_ptr<control::Connection> closing;
-        {
-            const std::scoped_lock state_lock(state_mutex_);
-            closing.swap(connection_);
-            closed = closing ? features_ : nullptr;
-        }
-        ended = take_threads();
-        if (closing) {
-            link.detach();
-            closing->close();
-            closed->port.detach();
-        }
+        const std::scoped_lock state_lock(state_mutex_);
+        closing.swap(connection_);
+        closed = closing ? features_ : nullptr;
     }
+    ended = take_threads();
+    if (closing) {
+        link.detach();
+        closing->close();
+        closed->port.detach();
+    }
+    return closed;
+}
+
+void PvDevice::Impl::stop(const Threads& ended)
+{
     if (ended.heartbeat) {
         ended.heartbeat->stop(thread_timeout);
     }
     if (ended.poller) {
         ended.poller->stop(thread_timeout);
     }
-    return closed;
 }
 
 PvDevice::Impl::Threads PvDevice::Impl::take_threads()

@@ -70,8 +70,10 @@ private:
 
     /// The part of connect that goes on under its lock. `attached`: the link's parameters have changed.
     PvResult open(const vex::control::ConnectionTarget& target, bool& attached, std::vector<Threads>& ended);
-    /// The part of disconnect that needs no sinks. Gives back the features that were available, if any.
-    Features* close();
+    /// The part of disconnect that needs no sinks: closes the connection and hands out what ran for it, to be stopped.
+    /// Gives back the features that were available, if any.
+    Features* close(Threads& ended);
+    static void stop(const Threads& ended);
     PvResult load_features(vex::control::Connection& connection, std::shared_ptr<Features>& features);
     Threads take_threads();
     /// Starts to poll features of a new connection that want it.

@@ -75,8 +75,8 @@ TEST_F(DeviceCallbacks, DisconnectingDoesNotWaitForTheNewsOfALoss)
 {
     Meeting meeting;
     start_and_connect();
-    device->RegisterEventSink(&sink);
     sink.on_disconnected = [&] { meeting.wait(); };
+    device->RegisterEventSink(&sink);
     camera->set_control(0);
     meeting.during([&] { EXPECT_TRUE(device->Disconnect().IsOK()); });
     EXPECT_TRUE(sink.wait_for_disconnection());
@@ -86,8 +86,8 @@ TEST_F(DeviceCallbacks, ConnectingDoesNotWaitForTheNewsOfALoss)
 {
     Meeting meeting;
     start_and_connect();
-    device->RegisterEventSink(&sink);
     sink.on_disconnected = [&] { meeting.wait(); };
+    device->RegisterEventSink(&sink);
     camera->set_control(0);
     meeting.during([&] { EXPECT_TRUE(connect().IsOK()); });
     EXPECT_TRUE(sink.wait_for_disconnection());

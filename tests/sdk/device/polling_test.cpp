@@ -130,11 +130,15 @@ TEST_F(Polling, MayDisconnectInsideItsNotification)
 
     private:
         PvDevice& device_;
-    } leaving(*device);
-    ASSERT_TRUE(feature("Polled").RegisterEventSink(&leaving).IsOK());
-    EXPECT_TRUE(leaving.watch.wait_for(0));
+    };
+    const auto leaving = std::make_shared<Leaving>(*device);
+    ASSERT_TRUE(feature("Polled").KeepEventSink(leaving).IsOK());
+    EXPECT_TRUE(leaving->watch.wait_for(0));
     EXPECT_FALSE(device->IsConnected());
-    ASSERT_TRUE(feature("Polled").UnregisterEventSink(&leaving).IsOK());
+    ASSERT_TRUE(feature("Polled").UnregisterEventSink(leaving.get()).IsOK());
+    while (leaving.use_count() > 1) {
+        std::this_thread::yield();  // its call is ending
+    }
 }
 
 TEST_F(Polling, ADestroyedDeviceIsNotPolled)

@@ -7,6 +7,8 @@
 #include <future>
 #include <string>
 
+#include "sdk/base/application_call.h"
+
 using namespace vex;
 
 namespace {
@@ -52,6 +54,21 @@ TEST(Worker, RemembersAWakeThatCameBeforeItsPause)
     auto result = paused.get_future();
     ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
     EXPECT_TRUE(result.get());
+}
+
+TEST(Worker, WaitsForACallOfTheApplicationThatEndsSoon)
+{
+    std::promise<void> inside;
+    bool ended = false;
+    control::Worker worker("pv-test", [&](control::Worker::Signals& signals) {
+        const ApplicationCall call;
+        inside.set_value();
+        EXPECT_FALSE(signals.pause(1h));
+        ended = true;
+    });
+    inside.get_future().wait();
+    worker.stop(10s);
+    EXPECT_TRUE(ended);
 }
 
 }  // namespace
