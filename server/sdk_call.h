@@ -81,18 +81,25 @@ template <bool WithSdk, class Call, class Sdk, class... Passed>
     }
 }
 
+template <bool WithSdk, class Call, class Sdk, class... Passed>
+using Answer = decltype(invoke<WithSdk>(std::declval<Call>(), std::declval<Sdk*>(), std::declval<Passed>()...));
+
 /// Calls with arguments that are converted already, and stores the outputs.
 template <bool WithSdk, class Call, class Sdk, class... Passed>
-[[gnu::always_inline]] inline decltype(auto) call_and_deliver(Call call, Sdk* sdk, Passed&&... passed)
+    requires std::is_void_v<Answer<WithSdk, Call, Sdk, Passed...>>
+[[gnu::always_inline]] inline void call_and_deliver(Call call, Sdk* sdk, Passed&&... passed)
 {
-    if constexpr (std::is_void_v<decltype(invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...))>) {
-        invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
-        (deliver(passed), ...);
-    } else {
-        decltype(auto) answer = invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
-        (deliver(passed), ...);
-        return answer;
-    }
+    invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
+    (deliver(passed), ...);
+}
+/// The answer stands in no inner block: there the compiler would copy it on its way out.
+template <bool WithSdk, class Call, class Sdk, class... Passed>
+[[gnu::always_inline]] inline Answer<WithSdk, Call, Sdk, Passed...> call_and_deliver(Call call, Sdk* sdk,
+                                                                                     Passed&&... passed)
+{
+    Answer<WithSdk, Call, Sdk, Passed...> answer = invoke<WithSdk>(call, sdk, std::forward<Passed>(passed)...);
+    (deliver(passed), ...);
+    return answer;
 }
 
 template <bool WithSdk, class... Taken, std::size_t... At, class Call, class Sdk, class... Arguments>

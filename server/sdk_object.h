@@ -20,7 +20,8 @@ public:
         : watched_(std::move(watched)), known_(true)
     {}
 
-    [[nodiscard]] bool is_over() const noexcept { return known_ && watched_.expired(); }
+    // asked by every call
+    [[nodiscard, gnu::always_inline]] bool is_over() const noexcept { return known_ && watched_.expired(); }
 
 private:
     std::weak_ptr<const void> watched_;

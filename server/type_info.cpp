@@ -16,6 +16,7 @@ namespace {
 
 constexpr WORD library_major = 2;
 constexpr WORD library_minor = 1;
+constexpr MEMBERID last_member = 255;
 
 struct Type {
     VARTYPE type;
@@ -86,15 +87,28 @@ TypeInfo::TypeInfo(ITypeInfo* info) : info_(info)
             continue;
         }
         const std::unique_ptr<FUNCDESC, decltype(release)> member(described, release);
-        // IUnknown's and IDispatch's own methods are not for scripts
-        if (!(member->wFuncFlags & FUNCFLAG_FRESTRICTED)) {
+        // IUnknown's and IDispatch's own methods are not for scripts; all others are numbered from 1
+        const bool is_numbered = member->memid >= 0 && member->memid <= last_member;
+        if (is_numbered && !(member->wFuncFlags & FUNCFLAG_FRESTRICTED)) {
             read_member(*member);
         }
     }
+    index_methods();
+}
+
+void TypeInfo::index_methods()
+{
     // a stable sort would take memory of its own, and hide that there is none
     std::sort(methods_.begin(), methods_.end(), [](const MethodFacts& one, const MethodFacts& other) {
         return one.id != other.id ? one.id < other.id : one.kind < other.kind;
     });
+    for (std::size_t at = methods_.size(); at-- > 0;) {
+        const auto id = static_cast<std::size_t>(methods_[at].id);
+        if (id >= first_of_.size()) {
+            first_of_.resize(id + 1, methods_.size());
+        }
+        first_of_[id] = at;
+    }
 }
 
 void TypeInfo::read_member(const FUNCDESC& member)
@@ -133,11 +147,13 @@ DISPID TypeInfo::cached_id(std::wstring_view name) const noexcept
 
 const MethodFacts* TypeInfo::find(DISPID id, WORD flags) const noexcept
 {
-    auto method = std::lower_bound(methods_.begin(), methods_.end(), id,
-                                   [](const MethodFacts& known, DISPID wanted) { return known.id < wanted; });
-    for (; method != methods_.end() && method->id == id; ++method) {
-        if (method->kind & flags) {
-            return &*method;
+    if (id < 0 || static_cast<std::size_t>(id) >= first_of_.size()) {
+        return nullptr;
+    }
+    for (std::size_t at = first_of_[static_cast<std::size_t>(id)]; at < methods_.size() && methods_[at].id == id;
+         ++at) {
+        if (methods_[at].kind & flags) {
+            return &methods_[at];
         }
     }
     return nullptr;

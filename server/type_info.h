@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,10 +47,12 @@ private:
     };
 
     void read_member(const FUNCDESC& member);
+    void index_methods();
 
     Ref<ITypeInfo> info_;
     std::vector<Name> names_;
-    std::vector<MethodFacts> methods_;  // by identifier
+    std::vector<MethodFacts> methods_;   // by identifier
+    std::vector<std::size_t> first_of_;  // where the methods of an identifier begin
 };
 
 /// The lazily filled holder of an interface's or class's type information. Statically allocated, one per identifier.

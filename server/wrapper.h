@@ -2,6 +2,7 @@
 #pragma once
 
 #include <concepts>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -195,17 +196,17 @@ protected:
             } else {
                 const HRESULT done = body();
                 // what was raised has its description
-                return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : raise_error(done, {}, error_source());
+                return SUCCEEDED(done) || done == DISP_E_EXCEPTION ? done : describe(done);
             }
         } catch (...) {
-            return raise_exception(error_source());
+            return describe_exception();
         }
     }
 
     /// S_OK for a result that is OK; any other raised as error information in this class's name.
     static HRESULT raised(const PvResult& outcome) noexcept
     {
-        return outcome.IsOK() ? S_OK : raise_error(DISP_E_EXCEPTION, outcome.description(), error_source());
+        return outcome.IsOK() ? S_OK : describe(DISP_E_EXCEPTION, outcome.description());
     }
 
     /// The SDK object; throws E_POINTER when nothing is behind the wrapper.
@@ -231,7 +232,7 @@ protected:
     }
 
     /// What NotBuilt answers for the members that it still has.
-    HRESULT not_built() noexcept { return raise_error(E_NOTIMPL, {}, error_source()); }
+    HRESULT not_built() noexcept { return describe(E_NOTIMPL); }
 
     /// Chooses among an SDK member's overloads: overload<PvResult(PvString&) const>(&PvGenEnum::GetValue).
     template <class Signature>
@@ -241,6 +242,16 @@ private:
     static ErrorSource error_source() noexcept
     {
         return {__uuidof(DefaultInterface), ClassFacts<T>::clsid, ClassFacts<T>::prog_id};
+    }
+
+    // of their own, so that members stay short: a failure takes its time anyway
+    [[gnu::cold, gnu::noinline]] static HRESULT describe(HRESULT failure, std::string_view description = {}) noexcept
+    {
+        return raise_error(failure, description, error_source());
+    }
+    [[gnu::cold, gnu::noinline]] static HRESULT describe_exception() noexcept
+    {
+        return raise_exception(error_source());
     }
 
     template <class Call, class... Arguments>

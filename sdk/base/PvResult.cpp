@@ -44,10 +44,8 @@ const char* text(PvResult::Code code) noexcept
 
 }  // namespace
 
-PvResult::PvResult(Code code) noexcept : code_(code), fixed_text_(text(code)) {}
-
 PvResult::PvResult(Code code, std::string description)
-    : code_(code), fixed_text_(nullptr), own_text_(std::move(description))
+    : code_(code), made_from_(code), has_own_text_(true), own_text_(std::move(description))
 {}
 
 PvString PvResult::GetDescription() const { return PvString(description()); }
@@ -55,12 +53,12 @@ PvString PvResult::GetDescription() const { return PvString(description()); }
 void PvResult::SetDescription(const PvString& description)
 {
     own_text_ = description.view();
-    fixed_text_ = nullptr;
+    has_own_text_ = true;
 }
 
 std::string_view PvResult::description() const noexcept
 {
-    return fixed_text_ != nullptr ? std::string_view(fixed_text_) : std::string_view(own_text_);
+    return has_own_text_ ? std::string_view(own_text_) : text_of(made_from_);
 }
 
 std::string_view PvResult::text_of(Code code) noexcept { return text(code); }

@@ -52,7 +52,7 @@ public:
 
     PvResult() noexcept : PvResult(OK) {}
     /// A bare code; the description is the code's own text. Implicit on purpose: `return PvResult::Timeout;`.
-    PvResult(Code code) noexcept;  // NOLINT(google-explicit-constructor)
+    PvResult(Code code) noexcept : code_(code), made_from_(code) {}  // NOLINT(google-explicit-constructor)
     /// A code with the text of this particular failure. The text names what failed (feature, register, file, address)
     /// and why.
     PvResult(Code code, std::string description);
@@ -82,8 +82,8 @@ public:
 
 private:
     Code code_;
-    const char*
-        fixed_text_;  // the text of the code this result was made from; null once own_text_ holds the description
+    Code made_from_;  // whose text is the description, unless own_text_ holds that
+    bool has_own_text_ = false;
     std::string own_text_;
 };
 
