@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+
 #include "sdk/base/PvResult.h"
 
 TEST(PvResult, DefaultIsOkWithTheCodesOwnText)
@@ -56,4 +59,24 @@ TEST(PvResult, CopiesAreIndependent)
     const PvResult copy = first;
     first.SetDescription("changed");
     EXPECT_EQ(copy.description(), "no such feature");
+}
+
+TEST(PvResult, CopiesAndMovesKeepCodeAndDescription)
+{
+    PvResult recoded = PvResult::Timeout;
+    recoded.SetCode(PvResult::NotFound);
+    PvResult silent = PvResult::Timeout;
+    silent.SetDescription(PvString());
+    for (const PvResult& original : {recoded, silent, PvResult(PvResult::NotFound, "no such feature")}) {
+        const std::string text(original.description());
+        PvResult copy = PvResult::OK;
+        copy = original;
+        EXPECT_EQ(copy.GetCode(), original.GetCode());
+        EXPECT_EQ(copy.description(), text);
+        PvResult taken(PvResult::Aborted, "aborted");
+        taken = std::move(copy);
+        const PvResult moved = std::move(taken);
+        EXPECT_EQ(moved.GetCode(), original.GetCode());
+        EXPECT_EQ(moved.description(), text);
+    }
 }

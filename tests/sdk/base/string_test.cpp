@@ -30,6 +30,9 @@ TEST(PvString, IllFormedUtf8BecomesReplacementCharacters)
     EXPECT_EQ(PvString("\xC0\xAF").GetWide(), L"\uFFFD\uFFFD");
     EXPECT_EQ(PvString("\xED\xA0").GetWide(), L"\uFFFD\uFFFD");
     EXPECT_EQ(PvString("\xE2\x82").GetWide(), L"\uFFFD\uFFFD");
+    // the last code point, and what would be the next
+    EXPECT_EQ(PvString("\xF4\x8F\xBF\xBF").GetWide(), L"\U0010FFFF");
+    EXPECT_EQ(PvString("\xF4\x90\x80\x80").GetWide(), L"\uFFFD\uFFFD\uFFFD\uFFFD");
 }
 
 std::wstring wide_of(const std::u16string& units) { return {units.begin(), units.end()}; }
