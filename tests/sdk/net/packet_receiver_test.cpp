@@ -187,6 +187,20 @@ TEST_F(Receiver, TellsCoalescedDatagramsApart)
     ASSERT_FALSE(sender.send_to(socket.local(), block));
     EXPECT_TRUE(collect(*receiver, expected.size(), 16) == expected);
 }
+
+TEST_F(Receiver, LeavesNoDatagramsJoinedAfterItself)
+{
+    PacketReceiver::create(socket, 1000, 16).reset();
+    const int segment = 1000;
+    ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 2500)));
+    Bytes buffer(4000);
+    for (const std::size_t size : {1000U, 1000U, 500U}) {
+        const auto received = socket.receive(buffer, long_enough);
+        ASSERT_TRUE(received);
+        EXPECT_EQ(received->size, size);
+    }
+}
 #endif
 
 }  // namespace
