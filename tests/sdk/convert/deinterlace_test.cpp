@@ -67,6 +67,18 @@ TEST(Deinterlace, FromOneBufferIntoAnother)
     EXPECT_EQ(test::bytes_of(*in), (Bytes{1, 2, 3, 4}));
 }
 
+TEST(Deinterlace, FillsAttachedMemoryThatJustSuffices)
+{
+    PvFilterDeinterlace filter;
+    const auto in = test::image(1, 4, PvPixelMono8, {1, 3, 2, 4});
+    Bytes memory(4);
+    PvBuffer out;
+    ASSERT_TRUE(out.Attach(memory.data(), 4).IsOK());
+    ASSERT_TRUE(filter.Apply(in.get(), &out).IsOK());
+    EXPECT_EQ(out.GetDataPointer(), memory.data());
+    EXPECT_EQ(memory, (Bytes{1, 2, 3, 4}));
+}
+
 TEST(Deinterlace, HonoursPaddingAndPlanes)
 {
     PvFilterDeinterlace filter;
@@ -101,6 +113,7 @@ TEST(Deinterlace, RefusesFieldsThatDoNotFit)
     };
     EXPECT_EQ(code(field.get(), test::blank(3, 2, PvPixelMono8).get(), &out), PvResult::InvalidParameter);
     EXPECT_EQ(code(field.get(), test::blank(2, 4, PvPixelMono8).get(), &out), PvResult::InvalidParameter);
+    EXPECT_EQ(code(test::blank(2, 4, PvPixelMono8).get(), field.get(), &out), PvResult::InvalidParameter);
     EXPECT_EQ(code(field.get(), test::blank(2, 2, PvPixelMono16).get(), &out), PvResult::InvalidParameter);
     EXPECT_EQ(code(field.get(), field.get(), field.get()), PvResult::InvalidParameter);
     EXPECT_EQ(code(nullptr, field.get(), &out), PvResult::InvalidParameter);

@@ -20,6 +20,7 @@
 
 #include "sdk/buffer/acquisition.h"
 #include "sdk/convert/PvFilterRGB.h"
+#include "sdk/convert/bmp.h"
 #include "tests/sdk/convert/bmp_reader.h"
 #include "tests/sdk/convert/images.h"
 
@@ -344,6 +345,17 @@ TEST_F(Writer, ALinkKeepsPointingToTheFile)
     EXPECT_EQ(content("file.raw"), (Bytes{5}));
 }
 #endif
+
+TEST(BitmapHeader, OfAFileBeyond4GiBThereIsNone)
+{
+    // lines of 4 bytes after headers and palette; lines of 12 after headers
+    constexpr std::uint32_t most_grey = (0xFFFFFFFF - 1078) / 4;
+    constexpr std::uint32_t most_coloured = (0xFFFFFFFF - 54) / 12;
+    EXPECT_TRUE(convert::bmp::header(4, most_grey, 8));
+    EXPECT_FALSE(convert::bmp::header(4, most_grey + 1, 8));
+    EXPECT_TRUE(convert::bmp::header(4, most_coloured, 24));
+    EXPECT_FALSE(convert::bmp::header(4, most_coloured + 1, 24));
+}
 
 TEST_F(Writer, RefusesWhatAFormatCannotHold)
 {
