@@ -279,11 +279,23 @@ TEST(TestPatternRender, GainAndBlackLevelSaturate)
 
 TEST(TestPatternRender, AnOddNumberOfPackedPixelsFillsItsLastTriple)
 {
-    FrameSettings settings = settings_for(0x010C0006);
-    settings.width = 3;
-    settings.height = 3;
-    EXPECT_EQ(test_pattern::image_bytes(settings), 15U);
-    const auto image = rendered(settings, 1);
-    EXPECT_EQ(image[14], 0);
-    EXPECT_EQ(image[13] >> 4, 0);
+    struct Case {
+        std::uint32_t unpacked;
+        std::uint32_t packed;
+        unsigned low_bits;
+    };
+    for (const Case& c : {Case{0x01100003, 0x010C0004, 2}, Case{0x01100005, 0x010C0006, 4}}) {
+        FrameSettings settings = settings_for(c.unpacked);
+        settings.width = 3;
+        settings.height = 3;
+        const auto words = rendered(settings, 1);
+        const unsigned last = words[16] + 256U * words[17];
+        settings.pixel_format = c.packed;
+        ASSERT_EQ(test_pattern::image_bytes(settings), 15U);
+        std::vector<std::uint8_t> image(15, 0xFF);
+        test_pattern::render(settings, 1, image);
+        EXPECT_EQ(image[12], last >> c.low_bits);
+        EXPECT_EQ(image[13], last & ((1U << c.low_bits) - 1));
+        EXPECT_EQ(image[14], 0);
+    }
 }
