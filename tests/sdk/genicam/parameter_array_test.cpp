@@ -332,6 +332,7 @@ TEST_F(Array, MovesRegistersAndText)
     EXPECT_EQ(table.Get(out, 5).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(table.Set(in, 5).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(table.Set(nullptr, 4).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(table.Set(in, -1).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(table.Get(out, -1).GetCode(), PvResult::InvalidParameter);
     PvString string;
     EXPECT_TRUE(table.ToString(string).IsOK());
