@@ -196,10 +196,25 @@ TEST_F(DeviceConnect, ADeviceWithAnotherDescriptionHasOtherFeatures)
     EXPECT_TRUE(old_feature->SetValue(1).IsFailure());  // alive, and belongs to no connection
 
     device->Disconnect();
+    EXPECT_FALSE(device->IsIPEngine());
     start_and_connect();
     EXPECT_EQ(device->GetGenParameters(), first);
     EXPECT_TRUE(old_feature->SetValue(1).IsOK());
     EXPECT_FALSE(device->IsIPEngine());
+}
+
+TEST_F(DeviceConnect, TheSameDescriptionHasTheNameThatTheDeviceGivesIt)
+{
+    auto other = sound();
+    other.url = "Local:other.xml;10000;0";
+    PvString name;
+    for (const auto& [options, expected] :
+         {std::pair(sound(), "raw.xml"), {other, "other.xml"}, {sound(), "raw.xml"}}) {
+        start_and_connect(options);
+        EXPECT_TRUE(device->GetDefaultGenICamXMLFilename(name).IsOK());
+        EXPECT_EQ(name.str(), expected);
+        device->Disconnect();
+    }
 }
 
 TEST_F(DeviceConnect, LendsItsConnectionUntilItDisconnects)
@@ -301,6 +316,25 @@ INSTANTIATE_TEST_SUITE_P(
         BadDescription{"BothBad", "Local:c.xml", "http://maker.example/", "x", PvResult::GenICamXMLError,
                        "Local:c.xml"}),
     [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_F(DeviceConnect, ADeviceThatCannotBeUsedSupervisesItsApplicationAgain)
+{
+    auto options = sound();
+    options.capabilities |= 0x20000000;
+    options.description = "this is not XML";
+    start(options);
+    std::vector<std::uint8_t> written;
+    camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && request[10] == 0x09 && request[11] == 0x54) {
+            written.push_back(request[15]);
+        }
+        return std::nullopt;
+    });
+    ASSERT_TRUE(device->GetGenLink()->SetBooleanValue("HeartbeatDisable", true).IsOK());
+    EXPECT_EQ(connect().GetCode(), PvResult::GenICamXMLError);
+    EXPECT_EQ(camera->reg(0x0954), 0U);
+    EXPECT_EQ(written, (std::vector<std::uint8_t>{1, 0}));
+}
 
 TEST_F(DeviceConnect, TakesTheSecondUrlWhenTheFirstLeadsNowhere)
 {
