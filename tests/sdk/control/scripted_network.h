@@ -43,7 +43,11 @@ public:
         broadcasts_wanted = broadcasts;
         std::vector<std::size_t> indices;
         for (const vex::net::Interface& host : interfaces) {
-            indices.push_back(static_cast<std::size_t>(std::find(hosts.begin(), hosts.end(), host) - hosts.begin()));
+            const auto is_meant = [&](const auto& known) {
+                return known.id == host.id && known.address == host.address;
+            };
+            indices.push_back(
+                static_cast<std::size_t>(std::find_if(hosts.begin(), hosts.end(), is_meant) - hosts.begin()));
         }
         return std::make_unique<Ports>(*this, std::move(indices));
     }
