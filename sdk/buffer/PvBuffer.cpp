@@ -23,8 +23,7 @@ PvResult held_error(const char* operation)
 
 }  // namespace
 
-PvBuffer::PvBuffer(PvPayloadType payload_type) noexcept : payload_type_(payload_type), image_(*this), raw_data_(*this)
-{}
+PvBuffer::PvBuffer(PvPayloadType payload_type) : payload_type_(payload_type), image_(*this), raw_data_(*this) {}
 
 PvBuffer::~PvBuffer()
 {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "sdk/base/PvResult.h"
@@ -28,7 +29,8 @@ struct Access;
 /// Thread safety: not synchronised. A buffer belongs to one thread at a time; queueing and retrieving hand it over.
 class PvBuffer {
 public:
-    explicit PvBuffer(PvPayloadType payload_type = PvPayloadTypeImage) noexcept;
+    /// Throws bad_alloc.
+    explicit PvBuffer(PvPayloadType payload_type = PvPayloadTypeImage);
     ~PvBuffer();
     PvBuffer(const PvBuffer&) = delete;
     PvBuffer& operator=(const PvBuffer&) = delete;
@@ -49,6 +51,9 @@ public:
     [[nodiscard]] std::uint32_t GetSize() const noexcept { return size_; }
     /// Bytes that the last acquisition put into the block; 0 when the block was filled by hand.
     [[nodiscard]] std::uint32_t GetAcquiredSize() const noexcept { return acquired_size_; }
+
+    /// Expires with the buffer: for whoever was shown a buffer that someone else owns.
+    [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return lifetime_; }
 
     /// A number of the user's own; the SDK never changes it.
     [[nodiscard]] std::uint64_t GetID() const noexcept { return id_; }
@@ -135,4 +140,5 @@ private:
     std::atomic<vex::acquisition::Holder*> holder_{nullptr};
     PvImage image_;
     PvRawData raw_data_;
+    std::shared_ptr<const char> lifetime_ = std::make_shared<const char>();
 };

@@ -172,6 +172,29 @@ TEST_F(Stream, ABufferThatIsReleasedWhileQueuedLeavesTheQueue)
     EXPECT_EQ(retrieve(0).call, VexTimeout);
 }
 
+TEST_F(Stream, ShowsNothingOfABufferThatTheClientReleased)
+{
+    ASSERT_EQ(open(), VexOK);
+    auto buffer = new_buffer();
+    ASSERT_EQ(alloc(buffer.get(), 100), VexOK);
+    ASSERT_EQ(queue(buffer.get()), VexOK);
+    ASSERT_EQ(abort(), VexOK);
+    const Retrieved retrieved = retrieve(0);
+    ASSERT_TRUE(retrieved.buffer);
+    const auto image = object_of(retrieved.buffer, &IVexBuffer::get_Image);
+    ASSERT_TRUE(image);
+    buffer = {};
+    unsigned int size = 0;
+    EXPECT_EQ(retrieved.buffer->get_Size(&size), E_POINTER);
+    EXPECT_EQ(image->get_Width(&size), E_POINTER);
+    // the next retrieval shows its buffer through the same object
+    buffer = new_buffer();
+    ASSERT_EQ(queue(buffer.get()), VexOK);
+    ASSERT_EQ(abort(), VexOK);
+    EXPECT_TRUE(retrieve(0).buffer);
+    EXPECT_EQ(retrieved.buffer->get_Size(&size), S_OK);
+}
+
 TEST_F(Stream, RefusesWhatIsNoBuffer)
 {
     ASSERT_EQ(open(), VexOK);
