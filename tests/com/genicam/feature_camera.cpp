@@ -26,7 +26,7 @@ std::unique_ptr<device_test::RawCamera> make_camera(const std::string& descripti
 
 }  // namespace
 
-ConnectedDevice::~ConnectedDevice() { disconnect(); }
+void ConnectedDevice::TearDown() { disconnect(); }
 
 VexResultCode ConnectedDevice::connect()
 {

@@ -14,7 +14,8 @@ namespace client {
 /// A test with a device of the registered server.
 class ConnectedDevice : public ComTest {
 protected:
-    ~ConnectedDevice() override;
+    /// Disconnects while the test's sinks still stand: that changes features, too.
+    void TearDown() override;
 
     [[nodiscard]] VexResultCode connect();
     VexResultCode disconnect();
