@@ -136,18 +136,22 @@ TEST_F(Parameter, TellsWhatSelectsIt)
     EXPECT_EQ(read(none, &IVexGenParameterList::get_Size), 0u);
 }
 
-TEST_F(Parameter, LeavesItsListEmptyHandedWhenItGoes)
+TEST_F(Parameter, LeavesItsListsEmptyHandedWhenItGoes)
 {
-    Ref<IVexGenParameterList> list;
+    Ref<IVexGenParameterList> selected;
+    Ref<IVexGenParameterList> selecting;
     {
         Ref<CVexGenParameter> parameter;
         ASSERT_EQ(server::create_object(parameter), S_OK);
         parameter->AttachSdkObject(camera.array->Get("GainSelector"));
-        ASSERT_EQ(parameter->get_SelectedParameters(list.put()), S_OK);
-        ASSERT_EQ(read(list, &IVexGenParameterList::get_Size), 1u);
+        ASSERT_EQ(parameter->get_SelectedParameters(selected.put()), S_OK);
+        ASSERT_EQ(read(selected, &IVexGenParameterList::get_Size), 1u);
+        ASSERT_EQ(parameter->get_SelectingParameters(selecting.put()), S_OK);
+        ASSERT_EQ(read(selecting, &IVexGenParameterList::get_Size), 0u);
     }
     unsigned int size = 0;
-    EXPECT_EQ(list->get_Size(&size), E_POINTER);
+    EXPECT_EQ(selected->get_Size(&size), E_POINTER);
+    EXPECT_EQ(selecting->get_Size(&size), E_POINTER);
 }
 
 TEST_F(Parameter, FailsCleanlyWhenItsSdkParameterIsGone)
