@@ -132,6 +132,26 @@ TEST_F(System, InterfacesHandOutOneDeviceObjectAgainAndAgain)
     EXPECT_EQ(object_of(device, &IVexDeviceInfo::get_Interface).get(), its_interface.get());
 }
 
+TEST_F(System, TheOneDeviceObjectShowsWhatTheLastSearchFound)
+{
+    ASSERT_EQ(find(), VexOK);
+    const auto found = interface_with_camera();
+    ASSERT_TRUE(found);
+    const auto device = device_at(found.get(), 0);
+    camera_.reset();
+    auto options = camera_options();
+    options.serial = "ANOTHER";
+    options.mac.back() = 0x56;
+    camera_ = std::make_unique<device_test::RawCamera>(options);
+    const VexResultCode searched = code_of([&](IVexResult** result) { return found->Find(result); });
+    camera_.reset();
+    SetUpTestSuite();
+    ASSERT_EQ(searched, VexOK);
+    ASSERT_EQ(device_count(found.get()), 1U);
+    EXPECT_EQ(device_at(found.get(), 0).get(), device.get());
+    EXPECT_EQ(serial_of(device.get()), L"ANOTHER");
+}
+
 TEST_F(System, AnInterfaceSearchesByItself)
 {
     ASSERT_EQ(find(), VexOK);
