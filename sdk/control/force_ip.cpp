@@ -94,7 +94,9 @@ bool is_found(const wire::gvcp::ForceIp& settings, std::span<const net::Interfac
     options.access_status = false;
     Discovery discovery(hosts, options, network);
     discovery.run([&](const FoundDevice& device) {
-        found = device.facts.mac == settings.mac && device.facts.address == settings.address;
+        // which address a restarted configuration gives is the device's affair
+        const bool is_address = settings.address.is_any() || device.facts.address == settings.address;
+        found = device.facts.mac == settings.mac && is_address;
         return !found;
     });
     return found;
@@ -113,6 +115,11 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
     const auto parsed_address = Ipv4Address::parse(address.view());
     if (!parsed_address) {
         return invalid("IPv4 address", address);
+    }
+    const auto is_empty_or_zero = [](const PvString& text) { return text.empty() || text.view() == "0.0.0.0"; };
+    if (parsed_address->is_any() && is_empty_or_zero(mask) && is_empty_or_zero(gateway)) {
+        settings = {*parsed_mac, any_address, any_address, any_address};
+        return PvResult::OK;
     }
     const auto parsed_mask =
         mask.empty() ? std::optional(default_mask(*parsed_address, hosts)) : Ipv4Address::parse(mask.view());

@@ -122,6 +122,8 @@ public:
     /// Gives the device with this MAC address an IP configuration that holds until it restarts. Sent by broadcast on
     /// every interface, so it reaches devices whose present address does not fit.
     ///
+    /// The address "0.0.0.0" (mask and gateway empty or the same) lets the device restart its own configuration:
+    /// persistent address, DHCP or link-local, as it is set.
     /// An empty mask becomes the one of the host's interface whose subnet holds the address, else "255.255.255.0"; an
     /// empty gateway none. InvalidParameter: a text that is no address, or an address no host can have. NotFound: no
     /// device with this MAC address took the configuration within two seconds. StateError: it refused.

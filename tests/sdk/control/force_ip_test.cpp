@@ -52,7 +52,8 @@ TEST(ParseIpConfiguration, RefusesWhatIsNoAddress)
     EXPECT_TRUE(refused("00:00:00:00:00:00", "10.1.2.3", "", ""));
     EXPECT_TRUE(refused(good_mac, "", "", ""));
     EXPECT_TRUE(refused(good_mac, "camera", "", ""));
-    EXPECT_TRUE(refused(good_mac, "0.0.0.0", "", ""));
+    EXPECT_TRUE(refused(good_mac, "0.0.0.0", "255.255.255.0", ""));
+    EXPECT_TRUE(refused(good_mac, "0.0.0.0", "", "10.1.2.1"));
     EXPECT_TRUE(refused(good_mac, "239.0.0.1", "", ""));
     EXPECT_TRUE(refused(good_mac, "255.255.255.255", "", ""));
     EXPECT_TRUE(refused(good_mac, "10.1.2.0", "255.255.255.0", ""));
@@ -61,6 +62,17 @@ TEST(ParseIpConfiguration, RefusesWhatIsNoAddress)
     EXPECT_TRUE(refused(good_mac, "10.1.2.3", "0.0.0.0", ""));
     EXPECT_TRUE(refused(good_mac, "10.1.2.3", "", "somewhere"));
     EXPECT_FALSE(refused(good_mac, "10.1.2.255", "255.255.0.0", ""));
+}
+
+TEST(ParseIpConfiguration, TakesNoAddressAtAllToRestartTheConfiguration)
+{
+    wire::gvcp::ForceIp settings{{}, {1}, {1}, {1}};
+    ASSERT_TRUE(parse("02:11:22:33:44:55", "0.0.0.0", "", "", settings).IsOK());
+    EXPECT_EQ(settings.mac.to_string(), "02:11:22:33:44:55");
+    EXPECT_TRUE(settings.address.is_any());
+    EXPECT_TRUE(settings.mask.is_any());
+    EXPECT_TRUE(settings.gateway.is_any());
+    EXPECT_TRUE(parse("02:11:22:33:44:55", "0.0.0.0", "0.0.0.0", "0.0.0.0", settings).IsOK());
 }
 
 class ForceIpTest : public testing::Test {
@@ -99,6 +111,18 @@ TEST_F(ForceIpTest, LeavesOtherDevicesAlone)
     EXPECT_EQ(result.GetCode(), PvResult::NotFound);
     EXPECT_NE(result.description().find("02:11:22:33:44:99"), std::string::npos);
     EXPECT_EQ(camera->reg(0x0024), address.value);
+}
+
+TEST_F(ForceIpTest, ADeviceThatRestartsItsConfigurationMayHaveAnyAddress)
+{
+    settings.address = settings.mask = settings.gateway = {};
+    camera->intercept([](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
+        if (request[3] == 0x04) {
+            return std::vector<device_test::Bytes>{};
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(force().IsOK());
 }
 
 TEST_F(ForceIpTest, TellsThatNothingCanBeSent)
