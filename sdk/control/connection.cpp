@@ -62,6 +62,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
     }
     if (candidate->has_control()) {
         candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
+        candidate->enable_capabilities();
     }
     connection = candidate;
     return PvResult::OK;
@@ -112,6 +113,30 @@ PvResult Connection::read_facts()
                        " answers, not the device ", target_.mac.to_string());
     }
     return PvResult::OK;
+}
+
+/// Lets the device ask for more time and say in detail why it refuses, which it does only when told to. A device that
+/// cannot be told works without.
+void Connection::enable_capabilities()
+{
+    namespace capability = bootstrap::capability;
+    namespace configuration = bootstrap::configuration;
+    struct Option {
+        std::uint32_t capability;
+        std::uint32_t configuration;
+    };
+    constexpr std::array options = {Option{capability::pending_ack, configuration::pending_ack},
+                                    Option{capability::extended_status_1_1, configuration::extended_status_1_1},
+                                    Option{capability::extended_status_2_0, configuration::extended_status_2_0}};
+    std::uint32_t wanted = 0;
+    for (const Option& option : options) {
+        wanted |= (facts_.capability & option.capability) != 0 ? option.configuration : 0;
+    }
+    std::uint32_t present = 0;
+    if (wanted != 0 && channel_.read_register(bootstrap::gvcp_configuration, present).ok() &&
+        (present & wanted) != wanted) {
+        static_cast<void>(channel_.write_register(bootstrap::gvcp_configuration, present | wanted));
+    }
 }
 
 void Connection::close() noexcept

@@ -81,6 +81,7 @@ public:
 
 private:
     PvResult read_facts();
+    void enable_capabilities();
 
     ConnectionTarget target_;
     std::unique_ptr<ControlTransport> transport_;

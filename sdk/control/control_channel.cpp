@@ -24,6 +24,9 @@ constexpr std::uint32_t length_of(std::span<const std::uint8_t> bytes) noexcept
     return static_cast<std::uint32_t>(bytes.size());
 }
 
+/// Of any write with a good status, whatever stands in its index: a write that was carried out is not sent again.
+constexpr auto is_done = [](std::span<const std::uint8_t> /*payload*/) { return true; };
+
 }  // namespace
 
 ControlChannel::ControlChannel(ControlTransport& transport, const net::Clock& clock) noexcept
@@ -54,9 +57,7 @@ ControlOutcome ControlChannel::close_with(const RegisterWrite& last, RetryPolicy
     const std::scoped_lock lock(mutex_);
     is_last_ = true;
     const auto message = wire::gvcp::write_registers(next_request_id(), {&last, 1});
-    const auto outcome = exchange(
-        message, {Command::write_register, last.address, word}, policy,
-        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+    const auto outcome = exchange(message, {Command::write_register, last.address, word}, policy, is_done);
     is_last_ = false;
     return outcome;
 }
@@ -149,9 +150,7 @@ ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32
     const std::scoped_lock lock(mutex_);
     const RegisterWrite write{address, value};
     const auto message = wire::gvcp::write_registers(next_request_id(), {&write, 1});
-    return exchange(
-        message, {Command::write_register, address, word}, policy,
-        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+    return exchange(message, {Command::write_register, address, word}, policy, is_done);
 }
 
 ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses,
@@ -231,17 +230,12 @@ ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite>
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::write_registers(next_request_id(), writes);
     const auto length = static_cast<std::uint32_t>(writes.size()) * word;
-    return exchange(
-        message, {Command::write_register, writes.front().address, length}, retry_policy(),
-        [&](std::span<const std::uint8_t> payload) {
-            const auto written = wire::gvcp::decode_write_done(payload);
-            return written && *written == writes.size();
-        },
-        [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
-            if (const auto written = wire::gvcp::decode_write_done(payload)) {
-                end.address = writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
-            }
-        });
+    return exchange(message, {Command::write_register, writes.front().address, length}, retry_policy(), is_done,
+                    [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
+                        if (const auto written = wire::gvcp::decode_write_done(payload)) {
+                            end.address = writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
+                        }
+                    });
 }
 
 // ---- memory ----
@@ -316,9 +310,7 @@ ControlOutcome ControlChannel::write_block(std::uint32_t address, std::span<cons
     }
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::write_memory(next_request_id(), {address, source});
-    return exchange(
-        message, {Command::write_memory, address, length_of(source)}, retry_policy(),
-        [](std::span<const std::uint8_t> payload) { return wire::gvcp::decode_write_done(payload).has_value(); });
+    return exchange(message, {Command::write_memory, address, length_of(source)}, retry_policy(), is_done);
 }
 
 ControlOutcome ControlChannel::write_block_by_registers(std::uint32_t address,

@@ -53,8 +53,9 @@ class ControlChannel {
 public:
     using time_point = net::Clock::time_point;
 
-    /// The most time that PENDING_ACKs may add to one exchange, and how many of them are heeded.
-    static constexpr std::chrono::milliseconds pending_limit{10'000};
+    /// The most time that PENDING_ACKs may add to one exchange, and how many of them are heeded. A single one can ask
+    /// for 65,535 ms.
+    static constexpr std::chrono::milliseconds pending_limit{70'000};
     static constexpr unsigned most_pendings = 100;
     static constexpr std::size_t most_reads_per_message = 135;
     /// An operation of several messages is given up after this plus this much for each message.
@@ -97,7 +98,7 @@ public:
     ControlOutcome close_with(const RegisterWrite& last, RetryPolicy policy) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }
 
-    /// When the device last acknowledged anything, refusals included; the epoch before it did.
+    /// When the device last acknowledged anything, refusals and PENDING_ACKs included; the epoch before it did.
     [[nodiscard]] time_point last_answer() const noexcept
     {
         return time_point(net::Clock::duration(last_answer_.load(std::memory_order_relaxed)));

@@ -148,6 +148,7 @@ private:
         if (pendings_ == 0) {
             pending_end_ = now_ + pending_limit;
         }
+        note_answer();
         ++pendings_;
         channel_.pendings_.add();
         if (pendings_ > most_pendings || now_ >= pending_end_) {

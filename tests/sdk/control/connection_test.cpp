@@ -94,6 +94,48 @@ TEST_F(ConnectionTest, WritesNoPrivilegeToReadOrToOpen)
     EXPECT_EQ(camera.count(0x0082), 0);
 }
 
+TEST_F(ConnectionTest, EnablesPendingAcknowledgesAndExtendedStatusWhereTheDeviceHasThem)
+{
+    struct Case {
+        std::uint32_t capabilities;
+        std::uint32_t enabled;
+    };
+    constexpr std::uint32_t heartbeat_disable = 1;
+    for (const auto& [capabilities, enabled] :
+         {Case{0, 0}, Case{1U << 5, 0x2}, Case{1U << 22, 0x4}, Case{1U << 18, 0x40000},
+          Case{1U << 5 | 1U << 22 | 1U << 18, 0x40006}}) {
+        RawCameraOptions options = sound();
+        options.capabilities |= capabilities;
+        RawDevice& camera = start(options);
+        camera.set_reg(0x0954, heartbeat_disable);
+        ASSERT_TRUE(open(PvAccessControl).IsOK());
+        EXPECT_EQ(camera.reg(0x0954), heartbeat_disable | enabled);
+    }
+}
+
+TEST_F(ConnectionTest, ConfiguresNothingWithoutControl)
+{
+    RawCameraOptions options = sound();
+    options.capabilities |= 1U << 5;
+    RawDevice& camera = start(options);
+    ASSERT_TRUE(open(PvAccessReadOnly).IsOK());
+    EXPECT_EQ(camera.reg(0x0954), 0U);
+}
+
+TEST_F(ConnectionTest, ConnectsToADeviceThatRefusesToBeConfigured)
+{
+    RawCameraOptions options = sound();
+    options.capabilities |= 1U << 5;
+    RawDevice& camera = start(options);
+    camera.intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        if (request[3] == 0x82 && request[10] == 0x09 && request[11] == 0x54) {
+            return std::vector<Bytes>{RawDevice::ack(request, 0x8006, Bytes(4))};
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+}
+
 TEST_F(ConnectionTest, ReadsWhatAnotherApplicationControls)
 {
     RawDevice& camera = start(sound());
