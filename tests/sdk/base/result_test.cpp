@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <utility>
 
@@ -67,16 +68,19 @@ TEST(PvResult, CopiesAndMovesKeepCodeAndDescription)
     recoded.SetCode(PvResult::NotFound);
     PvResult silent = PvResult::Timeout;
     silent.SetDescription(PvString());
-    for (const PvResult& original : {recoded, silent, PvResult(PvResult::NotFound, "no such feature")}) {
-        const std::string text(original.description());
-        PvResult copy = PvResult::OK;
-        copy = original;
-        EXPECT_EQ(copy.GetCode(), original.GetCode());
-        EXPECT_EQ(copy.description(), text);
-        PvResult taken(PvResult::Aborted, "aborted");
-        taken = std::move(copy);
-        const PvResult moved = std::move(taken);
-        EXPECT_EQ(moved.GetCode(), original.GetCode());
+    const PvResult told(PvResult::NotFound, "no such feature");
+    for (const PvResult* const original : std::array<const PvResult*, 3>{&recoded, &silent, &told}) {
+        const std::string text(original->description());
+        PvResult copy = *original;
+        PvResult assigned(PvResult::Aborted, "aborted");
+        assigned = copy;
+        EXPECT_EQ(assigned.GetCode(), original->GetCode());
+        EXPECT_EQ(assigned.description(), text);
+        const PvResult moved = std::move(copy);
+        EXPECT_EQ(moved.GetCode(), original->GetCode());
         EXPECT_EQ(moved.description(), text);
+        copy = std::move(assigned);
+        EXPECT_EQ(copy.GetCode(), original->GetCode());
+        EXPECT_EQ(copy.description(), text);
     }
 }

@@ -109,6 +109,8 @@ TEST(PvString, HalvesOfPairsAreReplacedInWhatLeaves)
     const std::string well_formed = PvString(L"a\u00E4\uD55C\U0001F4F7").str();
     EXPECT_EQ(without_surrogates(well_formed), well_formed);
     EXPECT_EQ(without_surrogates("a\xED"), "a\xED");
+    // the text ends before the last byte that would make it a half
+    EXPECT_EQ(without_surrogates(std::string_view("a\xED\xA0\x80", 3)), "a\xED\xA0");
     EXPECT_EQ(without_surrogates(""), "");
 }
 

@@ -69,6 +69,14 @@ protected:
             {.more = int_reg("Polled", 0xA004, {.access = "RO", .polling_time = 20}), .listed = {"Polled"}});
         return options;
     }
+
+    /// With a feature whose value is kept once it is read.
+    static RawCameraOptions cached()
+    {
+        auto options = sound();
+        options.description = raw_description({.more = int_reg("Cached", 0xA004), .listed = {"Cached"}});
+        return options;
+    }
 };
 
 TEST_F(DeviceCallbacks, DisconnectingDoesNotWaitForTheNewsOfALoss)
@@ -151,27 +159,54 @@ TEST_F(DeviceCallbacks, NoFeatureHasAValueAfterADisconnectionInANotification)
     feature("Value").UnregisterEventSink(&change);
 }
 
-TEST_F(DeviceCallbacks, NoFeatureHasAValueAfterALoss)
+TEST_F(DeviceCallbacks, SinksOfFeaturesAreToldOfADisconnection)
 {
     start_and_connect();
+    Change change([] {});
+    ASSERT_TRUE(feature("Value").RegisterEventSink(&change).IsOK());
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    EXPECT_GE(change.calls, 1);
+    feature("Value").UnregisterEventSink(&change);
+}
+
+TEST_F(DeviceCallbacks, NoFeatureHasAValueAfterALoss)
+{
+    start_and_connect(cached());
     std::int64_t value = 0;
-    ASSERT_TRUE(device->GetGenParameters()->GetIntegerValue("Value", value).IsOK());
+    ASSERT_TRUE(device->GetGenParameters()->GetIntegerValue("Cached", value).IsOK());
+    ASSERT_TRUE(feature("Cached").IsValueCached());
+    Change change([] {});
+    ASSERT_TRUE(feature("Cached").RegisterEventSink(&change).IsOK());
     device->RegisterEventSink(&sink);
+    int told = 0;
     bool readable = true;
-    sink.on_disconnected = [&] { readable = device->GetGenParameters()->GetIntegerValue("Value", value).IsOK(); };
+    sink.on_disconnected = [&] {
+        told = change.calls;
+        readable = device->GetGenParameters()->GetIntegerValue("Cached", value).IsOK();
+    };
     camera->set_control(0);
     ASSERT_TRUE(sink.wait_for_disconnection());
+    EXPECT_GE(told, 1);
     EXPECT_FALSE(readable);
+    feature("Cached").UnregisterEventSink(&change);
 }
 
 TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedByASinkOfTheFeatureThatIsWritten)
 {
     start_and_connect();
-    const auto change = std::make_shared<Change>([&] { device.reset(); });
+    const auto beside = std::make_shared<Change>([] {});
+    long during = 0;
+    const auto change = std::make_shared<Change>([&] {
+        device.reset();
+        during = beside.use_count();
+    });
     ASSERT_TRUE(feature("Value").KeepEventSink(change).IsOK());
+    ASSERT_TRUE(feature("Wide").KeepEventSink(beside).IsOK());
     EXPECT_TRUE(device->GetGenParameters()->SetIntegerValue("Value", 5).IsOK());
     EXPECT_FALSE(device);
-    EXPECT_EQ(change.use_count(), 1) << "the device's features went with the operation";
+    EXPECT_EQ(during, 2) << "the device's features were there until the operation ended";
+    EXPECT_EQ(change.use_count(), 1) << "and went with it";
+    EXPECT_EQ(beside.use_count(), 1);
 }
 
 TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedInTheAccessThatIsTold)
@@ -180,8 +215,14 @@ TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedInTheAccessThatIsTold)
         DeviceSink destroying;
         device = std::make_unique<PvDevice>();
         start_and_connect();
+        const auto beside = std::make_shared<Change>([] {});
+        ASSERT_TRUE(feature("Wide").KeepEventSink(beside).IsOK());
         device->RegisterEventSink(&destroying);
-        destroying.on_access = [&] { device.reset(); };
+        long during = 0;
+        destroying.on_access = [&] {
+            device.reset();
+            during = beside.use_count();
+        };
         std::uint32_t value = 0;
         std::int64_t number = 0;
         PvDevice& used = *device;
@@ -189,7 +230,25 @@ TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedInTheAccessThatIsTold)
             (by_feature ? used.GetGenParameters()->GetIntegerValue("Value", number) : used.ReadRegister(0xA000, value))
                 .IsOK());
         EXPECT_FALSE(device);
+        EXPECT_EQ(during, 2) << "the device's features were there until the access ended";
+        EXPECT_EQ(beside.use_count(), 1) << "and went with it";
     }
+}
+
+TEST_F(DeviceCallbacks, ADeviceDestroyedInTheNewsOfALossGoesWithTheThreadThatBroughtIt)
+{
+    start_and_connect();
+    const auto change = std::make_shared<Change>([] {});
+    ASSERT_TRUE(feature("Value").KeepEventSink(change).IsOK());
+    device->RegisterEventSink(&sink);
+    sink.on_disconnected = [&] { device.reset(); };
+    camera->set_control(0);
+    ASSERT_TRUE(sink.wait_for_disconnection());
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (change.use_count() > 1 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(change.use_count(), 1);
 }
 
 TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedWhenTheLinkTellsOfALoss)
@@ -211,13 +270,19 @@ TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedWhenTheLinkTellsOfALoss)
 TEST_F(DeviceCallbacks, TheDeviceMayBeDestroyedByASinkOfTheConnectionBeingMade)
 {
     start_and_connect();
-    ASSERT_TRUE(device->Disconnect().IsOK());
-    const auto change = std::make_shared<Change>([&] { device.reset(); });
-    ASSERT_TRUE(feature("Value").KeepEventSink(change).IsOK());
-    PvDevice& connecting = *device;
-    connecting.Connect(PvString(name()));
-    EXPECT_FALSE(device);
-    EXPECT_EQ(change.use_count(), 1);
+    for (const bool by_link : {false, true}) {
+        if (!device) {
+            device = std::make_unique<PvDevice>();
+            start_and_connect();
+        }
+        ASSERT_TRUE(device->Disconnect().IsOK());
+        const auto change = std::make_shared<Change>([&] { device.reset(); });
+        ASSERT_TRUE((by_link ? link("HeartbeatTimeout") : feature("Value")).KeepEventSink(change).IsOK());
+        PvDevice& connecting = *device;
+        connecting.Connect(PvString(name()));
+        EXPECT_FALSE(device);
+        EXPECT_EQ(change.use_count(), 1);
+    }
 }
 
 }  // namespace
