@@ -88,6 +88,19 @@ TEST_F(ControlChannelTest, SplitsManyWritesIntoMessagesThatEveryDeviceTakes)
     EXPECT_EQ(transport.sent[2].size(), 8U + 1U * 8U);
 }
 
+TEST_F(ControlChannelTest, NamesTheReadOfSeveralThatWasRefused)
+{
+    channel.set_concatenation(true);
+    const std::uint32_t addresses[] = {0xA000, 0xA004, 0xA008};
+    std::uint32_t values[3] = {};
+    answer_with("8003 0081 0008 0000 00000005 00000006");
+    const auto third = channel.read_registers(addresses, values);
+    EXPECT_EQ(third.kind, Kind::refused);
+    EXPECT_EQ(third.address, 0xA008U);
+    answer_with("8003 0081 0000 0000");
+    EXPECT_EQ(channel.read_registers(addresses, values).address, 0xA000U);
+}
+
 TEST_F(ControlChannelTest, NamesTheWriteOfSeveralThatWasRefused)
 {
     channel.set_concatenation(true);

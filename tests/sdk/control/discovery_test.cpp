@@ -88,6 +88,27 @@ TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
     EXPECT_EQ(discovery.statistics().unexpected, 1U);
 }
 
+TEST(DiscoveryAnswers, OfDevicesOfThisHostCountOnItsOwnInterfaceOnly)
+{
+    device_test::ScriptedNetwork network;
+    network.hosts.push_back({"lo", "", {0x7F000001}, {0xFF000000}, {}, {}, 65536, true});
+    control::DiscoveryOptions options;
+    options.access_status = false;
+    control::Discovery discovery(network.hosts, options, network);
+    Bytes acknowledge = discovery_acknowledge(1);
+    acknowledge[8 + 36] = 127;
+    acknowledge[8 + 39] = 3;
+    std::vector<std::size_t> told;
+    for (std::size_t i = 0; i < network.hosts.size(); ++i) {
+        discovery.handle(i, acknowledge, [&](const control::FoundDevice& found) {
+            EXPECT_EQ(found.facts.address.to_string(), "127.0.0.3");
+            told.push_back(found.interface_index);
+            return true;
+        });
+    }
+    EXPECT_EQ(told, std::vector<std::size_t>{1});
+}
+
 TEST(DiscoveryAnswers, TellNoMoreDevicesThanTheLimit)
 {
     device_test::ScriptedNetwork network;

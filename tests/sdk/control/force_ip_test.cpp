@@ -62,6 +62,10 @@ TEST(ParseIpConfiguration, RefusesWhatIsNoAddress)
     EXPECT_TRUE(refused(good_mac, "10.1.2.3", "0.0.0.0", ""));
     EXPECT_TRUE(refused(good_mac, "10.1.2.3", "", "somewhere"));
     EXPECT_FALSE(refused(good_mac, "10.1.2.255", "255.255.0.0", ""));
+    // subnets of two and of one
+    EXPECT_FALSE(refused(good_mac, "10.1.2.2", "255.255.255.254", ""));
+    EXPECT_FALSE(refused(good_mac, "10.1.2.3", "255.255.255.254", ""));
+    EXPECT_FALSE(refused(good_mac, "10.1.2.3", "255.255.255.255", ""));
 }
 
 TEST(ParseIpConfiguration, TakesNoAddressAtAllToRestartTheConfiguration)

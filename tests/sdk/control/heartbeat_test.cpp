@@ -69,6 +69,8 @@ TEST_F(HeartbeatMonitorTest, AMonitorHasNoPrivilegeToLose)
     control::HeartbeatMonitor monitor(channel, false, std::nullopt, clock);
     answer_with("0000 0081 0004 0000 00000000");
     EXPECT_EQ(beat(monitor), std::nullopt);
+    answer_with("8006 0081 0000 0000");  // another application lets nobody read
+    EXPECT_EQ(beat(monitor), std::nullopt);
 }
 
 TEST_F(HeartbeatMonitorTest, NoticesAnotherController)

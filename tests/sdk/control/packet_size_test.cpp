@@ -240,6 +240,26 @@ TEST_F(PacketSizeTest, AsksForTestPacketsThatNobodyMayFragment)
     EXPECT_GT(fired, 1);
 }
 
+TEST_F(PacketSizeTest, FiresNoTestPacketWithTheSizeThatItLeaves)
+{
+    auto options = sound();
+    options.largest_on_wire = 0;
+    for (const std::uint32_t default_size : {0U, 1476U}) {
+        start(options);
+        camera->set_reg(0x0D04, 0xA0000000 | 1400);  // the flag is still set
+        std::vector<int> flags;
+        camera->intercept([&](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+            if (request[3] == 0x82 && request[10] == 0x0D && request[11] == 0x04) {
+                flags.push_back(request[12]);
+            }
+            return std::nullopt;
+        });
+        static_cast<void>(negotiate(default_size));
+        ASSERT_GT(flags.size(), 1U);
+        EXPECT_EQ(flags.back(), 0x20) << default_size;
+    }
+}
+
 TEST_F(PacketSizeTest, RefusesAnImpossibleDefault)
 {
     start(sound());
