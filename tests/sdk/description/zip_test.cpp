@@ -24,6 +24,8 @@ struct File {
     std::optional<std::uint32_t> size = std::nullopt;
     std::uint16_t flags = 0;
     std::optional<std::uint16_t> method = std::nullopt;
+    std::string extra = {};
+    std::string comment = {};
 };
 
 void put16(Bytes& out, std::uint32_t value)
@@ -73,21 +75,21 @@ Bytes archive(const std::vector<File>& files)
             put32(to, static_cast<std::uint32_t>(packed.size()));
             put32(to, file.size.value_or(static_cast<std::uint32_t>(file.text.size())));
             put16(to, static_cast<std::uint32_t>(file.name.size()));
-            put16(to, 0);
+            put16(to, static_cast<std::uint32_t>(file.extra.size()));
         };
         put(out, "PK\3\4");
         common(out);
-        put(out, file.name);
+        put(out, file.name + file.extra);
         put(out, packed);
         put(directory, "PK\1\2");
         put16(directory, 20);
         common(directory);
-        put16(directory, 0);
+        put16(directory, static_cast<std::uint32_t>(file.comment.size()));
         put16(directory, 0);
         put16(directory, 0);
         put32(directory, 0);
         put32(directory, offset);
-        put(directory, file.name);
+        put(directory, file.name + file.extra + file.comment);
     }
     const auto start = static_cast<std::uint32_t>(out.size());
     out.insert(out.end(), directory.begin(), directory.end());
@@ -139,6 +141,13 @@ TEST(Zip, TakesTheFirstXmlFileOfSeveral)
                                  {.name = "dir/Camera.XML", .text = xml},
                                  {.name = "other.xml", .text = "<a/>"}});
     EXPECT_EQ(description::unzip_description(bytes), xml);
+}
+
+TEST(Zip, PassesOverExtraFieldsAndCommentsOfFiles)
+{
+    const Bytes bytes = archive({{.name = "readme.txt", .text = "no", .extra = "a time", .comment = "of no use"},
+                                 {.text = xml, .extra = "another time", .comment = "of use"}});
+    EXPECT_EQ(description::load_description(bytes), xml);
 }
 
 TEST(Zip, TakesAnOnlyFileWhateverItsName)
