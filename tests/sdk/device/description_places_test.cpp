@@ -85,6 +85,9 @@ TEST_F(DescriptionPlaces, FileOfTheFolderIsRead)
 {
     put("camera.xml", raw_description());
     set_folder(folder);
+    start_with_url("File:C:camera.xml");
+    expect_connected();
+    device->Disconnect();
     start_with_url("File:C:\\program files\\camera\\camera.xml");
     expect_connected();
     PvString name;

@@ -170,6 +170,21 @@ INSTANTIATE_TEST_SUITE_P(
                     ByteOrder{"LittleEndianForcedMemory", 0x00000001, 0, "LittleEndian", "Memory", 0x11223344}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
+TEST_F(DeviceAccess, OfFeaturesGoesUpToTheLastAddress)
+{
+    auto options = sound();
+    options.description = device_test::raw_description(
+        {.more = camera_xml::int_reg("Last", 0xFFFFFFFC) + camera_xml::int_reg("Beyond", 0xFFFFFFFD),
+         .listed = {"Last", "Beyond"}});
+    start_and_connect(options);
+    camera->set_reg(0xFFFFFFFC, 9);
+    std::int64_t value = 0;
+    const PvResult last = device->GetGenParameters()->GetIntegerValue("Last", value);
+    EXPECT_TRUE(last.IsOK()) << last.description();
+    EXPECT_EQ(value, 9);
+    EXPECT_EQ(device->GetGenParameters()->GetIntegerValue("Beyond", value).GetCode(), PvResult::InvalidParameter);
+}
+
 // ---- stream channels ----
 
 TEST_F(DeviceAccess, SetsAndResetsTheStreamDestination)
@@ -182,6 +197,20 @@ TEST_F(DeviceAccess, SetsAndResetsTheStreamDestination)
     EXPECT_TRUE(device->ResetStreamDestination().IsOK());
     EXPECT_EQ(camera->reg(0x0D18), 0U);
     EXPECT_EQ(camera->reg(0x0D00), 0x00020000U);
+}
+
+TEST_F(DeviceAccess, TellsTheFeaturesOfAStreamDestination)
+{
+    auto options = sound();
+    options.description =
+        device_test::raw_description({.more = camera_xml::int_reg("GevSCDA", 0x0D18), .listed = {"GevSCDA"}});
+    start_and_connect(options);
+    std::int64_t destination = -1;
+    EXPECT_TRUE(device->GetGenParameters()->GetIntegerValue("GevSCDA", destination).IsOK());
+    EXPECT_EQ(destination, 0);
+    EXPECT_TRUE(device->SetStreamDestination("239.1.2.3", 50000).IsOK());
+    EXPECT_TRUE(device->GetGenParameters()->GetIntegerValue("GevSCDA", destination).IsOK());
+    EXPECT_EQ(destination, 0xEF010203);
 }
 
 TEST_F(DeviceAccess, RefusesStreamDestinationsThatAreNone)

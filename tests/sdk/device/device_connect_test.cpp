@@ -164,7 +164,10 @@ TEST_F(DeviceConnect, DisconnectingGivesControlBackAndKeepsTheFeatureObjects)
     start_and_connect();
     PvGenParameterArray* const array = device->GetGenParameters();
     PvGenInteger* const feature = array->GetInteger("Value");
+    std::int64_t cached = 0;
+    EXPECT_TRUE(array->GetIntegerValue("GevSCPSPacketSize", cached).IsOK());
     EXPECT_TRUE(device->Disconnect().IsOK());
+    EXPECT_EQ(array->GetIntegerValue("GevSCPSPacketSize", cached).GetCode(), PvResult::NotConnected);
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(camera->reg(0x0A00), 0U);
     EXPECT_EQ(device->GetGenParameters(), array);
