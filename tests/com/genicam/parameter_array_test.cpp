@@ -248,6 +248,26 @@ TEST_F(ParameterArray, KeepsCategoriesByIndexApartFromThoseByName)
     EXPECT_NE(named.get(), indexed.get());
 }
 
+TEST_F(ParameterArray, PointsItsCategoriesAtAnArrayAttachedLater)
+{
+    Ref<IVexGenCategory> named;
+    Ref<IVexGenCategory> indexed;
+    EXPECT_EQ(array->GetCategoryByName(Text(L"Control"), named.put()), S_OK);
+    EXPECT_EQ(array->GetCategoryByIndex(1, indexed.put()), S_OK);
+    const CameraParameters other;
+    implementation->AttachSdkObject(other.array.get());
+    Ref<IVexGenCategory> named_again;
+    Ref<IVexGenCategory> indexed_again;
+    EXPECT_EQ(array->GetCategoryByName(Text(L"Control"), named_again.put()), S_OK);
+    EXPECT_EQ(array->GetCategoryByIndex(1, indexed_again.put()), S_OK);
+    EXPECT_EQ(named_again.get(), named.get());
+    EXPECT_EQ(indexed_again.get(), indexed.get());
+    const auto node = reinterpret_cast<INT_PTR>(other.array->GetCategory("Control")->GetNode());
+    EXPECT_EQ(read(named, &IVexGenCategory::get_Node), node);
+    EXPECT_EQ(read(indexed, &IVexGenCategory::get_Node), node);
+    implementation->AttachSdkObject(camera.array.get());
+}
+
 TEST_F(ParameterArray, GivesNullForUnknownCategories)
 {
     IVexGenCategory* found = reinterpret_cast<IVexGenCategory*>(1);

@@ -118,6 +118,19 @@ TEST_F(ParameterList, KeepsTheObjectsOfItsIndexesWhenCleared)
     EXPECT_NE(item(0).get(), width.get()) << "one of another kind is replaced";
 }
 
+TEST_F(ParameterList, GivesNullForParametersThatHaveGone)
+{
+    add(L"Width");
+    add(L"Gain");
+    EXPECT_TRUE(item(0));
+    camera.array.reset();
+    EXPECT_EQ(size(), 2u);
+    EXPECT_FALSE(item(0)) << "one that was looked at before";
+    EXPECT_FALSE(item(1));
+    EXPECT_FALSE(first());
+    EXPECT_FALSE(next());
+}
+
 TEST_F(ParameterList, LeavesTheClientsObjectsAloneWhenItGoes)
 {
     add(L"Width");
