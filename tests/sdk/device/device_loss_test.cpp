@@ -58,16 +58,6 @@ TEST_F(DeviceLoss, ToAnotherApplicationIsTold)
     EXPECT_EQ(camera->reg(0x0A00), 2U);
 }
 
-TEST_F(DeviceLoss, LeavesNoValueInTheFeatures)
-{
-    std::int64_t value = 0;
-    ASSERT_TRUE(device->GetGenParameters()->GetIntegerValue("GevSCPSPacketSize", value).IsOK());
-    camera->set_control(0);
-    ASSERT_TRUE(sink.wait_for_disconnection());
-    EXPECT_EQ(device->GetGenParameters()->GetIntegerValue("GevSCPSPacketSize", value).GetCode(),
-              PvResult::NotConnected);
-}
-
 TEST_F(DeviceLoss, EndsAnAccessUnderWay)
 {
     ASSERT_TRUE(device->GetGenLink()->SetIntegerValue("AnswerTimeout", 60'000).IsOK());
