@@ -17,6 +17,8 @@ constexpr milliseconds shortest_interval{100};
 constexpr milliseconds longest_interval{2000};
 /// Between beats while the device does not answer.
 constexpr milliseconds unanswered_interval{50};
+/// A device may keep its controller for hours, so that a debugger can hold that up; it is gone much earlier.
+constexpr milliseconds longest_silence{10'000};
 /// A device is not given up for fewer.
 constexpr int fewest_missed = 3;
 
@@ -58,7 +60,7 @@ std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, RetryPol
     }
     const auto heard = std::max(channel_.last_answer(), begin_);
     const auto silent = std::chrono::duration_cast<milliseconds>(clock_.now() - heard);
-    if (silent < silence || missed_in_a_row_ < fewest_missed) {
+    if (silent < std::min(silence, longest_silence) || missed_in_a_row_ < fewest_missed) {
         return std::nullopt;
     }
     return "the device has not answered for " + std::to_string(silent.count()) + " ms";

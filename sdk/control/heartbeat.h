@@ -26,8 +26,8 @@ public:
                      const net::Clock& clock);
 
     /// Asks the device. Empty while all is well; else why the connection is lost. A device is given up when nothing at
-    /// all has been heard from it for `silence` and several beats: after a pause of this process, in a debugger say,
-    /// one lost datagram must not count as a long silence.
+    /// all has been heard from it for `silence`, at most 10 s, and several beats: after a pause of this process, in a
+    /// debugger say, one lost datagram must not count as a long silence.
     [[nodiscard]] std::optional<std::string> beat(std::chrono::milliseconds silence, RetryPolicy policy);
 
     /// The last beat was not answered: the next one should come soon.

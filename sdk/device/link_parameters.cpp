@@ -60,6 +60,7 @@ control::ControlStatistics Link::statistics() const
 void Link::attach(const std::shared_ptr<control::Connection>& connection)
 {
     heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
+    replaced_timeout_ms_ = 0;  // of a device that was lost
     {
         const std::scoped_lock lock(mutex_);
         connection_ = connection;
@@ -82,18 +83,24 @@ void Link::tell_attached()
 
 void Link::detach() noexcept
 {
-    if (!attached_.exchange(false) || !settings_.heartbeat_disabled) {
+    const std::uint32_t timeout = replaced_timeout_ms_.exchange(0);
+    if (!attached_.exchange(false)) {
         return;
     }
     const auto last = connection();
+    if (!last || !last->has_control() || last->channel().is_closed()) {
+        return;
+    }
+    constexpr control::RetryPolicy brief{std::chrono::milliseconds(150), 1};
+    if (timeout != 0) {
+        static_cast<void>(last->channel().write_register(bootstrap::heartbeat_timeout, timeout, brief));
+    }
     // a device left without heartbeat supervision would stay controlled when the next application crashes
-    if (last && last->has_control() && !last->channel().is_closed()) {
-        std::uint32_t value = 0;
-        constexpr control::RetryPolicy brief{std::chrono::milliseconds(150), 1};
-        if (last->channel().read_register(bootstrap::gvcp_configuration, value, brief)) {
-            static_cast<void>(last->channel().write_register(
-                bootstrap::gvcp_configuration, value & ~bootstrap::configuration::heartbeat_disable, brief));
-        }
+    std::uint32_t value = 0;
+    if (settings_.heartbeat_disabled &&
+        last->channel().read_register(bootstrap::gvcp_configuration, value, brief).ok()) {
+        static_cast<void>(last->channel().write_register(bootstrap::gvcp_configuration,
+                                                         value & ~bootstrap::configuration::heartbeat_disable, brief));
     }
 }
 
@@ -140,6 +147,10 @@ PvResult Link::apply_heartbeat_timeout(control::Connection& connection)
     const std::uint32_t wanted = settings_.heartbeat_timeout_ms;
     if (wanted == 0) {
         return PvResult::OK;
+    }
+    std::uint32_t before = 0;
+    if (replaced_timeout_ms_ == 0 && connection.channel().read_register(bootstrap::heartbeat_timeout, before).ok()) {
+        replaced_timeout_ms_ = before;
     }
     auto outcome = connection.channel().write_register(bootstrap::heartbeat_timeout, wanted);
     std::uint32_t actual = 0;
@@ -252,7 +263,7 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
 {
     auto timeout = number("HeartbeatTimeout", "Heartbeat",
                           "After this silence the device takes control away from the application, and the application "
-                          "gives the device up. The device may choose a nearby value.",
+                          "gives the device up, at the latest after 10 s. The device may choose a nearby value.",
                           100, 3'600'000, "ms");
     timeout.is_volatile = true;
     timeout.get = [this]() -> std::int64_t { return heartbeat_->timeout_ms; };

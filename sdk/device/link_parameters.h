@@ -76,6 +76,7 @@ private:
     description::DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};
+    std::atomic<std::uint32_t> replaced_timeout_ms_{0};   ///< the device's own heartbeat timeout; 0: it has that
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above
 };
 

@@ -109,6 +109,17 @@ TEST_F(HeartbeatMonitorTest, GivesASilentDeviceUpAfterTheTimeoutOnly)
     EXPECT_EQ(*lost, "the device has not answered for 3000 ms");
 }
 
+TEST_F(HeartbeatMonitorTest, GivesADeviceWithALongTimeoutUpLongBefore)
+{
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);
+    const auto begin = clock.now();
+    while (!monitor.beat(1h, {500ms, 1})) {
+        clock.advance(750ms);
+    }
+    EXPECT_GE(clock.now() - begin, 10s);
+    EXPECT_LT(clock.now() - begin, 12s);
+}
+
 TEST_F(HeartbeatMonitorTest, AnyAnswerOfTheDeviceIsASignOfLife)
 {
     control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);

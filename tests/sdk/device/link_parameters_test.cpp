@@ -19,8 +19,13 @@ protected:
     void connect(const device_test::RawCameraOptions& options)
     {
         camera = std::make_unique<RawCamera>(options);
+        connect();
+    }
+    /// To the camera that there is.
+    void connect()
+    {
         control::ConnectionTarget target;
-        target.device = {options.address, 3956};
+        target.device = {camera->options().address, 3956};
         const PvResult result = control::Connection::open(target, {200ms, 3}, connection);
         ASSERT_TRUE(result.IsOK()) << result.description();
     }
@@ -77,6 +82,51 @@ TEST_F(LinkTest, KeepsItsTimeoutWhenTheDeviceReadsBackNone)
     EXPECT_EQ(camera->reg(0x0938), 0U);
     EXPECT_EQ(link.heartbeat()->timeout_ms, 3000U);
     link.detach();
+    connection->close();
+}
+
+TEST_F(LinkTest, PutsTheHeartbeatTimeoutOfTheDeviceBack)
+{
+    connect(sound());
+    camera->set_reg(0x0938, 4000);
+    link.attach(connection);
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 600'000).IsOK());
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 700'000).IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 700'000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 4000U);
+    // the setting holds for the next connection
+    link.attach(connection);
+    EXPECT_EQ(camera->reg(0x0938), 700'000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 4000U);
+    connection->close();
+}
+
+TEST_F(LinkTest, PutsBackWhatTheDeviceHadAfterItsRestart)
+{
+    connect(sound());
+    camera->set_reg(0x0938, 4000);
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 600'000).IsOK());
+    link.attach(connection);
+    EXPECT_TRUE(connection->lose("cable"));
+    camera->set_reg(0x0938, 5000);
+    camera->set_control(0);
+    connect();
+    link.attach(connection);
+    EXPECT_EQ(camera->reg(0x0938), 600'000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 5000U);
+    connection->close();
+}
+
+TEST_F(LinkTest, PutsNothingBackThatItDidNotChange)
+{
+    connect(sound());
+    link.attach(connection);
+    const int writes = camera->count(0x0082);
+    link.detach();
+    EXPECT_EQ(camera->count(0x0082), writes);
     connection->close();
 }
 
