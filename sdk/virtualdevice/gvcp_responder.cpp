@@ -21,6 +21,15 @@ constexpr std::size_t extended_resend_size = 20;
 // What fits one acknowledge beside its header and the address.
 constexpr std::size_t largest_read = gvcp::largest_message - gvcp::header_size - 4;
 
+/// A request that comes again after this time is a new one of an application that does not number its requests.
+constexpr std::chrono::seconds longest_retry{3};
+
+/// Whether it matters that a command which is repeated for want of an answer is not carried out twice.
+bool changes_something(Command command) noexcept
+{
+    return command == Command::write_register || command == Command::write_memory || command == Command::action;
+}
+
 }  // namespace
 
 GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks, const net::Clock& clock)
@@ -57,9 +66,7 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const Endpoin
     send_ = &send;
     answer_wanted_ = command->acknowledge_required();
     remembered_ = nullptr;
-    // discovery and resend requests change nothing, so that repeating them does no harm
-    const bool remember = command->command != Command::discovery && command->command != Command::packet_resend;
-    if (!remember || !answer_from_memory(datagram)) {
+    if (!answer_wanted_ || !changes_something(command->command) || !answer_from_memory(datagram)) {
         execute(*command);
     }
     send_ = nullptr;
@@ -114,7 +121,7 @@ bool GvcpResponder::answer_from_memory(std::span<const std::uint8_t> datagram)
     for (Answered& entry : answered_) {
         if (entry.used != 0 && entry.source == source_) {
             // the whole request is compared, not only its ID: an application that started anew counts from 1 again
-            if (std::ranges::equal(entry.request, datagram)) {
+            if (clock_.now() - entry.answered <= longest_retry && std::ranges::equal(entry.request, datagram)) {
                 ++statistics_.repeated;
                 if (!entry.acknowledge.empty()) {
                     (*send_)(source_, entry.acknowledge);
@@ -132,6 +139,7 @@ bool GvcpResponder::answer_from_memory(std::span<const std::uint8_t> datagram)
     slot->used = ++answers_;
     slot->request.assign(datagram.begin(), datagram.end());
     slot->acknowledge.clear();
+    slot->answered = clock_.now();
     remembered_ = slot;
     return false;
 }
@@ -143,6 +151,7 @@ void GvcpResponder::answer(const Message& message)
     }
     if (remembered_ != nullptr) {
         remembered_->acknowledge.assign(message.bytes().begin(), message.bytes().end());
+        remembered_->answered = clock_.now();
     }
     (*send_)(source_, message.bytes());
 }

@@ -126,6 +126,7 @@ private:
     struct Answered {
         Endpoint source;
         std::uint64_t used = 0;  // for finding the entry that was used longest ago
+        net::Clock::time_point answered{};
         std::vector<std::uint8_t> request;
         std::vector<std::uint8_t> acknowledge;
     };
@@ -181,7 +182,7 @@ private:
     const Send* send_ = nullptr;
     Answered* remembered_ = nullptr;  // where its answer is kept for retries
 
-    std::array<Answered, 8> answered_;  // the last answer to each of the last few applications
+    std::array<Answered, 8> answered_;  // the last change that each of the last few applications made
     std::uint64_t answers_ = 0;
 };
 

@@ -178,6 +178,17 @@ TEST_F(ActionCommand, ARepeatedRequestFiresOnce)
     EXPECT_EQ(hooks.actions.size(), 1U);
 }
 
+TEST_F(ActionCommand, FiresEachTimeForWhoWantsNoAcknowledge)
+{
+    take_control();
+    write(0x9804, 0x01);
+    Bytes request = action(9, 0, 0, 1);
+    request[1] = 0;  // flags
+    EXPECT_TRUE(answers(request, other).empty());
+    EXPECT_TRUE(answers(request, other).empty());
+    EXPECT_EQ(hooks.actions.size(), 2U);
+}
+
 TEST_F(ForceIpCommand, IsForTheDeviceWithThatMac)
 {
     EXPECT_TRUE(answers(force_ip(1, bytes_of({0x02, 0x11, 0x22, 0x33, 0x44, 0x56}), 0x0A010209), other).empty());

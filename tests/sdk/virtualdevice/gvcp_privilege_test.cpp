@@ -186,12 +186,46 @@ TEST_F(GvcpRetry, TheSameRequestAgainIsAnsweredButNotExecutedAgain)
     EXPECT_EQ(responder.statistics().repeated, 1U);
 }
 
-TEST_F(GvcpRetry, AnUnacknowledgedCommandIsNotExecutedTwiceEither)
+TEST_F(GvcpRetry, WhoWantsNoAcknowledgeSendsNothingAgain)
 {
     take_control();
     const Bytes request = command(0x0082, 0x1234, joined({be32(counted), be32(1)}), 0x00);
     EXPECT_TRUE(answers(request).empty());
     EXPECT_TRUE(answers(request).empty());
+    EXPECT_EQ(executions, 2);
+}
+
+TEST_F(GvcpRetry, IsOneForAFewSecondsOnly)
+{
+    take_control();
+    const Bytes request = write_register(0x1234, counted, 1);
+    ask(request);
+    clock.advance(2900ms);
+    ask(request);
+    EXPECT_EQ(executions, 1);
+    clock.advance(200ms);
+    ask(request);
+    EXPECT_EQ(executions, 2);
+}
+
+TEST_F(GvcpRetry, OfAReadTellsThePresentValue)
+{
+    for (const Bytes& request : {read_register(1, scratch), read_memory(1, scratch, 4)}) {
+        for (const std::uint32_t value : {1U, 2U}) {
+            responder.registers().set_value(scratch, value);
+            const Bytes answer = ask(request);
+            EXPECT_EQ(u32_at(answer, answer.size() - 4), value);
+        }
+    }
+}
+
+TEST_F(GvcpRetry, IsKnownThoughReadsCameBetween)
+{
+    take_control();
+    const Bytes request = write_register(0x1234, counted, 1);
+    ask(request);
+    ask(read_register(0x1235, scratch));
+    ask(request);
     EXPECT_EQ(executions, 1);
 }
 
@@ -226,7 +260,7 @@ TEST_F(GvcpRetry, ARetryIsRememberedBesideOtherApplications)
     const Bytes request = write_register(0x1234, counted, 1);
     ask(request);
     for (unsigned i = 1; i < 8; ++i) {
-        ask(read_register(i, scratch), {other.address, static_cast<std::uint16_t>(i)});
+        ask(write_register(i, scratch, 1), {other.address, static_cast<std::uint16_t>(i)});
     }
     ask(request);
     EXPECT_EQ(executions, 1);
