@@ -18,6 +18,8 @@ using wire::gvcp::Command;
 constexpr std::uint16_t discovery_request = 1;
 /// Datagrams handled before the devices that owe an answer have their turn.
 constexpr int receive_batch = 64;
+/// Of what is read at the end of the time; a flood must not keep the search going.
+constexpr int last_batches = 64;
 constexpr milliseconds access_retry{100};
 /// The question is asked this often within the timeout, because datagrams get lost.
 constexpr int discovery_rounds = 2;
@@ -78,6 +80,7 @@ void Discovery::run(const OnFound& on_found)
 {
     const time_point begin = clock_.now();
     end_ = begin + options_.timeout;
+    collecting_ = true;
     int rounds = 0;
     while (!ended_) {
         const time_point round_due = begin + options_.timeout * rounds / discovery_rounds;
@@ -86,18 +89,26 @@ void Discovery::run(const OnFound& on_found)
             ++rounds;
             continue;
         }
-        time_point next = attend_candidates(on_found);
-        const time_point now = clock_.now();
-        if (ended_ || next <= now) {
+        if (collecting_ && clock_.now() >= end_) {
+            take_what_is_there(on_found);
+            collecting_ = false;
+        }
+        std::optional<time_point> next = attend_candidates(on_found);
+        if (ended_ || !next || searched_.empty()) {
             return;
         }
         if (rounds < discovery_rounds) {
-            next = std::min(next, round_due);
+            next = std::min(*next, round_due);
         }
-        if (searched_.empty()) {
-            return;
-        }
-        receive(std::chrono::ceil<milliseconds>(next - now), on_found);
+        const auto wait = std::chrono::ceil<milliseconds>(*next - clock_.now());
+        receive(std::max(wait, milliseconds(0)), on_found);
+    }
+}
+
+/// Answers that came in time may not be read yet, when the application takes its time for the devices told so far.
+void Discovery::take_what_is_there(const OnFound& on_found)
+{
+    for (int batch = 0; batch < last_batches && receive(milliseconds(0), on_found); ++batch) {
     }
 }
 
@@ -121,16 +132,17 @@ void Discovery::send_discovery()
     }
 }
 
-void Discovery::receive(milliseconds timeout, const OnFound& on_found)
+bool Discovery::receive(milliseconds timeout, const OnFound& on_found)
 {
     std::array<std::uint8_t, 2048> buffer;
     for (int n = 0; n < receive_batch && !ended_; ++n) {
         const auto arrival = ports_->receive(buffer, n == 0 ? timeout : milliseconds(0));
         if (!arrival) {
-            return;
+            return false;
         }
         handle(arrival->interface_index, {buffer.data(), arrival->size}, on_found);
     }
+    return !ended_;
 }
 
 void Discovery::handle(std::size_t interface_index, std::span<const std::uint8_t> datagram, const OnFound& on_found)
@@ -194,7 +206,8 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
         return;
     }
     // a device found after the end would have to be asked for its access status, and so could keep the search going
-    if (candidates_.size() >= most_devices || clock_.now() >= end_) {
+    const bool is_late = !collecting_ && clock_.now() >= end_;
+    if (candidates_.size() >= most_devices || is_late) {
         return;
     }
 
@@ -227,7 +240,7 @@ void Discovery::tell(Candidate& candidate, PvAccessType access, const OnFound& o
     }
 }
 
-Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
+std::optional<Discovery::time_point> Discovery::attend_candidates(const OnFound& on_found)
 {
     std::optional<time_point> next;
     for (std::size_t i = 0; i < candidates_.size() && !ended_; ++i) {
@@ -246,10 +259,10 @@ Discovery::time_point Discovery::attend_candidates(const OnFound& on_found)
         const time_point due = std::min(candidate.ask_again, candidate.give_up);
         next = next ? std::min(*next, due) : due;
     }
-    if (clock_.now() < end_) {
+    if (collecting_) {
         next = next ? std::min(*next, end_) : end_;
     }
-    return next.value_or(end_);
+    return next;
 }
 
 }  // namespace vex::control

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -79,12 +80,15 @@ private:
 
     void send_discovery();
     void send_access_query(Candidate& candidate);
-    void receive(std::chrono::milliseconds timeout, const OnFound& on_found);
+    /// False when there is nothing more to receive for now, or the search has ended.
+    bool receive(std::chrono::milliseconds timeout, const OnFound& on_found);
+    void take_what_is_there(const OnFound& on_found);
     void handle_in(Searched& searched, std::span<const std::uint8_t> datagram, const OnFound& on_found);
     void add_candidate(Searched& searched, std::span<const std::uint8_t> payload, const OnFound& on_found);
     void tell(Candidate& candidate, PvAccessType access, const OnFound& on_found);
-    /// Asks again or gives up where an answer is overdue; the time when this has to be done next.
-    time_point attend_candidates(const OnFound& on_found);
+    /// Asks again or gives up where an answer is overdue; the time when something has to be done next, empty when all
+    /// is done.
+    std::optional<time_point> attend_candidates(const OnFound& on_found);
 
     DiscoveryOptions options_;
     const net::Clock& clock_;
@@ -95,6 +99,7 @@ private:
     DiscoveryStatistics statistics_;
     time_point end_;
     std::uint16_t next_access_request_ = 2;  ///< 1 is the discovery's
+    bool collecting_ = false;                ///< answers are read that came before end_
     bool ended_ = false;
 };
 

@@ -63,6 +63,60 @@ TEST(DiscoveryTime, TellsNoDeviceThatAnswersAfterItsEnd)
     EXPECT_EQ(discovery.statistics().acknowledges, 2U);
 }
 
+/// Cameras 192.168.10.30 and up on a network, and who of them was told.
+class DiscoveryOfSome : public testing::Test {
+protected:
+    DiscoveryOfSome()
+    {
+        for (std::uint8_t i = 0; i < 3; ++i) {
+            device_test::RawCameraOptions camera;
+            camera.address = device_test::ScriptedNetwork::at(static_cast<std::uint8_t>(30 + i));
+            camera.mask = device_test::ScriptedNetwork::host_mask.value;
+            camera.mac.back() = i;
+            cameras.push_back(std::make_unique<device_test::RawDevice>(camera));
+            network.attach(*cameras.back());
+        }
+        options.timeout = 1000ms;
+    }
+
+    std::vector<std::unique_ptr<device_test::RawDevice>> cameras;
+    device_test::ScriptedNetwork network;
+    control::DiscoveryOptions options;
+};
+
+TEST_F(DiscoveryOfSome, LosesNoneToASlowHandler)
+{
+    for (const bool access_status : {false, true}) {
+        options.access_status = access_status;
+        control::Discovery discovery(network.hosts, options, network);
+        std::vector<PvAccessType> told;
+        discovery.run([&](const control::FoundDevice& found) {
+            told.push_back(found.access);
+            network.time.advance(2s);
+            return true;
+        });
+        ASSERT_EQ(told.size(), cameras.size()) << "access status " << access_status;
+        EXPECT_EQ(told.front(), access_status ? PvAccessOpen : PvAccessUnknown);
+    }
+}
+
+TEST_F(DiscoveryOfSome, GoesOnToItsEndWhateverPassesBetweenTwoLooksAtTheClock)
+{
+    for (const auto& camera : cameras) {
+        camera->intercept([](const Bytes& request) {
+            return request[3] == 0x80 ? std::optional(std::vector<Bytes>{}) : std::nullopt;  // asks are not answered
+        });
+    }
+    for (network.time.step = 1ms; network.time.step < 60ms; network.time.step += 1ms) {
+        const auto begin = network.time.now();
+        control::Discovery discovery(network.hosts, options, network);
+        std::size_t told = 0;
+        discovery.run([&](const control::FoundDevice&) { return ++told != 0; });
+        EXPECT_EQ(told, cameras.size());
+        EXPECT_GE(network.time.now() - begin, options.timeout);
+    }
+}
+
 TEST(DiscoveryAnswers, TellADeviceOnceThoughItsAccessStatusComesTwice)
 {
     device_test::ScriptedNetwork network;

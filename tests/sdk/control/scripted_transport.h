@@ -39,11 +39,13 @@ inline Bytes hex(std::string_view text)
 
 class ManualClock final : public vex::net::Clock {
 public:
-    [[nodiscard]] time_point now() const noexcept override { return now_; }
+    [[nodiscard]] time_point now() const noexcept override { return now_ += step; }
     void advance(duration by) { now_ += by; }
 
+    duration step{};  ///< what passes between two looks
+
 private:
-    time_point now_{std::chrono::hours(1)};
+    mutable time_point now_{std::chrono::hours(1)};
 };
 
 /// What a socket receives, by script: receiving moves the clock to the next datagram's arrival or by the timeout.
