@@ -25,6 +25,8 @@ constexpr std::uint32_t largest_size = 0xFFFF;
 constexpr std::uint32_t smallest_size = 48;
 /// What every Ethernet carries.
 constexpr std::uint32_t usual_size = 1500;
+/// How long an open channel is watched for a stream that is under way.
+constexpr milliseconds stream_watch{20};
 /// How long each firing of a test packet is waited for.
 constexpr std::array<milliseconds, 3> waits = {milliseconds(20), milliseconds(40), milliseconds(80)};
 
@@ -143,17 +145,31 @@ public:
             return PvResult::OK;
         }
         diverted_ = false;
+        const std::uint32_t closed_port = original_port_ & ~std::uint32_t{0xFFFF};
         std::vector<RegisterWrite> writes;
         if (!settled_) {
             writes.push_back({address(stream::packet_size), original_size_});
         }
         // closed first: between the two writes the stream must not go where it never was meant to
-        if ((original_port_ & 0xFFFF) != 0) {
-            writes.push_back({address(stream::port), original_port_ & ~std::uint32_t{0xFFFF}});
+        writes.push_back({address(stream::port), closed_port});
+        auto outcome = control_.write_registers(writes);
+        const auto destination = control_.write_register(address(stream::destination), original_destination_);
+        if (!was_open()) {
+            return result_of(outcome);  // some devices do not let the destination of a closed channel be cleared
         }
-        writes.push_back({address(stream::destination), original_destination_});
-        writes.push_back({address(stream::port), original_port_});
-        return result_of(control_.write_registers(writes));
+        if (outcome.ok()) {
+            outcome = destination;
+        }
+        if (outcome.ok()) {
+            outcome = control_.write_register(address(stream::port), original_port_);
+        }
+        return result_of(outcome);
+    }
+
+    /// Whether the device sends although no test packet was asked for. The channel is diverted.
+    bool is_streaming()
+    {
+        return was_open() && wait_until(clock_.now() + stream_watch, [](std::size_t /*size*/) { return true; });
     }
 
     [[nodiscard]] std::uint32_t original_size() const noexcept { return original_size_ & stream::packet_size_mask; }
@@ -167,14 +183,22 @@ private:
         return bootstrap::stream_register(channel_, offset);
     }
 
+    [[nodiscard]] bool was_open() const noexcept { return (original_port_ & 0xFFFF) != 0; }
+
     bool wait_for(std::uint32_t size, milliseconds wait)
     {
-        const auto end = clock_.now() + wait;
+        return wait_until(clock_.now() + wait, [size](std::size_t received) { return received == size - headers; });
+    }
+
+    /// Waits for a datagram of the device that has a size that is wanted.
+    template <typename Wanted>
+    bool wait_until(net::Clock::time_point end, Wanted wanted)
+    {
         for (;;) {
             const auto left = std::chrono::ceil<milliseconds>(end - clock_.now());
             const auto received = packets_.receive(buffer_, std::max(left, milliseconds(0)));
             if (received && !received->truncated && received->source.address == control_.device().address &&
-                received->size == size - headers) {
+                wanted(received->size)) {
                 return true;
             }
             if (left.count() <= 0) {
@@ -252,6 +276,12 @@ std::optional<std::uint32_t> largest_that_arrives(Probe& probe, PacketSizeLimits
     return good;
 }
 
+PvResult streaming(const std::string& name)
+{
+    return failure(PvResult::StateError, name,
+                   " is streaming; the packet size can be negotiated when the acquisition has ended");
+}
+
 }  // namespace
 
 PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& task, TestPackets& packets,
@@ -264,11 +294,18 @@ PvResult negotiate_packet_size(ControlChannel& control, const PacketSizeTask& ta
                        " bytes is impossible; it is from ", std::to_string(smallest_size), " to ",
                        std::to_string(largest_size));
     }
+    if (task.locked) {
+        return streaming(name);
+    }
     Probe probe(control, task.channel, packets, clock);
     if (PvResult result = probe.divert(); !result.IsOK()) {
         return result;
     }
 
+    if (probe.is_streaming()) {
+        PvResult result = probe.restore();
+        return result.IsOK() ? streaming(name) : result;
+    }
     const auto size = largest_that_arrives(probe, sane(task.limits, task.mtu));
     if (!size) {
         return probe.failure;

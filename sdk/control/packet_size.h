@@ -26,6 +26,7 @@ struct PacketSizeTask {
     std::uint32_t default_size = 0;  ///< set when no test packet arrives; 0: the size stays as it was
     PacketSizeLimits limits;
     std::uint32_t mtu = 0;  ///< the host interface's, in bytes; 0 when not known
+    bool locked = false;    ///< the device's features say that it is streaming
 };
 
 /// Where the device's test packets arrive.

@@ -98,8 +98,8 @@ public:
     ///
     /// `aDefaultPacketSize` (bytes, IP header to last data byte; 0 for none) is set instead when the device sends no
     /// test packets; the result then is OK and its description says so. With no default, the size in the device stays
-    /// and the result is NotSupported. What a channel that is open sends meanwhile is lost. StateError: connected for
-    /// reading only.
+    /// and the result is NotSupported. StateError: the device is streaming (it sends on the channel, or TLParamsLocked
+    /// is set), or is connected for reading only.
     PvResult NegotiatePacketSize(std::uint32_t aChannel = 0, std::uint32_t aDefaultPacketSize = 0);
 
     /// Restarts the device by its DeviceReset feature. The connection is lost with it, and told as any other loss.

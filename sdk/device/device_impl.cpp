@@ -319,6 +319,8 @@ PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint3
     task.mtu = mtu_of(current->channel().local().address);
     if (Features* known = features(); known != nullptr && channel == 0) {
         task.limits = packet_size_limits(*known->array);
+        std::int64_t locked = 0;
+        task.locked = known->array->GetIntegerValue("TLParamsLocked", locked).IsOK() && locked != 0;
     }
     const PvResult result = control::negotiate_packet_size(current->channel(), task);
     invalidate_features();

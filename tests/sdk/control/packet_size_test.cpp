@@ -75,7 +75,7 @@ protected:
 
     PvResult negotiate(std::uint32_t default_size = 0, std::uint32_t mtu = 0, control::PacketSizeLimits limits = {})
     {
-        return control::negotiate_packet_size(control, {0, default_size, limits, mtu}, packets, clock);
+        return control::negotiate_packet_size(control, {0, default_size, limits, mtu, false}, packets, clock);
     }
 
     void expect_channel_restored()
@@ -258,6 +258,41 @@ TEST_F(PacketSizeTest, FiresNoTestPacketWithTheSizeThatItLeaves)
         ASSERT_GT(flags.size(), 1U);
         EXPECT_EQ(flags.back(), 0x20) << default_size;
     }
+}
+
+TEST_F(PacketSizeTest, LeavesAStreamAloneThatIsUnderWay)
+{
+    start(sound());
+    packets.inbox.deliver(Bytes(1000), device_test::ScriptedTransport::camera, 15ms);
+    const PvResult result = negotiate(1476);
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_NE(result.description().find("is streaming"), std::string::npos);
+    EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | 1400U);
+    expect_channel_restored();
+}
+
+TEST_F(PacketSizeTest, TakesWhatOthersSendForNoStream)
+{
+    start(sound());
+    packets.inbox.deliver(Bytes(1000), device_test::ScriptedTransport::stranger, 5ms);
+    EXPECT_TRUE(negotiate(1476).IsOK());
+}
+
+TEST_F(PacketSizeTest, ClosesAChannelThatWasClosedThoughItsDestinationCannotBeCleared)
+{
+    start(sound());
+    camera->set_reg(0x0D00, 0x00010000);
+    camera->set_reg(0x0D18, 0);
+    camera->intercept([](const Bytes& request) -> std::optional<std::vector<Bytes>> {
+        for (std::size_t at = 8; request[3] == 0x82 && at + 8 <= request.size(); at += 8) {
+            if (request[at + 3] == 0x18 && request[at + 4] == 0) {
+                return std::vector<Bytes>{device_test::RawDevice::ack(request, 0x8002, Bytes(4))};
+            }
+        }
+        return std::nullopt;
+    });
+    EXPECT_TRUE(negotiate().IsOK());
+    EXPECT_EQ(camera->reg(0x0D00), 0x00010000U);
 }
 
 TEST_F(PacketSizeTest, RefusesAnImpossibleDefault)

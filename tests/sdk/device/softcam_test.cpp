@@ -282,6 +282,18 @@ TEST_F(SoftCamera, NegotiatesItsLargestPacketOnTheLoopback)
     EXPECT_EQ(port & 0xFFFF, 0U);
 }
 
+TEST_F(SoftCamera, KeepsItsPacketSizeWhileTheTransportLayerIsLocked)
+{
+    ASSERT_TRUE(connect().IsOK());
+    ASSERT_TRUE(device->GetGenParameters()->SetIntegerValue("TLParamsLocked", 1).IsOK());
+    const PvResult result = device->NegotiatePacketSize();
+    EXPECT_EQ(result.GetCode(), PvResult::StateError);
+    EXPECT_NE(result.description().find("is streaming"), std::string::npos);
+    EXPECT_EQ(integer("GevSCPSPacketSize"), 1500);
+    ASSERT_TRUE(device->GetGenParameters()->SetIntegerValue("TLParamsLocked", 0).IsOK());
+    EXPECT_TRUE(device->NegotiatePacketSize().IsOK());
+}
+
 TEST_F(SoftCamera, TakesAStreamDestination)
 {
     ASSERT_TRUE(connect().IsOK());
