@@ -56,7 +56,9 @@ IVexDevice* CVexDevice::show(PvDevice* device) noexcept
 void CVexDevice::tell_of(PvDevice* device, DISPID event,
                          HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(IVexDevice*)) noexcept
 {
-    call_out([&] { tell(event, client_sink_, member, show(device)); });
+    if (is_heard()) {
+        call_out([&] { tell(event, client_sink_, member, show(device)); });
+    }
 }
 
 void CVexDevice::OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
@@ -74,6 +76,9 @@ void CVexDevice::OnCmdLinkWrite(const void* aBuffer, std::int64_t aAddress, std:
 void CVexDevice::OnEvent(PvDevice* aDevice, std::uint16_t aEventID, std::uint16_t aChannel, std::uint64_t aBlockID,
                          std::uint64_t aTimestamp, const void* aData, std::uint32_t aDataLength)
 {
+    if (!is_heard()) {
+        return;
+    }
     // clients know block IDs of 16 bits
     const auto block_id = static_cast<unsigned short>(aBlockID);
     call_out([&] {

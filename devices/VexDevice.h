@@ -122,6 +122,8 @@ private:
 
     /// A new wrapper around a notification's device, alive for good; null for null or when it cannot be made.
     static IVexDevice* show(PvDevice* device) noexcept;
+    /// Whether a client listens: what shows a device is not made for nobody.
+    [[nodiscard]] bool is_heard() const noexcept { return has_sinks() || client_sink_.is_set(); }
     /// Tells an event that shows the device and nothing else.
     void tell_of(PvDevice* device, DISPID event,
                  HRESULT (STDMETHODCALLTYPE IVexDeviceEventSink::*member)(IVexDevice*)) noexcept;

@@ -43,7 +43,21 @@ SoftwareInteger counter(const char* name, const char* tool_tip, std::function<st
 
 }  // namespace
 
-Link::Link() { build_parameters(); }
+SoftwareParameterArray& Link::parameters()
+{
+    std::call_once(asked_for_, [this] {
+        parameters_ = build_parameters();
+        made_ = parameters_.get();
+    });
+    return *parameters_;
+}
+
+void Link::changed(const char* parameter)
+{
+    if (SoftwareParameterArray* const made = made_) {
+        made->changed(parameter);
+    }
+}
 
 std::shared_ptr<control::Connection> Link::connection() const
 {
@@ -77,7 +91,7 @@ void Link::attach(const std::shared_ptr<control::Connection>& connection)
 void Link::tell_attached()
 {
     for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"}) {
-        parameters_->changed(name);
+        changed(name);
     }
 }
 
@@ -111,7 +125,7 @@ void Link::count_loss(std::string reason)
         const std::scoped_lock lock(mutex_);
         loss_reason_ = std::move(reason);
     }
-    parameters_->changed("LinkLossReason");
+    changed("LinkLossReason");
 }
 
 void Link::count_stream_timeout(std::uint32_t channel)
@@ -176,14 +190,14 @@ PvResult Link::apply_heartbeat_disabled(control::Connection& connection)
     return connection.result_of(outcome);
 }
 
-void Link::build_parameters()
+std::unique_ptr<SoftwareParameterArray> Link::build_parameters()
 {
     SoftwareParameters parameters("Link");
     add_settings(parameters);
     add_description_places(parameters);
     add_heartbeat(parameters);
     add_statistics(parameters);
-    parameters_ = parameters.build();
+    return parameters.build();
 }
 
 void Link::add_settings(SoftwareParameters& parameters)

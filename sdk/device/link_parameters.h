@@ -35,11 +35,10 @@ struct LinkSettings {
 /// Thread safety: all members may be called from any thread.
 class Link {
 public:
-    Link();
-
     [[nodiscard]] LinkSettings& settings() noexcept { return settings_; }
     [[nodiscard]] const std::shared_ptr<control::HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
-    [[nodiscard]] SoftwareParameterArray& parameters() noexcept { return *parameters_; }
+    /// Made when first asked for. Throws bad_alloc.
+    [[nodiscard]] SoftwareParameterArray& parameters();
     /// Where the user lets descriptions be read from.
     [[nodiscard]] description::DescriptionPlaces description_places() const;
 
@@ -56,7 +55,9 @@ public:
     void reset_stream_timeouts(std::uint32_t channel);
 
 private:
-    void build_parameters();
+    [[nodiscard]] std::unique_ptr<SoftwareParameterArray> build_parameters();
+    /// Tells the event sinks of a parameter, if anybody has asked for it.
+    void changed(const char* parameter);
     void add_settings(SoftwareParameters& parameters);
     void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
@@ -76,7 +77,9 @@ private:
     description::DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};
-    std::atomic<std::uint32_t> replaced_timeout_ms_{0};   ///< the device's own heartbeat timeout; 0: it has that
+    std::atomic<std::uint32_t> replaced_timeout_ms_{0};  ///< the device's own heartbeat timeout; 0: it has that
+    std::once_flag asked_for_;
+    std::atomic<SoftwareParameterArray*> made_{nullptr};
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above
 };
 

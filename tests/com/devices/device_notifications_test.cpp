@@ -5,6 +5,7 @@
 
 #include "devices/VexDevice.h"
 #include "tests/com/devices/device_sink.h"
+#include "tests/sdk/control/counting_new.h"
 
 using namespace vex;
 
@@ -62,6 +63,18 @@ TEST_F(DeviceNotifications, CommandLinkAccessPassesAddressesAsNumbers)
     EXPECT_EQ(told[0].data, number);
     EXPECT_EQ(told[0].address, far_away);
     EXPECT_EQ(told[0].length, 4);
+}
+
+TEST_F(DeviceNotifications, MakeNothingForNobody)
+{
+    Ref<CVexDevice> unheard;
+    ASSERT_EQ(server::create_object(unheard), S_OK);
+    const device_test::AllocationCount allocations;
+    unheard->OnLinkDisconnected(&sdk_device);
+    unheard->OnEvent(&sdk_device, 1, 0, 0, 0, nullptr, 0);
+    EXPECT_EQ(allocations.value(), 0);
+    device->OnLinkDisconnected(&sdk_device);
+    EXPECT_GT(allocations.value(), 0);
 }
 
 TEST_F(DeviceNotifications, EventsCutTheBlockIdTo16Bits)

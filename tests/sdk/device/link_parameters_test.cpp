@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "sdk/device/PvDevice.h"
 #include "sdk/genicam/PvGenParameterArray.h"
+#include "tests/sdk/control/counting_new.h"
 #include "tests/sdk/control/raw_camera.h"
 
 using namespace vex;
@@ -48,6 +50,18 @@ protected:
     std::shared_ptr<control::Connection> connection;
     device::Link link;
 };
+
+TEST(LinkParameters, AreMadeWhenTheyAreAskedFor)
+{
+    if (!device_test::AllocationCount::is_possible()) {
+        GTEST_SKIP() << "the sanitizer allocates";
+    }
+    const device_test::AllocationCount allocations;
+    PvDevice device;
+    EXPECT_LT(allocations.value(), 50);
+    EXPECT_EQ(device.GetGenLink(), device.GetGenLink());
+    EXPECT_GT(allocations.value(), 50);
+}
 
 TEST_F(LinkTest, ShowsTheHeartbeatTimeoutThatTheDeviceTook)
 {
