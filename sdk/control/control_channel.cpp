@@ -336,17 +336,16 @@ ControlStatistics ControlChannel::statistics() const noexcept
     all.stale = stale_.get();
     all.foreign = foreign_.get();
     all.malformed = malformed_.get();
-    all.round_trip_last = std::chrono::nanoseconds(round_trip_last_.get());
-    all.round_trip_max = std::chrono::nanoseconds(round_trip_max_.get());
+    all.round_trips = round_trips_.summary();
     return all;
 }
 
 void ControlChannel::reset_statistics() noexcept
 {
-    for (Counter* counter : {&requests_, &retries_, &failures_, &pendings_, &stale_, &foreign_, &malformed_,
-                             &round_trip_last_, &round_trip_max_}) {
+    for (Counter* counter : {&requests_, &retries_, &failures_, &pendings_, &stale_, &foreign_, &malformed_}) {
         counter->set(0);
     }
+    round_trips_.reset();
 }
 
 }  // namespace vex::control

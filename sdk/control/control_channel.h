@@ -12,6 +12,7 @@
 
 #include "sdk/control/control_outcome.h"
 #include "sdk/control/control_transport.h"
+#include "sdk/control/round_trips.h"
 #include "sdk/net/clock.h"
 #include "sdk/wire/gvcp.h"
 
@@ -25,15 +26,14 @@ struct RetryPolicy {
 
 /// What has happened on a channel since it was made.
 struct ControlStatistics {
-    std::uint64_t requests = 0;   ///< exchanges begun
-    std::uint64_t retries = 0;    ///< datagrams sent again
-    std::uint64_t failures = 0;   ///< exchanges that ended without a good acknowledge
-    std::uint64_t pendings = 0;   ///< PENDING_ACKs that extended an exchange
-    std::uint64_t stale = 0;      ///< datagrams of the device that answered nothing asked now
-    std::uint64_t foreign = 0;    ///< datagrams from anybody else
-    std::uint64_t malformed = 0;  ///< datagrams of the device that were no acknowledge or a broken one
-    std::chrono::nanoseconds round_trip_last{};
-    std::chrono::nanoseconds round_trip_max{};
+    std::uint64_t requests = 0;    ///< exchanges begun
+    std::uint64_t retries = 0;     ///< datagrams sent again
+    std::uint64_t failures = 0;    ///< exchanges that ended without a good acknowledge
+    std::uint64_t pendings = 0;    ///< PENDING_ACKs that extended an exchange
+    std::uint64_t stale = 0;       ///< datagrams of the device that answered nothing asked now
+    std::uint64_t foreign = 0;     ///< datagrams from anybody else
+    std::uint64_t malformed = 0;   ///< datagrams of the device that were no acknowledge or a broken one
+    RoundTripSummary round_trips;  ///< of good answers, from the last sending
 };
 
 /// A write of one register.
@@ -164,7 +164,8 @@ private:
     std::atomic<bool> write_memory_{true};
     std::atomic<std::uint32_t> answer_timeout_ms_;
     std::atomic<unsigned> attempts_;
-    Counter requests_, retries_, failures_, pendings_, stale_, foreign_, malformed_, round_trip_last_, round_trip_max_;
+    Counter requests_, retries_, failures_, pendings_, stale_, foreign_, malformed_;
+    RoundTrips round_trips_;
 };
 
 }  // namespace vex::control

@@ -84,10 +84,7 @@ public:
             return;
         }
         note_answer();
-        const auto round_trip =
-            static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(now_ - sent_).count());
-        channel_.round_trip_last_.set(round_trip);
-        channel_.round_trip_max_.set(std::max(channel_.round_trip_max_.get(), round_trip));
+        channel_.round_trips_.add(std::chrono::duration_cast<std::chrono::nanoseconds>(now_ - sent_));
         over_ = true;
     }
 

@@ -319,6 +319,29 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     parameters.add(disable);
 }
 
+void Link::add_round_trips(SoftwareParameters& parameters)
+{
+    struct Time {
+        const char* name;
+        const char* tool_tip;
+        std::chrono::nanoseconds control::RoundTripSummary::*value;
+    };
+    using Summary = control::RoundTripSummary;
+    for (const Time& time :
+         {Time{"LastRoundTripTime", "From the last command to its answer.", &Summary::last},
+          Time{"ShortestRoundTripTime", "The shortest time from a command to its answer.", &Summary::smallest},
+          Time{"MeanRoundTripTime", "The mean time from a command to its answer.", &Summary::mean},
+          Time{"RoundTripTimePercentile99",
+               "99 of 100 answers took no longer. The number is at most an eighth too large.", &Summary::percentile_99},
+          Time{"LongestRoundTripTime", "The longest time from a command to its answer.", &Summary::largest}}) {
+        auto parameter = counter(time.name, time.tool_tip, [this, value = time.value] {
+            return static_cast<std::uint64_t>((statistics().round_trips.*value).count());
+        });
+        parameter.unit = "ns";
+        parameters.add(parameter);
+    }
+}
+
 void Link::add_statistics(SoftwareParameters& parameters)
 {
     parameters.add(
@@ -335,14 +358,7 @@ void Link::add_statistics(SoftwareParameters& parameters)
                            [this] { return statistics().foreign; }));
     parameters.add(counter("MalformedAnswerCount", "Answers that could not be understood.",
                            [this] { return statistics().malformed; }));
-    auto last = counter("LastRoundTripTime", "From the last command to its answer.",
-                        [this] { return static_cast<std::uint64_t>(statistics().round_trip_last.count()); });
-    last.unit = "ns";
-    parameters.add(last);
-    auto longest = counter("LongestRoundTripTime", "The longest time from a command to its answer.",
-                           [this] { return static_cast<std::uint64_t>(statistics().round_trip_max.count()); });
-    longest.unit = "ns";
-    parameters.add(longest);
+    add_round_trips(parameters);
     parameters.add(counter("HeartbeatCount", "Beats made.", [this] { return heartbeat_->beats.load(); }));
     parameters.add(
         counter("HeartbeatMissedCount", "Beats that were not answered.", [this] { return heartbeat_->missed.load(); }));

@@ -61,6 +61,7 @@ private:
     void add_settings(SoftwareParameters& parameters);
     void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
+    void add_round_trips(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);
     [[nodiscard]] std::shared_ptr<control::Connection> connection() const;
     [[nodiscard]] control::ControlStatistics statistics() const;

@@ -322,12 +322,12 @@ TEST_F(ControlChannelTest, ForgetsEveryCountOnReset)
                                             all.stale,    all.foreign, all.malformed};
     };
     EXPECT_EQ(counts(channel.statistics()), (std::array<std::uint64_t, 7>{2, 1, 1, 1, 1, 1, 1}));
-    EXPECT_EQ(channel.statistics().round_trip_last, 20ms);
-    EXPECT_EQ(channel.statistics().round_trip_max, 20ms);
+    EXPECT_EQ(channel.statistics().round_trips.last, 20ms);
+    EXPECT_EQ(channel.statistics().round_trips.largest, 20ms);
     channel.reset_statistics();
     EXPECT_EQ(counts(channel.statistics()), (std::array<std::uint64_t, 7>{}));
-    EXPECT_EQ(channel.statistics().round_trip_last, 0ms);
-    EXPECT_EQ(channel.statistics().round_trip_max, 0ms);
+    EXPECT_EQ(channel.statistics().round_trips.last, 0ms);
+    EXPECT_EQ(channel.statistics().round_trips.largest, 0ms);
 }
 
 }  // namespace
