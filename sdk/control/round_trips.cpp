@@ -64,7 +64,7 @@ RoundTripSummary RoundTrips::summary() const noexcept
     all.smallest = nanoseconds(smallest_.load(relaxed));
     all.largest = nanoseconds(largest_.load(relaxed));
     // the sum may have one time more
-    all.mean = std::clamp(nanoseconds(sum_.load(relaxed) / all.count), all.smallest, all.largest);
+    all.mean = std::max(all.smallest, std::min(all.largest, nanoseconds(sum_.load(relaxed) / all.count)));
     const std::uint64_t wanted = all.count - all.count / 100;
     std::uint64_t seen = 0;
     std::size_t its_class = 0;
