@@ -182,6 +182,20 @@ def check_own_writes(report, name, host, tools, address, settings):
     )
 
 
+def check_enabled(report, name, host, tools, address, enabled):
+    """What a connection enables in the device, the other client sees."""
+    before = others_values(host)
+    code, _, _, errors = own_features(host, tools, address)
+    after = others_values(host)
+    wrong = [f"{n}: {before.get(n)}, then {after.get(n)}" for n in enabled
+             if (before.get(n), after.get(n)) != ("false", "true")]  # fmt: skip
+    report.check(
+        f"{name}: connecting enables what it can",
+        code == 0 and not wrong,
+        "; ".join(wrong or errors[:3]) or ", ".join(enabled),
+    )
+
+
 def run(report, folder, tools):
     with Host(folder) as host:
         third_party_camera.start_camera(host)
@@ -199,6 +213,7 @@ def run(report, folder, tools):
         name = "software camera"
         moving = {"DeviceUptime", "DeviceTemperature", "GevCCP", "GevPrimaryApplicationSocket",
                   "GevPrimaryApplicationIPAddress"}  # fmt: skip
+        check_enabled(report, name, host, tools, "127.0.0.1", ["GevGVCPPendingAck", "GevGVCPExtendedStatusCodes"])
         compare(report, name, host, tools, "127.0.0.1", 100, moving)
         settings = ["Width=640", "PixelFormat=Mono16", "ExposureTime=5000", "ReverseX=true", "Gain=6.5"]
         check_writes(report, name, host, tools, "127.0.0.1", settings)
