@@ -59,19 +59,27 @@ std::string Ipv4Address::to_string() const
 std::optional<MacAddress> MacAddress::parse(std::string_view text) noexcept
 {
     MacAddress mac;
-    if (text.size() != mac.bytes.size() * 3 - 1) {
+    constexpr std::size_t digits = 2 * std::tuple_size_v<decltype(mac.bytes)>;
+    // digits that stand together, and what stands between them
+    std::size_t group = digits;
+    char separator = 0;
+    if (text.size() > 2 && (text[2] == ':' || text[2] == '-')) {
+        group = 2;
+        separator = text[2];
+    } else if (text.size() > 4 && text[4] == '.') {
+        group = 4;
+        separator = '.';
+    }
+    if (text.size() != digits + digits / group - 1) {
         return std::nullopt;
     }
-    for (std::size_t i = 0; i < mac.bytes.size(); ++i) {
-        const auto high = hex_digit(text[i * 3]);
-        const auto low = hex_digit(text[i * 3 + 1]);
-        if (!high || !low) {
+    for (std::size_t digit = 0; digit < digits; ++digit) {
+        const std::size_t at = digit + digit / group;
+        const auto value = hex_digit(text[at]);
+        if (!value || (digit > 0 && digit % group == 0 && text[at - 1] != separator)) {
             return std::nullopt;
         }
-        if (i > 0 && text[i * 3 - 1] != ':' && text[i * 3 - 1] != '-') {
-            return std::nullopt;
-        }
-        mac.bytes[i] = static_cast<std::uint8_t>((*high << 4) | *low);
+        mac.bytes[digit / 2] = static_cast<std::uint8_t>(mac.bytes[digit / 2] << 4 | *value);
     }
     return mac;
 }

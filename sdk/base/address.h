@@ -45,7 +45,8 @@ inline constexpr Ipv4Address loopback_address{0x7F000001};
 struct MacAddress {
     std::array<std::uint8_t, 6> bytes{};
 
-    /// Six hexadecimal pairs separated by ':' or '-'; empty when the text is anything else.
+    /// Twelve hexadecimal digits: in pairs separated by ':' or '-', in fours separated by '.', or all together. Empty
+    /// when the text is anything else.
     [[nodiscard]] static std::optional<MacAddress> parse(std::string_view text) noexcept;
     /// Lower-case pairs separated by ':'.
     [[nodiscard]] std::string to_string() const;

@@ -55,10 +55,11 @@ public:
     /// elsewhere it may not be read. After a failure nothing is connected and nothing is held.
     PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
 
-    /// Connects to the device that `aInfo` names: an IP address, a MAC address, a user-defined name or a serial number.
-    /// All but the IP address are searched for on all interfaces, which takes up to a second.
+    /// Connects to the device that `aInfo` names: an IP address, a MAC address in any usual spelling, a user-defined
+    /// name or a serial number. All but the IP address are searched for on all interfaces, which takes up to a second.
     ///
-    /// As above, and NotFound when no device answers to the name, InvalidParameter when several do.
+    /// As above, and NotFound, with the devices that were found instead, when none answers to the name,
+    /// InvalidParameter when several do.
     PvResult Connect(const PvString& aInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Gives the privilege back and closes the connection. Bounded to about half a second also when the device is gone;

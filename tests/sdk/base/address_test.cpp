@@ -49,18 +49,22 @@ TEST(Ipv4Address, SubnetAndItsBroadcastFollowFromTheMask)
     EXPECT_FALSE(same_subnet(address, *Ipv4Address::parse("169.253.3.4"), mask));
 }
 
-TEST(MacAddress, ReadsBothSeparatorsAndWritesColons)
+TEST(MacAddress, ReadsTheUsualSpellingsAndWritesColons)
 {
     EXPECT_EQ(MacAddress::parse("00:11:22:33:44:aA")->to_string(), "00:11:22:33:44:aa");
     EXPECT_EQ(MacAddress::parse("FE-DC-BA-98-76-54")->to_string(), "fe:dc:ba:98:76:54");
+    EXPECT_EQ(MacAddress::parse("fedc.ba98.7654")->to_string(), "fe:dc:ba:98:76:54");
+    EXPECT_EQ(MacAddress::parse("FEDCBA987654")->to_string(), "fe:dc:ba:98:76:54");
     EXPECT_TRUE(MacAddress::parse("00:00:00:00:00:00")->is_zero());
     EXPECT_FALSE(MacAddress::parse("00:00:00:00:00:01")->is_zero());
 }
 
 TEST(MacAddress, RejectsEverythingElse)
 {
-    for (const char* text : {"", "00:11:22:33:44", "00:11:22:33:44:5", "00:11:22:33:44:55:", "00:11:22:33:44:5g",
-                             "001122334455", "00.11.22.33.44.55", " 0:11:22:33:44:55"}) {
+    for (const char* text :
+         {"", "00:11:22:33:44", "00:11:22:33:44:5", "00:11:22:33:44:55:", "00:11:22:33:44:5g", "00112233445",
+          "0011223344556", "00112233445g", "00.11.22.33.44.55", "0011.2233:4455", "0011-2233-4455", "0011.2233.445",
+          "00:11-22:33:44:55", "00:11:22:33:4455", " 0:11:22:33:44:55"}) {
         EXPECT_FALSE(MacAddress::parse(text)) << '"' << text << '"';
     }
 }

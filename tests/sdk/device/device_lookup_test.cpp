@@ -54,7 +54,8 @@ TEST_F(DeviceLookup, TakesAnAddressForGrantedWithoutASearch)
 TEST_F(DeviceLookup, FindsByMacAddressNameAndSerialNumber)
 {
     add(options_at(36));
-    for (const char* who : {"02:11:22:33:44:24", "02-11-22-33-44-24", "the raw one", "RAW-36", "  RAW-36 "}) {
+    for (const char* who : {"02:11:22:33:44:24", "02-11-22-33-44-24", "0211.2233.4424", "021122334424", "the raw one",
+                            "RAW-36", "  RAW-36 "}) {
         target = {};
         const PvResult result = look_up(who);
         EXPECT_TRUE(result.IsOK()) << who << ": " << result.description();
@@ -80,7 +81,9 @@ TEST_F(DeviceLookup, TellsThatNobodyOrSeveralAnswerToAName)
 {
     const PvResult nobody = look_up("no such camera");
     EXPECT_EQ(nobody.GetCode(), PvResult::NotFound);
-    EXPECT_EQ(nobody.description(), "No device answers to \"no such camera\"");
+    EXPECT_EQ(
+        nobody.description(),
+        "No device has the MAC address, user-defined name or serial number \"no such camera\"; no device was found");
     EXPECT_EQ(look_up(" \t").GetCode(), PvResult::InvalidParameter);
     add(options_at(36));
     add(options_at(37));
@@ -90,6 +93,40 @@ TEST_F(DeviceLookup, TellsThatNobodyOrSeveralAnswerToAName)
     EXPECT_NE(several.description().find("192.168.10.37"), std::string::npos);
     EXPECT_TRUE(look_up("02:11:22:33:44:25").IsOK());
     EXPECT_EQ(target.device.address, ScriptedNetwork::at(37));
+}
+
+TEST_F(DeviceLookup, TellsWhichDevicesItFoundInstead)
+{
+    add(options_at(36));
+    EXPECT_EQ(look_up("RAW-37").description(),
+              "No device has the MAC address, user-defined name or serial number \"RAW-37\"; found were RAW-36 "
+              "(\"the raw one\", 192.168.10.36, 02:11:22:33:44:24)");
+    for (std::uint8_t last = 40; last < 50; ++last) {
+        auto options = options_at(last);
+        options.name.clear();
+        add(options);
+    }
+    const std::string many(look_up("RAW-37").description());
+    EXPECT_NE(many.find("), RAW-40 (192.168.10.40, 02:11:22:33:44:28), "), std::string::npos) << many;
+    EXPECT_NE(many.find(") and 6 more"), std::string::npos) << many;
+}
+
+TEST_F(DeviceLookup, TellsADeviceOnceThatSeveralInterfacesSee)
+{
+    network.hosts.push_back({"eth1", "wire", {0xC0A80B05}, ScriptedNetwork::host_mask, {}, {}, 1500, false});
+    add(options_at(36), 0);
+    add(options_at(36), 1);
+    const std::string text(look_up("RAW-37").description());
+    EXPECT_EQ(text.find("RAW-36"), text.rfind("RAW-36")) << text;
+}
+
+TEST_F(DeviceLookup, FindsASerialNumberThatLooksLikeAMacAddress)
+{
+    auto options = options_at(36);
+    options.serial = "123456789012";
+    add(options);
+    EXPECT_TRUE(look_up("123456789012").IsOK());
+    EXPECT_EQ(target.device.address, ScriptedNetwork::at(36));
 }
 
 TEST_F(DeviceLookup, PrefersTheInterfaceFromWhichTheDeviceCanBeReached)
