@@ -53,10 +53,15 @@ void convert(PvBufferConverter& converter, const PvBuffer& source, PvPixelType t
 
 }  // namespace
 
-ConvertCommand::ConvertCommand(CLI::App& app) : options_(std::make_shared<Options>())
+ConvertCommand::ConvertCommand(CLI::App& app)
+    : ConvertCommand(*app.add_subcommand("convert", "make a picture (BMP, PNG, TIFF) of an image's raw bytes"),
+                     std::make_unique<Options>())
+{}
+
+ConvertCommand::ConvertCommand(CLI::App& command, std::unique_ptr<Options> its_options)
+    : Command(command), options_(std::move(its_options))
 {
     auto& options = *options_;
-    auto& command = *app.add_subcommand("convert", "make a picture (BMP, PNG, TIFF) of an image's raw bytes");
     command.add_option("input", options.source.file, "file with the raw bytes; - for the standard input")->required();
     command.add_option("output", options.output, "file to write; .bmp, .png, .tiff, .tif or .raw tells its type")
         ->required();
@@ -81,7 +86,7 @@ ConvertCommand::ConvertCommand(CLI::App& app) : options_(std::make_shared<Option
         "print the pixel formats and end");
 }
 
-void ConvertCommand::run() const
+int ConvertCommand::run() const
 {
     const auto& options = *options_;
     const auto type = options.type.empty() ? type_of_file(options.output) : options.type;
@@ -97,7 +102,7 @@ void ConvertCommand::run() const
         PvBufferWriter writer;
         require(writer.GetConverter()->SetBayerFilter(bayer));
         require(writer.Store(&source, PvString(std::string(options.output)), PvBufferFormatBMP));
-        return;
+        return 0;
     }
     PvBufferConverter converter;
     require(converter.SetBayerFilter(bayer));
@@ -105,11 +110,12 @@ void ConvertCommand::run() const
     if (type == "raw") {
         convert(converter, source, pixel_type_named(options.destination), destination);
         require(PvBufferWriter().Store(&destination, PvString(std::string(options.output)), PvBufferFormatRaw));
-        return;
+        return 0;
     }
     convert(converter, source, picture_type(source.GetImage()->GetPixelType()), destination);
     const auto picture = picture_in(destination);
     write_file(options.output, type == "png" ? png_of(picture) : tiff_of(picture));
+    return 0;
 }
 
 }  // namespace pvctl

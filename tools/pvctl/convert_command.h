@@ -1,23 +1,19 @@
 // pvctl convert: the raw bytes of an image into a picture that every program opens.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "tools/pvctl/command.h"
 #include "tools/pvctl/raw_image.h"
 
 namespace pvctl {
 
-/// The command with its options, added to an app; run() does what the parsed ones ask.
-class ConvertCommand {
+class ConvertCommand final : public Command {
 public:
     explicit ConvertCommand(CLI::App& app);
-
-    /// Throws std::runtime_error with what went wrong.
-    void run() const;
+    [[nodiscard]] int run() const override;
 
 private:
     struct Options {
@@ -28,7 +24,9 @@ private:
         std::string bayer = "3x3";
     };
 
-    std::shared_ptr<Options> options_;  // at a place that the app's options point to
+    ConvertCommand(CLI::App& command, std::unique_ptr<Options> options);
+
+    std::unique_ptr<Options> options_;  // at a place that the app's options point to
 };
 
 }  // namespace pvctl

@@ -1,0 +1,123 @@
+#include "tools/pvctl/discover_command.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sdk/device/PvDeviceInfo.h"
+#include "sdk/device/PvInterface.h"
+#include "sdk/device/PvSystem.h"
+#include "tools/pvctl/text_table.h"
+
+namespace pvctl {
+
+namespace {
+
+constexpr int nothing_found = 3;
+
+const char* access_text(PvAccessType access)
+{
+    switch (access) {
+    case PvAccessOpen: return "free";
+    case PvAccessReadOnly: return "read only";
+    case PvAccessControl: return "controlled";
+    case PvAccessExclusive: return "exclusive";
+    case PvAccessUnknown: break;
+    }
+    return "unknown";
+}
+
+std::vector<const PvDeviceInfo*> devices_of(const PvSystem& system)
+{
+    std::vector<const PvDeviceInfo*> devices;
+    for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
+        const PvInterface& adapter = *system.GetInterface(i);
+        for (std::uint32_t j = 0; j < adapter.GetDeviceCount(); ++j) {
+            devices.push_back(adapter.GetDeviceInfo(j));
+        }
+    }
+    return devices;
+}
+
+void print_table(const std::vector<const PvDeviceInfo*>& devices, std::uint32_t interfaces)
+{
+    TextTable table({"IP ADDRESS", "MAC ADDRESS", "VENDOR", "MODEL", "SERIAL NUMBER", "NAME", "ACCESS", "INTERFACE"});
+    bool fits = true;
+    for (const PvDeviceInfo* device : devices) {
+        const bool reachable = device->IsIPConfigurationValid();
+        fits = fits && reachable;
+        table.add({device->GetIPAddress().str() + (reachable ? "" : " *"), device->GetMACAddress().str(),
+                   device->GetVendor().str(), device->GetModel().str(), device->GetSerialNumber().str(),
+                   device->GetUserDefinedName().str(), access_text(device->GetAccessStatus()),
+                   device->GetInterface()->GetIPAddress().str()});
+    }
+    if (!devices.empty()) {
+        std::fputs(table.text().c_str(), stdout);
+    }
+    std::printf("%zu %s on %u %s\n", devices.size(), devices.size() == 1 ? "device" : "devices", interfaces,
+                interfaces == 1 ? "interface" : "interfaces");
+    if (!fits) {
+        std::puts("* this address does not fit the interface: the device cannot be reached until it has another");
+    }
+}
+
+void print_json(const std::vector<const PvDeviceInfo*>& devices)
+{
+    auto all = nlohmann::ordered_json::array();
+    for (const PvDeviceInfo* device : devices) {
+        const PvInterface& adapter = *device->GetInterface();
+        all.push_back({{"ip", device->GetIPAddress().str()},
+                       {"mask", device->GetSubnetMask().str()},
+                       {"gateway", device->GetDefaultGateway().str()},
+                       {"mac", device->GetMACAddress().str()},
+                       {"vendor", device->GetVendor().str()},
+                       {"model", device->GetModel().str()},
+                       {"version", device->GetVersion().str()},
+                       {"manufacturer_info", device->GetManufacturerInfo().str()},
+                       {"serial_number", device->GetSerialNumber().str()},
+                       {"user_defined_name", device->GetUserDefinedName().str()},
+                       {"access", access_text(device->GetAccessStatus())},
+                       {"reachable", device->IsIPConfigurationValid()},
+                       {"interface", {{"id", adapter.GetID().str()}, {"ip", adapter.GetIPAddress().str()}}}});
+    }
+    // what a camera calls itself need not be UTF-8
+    const std::string text = all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::puts(text.c_str());
+}
+
+}  // namespace
+
+DiscoverCommand::DiscoverCommand(CLI::App& app)
+    : DiscoverCommand(*app.add_subcommand("discover", "list the cameras on all interfaces"),
+                      std::make_unique<Options>())
+{}
+
+DiscoverCommand::DiscoverCommand(CLI::App& command, std::unique_ptr<Options> options)
+    : Command(command), options_(std::move(options))
+{
+    command.add_option("-t,--timeout", options_->timeout, "milliseconds to listen for answers (1000)")
+        ->check(CLI::Range(1, 60'000));
+    command.add_flag("--json", options_->json, "for programs to read");
+    command.footer("Exits with 0 when there is a camera, with 3 when there is none.");
+}
+
+int DiscoverCommand::run() const
+{
+    PvSystem system;
+    system.SetDetectionTimeout(options_->timeout);
+    if (const PvResult result = system.Find(); !result.IsOK()) {
+        throw std::runtime_error(std::string(result.description()));
+    }
+    const auto devices = devices_of(system);
+    if (options_->json) {
+        print_json(devices);
+    } else {
+        print_table(devices, system.GetInterfaceCount());
+    }
+    return devices.empty() ? nothing_found : 0;
+}
+
+}  // namespace pvctl

@@ -1,0 +1,28 @@
+// pvctl discover: which cameras there are.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "tools/pvctl/command.h"
+
+namespace pvctl {
+
+/// Exits with 0 when a device was found, 3 when none was.
+class DiscoverCommand final : public Command {
+public:
+    explicit DiscoverCommand(CLI::App& app);
+    [[nodiscard]] int run() const override;
+
+private:
+    struct Options {
+        std::uint32_t timeout = 1000;
+        bool json = false;
+    };
+
+    DiscoverCommand(CLI::App& command, std::unique_ptr<Options> options);
+
+    std::unique_ptr<Options> options_;  // at a place that the app's options point to
+};
+
+}  // namespace pvctl
