@@ -23,7 +23,11 @@ struct Access;
 /// name the device, the register or address, and what the device answered.
 ///
 /// Heartbeat: while connected, a thread of the device keeps the privilege alive. When the device falls silent for its
-/// heartbeat timeout, or says that the privilege is gone, that thread disconnects and calls OnLinkDisconnected.
+/// heartbeat timeout, or says that the privilege is gone, the device is disconnected and OnLinkDisconnected called.
+///
+/// Notifications: the six that carry the device come one after the other from one thread of this object, which does
+/// nothing else for the device while it is connected. A handler may take its time, call any member, disconnect,
+/// connect, and destroy this object; the next notification waits for it.
 ///
 /// Polling: features whose description gives a polling time are forgotten at its end and read anew when they are used;
 /// their event sinks are called then, on a thread of the device.

@@ -201,6 +201,7 @@ void PvDevice::Impl::shut_down()
     Threads ended;
     close(ended);
     stop(ended);
+    thread.stop(thread_timeout);
 }
 
 PvDevice::Impl::Features* PvDevice::Impl::close(Threads& ended)
@@ -259,14 +260,18 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, c
             current = features_;
         }
     }
-    if (current != nullptr) {
-        current->port.detach();
-    }
     link.count_loss(reason);
     if (current == nullptr) {
         return;  // Connect is still at work on it, and will notice
     }
-    current->array->InvalidateCache();
+    current->port.detach();
+    thread.post([self = shared_from_this()] { self->tell_lost(); });
+}
+
+void PvDevice::Impl::tell_lost()
+{
+    link.tell_loss();
+    features()->array->InvalidateCache();
     sinks->notify([this](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(&owner); });
 }
 

@@ -13,6 +13,7 @@
 #include "sdk/control/heartbeat.h"
 #include "sdk/description/description_source.h"
 #include "sdk/device/PvDevice.h"
+#include "sdk/device/device_thread.h"
 #include "sdk/device/event_sinks.h"
 #include "sdk/device/feature_poller.h"
 #include "sdk/device/link_parameters.h"
@@ -60,6 +61,7 @@ public:
     PvDevice& owner;
     std::shared_ptr<vex::device::EventSinks> sinks = std::make_shared<vex::device::EventSinks>();
     vex::device::Link link;
+    vex::device::DeviceThread thread;
 
 private:
     /// What ran for a connection; destroyed without a lock held, because that waits for it.
@@ -78,7 +80,10 @@ private:
     Threads take_threads();
     /// Starts to poll features of a new connection that want it.
     void poll(const Features& features, const std::shared_ptr<vex::control::Connection>& connection);
+    /// On the heartbeat's thread.
     void on_lost(const std::shared_ptr<vex::control::Connection>& lost, const std::string& reason);
+    /// The rest of it, on the device's thread: what may call the application.
+    void tell_lost();
 
     std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
     mutable std::mutex state_mutex_;

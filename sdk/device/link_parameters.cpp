@@ -121,11 +121,15 @@ void Link::detach() noexcept
 void Link::count_loss(std::string reason)
 {
     ++losses_;
-    {
-        const std::scoped_lock lock(mutex_);
-        loss_reason_ = std::move(reason);
+    const std::scoped_lock lock(mutex_);
+    loss_reason_ = std::move(reason);
+}
+
+void Link::tell_loss()
+{
+    for (const char* name : {"LinkLossCount", "LinkLossReason"}) {
+        changed(name);
     }
-    changed("LinkLossReason");
 }
 
 void Link::count_stream_timeout(std::uint32_t channel)

@@ -49,8 +49,9 @@ public:
     void tell_attached();
     /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
     void detach() noexcept;
-    /// Also tells the event sinks of the parameters.
     void count_loss(std::string reason);
+    /// Tells the event sinks of the parameters what count_loss has changed.
+    void tell_loss();
     void count_stream_timeout(std::uint32_t channel);
     void reset_stream_timeouts(std::uint32_t channel);
 

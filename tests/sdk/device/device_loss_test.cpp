@@ -38,6 +38,21 @@ TEST_F(DeviceLoss, OfASilentDeviceIsTold)
     EXPECT_EQ(sink.disconnections(), 1);
 }
 
+TEST_F(DeviceLoss, IsAlwaysToldOnTheSameThread)
+{
+    std::atomic<int> told_there{0};
+    sink.on_disconnected = [&] {
+        thread_local int told = 0;
+        told_there = ++told;
+    };
+    camera->set_control(0);
+    ASSERT_TRUE(sink.wait_for_disconnection());
+    ASSERT_TRUE(connect().IsOK());
+    camera->set_control(0);
+    ASSERT_TRUE(sink.wait_for_disconnection(2));
+    EXPECT_EQ(told_there, 2);
+}
+
 TEST_F(DeviceLoss, OfControlIsTold)
 {
     camera->set_control(0);
