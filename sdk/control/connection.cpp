@@ -15,8 +15,6 @@ namespace {
 namespace bootstrap = wire::bootstrap;
 using std::chrono::milliseconds;
 
-/// Of the first request, shorter than the rest, so that a missing device is reported soon.
-constexpr RetryPolicy first_request_policy{milliseconds(300), 3};
 /// Of the write that gives the privilege back: disconnecting from a device that is gone must not take long.
 constexpr RetryPolicy release_policy{milliseconds(150), 2};
 
@@ -40,7 +38,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
 {
     std::unique_ptr<ControlTransport> transport;
     try {
-        transport = std::make_unique<UdpControlTransport>(target.device, target.local);
+        transport = std::make_unique<UdpControlTransport>(target.device, target.local, target.local_port);
     } catch (const std::system_error& error) {
         return failure(PvResult::NetworkError, error.what());
     }
@@ -56,7 +54,8 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
     if (PvResult result = candidate->read_facts(); !result.IsOK()) {
         return result;
     }
-    if (PvResult result = take_privilege(candidate->channel_, target.access, candidate->facts_.capability);
+    if (PvResult result = take_privilege(candidate->channel_, target.access, candidate->facts_.capability,
+                                         target.returning ? &*target.returning : nullptr, candidate->kept_control_);
         !result.IsOK()) {
         return result;
     }
@@ -70,7 +69,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
 
 PvResult Connection::read_facts()
 {
-    auto outcome = channel_.read_register(bootstrap::version, facts_.version, first_request_policy);
+    auto outcome = channel_.read_register(bootstrap::version, facts_.version, target_.first_request);
     if (!outcome.ok()) {
         PvResult result = result_of(outcome);
         if (outcome.kind == ControlOutcome::Kind::refused && outcome.status == wire::gvcp::Status::access_denied) {
@@ -105,14 +104,24 @@ PvResult Connection::read_facts()
     facts_.stream_channels = values[3];
     facts_.heartbeat_timeout_ms = clamp_heartbeat(values[4]);
 
-    const MacAddress mac{{static_cast<std::uint8_t>(values[1] >> 8), static_cast<std::uint8_t>(values[1]),
-                          static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
-                          static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
-    if (!target_.mac.is_zero() && mac != target_.mac) {
-        return failure(PvResult::NotFound, "At ", target_.device.address.to_string(), " the device ", mac.to_string(),
-                       " answers, not the device ", target_.mac.to_string());
+    facts_.mac = MacAddress{{static_cast<std::uint8_t>(values[1] >> 8), static_cast<std::uint8_t>(values[1]),
+                             static_cast<std::uint8_t>(values[2] >> 24), static_cast<std::uint8_t>(values[2] >> 16),
+                             static_cast<std::uint8_t>(values[2] >> 8), static_cast<std::uint8_t>(values[2])}};
+    if (!target_.mac.is_zero() && facts_.mac != target_.mac) {
+        return failure(PvResult::NotFound, "At ", target_.device.address.to_string(), " the device ",
+                       facts_.mac.to_string(), " answers, not the device ", target_.mac.to_string());
     }
+    read_serial_number();
     return PvResult::OK;
+}
+
+void Connection::read_serial_number()
+{
+    std::array<std::uint8_t, bootstrap::serial_number_length> text{};
+    if ((facts_.capability & bootstrap::capability::serial_number) != 0 &&
+        channel_.read_memory(bootstrap::serial_number, text).ok()) {
+        facts_.serial_number.assign(text.begin(), std::find(text.begin(), text.end(), std::uint8_t{0}));
+    }
 }
 
 /// Lets the device ask for more time and say in detail why it refuses, which it does only when told to. A device that
@@ -162,6 +171,13 @@ bool Connection::lose(std::string reason)
     }
     channel_.close();
     return true;
+}
+
+void Connection::release_port() noexcept
+{
+    channel_.close();
+    channel_.wait_for_exchange();
+    transport_->close();
 }
 
 bool Connection::has_control() const noexcept

@@ -25,6 +25,9 @@ struct ConnectionTarget {
     MacAddress mac;     ///< when not zero, a device with another one is not the device
     std::string hint;   ///< said after a timeout: what may be the cause
     PvAccessType access = PvAccessControl;
+    std::uint16_t local_port = 0;          ///< 0: the system chooses
+    std::optional<Returning> returning{};  ///< set to come back to a device whose connection was lost
+    RetryPolicy first_request{std::chrono::milliseconds(300), 3};  ///< short, so that a missing device is told soon
 };
 
 /// What the bootstrap registers said.
@@ -34,6 +37,8 @@ struct DeviceFacts {
     std::uint32_t capability = 0;
     std::uint32_t stream_channels = 0;
     std::uint32_t heartbeat_timeout_ms = 0;
+    MacAddress mac;
+    std::string serial_number;  ///< empty when the device has none
 };
 
 /// An open control channel with the privilege asked for.
@@ -62,6 +67,9 @@ public:
     /// when the connection was closed or lost before.
     bool lose(std::string reason);
 
+    /// After a loss: lets the local port go, once the accesses under way have ended.
+    void release_port() noexcept;
+
     [[nodiscard]] ControlChannel& channel() noexcept { return channel_; }
     [[nodiscard]] const DeviceFacts& facts() const noexcept { return facts_; }
     [[nodiscard]] PvAccessType access() const noexcept { return target_.access; }
@@ -69,6 +77,8 @@ public:
     [[nodiscard]] bool has_control() const noexcept;
     /// What the device said of its controller when this side became it; empty when it does not tell.
     [[nodiscard]] const std::optional<PrivilegeHolder>& holder() const noexcept { return holder_; }
+    /// The device still knew this side as its controller, and so has kept its state, when this connection was opened.
+    [[nodiscard]] bool kept_control() const noexcept { return kept_control_; }
     [[nodiscard]] const Endpoint& device() const noexcept { return target_.device; }
     [[nodiscard]] std::string loss_reason() const;
 
@@ -81,6 +91,7 @@ public:
 
 private:
     PvResult read_facts();
+    void read_serial_number();
     void enable_capabilities();
 
     ConnectionTarget target_;
@@ -88,6 +99,7 @@ private:
     ControlChannel channel_;
     DeviceFacts facts_;
     std::optional<PrivilegeHolder> holder_;
+    bool kept_control_ = false;
     std::atomic<bool> ended_{false};
     mutable std::mutex reason_mutex_;
     std::string loss_reason_;

@@ -97,6 +97,8 @@ public:
     /// The same, and then sends one last write.
     ControlOutcome close_with(const RegisterWrite& last, RetryPolicy policy) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }
+    /// Returns when the exchange that was under way has ended.
+    void wait_for_exchange() noexcept { const std::scoped_lock lock(mutex_); }
 
     /// When the device last acknowledged anything, refusals and PENDING_ACKs included; the epoch before it did.
     [[nodiscard]] time_point last_answer() const noexcept

@@ -4,9 +4,9 @@
 
 namespace vex::control {
 
-UdpControlTransport::UdpControlTransport(const Endpoint& device, Ipv4Address local)
+UdpControlTransport::UdpControlTransport(const Endpoint& device, Ipv4Address local, std::uint16_t port)
     : device_(device),
-      socket_(net::UdpSocket::open({local.is_any() ? net::local_address_towards(device.address) : local, 0})),
+      socket_(net::UdpSocket::open({local.is_any() ? net::local_address_towards(device.address) : local, port})),
       local_(socket_.local())
 {}
 

@@ -26,6 +26,8 @@ public:
                                                  std::chrono::milliseconds timeout) noexcept = 0;
     /// Lets a receive that waits return soon, as if some datagram had come.
     virtual void wake() noexcept = 0;
+    /// Nothing can be sent or received any more. While nobody uses it.
+    virtual void close() noexcept {}
 
     [[nodiscard]] virtual Endpoint device() const noexcept = 0;
     /// This end; the address that the device sees when there is no translation on the way.
@@ -35,14 +37,16 @@ public:
 /// The transport over a socket of its own.
 class UdpControlTransport final : public ControlTransport {
 public:
-    /// Binds to `local`, or to the address from which the system reaches the device when that is 0.0.0.0. Throws
-    /// std::system_error when the socket cannot be opened.
-    UdpControlTransport(const Endpoint& device, Ipv4Address local);
+    /// Binds to `local`, or to the address from which the system reaches the device when that is 0.0.0.0, and to
+    /// `port`, or to one that the system chooses when it is 0. Throws std::system_error when the socket cannot be
+    /// opened.
+    UdpControlTransport(const Endpoint& device, Ipv4Address local, std::uint16_t port = 0);
 
     std::error_code send(std::span<const std::uint8_t> datagram) noexcept override;
     std::optional<net::Received> receive(std::span<std::uint8_t> buffer,
                                          std::chrono::milliseconds timeout) noexcept override;
     void wake() noexcept override;
+    void close() noexcept override { socket_.close(); }
     [[nodiscard]] Endpoint device() const noexcept override { return device_; }
     [[nodiscard]] Endpoint local() const noexcept override { return local_; }
 

@@ -15,9 +15,8 @@ namespace bootstrap = wire::bootstrap;
 using std::chrono::milliseconds;
 namespace privilege = wire::bootstrap::privilege;
 
-PvResult held_by_another(ControlChannel& channel, std::uint32_t capability, bool exclusively)
+PvResult held_by_another(const ControlChannel& channel, const std::optional<PrivilegeHolder>& holder, bool exclusively)
 {
-    const auto holder = read_holder(channel, capability);
     return failure(PvResult::StateError, "The device ", channel.device().address.to_string(), " is controlled",
                    (exclusively ? " exclusively by " : " by "), (holder ? text_of(*holder) : "another application"));
 }
@@ -45,6 +44,14 @@ std::string text_of(const PrivilegeHolder& holder)
 
 PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability)
 {
+    bool kept = false;
+    return take_privilege(channel, access, capability, nullptr, kept);
+}
+
+PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability,
+                        const Returning* returning, bool& kept)
+{
+    kept = false;
     if (access != PvAccessControl && access != PvAccessExclusive) {
         return PvResult::OK;
     }
@@ -52,7 +59,12 @@ PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint3
     std::uint32_t value = 0;
     auto outcome = channel.read_register(bootstrap::control_channel_privilege, value);
     if (outcome.ok() && (value & (privilege::control | privilege::exclusive)) != 0) {
-        return held_by_another(channel, capability, (value & privilege::exclusive) != 0);
+        const auto holder = read_holder(channel, capability);
+        // a device that does not tell its controller knows it all the same, and refuses others
+        if (returning == nullptr || holder != returning->holder) {
+            return held_by_another(channel, holder, (value & privilege::exclusive) != 0);
+        }
+        kept = true;
     }
 
     const std::uint32_t wanted = access == PvAccessExclusive ? privilege::exclusive : privilege::control;
@@ -64,12 +76,13 @@ PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint3
     if (outcome.ok()) {
         outcome = channel.read_register(bootstrap::control_channel_privilege, value);
     }
+    kept = kept && outcome.ok() && (value & wanted) != 0;
     if (may_be_held && (!outcome.ok() || (value & wanted) == 0)) {
         // also when the acknowledge was lost the device may have granted it
         static_cast<void>(channel.write_register(bootstrap::control_channel_privilege, 0, {milliseconds(150), 2}));
     }
     if (outcome.kind == ControlOutcome::Kind::refused && outcome.status == wire::gvcp::Status::access_denied) {
-        return held_by_another(channel, capability, false);
+        return held_by_another(channel, read_holder(channel, capability), false);
     }
     if (!outcome.ok()) {
         return to_result(outcome, channel.device());

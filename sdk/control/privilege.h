@@ -11,16 +11,27 @@
 
 namespace vex::control {
 
-/// Takes the privilege. StateError, with the holder's address where the device tells it (`capability` is its GVCP
-/// capability register), when another application has it. OK at once when `access` needs none.
-PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability);
-
 /// The application that holds the privilege, as the device tells it. With a translation of addresses on the way it is
 /// not what that application takes for its own, so it is only ever compared with what the device said before.
 using PrivilegeHolder = Endpoint;
 
 /// Who holds the privilege; empty when the device does not tell.
 [[nodiscard]] std::optional<PrivilegeHolder> read_holder(ControlChannel& channel, std::uint32_t capability);
+
+/// A controller that lost the link and comes back from the same port: the device may not have missed it.
+struct Returning {
+    std::optional<PrivilegeHolder> holder;  ///< what the device said when it granted control
+};
+
+/// Takes the privilege. StateError, with the holder's address where the device tells it (`capability` is its GVCP
+/// capability register), when another application has it. OK at once when `access` needs none.
+///
+/// `returning`, null for everybody else: a privilege that the device still has for this side is taken up again, and
+/// `kept` says so.
+PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability,
+                        const Returning* returning, bool& kept);
+/// The same for whoever does not return.
+PvResult take_privilege(ControlChannel& channel, PvAccessType access, std::uint32_t capability);
 
 /// "192.168.0.7, port 50123".
 [[nodiscard]] std::string text_of(const PrivilegeHolder& holder);

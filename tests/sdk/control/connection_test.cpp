@@ -192,6 +192,62 @@ TEST_F(ConnectionTest, SaysThatControlWasDeniedAtTheLastMoment)
     EXPECT_EQ(result.description(), "The device " + name + " is controlled by another application");
 }
 
+TEST_F(ConnectionTest, IsTakenUpAgainByTheControllerThatTheDeviceStillKnows)
+{
+    const Endpoint self = ScriptedTransport(clock).local();
+    start(sound()).set_control(2, self);
+    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::StateError) << "but not by chance";
+    target.returning = control::Returning{self};
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_TRUE(connection->kept_control());
+}
+
+TEST_F(ConnectionTest, OfAReturningControllerIsNewWhereTheDeviceForgotIt)
+{
+    start(sound());
+    target.returning = control::Returning{ScriptedTransport(clock).local()};
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_FALSE(connection->kept_control());
+    EXPECT_EQ(responder->reg(0x0A00), 2U);
+}
+
+TEST_F(ConnectionTest, OfAReturningControllerTakesNothingFromAnother)
+{
+    start(sound()).set_control(2, other_application);
+    target.returning = control::Returning{ScriptedTransport(clock).local()};
+    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::StateError);
+    EXPECT_EQ(responder->count(0x0082), 0);
+}
+
+TEST_F(ConnectionTest, OfAReturningControllerIsLeftToADeviceThatDoesNotTellItsController)
+{
+    RawCameraOptions options = sound();
+    options.capabilities &= ~(1U << 27);
+    target.returning.emplace();
+    start(options).set_control(2, other_application);
+    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::StateError);
+    EXPECT_EQ(responder->reg(0x0A00), 2U);
+
+    start(options).set_control(2, ScriptedTransport(clock).local());
+    EXPECT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_TRUE(connection->kept_control());
+}
+
+TEST_F(ConnectionTest, KnowsMacAddressAndSerialNumber)
+{
+    RawCameraOptions options = sound();
+    options.serial = "SN-0123456789ABC";  // as long as the register
+    start(options);
+    ASSERT_TRUE(open(PvAccessReadOnly).IsOK());
+    EXPECT_EQ(connection->facts().mac.to_string(), "02:11:22:33:44:55");
+    EXPECT_EQ(connection->facts().serial_number, "SN-0123456789ABC");
+
+    options.capabilities &= ~(1U << 30);
+    start(options);
+    ASSERT_TRUE(open(PvAccessReadOnly).IsOK());
+    EXPECT_EQ(connection->facts().serial_number, "");
+}
+
 TEST_F(ConnectionTest, NoticesADeviceThatAcknowledgesButDoesNotGrant)
 {
     RawDevice& camera = start(sound());
