@@ -67,6 +67,10 @@ void GvcpResponder::add_identity_registers()
     registers_.add_register(reg::persistent_gateway, Access::read_write, d.gateway.value);
     add_constant(reg::link_speed, d.link_speed);
     registers_.add_reserved(reg::interface_count, reg::link_speed + 4 - reg::interface_count);
+    for (const std::uint32_t address : {reg::user_defined_name, reg::current_ip_configuration, reg::persistent_ip,
+                                        reg::persistent_mask, reg::persistent_gateway}) {
+        registers_.keep(address);
+    }
 }
 
 void GvcpResponder::add_capability_registers()

@@ -24,6 +24,9 @@ constexpr std::size_t largest_read = gvcp::largest_message - gvcp::header_size -
 /// A request that comes again after this time is a new one of an application that does not number its requests.
 constexpr std::chrono::seconds longest_retry{3};
 
+/// A lost heartbeat is noticed this much late at most.
+constexpr std::chrono::milliseconds longest_turn{50};
+
 /// Whether it matters that a command which is repeated for want of an answer is not carried out twice.
 bool changes_something(Command command) noexcept
 {
@@ -71,16 +74,17 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const Endpoin
     }
     send_ = nullptr;
     remembered_ = nullptr;
-    if (release_when_answered_) {
-        release_when_answered_ = false;
-        release_control();
+    if (restart_when_answered_) {
+        restart_when_answered_ = false;
+        power_cycle();
     }
 }
 
-void GvcpResponder::tick()
+net::Clock::duration GvcpResponder::tick(const Send& /*send*/)
 {
     const std::lock_guard guard(mutex_);
     expire();
+    return longest_turn;
 }
 
 void GvcpResponder::expire()
@@ -101,9 +105,33 @@ void GvcpResponder::drop_control()
     release_control();
 }
 
+void GvcpResponder::restart()
+{
+    const std::lock_guard guard(mutex_);
+    power_cycle();
+}
+
+void GvcpResponder::power_cycle()
+{
+    release_control();
+    answered_ = {};
+    const Ipv4Address address{registers_.value(reg::current_ip)};
+    const Ipv4Address mask{registers_.value(reg::current_mask)};
+    const Ipv4Address gateway{registers_.value(reg::current_gateway)};
+    registers_.power_on();
+    store_address(address, mask, gateway);
+    close_channels();
+    hooks_.on_restart();
+}
+
 void GvcpResponder::set_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway)
 {
     const std::lock_guard guard(mutex_);
+    store_address(address, mask, gateway);
+}
+
+void GvcpResponder::store_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway)
+{
     registers_.set_value(reg::current_ip, address.value);
     registers_.set_value(reg::current_mask, mask.value);
     registers_.set_value(reg::current_gateway, gateway.value);

@@ -7,7 +7,6 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -16,6 +15,7 @@
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/virtualdevice/bootstrap_device.h"
+#include "sdk/virtualdevice/datagram_handler.h"
 #include "sdk/virtualdevice/register_map.h"
 #include "sdk/wire/gvcp.h"
 
@@ -60,6 +60,8 @@ public:
     /// The device's time in ticks of DeviceDescription::timestamp_frequency.
     virtual std::uint64_t timestamp() = 0;
     virtual void reset_timestamp() {}
+    /// The registers are as after power-on; what else the device has is to be so, too.
+    virtual void on_restart() {}
 };
 
 /// What became of the datagrams.
@@ -77,21 +79,16 @@ struct GvcpStatistics {
 ///
 /// Thread safety: all public functions may be called from any thread; a lock inside serialises them. The register map
 /// is touched only with that lock held: see lock().
-class GvcpResponder {
+class GvcpResponder final : public DatagramHandler {
 public:
-    /// Sends one datagram to an application.
-    using Send = std::function<void(const Endpoint& destination, std::span<const std::uint8_t> datagram)>;
-
     /// `hooks` and `clock` must outlive the responder.
     GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks,
                   const net::Clock& clock = net::Clock::steady());
 
-    /// Handles one datagram; answers go to `send` before it returns.
-    void handle(std::span<const std::uint8_t> datagram, const Endpoint& source, const Send& send);
+    void handle(std::span<const std::uint8_t> datagram, const Endpoint& source, const Send& send) override;
 
-    /// Takes control away from an application that has been silent for longer than the heartbeat timeout. Call it
-    /// several times a second.
-    void tick();
+    /// Takes control away from an application that has been silent for longer than the heartbeat timeout.
+    net::Clock::duration tick(const Send& send) override;
 
     /// Serialises access to registers() with the handling of datagrams.
     [[nodiscard]] std::unique_lock<std::mutex> lock() { return std::unique_lock(mutex_); }
@@ -111,8 +108,16 @@ public:
     /// enabled pending acknowledges, so that it waits instead of trying again.
     void announce_delay(std::chrono::milliseconds time);
 
-    /// From within a hook: control ends once the running command has been answered, as when the device restarts.
-    void release_when_answered() { release_when_answered_ = true; }
+    /// The registers as they are now are what restart() brings back, but for those that outlive a restart: the
+    /// user-defined name and the persistent address configuration. Call it once the owner's regions are there, with
+    /// lock() held.
+    void remember_power_on() { registers_.remember_power_on(); }
+    /// As after switching off and on: nobody has control, all channels are closed, no request is remembered and the
+    /// registers are as remember_power_on() found them. The address stays. Ends with DeviceHooks::on_restart(). Takes
+    /// the lock.
+    void restart();
+    /// From within a hook: restart() comes once the running command has been answered.
+    void restart_when_answered() { restart_when_answered_ = true; }
 
     /// The device's address changed. Takes the lock.
     void set_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway);
@@ -159,6 +164,8 @@ private:
     [[nodiscard]] bool heartbeat_disabled() const;
     void release_control();
     void close_channels();
+    void power_cycle();
+    void store_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway);
 
     void answer(const wire::gvcp::Message& message);
     void answer_status(const wire::gvcp::CommandView& command, Status status);
@@ -178,7 +185,7 @@ private:
     Endpoint source_;
     std::uint16_t request_id_ = 0;
     bool answer_wanted_ = false;
-    bool release_when_answered_ = false;
+    bool restart_when_answered_ = false;
     const Send* send_ = nullptr;
     Answered* remembered_ = nullptr;  // where its answer is kept for retries
 

@@ -133,19 +133,25 @@ Ipv4Address GvcpServer::address() const
 void GvcpServer::run()
 {
     name_this_thread("pv-gvcp-server");
+    const Send send = [this](const Endpoint& destination, std::span<const std::uint8_t> data) {
+        // from the unicast socket, also where a broadcast is answered: the sender's address identifies the device
+        sockets_.unicast.send_to(destination, data);
+    };
+    net::Clock::duration wait{};
     while (!stopping_) {
         take_wanted_address();
         std::vector<net::UdpSocket*> sockets{&sockets_.unicast};
         for (net::UdpSocket& socket : sockets_.broadcast) {
             sockets.push_back(&socket);
         }
-        if (net::wait_readable(sockets, longest_wait)) {
-            serve(sockets_.unicast, false);
+        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(wait);
+        if (net::wait_readable(sockets, std::clamp(milliseconds, std::chrono::milliseconds(0), longest_wait))) {
+            serve(sockets_.unicast, false, send);
             for (net::UdpSocket& socket : sockets_.broadcast) {
-                serve(socket, true);
+                serve(socket, true, send);
             }
         }
-        responder_.tick();
+        wait = handler_.tick(send);
     }
 }
 
@@ -169,13 +175,9 @@ void GvcpServer::take_wanted_address()
     address_ = wanted->address;
 }
 
-void GvcpServer::serve(net::UdpSocket& socket, bool broadcast)
+void GvcpServer::serve(net::UdpSocket& socket, bool broadcast, const Send& send)
 {
     std::array<std::uint8_t, 2048> buffer;
-    const GvcpResponder::Send send = [this](const Endpoint& destination, std::span<const std::uint8_t> data) {
-        // from the unicast socket, also where a broadcast is answered: the sender's address identifies the device
-        sockets_.unicast.send_to(destination, data);
-    };
     for (int i = 0; i < fair_share; ++i) {
         const auto received = socket.receive(buffer, std::chrono::milliseconds(0));
         if (!received) {
@@ -185,7 +187,7 @@ void GvcpServer::serve(net::UdpSocket& socket, bool broadcast)
         if (broadcast && received->source.address.is_loopback() != sockets_.adapter.address.is_loopback()) {
             continue;
         }
-        responder_.handle({buffer.data(), received->size}, received->source, send);
+        handler_.handle({buffer.data(), received->size}, received->source, send);
     }
 }
 

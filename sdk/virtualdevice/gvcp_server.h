@@ -27,7 +27,10 @@ namespace vex::virtual_device {
 /// Thread safety: start and stop from one thread at a time; rebind and address from any.
 class GvcpServer {
 public:
-    explicit GvcpServer(GvcpResponder& responder) noexcept : responder_(responder) {}
+    /// `handler` gets the datagrams in the responder's stead; both must outlive the server.
+    GvcpServer(GvcpResponder& responder, DatagramHandler& handler) noexcept : responder_(responder), handler_(handler)
+    {}
+    explicit GvcpServer(GvcpResponder& responder) noexcept : GvcpServer(responder, responder) {}
     GvcpServer(const GvcpServer&) = delete;
     GvcpServer& operator=(const GvcpServer&) = delete;
     ~GvcpServer() { stop(); }
@@ -56,9 +59,10 @@ private:
     [[nodiscard]] static bool open_for_broadcasts(Sockets& sockets);
     void run();
     void take_wanted_address();
-    void serve(net::UdpSocket& socket, bool broadcast);
+    void serve(net::UdpSocket& socket, bool broadcast, const Send& send);
 
     GvcpResponder& responder_;
+    DatagramHandler& handler_;
     std::atomic<bool> running_{false};  // asked for from the thread itself, too
     std::thread thread_;
     std::atomic<bool> stopping_{false};

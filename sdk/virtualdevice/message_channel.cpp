@@ -37,8 +37,8 @@ gvcp::Message encode(const DeviceEvent& event, std::uint16_t request_id, bool ac
 
 }  // namespace
 
-MessageChannel::MessageChannel(Ipv4Address source)
-    : socket_(net::UdpSocket::open({source, 0})), worker_([this] { run(); })
+MessageChannel::MessageChannel(Ipv4Address source, std::function<bool()> cut_off)
+    : cut_off_(std::move(cut_off)), socket_(net::UdpSocket::open({source, 0})), worker_([this] { run(); })
 {}
 
 MessageChannel::~MessageChannel()
@@ -133,7 +133,9 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageChannelState
             const std::lock_guard guard(mutex_);
             ++statistics_.retries;
         }
-        socket_.send_to(state.destination, message.bytes());
+        if (!cut_off_ || !cut_off_()) {
+            socket_.send_to(state.destination, message.bytes());
+        }
         if (!wanted) {
             return true;
         }

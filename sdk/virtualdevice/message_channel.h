@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -39,8 +40,9 @@ struct MessageStatistics {
 /// the destructor for what is under way.
 class MessageChannel {
 public:
-    /// Throws std::system_error when `source` cannot be bound.
-    explicit MessageChannel(Ipv4Address source);
+    /// Throws std::system_error when `source` cannot be bound. While `cut_off` says true, what is sent is lost; it is
+    /// called from the channel's thread.
+    explicit MessageChannel(Ipv4Address source, std::function<bool()> cut_off = {});
     MessageChannel(const MessageChannel&) = delete;
     MessageChannel& operator=(const MessageChannel&) = delete;
     ~MessageChannel();
@@ -60,6 +62,7 @@ private:
     [[nodiscard]] bool await_acknowledge(const Endpoint& from, std::uint16_t request_id, bool with_data,
                                          std::chrono::milliseconds timeout);
 
+    const std::function<bool()> cut_off_;
     net::UdpSocket socket_;
     std::uint16_t request_id_ = 0;     // the worker's own
     std::atomic<bool> cancel_{false};  // ends a wait for an acknowledge

@@ -226,14 +226,16 @@ void RegisterMap::set_text(std::uint32_t address, std::string_view text)
     std::copy_n(text.begin(), std::min(text.size(), all.size()), all.begin());
 }
 
-std::span<std::uint8_t> RegisterMap::bytes(std::uint32_t address)
+Region& RegisterMap::at(std::uint32_t address)
 {
     const auto found = regions_.find(address);
     if (found == regions_.end()) {
         fail("no region", address);
     }
-    return found->second.bytes;
+    return found->second;
 }
+
+std::span<std::uint8_t> RegisterMap::bytes(std::uint32_t address) { return at(address).bytes; }
 
 std::span<const std::uint8_t> RegisterMap::bytes(std::uint32_t address) const
 {
@@ -242,6 +244,38 @@ std::span<const std::uint8_t> RegisterMap::bytes(std::uint32_t address) const
         fail("no region", address);
     }
     return found->second.bytes;
+}
+
+void RegisterMap::keep(std::uint32_t address) { at(address).persistent = true; }
+
+void RegisterMap::replace(Region region)
+{
+    const std::uint32_t address = region.address;
+    Region before = std::move(at(address));
+    regions_.erase(address);
+    try {
+        add(std::move(region));
+    } catch (...) {
+        regions_.emplace(address, std::move(before));
+        throw;
+    }
+    power_on_.erase(address);
+}
+
+void RegisterMap::remember_power_on()
+{
+    for (const auto& [address, region] : regions_) {
+        if (!region.persistent) {
+            power_on_[address] = region.bytes;
+        }
+    }
+}
+
+void RegisterMap::power_on()
+{
+    for (const auto& [address, bytes] : power_on_) {
+        at(address).bytes = bytes;
+    }
 }
 
 }  // namespace vex::virtual_device

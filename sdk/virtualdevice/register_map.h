@@ -29,6 +29,7 @@ struct Region {
     /// Judges a write before it happens; may be empty. It sees the whole region as it would be, may correct it in place
     /// (clamp, clear self-clearing bits), and acts upon it. Anything but success leaves the region unchanged.
     std::function<Status(std::span<std::uint8_t>)> accept;
+    bool persistent = false;  ///< power_on() leaves it alone
 };
 
 /// A read-only region with these bytes, padded with zeros to a multiple of 4.
@@ -48,6 +49,8 @@ public:
     /// Throws std::logic_error when the region is unaligned, empty or overlaps another: a defect of the device's maker.
     void add(Region region);
     void add_register(std::uint32_t address, Access access, std::uint32_t value, RegisterHooks hooks = {});
+    /// The region that starts at `address` outlives power_on(). It must exist (std::logic_error).
+    void keep(std::uint32_t address);
     /// A text of `length` bytes, cut to that length and padded with zeros.
     void add_string(std::uint32_t address, Access access, std::size_t length, std::string_view text);
     /// Read-only zeros wherever [address, address + length) has no region yet.
@@ -69,14 +72,23 @@ public:
     [[nodiscard]] std::span<std::uint8_t> bytes(std::uint32_t address);
     [[nodiscard]] std::span<const std::uint8_t> bytes(std::uint32_t address) const;
 
+    /// Takes the place of the region that starts at the same address, whatever its length. Throws as add() does.
+    void replace(Region region);
+
+    /// What the regions hold now is what power_on() brings back. What was never remembered stays as it is.
+    void remember_power_on();
+    void power_on();
+
     [[nodiscard]] bool mapped(std::uint32_t address, std::size_t length) const;
 
 private:
     using Regions = std::map<std::uint32_t, Region>;
     [[nodiscard]] Regions::const_iterator find(std::uint32_t address) const;
     [[nodiscard]] Regions::iterator find(std::uint32_t address);
+    [[nodiscard]] Region& at(std::uint32_t address);
 
-    Regions regions_;  // by first address
+    Regions regions_;                                              // by first address
+    std::map<std::uint32_t, std::vector<std::uint8_t>> power_on_;  // by first address, too
 };
 
 }  // namespace vex::virtual_device

@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             require(to == source);
             check_answer(datagram, answer);
         });
-        responder.tick();
+        responder.tick([](const Endpoint&, View) {});
     }
     const virtual_device::GvcpStatistics statistics = responder.statistics();
     require(statistics.received == datagrams);

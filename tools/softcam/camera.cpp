@@ -22,6 +22,23 @@ namespace softcam {
 
 namespace {
 
+// Loses everything while the camera is silent, else what another one loses.
+class LinkLoss final : public transmitter::PacketLoss {
+public:
+    LinkLoss(const FaultyLink& link, std::shared_ptr<transmitter::PacketLoss> other)
+        : link_(link), other_(std::move(other))
+    {}
+
+    bool loses(std::uint64_t block_id, std::uint32_t packet_id, bool resend) override
+    {
+        return link_.is_silent() || (other_ && other_->loses(block_id, packet_id, resend));
+    }
+
+private:
+    const FaultyLink& link_;
+    const std::shared_ptr<transmitter::PacketLoss> other_;
+};
+
 // Loses first transmissions at random, the same ones for the same seed.
 class RandomLoss final : public transmitter::PacketLoss {
 public:
@@ -57,10 +74,12 @@ class Camera::Impl : private virtual_device::DeviceHooks {
 public:
     Impl(const CameraOptions& options, const net::Clock& clock)
         : adapter_(resolve(options.adapter)), archive_(zip_one_file("softcam.xml", description_xml())),
-          mac_(virtual_device::made_up_mac(adapter_.address)), events_(adapter_.address),
+          mac_(virtual_device::made_up_mac(adapter_.address)), link_(responder_, clock),
+          events_(adapter_.address, [this] { return link_.is_silent(); }),
           acquisition_(adapter_.address, options.history_blocks, events_, clock),
           responder_(describe(options), *this, clock),
-          features_(responder_, acquisition_, events_, [this] { request_reset(); }), server_(responder_)
+          features_(responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }),
+          server_(responder_, link_)
     {
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
@@ -68,13 +87,16 @@ public:
         if (options.extended_ids) {
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
         }
+        responder_.remember_power_on();
         publish_source_ports();
-        if (options.drop_per_mille > 0) {
-            acquisition_.set_loss(std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed));
-        }
+        set_loss(options.drop_per_mille > 0 ? std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed)
+                                            : nullptr);
+        link_.set_faults(options.control_faults);
     }
 
-    void start() { server_.start(adapter_); }
+    ~Impl() override { stop(); }
+
+    void start() { server_.start(adapter()); }
 
     void stop() noexcept
     {
@@ -82,7 +104,41 @@ public:
         acquisition_.abort();
     }
 
-    [[nodiscard]] Ipv4Address address() const { return server_.is_running() ? server_.address() : adapter_.address; }
+    void reboot(const RebootOptions& options)
+    {
+        const net::Interface before = adapter();
+        const net::Interface after = options.adapter.empty() ? before : resolve(options.adapter);
+        const std::string archive =
+            options.description.empty() ? std::string() : zip_one_file("softcam.xml", options.description);
+        link_.be_silent_for(options.silence);
+        const bool running = server_.is_running();
+        server_.stop();
+        link_.forget();
+        responder_.restart();
+        if (!archive.empty()) {
+            describe_with(archive);
+        }
+        responder_.set_address(after.address, after.mask, after.gateway);
+        set_adapter(after);
+        if (!running) {
+            return;
+        }
+        try {
+            server_.start(after);
+        } catch (const std::exception&) {
+            set_adapter(before);
+            server_.start(before);
+            throw;
+        }
+    }
+
+    void set_loss(std::shared_ptr<transmitter::PacketLoss> loss)
+    {
+        acquisition_.set_loss(std::make_shared<LinkLoss>(link_, std::move(loss)));
+    }
+
+    [[nodiscard]] FaultyLink& link() { return link_; }
+    [[nodiscard]] Ipv4Address address() const { return server_.is_running() ? server_.address() : adapter().address; }
     [[nodiscard]] MacAddress mac() const { return mac_; }
     [[nodiscard]] virtual_device::GvcpResponder& responder() { return responder_; }
     [[nodiscard]] CameraEvents& events() { return events_; }
@@ -118,28 +174,46 @@ private:
         map.set_value(message_channel_source_port, events_.channel().source_port());
     }
 
-    void request_reset()
+    // Another description from now on, as after another firmware was loaded.
+    void describe_with(const std::string& archive)
     {
-        reset_requested_ = true;
-        responder_.release_when_answered();
+        const auto guard = responder_.lock();
+        auto& map = responder_.registers();
+        map.replace(virtual_device::memory_region(reg::description, archive));
+        map.set_text(wire::bootstrap::first_url,
+                     description::local_url("softcam.zip", reg::description, archive.size()));
+        responder_.remember_power_on();
+    }
+
+    [[nodiscard]] net::Interface adapter() const
+    {
+        const std::lock_guard guard(adapter_mutex_);
+        return adapter_;
+    }
+    void set_adapter(const net::Interface& adapter)
+    {
+        const std::lock_guard guard(adapter_mutex_);
+        adapter_ = adapter;
     }
 
     void on_control_changed(bool controlled) override
     {
-        if (controlled) {
-            // an address given by FORCEIP is where pictures and events come from, too
-            if (server_.is_running()) {
-                acquisition_.reopen(server_.address());
-                events_.channel().reopen(server_.address());
-                publish_source_ports();
-            }
-            return;
+        if (!controlled) {
+            acquisition_.abort();
+        } else if (server_.is_running()) {
+            // an address that was given later is where pictures and events come from, too
+            acquisition_.reopen(server_.address());
+            events_.channel().reopen(server_.address());
+            publish_source_ports();
         }
+    }
+
+    void on_restart() override
+    {
         acquisition_.abort();
-        if (std::exchange(reset_requested_, false)) {
-            features_.power_on();
-            acquisition_.reset_timestamp();
-        }
+        features_.power_on();
+        acquisition_.reset_timestamp();
+        publish_source_ports();
     }
 
     void on_stream_channel_changed(unsigned, const virtual_device::StreamChannel& state) override
@@ -166,7 +240,7 @@ private:
 
     virtual_device::Status on_force_ip(const wire::gvcp::ForceIp& settings) override
     {
-        net::Interface wanted = adapter_;
+        net::Interface wanted = adapter();
         if (!settings.address.is_any()) {
             const auto found = virtual_device::find_interface(settings.address.to_string(), net::list_interfaces());
             if (!found) {
@@ -183,10 +257,11 @@ private:
     std::uint64_t timestamp() override { return acquisition_.timestamp(); }
     void reset_timestamp() override { acquisition_.reset_timestamp(); }
 
-    const net::Interface adapter_;
+    mutable std::mutex adapter_mutex_;
+    net::Interface adapter_;  // where it is switched on
     const std::string archive_;
     const MacAddress mac_;
-    bool reset_requested_ = false;  // guarded by the responder's lock
+    FaultyLink link_;
     CameraEvents events_;
     Acquisition acquisition_;
     virtual_device::GvcpResponder responder_;
@@ -195,7 +270,7 @@ private:
 };
 
 Camera::Camera(const CameraOptions& options, const net::Clock& clock) : impl_(std::make_unique<Impl>(options, clock)) {}
-Camera::~Camera() { impl_->stop(); }
+Camera::~Camera() = default;
 void Camera::start() { impl_->start(); }
 void Camera::stop() noexcept { impl_->stop(); }
 Ipv4Address Camera::address() const { return impl_->address(); }
@@ -204,6 +279,11 @@ virtual_device::GvcpStatistics Camera::control_statistics() const { return impl_
 transmitter::TransmitterStatistics Camera::stream_statistics() const { return impl_->acquisition().statistics(); }
 virtual_device::MessageStatistics Camera::message_statistics() const { return impl_->events().channel().statistics(); }
 virtual_device::GvcpResponder& Camera::responder() noexcept { return impl_->responder(); }
-void Camera::set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { impl_->acquisition().set_loss(std::move(loss)); }
+void Camera::set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { impl_->set_loss(std::move(loss)); }
+void Camera::go_silent(bool silent) { impl_->link().set_silent(silent); }
+void Camera::go_silent_for(std::chrono::milliseconds time) { impl_->link().be_silent_for(time); }
+void Camera::reboot(const RebootOptions& options) { impl_->reboot(options); }
+void Camera::set_control_faults(const ControlFaults& faults) { impl_->link().set_faults(faults); }
+FaultStatistics Camera::fault_statistics() const { return impl_->link().statistics(); }
 
 }  // namespace softcam

@@ -1,6 +1,7 @@
 // The software camera: a GigE Vision camera in a program, at least as strict as hardware.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/virtualdevice/message_channel.h"
+#include "tools/softcam/faults.h"
 
 namespace softcam {
 
@@ -21,6 +23,14 @@ struct CameraOptions {
     unsigned drop_per_mille = 0;  ///< of first transmissions, lost on purpose
     std::uint64_t drop_seed = 1;
     std::size_t history_blocks = 16;  ///< blocks that can be sent again
+    ControlFaults control_faults{};
+};
+
+/// How the camera comes back from switching off and on.
+struct RebootOptions {
+    std::string adapter{};                   ///< as in CameraOptions; empty: where it was switched on before
+    std::chrono::milliseconds silence{200};  ///< until it answers again, by the camera's clock
+    std::string description{};               ///< another description, as XML; empty: the same
 };
 
 /// A camera with its own network sockets and threads.
@@ -49,6 +59,19 @@ public:
 
     /// The camera's protocol machine, for tests that look inside or act as a fault.
     [[nodiscard]] vex::virtual_device::GvcpResponder& responder() noexcept;
+    /// Silence as of a pulled cable, in control, stream and events, until told otherwise: see FaultyLink.
+    void go_silent(bool silent);
+    /// The same for a time of the camera's clock.
+    void go_silent_for(std::chrono::milliseconds time);
+    /// Switches the camera off and on: nobody controls it, all registers are as after power-on but for the user-defined
+    /// name, the persistent address configuration and saved user sets, and it is silent for a while. MAC address and
+    /// serial number stay. Returns when the camera listens at its address, silent still; a camera that was stopped
+    /// does so from start() on. Throws as start() does, and stays at the old address then. Not from a hook, and not
+    /// beside start() and stop().
+    void reboot(const RebootOptions& options = {});
+    void set_control_faults(const ControlFaults& faults);
+    [[nodiscard]] FaultStatistics fault_statistics() const;
+
     /// Loses packets as `loss` decides instead of by drop_per_mille.
     void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss);
 

@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "sdk/virtualdevice/message_channel.h"
 
@@ -17,7 +19,8 @@ inline constexpr std::uint32_t event_kinds = 5;
 /// Thread safety: all functions may be called from any thread, with any lock held; none of them waits.
 class CameraEvents {
 public:
-    explicit CameraEvents(vex::Ipv4Address source) : channel_(source) {}
+    /// As MessageChannel has it.
+    CameraEvents(vex::Ipv4Address source, std::function<bool()> cut_off) : channel_(source, std::move(cut_off)) {}
 
     /// Bit n stands for the kind n.
     void set_enabled(std::uint32_t mask) noexcept { enabled_ = mask; }

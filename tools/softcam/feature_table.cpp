@@ -125,6 +125,7 @@ void FeatureRegisters::add_user_set_registers()
     };
     add(reg::user_set_selector, 2);
     add(reg::user_set_default, 2);
+    map_.keep(reg::user_set_default);
     add(reg::user_set_save_time, longest_save_ms);
     add_command(reg::user_set_load, [this] {
         if (acquisition_.is_running()) {

@@ -1,51 +1,84 @@
 // softcam: a software camera on the command line.
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <exception>
-#include <random>
 
 #include "tools/softcam/camera.h"
+#include "tools/softcam/command_line.h"
 #include "tools/softcam/stop_signal.h"
+
+using namespace softcam;
+
+namespace {
+
+void print_seed(const CameraOptions& options)
+{
+    const auto seed = static_cast<unsigned long long>(options.drop_seed);
+    if (options.drop_per_mille > 0) {
+        std::printf("softcam: losing %u of 1000 packets, seed %llu\n", options.drop_per_mille, seed);
+    }
+    if (options.control_faults.any()) {
+        std::printf("softcam: faults on the control channel, seed %llu\n", seed);
+    }
+}
+
+void print_address(const Camera& camera, const char* how, const CameraOptions& options)
+{
+    std::printf("softcam: %s on %s (serial %s, MAC %s)\n", how, camera.address().to_string().c_str(),
+                options.serial_number.c_str(), camera.mac().to_string().c_str());
+    std::fflush(stdout);
+}
+
+// Does what the schedule asks for, at its times, until the program is to stop.
+void run(Camera& camera, const CommandLine& line, const StopSignal& stop)
+{
+    Schedule schedule = line.schedule;
+    const auto started = std::chrono::steady_clock::now();
+    while (!stop.wait_for(std::chrono::milliseconds(10))) {
+        const auto now = std::chrono::steady_clock::now() - started;
+        if (schedule.silent_after && now >= *schedule.silent_after) {
+            schedule.silent_after.reset();
+            if (schedule.silent_for.count() > 0) {
+                camera.go_silent_for(schedule.silent_for);
+            } else {
+                camera.go_silent(true);
+            }
+        }
+        if (schedule.reboot_after && now >= *schedule.reboot_after) {
+            schedule.reboot_after.reset();
+            camera.reboot(schedule.reboot);
+            if (!line.quiet) {
+                print_address(camera, "restarted", line.camera);
+            }
+        }
+        if (!schedule.silent_after && !schedule.reboot_after) {
+            stop.wait();
+            return;
+        }
+    }
+}
+
+}  // namespace
 
 int main(int argc, char** argv)
 {
-    softcam::CameraOptions options;
-    bool quiet = false;
-    std::uint64_t seed = 0;
-
-    CLI::App app{"softcam: a GigE Vision camera in software"};
-    app.add_option("-a,--address,--interface", options.adapter,
-                   "where to listen: IPv4 address, interface name or MAC address (default 127.0.0.2)");
-    app.add_option("-s,--serial", options.serial_number, "serial number, at most 16 characters");
-    app.add_option("-n,--name", options.user_defined_name, "user-defined name, at most 16 characters");
-    app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
-    app.add_option("--drop", options.drop_per_mille, "stream packets lost on purpose, per mille")
-        ->check(CLI::Range(0, 1000));
-    app.add_option("--seed", seed, "seed of what is lost; without it one is chosen and printed");
-    app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
-    app.add_flag("-q,--quiet", quiet, "print errors only");
-    CLI11_PARSE(app, argc, argv);
-
     try {
-        const softcam::StopSignal stop;
-        if (options.drop_per_mille > 0) {
-            options.drop_seed = seed != 0 ? seed : std::random_device{}() | 1U;
-            if (!quiet) {
-                std::printf("softcam: losing %u of 1000 packets, seed %llu\n", options.drop_per_mille,
-                            static_cast<unsigned long long>(options.drop_seed));
-            }
+        int exit_code = 0;
+        const std::optional<CommandLine> line = parse_command_line(argc, argv, exit_code);
+        if (!line) {
+            return exit_code;
         }
-        softcam::Camera camera(options);
+        const StopSignal stop;
+        if (!line->quiet) {
+            print_seed(line->camera);
+        }
+        Camera camera(line->camera);
         camera.start();
-        if (!quiet) {
-            std::printf("softcam: listening on %s (serial %s, MAC %s)\n", camera.address().to_string().c_str(),
-                        options.serial_number.c_str(), camera.mac().to_string().c_str());
-            std::fflush(stdout);
+        if (!line->quiet) {
+            print_address(camera, "listening", line->camera);
         }
-        stop.wait();
+        run(camera, *line, stop);
         camera.stop();
-        if (!quiet) {
+        if (!line->quiet) {
             const auto stream = camera.stream_statistics();
             const auto control = camera.control_statistics();
             std::printf("softcam: stopped after %llu blocks, %llu commands\n",

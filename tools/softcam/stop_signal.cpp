@@ -1,6 +1,5 @@
 #include "tools/softcam/stop_signal.h"
 
-#include <chrono>
 #include <csignal>
 #include <thread>
 
@@ -39,9 +38,16 @@ StopSignal::StopSignal()
 
 void StopSignal::wait() const
 {
-    while (stop_requested == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    while (!wait_for(std::chrono::milliseconds(50))) {
     }
+}
+
+bool StopSignal::wait_for(std::chrono::milliseconds time) const
+{
+    if (stop_requested == 0) {
+        std::this_thread::sleep_for(time);
+    }
+    return stop_requested != 0;
 }
 
 }  // namespace softcam

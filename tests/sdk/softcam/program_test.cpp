@@ -106,6 +106,33 @@ TEST(SoftcamProgram, PrintsTheSeedOfItsLosses)
     EXPECT_EQ(program.line(), "softcam: losing 5 of 1000 packets, seed 1234\n");
 }
 
+TEST(SoftcamProgram, PrintsTheSeedOfItsFaultsChosenOrNot)
+{
+    Program told({"--address", "127.0.0.29", "--lose-acks", "5", "--seed", "99"});
+    EXPECT_EQ(told.line(), "softcam: faults on the control channel, seed 99\n");
+    Program chosen({"--address", "127.0.0.30", "--double-acks", "1000"});
+    unsigned long long seed = 0;
+    const std::string line = chosen.line();
+    EXPECT_EQ(std::sscanf(line.c_str(), "softcam: faults on the control channel, seed %llu\n", &seed), 1) << line;
+    EXPECT_NE(seed, 0U);
+    EXPECT_NE(chosen.line(), "");
+    HostSocket host;
+    host.send("127.0.0.30", {0x42, 0x01, 0, 2, 0, 0, 0, 1});
+    EXPECT_TRUE(host.receive());
+    EXPECT_TRUE(host.receive());
+}
+
+TEST(SoftcamProgram, FallsSilentAndRestartsWhenTheScheduleSaysSo)
+{
+    Program program({"--address", "127.0.0.29", "--serial", "P-1", "--silent-after", "0", "--reboot-after", "20",
+                     "--reboot-silence", "0", "--reboot-address", "127.0.0.30"});
+    EXPECT_NE(program.line(), "");
+    EXPECT_EQ(program.line(), "softcam: restarted on 127.0.0.30 (serial P-1, MAC 02:56:7f:00:00:1d)\n");
+    HostSocket host;
+    host.send("127.0.0.30", {0x42, 0x01, 0, 2, 0, 0, 0, 1});
+    EXPECT_FALSE(host.receive(std::chrono::milliseconds(100))) << "not silent";
+}
+
 TEST(SoftcamProgram, RefusesWhatItCannotDo)
 {
     Program unknown({"--address", "no-such-interface"});

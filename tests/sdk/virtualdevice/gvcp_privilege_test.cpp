@@ -108,11 +108,11 @@ TEST_F(GvcpHeartbeat, SilenceBeyondTheTimeoutEndsControl)
 {
     take_control();
     clock.advance(3000ms);
-    responder.tick();
+    tick();
     EXPECT_EQ(read(0x0A00), 2U) << "the timeout itself is not yet too long";
 
     clock.advance(3001ms);
-    responder.tick();
+    tick();
     EXPECT_EQ(hooks.control_changes, (std::vector<bool>{true, false}));
     EXPECT_EQ(read(0x0A00), 0U);
     EXPECT_EQ(responder.statistics().heartbeat_expired, 1U);
@@ -123,7 +123,7 @@ TEST_F(GvcpHeartbeat, AnyCommandOfTheControllerKeepsItAlive)
     take_control();
     for (int i = 0; i < 20; ++i) {
         clock.advance(2900ms);
-        responder.tick();
+        tick();
         EXPECT_EQ(read(0x0938), 3000U);
     }
     EXPECT_EQ(hooks.control_changes, std::vector<bool>{true});
@@ -161,7 +161,7 @@ TEST_F(GvcpHeartbeat, TheTimeoutIsWritableButNotBelowHalfASecond)
     EXPECT_EQ(read(0x0938), 500U);
     EXPECT_EQ(write(0x0938, 60000), status::success);
     clock.advance(59s);
-    responder.tick();
+    tick();
     EXPECT_EQ(read(0x0A00), 2U);
 }
 
@@ -170,7 +170,7 @@ TEST_F(GvcpHeartbeat, DisablingItKeepsControlForever)
     take_control();
     ASSERT_EQ(write(0x0954, 1), status::success);
     clock.advance(24h);
-    responder.tick();
+    tick();
     EXPECT_EQ(read(0x0A00), 2U);
 }
 

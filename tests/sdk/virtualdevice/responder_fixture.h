@@ -200,6 +200,16 @@ protected:
     }
     Bytes ask(const Bytes& datagram) { return ask(datagram, host); }
 
+    /// What is answered at this moment to what came before.
+    std::vector<Bytes> tick()
+    {
+        std::vector<Bytes> sent;
+        responder.tick([&](const vex::Endpoint&, std::span<const std::uint8_t> data) {
+            sent.emplace_back(data.begin(), data.end());
+        });
+        return sent;
+    }
+
     unsigned next_id() { return ++id_; }
     std::uint32_t read(std::uint32_t address) { return u32_at(ask(read_register(next_id(), address)), 8); }
     unsigned write(std::uint32_t address, std::uint32_t value)

@@ -1,0 +1,118 @@
+#include "tools/softcam/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <stdexcept>
+
+namespace softcam {
+
+namespace {
+
+using vex::virtual_device::Status;
+
+void add_rate(CLI::App& app, const char* name, unsigned& rate, const char* what)
+{
+    app.add_option(name, rate, what)->check(CLI::Range(0, 1000))->group("Faults, of 1000");
+}
+
+void add_time(CLI::App& app, const char* name, std::chrono::milliseconds& time, const char* what, const char* group)
+{
+    app.add_option_function<unsigned>(
+           name, [&time](unsigned ms) { time = std::chrono::milliseconds(ms); }, what)
+        ->check(CLI::Range(0, 3'600'000))
+        ->group(group);
+}
+
+void add_moment(CLI::App& app, const char* name, std::optional<std::chrono::milliseconds>& moment, const char* what)
+{
+    app.add_option_function<unsigned>(
+           name, [&moment](unsigned ms) { moment = std::chrono::milliseconds(ms); }, what)
+        ->check(CLI::Range(0, 86'400'000))
+        ->group("Faults, at a time");
+}
+
+void add_faults(CLI::App& app, CameraOptions& options)
+{
+    ControlFaults& faults = options.control_faults;
+    add_rate(app, "--drop", options.drop_per_mille, "stream packets lost on purpose, per mille");
+    add_rate(app, "--lose-commands", faults.lost_commands, "commands that never reach the camera");
+    add_rate(app, "--lose-acks", faults.lost, "acknowledges that get lost");
+    add_rate(app, "--late-acks", faults.late, "acknowledges that come up to --late-by late");
+    add_rate(app, "--double-acks", faults.doubled, "acknowledges that come twice");
+    add_rate(app, "--reorder-acks", faults.reordered, "acknowledges that come after the next one");
+    add_rate(app, "--truncate-acks", faults.truncated, "acknowledges that are cut short");
+    add_rate(app, "--wrong-acks", faults.wrong, "acknowledges that answer another request");
+    add_rate(app, "--pending", faults.pending, "commands that take --pending-time, announced by PENDING_ACK");
+    add_rate(app, "--refuse", faults.refused, "register and memory commands that are refused");
+    const std::map<std::string, Status> refusals{{"denied", Status::access_denied}, {"busy", Status::busy}};
+    app.add_option("--refuse-as", faults.refusal, "how: denied (default) or busy")
+        ->transform(CLI::CheckedTransformer(refusals))
+        ->group("Faults, of 1000");
+    add_time(app, "--late-by", faults.late_by, "milliseconds (default 50)", "Faults, of 1000");
+    add_time(app, "--pending-time", faults.pending_time, "milliseconds (default 200)", "Faults, of 1000");
+}
+
+void add_schedule(CLI::App& app, Schedule& schedule, std::string& description_file)
+{
+    constexpr const char* group = "Faults, at a time";
+    add_moment(app, "--silent-after", schedule.silent_after, "milliseconds until the camera falls silent");
+    add_time(app, "--silent-for", schedule.silent_for, "milliseconds of silence (default: until the end)", group);
+    add_moment(app, "--reboot-after", schedule.reboot_after, "milliseconds until it is switched off and on");
+    add_time(app, "--reboot-silence", schedule.reboot.silence, "milliseconds until it answers again (default 200)",
+             group);
+    app.add_option("--reboot-address", schedule.reboot.adapter, "where it listens then (default: the same address)")
+        ->group(group);
+    app.add_option("--reboot-description", description_file, "XML file of the description that it has then")
+        ->group(group);
+}
+
+std::string contents_of(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file || text.empty()) {
+        throw std::runtime_error("cannot read \"" + path + "\"");
+    }
+    return text;
+}
+
+}  // namespace
+
+std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_code)
+{
+    CommandLine line;
+    CameraOptions& options = line.camera;
+    std::uint64_t seed = 0;
+    std::string description_file;
+
+    CLI::App app{"softcam: a GigE Vision camera in software"};
+    app.add_option("-a,--address,--interface", options.adapter,
+                   "where to listen: IPv4 address, interface name or MAC address (default 127.0.0.2)");
+    app.add_option("-s,--serial", options.serial_number, "serial number, at most 16 characters");
+    app.add_option("-n,--name", options.user_defined_name, "user-defined name, at most 16 characters");
+    app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
+    app.add_option("--seed", seed, "seed of all faults; without it one is chosen and printed");
+    app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
+    app.add_flag("-q,--quiet", line.quiet, "print errors only");
+    add_faults(app, options);
+    add_schedule(app, line.schedule, description_file);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        exit_code = app.exit(error);
+        return std::nullopt;
+    }
+
+    options.drop_seed = seed != 0 ? seed : std::random_device{}() | 1U;
+    options.control_faults.seed = options.drop_seed;
+    if (!description_file.empty()) {
+        line.schedule.reboot.description = contents_of(description_file);
+    }
+    return line;
+}
+
+}  // namespace softcam
