@@ -63,6 +63,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
         candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
         candidate->enable_capabilities();
     }
+    candidate->path_.emplace(target.device.address, candidate->channel_.local().address);
     connection = candidate;
     return PvResult::OK;
 }
@@ -153,6 +154,7 @@ void Connection::close() noexcept
     if (ended_.exchange(true)) {
         return;
     }
+    path_.reset();
     if (has_control()) {
         static_cast<void>(channel_.close_with({bootstrap::control_channel_privilege, 0}, release_policy));
     } else {
@@ -165,6 +167,7 @@ bool Connection::lose(std::string reason)
     if (ended_.exchange(true)) {
         return false;
     }
+    path_.reset();
     {
         const std::scoped_lock lock(reason_mutex_);
         loss_reason_ = std::move(reason);

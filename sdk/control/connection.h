@@ -15,6 +15,7 @@
 #include "sdk/control/control_transport.h"
 #include "sdk/control/privilege.h"
 #include "sdk/net/clock.h"
+#include "sdk/net/known_path.h"
 
 namespace vex::control {
 
@@ -100,6 +101,7 @@ private:
     DeviceFacts facts_;
     std::optional<PrivilegeHolder> holder_;
     bool kept_control_ = false;
+    std::optional<net::KnownPath> path_;  ///< while the connection is open
     std::atomic<bool> ended_{false};
     mutable std::mutex reason_mutex_;
     std::string loss_reason_;

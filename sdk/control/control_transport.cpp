@@ -4,10 +4,20 @@
 
 namespace vex::control {
 
+namespace {
+
+net::UdpSocket open_socket(Ipv4Address device, Ipv4Address local, std::uint16_t port)
+{
+    if (local.is_any()) {
+        return net::UdpSocket::open({net::local_address_towards(device), port});
+    }
+    return net::UdpSocket::open({local, port}, {.stay_on_interface = true});
+}
+
+}  // namespace
+
 UdpControlTransport::UdpControlTransport(const Endpoint& device, Ipv4Address local, std::uint16_t port)
-    : device_(device),
-      socket_(net::UdpSocket::open({local.is_any() ? net::local_address_towards(device.address) : local, port})),
-      local_(socket_.local())
+    : device_(device), socket_(open_socket(device.address, local, port)), local_(socket_.local())
 {}
 
 std::error_code UdpControlTransport::send(std::span<const std::uint8_t> datagram) noexcept

@@ -37,9 +37,8 @@ public:
 /// The transport over a socket of its own.
 class UdpControlTransport final : public ControlTransport {
 public:
-    /// Binds to `local`, or to the address from which the system reaches the device when that is 0.0.0.0, and to
-    /// `port`, or to one that the system chooses when it is 0. Throws std::system_error when the socket cannot be
-    /// opened.
+    /// Binds to `local` and sends by the interface that has it; when that is 0.0.0.0 the system's routes decide on
+    /// both. `port` 0 lets the system choose one. Throws std::system_error when the socket cannot be opened.
     UdpControlTransport(const Endpoint& device, Ipv4Address local, std::uint16_t port = 0);
 
     std::error_code send(std::span<const std::uint8_t> datagram) noexcept override;

@@ -18,6 +18,7 @@ public:
     {
         net::UdpOptions options;
         options.broadcast = true;
+        options.stay_on_interface = true;
         options.receive_buffer_bytes = receive_buffer;
         for (std::size_t i = 0; i < interfaces.size(); ++i) {
             try {

@@ -27,6 +27,9 @@ struct Interface {
 /// Throws std::system_error when the system does not tell.
 [[nodiscard]] std::vector<Interface> list_interfaces();
 
+/// The system's number of the adapter that has the address; 0 for loopback, and when none or several have it.
+[[nodiscard]] std::uint32_t interface_index_of(Ipv4Address address) noexcept;
+
 /// The local address from which the system would reach `destination`; 0.0.0.0 when there is no route.
 [[nodiscard]] Ipv4Address local_address_towards(Ipv4Address destination) noexcept;
 

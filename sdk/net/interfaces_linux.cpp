@@ -117,6 +117,28 @@ std::vector<Interface> list_interfaces()
     return interfaces;
 }
 
+std::uint32_t interface_index_of(Ipv4Address address) noexcept
+{
+    ifaddrs* raw = nullptr;
+    if (address.is_any() || address.is_loopback() || ::getifaddrs(&raw) != 0) {
+        return 0;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(raw, &::freeifaddrs);
+    std::uint32_t index = 0;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
+            (entry->ifa_flags & (IFF_UP | IFF_LOOPBACK)) != IFF_UP || address_of(entry->ifa_addr) != address) {
+            continue;
+        }
+        const std::uint32_t one = ::if_nametoindex(adapter_name(entry->ifa_name).c_str());
+        if (index != 0 && index != one) {
+            return 0;
+        }
+        index = one;
+    }
+    return index;
+}
+
 Ipv4Address local_address_towards(Ipv4Address destination) noexcept
 {
     try {

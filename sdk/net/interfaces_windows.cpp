@@ -85,6 +85,33 @@ std::vector<Interface> list_interfaces()
     return interfaces;
 }
 
+std::uint32_t interface_index_of(Ipv4Address address) noexcept
+{
+    if (address.is_any() || address.is_loopback()) {
+        return 0;
+    }
+    try {
+        const std::unique_ptr<std::byte[]> block = adapters();
+        std::uint32_t index = 0;
+        for (auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(block.get()); adapter != nullptr;
+             adapter = adapter->Next) {
+            for (const auto* unicast = adapter->FirstUnicastAddress; unicast != nullptr; unicast = unicast->Next) {
+                if (adapter->OperStatus != IfOperStatusUp || adapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK ||
+                    address_of(unicast->Address) != address) {
+                    continue;
+                }
+                if (index != 0 && index != adapter->IfIndex) {
+                    return 0;
+                }
+                index = adapter->IfIndex;
+            }
+        }
+        return index;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
 Ipv4Address local_address_towards(Ipv4Address destination) noexcept
 {
     try {

@@ -13,9 +13,12 @@
 namespace vex::net {
 
 struct UdpOptions {
-    bool reuse_address = false;    ///< several sockets may share the port; each receives broadcasts and multicasts
-    bool broadcast = false;        ///< sending to broadcast addresses is allowed
-    bool dont_fragment = false;    ///< outgoing datagrams larger than the path's MTU fail instead of being fragmented
+    bool reuse_address = false;  ///< several sockets may share the port; each receives broadcasts and multicasts
+    bool broadcast = false;      ///< sending to broadcast addresses is allowed
+    bool dont_fragment = false;  ///< outgoing datagrams larger than the path's MTU fail instead of being fragmented
+    /// Datagrams leave by the interface that has the local address, whichever of several in one subnet the routes name.
+    /// Without effect for loopback addresses, and where the system cannot.
+    bool stay_on_interface = false;
     int receive_buffer_bytes = 0;  ///< asked of the system, which may give less; 0 leaves its default
     int send_buffer_bytes = 0;     ///< as above
 };

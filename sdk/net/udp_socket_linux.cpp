@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "sdk/net/interfaces.h"
 #include "sdk/net/posix_socket.h"
 
 namespace vex::net {
@@ -61,6 +62,11 @@ UdpSocket UdpSocket::open(Endpoint local, const UdpOptions& options)
     }
     if (options.dont_fragment) {
         check(socket.set_dont_fragment(true));
+    }
+    if (const std::uint32_t index = options.stay_on_interface ? interface_index_of(local.address) : 0; index != 0) {
+        // not SO_BINDTODEVICE, which also keeps away what this host sends to itself, and takes a privilege before
+        // Linux 5.7. The routes remain as they are where the system refuses.
+        set_option(descriptor, IPPROTO_IP, IP_UNICAST_IF, static_cast<int>(htonl(index)));
     }
     set_buffer(descriptor, SO_RCVBUFFORCE, SO_RCVBUF, options.receive_buffer_bytes);
     set_buffer(descriptor, SO_SNDBUFFORCE, SO_SNDBUF, options.send_buffer_bytes);

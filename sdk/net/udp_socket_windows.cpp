@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "sdk/net/interfaces.h"
 #include "sdk/net/winsock_socket.h"
 
 namespace vex::net {
@@ -90,6 +91,10 @@ UdpSocket UdpSocket::open(Endpoint local, const UdpOptions& options)
     }
     if (options.dont_fragment) {
         check(socket.set_dont_fragment(true));
+    }
+    if (const std::uint32_t index = options.stay_on_interface ? interface_index_of(local.address) : 0; index != 0) {
+        // the routes remain as they are where the system refuses
+        set_option(handle, IPPROTO_IP, IP_UNICAST_IF, static_cast<DWORD>(htonl(index)));
     }
     if (options.receive_buffer_bytes > 0) {
         set_option(handle, SOL_SOCKET, SO_RCVBUF, options.receive_buffer_bytes);

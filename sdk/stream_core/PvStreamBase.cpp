@@ -5,6 +5,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/net/interfaces.h"
+#include "sdk/net/known_path.h"
 #include "sdk/stream_core/stream_channel.h"
 
 using namespace vex;
@@ -22,7 +23,8 @@ PvResult parse(const PvString& text, const char* what, Ipv4Address& address)
     return PvResult::OK;
 }
 
-/// Fills in the device's address and the interface's; an empty `local_ip` takes the interface that leads to the device.
+/// Fills in the device's address and the interface's; an empty `local_ip` takes the interface over which this process
+/// is connected to the device, or else the one that the system's routes name.
 PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::Endpoints& endpoints)
 {
     if (PvResult result = parse(device_ip, "device address", endpoints.device); !result.IsOK()) {
@@ -34,7 +36,8 @@ PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::En
     if (!local_ip.empty()) {
         return parse(local_ip, "local address", endpoints.local);
     }
-    endpoints.local = net::local_address_towards(endpoints.device);
+    const Ipv4Address known = net::known_local_address_towards(endpoints.device);
+    endpoints.local = known.is_any() ? net::local_address_towards(endpoints.device) : known;
     if (endpoints.local.is_any()) {
         return failure(PvResult::NetworkError, "No interface leads to ", device_ip.view());
     }

@@ -35,8 +35,9 @@ public:
     /// Opens the stream for a device that sends to this host alone.
     ///
     /// `device_ip` is the device's address; packets from anywhere else are ignored. `local_port` 0 lets the system
-    /// choose a port. `channel` is the device's stream channel. An empty `local_ip` takes the interface that leads to
-    /// the device.
+    /// choose a port. `channel` is the device's stream channel. An empty `local_ip` takes the interface over which this
+    /// process is connected to the device (the newest connection, if several devices have the address), or without a
+    /// connection the one that the system's routes name.
     /// Errors: InvalidParameter (an address that is none), StateError (already open), NetworkError (no socket; the text
     /// tells the address and the system's reason).
     PvResult Open(const PvString& device_ip, std::uint16_t local_port = 0, std::uint16_t channel = 0,

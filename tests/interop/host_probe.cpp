@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "sdk/base/address.h"
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/PvDeviceInfo.h"
@@ -320,8 +321,11 @@ int stream_from(const Options& options)
     }
     set_packet_size(options, device);
 
+    std::uint32_t address = 0;
+    require(device.ReadRegister(wire::bootstrap::current_ip, address), "read the address");
     PvStream stream;
-    require(stream.Open(PvString(options.device)), "open the stream");
+    require(stream.Open(PvString(Ipv4Address{address}.to_string())), "open the stream");
+    tell("stream_on", stream.GetLocalIPAddress().str());
     require(device.SetStreamDestination(stream.GetLocalIPAddress(), stream.GetLocalPort()), "set the destination");
     const Tally tally = acquire(options, stream, features);
     for (const char* name : {"BlockCount", "ImageCount", "ErrorCount", "LostPacketCount", "MalformedPacket"}) {
@@ -355,7 +359,7 @@ int main(int argc, char** argv)
     auto* const list_command = app.add_subcommand("list", "list every feature with kind, access and plain value");
     auto* const stream_command = app.add_subcommand("stream", "stream frames and judge them");
     for (CLI::App* const command : {read_command, list_command, stream_command}) {
-        command->add_option("device", options.device, "IP address")->required();
+        command->add_option("device", options.device, "as PvDevice::Connect takes it")->required();
     }
     for (CLI::App* const command : {list_command, stream_command}) {
         command->add_option("--set", options.settings, "NAME=VALUE, set before anything else");

@@ -1,4 +1,4 @@
-"""Hosts to test on: network namespaces with nothing but loopback, and the programs that run in them.
+"""Hosts to test on: network namespaces with loopback, the wires between them, and the programs that run in them.
 
 Whatever is started or made here ends with the `with` block it belongs to, also when that is left by an exception.
 """
@@ -88,8 +88,8 @@ class Program:
 
 
 class Host:
-    """A network namespace with only loopback. It lives as long as a process that holds it, which ends with this one,
-    however that ends: nothing stays behind under a name.
+    """A network namespace with only loopback, until it is wired to another. It lives as long as a process that holds
+    it, which ends with this one, however that ends: nothing stays behind under a name, and wires end with their hosts.
     """
 
     def __init__(self, folder):
@@ -136,6 +136,24 @@ class Host:
             return []
         pids = [int(name) for name in os.listdir("/proc") if name.isdigit()]
         return [pid for pid in pids if pid != self._holder.pid and namespace(pid) == own]
+
+    def _configure(self, *arguments):
+        done = self.run(["ip", *arguments], 10)
+        if done.returncode != 0:
+            raise LabError(f"ip {' '.join(arguments)}: {done.stdout.strip()}")
+
+    def wire_to(self, other, here, there):
+        """Joins an interface of this host to one of another, as by a cable; each is a name and an address with prefix
+        length.
+        """
+        peer = ["peer", "name", there[0], "netns", str(other._holder.pid)]
+        self._configure("link", "add", here[0], "type", "veth", *peer)
+        for host, (name, address) in ((self, here), (other, there)):
+            host._configure("address", "add", address, "broadcast", "+", "dev", name)
+            host._configure("link", "set", name, "up")
+
+    def add_route(self, *arguments):
+        self._configure("route", "add", *arguments)
 
     def inside(self, argv):
         """The command that runs `argv` here and lets it die with this process."""

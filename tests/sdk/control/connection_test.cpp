@@ -59,6 +59,23 @@ protected:
     std::shared_ptr<Connection> connection;
 };
 
+TEST_F(ConnectionTest, TellsOthersItsInterfaceWhileItLasts)
+{
+    const auto known = [] { return net::known_local_address_towards(ScriptedTransport::camera.address); };
+    start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    EXPECT_EQ(known(), connection->channel().local().address);
+    connection->close();
+    EXPECT_TRUE(known().is_any());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    connection->lose("pulled");
+    EXPECT_TRUE(known().is_any());
+    start(sound());
+    ASSERT_TRUE(open(PvAccessControl).IsOK());
+    connection.reset();
+    EXPECT_TRUE(known().is_any());
+}
+
 TEST_F(ConnectionTest, TakesAndReturnsControl)
 {
     RawDevice& camera = start(sound());

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "sdk/buffer/PvBuffer.h"
+#include "sdk/net/known_path.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/PvStreamBase.h"
 #include "sdk/stream_core/stream_channel.h"
@@ -55,6 +56,19 @@ TEST(Open, FindsTheInterfaceTowardsTheDevice)
     Stream stream;
     ASSERT_TRUE(stream.Open(camera_ip).IsOK());
     EXPECT_EQ(stream.GetLocalIPAddress().view().substr(0, 4), "127.");
+}
+
+TEST(Open, ReceivesWhereTheProcessIsConnectedToTheDevice)
+{
+    Stream stream;
+    {
+        const net::KnownPath path(stream_test::camera, {0x7F00002A});
+        ASSERT_TRUE(stream.Open(camera_ip).IsOK());
+    }
+    EXPECT_EQ(stream.GetLocalIPAddress(), "127.0.0.42");
+    ASSERT_TRUE(stream.Close().IsOK());
+    ASSERT_TRUE(stream.Open(camera_ip).IsOK());
+    EXPECT_NE(stream.GetLocalIPAddress(), "127.0.0.42");
 }
 
 TEST(Open, RefusesWhatIsNoAddress)

@@ -1,0 +1,54 @@
+#include "sdk/net/known_path.h"
+
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
+namespace vex::net {
+
+namespace {
+
+struct Entry {
+    const KnownPath* path;
+    Ipv4Address peer;
+    Ipv4Address local;
+};
+
+struct Paths {
+    std::mutex mutex;
+    std::vector<Entry> entries;  ///< the newest last
+};
+
+Paths& paths()
+{
+    // never destroyed: connections in static objects may outlive it
+    static auto* const all = new Paths;
+    return *all;
+}
+
+}  // namespace
+
+KnownPath::KnownPath(Ipv4Address peer, Ipv4Address local)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    all.entries.push_back({this, peer, local});
+}
+
+KnownPath::~KnownPath()
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    std::erase_if(all.entries, [this](const Entry& entry) { return entry.path == this; });
+}
+
+Ipv4Address known_local_address_towards(Ipv4Address peer)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    const auto newest = std::find_if(all.entries.rbegin(), all.entries.rend(),
+                                     [peer](const Entry& entry) { return entry.peer == peer; });
+    return newest != all.entries.rend() ? newest->local : any_address;
+}
+
+}  // namespace vex::net

@@ -1,0 +1,42 @@
+#include "sdk/net/known_path.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+using namespace vex;
+
+namespace {
+
+constexpr Ipv4Address camera{0xA9FE1401};
+constexpr Ipv4Address other_camera{0xA9FE1402};
+constexpr Ipv4Address first{0xA9FE0A01};
+constexpr Ipv4Address second{0xA9FE0A02};
+
+TEST(KnownPath, IsKnownForItsPeerWhileItLives)
+{
+    EXPECT_TRUE(net::known_local_address_towards(camera).is_any());
+    {
+        const net::KnownPath path(camera, first);
+        const net::KnownPath other(other_camera, second);
+        EXPECT_EQ(net::known_local_address_towards(camera), first);
+        EXPECT_EQ(net::known_local_address_towards(other_camera), second);
+    }
+    EXPECT_TRUE(net::known_local_address_towards(camera).is_any());
+}
+
+TEST(KnownPath, TheNewestOfSeveralCounts)
+{
+    std::optional<net::KnownPath> older;
+    std::optional<net::KnownPath> newer;
+    older.emplace(camera, first);
+    newer.emplace(camera, second);
+    EXPECT_EQ(net::known_local_address_towards(camera), second);
+    newer.reset();
+    EXPECT_EQ(net::known_local_address_towards(camera), first);
+    newer.emplace(camera, second);
+    older.reset();
+    EXPECT_EQ(net::known_local_address_towards(camera), second);
+}
+
+}  // namespace
