@@ -156,6 +156,7 @@ private:
     void refuse_by_formula(const Node& subject, Node& node);
     void refuse_by_place(const Node& subject, Node& node);
     [[nodiscard]] bool locked_by_acquisition(Node& lock);
+    [[nodiscard]] bool is_writable_when_idle(Node& readable);
 
     // Writes (engine_writes.cpp)
     /// What a value is measured against on its way down to the registers.

@@ -388,4 +388,32 @@ bool NodeMap::locked_by_acquisition(Node& lock)
     return false;
 }
 
+/// Of a node that can be read: nothing but the acquisition keeps it from being written.
+bool NodeMap::is_writable_when_idle(Node& readable)
+{
+    Node* node = &readable;
+    try {
+        for (std::uint32_t steps = 0; steps < longest_chain; ++steps) {
+            const bool locked = node->is_locked != no_node &&
+                                (!is_readable(access_of(at(node->is_locked))) || is_true(node->is_locked)) &&
+                                !locked_by_acquisition(at(node->is_locked));
+            if (locked || !is_writable(node->imposed) ||
+                (is_register(node->kind) && !is_writable(register_access(*node))) ||
+                (is_formula(node->kind) && model_.formulas[node->data].to.instructions.count == 0)) {
+                return false;
+            }
+            const bool number = node->kind == Kind::integer || node->kind == Kind::floating;
+            const NodeIndex next = number ? current_operand(*node).node : value_node(model_, *node);
+            if (next == no_node) {
+                return own_access(*node) == AccessMode::read_write;
+            }
+            node = &at(next);
+        }
+    } catch (const Error&) {
+        // what cannot be found out does not allow anything
+        return false;
+    }
+    return false;
+}
+
 }  // namespace GenApi

@@ -172,6 +172,7 @@ public:
     [[nodiscard]] std::vector<INode*> selecting() const override;
     [[nodiscard]] std::vector<INode*> children() const override;
     [[nodiscard]] AccessMode access() override;
+    [[nodiscard]] AccessMode access_when_idle() override;
     [[nodiscard]] bool is_cached() override;
     void invalidate() override;
     [[nodiscard]] std::int64_t int_value(ReadMode mode) override;

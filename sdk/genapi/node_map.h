@@ -84,6 +84,8 @@ public:
     /// What may be done with the node at present. Never throws for lack of data: a node whose condition cannot be read
     /// is not available.
     [[nodiscard]] virtual AccessMode access() = 0;
+    /// The same as if no acquisition ran: a lock that stands on TLParamsLocked does not count.
+    [[nodiscard]] virtual AccessMode access_when_idle() = 0;
     /// A read would be answered without a transfer.
     [[nodiscard]] virtual bool is_cached() = 0;
     /// Forgets what is cached of this node, down to its register, and of everything that depends on it.

@@ -73,6 +73,13 @@ AccessMode Node::access()
     return map->access_of(*this);
 }
 
+AccessMode Node::access_when_idle()
+{
+    const NodeMap::Operation operation(*map);
+    const AccessMode mode = map->access_of(*this);
+    return mode == AccessMode::read_only && map->is_writable_when_idle(*this) ? AccessMode::read_write : mode;
+}
+
 bool Node::is_cached()
 {
     const NodeMap::Operation operation(*map);

@@ -253,6 +253,28 @@ TEST(Access, TellsWhoIsMeantByTheStreamLock)
               "ExposureTime is locked at present: Lock is 1");
 }
 
+TEST(Access, IsAlsoToldAsIfNoAcquisitionRan)
+{
+    Camera camera(integer("TLParamsLocked", {.value = 1}) + integer("Width", {.is_locked = "Lock", .value = "R"}) +
+                  int_swiss_knife("Lock", "T", {{"T", "TLParamsLocked"}}) + integer("Deep", {.value = "Width"}) +
+                  int_reg("R", 0, {.is_locked = "TLParamsLocked"}) +
+                  integer("Imposed", {.is_locked = "Lock", .imposed_access = "RO", .value = "R"}) +
+                  integer("OnReadOnly", {.is_locked = "Lock", .value = "RO"}) + int_reg("RO", 4, "RO") +
+                  integer("Other", {.is_locked = "One", .value = "R"}) + integer("One", {.value = 1}) +
+                  integer("Absent", {.is_available = "Zero", .is_locked = "Lock", .value = "R"}) +
+                  integer("Zero", {.value = 0}) + int_swiss_knife("Computed", "1"));
+    for (const char* name : {"Width", "Deep", "R"}) {
+        EXPECT_EQ(camera[name].access(), AccessMode::read_only) << name;
+        EXPECT_EQ(camera[name].access_when_idle(), AccessMode::read_write) << name;
+    }
+    for (const char* name : {"Imposed", "OnReadOnly", "Other", "Computed"}) {
+        EXPECT_EQ(camera[name].access_when_idle(), AccessMode::read_only) << name;
+    }
+    EXPECT_EQ(camera["Absent"].access_when_idle(), AccessMode::not_available);
+    camera["TLParamsLocked"].set_int_value(0);
+    EXPECT_EQ(camera["Width"].access_when_idle(), AccessMode::read_write);
+}
+
 TEST(Access, SaysWhyItIsRefused)
 {
     Camera camera(integer("Imp", {.is_implemented = "Zero", .value = "R"}) +
