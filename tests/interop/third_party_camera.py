@@ -1,5 +1,6 @@
 """The host side against a camera that others simulate."""
 
+import json
 import re
 
 import capture
@@ -16,7 +17,39 @@ def start_camera(host, *arguments):
     return camera
 
 
+def check_command_line(report, folder, tools):
+    with Host(folder) as host:
+        start_camera(host)
+
+        def pvctl(*arguments):
+            done = host.run([tools.pvctl, *arguments], 30)
+            return done.returncode, done.stdout
+
+        code, text = pvctl("discover", "-t", "500")
+        report.check("pvctl discover", code == 0 and CAMERA in text and SERIAL in text, own.last_line(text))
+        code, text = pvctl("info", CAMERA, "--json")
+        facts = json.loads(text) if code == 0 else {}
+        report.check(
+            "pvctl info",
+            code == 0 and facts["identity"]["serial_number"] == SERIAL and facts["control"]["access"] == "free"
+            and facts["description"]["first_url"].startswith("Local:"),
+            own.last_line(text),
+        )  # fmt: skip
+        code, text = pvctl("set", SERIAL, "Width=320", "PixelFormat=Mono16")
+        report.check("pvctl set", code == 0 and text.startswith("Width = 320 (was 512)"), text.strip())
+        code, text = pvctl("get", CAMERA, "-b", "Width", "PixelFormat", "DeviceID")
+        report.check("pvctl get", (code, text) == (0, f"320\nMono16\n{SERIAL}\n"), text.strip())
+        code, text = pvctl("tree", CAMERA, "--json")
+        width = json.loads(text)["ImageFormatControl"]["Width"] if code == 0 else {}
+        report.check("pvctl tree", width.get("value") == 320 and width["maximum"] == 2048, own.last_line(text))
+        code, text = pvctl("xml", CAMERA)
+        report.check("pvctl xml", code == 0 and text.rstrip().endswith("</RegisterDescription>"), own.last_line(text))
+        code, text = pvctl("get", CAMERA, "NoSuchFeature")
+        report.check("pvctl get of what is not there", code == 3, text.strip())
+
+
 def run(report, folder, tools):
+    check_command_line(report, folder, tools)
     with Host(folder) as host:
         camera = start_camera(host)
         taken = capture.Capture(host, "host")

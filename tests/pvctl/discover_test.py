@@ -3,26 +3,18 @@
     discover_test.py PVCTL SOFTCAM
 """
 import json
-import subprocess
+import re
 import sys
-import unittest
 
-PVCTL = SOFTCAM = ""
+sys.dont_write_bytecode = True
+import programs
 
 
-class Discover(unittest.TestCase):
-    def start_camera(self, *arguments):
-        camera = subprocess.Popen([SOFTCAM, *arguments], stdout=subprocess.PIPE, text=True)
-        self.addCleanup(camera.stdout.close)
-        self.addCleanup(camera.wait)
-        self.addCleanup(camera.terminate)
-        while "listening on" not in (line := camera.stdout.readline()):
-            self.assertTrue(line, "the camera did not start")
-
+class Discover(programs.PvctlTest):
     def discover(self, *arguments):
-        done = subprocess.run([PVCTL, "discover", "-t", "500", *arguments], capture_output=True, text=True)
-        self.assertEqual(done.stderr, "")
-        return done.returncode, done.stdout
+        code, text, errors = self.pvctl("discover", "-t", "500", *arguments)
+        self.assertEqual(errors, "")
+        return code, text
 
     def test_nothing_is_found_where_nothing_is(self):
         code, text = self.discover()
@@ -75,11 +67,28 @@ class Discover(unittest.TestCase):
 
     def test_bad_options_are_refused(self):
         for wrong in (["-t", "0"], ["-t", "60001"], ["-t", "soon"], ["extra"]):
-            done = subprocess.run([PVCTL, "discover", *wrong], capture_output=True, text=True)
-            self.assertNotIn(done.returncode, (0, 3), wrong)
-            self.assertNotEqual(done.stderr, "", wrong)
+            self.fails(2, ".", "discover", *wrong)
+
+    def test_64_devices_fit_the_terminal(self):
+        for last in range(2, 66):
+            self.start_camera("-a", f"127.0.0.{last}", "-s", f"SERIAL-NUMBER{last:03}", "-n", f"station {last}")
+        for columns in (80, 100, 120):
+            code, shown, _ = self.on_terminal(columns, "discover", "-t", "1000")
+            self.assertEqual(code, 0)
+            header, *rows, end = shown.splitlines()
+            self.assertRegex(end, "^64 devices")
+            self.assertLessEqual(max(map(len, (header, *rows))), columns)
+            self.assertEqual(len(rows), 64)
+            # what a device is told apart by stands there whole
+            for last, row in zip(range(2, 66), sorted(rows, key=lambda row: int(re.match(r"127\.0\.0\.(\d+)", row)[1]))):
+                self.assertRegex(row, rf"^127\.0\.0\.{last} +02:56:7f:00:00:{last:02x} ")
+                self.assertRegex(row, " free( |$)")
+        self.assertIn("Vexkam", shown)
+
+    def test_who_waits_is_shown_for_what(self):
+        _, _, errors = self.on_terminal(80, "discover", "-t", "600")
+        self.assertRegex(errors, r"^\rLooking for cameras \.\.\. 0\.3 s(.|\n)*\r\x1b\[K$")
 
 
 if __name__ == "__main__":
-    PVCTL, SOFTCAM = sys.argv.pop(1), sys.argv.pop(1)
-    unittest.main()
+    programs.main()

@@ -14,7 +14,8 @@ public:
 
     /// Whether the command line asks for it.
     [[nodiscard]] bool is_chosen() const { return command_.parsed(); }
-    /// Does what the parsed options ask; the program's exit code. Throws std::runtime_error with what went wrong.
+    /// Does what the parsed options ask; the program's exit code, see failure.h. Throws CommandFailure, or whatever
+    /// else with what went wrong.
     [[nodiscard]] virtual int run() const = 0;
 
 protected:

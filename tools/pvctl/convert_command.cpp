@@ -7,6 +7,7 @@
 #include "sdk/buffer/pixel_type_names.h"
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/convert/PvBufferWriter.h"
+#include "tools/pvctl/failure.h"
 #include "tools/pvctl/picture_file.h"
 #include "tools/pvctl/pixel_format_option.h"
 
@@ -14,13 +15,6 @@ using namespace vex;
 
 namespace pvctl {
 namespace {
-
-void require(const PvResult& result)
-{
-    if (!result.IsOK()) {
-        throw std::runtime_error(std::string(result.description()));
-    }
-}
 
 /// The output's type by its extension.
 std::string type_of_file(const std::string& name)

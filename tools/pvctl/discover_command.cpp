@@ -1,8 +1,6 @@
 #include "tools/pvctl/discover_command.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,13 +8,14 @@
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
+#include "tools/pvctl/failure.h"
+#include "tools/pvctl/json_output.h"
+#include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
 
 namespace pvctl {
 
 namespace {
-
-constexpr int nothing_found = 3;
 
 const char* access_text(PvAccessType access)
 {
@@ -45,6 +44,13 @@ std::vector<const PvDeviceInfo*> devices_of(const PvSystem& system)
 void print_table(const std::vector<const PvDeviceInfo*>& devices, std::uint32_t interfaces)
 {
     TextTable table({"IP ADDRESS", "MAC ADDRESS", "VENDOR", "MODEL", "SERIAL NUMBER", "NAME", "ACCESS", "INTERFACE"});
+    // one line each, also on a terminal of 80 columns
+    table.may_cut(2, 8);
+    table.may_cut(3, 8);
+    table.may_cut(4, 10);
+    table.may_cut(5, 8);
+    table.may_drop(7);
+    table.may_drop(2);
     bool fits = true;
     for (const PvDeviceInfo* device : devices) {
         const bool reachable = device->IsIPConfigurationValid();
@@ -55,7 +61,7 @@ void print_table(const std::vector<const PvDeviceInfo*>& devices, std::uint32_t 
                    device->GetInterface()->GetIPAddress().str()});
     }
     if (!devices.empty()) {
-        std::fputs(table.text().c_str(), stdout);
+        std::fputs(table.text(output_width()).c_str(), stdout);
     }
     std::printf("%zu %s on %u %s\n", devices.size(), devices.size() == 1 ? "device" : "devices", interfaces,
                 interfaces == 1 ? "interface" : "interfaces");
@@ -64,9 +70,9 @@ void print_table(const std::vector<const PvDeviceInfo*>& devices, std::uint32_t 
     }
 }
 
-void print_json(const std::vector<const PvDeviceInfo*>& devices)
+void print_as_json(const std::vector<const PvDeviceInfo*>& devices)
 {
-    auto all = nlohmann::ordered_json::array();
+    Json all = Json::array();
     for (const PvDeviceInfo* device : devices) {
         const PvInterface& adapter = *device->GetInterface();
         all.push_back({{"ip", device->GetIPAddress().str()},
@@ -83,9 +89,7 @@ void print_json(const std::vector<const PvDeviceInfo*>& devices)
                        {"reachable", device->IsIPConfigurationValid()},
                        {"interface", {{"id", adapter.GetID().str()}, {"ip", adapter.GetIPAddress().str()}}}});
     }
-    // what a camera calls itself need not be UTF-8
-    const std::string text = all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    std::puts(text.c_str());
+    print_json(all);
 }
 
 }  // namespace
@@ -108,16 +112,17 @@ int DiscoverCommand::run() const
 {
     PvSystem system;
     system.SetDetectionTimeout(options_->timeout);
-    if (const PvResult result = system.Find(); !result.IsOK()) {
-        throw std::runtime_error(std::string(result.description()));
+    {
+        const Progress progress("Looking for cameras");
+        require(system.Find());
     }
     const auto devices = devices_of(system);
     if (options_->json) {
-        print_json(devices);
+        print_as_json(devices);
     } else {
         print_table(devices, system.GetInterfaceCount());
     }
-    return devices.empty() ? nothing_found : 0;
+    return devices.empty() ? exit_code::not_found : exit_code::success;
 }
 
 }  // namespace pvctl

@@ -1,29 +1,75 @@
 // pvctl: cameras and their images on the command line.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
+#include "tools/pvctl/failure.h"
+#include "tools/pvctl/feature_commands.h"
+#include "tools/pvctl/info_command.h"
+#include "tools/pvctl/text_table.h"
+#include "tools/pvctl/watch_command.h"
+#include "tools/pvctl/xml_command.h"
+
+namespace {
+
+using Commands = std::vector<std::unique_ptr<pvctl::Command>>;
+
+template <typename... All>
+Commands make_commands(CLI::App& app)
+{
+    Commands commands;
+    (commands.push_back(std::make_unique<All>(app)), ...);
+    return commands;
+}
+
+void print_failure(const std::string& text)
+{
+    // line by line: the second one says what to do
+    std::string_view rest = text;
+    for (const char* begin = "pvctl: "; !rest.empty(); begin = "") {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        std::fprintf(stderr, "%s%s\n", begin, pvctl::printable(std::string(rest.substr(0, end))).c_str());
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+}
+
+}  // namespace
 
 int main(int argc, char** argv)
 {
     CLI::App app{"pvctl: cameras and their images on the command line"};
     app.require_subcommand(1);
-    const pvctl::DiscoverCommand discover(app);
-    const pvctl::ConvertCommand convert(app);
-    CLI11_PARSE(app, argc, argv);
+    app.footer(
+        "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
+        "camera or feature.");
+    const Commands commands =
+        make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::TreeCommand, pvctl::GetCommand,
+                      pvctl::SetCommand, pvctl::WatchCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {
+        return app.exit(end) == 0 ? pvctl::exit_code::success : pvctl::exit_code::wrong_usage;
+    }
 
     try {
-        for (const pvctl::Command* command :
-             {static_cast<const pvctl::Command*>(&discover), static_cast<const pvctl::Command*>(&convert)}) {
+        for (const auto& command : commands) {
             if (command->is_chosen()) {
                 return command->run();
             }
         }
+    } catch (const pvctl::CommandFailure& failure) {
+        print_failure(failure.what());
+        return failure.code();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "pvctl: %s\n", error.what());
+        print_failure(error.what());
     }
-    return 1;
+    return pvctl::exit_code::failed;
 }

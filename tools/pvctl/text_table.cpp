@@ -8,11 +8,27 @@ namespace pvctl {
 
 namespace {
 
+constexpr std::size_t column_gap = 2;
+
+bool begins_character(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80; }
+
 /// Characters of UTF-8 text.
 std::size_t length_of(const std::string& text)
 {
-    const auto begins = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80; };
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins));
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins_character));
+}
+
+/// At most `width` characters of it, with a mark where something is missing.
+std::string cut(const std::string& text, std::size_t width)
+{
+    if (length_of(text) <= width) {
+        return text;
+    }
+    std::size_t at = 0;
+    for (std::size_t characters = 0; characters < width; ++at) {
+        characters += begins_character(text[at]) ? 1 : 0;
+    }
+    return text.substr(0, at - 1) + '~';
 }
 
 }  // namespace
@@ -38,19 +54,50 @@ void TextTable::add(std::vector<std::string> row)
     rows_.push_back(std::move(row));
 }
 
-std::string TextTable::text() const
+/// Takes from the widest columns that may be cut what the table is too wide; false when that is not enough. Columns of
+/// width 0 are left out.
+bool TextTable::fit(std::vector<std::size_t>& widths, std::size_t width) const
 {
-    std::vector<std::size_t> widths(rows_.front().size());
-    for (const auto& row : rows_) {
-        for (std::size_t column = 0; column < widths.size(); ++column) {
-            widths[column] = std::max(widths[column], length_of(row[column]));
+    std::size_t all = 0;
+    for (const std::size_t one : widths) {
+        all += one != 0 ? one + column_gap : 0;
+    }
+    for (all -= std::min(all, column_gap); all > width; --all) {
+        std::size_t* widest = nullptr;
+        for (const auto& [column, least] : cuttable_) {
+            if (widths[column] > least && (widest == nullptr || widths[column] > *widest)) {
+                widest = &widths[column];
+            }
         }
+        if (widest == nullptr) {
+            return false;
+        }
+        --*widest;
+    }
+    return true;
+}
+
+std::string TextTable::text(std::size_t width) const
+{
+    std::vector<std::size_t> whole(rows_.front().size());
+    for (const auto& row : rows_) {
+        for (std::size_t column = 0; column < whole.size(); ++column) {
+            whole[column] = std::max(whole[column], length_of(row[column]));
+        }
+    }
+    std::vector<std::size_t> widths = whole;
+    for (std::size_t dropped = 0; width != 0 && !fit(widths, width) && dropped < droppable_.size(); ++dropped) {
+        whole[droppable_[dropped]] = 0;
+        widths = whole;
     }
     std::string text;
     for (const auto& row : rows_) {
         std::string line;
         for (std::size_t column = 0; column < widths.size(); ++column) {
-            line += row[column] + std::string(widths[column] - length_of(row[column]) + 2, ' ');
+            if (widths[column] != 0) {
+                const std::string cell = cut(row[column], widths[column]);
+                line += cell + std::string(widths[column] - length_of(cell) + column_gap, ' ');
+            }
         }
         text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
     }

@@ -1,0 +1,34 @@
+// The terminal that pvctl may run in.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace pvctl {
+
+/// Columns of the terminal that the standard output goes to; 0 when it goes to a file or a pipe, which take any width.
+[[nodiscard]] std::size_t output_width();
+
+/// Shows on the standard error, while it exists, what the user is waiting for and for how long already. Nothing for
+/// what takes less than 300 ms, and nothing when the standard error is no terminal.
+class Progress {
+public:
+    explicit Progress(std::string what);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+private:
+    void show();
+
+    std::string what_;
+    std::mutex mutex_;
+    std::condition_variable ended_changed_;
+    bool ended_ = false;
+    std::thread thread_;  ///< last: uses all others; none without a terminal
+};
+
+}  // namespace pvctl
