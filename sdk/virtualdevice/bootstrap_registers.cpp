@@ -18,6 +18,9 @@ constexpr std::uint32_t default_message_retries = 2;
 // A device answers, or says that it will take longer, within this time.
 constexpr std::uint32_t pending_timeout_ms = 100;
 
+// Applications wait about a second for the answers to a search.
+constexpr std::uint32_t longest_discovery_delay_ms = 1000;
+
 constexpr std::uint32_t ip_methods = reg::ip_configuration::link_local | reg::ip_configuration::persistent;
 
 constexpr std::uint32_t stream_port_mask = 0xFFFF;
@@ -90,8 +93,10 @@ void GvcpResponder::add_capability_registers()
 
     std::uint32_t capability = cap::user_defined_name | cap::serial_number | cap::heartbeat_disable | cap::link_speed |
                                cap::application_port_and_ip | cap::extended_status_1_1 | cap::pending_ack |
-                               cap::write_memory | cap::concatenation;
-    std::uint32_t configurable = cfg::extended_status_1_1 | cfg::pending_ack | cfg::heartbeat_disable;
+                               cap::write_memory | cap::concatenation | cap::application_switchover |
+                               cap::extended_status_2_0 | cap::discovery_ack_delay | cap::discovery_ack_delay_writable;
+    std::uint32_t configurable =
+        cfg::extended_status_1_1 | cfg::extended_status_2_0 | cfg::pending_ack | cfg::heartbeat_disable;
     if (d.packet_resend) {
         capability |= cap::packet_resend;
     }
@@ -99,7 +104,7 @@ void GvcpResponder::add_capability_registers()
         capability |= cap::event | cap::event_data;
     }
     if (d.action_signals > 0) {
-        capability |= cap::action | cap::unconditional_action;
+        capability |= cap::action | cap::unconditional_action | cap::scheduled_action;
         configurable |= cfg::unconditional_action;
     }
     add_constant(reg::gvcp_capability, capability);
@@ -111,6 +116,11 @@ void GvcpResponder::add_capability_registers()
     registers_.add_register(reg::gvcp_configuration, Access::read_write, 0,
                             {.refresh = {}, .accept = [configurable](std::uint32_t& value) {
                                  value &= configurable;
+                                 return Status::success;
+                             }});
+    registers_.add_register(reg::discovery_ack_delay, Access::read_write, 0,
+                            {.refresh = {}, .accept = [](std::uint32_t& value) {
+                                 value = std::min(value, longest_discovery_delay_ms);
                                  return Status::success;
                              }});
     add_constant(reg::pending_timeout, pending_timeout_ms);
@@ -156,15 +166,6 @@ void GvcpResponder::add_block_id_register()
                                  value &= reg::gvsp_extended_ids;
                                  return Status::success;
                              }});
-}
-
-void GvcpResponder::add_control_registers()
-{
-    registers_.add_register(
-        reg::control_channel_privilege, Access::read_write, 0,
-        {.refresh = {}, .accept = [this](std::uint32_t& value) { return accept_privilege(value); }});
-    registers_.add_register(reg::primary_application_port, Access::read_only, 0);
-    registers_.add_register(reg::primary_application_ip, Access::read_only, 0);
 }
 
 void GvcpResponder::add_message_registers()
@@ -243,14 +244,6 @@ void GvcpResponder::add_stream_registers(unsigned channel)
                              }});
 }
 
-void GvcpResponder::add_action_registers()
-{
-    for (unsigned signal = 0; signal < description_.action_signals; ++signal) {
-        registers_.add_register(reg::action_group_key + reg::action_stride * signal, Access::read_write, 0);
-        registers_.add_register(reg::action_group_mask + reg::action_stride * signal, Access::read_write, 0);
-    }
-}
-
 StreamChannel GvcpResponder::stream_channel(unsigned channel) const
 {
     const auto read = [&](std::uint32_t offset) { return registers_.value(reg::stream_register(channel, offset)); };
@@ -279,45 +272,6 @@ MessageChannelState GvcpResponder::message_channel() const
 bool GvcpResponder::extended_status() const
 {
     return (registers_.value(reg::gvcp_configuration) & reg::configuration::extended_status_1_1) != 0;
-}
-
-bool GvcpResponder::heartbeat_disabled() const
-{
-    return (registers_.value(reg::gvcp_configuration) & reg::configuration::heartbeat_disable) != 0;
-}
-
-Status GvcpResponder::accept_privilege(std::uint32_t& value)
-{
-    if (controller_ && *controller_ != source_) {
-        return Status::access_denied;
-    }
-    value &= reg::privilege::control | reg::privilege::exclusive;
-    if (value == 0) {
-        release_control();
-        return Status::success;
-    }
-    const bool taken = !controller_;
-    controller_ = source_;
-    last_command_ = clock_.now();
-    registers_.set_value(reg::primary_application_port, source_.port);
-    registers_.set_value(reg::primary_application_ip, source_.address.value);
-    if (taken) {
-        hooks_.on_control_changed(true);
-    }
-    return Status::success;
-}
-
-void GvcpResponder::release_control()
-{
-    if (!controller_) {
-        return;
-    }
-    controller_.reset();
-    registers_.set_value(reg::control_channel_privilege, 0);
-    registers_.set_value(reg::primary_application_port, 0);
-    registers_.set_value(reg::primary_application_ip, 0);
-    close_channels();
-    hooks_.on_control_changed(false);
 }
 
 void GvcpResponder::close_channels()

@@ -24,8 +24,18 @@ constexpr std::size_t largest_read = gvcp::largest_message - gvcp::header_size -
 /// A request that comes again after this time is a new one of an application that does not number its requests.
 constexpr std::chrono::seconds longest_retry{3};
 
-/// A lost heartbeat is noticed this much late at most.
-constexpr std::chrono::milliseconds longest_turn{50};
+/// Answers that are kept for later.
+constexpr std::size_t longest_queue = 64;
+
+/// Something that differs from device to device.
+std::uint64_t number_of(const MacAddress& mac) noexcept
+{
+    std::uint64_t number = 0;
+    for (const std::uint8_t byte : mac.bytes) {
+        number = number << 8 | byte;
+    }
+    return number;
+}
 
 /// Whether it matters that a command which is repeated for want of an answer is not carried out twice.
 bool changes_something(Command command) noexcept
@@ -36,7 +46,7 @@ bool changes_something(Command command) noexcept
 }  // namespace
 
 GvcpResponder::GvcpResponder(const DeviceDescription& description, DeviceHooks& hooks, const net::Clock& clock)
-    : description_(description), hooks_(hooks), clock_(clock)
+    : description_(description), hooks_(hooks), clock_(clock), random_(number_of(description.mac))
 {
     add_identity_registers();
     add_capability_registers();
@@ -74,35 +84,31 @@ void GvcpResponder::handle(std::span<const std::uint8_t> datagram, const Endpoin
     }
     send_ = nullptr;
     remembered_ = nullptr;
+    if (controller_ == source) {
+        last_command_ = clock_.now();  // a command that took long is not the application's silence
+    }
     if (restart_when_answered_) {
         restart_when_answered_ = false;
         power_cycle();
     }
 }
 
-net::Clock::duration GvcpResponder::tick(const Send& /*send*/)
+net::Clock::duration GvcpResponder::tick(const Send& send)
 {
     const std::lock_guard guard(mutex_);
     expire();
-    return longest_turn;
-}
-
-void GvcpResponder::expire()
-{
-    if (!controller_ || heartbeat_disabled()) {
-        return;
+    const net::Clock::time_point now = clock_.now();
+    net::Clock::duration wait = run_due_actions();
+    for (auto entry = deferred_.begin(); entry != deferred_.end();) {
+        if (entry->due > now) {
+            wait = std::min(wait, entry->due - now);
+            ++entry;
+            continue;
+        }
+        send(entry->destination, entry->message.bytes());
+        entry = deferred_.erase(entry);
     }
-    if (clock_.now() - last_command_ <= std::chrono::milliseconds(registers_.value(reg::heartbeat_timeout))) {
-        return;
-    }
-    ++statistics_.heartbeat_expired;
-    release_control();
-}
-
-void GvcpResponder::drop_control()
-{
-    const std::lock_guard guard(mutex_);
-    release_control();
+    return wait;
 }
 
 void GvcpResponder::restart()
@@ -115,6 +121,8 @@ void GvcpResponder::power_cycle()
 {
     release_control();
     answered_ = {};
+    deferred_.clear();
+    scheduled_.clear();
     const Ipv4Address address{registers_.value(reg::current_ip)};
     const Ipv4Address mask{registers_.value(reg::current_mask)};
     const Ipv4Address gateway{registers_.value(reg::current_gateway)};
@@ -223,7 +231,26 @@ void GvcpResponder::discovery(const CommandView& command)
     if (registers_.read(0, identity) != Status::success) {
         return answer_status(command, Status::error);
     }
-    answer(gvcp::discovery_acknowledge(command.request_id, identity));
+    const Message message = gvcp::discovery_acknowledge(command.request_id, identity);
+    source_ = reply_address(command);
+    const std::uint32_t longest_ms = registers_.value(reg::discovery_ack_delay);
+    if (longest_ms == 0) {
+        return answer(message);
+    }
+    // so that the answers of many devices to one broadcast do not arrive all at once
+    const auto delay = std::chrono::microseconds(random_() % (std::uint64_t{longest_ms} * 1000 + 1));
+    if (answer_wanted_ && deferred_.size() < longest_queue) {
+        deferred_.push_back({clock_.now() + delay, source_, message});
+    }
+}
+
+Endpoint GvcpResponder::reply_address(const CommandView& command) const
+{
+    // an application in another subnet, which cannot be reached by its address, may want to be told by broadcast
+    const bool reachable =
+        same_subnet(source_.address, {registers_.value(reg::current_ip)}, {registers_.value(reg::current_mask)});
+    const bool broadcast = (command.flags & gvcp::flag::allow_broadcast_acknowledge) != 0 && !reachable;
+    return broadcast ? Endpoint{limited_broadcast, source_.port} : source_;
 }
 
 void GvcpResponder::force_ip(const CommandView& command)
@@ -240,37 +267,9 @@ void GvcpResponder::force_ip(const CommandView& command)
         ++statistics_.denied;
         return answer_status(command, Status::access_denied);
     }
-    answer_status(command, hooks_.on_force_ip(*settings));
-}
-
-Status GvcpResponder::read_allowed(std::uint32_t address, std::size_t length)
-{
-    const bool exclusive =
-        (registers_.value(reg::control_channel_privilege) & reg::privilege::exclusive) != 0 && controller_ != source_;
-    if (!exclusive) {
-        return Status::success;
-    }
-    // who was refused may at least learn who has the device
-    const bool who_controls =
-        length == 4 && (address == reg::control_channel_privilege || address == reg::primary_application_port ||
-                        address == reg::primary_application_ip);
-    if (who_controls) {
-        return Status::success;
-    }
-    ++statistics_.denied;
-    return Status::access_denied;
-}
-
-Status GvcpResponder::write_allowed(std::uint32_t address, std::size_t length)
-{
-    if (address == reg::control_channel_privilege && length == 4) {
-        return Status::success;  // the register itself knows who may take control
-    }
-    if (controller_ == source_) {
-        return Status::success;
-    }
-    ++statistics_.denied;
-    return Status::access_denied;
+    const Status status = hooks_.on_force_ip(*settings);
+    source_ = reply_address(command);
+    answer_status(command, status);
 }
 
 void GvcpResponder::read_registers(const CommandView& command)
@@ -390,38 +389,6 @@ void GvcpResponder::packet_resend(const CommandView& command)
         return answer_status(command, Status::access_denied);
     }
     hooks_.on_packet_resend(*range);
-    answer_status(command, Status::success);
-}
-
-void GvcpResponder::action(const CommandView& command)
-{
-    if (description_.action_signals == 0) {
-        return answer_status(command, Status::not_implemented);
-    }
-    const std::optional<gvcp::Action> action = gvcp::decode_action(command);
-    if (!action) {
-        return answer_status(command, Status::invalid_header);
-    }
-    if (action->time) {
-        return answer_status(command, Status::not_implemented);  // scheduled actions are not offered
-    }
-    const bool unconditional =
-        (registers_.value(reg::gvcp_configuration) & reg::configuration::unconditional_action) != 0;
-    bool matched = false;
-    if ((controller_ || unconditional) && action->device_key == registers_.value(reg::action_device_key)) {
-        for (unsigned signal = 0; signal < description_.action_signals; ++signal) {
-            const std::uint32_t offset = reg::action_stride * signal;
-            if (action->group_key == registers_.value(reg::action_group_key + offset) &&
-                (action->group_mask & registers_.value(reg::action_group_mask + offset)) != 0) {
-                matched = true;
-                hooks_.on_action(signal, *action);
-            }
-        }
-    }
-    if (!matched) {
-        ++statistics_.not_for_us;
-        return;
-    }
     answer_status(command, Status::success);
 }
 

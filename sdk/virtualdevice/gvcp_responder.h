@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <span>
 #include <vector>
 
@@ -46,7 +47,8 @@ struct MessageChannelState {
 class DeviceHooks {
 public:
     virtual ~DeviceHooks() = default;
-    /// An application took control, gave it up or lost it. Without control all channels are closed.
+    /// An application took control, gave it up or lost it; nothing is told when one hands it over to another, and the
+    /// channels stay open then. Without control all channels are closed.
     virtual void on_control_changed(bool /*controlled*/) {}
     virtual void on_stream_channel_changed(unsigned /*channel*/, const StreamChannel& /*state*/) {}
     virtual void on_message_channel_changed(const MessageChannelState& /*state*/) {}
@@ -136,6 +138,16 @@ private:
         std::vector<std::uint8_t> acknowledge;
     };
 
+    struct Scheduled {
+        unsigned signal = 0;
+        wire::gvcp::Action action;  // with a time
+    };
+    struct Deferred {
+        net::Clock::time_point due;
+        Endpoint destination;
+        wire::gvcp::Message message;
+    };
+
     void add_identity_registers();
     /// A read-only register that keeps its value.
     void add_constant(std::uint32_t address, std::uint32_t value);
@@ -157,9 +169,18 @@ private:
     void write_memory(const wire::gvcp::CommandView& command);
     void packet_resend(const wire::gvcp::CommandView& command);
     void action(const wire::gvcp::CommandView& command);
+    /// action_late when it was due already and done at once, overflow when it could not be kept.
+    [[nodiscard]] Status act_or_schedule(unsigned signal, const wire::gvcp::Action& action);
+    /// The status as an application that did not enable the newer codes is told.
+    [[nodiscard]] Status told(Status status) const;
+    /// Returns how long it is until the next one, at most until the heartbeat is to be looked at.
+    net::Clock::duration run_due_actions();
+    [[nodiscard]] Endpoint reply_address(const wire::gvcp::CommandView& command) const;
 
     [[nodiscard]] Status read_allowed(std::uint32_t address, std::size_t length);
     [[nodiscard]] Status write_allowed(std::uint32_t address, std::size_t length);
+    /// Whether the application in control lets another one have it that asks so.
+    [[nodiscard]] bool hands_over(std::uint32_t request) const;
     [[nodiscard]] Status accept_privilege(std::uint32_t& value);
     [[nodiscard]] bool heartbeat_disabled() const;
     void release_control();
@@ -188,6 +209,10 @@ private:
     bool restart_when_answered_ = false;
     const Send* send_ = nullptr;
     Answered* remembered_ = nullptr;  // where its answer is kept for retries
+
+    std::vector<Scheduled> scheduled_;
+    std::vector<Deferred> deferred_;
+    std::mt19937_64 random_;
 
     std::array<Answered, 8> answered_;  // the last change that each of the last few applications made
     std::uint64_t answers_ = 0;

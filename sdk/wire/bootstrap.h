@@ -74,6 +74,7 @@ inline constexpr std::uint32_t control_switchover_key = 0x095C;
 inline constexpr std::uint32_t gvsp_configuration = 0x0960;
 inline constexpr std::uint32_t physical_link_capability = 0x0964;
 inline constexpr std::uint32_t physical_link_configuration = 0x0968;
+inline constexpr std::uint32_t scheduled_action_queue_size = 0x0970;  ///< entries
 
 namespace capability {  // of gvcp_capability
 inline constexpr std::uint32_t user_defined_name = 1U << 31;
@@ -123,6 +124,8 @@ inline constexpr std::uint32_t message_channel_retry_count = 0x0B18;
 inline constexpr std::uint32_t message_channel_source_port = 0x0B1C;
 
 namespace privilege {  // of control_channel_privilege
+inline constexpr unsigned switchover_key_shift = 16;
+inline constexpr std::uint32_t switchover_key_mask = 0xFFFF;  ///< of control_switchover_key
 inline constexpr std::uint32_t switchover_enable = 0x4;
 inline constexpr std::uint32_t control = 0x2;
 inline constexpr std::uint32_t exclusive = 0x1;

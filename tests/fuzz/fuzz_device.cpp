@@ -100,7 +100,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         rest = rest.subspan(3 + length);
         ++datagrams;
         responder.handle(datagram, source, [&](const Endpoint& to, View answer) {
-            require(to == source);
+            const bool everybody = to == Endpoint{limited_broadcast, source.port} && (datagram[1] & 0x10) != 0;
+            require(to == source || everybody);
             check_answer(datagram, answer);
         });
         responder.tick([](const Endpoint&, View) {});

@@ -274,3 +274,106 @@ TEST_F(GvcpRetry, DiscoveryAlwaysTellsThePresentState)
     ASSERT_EQ(status_of(ask(write_memory(2, 0xE8, be32(0x41424344)))), status::success);
     EXPECT_EQ(ask(request)[8 + 232], 'A');
 }
+
+class GvcpSwitchover : public Responder {
+protected:
+    static constexpr std::uint32_t ccp = 0x0A00;
+    static constexpr std::uint32_t key = 0x095C;
+
+    unsigned write_from(const Endpoint& from, std::uint32_t address, std::uint32_t value)
+    {
+        return status_of(ask(write_register(next_id(), address, value), from));
+    }
+};
+
+TEST_F(GvcpSwitchover, IsOffered) { EXPECT_NE(read(0x0934) & (1U << 21), 0U); }
+
+TEST_F(GvcpSwitchover, HandsControlToWhoKnowsTheKey)
+{
+    take_control();
+    ASSERT_EQ(write(0x0D18, 0x0A010164), status::success);
+    ASSERT_EQ(write(0x0D00, 40000), status::success);
+    ASSERT_EQ(write(key, 0xBEEF), status::success);
+    ASSERT_EQ(write(ccp, 6), status::success);
+    EXPECT_EQ(read(ccp), 6U);
+
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0002), status::success);
+    EXPECT_EQ(read(ccp), 2U) << "the key is not read back";
+    EXPECT_EQ(read(0x0A14), other.address.value);
+    EXPECT_EQ(write(scratch, 1), status::access_denied);
+    EXPECT_EQ(write_from(other, scratch, 1), status::success);
+    EXPECT_EQ(hooks.control_changes, std::vector<bool>{true});
+    EXPECT_TRUE(hooks.channel.is_open()) << "the pictures go on";
+}
+
+TEST_F(GvcpSwitchover, IsRefusedWithAnotherKeyOrWithoutLeave)
+{
+    take_control();
+    ASSERT_EQ(write(key, 0xBEEF), status::success);
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0002), status::access_denied) << "not enabled";
+    ASSERT_EQ(write(ccp, 6), status::success);
+    EXPECT_EQ(write_from(other, ccp, 0xBEEE0002), status::access_denied);
+    EXPECT_EQ(write_from(other, ccp, 2), status::access_denied);
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0000), status::access_denied) << "asks for nothing";
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0004), status::access_denied);
+    EXPECT_EQ(write(scratch, 1), status::success);
+}
+
+TEST_F(GvcpSwitchover, IsNotGivenByWhoHasTheDeviceAlone)
+{
+    take_control();
+    ASSERT_EQ(write(key, 7), status::success);
+    ASSERT_EQ(write(ccp, 7), status::success);
+    EXPECT_EQ(read(ccp), 3U);
+    EXPECT_EQ(write_from(other, ccp, 0x00070002), status::access_denied);
+}
+
+TEST_F(GvcpSwitchover, TheKeyIsForTheApplicationInControlOnlyAndUnreadable)
+{
+    EXPECT_EQ(write(key, 7), status::access_denied);
+    take_control();
+    EXPECT_EQ(write_from(other, key, 7), status::access_denied);
+    EXPECT_EQ(write(key, 7), status::success);
+    EXPECT_EQ(status_of(ask(read_register(next_id(), key))), status::access_denied);
+}
+
+TEST_F(GvcpSwitchover, TheKeyAndTheLeaveEndWithControl)
+{
+    take_control();
+    ASSERT_EQ(write(key, 0xBEEF), status::success);
+    ASSERT_EQ(write(ccp, 6), status::success);
+    ASSERT_EQ(write(ccp, 0), status::success);
+    take_control();
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0002), status::access_denied);
+    ASSERT_EQ(write(ccp, 6), status::success);
+    EXPECT_EQ(write_from(other, ccp, 0xBEEF0002), status::access_denied);
+}
+
+TEST_F(GvcpSwitchover, TheNewApplicationsHeartbeatCountsFromThen)
+{
+    take_control();
+    ASSERT_EQ(write(ccp, 6), status::success);
+    clock.advance(2900ms);
+    ASSERT_EQ(write_from(other, ccp, 2), status::success);
+    clock.advance(2900ms);
+    tick();
+    EXPECT_EQ(read(ccp), 2U);
+    clock.advance(101ms);
+    tick();
+    EXPECT_EQ(read(ccp), 0U);
+}
+
+TEST_F(GvcpHeartbeat, ACommandThatTakesLongIsNotTheApplicationsSilence)
+{
+    {
+        const auto guard = responder.lock();
+        responder.registers().add_register(0x00010100, virtual_device::Access::read_write, 0,
+                                           {.refresh = {}, .accept = [this](std::uint32_t&) {
+                                                clock.advance(8s);
+                                                return virtual_device::Status::success;
+                                            }});
+    }
+    take_control();
+    EXPECT_EQ(write(0x00010100, 1), status::success);
+    EXPECT_EQ(write(scratch, 1), status::success);
+}
