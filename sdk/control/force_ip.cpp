@@ -8,6 +8,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/control/discovery.h"
+#include "sdk/control/ip_configuration.h"
 
 namespace vex::control {
 
@@ -27,26 +28,10 @@ PvResult invalid(const char* what, const PvString& text)
     return failure(PvResult::InvalidParameter, "\"", text.str(), "\" is no ", what);
 }
 
-bool is_mask(Ipv4Address mask)
-{
-    const std::uint32_t host_part = ~mask.value;
-    return mask.value != 0 && (host_part & (host_part + 1)) == 0;
-}
-
-/// An address that one host can have in its subnet.
-bool is_host(Ipv4Address address, Ipv4Address mask)
-{
-    const std::uint32_t host_part = ~mask.value;
-    const std::uint32_t number = address.value & host_part;
-    const bool plain = address.value >> 24 != 0 && address.value < 0xE0000000;
-    // the first and the last number of a subnet are its own; subnets of one or two have none to spare
-    return plain && (host_part <= 1 || (number != 0 && number != host_part));
-}
-
 Ipv4Address default_mask(Ipv4Address address, std::span<const net::Interface> hosts)
 {
     for (const net::Interface& host : hosts) {
-        if (is_mask(host.mask) && same_subnet(host.address, address, host.mask)) {
+        if (!host.mask.is_any() && same_subnet(host.address, address, host.mask)) {
             return host.mask;
         }
     }
@@ -123,12 +108,12 @@ PvResult parse_ip_configuration(const PvString& mac, const PvString& address, co
     }
     const auto parsed_mask =
         mask.empty() ? std::optional(default_mask(*parsed_address, hosts)) : Ipv4Address::parse(mask.view());
-    if (!parsed_mask || !is_mask(*parsed_mask)) {
+    if (!parsed_mask) {
         return invalid("subnet mask", mask);
     }
-    if (!is_host(*parsed_address, *parsed_mask)) {
-        return invalid(("address that a device can have in a subnet with mask " + parsed_mask->to_string()).c_str(),
-                       address);
+    // the gateway is not judged: this configuration may be there for no other reason than to be replaced
+    if (PvResult result = check_ip_settings({*parsed_address, *parsed_mask, any_address}); !result.IsOK()) {
+        return result;
     }
     const auto parsed_gateway = gateway.empty() ? std::optional(any_address) : Ipv4Address::parse(gateway.view());
     if (!parsed_gateway) {

@@ -14,6 +14,7 @@
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_commands.h"
 #include "tools/pvctl/info_command.h"
+#include "tools/pvctl/ip_command.h"
 #include "tools/pvctl/text_table.h"
 #include "tools/pvctl/watch_command.h"
 #include "tools/pvctl/xml_command.h"
@@ -50,9 +51,9 @@ int main(int argc, char** argv)
     app.footer(
         "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
         "camera or feature.");
-    const Commands commands =
-        make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::TreeCommand, pvctl::GetCommand,
-                      pvctl::SetCommand, pvctl::WatchCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+    const Commands commands = make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand,
+                                            pvctl::TreeCommand, pvctl::GetCommand, pvctl::SetCommand,
+                                            pvctl::WatchCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

@@ -195,7 +195,7 @@ bool RawDevice::write(std::uint32_t address, std::uint32_t value, const Endpoint
         status = 0x8003;
         return false;
     }
-    if (address < 0x0048 || address == 0x0934) {
+    if ((address < 0x0048 && address != 0x0014) || address == 0x0934) {
         status = 0x8004;
         return false;
     }
