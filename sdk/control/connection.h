@@ -28,7 +28,7 @@ struct ConnectionTarget {
     PvAccessType access = PvAccessControl;
     std::uint16_t local_port = 0;          ///< 0: the system chooses
     std::optional<Returning> returning{};  ///< set to come back to a device whose connection was lost
-    RetryPolicy first_request{std::chrono::milliseconds(300), 3};  ///< short, so that a missing device is told soon
+    RetryPolicy first_request{std::chrono::milliseconds(280), 3};  ///< short, so that a missing device is told soon
 };
 
 /// What the bootstrap registers said.

@@ -60,10 +60,11 @@ public:
     PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Connects to the device that `aInfo` names: an IP address, a MAC address in any usual spelling, a user-defined
-    /// name or a serial number. All but the IP address are searched for on all interfaces, which takes up to a second.
+    /// name, a serial number or, when no device has it, the name of a host. MAC addresses, names and serial numbers are
+    /// searched for on all interfaces, for half a second. A device that is not there is told within a second.
     ///
-    /// As above, and NotFound, with the devices that were found instead, when none answers to the name,
-    /// InvalidParameter when several do.
+    /// As above, and NotFound, with what was tried and the devices that were found instead, when none answers to the
+    /// name, InvalidParameter when several do.
     PvResult Connect(const PvString& aInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Gives the privilege back and closes the connection. Bounded to about half a second also when the device is gone;

@@ -45,6 +45,9 @@ def one_subnet(report, folder, tools, kind, prefix, addresses, cameras):
         check_found(report, f"two interfaces in one subnet, {kind}", host, tools, expected)
         for n in range(2):
             check_stream(report, f"{kind}: stream of SN-{n}", host, tools, f"SN-{n}", addresses[n])
+        if cameras[0] != cameras[1]:
+            for n in range(2):
+                check_stream(report, f"{kind}: stream of {cameras[n]}", host, tools, cameras[n], addresses[n])
 
 
 def wrong_subnet(report, folder, tools):
