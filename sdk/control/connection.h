@@ -80,6 +80,7 @@ public:
     [[nodiscard]] const std::optional<PrivilegeHolder>& holder() const noexcept { return holder_; }
     /// The device still knew this side as its controller, and so has kept its state, when this connection was opened.
     [[nodiscard]] bool kept_control() const noexcept { return kept_control_; }
+    [[nodiscard]] const ConnectionTarget& target() const noexcept { return target_; }
     [[nodiscard]] const Endpoint& device() const noexcept { return target_.device; }
     [[nodiscard]] std::string loss_reason() const;
 

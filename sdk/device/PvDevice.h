@@ -29,6 +29,18 @@ struct Access;
 /// nothing else for the device while it is connected. A handler may take its time, call any member, disconnect,
 /// connect, and destroy this object; the next notification waits for it.
 ///
+/// Recovery: with the link parameter LinkRecoveryEnabled, off at first, a device whose link was lost is looked for by
+/// its MAC address and serial number, at whatever address it has now, and connected with the access it had, from the
+/// same port. Then are told, with the following done before each: OnLinkReconnected; OnRestoreDevice, persistent
+/// parameters put back, selectors included; OnRestoreConfiguration, stream destinations and packet sizes put back;
+/// OnRestoreAcquisition, a continuous acquisition that was running started. What cannot be put back is named in
+/// LinkRecoveryState. Nothing is put back in a device that has not missed its controller. Control is never taken from
+/// another application: while one has it, this one waits. Connect and Disconnect end a recovery. One ends by itself,
+/// and says so in LinkRecoveryState, when the device has another description than before. The settings that are put
+/// back are those that were read when the device was connected and those written by parameters since then; registers
+/// and memory written directly, and tables of more than 256 places but for what was written, are not among them. A
+/// stream that was opened with the device's address has to be opened again when the address changes.
+///
 /// Polling: features whose description gives a polling time are forgotten at its end and read anew when they are used;
 /// their event sinks are called then, on a thread of the device.
 ///

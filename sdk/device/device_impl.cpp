@@ -71,7 +71,10 @@ PvDevice::Impl::Features::Features(description::Description its_description, std
     array = std::make_unique<PvGenParameterArray>(std::move(node_map));
 }
 
-PvDevice::Impl::Impl(PvDevice& its_owner) : owner(its_owner) {}
+PvDevice::Impl::Impl(PvDevice& its_owner) : owner(its_owner)
+{
+    link.on_recovery_changed([this](bool on) { on_recovery_changed(on); });
+}
 
 std::shared_ptr<control::Connection> PvDevice::Impl::connection() const
 {
@@ -95,6 +98,7 @@ void PvDevice::Impl::invalidate_features()
 
 PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
 {
+    cancel_recovery();
     bool attached = false;
     std::vector<Threads> ended;
     PvResult result = open(target, attached, ended);
@@ -104,6 +108,7 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     }
     if (result.IsOK()) {
         features()->array->InvalidateCache();
+        begin_memory();
     }
     return result;
 }
@@ -120,21 +125,34 @@ PvResult PvDevice::Impl::open(const control::ConnectionTarget& target, bool& att
     if (PvResult result = control::Connection::open(target, link.settings().retry_policy(), opened); !result.IsOK()) {
         return result;
     }
+    attached = true;
+    return establish(opened, nullptr, ended);
+}
+
+PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& opened,
+                                   const control::Connection* recovered, std::vector<Threads>& ended)
+{
     // from here on the device counts on the heartbeat: reading a long description may take more than its timeout
     link.attach(opened);
-    attached = true;
     auto heartbeat = std::make_shared<control::Heartbeat>(
         opened, link.heartbeat(),
         [self = shared_from_this(), opened](const std::string& reason) { self->on_lost(opened, reason); });
 
     std::shared_ptr<Features> loaded;
     PvResult result = load_features(*opened, loaded);
+    if (result.IsOK() && recovered != nullptr && loaded.get() != features()) {
+        result = failure(PvResult::GenICamXMLError, "The device ", opened->device().address.to_string(),
+                         " has another GenICam description than before");
+    }
     if (result.IsOK()) {
         loaded->port.attach(opened);
         const std::scoped_lock state_lock(state_mutex_);
-        if (!opened->channel().is_closed()) {
+        if (recovered != recovering_) {
+            result = PvResult::Aborted;
+        } else if (!opened->channel().is_closed()) {
             connection_ = opened;
             features_ = loaded.get();
+            recovering_ = nullptr;
             threads_.heartbeat = std::move(heartbeat);
             poll(*loaded, opened);
             return PvResult::OK;
@@ -168,6 +186,11 @@ PvResult PvDevice::Impl::load_features(control::Connection& connection, std::sha
     try {
         features = all_features_.emplace_back(
             std::make_shared<Features>(std::move(description), sinks, link.settings().byte_order));
+        features->array->SetWriteObserver([device = weak_from_this()](PvGenParameter& parameter) {
+            if (const auto self = device.lock()) {
+                self->on_written(parameter);
+            }
+        });
         return PvResult::OK;
     } catch (const GenApi::Error& error) {
         return failure(PvResult::GenICamXMLError, "The GenICam description of the device ",
@@ -179,6 +202,7 @@ PvResult PvDevice::Impl::load_features(control::Connection& connection, std::sha
 
 PvResult PvDevice::Impl::disconnect()
 {
+    cancel_recovery();
     Threads ended;
     Features* closed = nullptr;
     {
@@ -195,6 +219,7 @@ PvResult PvDevice::Impl::disconnect()
 
 void PvDevice::Impl::shut_down()
 {
+    cancel_recovery();
     sinks->close(callback_timeout);
     // Without the lock: nobody connects or disconnects a device that is being destroyed, and in a notification the node
     // map's lock may be held, which stands below it.
@@ -215,6 +240,7 @@ PvDevice::Impl::Features* PvDevice::Impl::close(Threads& ended)
     }
     ended = take_threads();
     if (closing) {
+        memory_.end();
         link.detach();
         closing->close();
         closed->port.detach();
@@ -258,6 +284,7 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, c
         if (connection_ == lost) {
             connection_.reset();
             current = features_;
+            recovering_ = link.settings().recovery ? lost.get() : nullptr;
         }
     }
     link.count_loss(reason);
@@ -265,14 +292,15 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, c
         return;  // Connect is still at work on it, and will notice
     }
     current->port.detach();
-    thread.post([self = shared_from_this()] { self->tell_lost(); });
+    thread.post([self = shared_from_this(), lost] { self->tell_lost(lost); });
 }
 
-void PvDevice::Impl::tell_lost()
+void PvDevice::Impl::tell_lost(const std::shared_ptr<control::Connection>& lost)
 {
     link.tell_loss();
     features()->array->InvalidateCache();
-    sinks->notify([this](PvDeviceEventSink& sink) { sink.OnLinkDisconnected(&owner); });
+    tell(&PvDeviceEventSink::OnLinkDisconnected);
+    recover(lost);
 }
 
 PvResult PvDevice::Impl::writable_connection(std::shared_ptr<control::Connection>& connection_out) const
@@ -308,6 +336,7 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Addre
     const std::array<control::RegisterWrite, 2> writes =
         port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
     const auto outcome = current->channel().write_registers(writes);
+    remember_stream(*current, channel);
     invalidate_features();
     return current->result_of(outcome);
 }
@@ -328,6 +357,7 @@ PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint3
         task.locked = known->array->GetIntegerValue("TLParamsLocked", locked).IsOK() && locked != 0;
     }
     const PvResult result = control::negotiate_packet_size(current->channel(), task);
+    remember_stream(*current, channel);
     invalidate_features();
     return result;
 }

@@ -18,6 +18,7 @@
 #include "sdk/device/feature_poller.h"
 #include "sdk/device/link_parameters.h"
 #include "sdk/device/register_port.h"
+#include "sdk/device/session_memory.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 
 /// Shared by the device object, by its threads and by the operations under way on it: the event sinks that these call
@@ -48,6 +49,10 @@ public:
     [[nodiscard]] Features* features() const;
     /// The features read the device anew, after registers were written that they may have cached.
     void invalidate_features();
+    /// A recovery under way ends without a connection, soon.
+    void cancel_recovery();
+    /// The setting of recovery was changed.
+    void on_recovery_changed(bool on);
 
     /// OK with `connection` set, or why the device cannot be written to.
     PvResult writable_connection(std::shared_ptr<vex::control::Connection>& connection) const;
@@ -72,6 +77,10 @@ private:
 
     /// The part of connect that goes on under its lock. `attached`: the link's parameters have changed.
     PvResult open(const vex::control::ConnectionTarget& target, bool& attached, std::vector<Threads>& ended);
+    /// Makes a connection this device's: loads its features and lets its threads run. With `recovered`, only while the
+    /// recovery of that connection is wanted, and only with the features that it had. Under connect's lock.
+    PvResult establish(const std::shared_ptr<vex::control::Connection>& opened,
+                       const vex::control::Connection* recovered, std::vector<Threads>& ended);
     /// The part of disconnect that needs no sinks: closes the connection and hands out what ran for it, to be stopped.
     /// Gives back the features that were available, if any.
     Features* close(Threads& ended);
@@ -83,12 +92,33 @@ private:
     /// On the heartbeat's thread.
     void on_lost(const std::shared_ptr<vex::control::Connection>& lost, const std::string& reason);
     /// The rest of it, on the device's thread: what may call the application.
-    void tell_lost();
+    void tell_lost(const std::shared_ptr<vex::control::Connection>& lost);
+
+    // Recovery, on the device's thread.
+    /// Until it succeeds, cannot succeed, or is not wanted any more.
+    void recover(const std::shared_ptr<vex::control::Connection>& lost);
+    [[nodiscard]] bool is_recovering(const vex::control::Connection& lost) const;
+    /// One search for the device. OK when there is a new connection; Aborted when none is wanted any more.
+    PvResult try_to_recover(vex::control::Connection& lost);
+    PvResult reopen(vex::control::Connection& lost, vex::control::ConnectionTarget target);
+    PvResult reopen_and_compare(vex::control::Connection& lost, const vex::control::ConnectionTarget& target,
+                                std::vector<Threads>& ended);
+    /// Tells of the new connection and puts back what the device has lost.
+    void restore(const std::shared_ptr<vex::control::Connection>& recovered);
+    PvResult restore_streams(vex::control::Connection& recovered);
+    void tell(void (PvDeviceEventSink::*notification)(PvDevice*));
+
+    /// Begins to remember what the application sets in the device just connected, if recovery is to put it back.
+    void begin_memory();
+    void on_written(PvGenParameter& parameter);
+    void remember_stream(vex::control::Connection& connection, std::uint32_t channel);
 
     std::mutex connect_mutex_;  ///< one Connect or Disconnect at a time; never taken by the heartbeat itself
     mutable std::mutex state_mutex_;
     std::shared_ptr<vex::control::Connection> connection_;
+    const vex::control::Connection* recovering_ = nullptr;  ///< the lost connection that is to be made again
     Threads threads_;
     std::vector<std::shared_ptr<Features>> all_features_;
     Features* features_ = nullptr;
+    vex::device::SessionMemory memory_;
 };

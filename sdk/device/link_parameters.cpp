@@ -74,7 +74,9 @@ control::ControlStatistics Link::statistics() const
 void Link::attach(const std::shared_ptr<control::Connection>& connection)
 {
     heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
-    replaced_timeout_ms_ = 0;  // of a device that was lost
+    if (!connection->kept_control()) {
+        replaced_timeout_ms_ = 0;  // of a device that was lost
+    }
     {
         const std::scoped_lock lock(mutex_);
         connection_ = connection;
@@ -130,6 +132,24 @@ void Link::tell_loss()
     for (const char* name : {"LinkLossCount", "LinkLossReason"}) {
         changed(name);
     }
+}
+
+void Link::set_recovery_state(std::string state)
+{
+    {
+        const std::scoped_lock lock(mutex_);
+        if (recovery_state_ == state) {
+            return;
+        }
+        recovery_state_ = std::move(state);
+    }
+    changed("LinkRecoveryState");
+}
+
+void Link::count_recovery()
+{
+    ++recoveries_;
+    changed("LinkRecoveryCount");
 }
 
 void Link::count_stream_timeout(std::uint32_t channel)
@@ -200,6 +220,7 @@ std::unique_ptr<SoftwareParameterArray> Link::build_parameters()
     add_settings(parameters);
     add_description_places(parameters);
     add_heartbeat(parameters);
+    add_recovery(parameters);
     add_statistics(parameters);
     return parameters.build();
 }
@@ -323,6 +344,39 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     parameters.add(disable);
 }
 
+void Link::add_recovery(SoftwareParameters& parameters)
+{
+    auto enabled = named<SoftwareBoolean>(
+        "LinkRecoveryEnabled", "Recovery",
+        "A lost device is looked for, connected again, and given back the settings, the stream destination and the "
+        "acquisition that it had. Set before connecting: settings are remembered from then on.");
+    enabled.streamable = true;
+    enabled.get = [this] { return settings_.recovery.load(); };
+    enabled.set = [this](bool value) {
+        if (settings_.recovery.exchange(value) != value && recovery_changed_) {
+            recovery_changed_(value);
+        }
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(enabled);
+
+    auto state = named<SoftwareString>("LinkRecoveryState", "Recovery",
+                                       "What became of the last attempt to find and connect the lost device, and what "
+                                       "could not be put back. Empty when all is well.");
+    state.is_volatile = true;
+    state.visibility = GenApi::Visibility::expert;
+    state.get = [this] {
+        const std::scoped_lock lock(mutex_);
+        return recovery_state_;
+    };
+    parameters.add(state);
+
+    auto count =
+        counter("LinkRecoveryCount", "Times that a lost link was recovered.", [this] { return recoveries_.load(); });
+    count.category = "Recovery";
+    parameters.add(count);
+}
+
 void Link::add_round_trips(SoftwareParameters& parameters)
 {
     struct Time {
@@ -388,6 +442,7 @@ void Link::add_statistics(SoftwareParameters& parameters)
         heartbeat_->beats = 0;
         heartbeat_->missed = 0;
         losses_ = 0;
+        recoveries_ = 0;
         const std::scoped_lock lock(mutex_);
         stream_timeouts_.clear();
         return PvResult(PvResult::OK);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,6 +24,7 @@ struct LinkSettings {
     std::atomic<std::uint32_t> heartbeat_timeout_ms{0};  ///< 0: as the device has it
     std::atomic<bool> heartbeat_disabled{false};
     std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
+    std::atomic<bool> recovery{false};
 
     [[nodiscard]] control::RetryPolicy retry_policy() const noexcept
     {
@@ -52,6 +54,12 @@ public:
     void count_loss(std::string reason);
     /// Tells the event sinks of the parameters what count_loss has changed.
     void tell_loss();
+    /// What became of the last attempt to recover the link; also tells the event sinks of the parameters.
+    void set_recovery_state(std::string state);
+    /// A link was recovered and everything put back; also tells the event sinks of the parameters.
+    void count_recovery();
+    /// Called on the thread that changes the setting. Set it before anybody uses the parameters.
+    void on_recovery_changed(std::function<void(bool on)> call) { recovery_changed_ = std::move(call); }
     void count_stream_timeout(std::uint32_t channel);
     void reset_stream_timeouts(std::uint32_t channel);
 
@@ -62,6 +70,7 @@ private:
     void add_settings(SoftwareParameters& parameters);
     void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
+    void add_recovery(SoftwareParameters& parameters);
     void add_round_trips(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);
     [[nodiscard]] std::shared_ptr<control::Connection> connection() const;
@@ -72,10 +81,13 @@ private:
 
     LinkSettings settings_;
     std::shared_ptr<control::HeartbeatSettings> heartbeat_ = std::make_shared<control::HeartbeatSettings>();
+    std::function<void(bool)> recovery_changed_;
     std::atomic<std::uint64_t> losses_{0};
+    std::atomic<std::uint64_t> recoveries_{0};
     mutable std::mutex mutex_;
     std::shared_ptr<control::Connection> connection_;  ///< the last one also after it was detached, for its counters
     std::string loss_reason_;
+    std::string recovery_state_;
     description::DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};

@@ -15,6 +15,7 @@ namespace {
 constexpr std::size_t word = 4;
 
 thread_local int link_notifications = 0;
+thread_local int own_accesses = 0;
 
 bool is_on_device(std::int64_t address, std::size_t length) noexcept
 {
@@ -43,9 +44,12 @@ void check(const control::ControlOutcome& outcome, const control::Connection& co
 
 bool in_link_notification() noexcept { return link_notifications > 0; }
 
+OwnAccesses::OwnAccesses() noexcept { ++own_accesses; }
+OwnAccesses::~OwnAccesses() { --own_accesses; }
+
 void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    if (!sinks.empty()) {
+    if (!sinks.empty() && own_accesses == 0) {
         notify(sinks, [&](PvDeviceEventSink& sink) {
             sink.OnCmdLinkRead(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
         });
@@ -54,7 +58,7 @@ void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::
 
 void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
-    if (!sinks.empty()) {
+    if (!sinks.empty() && own_accesses == 0) {
         notify(sinks, [&](PvDeviceEventSink& sink) {
             sink.OnCmdLinkWrite(bytes.data(), address, static_cast<std::int64_t>(bytes.size()));
         });

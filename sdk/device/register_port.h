@@ -63,7 +63,16 @@ private:
 /// The calling thread is inside a command link notification, where the node map may be locked.
 [[nodiscard]] bool in_link_notification() noexcept;
 
-/// Tells the sinks of an access, on the calling thread.
+/// While one lives, accesses of its thread are the SDK's own and told to nobody.
+class OwnAccesses {
+public:
+    OwnAccesses() noexcept;
+    OwnAccesses(const OwnAccesses&) = delete;
+    OwnAccesses& operator=(const OwnAccesses&) = delete;
+    ~OwnAccesses();
+};
+
+/// Tells the sinks of an access, on the calling thread, unless it is the SDK's own.
 void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
 void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
 

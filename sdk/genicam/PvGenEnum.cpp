@@ -25,12 +25,12 @@ PvResult PvGenEnum::GetValue(PvString& aValue) const
 
 PvResult PvGenEnum::SetValue(std::int64_t aValue)
 {
-    return run([&] { node_->set_int_value(aValue); });
+    return change([&] { node_->set_int_value(aValue); });
 }
 
 PvResult PvGenEnum::SetValue(const PvString& aValue)
 {
-    return run([&] { node_->set_entry(aValue.view()); });
+    return change([&] { node_->set_entry(aValue.view()); });
 }
 
 PvResult PvGenEnum::GetEntriesCount(std::int64_t& aCount) const

@@ -170,7 +170,7 @@ PvResult PvGenParameter::ToString(PvString& aValue) const
 
 PvResult PvGenParameter::FromString(const PvString& aValue)
 {
-    return run([&] { node_->from_string(without_surrogates(aValue.view())); });
+    return change([&] { node_->from_string(without_surrogates(aValue.view())); });
 }
 
 PvResult PvGenParameter::RegisterEventSink(PvGenEventSink* aSink) { return add_sink(aSink, nullptr); }

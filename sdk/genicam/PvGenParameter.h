@@ -84,6 +84,9 @@ protected:
     /// Runs an operation on the node, turns its exception into a result and remembers the text.
     template <class Work>
     PvResult run(Work&& work) const;
+    /// The same for an operation that writes, which the array's observer hears of.
+    template <class Work>
+    PvResult change(Work&& work);
 
     GenApi::INode* node_;
 

@@ -114,6 +114,11 @@ void PvGenParameterArray::clear() noexcept
     contents_->node_map.reset();
 }
 
+void PvGenParameterArray::SetWriteObserver(std::function<void(PvGenParameter&)> observer)
+{
+    contents_->owner.on_written = std::move(observer);
+}
+
 std::uint32_t PvGenParameterArray::GetCount() const noexcept
 {
     return static_cast<std::uint32_t>(contents_->parameters.size());

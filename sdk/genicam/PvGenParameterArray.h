@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "sdk/base/PvResult.h"
@@ -71,6 +72,11 @@ public:
 
     /// Forgets every cached value; the next reads go to the device.
     PvResult InvalidateCache();
+
+    /// Lets `observer` hear of every parameter that was written, and every command that was executed, by a member of
+    /// this array or its parameters, on the thread that did it and before the member returns. It must not throw. Set it
+    /// before anybody else uses the array.
+    void SetWriteObserver(std::function<void(PvGenParameter&)> observer);
 
     /// Expires when the array goes: for whoever holds the array without owning it.
     [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return lifetime_; }

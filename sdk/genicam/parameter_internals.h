@@ -1,6 +1,7 @@
 // What the parameter classes share among themselves.
 #pragma once
 
+#include <functional>
 #include <unordered_map>
 #include <utility>
 
@@ -12,6 +13,7 @@
 /// The parameters of an array by their nodes.
 struct PvGenParameter::Owner {
     std::unordered_map<const GenApi::INode*, PvGenParameter*> parameters;
+    std::function<void(PvGenParameter&)> on_written;  ///< empty for nobody
 };
 
 template <class Work>
@@ -23,4 +25,15 @@ PvResult PvGenParameter::run(Work&& work) const
     }
     vex::ApplicationCall::operation_ends();
     return result;
+}
+
+template <class Work>
+PvResult PvGenParameter::change(Work&& work)
+{
+    return run([&] {
+        work();
+        if (owner_.on_written) {
+            owner_.on_written(*this);
+        }
+    });
 }

@@ -10,6 +10,7 @@
 #include "sdk/base/failure.h"
 #include "sdk/genapi/numbers.h"
 #include "sdk/genicam/PvGenParameterArray.h"
+#include "sdk/genicam/results.h"
 #include "sdk/genicam/selection.h"
 #include "sdk/genicam/stored_values.h"
 
@@ -241,6 +242,27 @@ RestoredValues restore_values(PvGenParameterArray& array, std::span<const Stored
     RestoredValues restored = Restoring(array, values).run();
     ApplicationCall::operation_ends();
     return restored;
+}
+
+PvResult execute_stored(PvGenParameterArray& array, const StoredValue& command)
+{
+    GenApi::INodeMap* const map = array.GetNodeMap();
+    GenApi::INode* const node = map != nullptr ? map->node(command.name) : nullptr;
+    if (node == nullptr) {
+        return failure(PvResult::NotFound, "There is no command named \"", command.name, "\"");
+    }
+    PvResult result;
+    std::vector<ParameterFailure> not_put_back;
+    const PvResult selected = genicam::result_of([&] {
+        genicam::Selection selection(*map);
+        result = genicam::result_of([&] {
+            selection.select(command.selectors);
+            genicam::execute_and_wait(*node, std::chrono::seconds(5));
+        });
+        selection.put_back(not_put_back);
+    });
+    ApplicationCall::operation_ends();
+    return result.IsOK() ? selected : result;
 }
 
 }  // namespace vex

@@ -20,21 +20,23 @@ std::string key_of(const SelectorValue& selector, std::span<const SelectorValue>
 
 }  // namespace
 
+void execute_and_wait(GenApi::INode& command, std::chrono::milliseconds most)
+{
+    constexpr std::chrono::milliseconds between(5);
+    command.execute();
+    for (auto waited = between; waited <= most && !command.is_done(); waited += between) {
+        std::this_thread::sleep_for(between);
+    }
+}
+
 bool execute_if_there(GenApi::INodeMap& map, std::string_view name, std::vector<ParameterFailure>& notes)
 {
-    constexpr int most_questions = 20;
-    constexpr std::chrono::milliseconds between(5);
     GenApi::INode* const command = map.node(name);
     if (command == nullptr || command->type() != GenApi::InterfaceType::command ||
         !GenApi::is_writable(command->access())) {
         return false;
     }
-    return noting(notes, name, {}, [&] {
-        command->execute();
-        for (int i = 0; i < most_questions && !command->is_done(); ++i) {
-            std::this_thread::sleep_for(between);
-        }
-    });
+    return noting(notes, name, {}, [&] { execute_and_wait(*command, std::chrono::milliseconds(100)); });
 }
 
 void Selection::select(std::span<const SelectorValue> selectors)

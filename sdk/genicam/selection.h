@@ -1,6 +1,7 @@
 // Selectors turned to the values that something is stored for, and back.
 #pragma once
 
+#include <chrono>
 #include <set>
 #include <span>
 #include <string>
@@ -36,8 +37,10 @@ bool noting(std::vector<ParameterFailure>& notes, std::string_view name, std::sp
     }
 }
 
-/// Executes a command that the device may have, and waits, a tenth of a second at the longest, until it has finished.
-/// False when the device has no such command or it could not be executed.
+/// Executes a command and waits, `most` at the longest, until it has finished. Throws GenApi::Error.
+void execute_and_wait(GenApi::INode& command, std::chrono::milliseconds most);
+/// The same, a tenth of a second at the longest, for a command that the device may have. False when it has no such
+/// command or it could not be executed.
 bool execute_if_there(GenApi::INodeMap& map, std::string_view name, std::vector<ParameterFailure>& notes);
 
 /// Remembers what the selectors were before.

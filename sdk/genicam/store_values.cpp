@@ -229,6 +229,22 @@ private:
 
 }  // namespace
 
+StoredValue store_value(INode& parameter)
+{
+    const auto selectors = selectors_of(parameter, StoreLimits{}.selectors);
+    if (!selectors) {
+        throw GenApi::Error(PvResult::NotSupported, std::string(parameter.name()) + ": it has too many selectors");
+    }
+    StoredValue stored{std::string(parameter.name()), {}, {}};
+    if (parameter.type() != GenApi::InterfaceType::command) {
+        stored.value = parameter.to_string();
+    }
+    for (INode* const selector : *selectors) {
+        stored.selectors.push_back({std::string(selector->name()), selector->to_string()});
+    }
+    return stored;
+}
+
 StoredValues store_values(PvGenParameterArray& array, const StoreLimits& limits)
 {
     if (array.GetNodeMap() == nullptr) {

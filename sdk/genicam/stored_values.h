@@ -11,6 +11,10 @@
 
 class PvGenParameterArray;
 
+namespace GenApi {
+class INode;
+}
+
 namespace vex {
 
 struct SelectorValue {
@@ -68,6 +72,10 @@ struct StoredValues {
 /// PvGenParameterArray::InvalidateCache first. Nobody else should write to the array meanwhile. Throws std::bad_alloc.
 [[nodiscard]] StoredValues store_values(PvGenParameterArray& array, const StoreLimits& limits = {});
 
+/// The value that one parameter has, for the values that its selectors have; of a command, for what it would be
+/// executed. Throws GenApi::Error and std::bad_alloc.
+[[nodiscard]] StoredValue store_value(GenApi::INode& parameter);
+
 struct RestoredValues {
     /// OK when every value is in force. NotConnected or Aborted when the device went away meanwhile. Otherwise
     /// GenericError: "2 parameters could not be restored: Width is locked while the acquisition runs; ...".
@@ -84,5 +92,9 @@ struct RestoredValues {
 ///
 /// Caches, other users of the array and std::bad_alloc as for store_values.
 [[nodiscard]] RestoredValues restore_values(PvGenParameterArray& array, std::span<const StoredValue> values);
+
+/// Executes a stored command for the values of its selectors, which are put back afterwards, and waits, five seconds at
+/// the longest, until it has finished. Caches, other users of the array and std::bad_alloc as for store_values.
+PvResult execute_stored(PvGenParameterArray& array, const StoredValue& command);
 
 }  // namespace vex

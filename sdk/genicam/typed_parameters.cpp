@@ -20,7 +20,7 @@ PvResult PvGenInteger::GetValue(std::int64_t& aValue) const
 
 PvResult PvGenInteger::SetValue(std::int64_t aValue)
 {
-    return run([&] { node_->set_int_value(aValue); });
+    return change([&] { node_->set_int_value(aValue); });
 }
 
 PvResult PvGenInteger::GetMin(std::int64_t& aMin) const
@@ -56,7 +56,7 @@ PvResult PvGenFloat::GetValue(double& aValue) const
 
 PvResult PvGenFloat::SetValue(double aValue)
 {
-    return run([&] { node_->set_float_value(aValue); });
+    return change([&] { node_->set_float_value(aValue); });
 }
 
 PvResult PvGenFloat::GetMin(double& aMin) const
@@ -87,12 +87,12 @@ PvResult PvGenBoolean::GetValue(bool& aValue) const
 
 PvResult PvGenBoolean::SetValue(bool aValue)
 {
-    return run([&] { node_->set_bool_value(aValue); });
+    return change([&] { node_->set_bool_value(aValue); });
 }
 
 PvResult PvGenCommand::Execute()
 {
-    return run([&] { node_->execute(); });
+    return change([&] { node_->execute(); });
 }
 
 PvResult PvGenCommand::IsDone(bool& aDone) const
@@ -107,7 +107,7 @@ PvResult PvGenString::GetValue(PvString& aValue) const
 
 PvResult PvGenString::SetValue(const PvString& aValue)
 {
-    return run([&] { node_->set_string_value(without_surrogates(aValue.view())); });
+    return change([&] { node_->set_string_value(without_surrogates(aValue.view())); });
 }
 
 PvResult PvGenString::GetMaxLength(std::int64_t& aMaxLength) const
@@ -132,7 +132,7 @@ PvResult PvGenRegister::Get(std::uint8_t* aBuffer, std::int64_t aLength) const
 
 PvResult PvGenRegister::Set(const std::uint8_t* aBuffer, std::int64_t aLength)
 {
-    return run([&] {
+    return change([&] {
         if (aLength < 0 || (aBuffer == nullptr && aLength != 0)) {
             throw GenApi::ValueError(std::string(node_->name()) + ": there is no buffer to write");
         }

@@ -1,0 +1,71 @@
+// What an application set in a device, to be put back when the device returns after a lost link.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "sdk/base/PvResult.h"
+#include "sdk/genicam/stored_values.h"
+
+class PvGenParameter;
+class PvGenParameterArray;
+
+namespace vex::device {
+
+/// How a stream channel of the device was set: the values of its registers.
+struct StreamSetting {
+    std::uint32_t port = 0;         ///< SCP
+    std::uint32_t packet_size = 0;  ///< SCPS, without the bit that fires a test packet
+    std::uint32_t packet_delay = 0;
+    std::uint32_t destination = 0;
+
+    bool operator==(const StreamSetting&) const = default;
+};
+
+/// Remembers the values of the persistent parameters as they were at the beginning of a connection, and then what the
+/// application writes to them, for which values of the selectors, in order. A device that lost its settings gets both
+/// back in that order, so that what one write does to others happens again. UserSetLoad counts as a write.
+///
+/// Thread safety: all members may be called from any thread.
+class SessionMemory {
+public:
+    /// Forgets what was, and reads the persistent parameters of a device that was just connected.
+    void begin(PvGenParameterArray& array);
+    /// Forgets, and remembers nothing until it begins again.
+    void end();
+    [[nodiscard]] bool has_begun() const noexcept { return begun_; }
+
+    /// The application wrote the parameter, or executed the command.
+    void written(PvGenParameter& parameter);
+    void set_stream(std::uint32_t channel, const StreamSetting& setting);
+
+    /// The stream channels that were set.
+    [[nodiscard]] std::map<std::uint32_t, StreamSetting> streams() const;
+    /// The application started an acquisition and did not stop it.
+    [[nodiscard]] bool is_acquiring() const noexcept { return acquiring_; }
+
+    /// Puts the parameters back; what could not be is in the result.
+    PvResult restore(PvGenParameterArray& array);
+    /// Starts the acquisition that was running. One that ends by itself may have ended: only a continuous one is.
+    PvResult restart(PvGenParameterArray& array);
+
+private:
+    /// A command when `execute` is set.
+    struct Write {
+        StoredValue what;
+        bool execute = false;
+    };
+
+    std::atomic<bool> begun_{false};
+    std::atomic<bool> acquiring_{false};
+    std::atomic<bool> locked_{false};  ///< TLParamsLocked
+    mutable std::mutex mutex_;
+    std::vector<StoredValue> at_begin_;
+    std::vector<Write> writes_;  ///< the last of each parameter and selector values, in order
+    std::map<std::uint32_t, StreamSetting> streams_;
+};
+
+}  // namespace vex::device

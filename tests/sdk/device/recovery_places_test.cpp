@@ -1,0 +1,116 @@
+// Recovery with cameras of particular kinds, and with applications that act in its notifications.
+#include <thread>
+
+#include "tests/sdk/device/raw_description.h"
+#include "tests/sdk/device/recovery_fixture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using device_test::Names;
+using device_test::Recovery;
+using device_test::RecoveryTest;
+using device_test::whole_recovery;
+
+/// With a camera that keeps its controller whatever happens, and can be another.
+class RecoveryOfRawCamera : public RecoveryTest {
+protected:
+    static device_test::RawCameraOptions sound()
+    {
+        device_test::RawCameraOptions options;
+        options.address = device_test::loopback(39);
+        options.serial = "RAW-39";
+        options.description = device_test::raw_description();
+        return options;
+    }
+
+    std::unique_ptr<device_test::RawCamera> camera = std::make_unique<device_test::RawCamera>(sound());
+};
+
+TEST_F(RecoveryOfRawCamera, WritesNothingToADeviceThatHasNotMissedItsController)
+{
+    connect();
+    const int heartbeat_settings = 1;
+    const int writes = camera->count(0x0082);
+    camera->mute(true);
+    ASSERT_TRUE(sink.wait_for("disconnected"));
+    camera->mute(false);
+    ASSERT_TRUE(sink.wait_for("acquisition"));
+    EXPECT_EQ(camera->count(0x0082), writes + 1 + heartbeat_settings) << "the privilege";
+    EXPECT_EQ(camera->reg(0x0938), 400U);
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 3000U) << "what the device had before the application came";
+}
+
+TEST_F(RecoveryOfRawCamera, TakesNoOtherDeviceForIt)
+{
+    connect();
+    camera.reset();
+    device_test::RawCameraOptions other = sound();
+    other.serial = "RAW-40";
+    camera = std::make_unique<device_test::RawCamera>(other);
+    ASSERT_TRUE(sink.wait_for("disconnected"));
+    while (recovery_state().find("RAW-40") == std::string::npos) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_EQ(camera->reg(0x0A00), 0U);
+    EXPECT_FALSE(device->IsConnected());
+
+    camera.reset();
+    other.mac.back() = 0x77;
+    other.serial = "RAW-39";
+    camera = std::make_unique<device_test::RawCamera>(other);
+    while (recovery_state().find("02:11:22:33:44:77") == std::string::npos) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_EQ(camera->count(0x0082), 0);
+
+    camera.reset();
+    camera = std::make_unique<device_test::RawCamera>(sound());
+    EXPECT_TRUE(sink.wait_for("acquisition"));
+}
+
+/// What a handler may do in each notification.
+class HandlersOfRecovery : public Recovery, public testing::WithParamInterface<const char*> {
+protected:
+    void lose()
+    {
+        connect();
+        camera->reboot();
+        ASSERT_TRUE(sink.wait_for(GetParam()));
+    }
+};
+
+TEST_P(HandlersOfRecovery, MayDisconnect)
+{
+    sink.on[GetParam()] = [&] { EXPECT_TRUE(device->Disconnect().IsOK()); };
+    lose();
+    EXPECT_FALSE(device->IsConnected());
+    EXPECT_EQ(sink.told().back(), GetParam());
+}
+
+TEST_P(HandlersOfRecovery, MayDestroyTheDevice)
+{
+    sink.on[GetParam()] = [&] { device.reset(); };
+    lose();
+    EXPECT_EQ(sink.told().back(), GetParam());
+}
+
+TEST_P(HandlersOfRecovery, MayConnectAgain)
+{
+    sink.on[GetParam()] = [&] {
+        EXPECT_TRUE(device->Disconnect().IsOK());
+        while (!device->Connect(PvString(address)).IsOK()) {
+            std::this_thread::sleep_for(10ms);
+        }
+    };
+    lose();
+    EXPECT_TRUE(device->IsConnected());
+    EXPECT_EQ(sink.told().back(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(In, HandlersOfRecovery,
+                         testing::Values("disconnected", "reconnected", "device", "configuration", "acquisition"),
+                         [](const auto& parameter) { return std::string(parameter.param); });
+
+}  // namespace
