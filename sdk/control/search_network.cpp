@@ -83,7 +83,7 @@ private:
             Port& port = ports_[turn_];
             turn_ = (turn_ + 1) % ports_.size();
             if (const auto received = port.socket.receive(buffer, milliseconds(0))) {
-                return Arrival{port.interface_index, received->size};
+                return Arrival{port.interface_index, received->size, received->source};
             }
         }
         return std::nullopt;

@@ -32,6 +32,7 @@ public:
     struct Arrival {
         std::size_t interface_index = 0;
         std::size_t size = 0;  ///< bytes written to the buffer; what it cannot hold is lost
+        Endpoint source;
     };
 
     virtual ~SearchPorts() = default;

@@ -6,6 +6,8 @@
 #include <system_error>
 
 #include "sdk/base/failure.h"
+#include "sdk/control/action.h"
+#include "sdk/device/PvAction.h"
 #include "sdk/device/PvSystemEventSink.h"
 #include "sdk/device/system_impl.h"
 #include "sdk/net/interfaces.h"
@@ -66,6 +68,48 @@ PvResult PvSystem::Find()
         held->listed.push_back(&held->interface_for(facts));
     }
     return held->search(held->listed);
+}
+
+PvResult PvSystem::SendAction(const PvAction& aAction, std::vector<PvActionAcknowledge>* aAcknowledges)
+{
+    if (aAcknowledges != nullptr) {
+        aAcknowledges->clear();
+    }
+    control::ActionOptions options;
+    options.acknowledge = aAction.acknowledge;
+    options.expected = aAction.expected;
+    options.timeout = std::chrono::milliseconds(aAction.timeout);
+    if (!aAction.destination.empty()) {
+        options.destination = Ipv4Address::parse(aAction.destination.view());
+        if (!options.destination || options.destination->is_any()) {
+            return failure(PvResult::InvalidParameter, "\"", aAction.destination.str(),
+                           "\" is no IPv4 address that can be sent to");
+        }
+    }
+    std::vector<net::Interface> hosts;
+    try {
+        hosts = impl_->network.interfaces();
+    } catch (const std::system_error& error) {
+        return failure(PvResult::NetworkError, "The network interfaces cannot be listed: ", error.what());
+    }
+    if (!aAction.interface_address.empty()) {
+        const auto wanted = Ipv4Address::parse(aAction.interface_address.view());
+        std::erase_if(hosts, [&](const net::Interface& host) { return host.address != wanted; });
+        if (hosts.empty()) {
+            return failure(PvResult::InvalidParameter, "This computer has no network interface with the address \"",
+                           aAction.interface_address.str(), "\"");
+        }
+    }
+    control::ActionReport report;
+    PvResult result = control::send_action({aAction.device_key, aAction.group_key, aAction.group_mask, aAction.time},
+                                           options, hosts, impl_->network, report);
+    for (const control::ActionAnswer& answer : report.answers) {
+        if (aAcknowledges != nullptr) {
+            aAcknowledges->push_back({PvString(answer.device.to_string()), static_cast<std::uint16_t>(answer.status),
+                                      PvString(wire::gvcp::text_of(answer.status))});
+        }
+    }
+    return result;
 }
 
 PvResult PvSystem::RegisterEventSink(PvSystemEventSink* aEventSink)

@@ -3,11 +3,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "sdk/base/PvResult.h"
 
 class PvInterface;
 class PvSystemEventSink;
+struct PvAction;
+struct PvActionAcknowledge;
 
 namespace vex::control {
 class SearchNetwork;
@@ -55,6 +58,16 @@ public:
     /// OK also when no device was found. NetworkError when the interfaces cannot be listed or none of them can be
     /// searched; the description names them. StateError when called from within OnDeviceFound.
     PvResult Find();
+
+    /// Sends an action command, once on each interface, and collects the acknowledges of the devices that it means; no
+    /// search is needed before. Devices act when an application controls them, or when they act unconditionally.
+    /// `aAcknowledges`, where given, is filled whatever the result: one entry for each device, in the order of arrival.
+    ///
+    /// OK: sent, as many devices as expected acknowledged, and none with a failure. InvalidParameter: group mask 0, a
+    /// text that is no address, or an interface that the host does not have. NetworkError: sent on no interface.
+    /// Timeout: fewer devices than expected acknowledged in time. StateError: a device acknowledged with a failure,
+    /// which the description names; that the action came too late is one.
+    PvResult SendAction(const PvAction& aAction, std::vector<PvActionAcknowledge>* aAcknowledges = nullptr);
 
     /// Adds a sink; it must stay alive until it is unregistered or the system is destroyed. InvalidParameter for null,
     /// StateError when it is registered already.

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/pvctl/action_command.h"
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
 #include "tools/pvctl/failure.h"
@@ -51,9 +52,10 @@ int main(int argc, char** argv)
     app.footer(
         "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
         "camera or feature.");
-    const Commands commands = make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand,
-                                            pvctl::TreeCommand, pvctl::GetCommand, pvctl::SetCommand,
-                                            pvctl::WatchCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+    const Commands commands =
+        make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
+                      pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
+                      pvctl::XmlCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

@@ -88,7 +88,7 @@ private:
                 }
                 const Bytes request(datagram.begin(), datagram.end());
                 for (Bytes& answer : attached.camera->answers(request, {facts.address, 40000})) {
-                    // a search does not look at the source; its port tells the interface here
+                    // the port tells the interface until the datagram is received
                     const auto tag = static_cast<std::uint16_t>(interface_index);
                     inbox_.deliver(std::move(answer), {attached.camera->options().address, tag},
                                    std::chrono::milliseconds(1));
@@ -100,7 +100,10 @@ private:
         std::optional<Arrival> receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) override
         {
             const auto received = inbox_.receive(buffer, timeout);
-            return received ? std::optional(Arrival{received->source.port, received->size}) : std::nullopt;
+            if (!received) {
+                return std::nullopt;
+            }
+            return Arrival{received->source.port, received->size, {received->source.address, 3956}};
         }
 
     private:
