@@ -16,6 +16,8 @@
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/transmitterraw/block_transmitter.h"
+#include "sdk/transmitterraw/buffer_block.h"
+#include "sdk/transmitterraw/stream_outlet.h"
 #include "sdk/transmitterraw/transmission_meter.h"
 
 using namespace vex;
@@ -28,6 +30,8 @@ constexpr std::uint32_t default_packet = 1440;
 constexpr std::uint32_t endless = 0xFFFFFFFF;
 constexpr int send_buffer_bytes = 4 << 20;
 constexpr int multicast_hops = 16;
+// Blocks of a device's channel that can be sent again: copies, because their buffers are refilled.
+constexpr std::size_t kept_blocks = 4;
 
 template <typename Container>
 bool contains(const Container& container, const PvBuffer* buffer)
@@ -35,43 +39,9 @@ bool contains(const Container& container, const PvBuffer* buffer)
     return std::ranges::find(container, buffer) != container.end();
 }
 
-// What the receiver is told of the buffer; the data is sent from where it lies.
-std::shared_ptr<const transmitter::Block> make_block(const PvBuffer& buffer, std::uint64_t block_id,
-                                                     std::uint64_t timestamp)
-{
-    auto block = std::make_shared<transmitter::Block>();
-    block->block_id = block_id;
-    block->data = acquisition::payload(buffer);
-    block->leader.timestamp = timestamp;
-    if (const auto geometry = acquisition::geometry(buffer)) {
-        block->leader.payload_type = wire::gvsp::payload_type::image;
-        block->leader.image = wire::gvsp::ImageInfo{.pixel_format = static_cast<std::uint32_t>(geometry->pixel_type),
-                                                    .size_x = geometry->width,
-                                                    .size_y = geometry->height,
-                                                    .offset_x = geometry->offset_x,
-                                                    .offset_y = geometry->offset_y,
-                                                    .padding_x = geometry->padding_x,
-                                                    .padding_y = geometry->padding_y};
-        block->trailer.size_y = geometry->height;
-    } else {
-        block->leader.payload_type = wire::gvsp::payload_type::raw_data;
-        block->leader.payload_size = block->data.size();
-    }
-    block->trailer.payload_type = block->leader.payload_type;
-    return block;
-}
-
-bool can_be_sent(const PvBuffer& buffer)
-{
-    if (acquisition::payload(buffer).empty()) {
-        return false;
-    }
-    return acquisition::geometry(buffer).has_value() || buffer.GetPayloadType() == PvPayloadTypeRawData;
-}
-
 }  // namespace
 
-class PvTransmitterRaw::Impl final : private acquisition::Holder {
+class PvTransmitterRaw::Impl final : private acquisition::Holder, private transmitter::BlockSource {
 public:
     ~Impl() { close(); }
 
@@ -108,6 +78,12 @@ private:
     void buffer_destroyed(PvBuffer& buffer) noexcept override;
     void run();
     void send_next(std::unique_lock<std::mutex>& lock);
+    void join_outlet(transmitter::Block& block, transmitter::StreamSettings& settings, std::uint16_t source_port);
+    void leave_outlet();
+    void resend(const wire::gvcp::PacketResend& range, bool extended_status) override
+    {
+        sender_->resend(range, extended_status);
+    }
     void make_free(PvBuffer* buffer);
     void make_queue_free();
 
@@ -120,6 +96,7 @@ private:
 
     net::UdpSocket socket_;
     std::unique_ptr<transmitter::BlockTransmitter> sender_;
+    std::shared_ptr<transmitter::StreamOutlet> outlet_;  // the worker's own while it runs
     std::thread worker_;
 
     mutable std::mutex mutex_;  // guards what follows
@@ -177,7 +154,7 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
                            error.message());
         }
     }
-    sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, 0);
+    sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, kept_blocks);
     {
         const std::lock_guard guard(mutex_);
         destination_ = {*destination, destination_port};
@@ -205,6 +182,7 @@ PvResult PvTransmitterRaw::Impl::close()
         changed_.notify_all();
     }
     worker_.join();
+    leave_outlet();
     socket_.close();
     const std::lock_guard guard(mutex_);
     make_queue_free();
@@ -251,7 +229,7 @@ PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
     if (!open_) {
         return failure(PvResult::StateError, "The transmitter is not open");
     }
-    if (!can_be_sent(*buffer)) {
+    if (!transmitter::can_be_sent(*buffer)) {
         return failure(PvResult::InvalidParameter, "The buffer holds no image or raw data to send");
     }
     if (!acquisition::hold(*buffer, *this)) {
@@ -383,9 +361,10 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
     queue_.pop_front();
     block_id_ = wire::gvsp::next_block_id(block_id_, false);
     sender_->clear_abort();
-    sender_->configure({.destination = destination_,
-                        .packet_size = packet_size_,
-                        .bytes_per_second = static_cast<double>(megabits_per_second_) * 1e6 / 8.0});
+    transmitter::StreamSettings settings{.destination = destination_,
+                                         .packet_size = packet_size_,
+                                         .bytes_per_second = static_cast<double>(megabits_per_second_) * 1e6 / 8.0};
+    const std::uint16_t source_port = source_.port;
     const PvBuffer& buffer = *current_;
     const auto since_open = std::chrono::duration_cast<std::chrono::microseconds>(net::Clock::steady().now() - opened_);
     const std::uint64_t timestamp =
@@ -393,7 +372,9 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
     const std::uint64_t block_id = block_id_;
     lock.unlock();
 
-    const auto block = make_block(buffer, block_id, timestamp);
+    const auto block = transmitter::make_block(buffer, block_id, timestamp);
+    join_outlet(*block, settings, source_port);
+    sender_->configure(settings);
     const std::error_code error = sender_->send(block);
 
     lock.lock();
@@ -404,6 +385,34 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
     current_ = nullptr;
     make_free(sent);
     changed_.notify_all();
+}
+
+// What a block is sent to may be the stream channel of a device in this process: then it is that device's block.
+void PvTransmitterRaw::Impl::join_outlet(transmitter::Block& block, transmitter::StreamSettings& settings,
+                                         std::uint16_t source_port)
+{
+    auto outlet = transmitter::StreamOutlet::find(settings.destination);
+    if (outlet != outlet_) {
+        leave_outlet();
+        outlet_ = std::move(outlet);
+    }
+    if (!outlet_) {
+        return;
+    }
+    const transmitter::OutletSettings wanted = outlet_->settings();
+    settings.packet_size = wanted.packet_size;
+    settings.packet_delay = wanted.packet_delay;
+    transmitter::keep_a_copy(block);
+    outlet_->feed(*this, source_port, {.image = block.leader.image, .payload_size = block.data.size()});
+}
+
+void PvTransmitterRaw::Impl::leave_outlet()
+{
+    if (outlet_) {
+        outlet_->leave(*this);
+        outlet_.reset();
+        sender_->forget();
+    }
 }
 
 PvTransmitterRaw::PvTransmitterRaw() : impl_(std::make_unique<Impl>()) {}

@@ -19,6 +19,11 @@ class PvBuffer;
 /// Block IDs start at 1 with every Open and count up by one for every buffer sent; 16-bit IDs wrap from 65535 to 1. The
 /// timestamp in the leader is the buffer's own, or the time since Open in microseconds when that is 0.
 ///
+/// When the destination is that of a PvVirtualDevice's stream channel in this process, the transmitter sends as that
+/// device: its packets are as large and as far apart as the channel's receiver asked for, whatever SetPacketSize said,
+/// the last blocks are kept as copies and their packets sent again on request, and the device's features tell what is
+/// sent. For another destination nothing of this happens.
+///
 /// Thread safety: all members may be called from any thread, but Open, Close and LoadBufferPool from one at a time.
 class PvTransmitterRaw {
 public:

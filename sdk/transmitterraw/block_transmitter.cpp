@@ -84,7 +84,7 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
             return std::make_error_code(std::errc::invalid_argument);
         }
         sent->trailer_id = packet_count(sent->block->data.size(), settings_.packet_size, settings_.extended_ids) - 1;
-        if (history_size_ > 0) {
+        if (history_size_ > 0 && sent->block->owner) {
             while (history_.size() >= history_size_) {
                 history_.pop_front();
             }

@@ -30,7 +30,7 @@ struct StreamSettings {
 };
 
 /// A block as it leaves. The data is sent from where it lies; `owner` keeps it alive for as long as a resend may need
-/// it.
+/// it. A block without owner is not kept for resends.
 struct Block {
     std::uint64_t block_id = 0;  ///< not 0; 16 bits without extended IDs
     wire::gvsp::Leader leader;

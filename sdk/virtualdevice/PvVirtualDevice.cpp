@@ -5,73 +5,38 @@
 #include <system_error>
 
 #include "sdk/base/failure.h"
+#include "sdk/buffer/PvPixelType.h"
 #include "sdk/description/description_url.h"
+#include "sdk/transmitterraw/block_transmitter.h"
+#include "sdk/transmitterraw/stream_outlet.h"
 #include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
 #include "sdk/virtualdevice/register_map.h"
+#include "sdk/virtualdevice/virtual_device_description.h"
+#include "sdk/virtualdevice/virtual_device_registers.h"
 #include "sdk/wire/bootstrap.h"
+#include "sdk/wire/bytes.h"
 
 using namespace vex;
 
 namespace {
 
-// What a client's node map finds in a device that has nothing but its bootstrap registers.
-constexpr std::string_view description_xml = R"xml(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="VirtualDevice" VendorName="Vexkam" ToolTip="Virtual device" StandardNameSpace="GEV"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0"
-    SubMinorVersion="0" ProductGuid="5B6E9D2C-0A39-4F5A-9D7B-4C0D6B1F9A21"
-    VersionGuid="C3A7B1E4-52B0-49A0-8E0E-2B7C4C8C3D10" xmlns="http://www.genicam.org/GenApi/Version_1_1"
-    xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"
-    xsi:schemaLocation="http://www.genicam.org/GenApi/Version_1_1 http://www.genicam.org/GenApi/GenApiSchema_Version_1_1.xsd">
-  <Category Name="Root" NameSpace="Standard">
-    <pFeature>DeviceControl</pFeature>
-    <pFeature>TransportLayerControl</pFeature>
-  </Category>
-  <Category Name="DeviceControl" NameSpace="Standard">
-    <pFeature>DeviceVendorName</pFeature>
-    <pFeature>DeviceModelName</pFeature>
-    <pFeature>DeviceVersion</pFeature>
-    <pFeature>DeviceID</pFeature>
-    <pFeature>DeviceUserID</pFeature>
-  </Category>
-  <StringReg Name="DeviceVendorName" NameSpace="Standard">
-    <Address>0x48</Address><Length>32</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <StringReg Name="DeviceModelName" NameSpace="Standard">
-    <Address>0x68</Address><Length>32</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <StringReg Name="DeviceVersion" NameSpace="Standard">
-    <Address>0x88</Address><Length>32</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <StringReg Name="DeviceID" NameSpace="Standard">
-    <Address>0xD8</Address><Length>16</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <StringReg Name="DeviceUserID" NameSpace="Standard">
-    <Address>0xE8</Address><Length>16</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <Category Name="TransportLayerControl" NameSpace="Standard">
-    <pFeature>GevHeartbeatTimeout</pFeature>
-    <pFeature>GevCurrentIPAddress</pFeature>
-    <pFeature>TLParamsLocked</pFeature>
-  </Category>
-  <IntReg Name="GevHeartbeatTimeout" NameSpace="Standard">
-    <Address>0x938</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-    <Cachable>WriteAround</Cachable><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess><Unit>ms</Unit>
-  </IntReg>
-  <IntReg Name="GevCurrentIPAddress" NameSpace="Standard">
-    <Address>0x24</Address><Length>4</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
-    <Sign>Unsigned</Sign><Endianess>BigEndian</Endianess><Representation>IPV4Address</Representation>
-  </IntReg>
-  <Integer Name="TLParamsLocked" NameSpace="Standard">
-    <Visibility>Invisible</Visibility><Value>0</Value><Min>0</Min><Max>1</Max>
-  </Integer>
-  <Port Name="Device" NameSpace="Standard"/>
-</RegisterDescription>
-)xml";
+using virtual_device::Access;
+using virtual_device::Status;
+namespace own = virtual_device::own;
+namespace reg = wire::bootstrap;
 
-constexpr std::uint32_t description_address = 0x00100000;
+// In microseconds, as transmitters stamp their blocks.
+constexpr std::uint64_t timestamp_frequency = 1'000'000;
 
-virtual_device::DeviceDescription describe(const net::Interface& adapter)
+// What the device tells before anything was sent.
+transmitter::BlockFormat first_format()
+{
+    return {.image = wire::gvsp::ImageInfo{.pixel_format = PvPixelMono8, .size_x = 640, .size_y = 480},
+            .payload_size = 640 * 480};
+}
+
+virtual_device::DeviceDescription describe(const net::Interface& adapter, std::size_t description_size)
 {
     virtual_device::DeviceDescription description;
     description.serial_number = adapter.address.to_string();
@@ -79,7 +44,10 @@ virtual_device::DeviceDescription describe(const net::Interface& adapter)
     description.address = adapter.address;
     description.mask = adapter.mask;
     description.gateway = adapter.gateway;
-    description.first_url = description::local_url("virtualdevice.xml", description_address, description_xml.size());
+    description.first_url = description::local_url("virtualdevice.xml", own::description, description_size);
+    description.stream_channels = 1;
+    description.packet_resend = true;
+    description.timestamp_frequency = timestamp_frequency;
     return description;
 }
 
@@ -87,22 +55,123 @@ virtual_device::DeviceDescription describe(const net::Interface& adapter)
 
 class PvVirtualDevice::Impl : private virtual_device::DeviceHooks {
 public:
-    explicit Impl(const net::Interface& adapter) : responder_(describe(adapter), *this), server_(responder_)
+    explicit Impl(const net::Interface& adapter)
+        : description_(virtual_device::virtual_device_description()),
+          socket_(net::UdpSocket::open({adapter.address, 0}, {.broadcast = true})), test_packets_(socket_, 0),
+          responder_(describe(adapter, description_.size()), *this), server_(responder_)
     {
         const auto guard = responder_.lock();
-        responder_.registers().add(virtual_device::memory_region(description_address, description_xml));
+        auto& map = responder_.registers();
+        map.add(virtual_device::memory_region(own::description, description_));
+        add_format_registers(map);
+        add_acquisition_registers(map);
+        responder_.remember_power_on();
     }
 
     void start(const net::Interface& adapter) { server_.start(adapter); }
 
+    ~Impl() override
+    {
+        server_.stop();
+        outlet_->configure({});  // a transmitter may keep it for longer
+    }
+
+    [[nodiscard]] Endpoint destination() const { return outlet_->settings().destination; }
+
 private:
+    void add_format_registers(virtual_device::RegisterMap& map)
+    {
+        using Format = transmitter::BlockFormat;
+        const auto add = [&](std::uint32_t address, std::uint32_t (*value)(const Format&)) {
+            map.add_register(address, Access::read_only, 0,
+                             {.refresh = [this, value] { return value(format()); }, .accept = {}});
+        };
+        add(own::width, [](const Format& format) { return format.image->size_x; });
+        add(own::height, [](const Format& format) { return format.image->size_y; });
+        add(own::offset_x, [](const Format& format) { return format.image->offset_x; });
+        add(own::offset_y, [](const Format& format) { return format.image->offset_y; });
+        add(own::pixel_format, [](const Format& format) { return format.image->pixel_format; });
+        add(own::payload_size, [](const Format& format) { return static_cast<std::uint32_t>(format.payload_size); });
+
+        virtual_device::Region port;
+        port.address = reg::stream_register(0, reg::stream::source_port);
+        port.bytes.resize(4);
+        port.refresh = [this](std::span<std::uint8_t> bytes) {
+            const std::uint16_t sender = outlet_->source_port();
+            wire::store_be32(bytes.data(), sender != 0 ? sender : socket_.local().port);
+        };
+        map.replace(std::move(port));
+    }
+
+    // Where it is raw data that is sent, the size only changes.
+    [[nodiscard]] transmitter::BlockFormat format()
+    {
+        if (const auto sent = outlet_->format()) {
+            format_.payload_size = sent->payload_size;
+            format_.image = sent->image ? sent->image : format_.image;
+        }
+        return format_;
+    }
+
+    void add_acquisition_registers(virtual_device::RegisterMap& map)
+    {
+        map.add_register(own::acquisition_mode, Access::read_write, 0,
+                         {.refresh = {}, .accept = [](std::uint32_t& value) {
+                              return value == 0 ? Status::success : Status::invalid_parameter;
+                          }});
+        const auto add_command = [&](std::uint32_t address, std::uint32_t acquiring) {
+            map.add_register(address, Access::write_only, 0,
+                             {.refresh = {}, .accept = [&map, acquiring](std::uint32_t& value) {
+                                  if (value != 1) {
+                                      return Status::invalid_parameter;
+                                  }
+                                  value = 0;
+                                  map.set_value(own::acquisition_status, acquiring);
+                                  return Status::success;
+                              }});
+        };
+        map.add_register(own::acquisition_status, Access::read_only, 0);
+        add_command(own::acquisition_start, 1);
+        add_command(own::acquisition_stop, 0);
+    }
+
+    void on_control_changed(bool /*controlled*/) override
+    {
+        responder_.registers().set_value(own::acquisition_status, 0);
+    }
+
+    void on_stream_channel_changed(unsigned, const virtual_device::StreamChannel& state) override
+    {
+        constexpr std::uint64_t tick_ns = 1'000'000'000 / timestamp_frequency;
+        socket_.set_dont_fragment(state.do_not_fragment);
+        outlet_->configure({.destination = state.is_open() ? state.destination : Endpoint{},
+                            .packet_size = state.packet_size,
+                            .packet_delay = std::chrono::nanoseconds(state.packet_delay * tick_ns)});
+    }
+
+    void on_test_packet(unsigned, const virtual_device::StreamChannel& state) override
+    {
+        test_packets_.send_test_packet(state.destination, state.packet_size);
+    }
+
+    void on_packet_resend(const wire::gvcp::PacketResend& range) override
+    {
+        outlet_->resend(range, responder_.extended_status());
+    }
+
     std::uint64_t timestamp() override
     {
-        return static_cast<std::uint64_t>(std::chrono::nanoseconds(net::Clock::steady().now() - started_).count());
+        const auto time = net::Clock::steady().now() - started_;
+        return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(time).count());
     }
     void reset_timestamp() override { started_ = net::Clock::steady().now(); }
 
+    const std::string description_;
+    const std::shared_ptr<transmitter::StreamOutlet> outlet_ = transmitter::StreamOutlet::make();
+    transmitter::BlockFormat format_ = first_format();  // guarded by the responder's lock, as are all hooks
     net::Clock::time_point started_ = net::Clock::steady().now();
+    net::UdpSocket socket_;  // for test packets
+    transmitter::BlockTransmitter test_packets_;
     virtual_device::GvcpResponder responder_;
     virtual_device::GvcpServer server_;
 };
@@ -123,10 +192,18 @@ PvResult PvVirtualDevice::StartListening(const PvString& info)
         auto impl = std::make_unique<Impl>(*adapter);
         impl->start(*adapter);
         impl_ = std::move(impl);
-        return PvResult::OK;
+        return {PvResult::OK, "Listening on " + adapter->address.to_string() + " (" + adapter->description + ")"};
     } catch (const std::system_error& error) {
         return failure(PvResult::NetworkError, "The virtual device cannot listen: ", error.what());
     }
 }
 
 void PvVirtualDevice::StopListening() { impl_.reset(); }
+
+PvString PvVirtualDevice::GetStreamDestinationIPAddress() const
+{
+    const Endpoint destination = impl_ ? impl_->destination() : Endpoint{};
+    return destination.port == 0 ? PvString() : PvString(destination.address.to_string());
+}
+
+std::uint16_t PvVirtualDevice::GetStreamDestinationPort() const { return impl_ ? impl_->destination().port : 0; }

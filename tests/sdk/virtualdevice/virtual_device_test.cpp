@@ -1,6 +1,9 @@
 #include "sdk/virtualdevice/PvVirtualDevice.h"
 
+#include <set>
+
 #include "sdk/genapi/node_map.h"
+#include "sdk/net/interfaces.h"
 #include "tests/sdk/virtualdevice/host_socket.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
@@ -30,6 +33,29 @@ TEST(VirtualDevice, AnswersDiscoveryFromStartToStop)
     device.StopListening();
     host.send(address, discovery);
     EXPECT_FALSE(host.receive(std::chrono::milliseconds(100)));
+}
+
+TEST(VirtualDevice, SaysWhichInterfaceWasTaken)
+{
+    PvVirtualDevice device;
+    const PvResult result = device.StartListening(address);
+    ASSERT_TRUE(result.IsOK());
+    EXPECT_NE(result.description().find(address), std::string::npos) << result.description();
+}
+
+TEST(VirtualDevice, TakesAnInterfaceByItsName)
+{
+    for (const vex::net::Interface& adapter : vex::net::list_interfaces()) {
+        if (adapter.loopback) {
+            PvVirtualDevice device;
+            const PvResult result = device.StartListening(PvString(adapter.id));
+            // another program may have the port of that very interface
+            EXPECT_TRUE(result.IsOK() || result.GetCode() == PvResult::NetworkError) << result.description();
+            EXPECT_NE(result.description().find(adapter.address.to_string()), std::string::npos)
+                << result.description();
+            return;
+        }
+    }
 }
 
 TEST(VirtualDevice, CanListenAgain)
@@ -70,7 +96,16 @@ TEST(VirtualDevice, ServesADescriptionWhereItsUrlSays)
     ClosedPort port;
     const auto map = GenApi::load_node_map(xml, port);
     EXPECT_TRUE(map->diagnostics().empty());
-    EXPECT_EQ(map->features().size(), 8U);
+    std::set<std::string> names;
+    for (const auto* feature : map->features()) {
+        names.insert(std::string(feature->name()));
+    }
+    for (const char* name :
+         {"DeviceVendorName", "DeviceModelName", "Width", "Height", "PixelFormat", "PayloadSize", "AcquisitionMode",
+          "AcquisitionStart", "AcquisitionStop", "TLParamsLocked", "GevSCPSPacketSize", "GevSCPD", "GevSCDA",
+          "GevSCPHostPort", "GevCCP", "GevHeartbeatTimeout"}) {
+        EXPECT_TRUE(names.contains(name)) << name;
+    }
 }
 
 TEST(VirtualDevice, AnUnknownInterfaceIsNotFoundAndNamedInTheDescription)
