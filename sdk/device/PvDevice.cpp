@@ -277,9 +277,8 @@ PvResult PvDevice::WriteMemory(std::uint32_t aAddress, const unsigned char* aSou
 
 PvResult PvDevice::WaitForMessagingChannelIdle(std::uint32_t aTimeout)
 {
-    static_cast<void>(aTimeout);
-    // without an open message channel there is nothing to wait for
-    return IsConnected() ? PvResult::OK : PvResult::NotConnected;
+    const Operation held(impl_);
+    return held->wait_for_messages(std::chrono::milliseconds(aTimeout));
 }
 
 PvResult PvDevice::SetIPConfiguration(const PvString& aMACAddress, const PvString& aIP, const PvString& aSubnetMask,

@@ -133,8 +133,9 @@ public:
     PvResult ReadMemory(std::uint32_t aAddress, unsigned char* aDestination, std::uint32_t aByteCount);
     PvResult WriteMemory(std::uint32_t aAddress, const unsigned char* aSource, std::uint32_t aByteCount);
 
-    /// Waits up to `aTimeout` ms until no event of the device is being delivered any more. A device whose message
-    /// channel is not open is idle.
+    /// Waits up to `aTimeout` ms until every event that has arrived was told. Timeout; NotConnected, also when the
+    /// connection ends meanwhile; StateError from within a notification, which others wait for. A device without events
+    /// is idle.
     PvResult WaitForMessagingChannelIdle(std::uint32_t aTimeout);
 
     /// Gives the device with this MAC address an IP configuration that holds until it restarts. Sent by broadcast on

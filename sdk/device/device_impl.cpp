@@ -146,7 +146,7 @@ PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& o
     }
     if (result.IsOK()) {
         loaded->port.attach(opened);
-        const std::scoped_lock state_lock(state_mutex_);
+        std::unique_lock state_lock(state_mutex_);
         if (recovered != recovering_) {
             result = PvResult::Aborted;
         } else if (!opened->channel().is_closed()) {
@@ -155,6 +155,8 @@ PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& o
             recovering_ = nullptr;
             threads_.heartbeat = std::move(heartbeat);
             poll(*loaded, opened);
+            state_lock.unlock();
+            open_messages(opened);
             return PvResult::OK;
         }
         loaded->port.detach();
@@ -165,7 +167,7 @@ PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& o
     }
     link.detach();
     opened->close();
-    ended.push_back({std::move(heartbeat), nullptr});
+    ended.push_back({std::move(heartbeat), nullptr, nullptr});
     return result;
 }
 
@@ -239,6 +241,7 @@ PvDevice::Impl::Features* PvDevice::Impl::close(Threads& ended)
         closed = closing ? features_ : nullptr;
     }
     ended = take_threads();
+    wake_waiters();
     if (closing) {
         memory_.end();
         link.detach();
@@ -255,6 +258,9 @@ void PvDevice::Impl::stop(const Threads& ended)
     }
     if (ended.poller) {
         ended.poller->stop(thread_timeout);
+    }
+    if (ended.messages) {
+        ended.messages->stop(thread_timeout);
     }
 }
 
@@ -292,7 +298,17 @@ void PvDevice::Impl::on_lost(const std::shared_ptr<control::Connection>& lost, c
         return;  // Connect is still at work on it, and will notice
     }
     current->port.detach();
-    thread.post([self = shared_from_this(), lost] { self->tell_lost(lost); });
+    wake_waiters();
+    post([self = shared_from_this(), lost] { self->tell_lost(lost); });
+}
+
+void PvDevice::Impl::post(device::DeviceThread::Task task) noexcept
+{
+    try {
+        thread.post(std::move(task));
+    } catch (const std::exception&) {
+        // neither memory nor a thread is to be had; what there was to tell is in the link's parameters
+    }
 }
 
 void PvDevice::Impl::tell_lost(const std::shared_ptr<control::Connection>& lost)

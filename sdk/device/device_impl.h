@@ -1,7 +1,9 @@
 // What stands behind a PvDevice.
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -11,6 +13,7 @@
 
 #include "sdk/control/connection.h"
 #include "sdk/control/heartbeat.h"
+#include "sdk/control/message_receiver.h"
 #include "sdk/description/description_source.h"
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/device_thread.h"
@@ -62,6 +65,7 @@ public:
     PvResult set_stream_destination(std::uint32_t channel, vex::Ipv4Address address, std::uint16_t port);
     PvResult negotiate_packet_size(std::uint32_t channel, std::uint32_t default_size);
     PvResult report_stream_timeout(std::uint32_t channel);
+    PvResult wait_for_messages(std::chrono::milliseconds timeout);
 
     PvDevice& owner;
     std::shared_ptr<vex::device::EventSinks> sinks = std::make_shared<vex::device::EventSinks>();
@@ -73,6 +77,7 @@ private:
     struct Threads {
         std::shared_ptr<vex::control::Heartbeat> heartbeat;
         std::shared_ptr<vex::device::FeaturePoller> poller;
+        std::shared_ptr<vex::control::MessageReceiver> messages;
     };
 
     /// The part of connect that goes on under its lock. `attached`: the link's parameters have changed.
@@ -87,8 +92,22 @@ private:
     static void stop(const Threads& ended);
     PvResult load_features(vex::control::Connection& connection, std::shared_ptr<Features>& features);
     Threads take_threads();
+    /// Whoever waits for events looks again.
+    void wake_waiters();
     /// Starts to poll features of a new connection that want it.
     void poll(const Features& features, const std::shared_ptr<vex::control::Connection>& connection);
+    /// Lets the device send its events to this host, if it has any. Without them the connection is as good.
+    void open_messages(const std::shared_ptr<vex::control::Connection>& opened);
+    /// The receiver of the connection that there is.
+    [[nodiscard]] std::shared_ptr<vex::control::MessageReceiver> messages() const;
+    /// On the receiver's thread.
+    void on_messages();
+    /// Tells the events that wait, on the device's thread.
+    void tell_events();
+    void tell_event(const vex::control::ReceivedEvent& event);
+
+    /// For the SDK's threads, which nothing thrown may leave.
+    void post(vex::device::DeviceThread::Task task) noexcept;
     /// On the heartbeat's thread.
     void on_lost(const std::shared_ptr<vex::control::Connection>& lost, const std::string& reason);
     /// The rest of it, on the device's thread: what may call the application.
@@ -121,4 +140,9 @@ private:
     std::vector<std::shared_ptr<Features>> all_features_;
     Features* features_ = nullptr;
     vex::device::SessionMemory memory_;
+
+    std::atomic<bool> events_posted_{false};  ///< tell_events() is going to run
+    std::mutex events_mutex_;                 ///< taken before state_mutex_ where both are held
+    std::condition_variable events_told_;
+    bool telling_events_ = false;  ///< an event was taken that is not told yet
 };

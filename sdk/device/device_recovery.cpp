@@ -244,7 +244,7 @@ void PvDevice::Impl::on_recovery_changed(bool on)
         return;
     }
     if (connection()) {
-        thread.post([self = shared_from_this()] { self->begin_memory(); });
+        post([self = shared_from_this()] { self->begin_memory(); });
     }
 }
 

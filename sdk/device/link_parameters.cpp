@@ -90,6 +90,18 @@ void Link::attach(const std::shared_ptr<control::Connection>& connection)
     }
 }
 
+void Link::set_messages(const std::shared_ptr<control::MessageReceiver>& messages)
+{
+    const std::scoped_lock lock(mutex_);
+    messages_ = messages;
+}
+
+control::MessageReceiverStatistics Link::message_statistics() const
+{
+    const std::scoped_lock lock(mutex_);
+    return messages_ ? messages_->statistics() : control::MessageReceiverStatistics{};
+}
+
 void Link::tell_attached()
 {
     for (const char* name : {"HeartbeatTimeout", "HeartbeatDisable"}) {
@@ -400,6 +412,27 @@ void Link::add_round_trips(SoftwareParameters& parameters)
     }
 }
 
+void Link::add_events(SoftwareParameters& parameters)
+{
+    using Statistics = control::MessageReceiverStatistics;
+    struct Count {
+        const char* name;
+        const char* tool_tip;
+        std::uint64_t Statistics::*value;
+    };
+    for (const Count& count :
+         {Count{"EventCount", "Events of the device that arrived and were kept to be told.", &Statistics::events},
+          Count{"EventDroppedCount", "Events that arrived while too many waited to be told.", &Statistics::dropped},
+          Count{"EventRepeatedCount", "Messages that the device sent again.", &Statistics::repeated},
+          Count{"EventForeignCount", "Datagrams of anybody but the device on the message channel.",
+                &Statistics::foreign},
+          Count{"EventMalformedCount", "Messages of the device that could not be understood.",
+                &Statistics::malformed}}) {
+        parameters.add(
+            counter(count.name, count.tool_tip, [this, value = count.value] { return message_statistics().*value; }));
+    }
+}
+
 void Link::add_statistics(SoftwareParameters& parameters)
 {
     parameters.add(
@@ -417,6 +450,7 @@ void Link::add_statistics(SoftwareParameters& parameters)
     parameters.add(counter("MalformedAnswerCount", "Answers that could not be understood.",
                            [this] { return statistics().malformed; }));
     add_round_trips(parameters);
+    add_events(parameters);
     parameters.add(counter("HeartbeatCount", "Beats made.", [this] { return heartbeat_->beats.load(); }));
     parameters.add(
         counter("HeartbeatMissedCount", "Beats that were not answered.", [this] { return heartbeat_->missed.load(); }));

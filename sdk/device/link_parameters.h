@@ -12,6 +12,7 @@
 #include "sdk/base/PvResult.h"
 #include "sdk/control/connection.h"
 #include "sdk/control/heartbeat.h"
+#include "sdk/control/message_receiver.h"
 #include "sdk/description/description_source.h"
 #include "sdk/genicam/software_parameters.h"
 
@@ -49,6 +50,8 @@ public:
     void attach(const std::shared_ptr<control::Connection>& connection);
     /// Tells the event sinks of the parameters what attaching has changed.
     void tell_attached();
+    /// Whose counters of events are shown from now on.
+    void set_messages(const std::shared_ptr<control::MessageReceiver>& messages);
     /// Puts back in the device what attach or a setting changed for the connection's time. The counters stay.
     void detach() noexcept;
     void count_loss(std::string reason);
@@ -72,9 +75,11 @@ private:
     void add_heartbeat(SoftwareParameters& parameters);
     void add_recovery(SoftwareParameters& parameters);
     void add_round_trips(SoftwareParameters& parameters);
+    void add_events(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);
     [[nodiscard]] std::shared_ptr<control::Connection> connection() const;
     [[nodiscard]] control::ControlStatistics statistics() const;
+    [[nodiscard]] control::MessageReceiverStatistics message_statistics() const;
     [[nodiscard]] std::uint64_t stream_timeouts() const;
     PvResult apply_heartbeat_timeout(control::Connection& connection);
     PvResult apply_heartbeat_disabled(control::Connection& connection);
@@ -85,7 +90,8 @@ private:
     std::atomic<std::uint64_t> losses_{0};
     std::atomic<std::uint64_t> recoveries_{0};
     mutable std::mutex mutex_;
-    std::shared_ptr<control::Connection> connection_;  ///< the last one also after it was detached, for its counters
+    std::shared_ptr<control::Connection> connection_;     ///< the last one also after it was detached, for its counters
+    std::shared_ptr<control::MessageReceiver> messages_;  ///< as the connection
     std::string loss_reason_;
     std::string recovery_state_;
     description::DescriptionPlaces description_places_;
