@@ -200,6 +200,7 @@ TEST_F(MessageReceiver, KeepsWhatItReceivedWhenItStops)
     script->deliver(event(2));
     EXPECT_TRUE(receiver->take());
     EXPECT_FALSE(receiver->take());
+    EXPECT_EQ(receiver->statistics().foreign, 0U) << "what woke it is no message";
 }
 
 TEST_F(MessageReceiver, MayBeDestroyedWhenSomethingArrives)
