@@ -26,6 +26,10 @@ enum class Kind {
 
 [[nodiscard]] Kind kind_of(const Path& path) noexcept;
 
+/// The file or folder that a path leads to, all links followed, in the system's own spelling: two paths to one file
+/// give the same. Empty when there is none.
+[[nodiscard]] Path final_path(const Path& path);
+
 /// A file open for writing, without a buffer of its own. Closed at the end. Errors are the system's.
 class File {
 public:

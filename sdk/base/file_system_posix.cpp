@@ -42,6 +42,13 @@ Kind kind_of(const Path& path) noexcept
     return fs::exists(status) ? Kind::other : Kind::missing;
 }
 
+Path final_path(const Path& path)
+{
+    std::error_code error;
+    Path final = fs::canonical(path, error);
+    return error ? Path() : final;
+}
+
 std::error_code File::create(const Path& path) noexcept
 {
     constexpr mode_t as_the_user_wants = 0666;

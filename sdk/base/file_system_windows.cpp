@@ -70,6 +70,22 @@ Kind kind_of(const Path& path) noexcept
     return (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? Kind::read_only_file : Kind::file;
 }
 
+Path final_path(const Path& path)
+{
+    constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE file =
+        CreateFileW(path.c_str(), 0, shared, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return {};
+    }
+    const DWORD room = GetFinalPathNameByHandleW(file, nullptr, 0, FILE_NAME_NORMALIZED);
+    std::wstring final(room, L'\0');
+    const DWORD size = room == 0 ? 0 : GetFinalPathNameByHandleW(file, final.data(), room, FILE_NAME_NORMALIZED);
+    CloseHandle(file);
+    final.resize(size < room ? size : 0);
+    return final;
+}
+
 std::error_code File::create(const Path& path) noexcept
 {
     handle_ = open(path, CREATE_NEW);

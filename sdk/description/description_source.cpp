@@ -10,9 +10,9 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/description/description_url.h"
-#include "sdk/description/file_path.h"
 #include "sdk/description/http_get.h"
 #include "sdk/description/url_text.h"
+#include "sdk/description/user_folder.h"
 #include "sdk/description/zip.h"
 #include "sdk/genapi/errors.h"
 #include "sdk/wire/bootstrap.h"
@@ -102,20 +102,6 @@ PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const Descri
                    url.text, "\"; ", what_to_do);
 }
 
-/// The file that the URL names, in the user's folder; empty when there is no such file. A device chose the name: it
-/// must not lead out of the folder.
-std::optional<std::filesystem::path> file_in_folder(const DescriptionUrl& url, const std::string& folder)
-{
-    const std::string_view name = std::string_view(url.name).substr(url.name.find_last_of(':') + 1);
-    if (folder.empty() || name.empty() || name == "." || name == ".." || name.find('\0') != std::string_view::npos) {
-        return std::nullopt;
-    }
-    const std::filesystem::path path = file_path(PvString(std::string_view(folder))) / file_path(PvString(name));
-    std::error_code error;
-    // nothing but a file: names of devices such as "CON" open something else
-    return std::filesystem::is_regular_file(path, error) && !error ? std::optional(path) : std::nullopt;
-}
-
 PvResult read_file(const DeviceMemory& device, const DescriptionUrl& url, const std::filesystem::path& path,
                    Description& description)
 {
@@ -134,11 +120,16 @@ PvResult read_file(const DeviceMemory& device, const DescriptionUrl& url, const 
     return unpack(device, url, bytes, description);
 }
 
-PvResult download(const DeviceMemory& device, const DescriptionUrl& url, Description& description)
+PvResult download(const DeviceMemory& device, const DescriptionUrl& url, const DescriptionPlaces& places,
+                  Description& description)
 {
     std::vector<std::uint8_t> bytes;
     HttpLimits limits;
     limits.largest_body = largest_stored_description;
+    if (!places.download_anywhere) {
+        limits.only_from = device.address;
+        limits.how_to_allow = "; other servers are allowed with the link parameter DescriptionDownloadAnywhere";
+    }
     if (const PvResult result = http_get(without_schema_version(url.text), limits, bytes); !result.IsOK()) {
         return failure(result.GetCode(), "The GenICam description of the device ", device.name, ": ",
                        result.description());
@@ -161,11 +152,11 @@ PvResult fetch_from(const DeviceMemory& device, std::uint32_t url_address, const
         return elsewhere(PvResult::NotSupported, device, *url, "this is no kind of URL that a device may have");
     }
     // a copy that the user has put there saves the download
-    if (const auto path = file_in_folder(*url, places.folder)) {
+    if (const auto path = file_in_folder(url->name, places.folder)) {
         return read_file(device, *url, *path, description);
     }
     if (url->scheme == Scheme::http && places.download) {
-        return download(device, *url, description);
+        return download(device, *url, places, description);
     }
     const std::string file = "\"" + url->name + "\"";
     const std::string in_folder =

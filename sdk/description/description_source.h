@@ -8,6 +8,7 @@
 #include <string>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/address.h"
 
 namespace vex::description {
 
@@ -19,13 +20,15 @@ struct Description {
 
 /// Where a description may be read from besides the device itself. Nowhere, unless the user says so.
 struct DescriptionPlaces {
-    std::string folder;     ///< of this computer, UTF-8; empty for none
-    bool download = false;  ///< from the server that the device names
+    std::string folder;              ///< of this computer, UTF-8; empty for none
+    bool download = false;           ///< by HTTP, from the device itself
+    bool download_anywhere = false;  ///< then also from any other server that the device names
 };
 
 /// The memory of a device, whatever connects it.
 struct DeviceMemory {
-    std::string name;  ///< of the device in failure texts, such as its address
+    std::string name;     ///< of the device in failure texts, such as its address
+    Ipv4Address address;  ///< of the device, where it may be downloaded from; 0.0.0.0 for a device without one
     /// Fills `bytes` from this address on, or tells why not: NotConnected when there is no connection any more.
     std::function<PvResult(std::uint64_t address, std::span<std::uint8_t> bytes)> read;
 };

@@ -43,6 +43,12 @@ public:
         if (!host) {
             return failed(PvResult::NotFound, url_, "there is no host \"" + address.host + "\"");
         }
+        if (limits_.only_from && *host != *limits_.only_from) {
+            return failed(PvResult::NotSupported, url_,
+                          "the server " + address.host +
+                              (address.host == host->to_string() ? "" : " (" + host->to_string() + ")") + " is not " +
+                              limits_.only_from->to_string() + std::string(limits_.how_to_allow));
+        }
         const std::string request = "GET " + address.path + " HTTP/1.0\r\nHost: " + address.host +
                                     (address.port != default_http_port ? ":" + std::to_string(address.port) : "") +
                                     "\r\nAccept: */*\r\nConnection: close\r\n\r\n";

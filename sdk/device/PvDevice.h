@@ -45,8 +45,9 @@ struct Access;
 /// their event sinks are called then, on a thread of the device.
 ///
 /// Descriptions: read from the device itself. Where its URL leads to a file, the file is looked for in the folder that
-/// the link parameter DescriptionFolder names; where it leads to a server (http), the description is downloaded when
-/// the link parameter DescriptionDownload allows it. Both are set before Connect; neither is set at first.
+/// the link parameter DescriptionFolder names, and only there. Where it leads to a server (http), the description is
+/// downloaded when the link parameter DescriptionDownload allows it and the server is the device itself, or any other
+/// when DescriptionDownloadAnywhere allows that, too. They are set before Connect; none of them is set at first.
 ///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
 /// Disconnect wait for each other, and for no notification. They may be called from within any notification, of the

@@ -9,7 +9,8 @@ namespace vex::device {
 /// Reads through the channel, which must outlive it.
 [[nodiscard]] inline description::DeviceMemory memory_of(control::ControlChannel& channel)
 {
-    return {channel.device().address.to_string(), [&channel](std::uint64_t address, std::span<std::uint8_t> bytes) {
+    return {channel.device().address.to_string(), channel.device().address,
+            [&channel](std::uint64_t address, std::span<std::uint8_t> bytes) {
                 return to_result(channel.read_memory(static_cast<std::uint32_t>(address), bytes), channel.device());
             }};
 }

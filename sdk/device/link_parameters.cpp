@@ -298,8 +298,8 @@ void Link::add_description_places(SoftwareParameters& parameters)
     parameters.add(folder);
 
     auto download = named<SoftwareBoolean>("DescriptionDownload", "Description",
-                                           "Descriptions may be downloaded, without encryption, from the server that "
-                                           "a device names. Takes effect with the next connection.");
+                                           "Descriptions may be downloaded, without encryption, from the device itself "
+                                           "where it names a web server. Takes effect with the next connection.");
     download.visibility = GenApi::Visibility::expert;
     download.get = [this] { return description_places().download; };
     download.set = [this](bool value) {
@@ -308,6 +308,18 @@ void Link::add_description_places(SoftwareParameters& parameters)
         return PvResult(PvResult::OK);
     };
     parameters.add(download);
+
+    auto anywhere = named<SoftwareBoolean>("DescriptionDownloadAnywhere", "Description",
+                                           "With DescriptionDownload: also from any other server that a device names. "
+                                           "Takes effect with the next connection.");
+    anywhere.visibility = GenApi::Visibility::guru;
+    anywhere.get = [this] { return description_places().download_anywhere; };
+    anywhere.set = [this](bool value) {
+        const std::scoped_lock lock(mutex_);
+        description_places_.download_anywhere = value;
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(anywhere);
 }
 
 void Link::add_heartbeat(SoftwareParameters& parameters)

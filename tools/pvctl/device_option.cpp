@@ -52,8 +52,13 @@ void DeviceOption::add(CLI::App& command)
     add_name(command);
     command.add_option("--description-folder", description_folder,
                        "folder with the description files of cameras that do not hold their own");
-    command.add_flag("--description-download", description_download,
-                     "the description may be downloaded, without encryption, from the server that the camera names");
+    auto* download =
+        command.add_flag("--description-download", description_download,
+                         "the description may be downloaded, without encryption, from the camera's own web server");
+    command
+        .add_flag("--description-download-anywhere", description_download_anywhere,
+                  "and from any other server that the camera names")
+        ->needs(download);
 }
 
 std::unique_ptr<PvDevice> DeviceOption::connect(PvAccessType access) const
@@ -62,6 +67,7 @@ std::unique_ptr<PvDevice> DeviceOption::connect(PvAccessType access) const
     PvGenParameterArray& link = *device->GetGenLink();
     require(link.SetString("DescriptionFolder", PvString(std::string(description_folder))));
     require(link.SetBooleanValue("DescriptionDownload", description_download));
+    require(link.SetBooleanValue("DescriptionDownloadAnywhere", description_download_anywhere));
     const Progress progress("Connecting to " + name);
     require_connection(device->Connect(PvString(std::string(name)), access));
     return device;

@@ -16,6 +16,7 @@ struct DeviceOption {
     std::string name;
     std::string description_folder;
     bool description_download = false;
+    bool description_download_anywhere = false;
 
     /// Adds DEVICE alone, for commands that need no features.
     void add_name(CLI::App& command);

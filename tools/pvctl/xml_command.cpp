@@ -38,8 +38,10 @@ int XmlCommand::run() const
     description::Description description;
     {
         const Progress progress("Reading the description of " + device.name);
-        require(description::fetch_description(device::memory_of(connection->channel()),
-                                               {device.description_folder, device.description_download}, description));
+        require(description::fetch_description(
+            device::memory_of(connection->channel()),
+            {device.description_folder, device.description_download, device.description_download_anywhere},
+            description));
     }
     const std::string& xml = description.xml;
     std::filesystem::path file = options_->output;

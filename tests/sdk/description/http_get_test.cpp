@@ -115,6 +115,25 @@ TEST_F(HttpGet, DoesNotFollowElsewhere)
     expect_failure(PvResult::InvalidParameter, "file:///etc/passwd");
 }
 
+TEST_F(HttpGet, AsksOnlyWhoMayBeAsked)
+{
+    limits.only_from = loopback_address;
+    EXPECT_TRUE(get().result.IsOK());
+    EXPECT_TRUE(get_url("http://localhost:" + std::to_string(server.endpoint().port) + "/").result.IsOK());
+    // nobody listens there, which would be another failure
+    limits.how_to_allow = "; ask the user";
+    answer = "HTTP/1.0 302 Found\r\nLocation: http://127.0.0.77:9/c.xml\r\n\r\n";
+    expect_failure(PvResult::NotSupported, "the server 127.0.0.77 is not 127.0.0.1; ask the user");
+
+    limits.only_from = Ipv4Address{0x7F00004D};
+    const int before = server.requests();
+    expect_failure(PvResult::NotSupported, "the server 127.0.0.1 is not 127.0.0.77");
+    const Download done = get_url("http://localhost:" + std::to_string(server.endpoint().port) + "/");
+    EXPECT_NE(done.result.description().find("localhost (127.0.0.1) is not"), std::string::npos)
+        << done.result.description();
+    EXPECT_EQ(server.requests(), before);
+}
+
 TEST_F(HttpGet, TellsWhatTheServerAnswered)
 {
     answer = "HTTP/1.0 404 Not Found\r\n\r\nno such file";

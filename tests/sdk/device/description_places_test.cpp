@@ -60,9 +60,16 @@ protected:
 
     std::filesystem::path folder;
     std::string served = "HTTP/1.0 200 OK\r\n\r\n" + raw_description();
-    net_test::LocalServer server{[this](const std::string& request) {
+    /// In the camera itself.
+    net_test::LocalServer server{[this](const std::string& request) { return answer_to(request); }, loopback(36)};
+    /// Somewhere else; where all addresses are one, in the camera as well.
+    net_test::LocalServer other{[this](const std::string& request) { return answer_to(request); }};
+
+private:
+    [[nodiscard]] std::string answer_to(const std::string& request) const
+    {
         return request.starts_with("GET /xml/camera.xml ") ? served : "HTTP/1.0 404 No\r\n\r\n";
-    }};
+    }
 };
 
 TEST_F(DescriptionPlaces, AreNoneUntilTheUserSaysSo)
@@ -114,6 +121,49 @@ TEST_F(DescriptionPlaces, DeviceCannotLeadOutOfTheFolder)
     }
 }
 
+TEST_F(DescriptionPlaces, LinkCannotLeadOutOfTheFolder)
+{
+    put("camera.xml", raw_description());
+    std::error_code error;
+    std::filesystem::create_symlink(folder / "camera.xml", folder / "inner" / "camera.xml", error);
+    std::filesystem::create_symlink(folder / "inner", folder / "way", error);
+    if (error) {
+        GTEST_SKIP() << "there are no links here: " << error.message();
+    }
+    set_folder(folder / "inner");
+    start_with_url("File:camera.xml");
+    expect_failure(PvResult::NotFound, "camera.xml");
+    // the user's own way to the folder is the user's business, and so is a link within it
+    std::filesystem::remove(folder / "inner" / "camera.xml");
+    put("inner/real.xml", raw_description());
+    std::filesystem::create_symlink("real.xml", folder / "inner" / "camera.xml");
+    set_folder(folder / "way");
+    start_with_url("File:camera.xml");
+    expect_connected();
+}
+
+TEST_F(DescriptionPlaces, NamesOfDevicesAndOfOtherFoldersAreNoFiles)
+{
+    set_folder(folder);
+    for (const char* name : {"con.xml", "COM1.xml", "aux", "LPT9.zip", "nul .xml", "CONIN$", "prn.a.b"}) {
+        std::error_code ignored;
+        put(name, raw_description());
+        start_with_url("File:" + std::string(name));
+        expect_failure(PvResult::NotFound, name);
+        std::filesystem::remove(folder / name, ignored);
+    }
+    put("inner/camera.xml", raw_description());
+    for (const std::string& url :
+         {std::string("File:inner\\..\\..\\camera.xml"), "File:///" + folder.string() + "/inner/camera.xml",
+          std::string("File:\\\\server\\share\\camera.xml"), std::string("File:%2e%2e/camera.xml")}) {
+        start_with_url(url);
+        expect_failure(PvResult::NotFound, "camera.xml");
+    }
+    put("console.xml", raw_description());
+    start_with_url("File:console.xml");
+    expect_connected();
+}
+
 TEST_F(DescriptionPlaces, FolderMayHaveANameOfAnyScript)
 {
     const std::filesystem::path named = folder / std::filesystem::path(u8"K\u00e4fer \u76f8\u673a");
@@ -139,6 +189,37 @@ TEST_F(DescriptionPlaces, FileOfTheFolderSavesTheDownload)
     start_with_url(server.url("/xml/camera.xml"));
     expect_connected();
     EXPECT_EQ(server.requests(), 0);
+}
+
+TEST_F(DescriptionPlaces, DescriptionIsDownloadedFromTheDeviceAlone)
+{
+    if (!has_loopback_addresses()) {
+        GTEST_SKIP() << "all servers are at one address here";
+    }
+    allow_download();
+    start_with_url(other.url("/xml/camera.xml"));
+    expect_failure(PvResult::NotSupported, "DescriptionDownloadAnywhere");
+    start_with_url("http://localhost:" + std::to_string(other.endpoint().port) + "/xml/camera.xml");
+    expect_failure(PvResult::NotSupported, "127.0.0.1");
+    served = "HTTP/1.0 302 Found\r\nLocation: " + other.url("/xml/camera.xml") + "\r\n\r\n";
+    start_with_url(server.url("/xml/camera.xml"));
+    expect_failure(PvResult::NotSupported, "DescriptionDownloadAnywhere");
+    EXPECT_EQ(server.requests(), 1);
+    EXPECT_EQ(other.requests(), 0);
+    start_with_url("https://127.0.0.36/xml/camera.xml");
+    expect_failure(PvResult::NotSupported, "(https) are not supported");
+    EXPECT_EQ(connect().description().find("DescriptionDownloadAnywhere"), std::string::npos) << "it would not help";
+}
+
+TEST_F(DescriptionPlaces, DescriptionIsDownloadedFromAnywhereWhenAllowed)
+{
+    ASSERT_TRUE(link().SetBooleanValue("DescriptionDownloadAnywhere", true).IsOK());
+    start_with_url(other.url("/xml/camera.xml"));
+    expect_failure(PvResult::NotSupported, "DescriptionDownload");
+    EXPECT_EQ(other.requests(), 0) << "no downloads, from nowhere";
+    allow_download();
+    expect_connected();
+    EXPECT_FALSE(link().Get("DescriptionDownloadAnywhere")->IsPersistent());
 }
 
 TEST_F(DescriptionPlaces, DownloadThatFailsSaysWhy)

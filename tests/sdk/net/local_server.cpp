@@ -30,13 +30,13 @@ void close_socket(Socket socket) { ::close(socket); }
 #endif
 
 /// A bound socket, and where it is bound.
-std::pair<Socket, Endpoint> bound_socket()
+std::pair<Socket, Endpoint> bound_socket(Ipv4Address where = loopback_address)
 {
 #ifdef _WIN32
     net::start_winsock();
 #endif
     const Socket made = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = net::to_system(Endpoint{loopback_address, 0});
+    sockaddr_in address = net::to_system(Endpoint{where, 0});
     Length size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
     if (::bind(made, any, size) != 0 || ::getsockname(made, any, &size) != 0) {
@@ -47,9 +47,9 @@ std::pair<Socket, Endpoint> bound_socket()
 
 }  // namespace
 
-LocalServer::LocalServer(Handler handler) : handler_(std::move(handler))
+LocalServer::LocalServer(Handler handler, Ipv4Address address) : handler_(std::move(handler))
 {
-    const auto [socket, endpoint] = bound_socket();
+    const auto [socket, endpoint] = bound_socket(address);
     listener_ = static_cast<Handle>(socket);
     endpoint_ = endpoint;
     if (::listen(socket, 8) != 0) {

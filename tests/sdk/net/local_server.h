@@ -19,13 +19,13 @@ public:
     /// The bytes to answer with. Runs on the server's thread.
     using Handler = std::function<std::string(const std::string& request)>;
 
-    explicit LocalServer(Handler handler);
+    explicit LocalServer(Handler handler, vex::Ipv4Address address = vex::loopback_address);
     LocalServer(const LocalServer&) = delete;
     LocalServer& operator=(const LocalServer&) = delete;
     ~LocalServer();
 
     [[nodiscard]] vex::Endpoint endpoint() const { return endpoint_; }
-    /// "http://127.0.0.1:PORT" and the path.
+    /// "http://ADDRESS:PORT" and the path.
     [[nodiscard]] std::string url(const std::string& path) const { return "http://" + endpoint_.to_string() + path; }
     [[nodiscard]] int requests() const { return requests_; }
     /// Connections are taken and requests read, but never answered; the client has to give up.
