@@ -11,6 +11,7 @@
 #include "sdk/base/failure.h"
 #include "sdk/description/description_url.h"
 #include "sdk/description/http_get.h"
+#include "sdk/description/manifest_choice.h"
 #include "sdk/description/url_text.h"
 #include "sdk/description/user_folder.h"
 #include "sdk/description/zip.h"
@@ -169,10 +170,31 @@ PvResult fetch_from(const DeviceMemory& device, std::uint32_t url_address, const
     return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, device, *url, in_folder);
 }
 
+PvResult fetch_from_manifest(const DeviceMemory& device, Description& description)
+{
+    std::optional<wire::manifest::Entry> entry;
+    if (PvResult result = choose_from_manifest(device, entry); !result.IsOK()) {
+        return result;
+    }
+    if (!entry) {
+        return unusable(device, "its manifest lists nothing usable");
+    }
+    DescriptionUrl url;
+    url.address = entry->address;
+    url.length = entry->length;
+    return read_local(device, url, description);
+}
+
 }  // namespace
 
 PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
 {
+    if (device.has_manifest) {
+        const PvResult listed = fetch_from_manifest(device, description);
+        if (listed.IsOK() || listed.GetCode() == PvResult::NotConnected) {
+            return listed;
+        }
+    }
     const PvResult first = fetch_from(device, wire::bootstrap::first_url, places, description);
     if (first.IsOK() || first.GetCode() == PvResult::NotConnected) {
         return first;

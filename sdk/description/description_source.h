@@ -27,15 +27,16 @@ struct DescriptionPlaces {
 
 /// The memory of a device, whatever connects it.
 struct DeviceMemory {
-    std::string name;     ///< of the device in failure texts, such as its address
-    Ipv4Address address;  ///< of the device, where it may be downloaded from; 0.0.0.0 for a device without one
+    std::string name;           ///< of the device in failure texts, such as its address
+    Ipv4Address address;        ///< of the device, where it may be downloaded from; 0.0.0.0 for a device without one
+    bool has_manifest = false;  ///< lists its descriptions in a manifest table (GVCP capability)
     /// Fills `bytes` from this address on, or tells why not: NotConnected when there is no connection any more.
     std::function<PvResult(std::uint64_t address, std::span<std::uint8_t> bytes)> read;
 };
 
-/// Reads the description of a device with the bootstrap registers of GigE Vision, trying the device's second URL when
-/// the first leads nowhere. Of a file: URL only the file's name counts, and the file is looked for in the user's
-/// folder; a file of that name there also saves a download.
+/// Reads the description of a device with the bootstrap registers of GigE Vision: the best file of the manifest table
+/// where there is one, else where the first URL leads, else the second. Of a file: URL only the file's name counts, and
+/// the file is looked for in the user's folder; a file of that name there also saves a download.
 ///
 /// NotSupported when the URLs lead out of the device and the user did not allow it, NotFound when the file is not where
 /// it should be, CannotOpenFile, GenICamXMLError when what they lead to cannot be used; for downloads also what

@@ -174,8 +174,9 @@ PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& o
 PvResult PvDevice::Impl::load_features(control::Connection& connection, std::shared_ptr<Features>& features)
 {
     description::Description description;
-    if (PvResult result = description::fetch_description(device::memory_of(connection.channel()),
-                                                         link.description_places(), description);
+    if (PvResult result =
+            description::fetch_description(device::memory_of(connection.channel(), connection.facts().capability),
+                                           link.description_places(), description);
         !result.IsOK()) {
         return result;
     }

@@ -151,7 +151,7 @@ void check_accesses(View script)
     require(clock.now() - began < std::chrono::minutes(3));
 
     description::Description description;
-    const PvResult result = description::fetch_description(device::memory_of(channel), {}, description);
+    const PvResult result = description::fetch_description(device::memory_of(channel, 0), {}, description);
     require(!result.IsOK() || description.name.ends_with(".xml"));
 }
 

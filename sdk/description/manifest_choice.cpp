@@ -1,0 +1,50 @@
+#include "sdk/description/manifest_choice.h"
+
+#include <array>
+#include <tuple>
+#include <vector>
+
+namespace vex::description {
+
+namespace manifest = wire::manifest;
+
+namespace {
+
+/// GenApi 1.1 in all its parts, and what came before it.
+constexpr manifest::Version oldest_schema{1, 0, 0};
+constexpr manifest::Version newest_schema{1, 1, 0};
+
+bool is_usable(const manifest::Entry& entry)
+{
+    return entry.schema >= oldest_schema && entry.schema <= newest_schema && entry.length <= largest_stored_description;
+}
+
+}  // namespace
+
+PvResult choose_from_manifest(const DeviceMemory& device, std::optional<manifest::Entry>& entry)
+{
+    constexpr std::uint64_t table = wire::bootstrap::manifest_table;
+    std::array<std::uint8_t, manifest::count_size> head{};
+    if (PvResult result = device.read(table, head); !result.IsOK()) {
+        return result;
+    }
+    const auto count = manifest::decode_count(head);
+    if (!count) {
+        return PvResult::OK;
+    }
+    std::vector<std::uint8_t> bytes(*count * manifest::entry_size);
+    if (PvResult result = device.read(table + manifest::count_size, bytes); !result.IsOK()) {
+        return result;
+    }
+    for (std::size_t i = 0; i < *count; ++i) {
+        const auto candidate =
+            manifest::decode_entry(std::span(bytes).subspan(i * manifest::entry_size).first<manifest::entry_size>());
+        if (candidate && is_usable(*candidate) &&
+            (!entry || std::tie(candidate->schema, candidate->file) > std::tie(entry->schema, entry->file))) {
+            entry = candidate;
+        }
+    }
+    return PvResult::OK;
+}
+
+}  // namespace vex::description
