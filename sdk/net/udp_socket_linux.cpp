@@ -1,6 +1,7 @@
 #include "sdk/net/udp_socket.h"
 
 #include <sys/uio.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@ namespace vex::net {
 
 namespace {
 
+using std::chrono::milliseconds;
+
 /// Datagrams handed to the system with one call; more gain nothing.
 constexpr std::size_t send_batch_size = 64;
 
@@ -31,6 +34,15 @@ void set_buffer(int descriptor, int forced_name, int name, int bytes) noexcept
     if (bytes > 0 && set_option(descriptor, SOL_SOCKET, forced_name, bytes)) {
         set_option(descriptor, SOL_SOCKET, name, bytes);
     }
+}
+
+/// The time since some moment, exact to some milliseconds: enough for what is left after an interruption, and several
+/// times quicker than the exact time, which every datagram would wait for.
+milliseconds coarse_now() noexcept
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return milliseconds(std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000);
 }
 
 iovec to_iovec(std::span<const std::uint8_t> bytes) noexcept
@@ -154,7 +166,7 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
     if (!is_open()) {
         return std::nullopt;
     }
-    const Deadline deadline(timeout);
+    const milliseconds begin = coarse_now();
     for (int left = Deadline::whole_ms(timeout);;) {
         // a receive that waits takes one system call; asking first and waiting then would take three
         if (left > 0 && left != receive_timeout_ms_) {
@@ -174,10 +186,12 @@ std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::
             const auto whole = static_cast<std::size_t>(size);
             return Received{std::min(whole, buffer.size()), whole > buffer.size(), from_system(source)};
         }
-        if (errno == EBADF || errno == ENOTSOCK || left == 0) {
+        // the system has waited to the end, unless that was too far away to tell it
+        const bool is_over = left == 0 || (errno == EAGAIN && left == timeout.count());
+        if (is_over || errno == EBADF || errno == ENOTSOCK) {
             return std::nullopt;
         }
-        left = deadline.remaining_ms();
+        left = Deadline::whole_ms(timeout - (coarse_now() - begin));
     }
 }
 
