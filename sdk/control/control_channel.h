@@ -6,13 +6,13 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 
 #include "sdk/control/control_outcome.h"
 #include "sdk/control/control_transport.h"
 #include "sdk/control/round_trips.h"
+#include "sdk/control/turn_mutex.h"
 #include "sdk/net/clock.h"
 #include "sdk/wire/gvcp.h"
 
@@ -48,7 +48,8 @@ using wire::gvcp::RegisterWrite;
 ///
 /// Nothing is allocated on the heap by an access that succeeds.
 ///
-/// Thread safety: all members may be called from any thread. Long accesses let others in between their messages.
+/// Thread safety: all members may be called from any thread, which have their messages in turn: who reads or writes
+/// much, or often, lets others in between.
 class ControlChannel {
 public:
     using time_point = net::Clock::time_point;
@@ -97,6 +98,8 @@ public:
     /// The same, and then sends one last write.
     ControlOutcome close_with(const RegisterWrite& last, RetryPolicy policy) noexcept;
     [[nodiscard]] bool is_closed() const noexcept { return closed_; }
+    /// An access waits for its turn.
+    [[nodiscard]] bool is_awaited() const noexcept { return mutex_.is_awaited(); }
     /// Returns when the exchange that was under way has ended.
     void wait_for_exchange() noexcept { const std::scoped_lock lock(mutex_); }
 
@@ -156,7 +159,7 @@ private:
 
     ControlTransport& transport_;
     const net::Clock& clock_;
-    std::mutex mutex_;  ///< held during an exchange
+    TurnMutex mutex_;  ///< held during an exchange
     std::uint16_t request_id_ = 0;
     std::array<std::uint8_t, 2048> buffer_;
     bool is_last_ = false;  ///< the exchange under way is the one that may run on a closed channel

@@ -24,9 +24,11 @@ constexpr int fewest_missed = 3;
 
 }  // namespace
 
-milliseconds heartbeat_interval(milliseconds timeout) noexcept
+milliseconds heartbeat_interval(milliseconds timeout, milliseconds chosen) noexcept
 {
-    return std::clamp(timeout / 4, shortest_interval, longest_interval);
+    const milliseconds usual = std::clamp(timeout / 4, shortest_interval, longest_interval);
+    // two beats may get lost before the device notices
+    return std::clamp(chosen.count() > 0 ? chosen : usual, milliseconds(1), std::max(timeout / 3, milliseconds(1)));
 }
 
 HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
@@ -91,10 +93,11 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
                     const std::function<void(std::string)>& on_lost)
 {
     HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
+    const net::Clock& clock = net::Clock::steady();
     for (;;) {
+        const auto begin = clock.now();
         const milliseconds timeout(settings.timeout_ms);
-        const milliseconds chosen(settings.interval_ms);
-        const milliseconds interval = chosen.count() > 0 ? chosen : heartbeat_interval(timeout);
+        const milliseconds interval = heartbeat_interval(timeout, milliseconds(settings.interval_ms));
         // a beat must end well within the time after which the device forgets its controller
         const RetryPolicy policy{std::min(connection.channel().retry_policy().answer_timeout, interval), 1};
         const auto lost = monitor.beat(timeout, policy);
@@ -109,7 +112,9 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
             on_lost(*lost);
             return;
         }
-        if (!signals.pause(monitor.is_unanswered() ? std::min(unanswered_interval, interval) : interval)) {
+        const auto left = std::chrono::ceil<milliseconds>(begin + interval - clock.now());
+        const milliseconds pause = monitor.is_unanswered() ? std::min(unanswered_interval, interval) : left;
+        if (!signals.pause(std::max(pause, milliseconds(0)))) {
             return;
         }
     }

@@ -45,8 +45,10 @@ private:
     net::Clock::time_point begin_;
 };
 
-/// The time between beats for a device that forgets its controller after `timeout`.
-[[nodiscard]] std::chrono::milliseconds heartbeat_interval(std::chrono::milliseconds timeout) noexcept;
+/// The time between beats for a device that forgets its controller after `timeout`: what the user has chosen, where
+/// that is not 0, but never more than a third of the timeout.
+[[nodiscard]] std::chrono::milliseconds heartbeat_interval(std::chrono::milliseconds timeout,
+                                                           std::chrono::milliseconds chosen = {}) noexcept;
 
 /// What the heartbeat is told while it runs. All members may be used from any thread.
 struct HeartbeatSettings {

@@ -341,9 +341,10 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     };
     parameters.add(timeout);
 
-    auto interval =
-        number("HeartbeatInterval", "Heartbeat",
-               "The time between two beats; 0 for a quarter of the timeout, within 100 ms and 2 s.", 0, 60'000, "ms");
+    auto interval = number(
+        "HeartbeatInterval", "Heartbeat",
+        "The time between two beats, at most a third of the timeout; 0 for a quarter of it, within 100 ms and 2 s.", 0,
+        60'000, "ms");
     interval.get = [this]() -> std::int64_t { return heartbeat_->interval_ms; };
     interval.set = [this](std::int64_t value) {
         heartbeat_->interval_ms = static_cast<std::uint32_t>(value);

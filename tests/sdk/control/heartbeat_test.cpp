@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <thread>
+#include <vector>
 
 #include "tests/sdk/control/raw_camera.h"
 #include "tests/sdk/control/scripted_transport.h"
@@ -18,8 +20,17 @@ using device_test::hex;
 TEST(HeartbeatInterval, IsAQuarterOfTheTimeoutWithinLimits)
 {
     EXPECT_EQ(control::heartbeat_interval(3000ms), 750ms);
-    EXPECT_EQ(control::heartbeat_interval(200ms), 100ms);
+    EXPECT_EQ(control::heartbeat_interval(360ms), 100ms);
     EXPECT_EQ(control::heartbeat_interval(60s), 2000ms);
+}
+
+TEST(HeartbeatInterval, IsAtMostAThirdOfTheTimeout)
+{
+    EXPECT_EQ(control::heartbeat_interval(200ms), 66ms);
+    EXPECT_EQ(control::heartbeat_interval(1ms), 1ms);
+    EXPECT_EQ(control::heartbeat_interval(3000ms, 400ms), 400ms);
+    EXPECT_EQ(control::heartbeat_interval(3000ms, 60s), 1000ms);
+    EXPECT_EQ(control::heartbeat_interval(60s, 10s), 10s);
 }
 
 class HeartbeatMonitorTest : public testing::Test {
@@ -53,6 +64,43 @@ TEST_F(HeartbeatMonitorTest, IsContentWhileThePrivilegeIsThere)
         EXPECT_EQ(beat(monitor), std::nullopt);
     }
     EXPECT_EQ(transport.sent.at(0), hex("42 01 0080 0004 0001 00000A00"));
+}
+
+TEST_F(HeartbeatMonitorTest, BeatsInTheMiddleOfALongTransfer)
+{
+    // the transport, and so its clock, is used under the channel's lock only
+    control::ControlChannel busy(transport, net::Clock::steady());
+    control::HeartbeatMonitor monitor(busy, true, std::nullopt, net::Clock::steady());
+    constexpr std::uint8_t read_register = 0x80;
+    constexpr std::size_t messages_per_beat = 20;
+    std::vector<std::future<std::optional<std::string>>> beats;
+    transport.on_send = [&](const Bytes& request) {
+        Bytes answer = {0, 0, 0, static_cast<std::uint8_t>(request[3] + 1), 0, 4, request[6], request[7]};
+        if (request[3] == read_register) {
+            answer.insert(answer.end(), {0, 0, 0, 2});
+        } else {
+            answer[4] = 2;  // 4 + 512 bytes
+            answer.insert(answer.end(), request.begin() + 8, request.begin() + 12);
+            answer.resize(answer.size() + 512);
+        }
+        if (transport.sent.size() % messages_per_beat == 1) {
+            if (!beats.empty()) {
+                beats.back().wait();
+            }
+            beats.push_back(std::async(std::launch::async, [&] { return monitor.beat(3000ms, {500ms, 1}); }));
+            while (!busy.is_awaited()) {
+                std::this_thread::yield();
+            }
+        }
+        transport.deliver(answer);
+    };
+    Bytes memory(1 << 20);
+    EXPECT_TRUE(busy.read_memory(0, memory).ok());
+    for (std::size_t n = 0; n < beats.size(); ++n) {
+        EXPECT_EQ(beats[n].get(), std::nullopt);
+        EXPECT_EQ(transport.sent.at(n * messages_per_beat + 1)[3], read_register) << n;
+    }
+    EXPECT_GT(beats.size(), 100U);
 }
 
 TEST_F(HeartbeatMonitorTest, NoticesThatThePrivilegeIsGone)
