@@ -54,10 +54,19 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
     if (PvResult result = candidate->read_facts(); !result.IsOK()) {
         return result;
     }
-    if (PvResult result = take_privilege(candidate->channel_, target.access, candidate->facts_.capability,
-                                         target.returning ? &*target.returning : nullptr, candidate->kept_control_);
+    if (PvResult result =
+            take_privilege(candidate->channel_, target.access, candidate->facts_.capability, target.switchover,
+                           target.returning ? &*target.returning : nullptr, candidate->kept_control_);
         !result.IsOK()) {
         return result;
+    }
+    if (target.switchover.allow && target.access == PvAccessControl) {
+        if (PvResult result =
+                allow_switchover(candidate->channel_, target.switchover.key, candidate->facts_.capability);
+            !result.IsOK()) {
+            candidate->close();
+            return result;
+        }
     }
     if (candidate->has_control()) {
         candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);

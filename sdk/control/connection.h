@@ -26,6 +26,7 @@ struct ConnectionTarget {
     MacAddress mac;     ///< when not zero, a device with another one is not the device
     std::string hint;   ///< said after a timeout: what may be the cause
     PvAccessType access = PvAccessControl;
+    Switchover switchover{};  ///< `allow` holds for PvAccessControl: who wants a device alone does not hand it over
     std::uint16_t local_port = 0;          ///< 0: the system chooses
     std::optional<Returning> returning{};  ///< set to come back to a device whose connection was lost
     RetryPolicy first_request{std::chrono::milliseconds(280), 3};  ///< short, so that a missing device is told soon

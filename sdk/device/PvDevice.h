@@ -49,6 +49,10 @@ struct Access;
 /// downloaded when the link parameter DescriptionDownload allows it and the server is the device itself, or any other
 /// when DescriptionDownloadAnywhere allows that, too. They are set before Connect; none of them is set at first.
 ///
+/// Handing over: with the link parameter SwitchoverKey set, Connect takes control from another application that allows
+/// it for that key; with SwitchoverEnable, this one allows it. Both are set before Connect. Whoever loses control is
+/// told by OnLinkDisconnected at the next heartbeat.
+///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
 /// Disconnect wait for each other, and for no notification. They may be called from within any notification, of the
 /// device or of a feature, other than OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and
@@ -65,11 +69,12 @@ public:
     /// Connects to a device that a search found: takes the privilege, reads the device's description and builds its
     /// features. `aDeviceInfo` is used during the call only.
     ///
-    /// InvalidParameter: null information or PvAccessUnknown. StateError: connected already; or, naming the holder, the
-    /// device is controlled by another application. BadVersion: the device speaks a version this SDK does not. Timeout:
-    /// no answer. NotFound: another device answers at the address, or the description's file is not where it should be.
-    /// GenICamXMLError: the description cannot be had or used. NotSupported: the description is not in the device, and
-    /// elsewhere it may not be read. After a failure nothing is connected and nothing is held.
+    /// InvalidParameter: null information or PvAccessUnknown, or SwitchoverEnable without a SwitchoverKey. StateError:
+    /// connected already; or, naming the holder, the device is controlled by another application. BadVersion: the
+    /// device speaks a version this SDK does not. Timeout: no answer. NotFound: another device answers at the address,
+    /// or the description's file is not where it should be. GenICamXMLError: the description cannot be had or used.
+    /// NotSupported: the description is not in the device, and elsewhere it may not be read. After a failure nothing is
+    /// connected and nothing is held.
     PvResult Connect(const PvDeviceInfo* aDeviceInfo, PvAccessType aAccessType = PvAccessControl);
 
     /// Connects to the device that `aInfo` names: an IP address, a MAC address in any usual spelling, a user-defined

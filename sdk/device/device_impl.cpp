@@ -121,8 +121,13 @@ PvResult PvDevice::Impl::open(const control::ConnectionTarget& target, bool& att
     }
     ended.push_back(take_threads());  // of a connection that was lost
 
+    control::ConnectionTarget complete = target;
+    complete.switchover = link.settings().switchover();
+    if (complete.switchover.allow && complete.switchover.key == 0) {
+        return failure(PvResult::InvalidParameter, "SwitchoverEnable needs a SwitchoverKey other than 0");
+    }
     std::shared_ptr<control::Connection> opened;
-    if (PvResult result = control::Connection::open(target, link.settings().retry_policy(), opened); !result.IsOK()) {
+    if (PvResult result = control::Connection::open(complete, link.settings().retry_policy(), opened); !result.IsOK()) {
         return result;
     }
     attached = true;

@@ -132,6 +132,7 @@ PvResult PvDevice::Impl::reopen(control::Connection& lost, control::ConnectionTa
     target.mac = lost.facts().mac;
     target.local_port = lost.channel().local().port;
     target.returning = control::Returning{lost.holder()};
+    target.switchover.take_over = false;  // what was handed over is not taken back
     std::vector<Threads> ended;
     PvResult result = reopen_and_compare(lost, target, ended);
     for (const Threads& threads : ended) {

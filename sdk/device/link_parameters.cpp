@@ -233,6 +233,7 @@ std::unique_ptr<SoftwareParameterArray> Link::build_parameters()
     add_description_places(parameters);
     add_heartbeat(parameters);
     add_recovery(parameters);
+    add_switchover(parameters);
     add_statistics(parameters);
     return parameters.build();
 }
@@ -400,6 +401,33 @@ void Link::add_recovery(SoftwareParameters& parameters)
         counter("LinkRecoveryCount", "Times that a lost link was recovered.", [this] { return recoveries_.load(); });
     count.category = "Recovery";
     parameters.add(count);
+}
+
+void Link::add_switchover(SoftwareParameters& parameters)
+{
+    // not saved with a configuration: loading a file must not take a camera from anybody
+    auto key = named<SoftwareInteger>("SwitchoverKey", "Switchover",
+                                      "Connect takes control from another application that allows it for this key; "
+                                      "0: from none. Takes effect with the next connection.");
+    key.visibility = GenApi::Visibility::expert;
+    key.max = 0xFFFF;
+    key.get = [this]() -> std::int64_t { return settings_.switchover_key; };
+    key.set = [this](std::int64_t value) {
+        settings_.switchover_key = static_cast<std::uint16_t>(value);
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(key);
+
+    auto enable = named<SoftwareBoolean>("SwitchoverEnable", "Switchover",
+                                         "Another application may take control with the SwitchoverKey, which must not "
+                                         "be 0. Takes effect with the next connection.");
+    enable.visibility = GenApi::Visibility::expert;
+    enable.get = [this] { return settings_.switchover_enabled.load(); };
+    enable.set = [this](bool value) {
+        settings_.switchover_enabled = value;
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(enable);
 }
 
 void Link::add_round_trips(SoftwareParameters& parameters)

@@ -26,7 +26,13 @@ struct LinkSettings {
     std::atomic<bool> heartbeat_disabled{false};
     std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
     std::atomic<bool> recovery{false};
+    std::atomic<std::uint16_t> switchover_key{0};  ///< 0: none
+    std::atomic<bool> switchover_enabled{false};
 
+    [[nodiscard]] control::Switchover switchover() const noexcept
+    {
+        return {switchover_key, switchover_key != 0, switchover_enabled};
+    }
     [[nodiscard]] control::RetryPolicy retry_policy() const noexcept
     {
         return {std::chrono::milliseconds(answer_timeout_ms), retries + 1};
@@ -74,6 +80,7 @@ private:
     void add_description_places(SoftwareParameters& parameters);
     void add_heartbeat(SoftwareParameters& parameters);
     void add_recovery(SoftwareParameters& parameters);
+    void add_switchover(SoftwareParameters& parameters);
     void add_round_trips(SoftwareParameters& parameters);
     void add_events(SoftwareParameters& parameters);
     void add_statistics(SoftwareParameters& parameters);

@@ -19,7 +19,9 @@ const char* advice(PvResult::Code code)
     case PvResult::Timeout:
         return "see whether the camera is there and its address fits: pvctl discover; give it another address: "
                "pvctl ip MAC --force ADDRESS/MASK";
-    case PvResult::StateError: return "end the application that controls the camera, or only read from it";
+    case PvResult::StateError:
+        return "end the application that controls the camera, or take over by the key that it allows: --switchover-key "
+               "KEY; reading needs no control";
     case PvResult::NotSupported:
         return "name a folder with the description's file: --description-folder FOLDER, or allow its download: "
                "--description-download";
@@ -61,13 +63,22 @@ void DeviceOption::add(CLI::App& command)
         ->needs(download);
 }
 
-std::unique_ptr<PvDevice> DeviceOption::connect(PvAccessType access) const
+CLI::Option* DeviceOption::add_key(CLI::App& command, const std::string& option)
+{
+    return command
+        .add_option(option, switchover_key, "take control from an application that allows it for this key (1 to 65535)")
+        ->check(CLI::Range(1, 65'535));
+}
+
+std::unique_ptr<PvDevice> DeviceOption::connect(PvAccessType access, bool hand_over) const
 {
     auto device = std::make_unique<PvDevice>();
     PvGenParameterArray& link = *device->GetGenLink();
     require(link.SetString("DescriptionFolder", PvString(std::string(description_folder))));
     require(link.SetBooleanValue("DescriptionDownload", description_download));
     require(link.SetBooleanValue("DescriptionDownloadAnywhere", description_download_anywhere));
+    require(link.SetIntegerValue("SwitchoverKey", switchover_key));
+    require(link.SetBooleanValue("SwitchoverEnable", hand_over));
     const Progress progress("Connecting to " + name);
     require_connection(device->Connect(PvString(std::string(name)), access));
     return device;

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -17,14 +18,19 @@ struct DeviceOption {
     std::string description_folder;
     bool description_download = false;
     bool description_download_anywhere = false;
+    std::uint16_t switchover_key = 0;  ///< 0: none
 
     /// Adds DEVICE alone, for commands that need no features.
     void add_name(CLI::App& command);
     /// Adds DEVICE and where its description may be read from.
     void add(CLI::App& command);
 
-    /// Connects. Throws CommandFailure, with what can be done about it.
-    [[nodiscard]] std::unique_ptr<PvDevice> connect(PvAccessType access) const;
+    /// Adds the key for taking control from an application that hands it over.
+    CLI::Option* add_key(CLI::App& command, const std::string& option = "--switchover-key");
+
+    /// Connects. Throws CommandFailure, with what can be done about it. `hand_over`: others may take control by the
+    /// key.
+    [[nodiscard]] std::unique_ptr<PvDevice> connect(PvAccessType access, bool hand_over = false) const;
     /// Opens the control channel without a thought for the description, which may be unusable.
     [[nodiscard]] std::shared_ptr<vex::control::Connection> open(PvAccessType access) const;
     /// Finds the device and takes no connection to it.

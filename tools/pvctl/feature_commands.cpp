@@ -107,6 +107,7 @@ SetCommand::SetCommand(CLI::App& command, std::unique_ptr<Options> options)
     : Command(command), options_(std::move(options))
 {
     options_->device.add(command);
+    options_->device.add_key(command);
     command.add_option("assignments", options_->assignments, "FEATURE=VALUE, or the name of a command to execute")
         ->required();
     command.add_flag("--json", options_->json, "for programs to read");

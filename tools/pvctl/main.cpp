@@ -16,6 +16,7 @@
 #include "tools/pvctl/feature_commands.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
+#include "tools/pvctl/switchover_command.h"
 #include "tools/pvctl/text_table.h"
 #include "tools/pvctl/watch_command.h"
 #include "tools/pvctl/xml_command.h"
@@ -55,7 +56,7 @@ int main(int argc, char** argv)
     const Commands commands =
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
-                      pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+                      pvctl::SwitchoverCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

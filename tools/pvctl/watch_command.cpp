@@ -146,7 +146,9 @@ WatchCommand::WatchCommand(CLI::App& command, std::unique_ptr<Options> options)
         ->check(CLI::Range(10, 3'600'000));
     command.add_option("--count", options_->count, "end after so many changes")->check(CLI::PositiveNumber);
     command.add_option("--time", options_->time, "end after so many seconds")->check(CLI::PositiveNumber);
-    command.add_flag("--control", options_->control, "take control of the camera: it sends its events to nobody else");
+    auto* control = command.add_flag("--control", options_->control,
+                                     "take control of the camera: it sends its events to nobody else");
+    options_->device.add_key(command)->needs(control);
     command.add_flag("--json", options_->json, "for programs to read: an object in each line");
     command.footer("Ends with 1 when the connection is lost, else with 0.");
 }

@@ -46,6 +46,7 @@ RawDevice::RawDevice(RawCameraOptions options) : options_(std::move(options))
         {0x0934, o.capabilities},
         {0x0938, o.heartbeat_timeout},
         {0x0954, 0},
+        {0x095C, 0},
         {0x0A00, 0},
         {0x0A04, 0},
         {0x0A14, 0},
@@ -175,11 +176,14 @@ std::vector<Bytes> RawDevice::answers(const Bytes& request, const Endpoint& sour
     return answer(request, source);
 }
 
-bool RawDevice::may_write(const Endpoint& source, std::uint32_t address, std::uint16_t& status) const
+bool RawDevice::may_write(const Endpoint& source, std::uint32_t address, std::uint32_t value,
+                          std::uint16_t& status) const
 {
-    const bool held = (registers_.at(0x0A00) & 3) != 0;
+    const std::uint32_t privilege = registers_.at(0x0A00);
+    const bool held = (privilege & 3) != 0;
     const bool ours = held && source == holder_;
-    if ((address == 0x0A00 && (!held || ours)) || ours) {
+    const bool handed_over = (privilege & 4) != 0 && (value & 3) != 0 && value >> 16 == registers_.at(0x095C);
+    if ((address == 0x0A00 && (!held || handed_over)) || ours) {
         return true;
     }
     status = 0x8006;
@@ -188,7 +192,7 @@ bool RawDevice::may_write(const Endpoint& source, std::uint32_t address, std::ui
 
 bool RawDevice::write(std::uint32_t address, std::uint32_t value, const Endpoint& source, std::uint16_t& status)
 {
-    if (!may_write(source, address, status)) {
+    if (!may_write(source, address, value, status)) {
         return false;
     }
     if (!registers_.contains(address)) {
@@ -209,6 +213,7 @@ bool RawDevice::write(std::uint32_t address, std::uint32_t value, const Endpoint
     }
     registers_[address] = value;
     if (address == 0x0A00) {
+        registers_[address] = value & 7;
         const bool held = (value & 3) != 0;
         holder_ = held ? source : Endpoint{};
         registers_[0x0A04] = holder_.port;

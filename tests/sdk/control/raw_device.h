@@ -82,7 +82,8 @@ private:
     Bytes write_memory(const Bytes& request, const vex::Endpoint& source);
     std::vector<Bytes> force_ip(const Bytes& request);
     bool write(std::uint32_t address, std::uint32_t value, const vex::Endpoint& source, std::uint16_t& status);
-    bool may_write(const vex::Endpoint& source, std::uint32_t address, std::uint16_t& status) const;
+    bool may_write(const vex::Endpoint& source, std::uint32_t address, std::uint32_t value,
+                   std::uint16_t& status) const;
     void put(std::uint32_t address, const std::string& text, std::size_t length);
     void fire_test_packet(std::uint32_t size);
 
