@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 
@@ -19,13 +20,20 @@ public:
         if (!is_awaited() && mutex_.try_lock()) {
             return;
         }
-        let_one_pass();
-        waiting_.fetch_add(1);
+        {
+            std::unique_lock turns(turns_mutex_);
+            if (is_awaited()) {
+                had_turn_.wait(turns, [this, turn = turns_] { return turns_ != turn; });
+            }
+            ++waiting_;
+        }
         mutex_.lock();
-        // in this order: who reads the old number of turns, and then that somebody waits, sees the number change
-        waiting_.fetch_sub(1);
-        turns_.fetch_add(1);
-        turns_.notify_all();
+        {
+            const std::scoped_lock turns(turns_mutex_);
+            --waiting_;
+            ++turns_;
+        }
+        had_turn_.notify_all();
     }
     void unlock() { mutex_.unlock(); }
 
@@ -33,17 +41,11 @@ public:
     [[nodiscard]] bool is_awaited() const noexcept { return waiting_.load() > 0; }
 
 private:
-    void let_one_pass() noexcept
-    {
-        const std::uint32_t turn = turns_.load();
-        if (is_awaited()) {
-            turns_.wait(turn);
-        }
-    }
-
     std::mutex mutex_;
-    std::atomic<std::uint32_t> waiting_{0};
-    std::atomic<std::uint32_t> turns_{0};  ///< of those who had to wait
+    std::atomic<int> waiting_{0};  ///< changed under turns_mutex_ only
+    std::mutex turns_mutex_;       ///< taken after mutex_ or alone
+    std::condition_variable had_turn_;
+    std::uint64_t turns_ = 0;  ///< of those who had to wait
 };
 
 }  // namespace vex::control
