@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -48,16 +49,32 @@ public:
         return told_;
     }
 
-    std::map<std::string, std::function<void()>> on;
-    std::map<std::string, bool> connected_at;
+    /// What to do in the notification of that name; null for nothing.
+    void on(const std::string& name, std::function<void()> handler)
+    {
+        const std::scoped_lock lock(mutex_);
+        handlers_[name] = std::move(handler);
+    }
+    bool connected_at(const std::string& name)
+    {
+        const std::scoped_lock lock(mutex_);
+        return connected_at_.at(name);
+    }
+
     std::atomic<int> accesses{0};
 
 private:
     void note(const char* name, PvDevice* device)
     {
-        connected_at[name] = device->IsConnected();
-        if (on[name]) {
-            on[name]();
+        const bool connected = device->IsConnected();
+        std::function<void()> handler;
+        {
+            const std::scoped_lock lock(mutex_);
+            connected_at_[name] = connected;
+            handler = handlers_[name];
+        }
+        if (handler) {
+            handler();
         }
         const std::scoped_lock lock(mutex_);
         told_.emplace_back(name);
@@ -67,6 +84,8 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     Names told_;
+    std::map<std::string, std::function<void()>> handlers_;
+    std::map<std::string, bool> connected_at_;
 };
 
 class RecoveryTest : public testing::Test {

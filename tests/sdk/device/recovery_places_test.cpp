@@ -83,7 +83,7 @@ protected:
 
 TEST_P(HandlersOfRecovery, MayDisconnect)
 {
-    sink.on[GetParam()] = [&] { EXPECT_TRUE(device->Disconnect().IsOK()); };
+    sink.on(GetParam(), [&] { EXPECT_TRUE(device->Disconnect().IsOK()); });
     lose();
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told().back(), GetParam());
@@ -91,19 +91,19 @@ TEST_P(HandlersOfRecovery, MayDisconnect)
 
 TEST_P(HandlersOfRecovery, MayDestroyTheDevice)
 {
-    sink.on[GetParam()] = [&] { device.reset(); };
+    sink.on(GetParam(), [&] { device.reset(); });
     lose();
     EXPECT_EQ(sink.told().back(), GetParam());
 }
 
 TEST_P(HandlersOfRecovery, MayConnectAgain)
 {
-    sink.on[GetParam()] = [&] {
+    sink.on(GetParam(), [&] {
         EXPECT_TRUE(device->Disconnect().IsOK());
         while (!device->Connect(PvString(address)).IsOK()) {
             std::this_thread::sleep_for(10ms);
         }
-    };
+    });
     lose();
     EXPECT_TRUE(device->IsConnected());
     EXPECT_EQ(sink.told().back(), GetParam());

@@ -18,9 +18,9 @@ TEST_F(Recovery, IsToldInOrder)
     connect();
     reboot();
     EXPECT_EQ(sink.told(), whole_recovery);
-    EXPECT_FALSE(sink.connected_at["disconnected"]);
+    EXPECT_FALSE(sink.connected_at("disconnected"));
     for (const char* name : {"reconnected", "device", "configuration", "acquisition"}) {
-        EXPECT_TRUE(sink.connected_at[name]) << name;
+        EXPECT_TRUE(sink.connected_at(name)) << name;
     }
     EXPECT_TRUE(device->IsConnected());
     while (recoveries() == 0) {
@@ -108,11 +108,11 @@ TEST_F(Recovery, PutsBackStreamAndAcquisition)
     std::uint32_t port_at_device = 1;
     std::uint32_t port_at_configuration = 0;
     std::uint32_t running_at_configuration = 1;
-    sink.on["device"] = [&] { port_at_device = reg(stream_register(0, stream::port)); };
-    sink.on["configuration"] = [&] {
+    sink.on("device", [&] { port_at_device = reg(stream_register(0, stream::port)); });
+    sink.on("configuration", [&] {
         port_at_configuration = reg(stream_register(0, stream::port)) & 0xFFFF;
         running_at_configuration = reg(softcam::reg::acquisition_status);
-    };
+    });
     reboot();
     EXPECT_EQ(port_at_device, 0U);
     EXPECT_EQ(port_at_configuration, 50'123U);
@@ -155,11 +155,11 @@ TEST_F(Recovery, WaitsForAnotherControllerToEnd)
 {
     PvDevice other;
     connect();
-    sink.on["disconnected"] = [&] {
+    sink.on("disconnected", [&] {
         while (!other.Connect(PvString(address)).IsOK()) {
             std::this_thread::sleep_for(10ms);
         }
-    };
+    });
     camera->reboot();
     while (recovery_state().find("controlled by") == std::string::npos) {
         std::this_thread::sleep_for(10ms);
@@ -238,15 +238,15 @@ TEST_F(Recovery, EndsWhenTheApplicationDisconnects)
 TEST_F(Recovery, EndsWhenTheApplicationConnects)
 {
     connect();
-    sink.on["disconnected"] = [&] {
+    sink.on("disconnected", [&] {
         while (!device->Connect(PvString(address)).IsOK()) {
             std::this_thread::sleep_for(10ms);
         }
-    };
+    });
     camera->reboot();
     ASSERT_TRUE(sink.wait_for("disconnected"));
     EXPECT_TRUE(device->IsConnected());
-    sink.on.clear();
+    sink.on("disconnected", nullptr);
     camera->reboot();
     ASSERT_TRUE(sink.wait_for("acquisition"));
     EXPECT_EQ(sink.told(),
