@@ -83,19 +83,24 @@ std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, cons
 }
 
 Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
-                     std::function<void(std::string)> on_lost)
+                     std::function<void(std::string)> on_lost, std::function<void()> before_beat)
     : worker_("pv-heartbeat",
-              [connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost)](
-                  Worker::Signals& signals) { run(signals, *connection, *settings, on_lost); })
+              [connection = std::move(connection), settings = std::move(settings), on_lost = std::move(on_lost),
+               before_beat = std::move(before_beat)](Worker::Signals& signals) {
+                  run(signals, *connection, *settings, on_lost, before_beat);
+              })
 {}
 
 void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
-                    const std::function<void(std::string)>& on_lost)
+                    const std::function<void(std::string)>& on_lost, const std::function<void()>& before_beat)
 {
     HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
     const net::Clock& clock = net::Clock::steady();
     for (;;) {
         const auto begin = clock.now();
+        if (before_beat) {
+            before_beat();
+        }
         const milliseconds timeout(settings.timeout_ms);
         const milliseconds interval = heartbeat_interval(timeout, milliseconds(settings.interval_ms));
         // a beat must end well within the time after which the device forgets its controller

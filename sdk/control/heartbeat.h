@@ -63,9 +63,9 @@ struct HeartbeatSettings {
 class Heartbeat {
 public:
     /// `on_lost` is called once, on the heartbeat's thread, when the connection is lost; the thread touches nothing of
-    /// its owner afterwards.
+    /// its owner afterwards. `before_beat` is called on it before each beat.
     Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<HeartbeatSettings> settings,
-              std::function<void(std::string reason)> on_lost);
+              std::function<void(std::string reason)> on_lost, std::function<void()> before_beat = {});
 
     /// Beats at once instead of when the interval is over.
     void check_now() { worker_.wake(); }
@@ -74,7 +74,7 @@ public:
 
 private:
     static void run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
-                    const std::function<void(std::string)>& on_lost);
+                    const std::function<void(std::string)>& on_lost, const std::function<void()>& before_beat);
 
     Worker worker_;
 };

@@ -141,7 +141,8 @@ PvResult PvDevice::Impl::establish(const std::shared_ptr<control::Connection>& o
     link.attach(opened);
     auto heartbeat = std::make_shared<control::Heartbeat>(
         opened, link.heartbeat(),
-        [self = shared_from_this(), opened](const std::string& reason) { self->on_lost(opened, reason); });
+        [self = shared_from_this(), opened](const std::string& reason) { self->on_lost(opened, reason); },
+        [self = shared_from_this()] { self->link.attend_debugger(); });
 
     std::shared_ptr<Features> loaded;
     PvResult result = load_features(*opened, loaded);

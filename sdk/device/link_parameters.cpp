@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "sdk/device/parameter_kinds.h"
 #include "sdk/device/register_port.h"
 #include "sdk/wire/bootstrap.h"
 
@@ -10,36 +11,6 @@ namespace vex::device {
 namespace {
 
 namespace bootstrap = wire::bootstrap;
-
-template <typename Parameter>
-Parameter named(const char* name, const char* category, const char* tool_tip)
-{
-    Parameter parameter;
-    parameter.name = name;
-    parameter.category = category;
-    parameter.tool_tip = tool_tip;
-    return parameter;
-}
-
-SoftwareInteger number(const char* name, const char* category, const char* tool_tip, std::int64_t min, std::int64_t max,
-                       const char* unit)
-{
-    auto parameter = named<SoftwareInteger>(name, category, tool_tip);
-    parameter.min = min;
-    parameter.max = max;
-    parameter.unit = unit;
-    parameter.streamable = true;
-    return parameter;
-}
-
-SoftwareInteger counter(const char* name, const char* tool_tip, std::function<std::uint64_t()> get)
-{
-    auto parameter = named<SoftwareInteger>(name, "Statistics", tool_tip);
-    parameter.is_volatile = true;
-    parameter.visibility = GenApi::Visibility::expert;
-    parameter.get = [get = std::move(get)] { return static_cast<std::int64_t>(get()); };
-    return parameter;
-}
 
 }  // namespace
 
@@ -73,10 +44,7 @@ control::ControlStatistics Link::statistics() const
 
 void Link::attach(const std::shared_ptr<control::Connection>& connection)
 {
-    heartbeat_->timeout_ms = connection->facts().heartbeat_timeout_ms;
-    if (!connection->kept_control()) {
-        replaced_timeout_ms_ = 0;  // of a device that was lost
-    }
+    heartbeat_timeout_.attach(*connection);
     {
         const std::scoped_lock lock(mutex_);
         connection_ = connection;
@@ -87,6 +55,15 @@ void Link::attach(const std::shared_ptr<control::Connection>& connection)
         if (settings_.heartbeat_disabled) {
             static_cast<void>(apply_heartbeat_disabled(*connection));
         }
+        attend_debugger();
+    }
+}
+
+void Link::attend_debugger()
+{
+    const auto current = connection();
+    if (attached_ && current && current->has_control()) {
+        heartbeat_timeout_.hold(*current, settings_.heartbeat_debugger && is_debugged_());
     }
 }
 
@@ -111,18 +88,14 @@ void Link::tell_attached()
 
 void Link::detach() noexcept
 {
-    const std::uint32_t timeout = replaced_timeout_ms_.exchange(0);
-    if (!attached_.exchange(false)) {
-        return;
-    }
+    const bool was_attached = attached_.exchange(false);
     const auto last = connection();
-    if (!last || !last->has_control() || last->channel().is_closed()) {
+    const bool is_writable = was_attached && last && last->has_control() && !last->channel().is_closed();
+    heartbeat_timeout_.detach(is_writable ? last.get() : nullptr);
+    if (!is_writable) {
         return;
     }
     constexpr control::RetryPolicy brief{std::chrono::milliseconds(150), 1};
-    if (timeout != 0) {
-        static_cast<void>(last->channel().write_register(bootstrap::heartbeat_timeout, timeout, brief));
-    }
     // a device left without heartbeat supervision would stay controlled when the next application crashes
     std::uint32_t value = 0;
     if (settings_.heartbeat_disabled &&
@@ -198,20 +171,7 @@ PvResult Link::apply_heartbeat_timeout(control::Connection& connection)
     if (wanted == 0) {
         return PvResult::OK;
     }
-    std::uint32_t before = 0;
-    if (replaced_timeout_ms_ == 0 && connection.channel().read_register(bootstrap::heartbeat_timeout, before).ok()) {
-        replaced_timeout_ms_ = before;
-    }
-    auto outcome = connection.channel().write_register(bootstrap::heartbeat_timeout, wanted);
-    std::uint32_t actual = 0;
-    if (outcome.ok()) {
-        outcome = connection.channel().read_register(bootstrap::heartbeat_timeout, actual);
-    }
-    // a device may clamp it; what counts is what it does
-    if (outcome.ok() && actual != 0) {
-        heartbeat_->timeout_ms = actual;
-    }
-    return connection.result_of(outcome);
+    return connection.result_of(heartbeat_timeout_.set(connection, wanted));
 }
 
 PvResult Link::apply_heartbeat_disabled(control::Connection& connection)
@@ -353,6 +313,20 @@ void Link::add_heartbeat(SoftwareParameters& parameters)
     };
     parameters.add(interval);
 
+    auto debugger = named<SoftwareBoolean>("HeartbeatDebugger", "Heartbeat",
+                                           "While a debugger is attached to the program, the device waits ten minutes "
+                                           "for it instead of the timeout, and so does not take control away from a "
+                                           "program that is stopped.");
+    debugger.streamable = true;
+    debugger.visibility = GenApi::Visibility::expert;
+    debugger.get = [this] { return settings_.heartbeat_debugger.load(); };
+    debugger.set = [this](bool value) {
+        settings_.heartbeat_debugger = value;
+        attend_debugger();
+        return PvResult(PvResult::OK);
+    };
+    parameters.add(debugger);
+
     auto disable = named<SoftwareBoolean>("HeartbeatDisable", "Heartbeat",
                                           "The device does not supervise the application. For debugging: a stopped "
                                           "program keeps control, and so does one that crashed.");
@@ -428,101 +402,6 @@ void Link::add_switchover(SoftwareParameters& parameters)
         return PvResult(PvResult::OK);
     };
     parameters.add(enable);
-}
-
-void Link::add_round_trips(SoftwareParameters& parameters)
-{
-    struct Time {
-        const char* name;
-        const char* tool_tip;
-        std::chrono::nanoseconds control::RoundTripSummary::*value;
-    };
-    using Summary = control::RoundTripSummary;
-    for (const Time& time :
-         {Time{"LastRoundTripTime", "From the last command to its answer.", &Summary::last},
-          Time{"ShortestRoundTripTime", "The shortest time from a command to its answer.", &Summary::smallest},
-          Time{"MeanRoundTripTime", "The mean time from a command to its answer.", &Summary::mean},
-          Time{"RoundTripTimePercentile99",
-               "99 of 100 answers took no longer. The number is at most an eighth too large.", &Summary::percentile_99},
-          Time{"LongestRoundTripTime", "The longest time from a command to its answer.", &Summary::largest}}) {
-        auto parameter = counter(time.name, time.tool_tip, [this, value = time.value] {
-            return static_cast<std::uint64_t>((statistics().round_trips.*value).count());
-        });
-        parameter.unit = "ns";
-        parameters.add(parameter);
-    }
-}
-
-void Link::add_events(SoftwareParameters& parameters)
-{
-    using Statistics = control::MessageReceiverStatistics;
-    struct Count {
-        const char* name;
-        const char* tool_tip;
-        std::uint64_t Statistics::*value;
-    };
-    for (const Count& count :
-         {Count{"EventCount", "Events of the device that arrived and were kept to be told.", &Statistics::events},
-          Count{"EventDroppedCount", "Events that arrived while too many waited to be told.", &Statistics::dropped},
-          Count{"EventRepeatedCount", "Messages that the device sent again.", &Statistics::repeated},
-          Count{"EventForeignCount", "Datagrams of anybody but the device on the message channel.",
-                &Statistics::foreign},
-          Count{"EventMalformedCount", "Messages of the device that could not be understood.",
-                &Statistics::malformed}}) {
-        parameters.add(
-            counter(count.name, count.tool_tip, [this, value = count.value] { return message_statistics().*value; }));
-    }
-}
-
-void Link::add_statistics(SoftwareParameters& parameters)
-{
-    parameters.add(
-        counter("CommandCount", "Commands sent, repetitions not counted.", [this] { return statistics().requests; }));
-    parameters.add(counter("CommandRetryCount", "Commands sent again for want of an answer.",
-                           [this] { return statistics().retries; }));
-    parameters.add(counter("CommandFailureCount", "Commands that the device refused or did not answer.",
-                           [this] { return statistics().failures; }));
-    parameters.add(counter("PendingAnswerCount", "Times the device asked for more time.",
-                           [this] { return statistics().pendings; }));
-    parameters.add(
-        counter("StaleAnswerCount", "Answers that came too late or twice.", [this] { return statistics().stale; }));
-    parameters.add(counter("ForeignDatagramCount", "Datagrams of anybody but the device.",
-                           [this] { return statistics().foreign; }));
-    parameters.add(counter("MalformedAnswerCount", "Answers that could not be understood.",
-                           [this] { return statistics().malformed; }));
-    add_round_trips(parameters);
-    add_events(parameters);
-    parameters.add(counter("HeartbeatCount", "Beats made.", [this] { return heartbeat_->beats.load(); }));
-    parameters.add(
-        counter("HeartbeatMissedCount", "Beats that were not answered.", [this] { return heartbeat_->missed.load(); }));
-    parameters.add(counter("LinkLossCount", "Times the connection was lost.", [this] { return losses_.load(); }));
-    parameters.add(counter("StreamTimeoutCount", "Stream timeouts that the application reported, of all channels.",
-                           [this] { return stream_timeouts(); }));
-
-    auto reason = named<SoftwareString>("LinkLossReason", "Statistics", "Why the connection was lost the last time.");
-    reason.is_volatile = true;
-    reason.visibility = GenApi::Visibility::expert;
-    reason.get = [this] {
-        const std::scoped_lock lock(mutex_);
-        return loss_reason_;
-    };
-    parameters.add(reason);
-
-    auto reset = named<SoftwareCommand>("ResetStatistics", "Statistics", "Sets all counters to 0.");
-    reset.visibility = GenApi::Visibility::expert;
-    reset.execute = [this] {
-        if (const auto last_one = connection()) {
-            last_one->channel().reset_statistics();
-        }
-        heartbeat_->beats = 0;
-        heartbeat_->missed = 0;
-        losses_ = 0;
-        recoveries_ = 0;
-        const std::scoped_lock lock(mutex_);
-        stream_timeouts_.clear();
-        return PvResult(PvResult::OK);
-    };
-    parameters.add(reset);
 }
 
 }  // namespace vex::device

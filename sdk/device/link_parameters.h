@@ -8,12 +8,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/debugger.h"
 #include "sdk/control/connection.h"
 #include "sdk/control/heartbeat.h"
 #include "sdk/control/message_receiver.h"
 #include "sdk/description/description_source.h"
+#include "sdk/device/heartbeat_timeout.h"
 #include "sdk/genicam/software_parameters.h"
 
 namespace vex::device {
@@ -24,7 +27,8 @@ struct LinkSettings {
     std::atomic<std::uint32_t> retries{3};
     std::atomic<std::uint32_t> heartbeat_timeout_ms{0};  ///< 0: as the device has it
     std::atomic<bool> heartbeat_disabled{false};
-    std::atomic<std::int32_t> byte_order{0};  ///< ByteOrderRule
+    std::atomic<bool> heartbeat_debugger{false};  ///< the device waits longer while the process is debugged
+    std::atomic<std::int32_t> byte_order{0};      ///< ByteOrderRule
     std::atomic<bool> recovery{false};
     std::atomic<std::uint16_t> switchover_key{0};  ///< 0: none
     std::atomic<bool> switchover_enabled{false};
@@ -44,6 +48,9 @@ struct LinkSettings {
 /// Thread safety: all members may be called from any thread.
 class Link {
 public:
+    /// `is_debugged`: a debugger is attached to the process.
+    explicit Link(std::function<bool()> is_debugged = &is_debugger_attached) : is_debugged_(std::move(is_debugged)) {}
+
     [[nodiscard]] LinkSettings& settings() noexcept { return settings_; }
     [[nodiscard]] const std::shared_ptr<control::HeartbeatSettings>& heartbeat() const noexcept { return heartbeat_; }
     /// Made when first asked for. Throws bad_alloc.
@@ -54,6 +61,9 @@ public:
     /// The connection that settings are applied to and counters read from from now on. Writes the heartbeat settings to
     /// the device when this side controls it; a device that does not take them is left as it is. Calls no event sink.
     void attach(const std::shared_ptr<control::Connection>& connection);
+    /// Makes the device wait longer or no longer for its controller, if a debugger has come or gone and the application
+    /// wants that. Before each beat; waits for the device for some tenths of a second at most. Calls no event sink.
+    void attend_debugger();
     /// Tells the event sinks of the parameters what attaching has changed.
     void tell_attached();
     /// Whose counters of events are shown from now on.
@@ -104,7 +114,8 @@ private:
     description::DescriptionPlaces description_places_;
     std::map<std::uint32_t, std::uint64_t> stream_timeouts_;  ///< reports by channel
     std::atomic<bool> attached_{false};
-    std::atomic<std::uint32_t> replaced_timeout_ms_{0};  ///< the device's own heartbeat timeout; 0: it has that
+    HeartbeatTimeout heartbeat_timeout_{heartbeat_};
+    const std::function<bool()> is_debugged_;
     std::once_flag asked_for_;
     std::atomic<SoftwareParameterArray*> made_{nullptr};
     std::unique_ptr<SoftwareParameterArray> parameters_;  ///< last: its functions use everything above

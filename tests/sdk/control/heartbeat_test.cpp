@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <thread>
 #include <vector>
@@ -245,11 +246,18 @@ TEST_F(HeartbeatThreadTest, BeatsAtItsInterval)
 {
     const int before = camera->count(0x0080);
     settings->interval_ms = 20;
-    const control::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
+    std::atomic<unsigned> prepared{0};
+    const control::Heartbeat heartbeat(
+        connection, settings, [](const std::string&) { FAIL(); },
+        [&] {
+            EXPECT_EQ(prepared, settings->beats);
+            ++prepared;
+        });
     while (camera->count(0x0080) < before + 5) {
         std::this_thread::yield();
     }
     EXPECT_GE(settings->beats, 4U);
+    EXPECT_GE(prepared, 5U);
 }
 
 TEST_F(HeartbeatThreadTest, TellsOnceThatTheDeviceIsGone)
@@ -278,6 +286,7 @@ TEST_F(HeartbeatThreadTest, GivesABeatNoMoreTimeThanItsInterval)
 TEST_F(HeartbeatThreadTest, ChecksAtOnceWhenAsked)
 {
     settings->interval_ms = 3'600'000;
+    settings->timeout_ms = 3 * 3'600'000;
     control::Heartbeat heartbeat(connection, settings, [&](const std::string& reason) { lost.set_value(reason); });
     while (settings->beats < 1) {
         std::this_thread::yield();
@@ -312,6 +321,7 @@ TEST_F(HeartbeatThreadTest, MayBeDestroyedFromWithinItsCallback)
 TEST_F(HeartbeatThreadTest, StopsWithoutWaitingForItsInterval)
 {
     settings->interval_ms = 3'600'000;
+    settings->timeout_ms = 3 * 3'600'000;
     const auto begin = std::chrono::steady_clock::now();
     control::Heartbeat heartbeat(connection, settings, [](const std::string&) { FAIL(); });
     heartbeat.stop(10s);

@@ -48,7 +48,8 @@ protected:
 
     std::unique_ptr<RawCamera> camera;
     std::shared_ptr<control::Connection> connection;
-    device::Link link;
+    bool debugged = false;
+    device::Link link{[this] { return debugged; }};
 };
 
 TEST(LinkParameters, AreMadeWhenTheyAreAskedFor)
@@ -131,6 +132,60 @@ TEST_F(LinkTest, PutsBackWhatTheDeviceHadAfterItsRestart)
     EXPECT_EQ(camera->reg(0x0938), 600'000U);
     link.detach();
     EXPECT_EQ(camera->reg(0x0938), 5000U);
+    connection->close();
+}
+
+TEST_F(LinkTest, RaisesTheTimeoutWhileTheProcessIsDebugged)
+{
+    connect(sound());
+    camera->set_reg(0x0938, 4000);
+    link.attach(connection);
+    debugged = true;
+    link.attend_debugger();
+    EXPECT_EQ(camera->reg(0x0938), 4000U) << "nobody has asked for it";
+
+    EXPECT_TRUE(link.parameters().SetBooleanValue("HeartbeatDebugger", true).IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 600'000U);
+    EXPECT_EQ(value_of("HeartbeatTimeout"), 3000) << "what beats are made for";
+    const int writes = camera->count(0x0082);
+    link.attend_debugger();
+    EXPECT_EQ(camera->count(0x0082), writes);
+
+    // set meanwhile, and put there when the debugger has gone
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 5000).IsOK());
+    EXPECT_EQ(value_of("HeartbeatTimeout"), 5000);
+    EXPECT_EQ(camera->reg(0x0938), 600'000U);
+    debugged = false;
+    link.attend_debugger();
+    EXPECT_EQ(camera->reg(0x0938), 5000U);
+
+    debugged = true;
+    link.attend_debugger();
+    EXPECT_EQ(camera->reg(0x0938), 600'000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 4000U);
+    link.attend_debugger();
+    EXPECT_EQ(camera->reg(0x0938), 4000U) << "detached";
+    // who connects from within a debugger is held from the start
+    link.attach(connection);
+    EXPECT_EQ(camera->reg(0x0938), 600'000U);
+    EXPECT_TRUE(link.parameters().SetBooleanValue("HeartbeatDebugger", false).IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 5000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 4000U);
+    connection->close();
+}
+
+TEST_F(LinkTest, LeavesALongerTimeoutToADebugger)
+{
+    connect(sound());
+    link.attach(connection);
+    debugged = true;
+    EXPECT_TRUE(link.parameters().SetIntegerValue("HeartbeatTimeout", 700'000).IsOK());
+    EXPECT_TRUE(link.parameters().SetBooleanValue("HeartbeatDebugger", true).IsOK());
+    EXPECT_EQ(camera->reg(0x0938), 700'000U);
+    link.detach();
+    EXPECT_EQ(camera->reg(0x0938), 3000U);
     connection->close();
 }
 
