@@ -70,6 +70,7 @@ constexpr NamedRegister named_registers[] = {
     {gvsp_configuration, "GVSP configuration"},
     {physical_link_capability, "physical link capability"},
     {physical_link_configuration, "physical link configuration"},
+    {ieee_1588_status, "IEEE 1588 status"},
     {scheduled_action_queue_size, "scheduled action queue size"},
     {control_channel_privilege, "control channel privilege"},
     {primary_application_port, "primary application port"},

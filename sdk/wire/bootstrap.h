@@ -74,6 +74,7 @@ inline constexpr std::uint32_t control_switchover_key = 0x095C;
 inline constexpr std::uint32_t gvsp_configuration = 0x0960;
 inline constexpr std::uint32_t physical_link_capability = 0x0964;
 inline constexpr std::uint32_t physical_link_configuration = 0x0968;
+inline constexpr std::uint32_t ieee_1588_status = 0x096C;
 inline constexpr std::uint32_t scheduled_action_queue_size = 0x0970;  ///< entries
 
 namespace capability {  // of gvcp_capability
@@ -102,6 +103,7 @@ inline constexpr std::uint32_t concatenation = 1U << 0;
 }  // namespace capability
 
 namespace configuration {  // of gvcp_configuration
+inline constexpr std::uint32_t ieee_1588 = 0x80000;
 inline constexpr std::uint32_t extended_status_2_0 = 0x40000;
 inline constexpr std::uint32_t unconditional_action = 0x8;
 inline constexpr std::uint32_t extended_status_1_1 = 0x4;

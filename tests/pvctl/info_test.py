@@ -65,6 +65,18 @@ class Info(programs.PvctlTest):
         self.assertEqual(control["access"], "controlled")
         self.assertRegex(control["controlled_by"], r"^127\.0\.0\.\d+, port \d+$")
 
+    def test_the_clock_is_latched_on_request(self):
+        self.assertNotIn("ticks", self.good_json("info", CAMERA)["timestamp"])
+        first = self.good_json("info", CAMERA, "--latch")["timestamp"]
+        second = self.good_json("info", CAMERA, "--latch")["timestamp"]
+        self.assertEqual(first["set_by_ptp"], "not supported")
+        self.assertAlmostEqual(first["time"], first["ticks"] / first["frequency"])
+        self.assertGreater(second["ticks"], first["ticks"])
+        self.assertGreater(first["error"], 0)
+        self.assertLess(first["error"], 0.5)
+        self.assertRegex(self.good("info", CAMERA, "--latch"), r"\n  time +\d+\.\d{6} s\n  error +\+-\d+ us\n")
+        self.assertEqual(self.good_json("info", CAMERA)["control"]["access"], "free")
+
     def test_the_sheet_fits_the_terminal(self):
         code, shown, _ = self.on_terminal(60, "info", CAMERA)
         self.assertEqual(code, 0)

@@ -99,7 +99,8 @@ std::shared_ptr<control::Connection> DeviceOption::open(PvAccessType access) con
     const Progress progress("Connecting to " + name);
     std::shared_ptr<control::Connection> connection;
     require_connection(control::Connection::open(target, {}, connection));
-    return connection;
+    // control is given back with the last share
+    return {connection.get(), [connection](control::Connection* last) { last->close(); }};
 }
 
 }  // namespace pvctl

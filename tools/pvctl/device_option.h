@@ -31,7 +31,8 @@ struct DeviceOption {
     /// Connects. Throws CommandFailure, with what can be done about it. `hand_over`: others may take control by the
     /// key.
     [[nodiscard]] std::unique_ptr<PvDevice> connect(PvAccessType access, bool hand_over = false) const;
-    /// Opens the control channel without a thought for the description, which may be unusable.
+    /// Opens the control channel without a thought for the description, which may be unusable. It is closed, and
+    /// control given back, with the last share.
     [[nodiscard]] std::shared_ptr<vex::control::Connection> open(PvAccessType access) const;
     /// Finds the device and takes no connection to it.
     [[nodiscard]] vex::control::ConnectionTarget find(PvAccessType access) const;

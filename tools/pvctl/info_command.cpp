@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "sdk/control/device_clock.h"
 #include "sdk/control/privilege.h"
+#include "sdk/net/clock.h"
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/gvcp.h"
 #include "tools/pvctl/bootstrap_words.h"
@@ -97,11 +102,7 @@ void add_identity(FactSheet& sheet, const Reader& reader)
 void add_network(FactSheet& sheet, const Reader& reader)
 {
     sheet.section("network");
-    const std::uint32_t high = reader.number_or_0(bootstrap::mac_high);
-    const std::uint32_t low = reader.number_or_0(bootstrap::mac_low);
-    const auto byte = [](std::uint32_t value, int shift) { return static_cast<std::uint8_t>(value >> shift); };
-    const MacAddress mac{{byte(high, 8), byte(high, 0), byte(low, 24), byte(low, 16), byte(low, 8), byte(low, 0)}};
-    sheet.add("mac", mac.to_string());
+    sheet.add("mac", reader.connection().facts().mac.to_string());
     sheet.add("ip", reader.ip(bootstrap::current_ip));
     sheet.add("mask", reader.ip(bootstrap::current_mask));
     sheet.add("gateway", reader.ip(bootstrap::current_gateway));
@@ -158,12 +159,30 @@ void add_description(FactSheet& sheet, const Reader& reader)
     sheet.add("second_url", reader.text(bootstrap::second_url, bootstrap::url_length));
 }
 
-void add_timestamp(FactSheet& sheet, const Reader& reader)
+/// `latch`: shows the time as well, which needs control.
+void add_timestamp(FactSheet& sheet, const Reader& reader, bool latch)
 {
+    control::Connection& connection = reader.connection();
+    control::DeviceClockFacts facts;
+    // a device may have no such registers
+    static_cast<void>(read_clock_facts(connection.channel(), connection.facts().capability, facts));
     sheet.section("timestamp");
-    const std::uint64_t frequency = std::uint64_t{reader.number_or_0(bootstrap::timestamp_frequency_high)} << 32 |
-                                    reader.number_or_0(bootstrap::timestamp_frequency_low);
-    sheet.add("frequency", frequency, frequency == 0 ? "none" : std::to_string(frequency) + " Hz");
+    sheet.add("frequency", facts.frequency, facts.frequency == 0 ? "none" : std::to_string(facts.frequency) + " Hz");
+    const char* const state = facts.ptp_enabled ? control::text_of(facts.ptp_state) : "off";
+    sheet.add("set_by_ptp", facts.ptp_supported ? state : "not supported");
+    if (!latch || facts.frequency == 0) {
+        return;
+    }
+    constexpr unsigned attempts = 8;
+    control::ClockReading reading;
+    require(read_clock(connection.channel(), net::Clock::steady(), attempts, reading));
+    const double seconds = static_cast<double>(reading.ticks) / static_cast<double>(facts.frequency);
+    const double error = std::chrono::duration<double>(reading.error).count();
+    char text[64];
+    std::snprintf(text, sizeof text, "%.6f s", seconds);
+    sheet.add("ticks", reading.ticks);
+    sheet.add("time", seconds, text);
+    sheet.add("error", error, "+-" + std::to_string(static_cast<long>(std::ceil(error * 1e6))) + " us");
 }
 
 }  // namespace
@@ -176,12 +195,15 @@ InfoCommand::InfoCommand(CLI::App& command, std::unique_ptr<Options> options)
     : Command(command), options_(std::move(options))
 {
     options_->device.add_name(command);
+    command.add_flag(
+        "--latch", options_->latch,
+        "read the camera's clock, too; takes control of it for a moment, because the clock has to be latched");
     command.add_flag("--json", options_->json, "for programs to read");
 }
 
 int InfoCommand::run() const
 {
-    const auto connection = options_->device.open(PvAccessReadOnly);
+    const auto connection = options_->device.open(options_->latch ? PvAccessControl : PvAccessReadOnly);
     const Reader reader(*connection);
     FactSheet sheet;
     add_identity(sheet, reader);
@@ -189,7 +211,7 @@ int InfoCommand::run() const
     add_control(sheet, reader);
     add_stream_channels(sheet, reader);
     add_description(sheet, reader);
-    add_timestamp(sheet, reader);
+    add_timestamp(sheet, reader, options_->latch);
     if (options_->json) {
         sheet.print_as_json();
     } else {

@@ -17,6 +17,7 @@ public:
 private:
     struct Options {
         DeviceOption device;
+        bool latch = false;
         bool json = false;
     };
 

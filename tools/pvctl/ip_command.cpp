@@ -90,19 +90,6 @@ void print(const control::IpConfiguration& configuration, bool complete, bool js
     }
 }
 
-/// Gives control back when it goes.
-class OpenChannel {
-public:
-    OpenChannel(const DeviceOption& device, PvAccessType access) : connection_(device.open(access)) {}
-    OpenChannel(const OpenChannel&) = delete;
-    OpenChannel& operator=(const OpenChannel&) = delete;
-    ~OpenChannel() { connection_->close(); }
-    [[nodiscard]] control::ControlChannel& channel() const { return connection_->channel(); }
-
-private:
-    std::shared_ptr<control::Connection> connection_;
-};
-
 /// The MAC address of the device, whose IP address may be out of reach.
 MacAddress mac_of(const DeviceOption& device)
 {
@@ -112,16 +99,7 @@ MacAddress mac_of(const DeviceOption& device)
     if (const MacAddress mac = device.find(PvAccessReadOnly).mac; !mac.is_zero()) {
         return mac;
     }
-    const OpenChannel open(device, PvAccessReadOnly);
-    control::ControlChannel& channel = open.channel();
-    std::uint32_t high = 0;
-    std::uint32_t low = 0;
-    for (const auto& [address, value] :
-         {std::pair{wire::bootstrap::mac_high, &high}, {wire::bootstrap::mac_low, &low}}) {
-        require(to_result(channel.read_register(address, *value), channel.device()));
-    }
-    const auto byte = [](std::uint32_t value, int shift) { return static_cast<std::uint8_t>(value >> shift); };
-    return {{byte(high, 8), byte(high, 0), byte(low, 24), byte(low, 16), byte(low, 8), byte(low, 0)}};
+    return device.open(PvAccessReadOnly)->facts().mac;
 }
 
 /// What the device of that MAC address says of itself in a search, which needs no address that fits.
@@ -237,9 +215,9 @@ int IpCommand::run() const
     const control::IpConfigurationChange wanted = change();
     const bool changes = wanted.persistent || wanted.use_persistent || wanted.use_dhcp || wanted.use_link_local;
     if (changes) {
-        const OpenChannel open(options_->device, PvAccessControl);
+        const auto connection = options_->device.open(PvAccessControl);
         control::IpConfiguration now;
-        require(control::change_ip_configuration(open.channel(), wanted, now));
+        require(control::change_ip_configuration(connection->channel(), wanted, now));
         if (!force_settings && !options_->restart) {
             print(now, true, options_->json);
         }
@@ -249,9 +227,9 @@ int IpCommand::run() const
     } else if (options_->restart) {
         restart();
     } else if (!changes) {
-        const OpenChannel open(options_->device, PvAccessReadOnly);
+        const auto connection = options_->device.open(PvAccessReadOnly);
         control::IpConfiguration now;
-        require(control::read_ip_configuration(open.channel(), now));
+        require(control::read_ip_configuration(connection->channel(), now));
         print(now, true, options_->json);
     }
     return exit_code::success;

@@ -31,7 +31,7 @@ private:
 bool is_there(const DeviceOption& device)
 {
     try {
-        device.open(PvAccessReadOnly)->close();
+        static_cast<void>(device.open(PvAccessReadOnly));
         return true;
     } catch (const CommandFailure& failure) {
         return failure.code() != exit_code::not_found;
