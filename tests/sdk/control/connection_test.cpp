@@ -5,8 +5,8 @@
 #include <future>
 #include <thread>
 
+#include "tests/sdk/control/connection_fixture.h"
 #include "tests/sdk/control/raw_camera.h"
-#include "tests/sdk/control/scripted_transport.h"
 
 using namespace vex;
 
@@ -15,49 +15,11 @@ namespace {
 using namespace std::chrono_literals;
 using control::Connection;
 using device_test::Bytes;
+using device_test::ConnectionTest;
+using device_test::other_application;
 using device_test::RawCameraOptions;
 using device_test::RawDevice;
 using device_test::ScriptedTransport;
-
-const Endpoint other_application{{0x7F000001}, 50123};
-
-class ConnectionTest : public testing::Test {
-protected:
-    static RawCameraOptions sound()
-    {
-        RawCameraOptions options;
-        options.address = ScriptedTransport::camera.address;
-        return options;
-    }
-
-    RawDevice& start(const RawCameraOptions& options)
-    {
-        responder = std::make_unique<RawDevice>(options);
-        return *responder;
-    }
-
-    PvResult open(PvAccessType access)
-    {
-        auto transport = std::make_unique<ScriptedTransport>(clock);
-        transport->on_send = [this, &wire = *transport](const Bytes& request) {
-            if (responder) {
-                for (Bytes& answer : responder->answers(request, wire.local())) {
-                    wire.deliver(std::move(answer), 1ms);
-                }
-            }
-        };
-        target.device = ScriptedTransport::camera;
-        target.access = access;
-        return Connection::open(target, {100ms, 2}, std::move(transport), clock, connection);
-    }
-
-    device_test::ManualClock clock;
-    const net::Clock::time_point begin = clock.now();
-    std::unique_ptr<RawDevice> responder;
-    const std::string name = ScriptedTransport::camera.address.to_string();
-    control::ConnectionTarget target;
-    std::shared_ptr<Connection> connection;
-};
 
 TEST_F(ConnectionTest, TellsOthersItsInterfaceWhileItLasts)
 {
@@ -74,104 +36,6 @@ TEST_F(ConnectionTest, TellsOthersItsInterfaceWhileItLasts)
     ASSERT_TRUE(open(PvAccessControl).IsOK());
     connection.reset();
     EXPECT_TRUE(known().is_any());
-}
-
-/// Sound, and with switch-over.
-class SwitchoverTest : public ConnectionTest {
-protected:
-    SwitchoverTest()
-    {
-        RawCameraOptions options = sound();
-        options.capabilities |= 1U << 21;
-        device = &start(options);
-    }
-
-    /// Another application controls the device and allows this.
-    void hold(std::uint32_t privilege, std::uint32_t key)
-    {
-        device->set_control(privilege, other_application);
-        device->set_reg(0x095C, key);
-    }
-
-    /// Tries with this key.
-    PvResult take_over(std::uint16_t key, PvAccessType access = PvAccessControl)
-    {
-        target.switchover.key = key;
-        target.switchover.take_over = true;
-        return open(access);
-    }
-
-    RawDevice* device;
-};
-
-TEST_F(SwitchoverTest, TakesControlThatIsHandedOver)
-{
-    hold(6, 0x1234);
-    const PvResult result = take_over(0x1234);
-    ASSERT_TRUE(result.IsOK()) << result.description();
-    EXPECT_EQ(device->reg(0x0A00), 2U);
-    EXPECT_EQ(device->reg(0x0A04), connection->channel().local().port);
-    ASSERT_TRUE(connection->holder());
-    EXPECT_EQ(connection->holder()->port, connection->channel().local().port);
-    connection->close();
-    EXPECT_EQ(device->reg(0x0A00), 0U);
-}
-
-TEST_F(SwitchoverTest, TakesExclusiveControlAsWell)
-{
-    hold(6, 0x1234);
-    ASSERT_TRUE(take_over(0x1234, PvAccessExclusive).IsOK());
-    EXPECT_EQ(device->reg(0x0A00), 1U);
-}
-
-TEST_F(SwitchoverTest, IsRefusedWithoutTheRightKey)
-{
-    hold(6, 0x1234);
-    const PvResult result = take_over(0x1235);
-    EXPECT_EQ(result.GetCode(), PvResult::StateError);
-    EXPECT_EQ(result.description(), "The device " + name +
-                                        " is controlled by 127.0.0.1, port 50123, which does not "
-                                        "hand it over for this key");
-    EXPECT_EQ(device->reg(0x0A00), 6U);
-    EXPECT_EQ(device->reg(0x0A04), other_application.port);
-    target.switchover = {};
-    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::StateError);
-    EXPECT_EQ(device->reg(0x0A04), other_application.port);
-}
-
-TEST_F(SwitchoverTest, IsRefusedByWhoDoesNotAllowIt)
-{
-    hold(2, 0x1234);
-    EXPECT_EQ(take_over(0x1234).GetCode(), PvResult::StateError);
-    EXPECT_EQ(device->reg(0x0A04), other_application.port);
-}
-
-TEST_F(SwitchoverTest, NeedsNoKeyForAFreeDevice)
-{
-    ASSERT_TRUE(take_over(0x1234).IsOK());
-    EXPECT_EQ(device->reg(0x0A00), 2U);
-}
-
-TEST_F(SwitchoverTest, IsAllowedToWhoKnowsTheKey)
-{
-    target.switchover.key = 0x4321;
-    target.switchover.allow = true;
-    const PvResult result = open(PvAccessControl);
-    ASSERT_TRUE(result.IsOK()) << result.description();
-    EXPECT_EQ(device->reg(0x0A00), 6U);
-    EXPECT_EQ(device->reg(0x095C), 0x4321U);
-    connection->close();
-    ASSERT_TRUE(open(PvAccessExclusive).IsOK());
-    EXPECT_EQ(device->reg(0x0A00), 1U);
-}
-
-TEST_F(SwitchoverTest, IsAllowedOnlyWhereTheDeviceKnowsIt)
-{
-    device = &start(sound());
-    target.switchover.allow = true;
-    EXPECT_EQ(open(PvAccessControl).GetCode(), PvResult::NotSupported);
-    EXPECT_EQ(device->reg(0x0A00), 0U);
-    EXPECT_FALSE(connection);
 }
 
 TEST_F(ConnectionTest, TakesAndReturnsControl)
