@@ -1,5 +1,8 @@
 // The registers behind the features: limits, dependencies, user sets, reset.
+#include <random>
+
 #include "tests/sdk/softcam/camera_fixture.h"
+#include "tests/sdk/virtualdevice/random_commands.h"
 
 using namespace vex;
 
@@ -261,4 +264,32 @@ TEST(CameraStart, SaysWhyItCannot)
     first.start();
     softcam::Camera second({.adapter = "127.0.0.29"});
     EXPECT_THROW(second.start(), std::system_error);
+}
+
+TEST_F(DeviceControl, NothingChangesByCommandsOfOthers)
+{
+    const std::uint64_t seed = std::random_device{}();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    constexpr std::uint32_t end_of_map = reg::description + 0x1000;
+    for (const auto& [address, value] : words_of(camera.responder(), end_of_map)) {
+        host.ask(read_register(host.next_id(), address));  // which brings what is computed up to date
+    }
+    const auto before = words_of(camera.responder(), end_of_map);
+    RandomCommands commands(seed, before);
+    const Endpoint other{{0x0A010165}, 50000};
+    for (int i = 0; i < 20000; ++i) {
+        const RandomCommand command = commands.next();
+        unsigned code = 0;
+        camera.responder().handle(command.datagram, other, [&](const Endpoint&, std::span<const std::uint8_t> data) {
+            code = status_of(Bytes(data.begin(), data.end()));
+        });
+        if (command.writes) {
+            EXPECT_NE(code, status::success) << std::hex << command.address;
+        }
+    }
+    const auto after = words_of(camera.responder(), end_of_map);
+    ASSERT_EQ(after.size(), before.size());
+    for (const auto& [address, value] : after) {
+        EXPECT_EQ(value, before.at(address)) << std::hex << address;
+    }
 }

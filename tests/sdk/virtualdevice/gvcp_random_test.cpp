@@ -1,6 +1,8 @@
 // Random datagrams: whatever comes, the device goes on and its counters add up.
 #include <random>
+#include <set>
 
+#include "tests/sdk/virtualdevice/random_commands.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"
 
 using namespace vex;
@@ -47,4 +49,86 @@ TEST_F(GvcpRandom, GarbageNeverStopsTheDevice)
     EXPECT_GT(statistics.executed, rounds / 2);
     responder.drop_control();
     EXPECT_EQ(ask(command(0x0002, 1, {})).size(), 256U);
+}
+
+namespace {
+
+constexpr std::uint32_t end_of_map = 0x00021000;
+constexpr std::uint32_t ccp = 0x0A00;
+
+bool touches(const RandomCommand& command, std::uint32_t address)
+{
+    return address + 4 > command.address && address < std::uint64_t{command.address} + command.length;
+}
+
+}  // namespace
+
+TEST_F(GvcpRandom, NothingChangesByCommandsOfOthersThanTheController)
+{
+    const std::uint64_t seed = std::random_device{}();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    for (const std::uint32_t privilege : {0U, 2U, 3U}) {
+        ASSERT_EQ(write(ccp, privilege), status::success);
+        ASSERT_EQ(write(0x095C, 0), privilege == 0 ? status::access_denied : status::success);
+        const auto before = words_of(responder, end_of_map);
+        RandomCommands commands(seed + privilege, before);
+        for (int i = 0; i < 20000; ++i) {
+            const RandomCommand command = commands.next();
+            if (privilege == 0 && command.writes && touches(command, ccp)) {
+                continue;  // which anybody may take then
+            }
+            const Bytes answer = ask(command.datagram, other);
+            if (command.writes) {
+                EXPECT_NE(status_of(answer), status::success) << std::hex << command.address;
+            }
+            if (privilege == 3 && command.length > 4) {
+                EXPECT_NE(status_of(answer), status::success) << "read in spite of exclusive access";
+            }
+        }
+        EXPECT_EQ(words_of(responder, end_of_map), before);
+        EXPECT_EQ(executions, 0);
+    }
+    EXPECT_TRUE(hooks.test_packets.empty());
+    EXPECT_FALSE(hooks.channel.is_open());
+}
+
+TEST_F(GvcpRandom, TheControllerReachesWhatIsMappedAndChangesNothingReadOnly)
+{
+    const std::uint64_t seed = std::random_device{}();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    take_control();
+    ASSERT_EQ(write(0x0954, 1), status::success);
+    const auto before = words_of(responder, end_of_map);
+    // the device's own doing: who controls it, and the latched time
+    const std::set<std::uint32_t> told{0x0A04, 0x0A14, 0x0948, 0x094C};
+    RandomCommands commands(seed, before);
+    for (int i = 0; i < 40000; ++i) {
+        const RandomCommand command = commands.next();
+        if (command.writes && touches(command, ccp)) {
+            continue;
+        }
+        const unsigned code = status_of(answers(command.datagram).back());  // behind a PENDING_ACK, if any
+        if (!command.aligned) {
+            EXPECT_EQ(code, status::bad_alignment) << std::hex << command.address;
+            continue;
+        }
+        const bool mapped = responder.registers().mapped(command.address, command.length);
+        if (!mapped) {
+            EXPECT_EQ(code, status::invalid_address) << std::hex << command.address << " " << command.length;
+        }
+        if (mapped) {
+            EXPECT_NE(code, status::invalid_address) << std::hex << command.address << " " << command.length;
+        }
+    }
+    const auto after = words_of(responder, end_of_map);
+    ASSERT_EQ(after.size(), before.size());
+    unsigned changed = 0;
+    for (const auto& [address, value] : after) {
+        if (value != before.at(address) && !told.contains(address)) {
+            ++changed;
+            const Bytes answer = answers(write_register(next_id(), address, value)).back();
+            EXPECT_NE(status_of(answer), status::write_protect) << std::hex << address;
+        }
+    }
+    EXPECT_GT(changed, 20U);
 }
