@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/description/description_cache.h"
 #include "sdk/description/description_url.h"
 #include "sdk/description/http_get.h"
 #include "sdk/description/manifest_choice.h"
@@ -83,17 +84,62 @@ PvResult unpack(const DeviceMemory& device, const DescriptionUrl& url, std::span
     return PvResult::OK;
 }
 
-PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, Description& description)
+/// What the device says of itself; empty when it cannot be asked.
+std::optional<CacheKey> key_of(const DeviceMemory& device, const DescriptionUrl& url)
+{
+    namespace bootstrap = wire::bootstrap;
+    constexpr std::size_t end = bootstrap::device_version + bootstrap::device_version_length;
+    std::array<std::uint8_t, end - bootstrap::manufacturer_name> bytes{};
+    if (!device.read(bootstrap::manufacturer_name, bytes).IsOK()) {
+        return std::nullopt;
+    }
+    const auto text = [&](std::uint32_t address, std::uint32_t length) {
+        const auto field = std::span(bytes).subspan(address - bootstrap::manufacturer_name, length);
+        return std::string(field.begin(), std::ranges::find(field, std::uint8_t{0}));
+    };
+    return CacheKey{.vendor = text(bootstrap::manufacturer_name, bootstrap::manufacturer_name_length),
+                    .model = text(bootstrap::model_name, bootstrap::model_name_length),
+                    .device_version = text(bootstrap::device_version, bootstrap::device_version_length),
+                    .url = url.text,
+                    .length = url.length};
+}
+
+/// The file begins and ends in the device as this one does. A packed one ends with the check sum of its content, and a
+/// plain one begins with its versions: firmware that was changed without a word is found out, mostly.
+bool is_in_device(const DeviceMemory& device, const DescriptionUrl& url, std::span<const std::uint8_t> file)
+{
+    std::array<std::uint8_t, 512> block{};
+    const std::size_t size = std::min(block.size(), file.size());
+    const auto holds = [&](std::size_t offset) {
+        const auto read = std::span(block).first(size);
+        return device.read(url.address + offset, read).IsOK() && std::ranges::equal(read, file.subspan(offset, size));
+    };
+    return holds(0) && holds(file.size() - size);
+}
+
+PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, const std::string& cache_folder,
+                    Description& description)
 {
     if (url.length == 0 || url.length > largest_stored_description) {
         return unusable(device,
                         "its URL \"" + url.text + "\" gives it a length of " + std::to_string(url.length) + " bytes");
     }
+    const auto key = cache_folder.empty() ? std::nullopt : key_of(device, url);
+    if (key) {
+        const auto kept = read_cached(cache_folder, *key);
+        if (kept && is_in_device(device, url, *kept)) {
+            return unpack(device, url, *kept, description);
+        }
+    }
     std::vector<std::uint8_t> bytes(url.length);
     if (PvResult result = device.read(url.address, bytes); !result.IsOK()) {
         return result;
     }
-    return unpack(device, url, bytes, description);
+    PvResult result = unpack(device, url, bytes, description);
+    if (result.IsOK() && key) {
+        write_cached(cache_folder, *key, bytes);
+    }
+    return result;
 }
 
 PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const DescriptionUrl& url,
@@ -147,7 +193,7 @@ PvResult fetch_from(const DeviceMemory& device, std::uint32_t url_address, const
     }
     using Scheme = DescriptionUrl::Scheme;
     if (url->scheme == Scheme::local) {
-        return read_local(device, *url, description);
+        return read_local(device, *url, places.cache_folder, description);
     }
     if (url->scheme == Scheme::unknown) {
         return elsewhere(PvResult::NotSupported, device, *url, "this is no kind of URL that a device may have");
@@ -170,7 +216,7 @@ PvResult fetch_from(const DeviceMemory& device, std::uint32_t url_address, const
     return elsewhere(places.folder.empty() ? PvResult::NotSupported : PvResult::NotFound, device, *url, in_folder);
 }
 
-PvResult fetch_from_manifest(const DeviceMemory& device, Description& description)
+PvResult fetch_from_manifest(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
 {
     std::optional<wire::manifest::Entry> entry;
     if (PvResult result = choose_from_manifest(device, entry); !result.IsOK()) {
@@ -180,9 +226,10 @@ PvResult fetch_from_manifest(const DeviceMemory& device, Description& descriptio
         return unusable(device, "its manifest lists nothing usable");
     }
     DescriptionUrl url;
+    url.text = local_url("", entry->address, entry->length);
     url.address = entry->address;
     url.length = entry->length;
-    return read_local(device, url, description);
+    return read_local(device, url, places.cache_folder, description);
 }
 
 }  // namespace
@@ -190,7 +237,7 @@ PvResult fetch_from_manifest(const DeviceMemory& device, Description& descriptio
 PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
 {
     if (device.has_manifest) {
-        const PvResult listed = fetch_from_manifest(device, description);
+        const PvResult listed = fetch_from_manifest(device, places, description);
         if (listed.IsOK() || listed.GetCode() == PvResult::NotConnected) {
             return listed;
         }

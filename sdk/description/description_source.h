@@ -18,11 +18,13 @@ struct Description {
     std::string xml;
 };
 
-/// Where a description may be read from besides the device itself. Nowhere, unless the user says so.
+/// Where a description may be read from besides the device itself, and kept. Nowhere, unless the user says so.
 struct DescriptionPlaces {
     std::string folder;              ///< of this computer, UTF-8; empty for none
     bool download = false;           ///< by HTTP, from the device itself
     bool download_anywhere = false;  ///< then also from any other server that the device names
+    /// Keeps what was read from devices' own memory, UTF-8; empty for none. See description_cache.h.
+    std::string cache_folder{};
 };
 
 /// The memory of a device, whatever connects it.

@@ -47,7 +47,9 @@ struct Access;
 /// Descriptions: read from the device itself. Where its URL leads to a file, the file is looked for in the folder that
 /// the link parameter DescriptionFolder names, and only there. Where it leads to a server (http), the description is
 /// downloaded when the link parameter DescriptionDownload allows it and the server is the device itself, or any other
-/// when DescriptionDownloadAnywhere allows that, too. They are set before Connect; none of them is set at first.
+/// when DescriptionDownloadAnywhere allows that, too. What is read from a device's own memory is kept for the next
+/// connection in the folder that DescriptionCacheFolder names; nothing is kept without one. All of them are set before
+/// Connect; none is set at first.
 ///
 /// Handing over: with the link parameter SwitchoverKey set, Connect takes control from another application that allows
 /// it for that key; with SwitchoverEnable, this one allows it. Both are set before Connect. Whoever loses control is
@@ -93,7 +95,8 @@ public:
 
     [[nodiscard]] bool IsConnected() const;
 
-    /// The device has serial ports and an I2C bus of its own, by its description. False when not connected.
+    /// The device has serial ports and an I2C bus of its own: told by a node named "IPEngine" in its description,
+    /// whatever that node is. False when not connected.
     [[nodiscard]] bool IsIPEngine() const;
 
     /// The device's features; null before the first successful connection. The array belongs to this object and, with

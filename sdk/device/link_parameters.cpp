@@ -242,47 +242,6 @@ void Link::add_settings(SoftwareParameters& parameters)
     parameters.add(order);
 }
 
-void Link::add_description_places(SoftwareParameters& parameters)
-{
-    // not saved with a configuration: loading a file must not allow downloads
-    auto folder = named<SoftwareString>("DescriptionFolder", "Description",
-                                        "A folder of this computer with the description files of devices that do not "
-                                        "hold their own. Empty: none. Takes effect with the next connection.");
-    folder.visibility = GenApi::Visibility::expert;
-    folder.max_length = 1024;
-    folder.get = [this] { return description_places().folder; };
-    folder.set = [this](const std::string& value) {
-        const std::scoped_lock lock(mutex_);
-        description_places_.folder = value;
-        return PvResult(PvResult::OK);
-    };
-    parameters.add(folder);
-
-    auto download = named<SoftwareBoolean>("DescriptionDownload", "Description",
-                                           "Descriptions may be downloaded, without encryption, from the device itself "
-                                           "where it names a web server. Takes effect with the next connection.");
-    download.visibility = GenApi::Visibility::expert;
-    download.get = [this] { return description_places().download; };
-    download.set = [this](bool value) {
-        const std::scoped_lock lock(mutex_);
-        description_places_.download = value;
-        return PvResult(PvResult::OK);
-    };
-    parameters.add(download);
-
-    auto anywhere = named<SoftwareBoolean>("DescriptionDownloadAnywhere", "Description",
-                                           "With DescriptionDownload: also from any other server that a device names. "
-                                           "Takes effect with the next connection.");
-    anywhere.visibility = GenApi::Visibility::guru;
-    anywhere.get = [this] { return description_places().download_anywhere; };
-    anywhere.set = [this](bool value) {
-        const std::scoped_lock lock(mutex_);
-        description_places_.download_anywhere = value;
-        return PvResult(PvResult::OK);
-    };
-    parameters.add(anywhere);
-}
-
 void Link::add_heartbeat(SoftwareParameters& parameters)
 {
     auto timeout = number("HeartbeatTimeout", "Heartbeat",

@@ -88,6 +88,7 @@ private:
     void changed(const char* parameter);
     void add_settings(SoftwareParameters& parameters);
     void add_description_places(SoftwareParameters& parameters);
+    PvResult set_description_cache(const std::string& folder);
     void add_heartbeat(SoftwareParameters& parameters);
     void add_recovery(SoftwareParameters& parameters);
     void add_switchover(SoftwareParameters& parameters);

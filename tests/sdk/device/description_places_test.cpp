@@ -232,6 +232,26 @@ TEST_F(DescriptionPlaces, DownloadThatFailsSaysWhy)
     expect_failure(PvResult::GenICamXMLError, "cannot be used");
 }
 
+TEST_F(DescriptionPlaces, DescriptionIsKeptWhereTheUserSays)
+{
+    PvString text("x");
+    EXPECT_TRUE(link().GetString("DescriptionCacheFolder", text).IsOK());
+    EXPECT_EQ(text.str(), "");
+    EXPECT_FALSE(link().Get("DescriptionCacheFolder")->IsPersistent());
+    EXPECT_EQ(link().SetString("DescriptionCacheFolder", PvString((folder / "missing").string())).GetCode(),
+              PvResult::NotFound);
+    EXPECT_TRUE(link().SetString("DescriptionCacheFolder", PvString((folder / "inner").string())).IsOK());
+    start();
+    expect_connected();
+    const int reads = camera->count(0x0084);
+    EXPECT_FALSE(std::filesystem::is_empty(folder / "inner"));
+
+    device = std::make_unique<PvDevice>();
+    EXPECT_TRUE(link().SetString("DescriptionCacheFolder", PvString((folder / "inner").string())).IsOK());
+    expect_connected();
+    EXPECT_LT(camera->count(0x0084) - reads, reads);
+}
+
 TEST_F(DescriptionPlaces, SecondUrlIsTriedWhenTheFirstLeadsNowhere)
 {
     allow_download();
