@@ -233,6 +233,8 @@ TEST_F(DeviceEvents, AreNotWaitedForWhenTheConnectionEnds)
     EXPECT_EQ(device->WaitForMessagingChannelIdle(60'000).GetCode(), PvResult::NotConnected);
     ender.join();
     gate.open();
+    // the notification uses the gate until it has returned
+    device.reset();
 }
 
 TEST_F(DeviceEvents, InMassesHoldUpNothingAndAreBounded)
