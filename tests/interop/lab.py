@@ -4,6 +4,7 @@ Whatever is started or made here ends with the `with` block it belongs to, also 
 """
 
 import contextlib
+import itertools
 import os
 import re
 import signal
@@ -92,6 +93,8 @@ class Host:
     it, which ends with this one, however that ends: nothing stays behind under a name, and wires end with their hosts.
     """
 
+    _log_numbers = itertools.count()
+
     def __init__(self, folder):
         self.folder = folder
         self._holder = None
@@ -152,6 +155,10 @@ class Host:
             host._configure("address", "add", address, "broadcast", "+", "dev", name)
             host._configure("link", "set", name, "up")
 
+    def set_link(self, name, state):
+        """Plugs the cable of an interface in ("up") or out ("down")."""
+        self._configure("link", "set", name, state)
+
     def add_route(self, *arguments):
         self._configure("route", "add", *arguments)
 
@@ -176,7 +183,8 @@ class Host:
             raise LabError(f"{os.path.basename(argv[0])} did not end within {seconds} s") from error
 
     def start(self, argv):
-        log = os.path.join(self.folder, f"{len(self._programs):02d}-{os.path.basename(argv[0])}.log")
+        # hosts share a folder
+        log = os.path.join(self.folder, f"{next(self._log_numbers):02d}-{os.path.basename(argv[0])}.log")
         program = Program(self, argv, log)
         self._programs.append(program)
         return program
