@@ -64,10 +64,13 @@ class Info(programs.PvctlTest):
         control = self.good_json("info", CAMERA)["control"]
         self.assertEqual(control["access"], "controlled")
         self.assertRegex(control["controlled_by"], r"^127\.0\.0\.\d+, port \d+$")
+        self.fails(1, "is controlled by", "info", CAMERA, "--latch")
 
     def test_the_clock_is_latched_on_request(self):
         self.assertNotIn("ticks", self.good_json("info", CAMERA)["timestamp"])
-        first = self.good_json("info", CAMERA, "--latch")["timestamp"]
+        facts = self.good_json("info", CAMERA, "--latch")
+        self.assertEqual(facts["control"]["access"], "free")
+        first = facts["timestamp"]
         second = self.good_json("info", CAMERA, "--latch")["timestamp"]
         self.assertEqual(first["set_by_ptp"], "not supported")
         self.assertAlmostEqual(first["time"], first["ticks"] / first["frequency"])

@@ -1,10 +1,13 @@
 #include "tools/pvctl/discover_command.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "sdk/base/address.h"
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
@@ -12,6 +15,8 @@
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
+
+using vex::Ipv4Address;
 
 namespace pvctl {
 
@@ -29,14 +34,19 @@ const char* access_text(PvAccessType access)
     return "unknown";
 }
 
+/// By interface, in the order of their addresses.
 std::vector<const PvDeviceInfo*> devices_of(const PvSystem& system)
 {
     std::vector<const PvDeviceInfo*> devices;
     for (std::uint32_t i = 0; i < system.GetInterfaceCount(); ++i) {
         const PvInterface& adapter = *system.GetInterface(i);
+        const auto first = static_cast<std::ptrdiff_t>(devices.size());
         for (std::uint32_t j = 0; j < adapter.GetDeviceCount(); ++j) {
             devices.push_back(adapter.GetDeviceInfo(j));
         }
+        std::stable_sort(devices.begin() + first, devices.end(), [](const PvDeviceInfo* a, const PvDeviceInfo* b) {
+            return Ipv4Address::parse(a->GetIPAddress().view()) < Ipv4Address::parse(b->GetIPAddress().view());
+        });
     }
     return devices;
 }

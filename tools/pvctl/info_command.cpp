@@ -159,7 +159,21 @@ void add_description(FactSheet& sheet, const Reader& reader)
     sheet.add("second_url", reader.text(bootstrap::second_url, bootstrap::url_length));
 }
 
-/// `latch`: shows the time as well, which needs control.
+/// Takes control for it, because the clock has to be latched.
+control::ClockReading read_camera_clock(control::Connection& connection)
+{
+    constexpr unsigned attempts = 8;
+    control::ControlChannel& channel = connection.channel();
+    control::ClockReading reading;
+    require(control::take_privilege(channel, PvAccessControl, connection.facts().capability));
+    const PvResult result = read_clock(channel, net::Clock::steady(), attempts, reading);
+    const auto given_back = channel.write_register(bootstrap::control_channel_privilege, 0);
+    require(result);
+    require(connection.result_of(given_back));
+    return reading;
+}
+
+/// `latch`: shows the time as well.
 void add_timestamp(FactSheet& sheet, const Reader& reader, bool latch)
 {
     control::Connection& connection = reader.connection();
@@ -173,9 +187,7 @@ void add_timestamp(FactSheet& sheet, const Reader& reader, bool latch)
     if (!latch || facts.frequency == 0) {
         return;
     }
-    constexpr unsigned attempts = 8;
-    control::ClockReading reading;
-    require(read_clock(connection.channel(), net::Clock::steady(), attempts, reading));
+    const control::ClockReading reading = read_camera_clock(connection);
     const double seconds = static_cast<double>(reading.ticks) / static_cast<double>(facts.frequency);
     const double error = std::chrono::duration<double>(reading.error).count();
     char text[64];
@@ -203,7 +215,7 @@ InfoCommand::InfoCommand(CLI::App& command, std::unique_ptr<Options> options)
 
 int InfoCommand::run() const
 {
-    const auto connection = options_->device.open(options_->latch ? PvAccessControl : PvAccessReadOnly);
+    const auto connection = options_->device.open(PvAccessReadOnly);
     const Reader reader(*connection);
     FactSheet sheet;
     add_identity(sheet, reader);
