@@ -1,22 +1,17 @@
 #include <arpa/inet.h>
-#include <sched.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 
+#include "bench/genapi/camera_process.h"
 #include "bench/genapi/genapi_bench.h"
 #include "bench/genapi/measure.h"
 #include "bench/genapi/peer.h"
@@ -39,97 +34,15 @@ constexpr double nano = 1e9;
 constexpr double micro = 1e6;
 constexpr int burst_size = 16;
 
-[[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
-
-/// The camera's process and this one take turns on one core: across cores the figures are those of the wake-up. Where
-/// that is allowed, nobody else gets a turn in between.
-class OneCore {
-public:
-    OneCore()
-    {
-        if (::sched_getaffinity(0, sizeof before_, &before_) != 0) {
-            fail("sched_getaffinity");
-        }
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(0, &one);
-        if (::sched_setaffinity(0, sizeof one, &one) != 0) {
-            fail("sched_setaffinity");
-        }
-        const sched_param parameters{.sched_priority = 1};
-        alone_ = ::sched_setscheduler(0, SCHED_FIFO, &parameters) == 0;
-    }
-    ~OneCore()
-    {
-        const sched_param parameters{};
-        ::sched_setscheduler(0, SCHED_OTHER, &parameters);
-        ::sched_setaffinity(0, sizeof before_, &before_);
-    }
-    OneCore(const OneCore&) = delete;
-    OneCore& operator=(const OneCore&) = delete;
-
-    [[nodiscard]] bool alone() const { return alone_; }
-
-private:
-    cpu_set_t before_{};
-    bool alone_ = false;
-};
-
-/// The software camera in a process of its own; it ends with this object.
-class CameraProcess {
-public:
-    CameraProcess()
-    {
-        std::array<int, 2> ready{};
-        if (::pipe(ready.data()) != 0) {
-            fail("pipe");
-        }
-        process_ = ::fork();
-        if (process_ < 0) {
-            fail("fork");
-        }
-        if (process_ == 0) {
-            run(ready[1]);
-        }
-        ::close(ready[1]);
-        char told = 0;
-        const bool started = ::read(ready[0], &told, 1) == 1;
-        ::close(ready[0]);
-        if (!started) {
-            throw std::runtime_error("the software camera does not start");
-        }
-    }
-    ~CameraProcess()
-    {
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-    }
-    CameraProcess(const CameraProcess&) = delete;
-    CameraProcess& operator=(const CameraProcess&) = delete;
-
-private:
-    [[noreturn]] static void run(int ready)
-    {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        try {
-            softcam::CameraOptions options;
-            options.adapter = camera.address.to_string();
-            softcam::Camera device(options);
-            device.start();
-            if (::write(ready, "r", 1) != 1) {
-                ::_exit(1);
-            }
-            for (;;) {
-                ::pause();
-            }
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "genapi_bench: the software camera: %s\n", error.what());
-            ::_exit(1);
-        }
-    }
-
-    pid_t process_ = -1;
-};
+/// The software camera in a process of its own.
+void run_softcam(const CameraProcess::Ready& ready)
+{
+    softcam::CameraOptions options;
+    options.adapter = camera.address.to_string();
+    softcam::Camera device(options);
+    device.start();
+    ready();
+}
 
 /// A READREG and its acknowledge, and nothing else. A connected socket is the quickest, and a wait with an end takes
 /// part of that back; the control channel's has an end and hears strangers, too, so it compares with the plainest.
@@ -340,7 +253,7 @@ void measure_burst(const Device& device)
 void measure_reading()
 {
     const OneCore core;
-    const CameraProcess process;
+    const CameraProcess process(run_softcam);
     PeerCamera peer(camera.address.to_string(), description());
     const Device device;
     std::printf("\nreading features of the software camera, both processes on one core%s\n",

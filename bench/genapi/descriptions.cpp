@@ -63,6 +63,8 @@ std::string feature(int number)
     return xml + "<pValue>Feature" + n + "Reg</pValue></Enumeration>\n";
 }
 
+}  // namespace
+
 Description generated(int features)
 {
     std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
@@ -80,8 +82,6 @@ Description generated(int features)
     return {"generated, " + std::to_string(features) + " features",
             xml + "</Category>\n" + nodes + "</RegisterDescription>\n"};
 }
-
-}  // namespace
 
 std::vector<Description> descriptions()
 {

@@ -15,4 +15,7 @@ struct Description {
 /// proportions of real cameras' descriptions.
 [[nodiscard]] std::vector<Description> descriptions();
 
+/// One of these, with so many features.
+[[nodiscard]] Description generated(int features);
+
 }  // namespace bench

@@ -11,9 +11,12 @@ int main(int argc, char** argv)
 {
     const std::string_view part = argc > 1 ? argv[1] : "";
     try {
-        // first, because it starts the camera's process, which should not inherit what loading leaves behind
+        // first, because these start cameras' processes, which should not inherit what loading leaves behind
         if (part.empty() || part == "reading") {
             bench::measure_reading();
+        }
+        if (part.empty() || part == "opening") {
+            bench::measure_opening();
         }
         if (part.empty() || part == "loading") {
             bench::measure_loading();

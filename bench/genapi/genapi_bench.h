@@ -9,4 +9,7 @@ void measure_loading();
 /// Reading features of a camera in a process of its own.
 void measure_reading();
 
+/// Opening a camera with a large description, reading that description, and finding many cameras.
+void measure_opening();
+
 }  // namespace bench

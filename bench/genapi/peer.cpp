@@ -15,6 +15,20 @@ namespace {
     throw std::runtime_error("libaravis: " + what + ": " + why);
 }
 
+ArvDevice* open_device(const std::string& address)
+{
+    GError* error = nullptr;
+    GInetAddress* const here = g_inet_address_new_from_string("127.0.0.1");
+    GInetAddress* const there = g_inet_address_new_from_string(address.c_str());
+    ArvDevice* const device = arv_gv_device_new(here, there, &error);
+    g_object_unref(here);
+    g_object_unref(there);
+    if (device == nullptr) {
+        fail("no connection to " + address, error);
+    }
+    return device;
+}
+
 }  // namespace
 
 void peer_load(const std::string& xml)
@@ -29,6 +43,16 @@ void peer_load(const std::string& xml)
     }
 }
 
+void peer_open(const std::string& address)
+{
+    ArvDevice* const device = open_device(address);
+    const bool has_features = arv_device_get_feature(device, "Root") != nullptr;
+    g_object_unref(device);
+    if (!has_features) {
+        fail("a camera has no features", nullptr);
+    }
+}
+
 struct PeerCamera::Contents {
     ArvDevice* device = nullptr;
     ArvGc* description = nullptr;
@@ -36,15 +60,7 @@ struct PeerCamera::Contents {
 
 PeerCamera::PeerCamera(const std::string& address, const std::string& xml) : contents_(std::make_unique<Contents>())
 {
-    GError* error = nullptr;
-    GInetAddress* const here = g_inet_address_new_from_string("127.0.0.1");
-    GInetAddress* const there = g_inet_address_new_from_string(address.c_str());
-    contents_->device = arv_gv_device_new(here, there, &error);
-    g_object_unref(here);
-    g_object_unref(there);
-    if (contents_->device == nullptr) {
-        fail("no connection to " + address, error);
-    }
+    contents_->device = open_device(address);
     contents_->description = arv_gc_new(contents_->device, const_cast<char*>(xml.data()), xml.size());
     if (contents_->description == nullptr) {
         g_object_unref(contents_->device);

@@ -10,6 +10,9 @@ namespace bench {
 /// Loads a description and frees it. Throws std::runtime_error when the peer cannot read it.
 void peer_load(const std::string& xml);
 
+/// Opens the camera, with its own description, and closes it again.
+void peer_open(const std::string& address);
+
 /// A connection to a camera, with a description of the caller's choice over it. It takes control of the camera.
 class PeerCamera {
 public:

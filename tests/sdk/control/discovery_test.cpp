@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <vector>
 
 #include "tests/sdk/control/scripted_network.h"
@@ -98,6 +99,31 @@ TEST_F(DiscoveryOfSome, LosesNoneToASlowHandler)
         ASSERT_EQ(told.size(), cameras.size()) << "access status " << access_status;
         EXPECT_EQ(told.front(), access_status ? PvAccessOpen : PvAccessUnknown);
     }
+}
+
+TEST(DiscoveryOfMany, TellsAllOfThemWithTheirAccessWithinTheTime)
+{
+    device_test::ScriptedNetwork network;
+    network.time.step = 10us;  // each look at the clock costs something
+    std::vector<std::unique_ptr<device_test::RawDevice>> cameras;
+    for (std::uint8_t i = 0; i < 200; ++i) {
+        device_test::RawCameraOptions camera;
+        camera.address = device_test::ScriptedNetwork::at(static_cast<std::uint8_t>(20 + i));
+        camera.mask = device_test::ScriptedNetwork::host_mask.value;
+        camera.mac.back() = i;
+        cameras.push_back(std::make_unique<device_test::RawDevice>(camera));
+        network.attach(*cameras.back());
+    }
+    const auto begin = network.time.now();
+    control::Discovery discovery(network.hosts, {}, network);
+    std::set<std::uint8_t> open;
+    discovery.run([&](const control::FoundDevice& found) {
+        EXPECT_EQ(found.access, PvAccessOpen);
+        EXPECT_TRUE(open.insert(found.facts.mac.bytes[5]).second);
+        EXPECT_LT(network.time.now() - begin, control::DiscoveryOptions().timeout);
+        return true;
+    });
+    EXPECT_EQ(open.size(), cameras.size());
 }
 
 TEST_F(DiscoveryOfSome, GoesOnToItsEndWhateverPassesBetweenTwoLooksAtTheClock)
