@@ -295,6 +295,15 @@ void GvcpResponder::read_registers(const CommandView& command)
     answer(gvcp::read_registers_acknowledge(command.request_id, status, {values.data(), done}));
 }
 
+Status GvcpResponder::after_write(Status status)
+{
+    if (!registers_.take_persistent_change()) {
+        return status;
+    }
+    const Status kept = hooks_.on_persistent_change();
+    return status == Status::success ? kept : status;
+}
+
 void GvcpResponder::write_registers(const CommandView& command)
 {
     const std::size_t count = command.payload.size() / 8;
@@ -314,6 +323,7 @@ void GvcpResponder::write_registers(const CommandView& command)
             ++done;
         }
     }
+    status = after_write(status);
     answer(gvcp::write_acknowledge(Command::write_register_ack, command.request_id, status,
                                    static_cast<std::uint16_t>(done)));
 }
@@ -359,6 +369,7 @@ void GvcpResponder::write_memory(const CommandView& command)
     if (status == Status::success) {
         status = registers_.write(write->address, write->data);
     }
+    status = after_write(status);
     const std::size_t done = status == Status::success ? write->data.size() : 0;
     answer(gvcp::write_acknowledge(Command::write_memory_ack, command.request_id, status,
                                    static_cast<std::uint16_t>(done)));

@@ -62,6 +62,9 @@ public:
     /// The device's time in ticks of DeviceDescription::timestamp_frequency.
     virtual std::uint64_t timestamp() = 0;
     virtual void reset_timestamp() {}
+    /// An application wrote to a register that outlives restarts, which has its new value. Anything but success becomes
+    /// the answer.
+    virtual Status on_persistent_change() { return Status::success; }
     /// The registers are as after power-on; what else the device has is to be so, too.
     virtual void on_restart() {}
 };
@@ -188,6 +191,7 @@ private:
     void power_cycle();
     void store_address(Ipv4Address address, Ipv4Address mask, Ipv4Address gateway);
 
+    [[nodiscard]] Status after_write(Status status);
     void answer(const wire::gvcp::Message& message);
     void answer_status(const wire::gvcp::CommandView& command, Status status);
     bool answer_from_memory(std::span<const std::uint8_t> datagram);

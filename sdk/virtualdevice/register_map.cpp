@@ -189,6 +189,7 @@ Status RegisterMap::write(std::uint32_t address, std::span<const std::uint8_t> d
         } else {
             std::copy_n(data.begin(), count, region.bytes.begin() + static_cast<std::ptrdiff_t>(offset));
         }
+        persistent_changed_ = persistent_changed_ || region.persistent;
         data = data.subspan(count);
         address += static_cast<std::uint32_t>(count);
     }

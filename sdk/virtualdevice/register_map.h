@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "sdk/wire/gvcp.h"
@@ -78,6 +79,8 @@ public:
     /// What the regions hold now is what power_on() brings back. What was never remembered stays as it is.
     void remember_power_on();
     void power_on();
+    /// Whether an application has written to a region that outlives power_on() since the last call.
+    [[nodiscard]] bool take_persistent_change() { return std::exchange(persistent_changed_, false); }
 
     [[nodiscard]] bool mapped(std::uint32_t address, std::size_t length) const;
 
@@ -87,6 +90,7 @@ private:
     [[nodiscard]] Regions::iterator find(std::uint32_t address);
     [[nodiscard]] Region& at(std::uint32_t address);
 
+    bool persistent_changed_ = false;
     Regions regions_;                                              // by first address
     std::map<std::uint32_t, std::vector<std::uint8_t>> power_on_;  // by first address, too
 };

@@ -14,6 +14,7 @@
 #include "tools/softcam/description.h"
 #include "tools/softcam/feature_registers.h"
 #include "tools/softcam/registers.h"
+#include "tools/softcam/state_file.h"
 #include "tools/softcam/zip_writer.h"
 
 using namespace vex;
@@ -79,7 +80,7 @@ public:
           acquisition_(adapter_.address, options.history_blocks, events_, clock),
           responder_(describe(options), *this, clock),
           features_(responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }),
-          server_(responder_, link_)
+          server_(responder_, link_), state_(options.state_file)
     {
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
@@ -87,6 +88,7 @@ public:
         if (options.extended_ids) {
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
         }
+        state_.load(map);
         responder_.remember_power_on();
         publish_source_ports();
         set_loss(options.drop_per_mille > 0 ? std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed)
@@ -96,7 +98,11 @@ public:
 
     ~Impl() override { stop(); }
 
-    void start() { server_.start(adapter()); }
+    void start()
+    {
+        set_adapter(power_on_adapter());
+        server_.start(adapter());
+    }
 
     void stop() noexcept
     {
@@ -107,7 +113,7 @@ public:
     void reboot(const RebootOptions& options)
     {
         const net::Interface before = adapter();
-        const net::Interface after = options.adapter.empty() ? before : resolve(options.adapter);
+        const net::Interface after = options.adapter.empty() ? power_on_adapter() : resolve(options.adapter);
         const std::string archive =
             options.description.empty() ? std::string() : zip_one_file("softcam.xml", options.description);
         link_.be_silent_for(options.silence);
@@ -185,6 +191,25 @@ private:
         responder_.remember_power_on();
     }
 
+    [[nodiscard]] net::Interface power_on_adapter()
+    {
+        namespace boot = wire::bootstrap;
+        const auto guard = responder_.lock();
+        const auto& map = responder_.registers();
+        const Ipv4Address persistent{map.value(boot::persistent_ip)};
+        const bool enabled = (map.value(boot::current_ip_configuration) & boot::ip_configuration::persistent) != 0;
+        if (!enabled || persistent == first_address_) {
+            return adapter();
+        }
+        auto found = virtual_device::find_interface(persistent.to_string(), net::list_interfaces());
+        if (!found) {
+            return adapter();
+        }
+        found->mask = {map.value(boot::persistent_mask)};
+        found->gateway = {map.value(boot::persistent_gateway)};
+        return *found;
+    }
+
     [[nodiscard]] net::Interface adapter() const
     {
         const std::lock_guard guard(adapter_mutex_);
@@ -207,6 +232,8 @@ private:
             publish_source_ports();
         }
     }
+
+    virtual_device::Status on_persistent_change() override { return state_.save(responder_.registers()); }
 
     void on_restart() override
     {
@@ -259,6 +286,7 @@ private:
 
     mutable std::mutex adapter_mutex_;
     net::Interface adapter_;  // where it is switched on
+    const Ipv4Address first_address_ = adapter_.address;
     const std::string archive_;
     const MacAddress mac_;
     FaultyLink link_;
@@ -267,6 +295,7 @@ private:
     virtual_device::GvcpResponder responder_;
     FeatureRegisters features_;
     virtual_device::GvcpServer server_;
+    const StateFile state_;
 };
 
 Camera::Camera(const CameraOptions& options, const net::Clock& clock) : impl_(std::make_unique<Impl>(options, clock)) {}

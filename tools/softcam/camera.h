@@ -24,16 +24,21 @@ struct CameraOptions {
     std::uint64_t drop_seed = 1;
     std::size_t history_blocks = 16;  ///< blocks that can be sent again
     ControlFaults control_faults{};
+    /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.
+    std::string state_file{};
 };
 
 /// How the camera comes back from switching off and on.
 struct RebootOptions {
-    std::string adapter{};                   ///< as in CameraOptions; empty: where it was switched on before
+    std::string adapter{};                   ///< as in CameraOptions; empty: see Camera
     std::chrono::milliseconds silence{200};  ///< until it answers again, by the camera's clock
     std::string description{};               ///< another description, as XML; empty: the same
 };
 
 /// A camera with its own network sockets and threads.
+///
+/// Switched on, it listens at its persistent address when an application gave it one that this host has, else where the
+/// options say.
 ///
 /// Thread safety: start and stop from one thread at a time; the rest from any.
 class Camera {

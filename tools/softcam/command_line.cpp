@@ -94,6 +94,8 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
                    "where to listen: IPv4 address, interface name or MAC address (default 127.0.0.2)");
     app.add_option("-s,--serial", options.serial_number, "serial number, at most 16 characters");
     app.add_option("-n,--name", options.user_defined_name, "user-defined name, at most 16 characters");
+    app.add_option("--state", options.state_file,
+                   "file that keeps the user-defined name and the persistent address between runs");
     app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
     app.add_option("--seed", seed, "seed of all faults; without it one is chosen and printed");
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
