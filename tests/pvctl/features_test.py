@@ -116,6 +116,15 @@ class Features(programs.PvctlTest):
         watch.send_signal(signal.SIGINT)
         self.assertEqual((watch.wait(30), watch.stdout.read()), (0, ""))
 
+    def test_events_are_told(self):
+        watch = self.start("watch", CAMERA, "Width", "--control", "--json", "--set", "EventSelector=Test", "--set",
+                           "EventNotification=On", "--set", "TestEventGenerate")
+        facts = [json.loads(watch.stdout.readline()) for _ in range(2)]
+        (event,) = [fact for fact in facts if "event" in fact]
+        self.assertEqual(event["event"], "0x9004")
+        self.assertGreater(event["timestamp"], 0)
+        self.fails(2, "control", "watch", CAMERA, "--set", "Width=320")
+
     def test_a_loss_is_told_and_ends_the_watch(self):
         watch = self.start("watch", CAMERA, "Width", "--interval", "20")
         watch.stdout.readline()

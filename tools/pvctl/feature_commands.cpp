@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "tools/pvctl/assignments.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_tree.h"
 #include "tools/pvctl/features.h"
@@ -10,54 +11,6 @@
 #include "tools/pvctl/text_table.h"
 
 namespace pvctl {
-
-namespace {
-
-/// FEATURE=VALUE, or FEATURE alone for a command.
-struct Assignment {
-    PvGenParameter* feature;
-    std::string value;
-    bool has_value;
-};
-
-Assignment parse(const PvGenParameterArray& features, const std::string& text)
-{
-    const std::size_t equals = text.find('=');
-    PvGenParameter& feature = feature_named(features, text.substr(0, equals));
-    const bool has_value = equals != std::string::npos;
-    if (!has_value && dynamic_cast<PvGenCommand*>(&feature) == nullptr) {
-        throw CommandFailure("\"" + text + "\" is no command; give it a value: " + text + "=VALUE",
-                             exit_code::wrong_usage);
-    }
-    return {&feature, has_value ? text.substr(equals + 1) : "", has_value};
-}
-
-/// Writes the value, and tells the one before and the one that the camera has now.
-Json carry_out(const Assignment& assignment, bool print)
-{
-    PvGenParameter& feature = *assignment.feature;
-    const std::string name = name_of(feature);
-    if (!assignment.has_value) {
-        require(static_cast<PvGenCommand&>(feature).Execute());
-        if (print) {
-            std::printf("%s executed\n", name.c_str());
-        }
-        return {{"executed", true}};
-    }
-    std::string text_before;
-    require(value_of(feature, text_before));
-    const Json before = json_value_of(feature);
-    require(feature.FromString(PvString(std::string_view(assignment.value))));
-    std::string text_now;
-    require(value_of(feature, text_now));
-    if (print) {
-        const std::string now = with_unit(feature, text_now);
-        std::printf("%s = %s (was %s)\n", name.c_str(), printable(now).c_str(), printable(text_before).c_str());
-    }
-    return {{"value", json_value_of(feature)}, {"before", before}};
-}
-
-}  // namespace
 
 GetCommand::GetCommand(CLI::App& app)
     : GetCommand(*app.add_subcommand("get", "read features"), std::make_unique<Options>())
@@ -116,11 +69,7 @@ SetCommand::SetCommand(CLI::App& command, std::unique_ptr<Options> options)
 int SetCommand::run() const
 {
     const auto device = options_->device.connect(PvAccessControl);
-    std::vector<Assignment> assignments;
-    assignments.reserve(options_->assignments.size());
-    for (const std::string& text : options_->assignments) {
-        assignments.push_back(parse(*device->GetGenParameters(), text));
-    }
+    const auto assignments = parse_assignments(*device->GetGenParameters(), options_->assignments);
     Json all = Json::object();
     for (const Assignment& assignment : assignments) {
         all[name_of(*assignment.feature)] = carry_out(assignment, !options_->json);

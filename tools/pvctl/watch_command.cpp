@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "sdk/device/PvDeviceEventSink.h"
+#include "tools/pvctl/assignments.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/features.h"
 #include "tools/pvctl/interrupt.h"
@@ -148,6 +149,12 @@ WatchCommand::WatchCommand(CLI::App& command, std::unique_ptr<Options> options)
     command.add_option("--time", options_->time, "end after so many seconds")->check(CLI::PositiveNumber);
     auto* control = command.add_flag("--control", options_->control,
                                      "take control of the camera: it sends its events to nobody else");
+    command
+        .add_option("--set", options_->assignments,
+                    "FEATURE=VALUE or a command, before the watch begins: such as which events the camera sends")
+        ->needs(control)
+        ->expected(1)
+        ->take_all();
     options_->device.add_key(command)->needs(control);
     command.add_flag("--json", options_->json, "for programs to read: an object in each line");
     command.footer("Ends with 1 when the connection is lost, else with 0.");
@@ -162,6 +169,10 @@ int WatchCommand::run() const
     Log log(options_->json);
     Listener listener(log, interrupt);
     require(device->RegisterEventSink(&listener));
+
+    for (const Assignment& assignment : parse_assignments(features, options_->assignments)) {
+        carry_out(assignment, false);
+    }
 
     const auto begin = Clock::now();
     const std::chrono::duration<double> time(options_->time);

@@ -22,6 +22,7 @@ private:
     struct Options {
         DeviceOption device;
         std::vector<std::string> features;
+        std::vector<std::string> assignments;
         std::uint32_t interval = 500;
         std::uint64_t count = 0;
         double time = 0;
