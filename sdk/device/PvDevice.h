@@ -31,15 +31,18 @@ struct Access;
 ///
 /// Recovery: with the link parameter LinkRecoveryEnabled, off at first, a device whose link was lost is looked for by
 /// its MAC address and serial number, at whatever address it has now, and connected with the access it had, from the
-/// same port. Then are told, with the following done before each: OnLinkReconnected; OnRestoreDevice, persistent
-/// parameters put back, selectors included; OnRestoreConfiguration, stream destinations and packet sizes put back;
-/// OnRestoreAcquisition, a continuous acquisition that was running started. What cannot be put back is named in
-/// LinkRecoveryState. Nothing is put back in a device that has not missed its controller. Control is never taken from
-/// another application: while one has it, this one waits. Connect and Disconnect end a recovery. One ends by itself,
-/// and says so in LinkRecoveryState, when the device has another description than before. The settings that are put
-/// back are those that were read when the device was connected and those written by parameters since then; registers
-/// and memory written directly, and tables of more than 256 places but for what was written, are not among them. A
-/// stream that was opened with the device's address has to be opened again when the address changes.
+/// same port. Then are told, each after what it is about was done: OnLinkReconnected; OnRestoreDevice, settings put
+/// back; OnRestoreConfiguration, stream destinations and packet sizes put back; OnRestoreAcquisition, a continuous
+/// acquisition that was running started. What cannot be put back is named in LinkRecoveryState. A device that has not
+/// missed its controller is left as it is. Control is never taken from another application: while one has it, this one
+/// waits. Connect and Disconnect end a recovery. It ends by itself, and LinkRecoveryState says so, when the device has
+/// another description than before.
+///
+/// The settings that are put back are the values that persistent (streamable) parameters had when the device was
+/// connected, for each value of their selectors, and what was written to them by parameters since then; of tables with
+/// more than 256 places only what was written. Where a description calls no parameter persistent, whatever was written
+/// counts, but for parameters of the transport layer (Gev...). Registers and memory that were written directly do not.
+/// A stream that was opened with the device's address has to be opened again when the address changes.
 ///
 /// Polling: features whose description gives a polling time are forgotten at its end and read anew when they are used;
 /// their event sinks are called then, on a thread of the device.

@@ -50,6 +50,8 @@ void SessionMemory::begin(PvGenParameterArray& array)
     // a connection must not take long: of tables with more places than this only what is written is remembered
     constexpr StoreLimits limits{.combinations = 256, .all_combinations = 2048};
     StoredValues stored = store_values(array, limits);
+    tells_persistent_ = std::ranges::any_of(array.GetNodeMap()->features(),
+                                            [](const GenApi::INode* node) { return node->is_streamable(); });
     const std::scoped_lock lock(mutex_);
     at_begin_ = std::move(stored.values);
     begun_ = true;
@@ -79,7 +81,7 @@ void SessionMemory::written(PvGenParameter& parameter)
     if (is_command(node) && (follow_acquisition(node.name(), acquiring_) || node.name() != load_user_set)) {
         return;
     }
-    if (!is_command(node) && !node.is_streamable()) {
+    if (!is_command(node) && !is_setting(node)) {
         return;
     }
     Write write;
@@ -93,6 +95,11 @@ void SessionMemory::written(PvGenParameter& parameter)
         return earlier.what.name == write.what.name && earlier.what.selectors == write.what.selectors;
     });
     writes_.push_back(std::move(write));
+}
+
+bool SessionMemory::is_setting(const GenApi::INode& node) const
+{
+    return tells_persistent_ ? node.is_streamable() : !node.name().starts_with("Gev");
 }
 
 void SessionMemory::set_stream(std::uint32_t channel, const StreamSetting& setting)

@@ -27,7 +27,8 @@ struct StreamSetting {
 
 /// Remembers the values of the persistent parameters as they were at the beginning of a connection, and then what the
 /// application writes to them, for which values of the selectors, in order. A device that lost its settings gets both
-/// back in that order, so that what one write does to others happens again. UserSetLoad counts as a write.
+/// back in that order, so that what one write does to others happens again. UserSetLoad counts as a write. Where the
+/// description calls no parameter persistent, what was written is put back all the same, but for the transport layer's.
 ///
 /// Thread safety: all members may be called from any thread.
 class SessionMemory {
@@ -59,12 +60,16 @@ private:
         bool execute = false;
     };
 
+    /// To be put back when the application has written it.
+    [[nodiscard]] bool is_setting(const GenApi::INode& node) const;
+
     std::atomic<bool> begun_{false};
     std::atomic<bool> acquiring_{false};
     std::atomic<bool> locked_{false};  ///< TLParamsLocked
     mutable std::mutex mutex_;
     std::vector<StoredValue> at_begin_;
-    std::vector<Write> writes_;  ///< the last of each parameter and selector values, in order
+    std::atomic<bool> tells_persistent_{true};  ///< the description does
+    std::vector<Write> writes_;                 ///< the last of each parameter and selector values, in order
     std::map<std::uint32_t, StreamSetting> streams_;
 };
 

@@ -6,7 +6,7 @@ import time
 
 import capture
 import host as own
-from lab import Host
+from lab import GVCP_PORT, Host
 from third_party_client import start_camera
 
 ORDER = ["disconnected", "reconnected", "device", "configuration", "acquisition"]
@@ -109,6 +109,22 @@ def another_controller(report, folder, tools):
         check_recovered(report, "another controller left", application, 1, time.monotonic())
 
 
+def third_party(report, folder, tools):
+    """The same with a camera that others wrote."""
+    with wired(folder) as (host, end):
+        def start():
+            camera = end.start(["arv-fake-gv-camera-0.8", "-i", "eth", "-s", "OTHERS-1"])
+            camera.wait_for_port(GVCP_PORT, "10.0.0.20")
+            return camera
+
+        camera = start()
+        application = Application(host, tools, "10.0.0.20")
+        camera.stop()
+        application.wait_for("disconnected")
+        start()
+        check_recovered(report, "third-party camera switched", application, 1, time.monotonic())
+
+
 def soak(report, folder, tools):
     """As often as in months. The camera is the probe's own, on the loopback network."""
     losses = 1000
@@ -124,4 +140,5 @@ def soak(report, folder, tools):
 def run(report, folder, tools):
     cable_and_power(report, folder, tools)
     another_controller(report, folder, tools)
+    third_party(report, folder, tools)
     soak(report, folder, tools)

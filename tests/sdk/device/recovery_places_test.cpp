@@ -42,6 +42,18 @@ TEST_F(RecoveryOfRawCamera, WritesNothingToADeviceThatHasNotMissedItsController)
     EXPECT_EQ(camera->reg(0x0938), 3000U) << "what the device had before the application came";
 }
 
+TEST_F(RecoveryOfRawCamera, PutsBackWhatWasWrittenWhereTheDescriptionCallsNothingPersistent)
+{
+    connect();
+    set("Value", "77");
+    camera.reset();
+    camera = std::make_unique<device_test::RawCamera>(sound());
+    ASSERT_NE(camera->reg(0xA000), 77U);
+    ASSERT_TRUE(sink.wait_for("device"));
+    EXPECT_EQ(text("Value"), "77");
+    EXPECT_EQ(camera->reg(0xA000), 77U);
+}
+
 TEST_F(RecoveryOfRawCamera, TakesNoOtherDeviceForIt)
 {
     connect();
