@@ -94,19 +94,24 @@ ControlOutcome ControlChannel::exchange(const wire::gvcp::Message& message, Acce
 }
 
 /// What an operation of several messages may take in all, so that a device which answers every message at the last
-/// moment cannot keep the caller waiting for hours.
+/// moment cannot keep the caller waiting for hours. The time that the device has asked for does not count.
 class ControlChannel::Budget {
 public:
-    Budget(const net::Clock& clock, std::size_t messages) noexcept
-        : clock_(clock), begin_(clock.now()),
+    Budget(const ControlChannel& channel, std::size_t messages) noexcept
+        : channel_(channel), begin_(channel.clock_.now()),
           end_(begin_ + operation_limit + operation_limit_per_message * static_cast<milliseconds::rep>(messages))
     {}
 
     /// Turns a good outcome into a failed one when the time is used up although there is more to do.
-    [[nodiscard]] ControlOutcome check(ControlOutcome outcome, bool more) const noexcept
+    [[nodiscard]] ControlOutcome check(ControlOutcome outcome, bool more) noexcept
     {
-        const time_point now = clock_.now();
-        if (outcome.ok() && more && now >= end_) {
+        if (!more || !outcome.ok()) {
+            return outcome;
+        }
+        end_ += outcome.granted;
+        // spares a look at the clock: the outcome is as old as the answer
+        const time_point now = channel_.last_answer();
+        if (now >= end_) {
             outcome.kind = Kind::too_slow;
             outcome.waited = std::chrono::duration_cast<milliseconds>(now - begin_);
         }
@@ -114,8 +119,8 @@ public:
     }
 
 private:
-    const net::Clock& clock_;
-    time_point begin_;
+    const ControlChannel& channel_;
+    const time_point begin_;
     time_point end_;
 };
 
@@ -162,7 +167,7 @@ ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> add
 ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses, std::span<std::uint32_t> values,
                                               RetryPolicy policy) noexcept
 {
-    const Budget budget(clock_, addresses.size());
+    Budget budget(*this, addresses.size());
     ControlOutcome outcome;
     while (outcome.ok() && !addresses.empty()) {
         std::size_t done = 1;
@@ -209,7 +214,7 @@ ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> 
 
 ControlOutcome ControlChannel::write_registers(std::span<const RegisterWrite> writes) noexcept
 {
-    const Budget budget(clock_, writes.size());
+    Budget budget(*this, writes.size());
     ControlOutcome outcome;
     while (outcome.ok() && !writes.empty()) {
         std::size_t count = 1;
@@ -242,7 +247,7 @@ ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite>
 
 ControlOutcome ControlChannel::read_memory(std::uint32_t address, std::span<std::uint8_t> destination) noexcept
 {
-    const Budget budget(clock_, destination.size() / largest_block + 1);
+    Budget budget(*this, destination.size() / largest_block + 1);
     ControlOutcome outcome;
     while (outcome.ok() && !destination.empty()) {
         // an access that begins inside a word spends part of its block on the bytes before
@@ -274,7 +279,7 @@ ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::
 
 ControlOutcome ControlChannel::write_memory(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
 {
-    const Budget budget(clock_, source.size() / (write_memory_ ? largest_block : word) + 1);
+    Budget budget(*this, source.size() / (write_memory_ ? largest_block : word) + 1);
     ControlOutcome outcome;
     while (outcome.ok() && !source.empty()) {
         const std::uint32_t before = address % word;

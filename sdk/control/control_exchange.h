@@ -85,6 +85,9 @@ public:
         }
         note_answer();
         channel_.round_trips_.add(std::chrono::duration_cast<std::chrono::nanoseconds>(now_ - sent_));
+        if (pendings_ > 0) {
+            outcome_.granted = std::chrono::ceil<std::chrono::milliseconds>(now_ - (pending_end_ - pending_limit));
+        }
         over_ = true;
     }
 

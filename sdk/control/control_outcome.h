@@ -31,7 +31,8 @@ struct [[nodiscard]] ControlOutcome {
     std::uint32_t address = 0;
     std::uint32_t length = 0;  ///< bytes; 4 for a register
     unsigned attempts = 0;
-    std::chrono::milliseconds waited{};
+    std::chrono::milliseconds waited{};   ///< of a failure
+    std::chrono::milliseconds granted{};  ///< of a success: from the device's first request for more time on
     std::error_code error;
 
     [[nodiscard]] bool ok() const noexcept { return kind == Kind::done; }

@@ -260,6 +260,19 @@ TEST_F(ControlChannelTest, AMemoryAnswerWithFewerBytesIsNoAnswer)
     EXPECT_EQ(read, Bytes(8, 0));
 }
 
+TEST_F(MemoryTest, DoesNotCountTheTimeThatTheDeviceHasAskedFor)
+{
+    memory.resize(16 * 512);
+    transport.on_send = [this](const Bytes& request) {
+        transport.deliver(with_id(hex("0000 0089 0004 0000 0000 0BB8"), id_of(request)), 100ms);
+        transport.deliver(with_id(answer(request), id_of(request)), 3000ms);
+    };
+    Bytes read(memory.size());
+    const auto begin = clock.now();
+    EXPECT_TRUE(channel.read_memory(0, read).ok());
+    EXPECT_EQ(clock.now() - begin, 16 * 3000ms);
+}
+
 TEST_F(MemoryTest, GivesUpOnADeviceThatAnswersEveryBlockAtTheLastMoment)
 {
     memory.resize(1 << 20);
