@@ -131,15 +131,26 @@ PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, const
             return unpack(device, url, *kept, description);
         }
     }
-    std::vector<std::uint8_t> bytes(url.length);
+    // read to where a text that is not packed stays: another copy of a large one takes its time
+    std::string stored(url.length, '\0');
+    const std::span bytes(reinterpret_cast<std::uint8_t*>(stored.data()), stored.size());
     if (PvResult result = device.read(url.address, bytes); !result.IsOK()) {
         return result;
     }
-    PvResult result = unpack(device, url, bytes, description);
-    if (result.IsOK() && key) {
+    Description unpacked;
+    if (is_zip(bytes)) {
+        if (PvResult result = unpack(device, url, bytes, unpacked); !result.IsOK()) {
+            return result;
+        }
+    }
+    if (key) {
         write_cached(cache_folder, *key, bytes);
     }
-    return result;
+    if (unpacked.name.empty()) {
+        unpacked = {unpacked_name(url.name), std::move(stored)};
+    }
+    description = std::move(unpacked);
+    return PvResult::OK;
 }
 
 PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const DescriptionUrl& url,
