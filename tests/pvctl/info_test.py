@@ -81,9 +81,10 @@ class Info(programs.PvctlTest):
         self.assertEqual(self.good_json("info", CAMERA)["control"]["access"], "free")
 
     def test_the_sheet_fits_the_terminal(self):
-        code, shown, _ = self.on_terminal(60, "info", CAMERA)
+        code, shown, _ = self.on_terminal(48, "info", CAMERA)
         self.assertEqual(code, 0)
-        self.assertLessEqual(max(map(len, shown.splitlines())), 60)
+        self.assertEqual(max(map(len, shown.splitlines())), 48)
+        self.assertIn("several registers in one ~\n", shown)
 
     def test_who_is_not_there_has_no_facts(self):
         self.fails(3, "no answer", "info", "127.0.0.9")

@@ -31,8 +31,11 @@ def read_all(descriptor):
 
 class PvctlTest(unittest.TestCase):
     def start(self, *arguments):
-        """A pvctl that goes on; ended with the test at the latest."""
+        """A pvctl that goes on; ended with the test at the latest, and when nothing is heard of it for long."""
         program = subprocess.Popen([PVCTL, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        watchdog = threading.Timer(40, program.kill)
+        watchdog.start()
+        self.addCleanup(watchdog.cancel)
         self.addCleanup(program.stdout.close)
         self.addCleanup(program.stderr.close)
         self.addCleanup(program.wait)
