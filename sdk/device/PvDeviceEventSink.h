@@ -36,8 +36,9 @@ public:
         static_cast<void>(aDataLength);
     }
 
-    /// Registers or memory were read or written on the application's behalf (by register, memory or feature access; the
-    /// heartbeat and other housekeeping are not told). Called after the access succeeded, on the thread that asked for
+    /// Registers or memory were read or written on the application's behalf: by register, memory or feature access, and
+    /// by setting or resetting a stream destination. The heartbeat, connecting and disconnecting, test packets,
+    /// recovery and other housekeeping are not told. Called after the access succeeded, on the thread that asked for
     /// it. `aBuffer` holds the bytes as they lie in the device's memory and is valid during the call; `aLength` is in
     /// bytes.
     virtual void OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)

@@ -12,6 +12,7 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bootstrap.h"
+#include "sdk/wire/bytes.h"
 
 using namespace vex;
 
@@ -39,6 +40,14 @@ std::uint32_t mtu_of(Ipv4Address local)
         // then packets are tried up to the largest there are
     }
     return 0;
+}
+
+/// A register's value as it lies in the device's memory.
+std::array<std::uint8_t, 4> bytes_of(std::uint32_t value)
+{
+    std::array<std::uint8_t, 4> bytes{};
+    wire::store_be32(bytes.data(), value);
+    return bytes;
 }
 
 /// The limits that the device's feature gives, where it has one.
@@ -359,6 +368,12 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Addre
     const std::array<control::RegisterWrite, 2> writes =
         port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
     const auto outcome = current->channel().write_registers(writes);
+    if (outcome.ok()) {
+        device::notify_read(*sinks, port_register, bytes_of(before));
+        for (const control::RegisterWrite& write : writes) {
+            device::notify_write(*sinks, write.address, bytes_of(write.value));
+        }
+    }
     remember_stream(*current, channel);
     invalidate_features();
     return current->result_of(outcome);

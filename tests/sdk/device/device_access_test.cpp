@@ -199,6 +199,19 @@ TEST_F(DeviceAccess, SetsAndResetsTheStreamDestination)
     EXPECT_EQ(camera->reg(0x0D00), 0x00020000U);
 }
 
+TEST_F(DeviceAccess, TellsWhatAStreamDestinationReadsAndWrites)
+{
+    start_and_connect();
+    device->RegisterEventSink(&sink);
+    ASSERT_TRUE(device->SetStreamDestination("239.1.2.3", 0x1234).IsOK());
+    const auto accesses = sink.take_accesses();
+    ASSERT_EQ(accesses.size(), 3U);
+    EXPECT_FALSE(accesses[0].write);
+    EXPECT_EQ(accesses[0].address, 0x0D00);
+    EXPECT_EQ(accesses[1], (device_test::DeviceSink::Access{true, 0x0D18, {239, 1, 2, 3}}));
+    EXPECT_EQ(accesses[2], (device_test::DeviceSink::Access{true, 0x0D00, {0, 0, 0x12, 0x34}}));
+}
+
 TEST_F(DeviceAccess, TellsTheFeaturesOfAStreamDestination)
 {
     auto options = sound();
