@@ -78,6 +78,7 @@ void RegisterPort::attach(std::shared_ptr<control::Connection> connection)
 {
     const std::scoped_lock lock(mutex_);
     connection_ = std::move(connection);
+    attached_ = connection_ != nullptr;
 }
 
 void RegisterPort::detach() noexcept
@@ -85,12 +86,7 @@ void RegisterPort::detach() noexcept
     std::shared_ptr<control::Connection> dropped;  // its destruction needs no lock of ours
     const std::scoped_lock lock(mutex_);
     dropped.swap(connection_);
-}
-
-bool RegisterPort::is_open() const noexcept
-{
-    const std::scoped_lock lock(mutex_);
-    return connection_ != nullptr && !connection_->channel().is_closed();
+    attached_ = false;
 }
 
 std::shared_ptr<control::Connection> RegisterPort::connection_for(std::int64_t address, std::size_t length) const

@@ -43,7 +43,8 @@ public:
     [[nodiscard]] std::size_t words_at_once() const noexcept override;
     bool read_words(std::span<const GenApi::PortRead> words) override;
     void write(std::int64_t address, std::span<const std::uint8_t> data) override;
-    [[nodiscard]] bool is_open() const noexcept override;
+    /// Without the lock, because node maps ask before each access; a connection that has ended is detached soon after.
+    [[nodiscard]] bool is_open() const noexcept override { return attached_.load(std::memory_order_relaxed); }
 
 private:
     /// Throws PortError when there is none, or the access is not within a device's address space.
@@ -58,6 +59,7 @@ private:
     std::atomic<bool> legacy_schema_{true};
     mutable std::mutex mutex_;
     std::shared_ptr<control::Connection> connection_;
+    std::atomic<bool> attached_{false};  ///< changed with connection_
 };
 
 /// The calling thread is inside a command link notification, where the node map may be locked.
