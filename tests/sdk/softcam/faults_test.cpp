@@ -275,11 +275,25 @@ TEST_F(Faults, WhatWasToComeLateIsLostWhenSilenceCameFirst)
 
 // ---- the camera ----
 
-class SilentCamera : public SoftCam {};
+class SilentCamera : public SoftCam {
+protected:
+    /// Moves the clock until the camera has taken so many frames more.
+    void await_blocks(unsigned count)
+    {
+        const auto wanted = camera.stream_statistics().blocks + count;
+        const auto end = net::Clock::steady().now() + 30s;
+        while (camera.stream_statistics().blocks < wanted) {
+            ASSERT_LT(net::Clock::steady().now(), end) << "no further blocks";
+            clock.advance(50ms);
+            std::this_thread::yield();
+        }
+    }
+};
 
 TEST_F(SilentCamera, SendsNoPicturesAndNoEventsUntilTold)
 {
     ASSERT_EQ(host.write(softcam::reg::acquisition_mode, 0), status::success);
+    ASSERT_EQ(host.write(0x0954, 1), status::success);  // nobody beats while the test moves the clock
     HostSocket events;
     ASSERT_EQ(host.write(0x0B10, 0x7F000001), status::success);
     ASSERT_EQ(host.write(0x0B14, 0), status::success);
@@ -291,20 +305,12 @@ TEST_F(SilentCamera, SendsNoPicturesAndNoEventsUntilTold)
     ASSERT_TRUE(events.receive());
 
     camera.go_silent(true);
-    const auto blocks = camera.stream_statistics().blocks;
-    while (camera.stream_statistics().blocks < blocks + 3) {
-        clock.advance(50ms);
-        std::this_thread::yield();
-    }
+    await_blocks(3);
     while (host.stream().receive(0ms)) {
     }
     while (events.receive(0ms)) {
     }
-    const auto later = camera.stream_statistics().blocks;
-    while (camera.stream_statistics().blocks < later + 3) {
-        clock.advance(50ms);
-        std::this_thread::yield();
-    }
+    await_blocks(3);
     EXPECT_FALSE(host.stream().receive(0ms));
     EXPECT_FALSE(events.receive(0ms));
 
