@@ -27,8 +27,9 @@ struct DeviceDescription {
     unsigned stream_channels = 0;  ///< transmitting channels, at most 8
     unsigned action_signals = 0;   ///< at most 16
     bool message_channel = false;
-    bool extended_ids = false;   ///< the 64-bit block ID mode can be enabled
-    bool packet_resend = false;  ///< PACKETRESEND is served
+    bool extended_ids = false;    ///< the 64-bit block ID mode can be enabled
+    bool packet_resend = false;   ///< PACKETRESEND is served
+    bool manifest_table = false;  ///< there is one; the owner adds its region at wire::bootstrap::manifest_table
 
     // Limits of the packet size register; a value outside is clamped, one between steps rounded down.
     std::uint32_t smallest_packet = 576;

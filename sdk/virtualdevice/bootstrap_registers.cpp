@@ -100,6 +100,9 @@ void GvcpResponder::add_capability_registers()
     if (d.packet_resend) {
         capability |= cap::packet_resend;
     }
+    if (d.manifest_table) {
+        capability |= cap::manifest_table;
+    }
     if (d.message_channel) {
         capability |= cap::event | cap::event_data;
     }

@@ -19,6 +19,11 @@ constexpr std::chrono::milliseconds longest_wait{5};
 
 constexpr int send_buffer_bytes = 4 << 20;
 
+net::UdpSocket open_socket(Ipv4Address source)
+{
+    return net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes});
+}
+
 bool moves(test_pattern::Pattern pattern)
 {
     using test_pattern::Pattern;
@@ -48,18 +53,28 @@ FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings,
     return rendered;
 }
 
-Acquisition::Acquisition(Ipv4Address source, std::size_t history_blocks, CameraEvents& events, const net::Clock& clock)
-    : events_(events), clock_(clock),
-      socket_(net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes})),
-      transmitter_(socket_, history_blocks, clock), epoch_(clock.now()), worker_([this] { run(); })
+Acquisition::Channel::Channel(Ipv4Address source, std::size_t history_blocks, const net::Clock& clock)
+    : socket(open_socket(source)), transmitter(socket, history_blocks, clock)
 {}
+
+Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, CameraEvents& events,
+                         const net::Clock& clock)
+    : events_(events), clock_(clock), epoch_(clock.now())
+{
+    for (unsigned i = 0; i < channels; ++i) {
+        channels_.push_back(std::make_unique<Channel>(source, history_blocks, clock));
+    }
+    worker_ = std::thread([this] { run(); });
+}
 
 Acquisition::~Acquisition()
 {
     {
         const std::lock_guard guard(mutex_);
         quit_ = true;
-        transmitter_.abort();
+        for (const auto& channel : channels_) {
+            channel->transmitter.abort();
+        }
     }
     changed_.notify_all();
     worker_.join();
@@ -100,7 +115,9 @@ void Acquisition::abort()
     const std::lock_guard guard(mutex_);
     end();
     if (sending_) {
-        transmitter_.abort();
+        for (const auto& channel : channels_) {
+            channel->transmitter.abort();
+        }
     }
 }
 
@@ -130,31 +147,55 @@ void Acquisition::trigger()
     }
 }
 
-void Acquisition::set_channel(const virtual_device::StreamChannel& channel)
+void Acquisition::set_channel(unsigned index, const virtual_device::StreamChannel& state)
 {
     const std::lock_guard guard(mutex_);
-    if (!channel_.is_open() && channel.is_open()) {
-        block_id_ = 0;
+    Channel& channel = *channels_.at(index);
+    if (!channel.state.is_open() && state.is_open()) {
+        channel.block_id = 0;
     }
-    channel_ = channel;
-    socket_.set_dont_fragment(channel.do_not_fragment);
-    if (!channel.is_open()) {
+    channel.state = state;
+    channel.socket.set_dont_fragment(state.do_not_fragment);
+    if (!state.is_open()) {
         if (sending_) {
-            transmitter_.abort();
+            channel.transmitter.abort();
         }
-        transmitter_.forget();
+        channel.transmitter.forget();
     }
     changed_.notify_all();
 }
 
-void Acquisition::send_test_packet(const virtual_device::StreamChannel& channel)
+void Acquisition::send_test_packet(unsigned channel, const virtual_device::StreamChannel& state)
 {
-    transmitter_.send_test_packet(channel.destination, channel.packet_size);
+    channels_.at(channel)->transmitter.send_test_packet(state.destination, state.packet_size);
 }
 
 void Acquisition::resend(const wire::gvcp::PacketResend& range, bool extended_status)
 {
-    transmitter_.resend(range, extended_status);
+    channels_.at(range.channel)->transmitter.resend(range, extended_status);
+}
+
+void Acquisition::set_loss(const std::shared_ptr<transmitter::PacketLoss>& loss)
+{
+    for (const auto& channel : channels_) {
+        channel->transmitter.set_loss(loss);
+    }
+}
+
+transmitter::TransmitterStatistics Acquisition::statistics() const
+{
+    transmitter::TransmitterStatistics all;
+    for (const auto& channel : channels_) {
+        const auto one = channel->transmitter.statistics();
+        all.blocks += one.blocks;
+        all.packets += one.packets;
+        all.payload_bytes += one.payload_bytes;
+        all.resent_packets += one.resent_packets;
+        all.refused_packets += one.refused_packets;
+        all.lost_packets += one.lost_packets;
+        all.send_errors += one.send_errors;
+    }
+    return all;
 }
 
 std::uint64_t Acquisition::timestamp() const
@@ -174,20 +215,22 @@ void Acquisition::reset_timestamp()
     epoch_ = clock_.now();
 }
 
-std::uint16_t Acquisition::source_port() const
+std::uint16_t Acquisition::source_port(unsigned channel) const
 {
     const std::lock_guard guard(mutex_);
-    return socket_.local().port;
+    return channels_.at(channel)->socket.local().port;
 }
 
 void Acquisition::reopen(Ipv4Address source)
 {
     std::unique_lock lock(mutex_);
-    if (socket_.local().address == source) {
+    if (channels_.front()->socket.local().address == source) {
         return;
     }
     changed_.wait(lock, [this] { return !sending_; });
-    socket_ = net::UdpSocket::open({source, 0}, {.broadcast = true, .send_buffer_bytes = send_buffer_bytes});
+    for (const auto& channel : channels_) {
+        channel->socket = open_socket(source);
+    }
 }
 
 bool Acquisition::ready_for_frame() const
@@ -216,10 +259,42 @@ void Acquisition::run()
     }
 }
 
+// Called with the lock held.
+std::vector<Acquisition::Outgoing> Acquisition::prepare_frame(const AcquisitionSettings& settings,
+                                                              std::uint64_t timestamp)
+{
+    std::vector<Outgoing> frame;
+    for (const auto& channel : channels_) {
+        const virtual_device::StreamChannel& state = channel->state;
+        if (!state.is_open()) {
+            continue;
+        }
+        channel->block_id = wire::gvsp::next_block_id(channel->block_id, state.extended_ids);
+        channel->transmitter.clear_abort();
+        auto block = std::make_shared<transmitter::Block>();
+        block->block_id = channel->block_id;
+        block->leader.payload_type = wire::gvsp::payload_type::image;
+        block->leader.timestamp = timestamp;
+        block->leader.image = wire::gvsp::ImageInfo{.pixel_format = settings.frame.pixel_format,
+                                                    .size_x = settings.frame.width,
+                                                    .size_y = settings.frame.height,
+                                                    .offset_x = settings.frame.offset_x,
+                                                    .offset_y = settings.frame.offset_y};
+        block->trailer.payload_type = wire::gvsp::payload_type::image;
+        block->trailer.size_y = settings.frame.height;
+        frame.push_back({.channel = channel.get(),
+                         .settings = {.destination = state.destination,
+                                      .packet_size = state.packet_size,
+                                      .extended_ids = state.extended_ids,
+                                      .packet_delay = std::chrono::nanoseconds(state.packet_delay)},
+                         .block = std::move(block)});
+    }
+    return frame;
+}
+
 void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
 {
     const AcquisitionSettings settings = settings_;
-    const virtual_device::StreamChannel channel = channel_;
     const auto now = clock_.now();
     // A camera that fell behind goes on at its rate from here instead of making up with a burst.
     next_frame_ += settings.period;
@@ -230,45 +305,34 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
         --triggers_;
     }
     const bool last = settings.mode != AcquisitionMode::continuous && --frames_left_ == 0;
-    if (!channel.is_open()) {
+    const std::vector<Outgoing> frame = prepare_frame(settings, ticks(now));
+    if (frame.empty()) {
         if (last) {
             end();
         }
         return;
     }
-
-    block_id_ = wire::gvsp::next_block_id(block_id_, channel.extended_ids);
-    auto block = std::make_shared<transmitter::Block>();
-    block->block_id = block_id_;
-    block->leader.payload_type = wire::gvsp::payload_type::image;
-    block->leader.timestamp = ticks(now);
-    block->leader.image = wire::gvsp::ImageInfo{.pixel_format = settings.frame.pixel_format,
-                                                .size_x = settings.frame.width,
-                                                .size_y = settings.frame.height,
-                                                .offset_x = settings.frame.offset_x,
-                                                .offset_y = settings.frame.offset_y};
-    block->trailer.payload_type = wire::gvsp::payload_type::image;
-    block->trailer.size_y = settings.frame.height;
-    const std::uint64_t block_id = block_id_;
+    // events tell the first channel's block
+    const std::uint64_t block_id = frame.front().block->block_id;
     events_.raise(EventKind::frame_start, ticks(now), block_id);
     if (last) {
         end();
     }
     sending_ = true;
-    transmitter_.clear_abort();
     lock.unlock();
 
-    const FrameCache::Frame frame = cache_.frame(settings.frame, block_id);
-    block->data = *frame;
-    block->owner = frame;
-    transmitter_.configure({.destination = channel.destination,
-                            .packet_size = channel.packet_size,
-                            .extended_ids = channel.extended_ids,
-                            .packet_delay = std::chrono::nanoseconds(channel.packet_delay)});
-    const std::error_code error = transmitter_.send(std::move(block));
+    bool whole = true;
+    for (const Outgoing& out : frame) {
+        // a channel's block ID chooses the picture, so that each shows the whole cycle
+        const FrameCache::Frame picture = cache_.frame(settings.frame, out.block->block_id);
+        out.block->data = *picture;
+        out.block->owner = picture;
+        out.channel->transmitter.configure(out.settings);
+        whole = !out.channel->transmitter.send(out.block) && whole;
+    }
 
     lock.lock();
-    if (!error) {
+    if (whole) {
         events_.raise(EventKind::frame_end, ticks(clock_.now()), block_id);
     }
     sending_ = false;

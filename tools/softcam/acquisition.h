@@ -49,8 +49,9 @@ private:
 /// waits for the block that is being sent.
 class Acquisition {
 public:
-    /// Sends from `source`. Throws std::system_error when that cannot be bound. `events` and `clock` must outlive it.
-    Acquisition(vex::Ipv4Address source, std::size_t history_blocks, CameraEvents& events,
+    /// Sends from `source`, the same frames on each of the `channels`. Throws std::system_error when that cannot be
+    /// bound. `events` and `clock` must outlive it.
+    Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, CameraEvents& events,
                 const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
@@ -68,45 +69,59 @@ public:
     /// One frame, when the settings say that frames wait for triggers.
     void trigger();
 
-    /// Where frames go; nothing is sent while the channel is closed. Block IDs start anew when it opens.
-    void set_channel(const vex::virtual_device::StreamChannel& channel);
-    void send_test_packet(const vex::virtual_device::StreamChannel& channel);
+    /// Where frames go; nothing is sent on a channel that is closed. Its block IDs start anew when it opens.
+    void set_channel(unsigned channel, const vex::virtual_device::StreamChannel& state);
+    void send_test_packet(unsigned channel, const vex::virtual_device::StreamChannel& state);
     void resend(const vex::wire::gvcp::PacketResend& range, bool extended_status);
 
     /// Ticks since power-on or the last reset, in nanoseconds.
     [[nodiscard]] std::uint64_t timestamp() const;
     void reset_timestamp();
 
-    [[nodiscard]] std::uint16_t source_port() const;
+    [[nodiscard]] std::uint16_t source_port(unsigned channel) const;
     /// Sends from another address from now on.
     void reopen(vex::Ipv4Address source);
 
-    void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss) { transmitter_.set_loss(std::move(loss)); }
-    [[nodiscard]] vex::transmitter::TransmitterStatistics statistics() const { return transmitter_.statistics(); }
+    void set_loss(const std::shared_ptr<vex::transmitter::PacketLoss>& loss);
+    /// Of all channels together.
+    [[nodiscard]] vex::transmitter::TransmitterStatistics statistics() const;
 
 private:
+    struct Channel {
+        Channel(vex::Ipv4Address source, std::size_t history_blocks, const vex::net::Clock& clock);
+
+        vex::net::UdpSocket socket;
+        vex::transmitter::BlockTransmitter transmitter;
+        vex::virtual_device::StreamChannel state;  // guarded by mutex_
+        std::uint64_t block_id = 0;                // of the last block; guarded by mutex_
+    };
+    /// One frame's way out on one channel.
+    struct Outgoing {
+        Channel* channel = nullptr;
+        vex::transmitter::StreamSettings settings;
+        std::shared_ptr<vex::transmitter::Block> block;
+    };
+
     void run();
     void end();
+    [[nodiscard]] std::vector<Outgoing> prepare_frame(const AcquisitionSettings& settings, std::uint64_t timestamp);
     [[nodiscard]] std::uint64_t ticks(vex::net::Clock::time_point at) const;
     void take_frame(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool ready_for_frame() const;
 
     CameraEvents& events_;
     const vex::net::Clock& clock_;
-    vex::net::UdpSocket socket_;
-    vex::transmitter::BlockTransmitter transmitter_;
-    FrameCache cache_;  // the worker's own
+    std::vector<std::unique_ptr<Channel>> channels_;  // as many as there are from the beginning on
+    FrameCache cache_;                                // the worker's own
 
     mutable std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
     AcquisitionSettings settings_;
-    vex::virtual_device::StreamChannel channel_;
     bool quit_ = false;
     bool running_ = false;
     bool sending_ = false;
     std::uint32_t triggers_ = 0;     // pending
     std::uint32_t frames_left_ = 0;  // of single and multi frame
-    std::uint64_t block_id_ = 0;     // of the last block
     vex::net::Clock::time_point next_frame_{};
     vex::net::Clock::time_point epoch_;
 

@@ -10,6 +10,7 @@
 #include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
 #include "sdk/wire/bootstrap.h"
+#include "sdk/wire/manifest.h"
 #include "tools/softcam/acquisition.h"
 #include "tools/softcam/description.h"
 #include "tools/softcam/feature_registers.h"
@@ -60,6 +61,24 @@ private:
     std::mt19937_64 random_;
 };
 
+// A table of the one description that there is.
+virtual_device::Region manifest_of(const std::string& archive)
+{
+    namespace manifest = wire::manifest;
+    virtual_device::Region region;
+    region.address = wire::bootstrap::manifest_table;
+    region.bytes.resize(manifest::count_size + manifest::entry_size);
+    const std::span<std::uint8_t> bytes(region.bytes);
+    manifest::encode_count(1, bytes.first<manifest::count_size>());
+    manifest::encode_entry({.file = {1, 0, 0},
+                            .schema = {1, 1, 0},
+                            .format = manifest::Format::zip,
+                            .address = reg::description,
+                            .length = static_cast<std::uint32_t>(archive.size())},
+                           bytes.subspan<manifest::count_size, manifest::entry_size>());
+    return region;
+}
+
 net::Interface resolve(const std::string& name)
 {
     const auto adapter = virtual_device::find_interface(name, net::list_interfaces());
@@ -77,7 +96,7 @@ public:
         : adapter_(resolve(options.adapter)), archive_(zip_one_file("softcam.xml", description_xml())),
           mac_(virtual_device::made_up_mac(adapter_.address)), link_(responder_, clock),
           events_(adapter_.address, [this] { return link_.is_silent(); }),
-          acquisition_(adapter_.address, options.history_blocks, events_, clock),
+          acquisition_(adapter_.address, options.stream_channels, options.history_blocks, events_, clock),
           responder_(describe(options), *this, clock),
           features_(responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }),
           server_(responder_, link_), state_(options.state_file)
@@ -85,6 +104,9 @@ public:
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
         map.add(virtual_device::memory_region(reg::description, archive_));
+        if (options.manifest) {
+            map.add(manifest_of(archive_));
+        }
         if (options.extended_ids) {
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
         }
@@ -164,7 +186,8 @@ private:
         description.mask = adapter_.mask;
         description.gateway = adapter_.gateway;
         description.first_url = description::local_url("softcam.zip", reg::description, archive_.size());
-        description.stream_channels = 1;
+        description.manifest_table = options.manifest;
+        description.stream_channels = options.stream_channels;
         description.action_signals = 1;
         description.message_channel = true;
         description.extended_ids = true;
@@ -176,7 +199,9 @@ private:
     {
         using namespace wire::bootstrap;
         auto& map = responder_.registers();
-        map.set_value(stream_register(0, stream::source_port), acquisition_.source_port());
+        for (unsigned channel = 0; channel < map.value(stream_channel_count); ++channel) {
+            map.set_value(stream_register(channel, stream::source_port), acquisition_.source_port(channel));
+        }
         map.set_value(message_channel_source_port, events_.channel().source_port());
     }
 
@@ -186,6 +211,9 @@ private:
         const auto guard = responder_.lock();
         auto& map = responder_.registers();
         map.replace(virtual_device::memory_region(reg::description, archive));
+        if (map.mapped(wire::bootstrap::manifest_table, 4)) {
+            map.replace(manifest_of(archive));
+        }
         map.set_text(wire::bootstrap::first_url,
                      description::local_url("softcam.zip", reg::description, archive.size()));
         responder_.remember_power_on();
@@ -243,9 +271,9 @@ private:
         publish_source_ports();
     }
 
-    void on_stream_channel_changed(unsigned, const virtual_device::StreamChannel& state) override
+    void on_stream_channel_changed(unsigned channel, const virtual_device::StreamChannel& state) override
     {
-        acquisition_.set_channel(state);
+        acquisition_.set_channel(channel, state);
     }
 
     void on_message_channel_changed(const virtual_device::MessageChannelState& state) override
@@ -253,9 +281,9 @@ private:
         events_.channel().configure(state);
     }
 
-    void on_test_packet(unsigned, const virtual_device::StreamChannel& state) override
+    void on_test_packet(unsigned channel, const virtual_device::StreamChannel& state) override
     {
-        acquisition_.send_test_packet(state);
+        acquisition_.send_test_packet(channel, state);
     }
 
     void on_packet_resend(const wire::gvcp::PacketResend& range) override

@@ -22,7 +22,9 @@ struct CameraOptions {
     bool extended_ids = false;    ///< starts in the 64-bit block ID mode, as after a power cycle with it saved
     unsigned drop_per_mille = 0;  ///< of first transmissions, lost on purpose
     std::uint64_t drop_seed = 1;
-    std::size_t history_blocks = 16;  ///< blocks that can be sent again
+    std::size_t history_blocks = 16;  ///< blocks that can be sent again, of each channel
+    unsigned stream_channels = 1;     ///< 1 to 8; all of them send the same pictures
+    bool manifest = false;            ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
     /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.
     std::string state_file{};

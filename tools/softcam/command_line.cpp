@@ -96,6 +96,9 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_option("-n,--name", options.user_defined_name, "user-defined name, at most 16 characters");
     app.add_option("--state", options.state_file,
                    "file that keeps the user-defined name and the persistent address between runs");
+    app.add_option("--channels", options.stream_channels, "stream channels, 1 to 8, with the same pictures (default 1)")
+        ->check(CLI::Range(1, 8));
+    app.add_flag("--manifest", options.manifest, "list the description in a manifest table, too");
     app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
     app.add_option("--seed", seed, "seed of all faults; without it one is chosen and printed");
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
