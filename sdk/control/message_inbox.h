@@ -68,6 +68,7 @@ public:
     [[nodiscard]] std::optional<ReceivedEvent> take() noexcept;
     [[nodiscard]] bool is_empty() const noexcept { return events_.empty(); }
     [[nodiscard]] const MessageReceiverStatistics& statistics() const noexcept { return statistics_; }
+    void reset_statistics() noexcept { statistics_ = {}; }
 
 private:
     struct Told {

@@ -95,6 +95,12 @@ bool MessageReceiver::is_empty() const
     return state_->inbox.is_empty();
 }
 
+void MessageReceiver::reset_statistics()
+{
+    const std::scoped_lock lock(state_->mutex);
+    state_->inbox.reset_statistics();
+}
+
 MessageReceiverStatistics MessageReceiver::statistics() const
 {
     const std::scoped_lock lock(state_->mutex);

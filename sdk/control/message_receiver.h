@@ -51,6 +51,7 @@ public:
     [[nodiscard]] std::optional<ReceivedEvent> take();
     [[nodiscard]] bool is_empty() const;
     [[nodiscard]] MessageReceiverStatistics statistics() const;
+    void reset_statistics();
 
     /// Receives no more; what was received can still be taken. As Worker::stop.
     void stop(std::chrono::milliseconds timeout = std::chrono::seconds(5)) noexcept;

@@ -94,6 +94,9 @@ void Link::add_statistics(SoftwareParameters& parameters)
         recoveries_ = 0;
         const std::scoped_lock lock(mutex_);
         stream_timeouts_.clear();
+        if (messages_) {
+            messages_->reset_statistics();
+        }
         return PvResult(PvResult::OK);
     };
     parameters.add(reset);

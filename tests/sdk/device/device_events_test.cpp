@@ -170,6 +170,19 @@ TEST_F(DeviceEvents, AreToldWithAllTheyCarry)
     EXPECT_EQ(link_value("EventDroppedCount"), 0);
 }
 
+TEST_F(DeviceEvents, AreCountedAnewAfterAReset)
+{
+    connect_and_enable();
+    generate();
+    ASSERT_TRUE(sink.wait_for(1));
+    EXPECT_EQ(link_value("EventCount"), 1);
+    EXPECT_TRUE(device->GetGenLink()->ExecuteCommand("ResetStatistics").IsOK());
+    EXPECT_EQ(link_value("EventCount"), 0);
+    generate();
+    ASSERT_TRUE(sink.wait_for(2));
+    EXPECT_EQ(link_value("EventCount"), 1);
+}
+
 TEST_F(DeviceEvents, FillTheEventsFeatures)
 {
     connect_and_enable();

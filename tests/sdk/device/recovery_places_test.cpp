@@ -30,6 +30,7 @@ protected:
 TEST_F(RecoveryOfRawCamera, WritesNothingToADeviceThatHasNotMissedItsController)
 {
     connect();
+    ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
     const int heartbeat_settings = 1;
     const int writes = camera->count(0x0082);
     camera->mute(true);
