@@ -44,6 +44,17 @@ def check_command_line(report, folder, tools):
         report.check("pvctl tree", width.get("value") == 320 and width["maximum"] == 2048, own.last_line(text))
         code, text = pvctl("xml", CAMERA)
         report.check("pvctl xml", code == 0 and text.rstrip().endswith("</RegisterDescription>"), own.last_line(text))
+        code, text = pvctl("ip", CAMERA, "--json")
+        report.check("pvctl ip", code == 0 and json.loads(text)["current"]["ip"] == CAMERA, own.last_line(text))
+        code, text = pvctl("ip", CAMERA, "--dhcp", "on")
+        report.check("pvctl ip of what is not supported", code == 1 and "does not support DHCP" in text, text.strip())
+        code, text = pvctl("switchover", CAMERA, "--key", "5")
+        report.check("pvctl switchover takes a free camera", code == 0, text.strip())
+        code, text = pvctl("switchover", CAMERA, "--key", "5", "--hold")
+        report.check("pvctl switchover where there is none", code == 1 and "cannot hand control over" in text, text.strip())
+        code, text = pvctl("info", CAMERA, "--json")
+        report.check("control is given back", code == 0 and json.loads(text)["control"]["access"] == "free",
+                     own.last_line(text))  # fmt: skip
         code, text = pvctl("get", CAMERA, "NoSuchFeature")
         report.check("pvctl get of what is not there", code == 3, text.strip())
 

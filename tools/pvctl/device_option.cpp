@@ -30,7 +30,9 @@ const char* advice(PvResult::Code code)
     }
 }
 
-void require_connection(const PvResult& result)
+}  // namespace
+
+void require_device(const PvResult& result)
 {
     if (result.IsOK()) {
         return;
@@ -41,11 +43,11 @@ void require_connection(const PvResult& result)
                          missing ? exit_code::not_found : exit_code::failed);
 }
 
-}  // namespace
-
 void DeviceOption::add_name(CLI::App& command)
 {
-    command.add_option("device", name, "IP address, MAC address, user-defined name or serial number of the camera")
+    command
+        .add_option("device", name,
+                    "IP address, MAC address, user-defined name, serial number or host name of the camera")
         ->required();
 }
 
@@ -80,7 +82,11 @@ std::unique_ptr<PvDevice> DeviceOption::connect(PvAccessType access, bool hand_o
     require(link.SetIntegerValue("SwitchoverKey", switchover_key));
     require(link.SetBooleanValue("SwitchoverEnable", hand_over));
     const Progress progress("Connecting to " + name);
-    require_connection(device->Connect(PvString(std::string(name)), access));
+    const PvResult result = device->Connect(PvString(std::string(name)), access);
+    if (hand_over && result.GetCode() == PvResult::NotSupported) {
+        require(result);  // it is the handing over, about which nothing can be done
+    }
+    require_device(result);
     return device;
 }
 
@@ -89,7 +95,7 @@ control::ConnectionTarget DeviceOption::find(PvAccessType access) const
     const Progress progress("Looking for " + name);
     control::ConnectionTarget target;
     target.access = access;
-    require_connection(device::look_up_device(name, target));
+    require_device(device::look_up_device(name, target));
     return target;
 }
 
@@ -98,7 +104,7 @@ std::shared_ptr<control::Connection> DeviceOption::open(PvAccessType access) con
     const control::ConnectionTarget target = find(access);
     const Progress progress("Connecting to " + name);
     std::shared_ptr<control::Connection> connection;
-    require_connection(control::Connection::open(target, {}, connection));
+    require_device(control::Connection::open(target, {}, connection));
     // control is given back with the last share
     return {connection.get(), [connection](control::Connection* last) { last->close(); }};
 }

@@ -12,6 +12,10 @@
 
 namespace pvctl {
 
+/// Throws CommandFailure unless the result, of reaching a device or reading its description, is OK; says what can be
+/// done about it. A device that does not answer counts as not found.
+void require_device(const PvResult& result);
+
 /// As the user names it.
 struct DeviceOption {
     std::string name;

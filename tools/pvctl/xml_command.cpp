@@ -38,7 +38,7 @@ int XmlCommand::run() const
     description::Description description;
     {
         const Progress progress("Reading the description of " + device.name);
-        require(description::fetch_description(
+        require_device(description::fetch_description(
             device::memory_of(connection->channel(), connection->facts().capability),
             {device.description_folder, device.description_download, device.description_download_anywhere},
             description));
