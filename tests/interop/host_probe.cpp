@@ -28,6 +28,7 @@ constexpr std::uint32_t retrieve_timeout_ms = 3000;
 
 struct Options {
     std::string device;
+    std::string address;
     std::vector<std::string> settings;  // NAME=VALUE
     std::string packet_size = "1500";   // bytes, or "auto"
     std::string save_folder;
@@ -65,6 +66,14 @@ int find()
         }
     }
     tell("malformed", system.GetMalformedPacketCount());
+    return 0;
+}
+
+/// Gives the device with this MAC address another IP address.
+int force(const Options& options)
+{
+    require(PvDevice::SetIPConfiguration(PvString(options.device), PvString(options.address), PvString(), PvString()),
+            "force the address");
     return 0;
 }
 
@@ -355,6 +364,9 @@ int main(int argc, char** argv)
     CLI::App app{"host_probe: finds, reads and streams from GigE Vision devices"};
     app.require_subcommand(1);
     const auto* const find_command = app.add_subcommand("find", "list the devices");
+    auto* const force_command = app.add_subcommand("force", "give a device another address");
+    force_command->add_option("mac", options.device, "MAC address")->required();
+    force_command->add_option("address", options.address, "IP address")->required();
     auto* const read_command = app.add_subcommand("read", "read every feature");
     auto* const list_command = app.add_subcommand("list", "list every feature with kind, access and plain value");
     auto* const stream_command = app.add_subcommand("stream", "stream frames and judge them");
@@ -374,6 +386,9 @@ int main(int argc, char** argv)
     try {
         if (find_command->parsed()) {
             return find();
+        }
+        if (force_command->parsed()) {
+            return force(options);
         }
         if (list_command->parsed()) {
             return list(options);

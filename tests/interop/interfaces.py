@@ -9,6 +9,11 @@ from third_party_client import start_camera
 SIZE = {"width": 64, "height": 48}
 
 
+def spare_of(address):
+    """Another address in the subnet of an interface, where a camera may be sent to."""
+    return address.rsplit(".", 1)[0] + ".77"
+
+
 @contextlib.contextmanager
 def two_cameras(folder, tools, prefix, addresses, cameras):
     """A host with the interfaces e0 and e1, and the camera SN-0 or SN-1 at the other end of each."""
@@ -16,6 +21,7 @@ def two_cameras(folder, tools, prefix, addresses, cameras):
         host, *ends = (stack.enter_context(Host(folder)) for _ in range(3))
         for n, end in enumerate(ends):
             host.wire_to(end, (f"e{n}", f"{addresses[n]}/{prefix}"), ("eth", cameras[n]))
+            end.add_address("eth", f"{spare_of(addresses[n])}/{prefix}")
             # a camera answers whoever asks, whatever address that has
             end.add_route("default", "dev", "eth")
             start_camera(end, tools, address=cameras[n].split("/")[0], serial=f"SN-{n}")
@@ -28,6 +34,7 @@ def check_found(report, name, host, tools, expected):
     fields = [device.split(" | ") for device in facts["device"]]
     found = sorted(f"{field[3]} at {field[0]}" for field in fields)
     report.check(name, code == 0 and found == expected, "; ".join(found) or own.last_line(text))
+    return facts
 
 
 def check_stream(report, name, host, tools, device, interface):
@@ -56,7 +63,11 @@ def wrong_subnet(report, folder, tools):
     cameras = ["192.168.7.20/24", "192.168.7.21/24"]
     with two_cameras(folder, tools, 24, addresses, cameras) as host:
         expected = ["SN-0 at 192.168.7.20 on 192.168.7.1", "SN-1 at 192.168.7.21 on 192.168.8.1"]
-        check_found(report, "camera of a wrong subnet", host, tools, expected)
+        facts = check_found(report, "camera of a wrong subnet", host, tools, expected)
+        mac = next((device.split(" | ")[4] for device in facts["device"] if "SN-1" in device), "")
+        code, _, text = own.probe(host, tools, "force", mac, spare_of(addresses[1]))
+        report.check("camera of a wrong subnet takes a fitting address", code == 0, text.strip())
+        check_stream(report, "stream of the camera at its new address", host, tools, "SN-1", addresses[1])
 
 
 def run(report, folder, tools):

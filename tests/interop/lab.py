@@ -159,6 +159,9 @@ class Host:
         """Plugs the cable of an interface in ("up") or out ("down")."""
         self._configure("link", "set", name, state)
 
+    def add_address(self, interface, address):
+        self._configure("address", "add", address, "dev", interface)
+
     def add_route(self, *arguments):
         self._configure("route", "add", *arguments)
 
