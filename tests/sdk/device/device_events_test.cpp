@@ -297,9 +297,14 @@ TEST_F(DeviceEvents, ComeAgainAfterARecovery)
 
 TEST_F(DeviceEvents, MayBeAnsweredByDisconnecting)
 {
+    Gate generated;
     connect_and_enable();
-    sink.on_event = [&] { EXPECT_TRUE(device->Disconnect().IsOK()); };
+    sink.on_event = [&] {
+        generated.pass();
+        EXPECT_TRUE(device->Disconnect().IsOK());
+    };
     generate();
+    generated.open();
     ASSERT_TRUE(sink.wait_for(1));
     EXPECT_FALSE(device->IsConnected());
     sink.on_event = nullptr;
@@ -311,8 +316,13 @@ TEST_F(DeviceEvents, MayBeAnsweredByDisconnecting)
 TEST_F(DeviceEvents, MayBeAnsweredByDestroyingTheDevice)
 {
     connect_and_enable();
-    sink.on_event = [&] { device.reset(); };
+    Gate generated;
+    sink.on_event = [&] {
+        generated.pass();
+        device.reset();
+    };
     generate();
+    generated.open();
     EXPECT_TRUE(sink.wait_for(1));
 }
 

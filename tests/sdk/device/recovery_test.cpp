@@ -1,6 +1,7 @@
 // A lost device that comes back: what is told, in which order, and what is put back.
 #include <thread>
 
+#include "sdk/genicam/PvGenEventSink.h"
 #include "sdk/wire/bootstrap.h"
 #include "tests/sdk/device/raw_description.h"
 #include "tests/sdk/device/recovery_fixture.h"
@@ -233,6 +234,43 @@ TEST_F(Recovery, EndsWhenTheApplicationDisconnects)
     other.Disconnect();
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told(), Names{"disconnected"});
+}
+
+TEST_F(Recovery, EndsWhenItIsSwitchedOff)
+{
+    connect();
+    camera->go_silent(true);
+    ASSERT_TRUE(sink.wait_for("disconnected"));
+    EXPECT_TRUE(link().SetBooleanValue("LinkRecoveryEnabled", false).IsOK());
+    camera->go_silent(false);
+    PvDevice other;
+    while (!other.Connect(PvString(address)).IsOK()) {
+        std::this_thread::sleep_for(10ms);  // until the camera has missed its controller
+    }
+    other.Disconnect();
+    EXPECT_FALSE(device->IsConnected());
+    EXPECT_EQ(sink.told(), Names{"disconnected"});
+}
+
+TEST_F(Recovery, TellsTheFeaturesThatTheyAreThereAgain)
+{
+    class Watch : public PvGenEventSink {
+    public:
+        void OnParameterUpdate(PvGenParameter* parameter) override { available = parameter->IsAvailable(); }
+        std::atomic<bool> available{true};
+    };
+    connect();
+    Watch watch;
+    PvGenParameter* const width = features().Get(PvString("Width"));
+    ASSERT_TRUE(width->RegisterEventSink(&watch).IsOK());
+    bool available_when_lost = true;
+    bool available_again = false;
+    sink.on("disconnected", [&] { available_when_lost = watch.available; });
+    sink.on("reconnected", [&] { available_again = watch.available; });
+    reboot();
+    EXPECT_FALSE(available_when_lost);
+    EXPECT_TRUE(available_again);
+    EXPECT_TRUE(width->UnregisterEventSink(&watch).IsOK());
 }
 
 TEST_F(Recovery, EndsWhenTheApplicationConnects)
