@@ -70,9 +70,20 @@ def wrong_subnet(report, folder, tools):
         check_stream(report, "stream of the camera at its new address", host, tools, "SN-1", addresses[1])
 
 
+def own_camera(report, folder, tools, addresses):
+    """A camera in software at an address of the host itself is reached within the host, not by its wires."""
+    with Host(folder) as host, Host(folder) as other:
+        for n, address in enumerate(addresses):
+            host.wire_to(other, (f"e{n}", f"{address}/16"), (f"eth{n}", f"169.254.30.{n + 1}/16"))
+        for n, address in enumerate(addresses):
+            start_camera(host, tools, address=address, serial=f"OWN-{n}")
+            check_stream(report, f"camera on the host's own interface e{n}", host, tools, f"OWN-{n}", address)
+
+
 def run(report, folder, tools):
     local = ["169.254.10.1", "169.254.10.2"]
     one_subnet(report, folder, tools, "link-local", 16, local, ["169.254.20.1", "169.254.20.2"])
     one_subnet(report, folder, tools, "same address", 16, local, ["169.254.20.1", "169.254.20.1"])
     one_subnet(report, folder, tools, "private", 24, ["192.168.7.1", "192.168.7.2"], ["192.168.7.20", "192.168.7.21"])
     wrong_subnet(report, folder, tools)
+    own_camera(report, folder, tools, local)
