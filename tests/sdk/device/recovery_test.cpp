@@ -83,6 +83,25 @@ TEST_F(Recovery, PutsBackWhatWasSetBeforeTheConnection)
     EXPECT_EQ(text("Width"), "240");
 }
 
+TEST_F(Recovery, PutsBackNothingOfAnEarlierConnection)
+{
+    namespace stream = vex::wire::bootstrap::stream;
+    connect();
+    set("Width", "320");
+    ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
+    execute("AcquisitionStart");
+    ASSERT_TRUE(device->Disconnect().IsOK());
+    PvDevice other;
+    ASSERT_TRUE(other.Connect(PvString(address)).IsOK());
+    ASSERT_TRUE(other.GetGenParameters()->SetIntegerValue("Width", 200).IsOK());
+    ASSERT_TRUE(other.Disconnect().IsOK());
+    connect();
+    reboot();
+    EXPECT_EQ(text("Width"), "200");
+    EXPECT_EQ(reg(vex::wire::bootstrap::stream_register(0, stream::port)), 0U);
+    EXPECT_EQ(reg(softcam::reg::acquisition_status), 0U);
+}
+
 TEST_F(Recovery, DoesAgainWhatOneSettingDidToAnother)
 {
     connect();
