@@ -155,22 +155,27 @@ private:
     {
         genicam::Selection selection(map_);
         std::vector<SelectorValue> selected;
-        store(group, selection, selected, std::min(limits_.combinations, left_));
+        store(group, 0, selection, selected, std::min(limits_.combinations, left_));
         selection.put_back(stored_.skipped);
     }
 
-    /// Goes through the values of the selector that is next after the selected ones, `most` combinations at the most.
-    void store(const Group& group, genicam::Selection& selection, std::vector<SelectorValue>& selected,
-               std::size_t most)
+    /// Goes through the values of the group's selectors from `next` on, `most` combinations at the most.
+    void store(const Group& group, std::size_t next, genicam::Selection& selection,
+               std::vector<SelectorValue>& selected, std::size_t most)
     {
-        if (selected.size() == group.selectors.size()) {
+        if (next == group.selectors.size()) {
             left_ -= std::min<std::size_t>(left_, selected.empty() ? 0 : 1);
             for (INode* const parameter : group.parameters) {
                 store(*parameter, selected);
             }
             return;
         }
-        INode& selector = *group.selectors[selected.size()];
+        INode& selector = *group.selectors[next];
+        if (!GenApi::is_readable(selector.access())) {
+            // one description may serve many models: what the device has without this selector has one value
+            store(group, next + 1, selection, selected, most);
+            return;
+        }
         std::vector<std::string> values;
         if (!noting(stored_.skipped, selector.name(), selected,
                     [&] { values = values_to_store(selector, selected, most); })) {
@@ -180,7 +185,7 @@ private:
             selected.push_back({std::string(selector.name()), std::move(value)});
             if (noting(stored_.skipped, selector.name(), std::span(selected).first(selected.size() - 1),
                        [&] { selection.select(selected); })) {
-                store(group, selection, selected, most / values.size());
+                store(group, next + 1, selection, selected, most / values.size());
             }
             selected.pop_back();
         }

@@ -62,8 +62,9 @@ struct StoredValues {
 };
 
 /// Stores every parameter that is streamable and can be read and written, also when only a running acquisition keeps it
-/// from being written. One with selectors is stored once for each of their values; the selectors are put back
-/// afterwards, also those whose value depends on another selector. Event sinks hear of these changes.
+/// from being written. One with selectors is stored once for each of their values; selectors that cannot be read, such
+/// as those that the device does not have, do not count. Selectors are put back afterwards, also those whose value
+/// depends on another selector. Event sinks hear of these changes.
 ///
 /// The order is that of the categories; parameters with the same selectors stand together. A device that wants to know
 /// (SFNC DeviceFeaturePersistenceStart and ...End) is told.

@@ -127,6 +127,19 @@ TEST_F(Stored, PassesOverWhatASelectedParameterHasNotForAValue)
     EXPECT_TRUE(stored.skipped.empty());
 }
 
+TEST_F(Stored, DoesWithoutASelectorThatTheDeviceHasNot)
+{
+    load({"Channel", "Line", "Gain", "Gone"},
+         enumeration("Channel", 0, {{"C0", 0}, {"C1", 1}}, {.is_implemented = "Zero", .selected = {"Gain", "Gone"}}) +
+             enumeration("Line", "LineReg", {{"L0", 0}, {"L1", 1}}, {.selected = {"Gain"}}) + int_reg("LineReg", 0) +
+             int_reg("Gain", 0x10, {.streamable = "Yes", .more = indexed_by("LineReg", 4)}) +
+             int_reg("Gone", 0x20, {.is_implemented = "Zero", .streamable = "Yes"}) + integer("Zero", {.value = 0}));
+    port.set32(0x14, 7);
+    const StoredValues stored = store();
+    EXPECT_EQ(lines(stored.values), (std::vector<std::string>{"Gain[Line=L0]=0", "Gain[Line=L1]=7"}));
+    EXPECT_TRUE(stored.skipped.empty()) << text(stored.skipped[0].reason);
+}
+
 TEST_F(Stored, LeavesTheInnermostSelectorsAloneWhenThereAreTooManyCombinations)
 {
     load(nested_features, nested);
