@@ -122,6 +122,7 @@ TEST_F(Recovery, PutsBackStreamAndAcquisition)
     connect();
     ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
     set("GevSCPSPacketSize", "1400");
+    set("Width", "320");
     set("TLParamsLocked", "1");
     execute("AcquisitionStart");
     ASSERT_EQ(reg(softcam::reg::acquisition_status), 1U);
@@ -141,6 +142,7 @@ TEST_F(Recovery, PutsBackStreamAndAcquisition)
     EXPECT_EQ(reg(stream_register(0, stream::destination)), 0x7F000001U);
     EXPECT_EQ(reg(stream_register(0, stream::packet_size)) & 0xFFFF, 1400U);
     EXPECT_EQ(text("TLParamsLocked"), "1");
+    EXPECT_EQ(text("Width"), "320") << "the lock does not keep it from being put back";
 }
 
 TEST_F(Recovery, LeavesAStoppedAcquisitionStopped)
