@@ -245,7 +245,9 @@ StoredValue store_value(INode& parameter)
         stored.value = parameter.to_string();
     }
     for (INode* const selector : *selectors) {
-        stored.selectors.push_back({std::string(selector->name()), selector->to_string()});
+        if (GenApi::is_readable(selector->access())) {
+            stored.selectors.push_back({std::string(selector->name()), selector->to_string()});
+        }
     }
     return stored;
 }

@@ -73,8 +73,8 @@ struct StoredValues {
 /// PvGenParameterArray::InvalidateCache first. Nobody else should write to the array meanwhile. Throws std::bad_alloc.
 [[nodiscard]] StoredValues store_values(PvGenParameterArray& array, const StoreLimits& limits = {});
 
-/// The value that one parameter has, for the values that its selectors have; of a command, for what it would be
-/// executed. Throws GenApi::Error and std::bad_alloc.
+/// The value that one parameter has, for the values that its selectors have, but for those that cannot be read; of a
+/// command, for what it would be executed. Throws GenApi::Error and std::bad_alloc.
 [[nodiscard]] StoredValue store_value(GenApi::INode& parameter);
 
 struct RestoredValues {

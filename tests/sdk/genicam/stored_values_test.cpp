@@ -138,6 +138,7 @@ TEST_F(Stored, DoesWithoutASelectorThatTheDeviceHasNot)
     const StoredValues stored = store();
     EXPECT_EQ(lines(stored.values), (std::vector<std::string>{"Gain[Line=L0]=0", "Gain[Line=L1]=7"}));
     EXPECT_TRUE(stored.skipped.empty()) << text(stored.skipped[0].reason);
+    EXPECT_EQ(lines({store_value(*array->Get("Gain")->GetNode())}), (std::vector<std::string>{"Gain[Line=L0]=0"}));
 }
 
 TEST_F(Stored, LeavesTheInnermostSelectorsAloneWhenThereAreTooManyCombinations)
