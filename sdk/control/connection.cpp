@@ -60,7 +60,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
         !result.IsOK()) {
         return result;
     }
-    if (target.switchover.allow && target.access == PvAccessControl) {
+    if (candidate->hands_over()) {
         if (PvResult result =
                 allow_switchover(candidate->channel_, target.switchover.key, candidate->facts_.capability);
             !result.IsOK()) {
@@ -191,6 +191,8 @@ void Connection::release_port() noexcept
     channel_.wait_for_exchange();
     transport_->close();
 }
+
+bool Connection::hands_over() const noexcept { return target_.switchover.allow && target_.access == PvAccessControl; }
 
 bool Connection::has_control() const noexcept
 {

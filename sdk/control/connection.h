@@ -75,6 +75,8 @@ public:
     [[nodiscard]] ControlChannel& channel() noexcept { return channel_; }
     [[nodiscard]] const DeviceFacts& facts() const noexcept { return facts_; }
     [[nodiscard]] PvAccessType access() const noexcept { return target_.access; }
+    /// This side holds control and allows others to take it.
+    [[nodiscard]] bool hands_over() const noexcept;
     /// This side holds the privilege to write.
     [[nodiscard]] bool has_control() const noexcept;
     /// What the device said of its controller when this side became it; empty when it does not tell.

@@ -32,8 +32,9 @@ milliseconds heartbeat_interval(milliseconds timeout, milliseconds chosen) noexc
 }
 
 HeartbeatMonitor::HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
-                                   const net::Clock& clock)
-    : channel_(channel), clock_(clock), has_control_(has_control), holder_(holder), begin_(clock.now())
+                                   const net::Clock& clock, bool hands_over)
+    : channel_(channel), clock_(clock), has_control_(has_control), hands_over_(hands_over), holder_(holder),
+      begin_(clock.now())
 {}
 
 std::optional<std::string> HeartbeatMonitor::beat(milliseconds silence, RetryPolicy policy)
@@ -79,6 +80,9 @@ std::optional<std::string> HeartbeatMonitor::judge(std::uint32_t privilege, cons
     if (holder_ && *holder_ != holder) {
         return "control of the device went to " + text_of(holder);
     }
+    if (hands_over_ && (privilege & bootstrap::privilege::switchover_enable) == 0) {
+        return "control of the device went to another application";
+    }
     return std::nullopt;
 }
 
@@ -94,7 +98,8 @@ Heartbeat::Heartbeat(std::shared_ptr<Connection> connection, std::shared_ptr<Hea
 void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatSettings& settings,
                     const std::function<void(std::string)>& on_lost, const std::function<void()>& before_beat)
 {
-    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady());
+    HeartbeatMonitor monitor(connection.channel(), connection.has_control(), connection.holder(), net::Clock::steady(),
+                             connection.hands_over());
     const net::Clock& clock = net::Clock::steady();
     for (;;) {
         const auto begin = clock.now();

@@ -21,9 +21,11 @@ namespace vex::control {
 class HeartbeatMonitor {
 public:
     /// `has_control`: this side holds a privilege whose loss is to be noticed. `holder`: what the device said of its
-    /// controller when this side became it, where it does. The channel and the clock must outlive the monitor.
+    /// controller when this side became it, where it does. `hands_over`: this side allows others to take control; a
+    /// device that does not tell its controller shows at least that the permission has gone. The channel and the clock
+    /// must outlive the monitor.
     HeartbeatMonitor(ControlChannel& channel, bool has_control, std::optional<PrivilegeHolder> holder,
-                     const net::Clock& clock);
+                     const net::Clock& clock, bool hands_over = false);
 
     /// Asks the device. Empty while all is well; else why the connection is lost. A device is given up when nothing at
     /// all has been heard from it for `silence`, at most 10 s, and several beats: after a pause of this process, in a
@@ -39,6 +41,7 @@ private:
     ControlChannel& channel_;
     const net::Clock& clock_;
     bool has_control_;
+    bool hands_over_;
     std::optional<PrivilegeHolder> holder_;
     bool unanswered_ = false;
     int missed_in_a_row_ = 0;

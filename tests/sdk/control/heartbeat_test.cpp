@@ -135,6 +135,17 @@ TEST_F(HeartbeatMonitorTest, NoticesAnotherController)
     EXPECT_EQ(*lost, "control of the device went to 192.168.1.7, port 50000");
 }
 
+TEST_F(HeartbeatMonitorTest, NoticesThatThePermissionToHandOverIsGone)
+{
+    control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock, true);
+    answer_with("0000 0081 0004 0000 00000006");
+    EXPECT_EQ(beat(monitor), std::nullopt);
+    answer_with("0000 0081 0004 0000 00000002");
+    EXPECT_EQ(beat(monitor), "control of the device went to another application");
+    control::HeartbeatMonitor keeping(channel, true, std::nullopt, clock);
+    EXPECT_EQ(beat(keeping), std::nullopt);
+}
+
 TEST_F(HeartbeatMonitorTest, NoticesThatItIsDeniedAccess)
 {
     control::HeartbeatMonitor monitor(channel, true, std::nullopt, clock);

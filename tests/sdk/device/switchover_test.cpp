@@ -12,11 +12,16 @@ constexpr std::int64_t key = 0xBEEF;
 
 class SwitchoverTest : public DeviceTest {
 protected:
-    void SetUp() override
+    static RawCameraOptions with_switchover()
     {
         RawCameraOptions options = sound();
         options.capabilities |= 1U << 21;
-        start(options);
+        return options;
+    }
+
+    void SetUp() override
+    {
+        start(with_switchover());
         device->RegisterEventSink(&sink);
         set(*device, "SwitchoverKey", key);
         ASSERT_TRUE(device->GetGenLink()->SetBooleanValue("SwitchoverEnable", true).IsOK());
@@ -46,6 +51,18 @@ TEST_F(SwitchoverTest, IsToldToWhoLosesControl)
     // which leaves the device with its new controller
     EXPECT_TRUE(device->Disconnect().IsOK());
     EXPECT_TRUE(other.WriteRegister(0xA004, 8).IsOK());
+}
+
+TEST_F(SwitchoverTest, IsNoticedInADeviceThatDoesNotTellWhoControlsIt)
+{
+    RawCameraOptions options = with_switchover();
+    options.capabilities &= ~(1U << 27);
+    start(options);
+    ASSERT_TRUE(connect().IsOK());
+    set(other, "SwitchoverKey", key);
+    ASSERT_TRUE(other.Connect(PvString(name())).IsOK());
+    ASSERT_TRUE(sink.wait_for_disconnection());
+    EXPECT_TRUE(other.IsConnected());
 }
 
 TEST_F(SwitchoverTest, NeedsTheKey)
