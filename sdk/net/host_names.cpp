@@ -16,6 +16,23 @@ namespace vex::net {
 namespace {
 
 constexpr std::size_t longest_name = 253;
+bool is_digit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+bool is_allowed(char c) noexcept
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || is_digit(c) || c == '-' || c == '_' || c == '.';
+}
+
+/// Decimal, or hexadecimal with "0x".
+bool is_number(std::string_view text) noexcept
+{
+    const auto is_hex_digit = [](char c) { return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); };
+    if (text.starts_with("0x") || text.starts_with("0X")) {
+        return std::all_of(text.begin() + 2, text.end(), is_hex_digit);
+    }
+    return std::all_of(text.begin(), text.end(), is_digit);
+}
+
 /// Shared by whoever asks and the thread that waits for the resolver.
 struct Question {
     std::mutex mutex;
@@ -70,11 +87,11 @@ HostNames& HostNames::system() noexcept
 
 bool is_host_name(std::string_view text) noexcept
 {
-    const auto is_allowed = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' ||
-               c == '.';
-    };
-    return !text.empty() && text.size() <= longest_name && std::all_of(text.begin(), text.end(), is_allowed);
+    if (text.size() > longest_name || !std::all_of(text.begin(), text.end(), is_allowed)) {
+        return false;
+    }
+    const std::string_view last = text.substr(text.rfind('.') + 1);
+    return !last.empty() && !is_number(last);
 }
 
 }  // namespace vex::net

@@ -48,7 +48,8 @@ private:
 };
 
 /// The text could be a host's name: letters, digits, '-', '_' and '.', at most 253 of them (RFC 1123, section 2.1;
-/// names within a local network also have '_').
+/// names within a local network also have '_'). The last part is no number: name services take such a text for an IPv4
+/// address in one of its old notations, which a serial number may look like.
 [[nodiscard]] bool is_host_name(std::string_view text) noexcept;
 
 }  // namespace vex::net

@@ -219,10 +219,12 @@ TEST_F(DeviceLookup, TellsThatThereIsNoSuchHostEither)
     const PvResult late = look_up("camera-8");
     EXPECT_EQ(late.GetCode(), PvResult::NotFound);
     EXPECT_NE(late.description().find("not told in time; no device"), std::string_view::npos) << late.description();
-    // neither can be the name of a host
+    // none of these can be the name of a host
     names.questions = 0;
     EXPECT_EQ(look_up("camera 8").GetCode(), PvResult::NotFound);
     EXPECT_EQ(look_up("02:11:22:33:44:24").GetCode(), PvResult::NotFound);
+    // name services take this for the address 0.1.226.64
+    EXPECT_EQ(look_up("123456").GetCode(), PvResult::NotFound);
     EXPECT_EQ(names.questions, 0);
 }
 
