@@ -94,11 +94,13 @@ net::Clock::duration GvcpResponder::run_due_actions()
         return wait;
     }
     const std::uint64_t now = hooks_.timestamp();
-    const auto later =
-        std::ranges::stable_partition(scheduled_, [now](const Scheduled& entry) { return *entry.action.time <= now; });
-    std::vector<Scheduled> due(scheduled_.begin(), later.begin());
-    scheduled_.erase(scheduled_.begin(), later.begin());
-    std::ranges::stable_sort(due, {}, [](const Scheduled& entry) { return *entry.action.time; });
+    const auto later = std::stable_partition(scheduled_.begin(), scheduled_.end(),
+                                             [now](const Scheduled& entry) { return *entry.action.time <= now; });
+    std::vector<Scheduled> due(scheduled_.begin(), later);
+    scheduled_.erase(scheduled_.begin(), later);
+    std::stable_sort(due.begin(), due.end(), [](const Scheduled& left, const Scheduled& right) {
+        return *left.action.time < *right.action.time;
+    });
     for (const Scheduled& entry : due) {
         hooks_.on_action(entry.signal, entry.action);
     }
