@@ -49,10 +49,9 @@ std::optional<std::filesystem::path> file_in_folder(std::string_view name, const
         return std::nullopt;
     }
     const std::filesystem::path final = file_system::final_path(path);
-    if (final.empty() || final.parent_path() != file_system::final_path(inside)) {
-        return std::nullopt;
-    }
-    return path;
+    // put together rather than taken apart: the root of a drive keeps its separator
+    const bool is_inside = !final.empty() && final == file_system::final_path(inside) / final.filename();
+    return is_inside ? std::optional(path) : std::nullopt;
 }
 
 }  // namespace vex::description
