@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -15,8 +16,6 @@
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
-
-using vex::Ipv4Address;
 
 namespace pvctl {
 
@@ -34,6 +33,12 @@ const char* access_text(PvAccessType access)
     return "unknown";
 }
 
+/// The address as a number, to sort by.
+std::uint32_t number_of(const PvDeviceInfo& device)
+{
+    return vex::Ipv4Address::parse(device.GetIPAddress().view()).value_or(vex::any_address).value;
+}
+
 /// By interface, in the order of their addresses.
 std::vector<const PvDeviceInfo*> devices_of(const PvSystem& system)
 {
@@ -44,9 +49,8 @@ std::vector<const PvDeviceInfo*> devices_of(const PvSystem& system)
         for (std::uint32_t j = 0; j < adapter.GetDeviceCount(); ++j) {
             devices.push_back(adapter.GetDeviceInfo(j));
         }
-        std::stable_sort(devices.begin() + first, devices.end(), [](const PvDeviceInfo* a, const PvDeviceInfo* b) {
-            return Ipv4Address::parse(a->GetIPAddress().view()) < Ipv4Address::parse(b->GetIPAddress().view());
-        });
+        std::stable_sort(devices.begin() + first, devices.end(),
+                         [](const PvDeviceInfo* a, const PvDeviceInfo* b) { return number_of(*a) < number_of(*b); });
     }
     return devices;
 }
