@@ -6,6 +6,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "sdk/base/failure.h"
 #include "sdk/control/discovery.h"
@@ -212,12 +213,12 @@ PvResult PvDevice::Impl::restore_streams(control::Connection& recovered)
         const auto at = [channel = channel](std::uint32_t offset) {
             return wire::bootstrap::stream_register(channel, offset);
         };
-        // the port last: it opens the channel
-        const std::array<control::RegisterWrite, 4> writes = {
-            control::RegisterWrite{at(stream::packet_size), setting.packet_size},
-            {at(stream::packet_delay), setting.packet_delay},
-            {at(stream::destination), setting.destination},
-            {at(stream::port), setting.port}};
+        std::vector<control::RegisterWrite> writes = {{at(stream::packet_size), setting.packet_size},
+                                                      {at(stream::destination), setting.destination}};
+        if (setting.packet_delay) {
+            writes.push_back({at(stream::packet_delay), *setting.packet_delay});
+        }
+        writes.push_back({at(stream::port), setting.port});  // last: it opens the channel
         if (const auto outcome = recovered.channel().write_registers(writes); !outcome.ok()) {
             result = recovered.result_of(outcome);
         }
@@ -267,10 +268,15 @@ void PvDevice::Impl::remember_stream(control::Connection& connection, std::uint3
         return;
     }
     const auto at = [channel](std::uint32_t offset) { return wire::bootstrap::stream_register(channel, offset); };
-    const std::array<std::uint32_t, 4> addresses = {at(stream::port), at(stream::packet_size), at(stream::packet_delay),
-                                                    at(stream::destination)};
-    std::array<std::uint32_t, 4> values{};
-    if (connection.channel().read_registers(addresses, values).ok()) {
-        memory_.set_stream(channel, {values[0], values[1] & ~fire_test_packet, values[2], values[3]});
+    const std::array<std::uint32_t, 3> addresses = {at(stream::port), at(stream::packet_size), at(stream::destination)};
+    std::array<std::uint32_t, 3> values{};
+    if (!connection.channel().read_registers(addresses, values).ok()) {
+        return;
     }
+    device::StreamSetting setting{values[0], values[1] & ~fire_test_packet, values[2]};
+    std::uint32_t delay = 0;
+    if (connection.channel().read_register(at(stream::packet_delay), delay).ok()) {
+        setting.packet_delay = delay;
+    }
+    memory_.set_stream(channel, setting);
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "sdk/base/PvResult.h"
@@ -19,8 +20,8 @@ namespace vex::device {
 struct StreamSetting {
     std::uint32_t port = 0;         ///< SCP
     std::uint32_t packet_size = 0;  ///< SCPS, without the bit that fires a test packet
-    std::uint32_t packet_delay = 0;
     std::uint32_t destination = 0;
+    std::optional<std::uint32_t> packet_delay{};  ///< SCPD, which not every device has
 
     bool operator==(const StreamSetting&) const = default;
 };

@@ -55,6 +55,19 @@ TEST_F(RecoveryOfRawCamera, PutsBackWhatWasWrittenWhereTheDescriptionCallsNothin
     EXPECT_EQ(camera->reg(0xA000), 77U);
 }
 
+TEST_F(RecoveryOfRawCamera, PutsBackAStreamWhereTheDeviceHasNoPacketDelay)
+{
+    connect();
+    std::uint32_t delay = 0;
+    ASSERT_TRUE(device->ReadRegister(0x0D08, delay).IsFailure());
+    ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
+    camera.reset();
+    camera = std::make_unique<device_test::RawCamera>(sound());
+    ASSERT_TRUE(sink.wait_for("configuration"));
+    EXPECT_EQ(reg(0x0D00), 50'123U);
+    EXPECT_EQ(reg(0x0D18), 0x7F000001U);
+}
+
 TEST_F(RecoveryOfRawCamera, TakesNoOtherDeviceForIt)
 {
     connect();

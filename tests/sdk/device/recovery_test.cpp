@@ -155,6 +155,18 @@ TEST_F(Recovery, LeavesAStoppedAcquisitionStopped)
     EXPECT_EQ(reg(softcam::reg::acquisition_status), 0U);
 }
 
+TEST_F(Recovery, StartsNoAcquisitionThatMayHaveEnded)
+{
+    connect();
+    ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
+    set("AcquisitionMode", "MultiFrame");
+    set("AcquisitionFrameCount", "10000");
+    execute("AcquisitionStart");
+    ASSERT_EQ(reg(softcam::reg::acquisition_status), 1U);
+    reboot();
+    EXPECT_EQ(reg(softcam::reg::acquisition_status), 0U);
+}
+
 TEST_F(Recovery, LeavesADeviceAloneThatHasNotMissedItsController)
 {
     // the device waits for an hour, the application at most ten seconds
