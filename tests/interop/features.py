@@ -211,8 +211,9 @@ def run(report, folder, tools):
     with Host(folder) as host:
         third_party_client.start_camera(host, tools)
         name = "software camera"
+        # with the time, and with the connection, which has events sent to it
         moving = {"DeviceUptime", "DeviceTemperature", "GevCCP", "GevPrimaryApplicationSocket",
-                  "GevPrimaryApplicationIPAddress"}  # fmt: skip
+                  "GevPrimaryApplicationIPAddress", "GevMCPHostPort"}  # fmt: skip
         check_enabled(report, name, host, tools, "127.0.0.1", ["GevGVCPPendingAck", "GevGVCPExtendedStatusCodes"])
         compare(report, name, host, tools, "127.0.0.1", 100, moving)
         settings = ["Width=640", "PixelFormat=Mono16", "ExposureTime=5000", "ReverseX=true", "Gain=6.5"]
