@@ -377,3 +377,28 @@ TEST_F(GvcpHeartbeat, ACommandThatTakesLongIsNotTheApplicationsSilence)
     EXPECT_EQ(write(0x00010100, 1), status::success);
     EXPECT_EQ(write(scratch, 1), status::success);
 }
+
+using GvcpRestart = Responder;
+
+TEST_F(GvcpRestart, EndsControlAndForgetsTheLastRequests)
+{
+    const Bytes request = write_register(77, counted, 5);
+    take_control();
+    ASSERT_EQ(write(0x0938, 9000), status::success);
+    ASSERT_EQ(status_of(ask(request)), status::success);
+    {
+        const auto guard = responder.lock();
+        responder.registers().set_value(scratch, 0x11223344);
+        responder.registers().set_value(0x0938, 3000);
+        responder.remember_power_on();
+        responder.registers().set_value(scratch, 1);
+        responder.registers().set_value(0x0938, 9000);
+    }
+    responder.restart();
+    EXPECT_EQ(hooks.control_changes, (std::vector<bool>{true, false}));
+    EXPECT_EQ(read(scratch), 0x11223344U);
+    EXPECT_EQ(read(0x0938), 3000U);
+    EXPECT_EQ(read(0x0024), 0x0A010203U) << "the address stays";
+    EXPECT_EQ(status_of(ask(request)), status::access_denied) << "answered as before the restart";
+    EXPECT_EQ(executions, 1);
+}
