@@ -250,6 +250,19 @@ TEST_F(DeviceEvents, AreNotWaitedForWhenTheConnectionEnds)
     device.reset();
 }
 
+TEST_F(DeviceEvents, AreNotWaitedForWhenTheLinkIsLost)
+{
+    Gate gate;
+    connect_and_enable();
+    sink.on_event = [&] { gate.pass(); };
+    generate();
+    gate.wait_for_somebody();
+    camera->responder().drop_control();
+    EXPECT_EQ(device->WaitForMessagingChannelIdle(60'000).GetCode(), PvResult::NotConnected);
+    gate.open();
+    EXPECT_TRUE(sink.wait_for_loss());  // after the event, so that the handler has left the gate
+}
+
 TEST_F(DeviceEvents, InMassesHoldUpNothingAndAreBounded)
 {
     Gate gate;
