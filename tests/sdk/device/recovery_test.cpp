@@ -29,6 +29,8 @@ TEST_F(Recovery, IsToldInOrder)
     }
     EXPECT_EQ(recoveries(), 1);
     EXPECT_EQ(recovery_state(), "");
+    EXPECT_TRUE(link().ExecuteCommand("ResetStatistics").IsOK());
+    EXPECT_EQ(recoveries(), 0);
 }
 
 TEST_F(Recovery, PutsBackWhatWasSet)

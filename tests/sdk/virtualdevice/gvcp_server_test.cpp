@@ -114,9 +114,10 @@ TEST(GvcpServer, TakesControlAwayFromASilentApplication)
     HostSocket host;
     host.send(first_address, write_register(1, 0x0A00, 2));
     ASSERT_TRUE(host.receive());
-    clock.advance(std::chrono::seconds(4));
     const auto end = net::Clock::steady().now() + std::chrono::seconds(10);
     while (device.responder.statistics().heartbeat_expired == 0 && net::Clock::steady().now() < end) {
+        // silence begins when the command has been dealt with, which may be after its answer has come
+        clock.advance(std::chrono::seconds(4));
         std::this_thread::yield();
     }
     EXPECT_EQ(device.responder.statistics().heartbeat_expired, 1U);
