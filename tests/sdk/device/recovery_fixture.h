@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "sdk/device/PvDevice.h"
@@ -159,6 +160,16 @@ protected:
     {
         camera->reboot(how);
         ASSERT_TRUE(sink.wait_for("acquisition")) << recovery_state();
+    }
+
+    /// As soon as the camera has missed its controller and nobody else has taken it.
+    void let_another_connect()
+    {
+        PvDevice other;
+        while (!other.Connect(PvString(address)).IsOK()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_TRUE(other.Disconnect().IsOK());
     }
 
     std::unique_ptr<softcam::Camera> camera;

@@ -117,6 +117,21 @@ TEST_F(Recovery, DoesAgainWhatOneSettingDidToAnother)
     EXPECT_EQ(text("Height"), "100");
 }
 
+TEST_F(Recovery, LoadsTheUserSetThatWasLoaded)
+{
+    connect();
+    set("Width", "480");
+    set("UserSetSelector", "UserSet1");
+    execute("UserSetSave");
+    set("Width", "320");
+    execute("UserSetLoad");
+    set("UserSetSelector", "Default");
+    ASSERT_EQ(text("Width"), "480");
+    reboot();
+    EXPECT_EQ(text("Width"), "480");
+    EXPECT_EQ(text("UserSetSelector"), "Default");
+}
+
 TEST_F(Recovery, PutsBackStreamAndAcquisition)
 {
     namespace stream = vex::wire::bootstrap::stream;
@@ -216,12 +231,7 @@ TEST_F(Recovery, IsNotAttemptedUnlessAskedFor)
     connect();
     camera->reboot();
     ASSERT_TRUE(sink.wait_for("disconnected"));
-    PvDevice other;
-    while (!other.Connect(PvString(address)).IsOK()) {
-        std::this_thread::sleep_for(10ms);
-    }
-    EXPECT_FALSE(device->IsConnected());
-    other.Disconnect();
+    let_another_connect();
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told(), Names{"disconnected"});
 }
@@ -262,11 +272,7 @@ TEST_F(Recovery, EndsWhenTheApplicationDisconnects)
     ASSERT_TRUE(sink.wait_for("disconnected"));
     EXPECT_TRUE(device->Disconnect().IsOK());
     camera->go_silent(false);
-    PvDevice other;
-    while (!other.Connect(PvString(address)).IsOK()) {
-        std::this_thread::sleep_for(10ms);  // until the camera has missed its controller
-    }
-    other.Disconnect();
+    let_another_connect();
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told(), Names{"disconnected"});
 }
@@ -278,11 +284,7 @@ TEST_F(Recovery, EndsWhenItIsSwitchedOff)
     ASSERT_TRUE(sink.wait_for("disconnected"));
     EXPECT_TRUE(link().SetBooleanValue("LinkRecoveryEnabled", false).IsOK());
     camera->go_silent(false);
-    PvDevice other;
-    while (!other.Connect(PvString(address)).IsOK()) {
-        std::this_thread::sleep_for(10ms);  // until the camera has missed its controller
-    }
-    other.Disconnect();
+    let_another_connect();
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told(), Names{"disconnected"});
 }
