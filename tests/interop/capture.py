@@ -34,9 +34,13 @@ FILTERS = {
 MARKER_PORT = 9
 
 
-def dissect(file, display_filter, fields=()):
-    """The packets of a capture that a filter selects, as lists of fields (or one-line summaries)."""
+def dissect(file, display_filter, fields=(), messages=()):
+    """The packets of a capture that a filter selects, as lists of fields (or one-line summaries). `messages` are the
+    ports of message channels, which the dissector cannot know for GVCP.
+    """
     argv = ["tshark", "-2", "-r", file, "--enable-heuristic", "gvsp_udp", "-Y", display_filter]
+    for port in messages:
+        argv += ["-d", f"udp.port=={port},gvcp"]
     if fields:
         argv += ["-T", "fields"]
         for field in fields:
@@ -49,13 +53,13 @@ def dissect(file, display_filter, fields=()):
 
 
 class Capture:
-    """A running capture of all UDP packets of a host."""
+    """A running capture of all UDP packets of a host, on one interface or on "any"."""
 
-    def __init__(self, host, name):
+    def __init__(self, host, name, interface="lo"):
         self.file = os.path.join(host.folder, f"{name}.pcapng")
         self._host = host
         # the buffer takes what comes while the machine is busy with others
-        self._program = host.start(["tshark", "-i", "lo", "-s", "0", "-B", "64", "-f", "udp", "-q", "-w", self.file])
+        self._program = host.start(["tshark", "-i", interface, "-s", "0", "-B", "64", "-f", "udp", "-q", "-w", self.file])
         self._program.wait_for_output("Capturing on")
         self._program.wait_for(lambda: os.path.exists(self.file) and os.path.getsize(self.file) > 0, "capture file")
         self._mark("begin")
@@ -84,16 +88,17 @@ class Capture:
         eventually(written, 20, "the capture to be written")
 
 
-def violations(file, allowed=()):
+def violations(file, allowed=(), messages=()):
     """What the filters select, as 'filter: first packet' texts. `allowed` names further display filters whose packets
     are known and explained where they are passed."""
     excluded = "".join(f" && !({expression})" for expression in allowed) + f" && udp.port != {MARKER_PORT}"
     found = []
     # one pass that finds nothing saves the many that would tell which filter it was
-    if not dissect(file, "(" + " || ".join(f"({expression})" for expression in FILTERS.values()) + ")" + excluded):
+    any_filter = "(" + " || ".join(f"({expression})" for expression in FILTERS.values()) + ")"
+    if not dissect(file, any_filter + excluded, messages=messages):
         return found
     for name, expression in FILTERS.items():
-        lines = dissect(file, f"({expression}){excluded}")
+        lines = dissect(file, f"({expression}){excluded}", messages=messages)
         if lines:
             found.append(f"{name}: {len(lines)} packets, first {lines[0].strip()}")
     return found

@@ -64,7 +64,7 @@ def wired(folder):
 def cable_and_power(report, folder, tools):
     with wired(folder) as (host, end):
         camera = start_camera(end, tools, address="10.0.0.20", serial="SN-0")
-        taken = capture.Capture(end, "recovery")
+        taken = capture.Capture(end, "recovery", interface="any")
         application = Application(host, tools, "10.0.0.20")
 
         host.set_link("e0", "down")
@@ -87,7 +87,10 @@ def cable_and_power(report, folder, tools):
 
         application.program.stop()
         taken.finish()
-        found = capture.violations(taken.file)
+        seen = len(capture.dissect(taken.file, "gvcp.cmd.command == 0x0082"))
+        report.check("recovery: the capture has what was written", seen > 20, f"{seen} register writes")
+        # a camera that is off answers nothing
+        found = capture.violations(taken.file, allowed=["gvcp.cmd.command && !gvcp.response_in"])
         report.check("recovery: filters select nothing", not found, "; ".join(found))
 
 
