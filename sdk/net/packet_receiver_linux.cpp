@@ -1,8 +1,10 @@
 #include "sdk/net/packet_receiver.h"
 
+#include <linux/sock_diag.h>
 #include <netinet/udp.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <vector>
 
@@ -21,6 +23,9 @@ constexpr std::size_t most_segments = 128;
 constexpr std::size_t largest_coalesced_block = 65536;
 /// Blocks per system call; with coalescing each may hold dozens of datagrams.
 constexpr std::size_t most_coalesced_blocks = 32;
+/// Lies between slots, an odd number of cache lines: slots a power of two apart would all begin in the same few sets of
+/// the processor's caches and drive each other out of them.
+constexpr std::size_t slot_stagger = std::size_t{33} * 64;
 
 /// recvmmsg into a slab of equal slots. Where the kernel can, datagrams arrive coalesced (generic receive offload),
 /// which saves most of the per-packet cost of small packets; they are then told apart here.
@@ -32,14 +37,15 @@ public:
     {
         const std::size_t slots = coalescing_ ? std::min(batch_, most_coalesced_blocks) : batch_;
         slot_size_ = coalescing_ ? largest_coalesced_block : largest_packet_;
-        slab_ = std::make_unique_for_overwrite<std::uint8_t[]>(slots * slot_size_);
+        const std::size_t stride = slot_size_ + slot_stagger;
+        slab_ = std::make_unique_for_overwrite<std::uint8_t[]>(slots * stride);
         messages_.resize(slots);
         parts_.resize(slots);
         sources_.resize(slots);
         controls_.resize(slots);
         datagrams_.reserve(coalescing_ ? slots * most_segments : slots);
         for (std::size_t i = 0; i < slots; ++i) {
-            parts_[i] = {slab_.get() + i * slot_size_, slot_size_};
+            parts_[i] = {slab_.get() + i * stride, slot_size_};
             messages_[i] = {};
             messages_[i].msg_hdr.msg_iov = &parts_[i];
             messages_[i].msg_hdr.msg_iovlen = 1;
@@ -59,6 +65,18 @@ public:
 
     BatchReceiver(const BatchReceiver&) = delete;
     BatchReceiver& operator=(const BatchReceiver&) = delete;
+
+    [[nodiscard]] bool drained() const noexcept override { return all_read_ && delivered_ == datagrams_.size(); }
+
+    [[nodiscard]] std::optional<std::uint64_t> dropped_by_system() const noexcept override
+    {
+        const std::optional<std::uint32_t> now = drop_count();
+        // the kernel's counter has 32 bits and goes round
+        return now.has_value() && dropped_before_.has_value() ? std::optional<std::uint64_t>(*now - *dropped_before_)
+                                                              : std::nullopt;
+    }
+
+    [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return socket_.receive_buffer_bytes(); }
 
     std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
     {
@@ -83,11 +101,26 @@ private:
                ::setsockopt(descriptor_of(socket_.handle()), IPPROTO_UDP, UDP_GRO, &value, sizeof value) == 0;
     }
 
+    /// What the socket's drop counter stands at. Asked for by itself, because the form that comes with the packets
+    /// (SO_RXQ_OVFL) costs something for each of them, and is not told before the next one.
+    [[nodiscard]] std::optional<std::uint32_t> drop_count() const noexcept
+    {
+        std::array<std::uint32_t, SK_MEMINFO_VARS> values{};
+        socklen_t size = sizeof values;
+        if (!socket_.is_open() ||
+            ::getsockopt(descriptor_of(socket_.handle()), SOL_SOCKET, SO_MEMINFO, values.data(), &size) != 0 ||
+            size < (SK_MEMINFO_DROPS + 1) * sizeof values[0]) {
+            return std::nullopt;
+        }
+        return values[SK_MEMINFO_DROPS];
+    }
+
     /// Replaces the delivered datagrams by new ones; false when none came in time.
     bool refill(std::chrono::milliseconds timeout)
     {
         datagrams_.clear();
         delivered_ = 0;
+        all_read_ = true;
         if (!socket_.is_open()) {
             return false;
         }
@@ -100,6 +133,7 @@ private:
             const int count = ::recvmmsg(descriptor, messages_.data(), static_cast<unsigned>(messages_.size()),
                                          MSG_DONTWAIT, nullptr);
             used_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+            all_read_ = used_ < messages_.size();
             for (std::size_t i = 0; i < used_; ++i) {
                 take(i);
             }
@@ -138,7 +172,8 @@ private:
             const std::size_t length = std::min(segment, size - offset);
             // past the reserve a block could only come from a kernel with a higher limit; never grow on this path
             if (length <= largest_packet_ && datagrams_.size() < datagrams_.capacity()) {
-                datagrams_.push_back({{slab_.get() + slot * slot_size_ + offset, length}, source});
+                datagrams_.push_back(
+                    {{static_cast<const std::uint8_t*>(parts_[slot].iov_base) + offset, length}, source});
             }
             offset += length;
         } while (offset < size);
@@ -174,6 +209,8 @@ private:
     std::vector<Datagram> datagrams_;
     std::size_t delivered_ = 0;  ///< of datagrams_, in earlier calls
     std::size_t used_ = 0;       ///< slots that the last call filled
+    bool all_read_ = true;       ///< the last call found fewer datagrams than it had slots
+    std::optional<std::uint32_t> dropped_before_ = drop_count();
 };
 
 }  // namespace

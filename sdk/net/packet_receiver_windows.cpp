@@ -21,9 +21,17 @@ public:
         datagrams_.reserve(batch_);
     }
 
+    [[nodiscard]] bool drained() const noexcept override { return drained_; }
+
+    /// Windows counts such packets for the whole system only.
+    [[nodiscard]] std::optional<std::uint64_t> dropped_by_system() const noexcept override { return std::nullopt; }
+
+    [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return socket_.receive_buffer_bytes(); }
+
     std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
     {
         datagrams_.clear();
+        drained_ = true;
         if (!socket_.is_open()) {
             return {};
         }
@@ -46,14 +54,16 @@ public:
             // too long a datagram, or the error of an earlier send: not what is waited for, and over once fetched
             if (error == WSAEMSGSIZE || error == WSAECONNRESET || error == WSAENETRESET) {
                 if (deadline.remaining_ms() == 0) {
+                    drained_ = false;
                     break;
                 }
                 continue;
             }
             if (!datagrams_.empty() || !wait_for_input(socket, deadline)) {
-                break;
+                return datagrams_;
             }
         }
+        drained_ = drained_ && datagrams_.size() < batch_;
         return datagrams_;
     }
 
@@ -63,6 +73,7 @@ private:
     const std::size_t batch_;
     std::unique_ptr<std::uint8_t[]> slab_;
     std::vector<Datagram> datagrams_;
+    bool drained_ = true;
 };
 
 }  // namespace

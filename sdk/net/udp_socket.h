@@ -80,6 +80,10 @@ public:
     /// Fails instead of fragmenting outgoing datagrams, or not.
     std::error_code set_dont_fragment(bool dont_fragment) noexcept;
 
+    /// What the system gave of the receive buffer that was asked for, in the same unit; 0 when closed. May be less, or
+    /// more where the system rounds up.
+    [[nodiscard]] std::size_t receive_buffer_bytes() const noexcept;
+
     /// The system's handle, for the packet receivers of this folder.
     using Handle = std::uintptr_t;
     [[nodiscard]] Handle handle() const noexcept { return handle_; }

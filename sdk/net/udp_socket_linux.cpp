@@ -226,6 +226,17 @@ std::error_code UdpSocket::set_dont_fragment(bool dont_fragment) noexcept
                       dont_fragment ? IP_PMTUDISC_DO : IP_PMTUDISC_WANT);
 }
 
+std::size_t UdpSocket::receive_buffer_bytes() const noexcept
+{
+    int bytes = 0;
+    socklen_t size = sizeof bytes;
+    if (!is_open() || ::getsockopt(descriptor_of(handle_), SOL_SOCKET, SO_RCVBUF, &bytes, &size) != 0 || bytes < 0) {
+        return 0;
+    }
+    // the kernel doubles what is asked for, to make up for its own overhead, and tells the double
+    return static_cast<std::size_t>(bytes) / 2;
+}
+
 std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
                                          std::chrono::milliseconds timeout) noexcept
 {

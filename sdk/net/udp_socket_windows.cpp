@@ -217,6 +217,18 @@ std::error_code UdpSocket::set_dont_fragment(bool dont_fragment) noexcept
     return set_option(socket_of(handle_), IPPROTO_IP, IP_DONTFRAGMENT, static_cast<DWORD>(dont_fragment ? 1 : 0));
 }
 
+std::size_t UdpSocket::receive_buffer_bytes() const noexcept
+{
+    int bytes = 0;
+    int size = sizeof bytes;
+    if (!is_open() ||
+        ::getsockopt(socket_of(handle_), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<char*>(&bytes), &size) != 0 ||
+        bytes < 0) {
+        return 0;
+    }
+    return static_cast<std::size_t>(bytes);
+}
+
 std::optional<std::size_t> wait_readable(std::span<UdpSocket* const> sockets,
                                          std::chrono::milliseconds timeout) noexcept
 {

@@ -171,7 +171,85 @@ TEST_F(Receiver, LeavesTheSocketUsableAfterItself)
     EXPECT_EQ(received->size, 50U);
 }
 
+TEST_F(Receiver, IsDrainedOnceEverythingThatArrivedIsHandedOut)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    EXPECT_TRUE(receiver->drained());
+    for (unsigned i = 0; i < 20; ++i) {
+        ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    }
+    EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
+    EXPECT_FALSE(receiver->drained());
+    EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
+    EXPECT_FALSE(receiver->drained());
+    EXPECT_EQ(receiver->receive(long_enough).size(), 4U);
+    EXPECT_TRUE(receiver->drained());
+    EXPECT_TRUE(receiver->receive(0ms).empty());
+    EXPECT_TRUE(receiver->drained());
+}
+
+TEST_F(Receiver, IsDrainedAfterAnEmptyReadThatFollowsAFullOne)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    for (unsigned i = 0; i < 8; ++i) {
+        ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
+    }
+    EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
+    // the slots are full: whether there is more shows with the next read only
+    EXPECT_FALSE(receiver->drained());
+    EXPECT_TRUE(receiver->receive(0ms).empty());
+    EXPECT_TRUE(receiver->drained());
+}
+
+TEST_F(Receiver, TellsTheBufferThatTheSystemGave)
+{
+    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    EXPECT_EQ(receiver->buffer_bytes(), socket.receive_buffer_bytes());
+    EXPECT_GT(receiver->buffer_bytes(), 0U);
+    const UdpSocket small = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 100'000});
+    EXPECT_EQ(small.receive_buffer_bytes(), 100'000U);
+    EXPECT_EQ(UdpSocket().receive_buffer_bytes(), 0U);
+}
+
 #ifndef _WIN32
+TEST_F(Receiver, CountsWhatTheSystemDropped)
+{
+    UdpSocket narrow = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 20'000});
+    constexpr unsigned sent = 200;
+    const auto flood = [&] {
+        for (unsigned i = 0; i < sent; ++i) {
+            ASSERT_FALSE(sender.send_to(narrow.local(), numbered(i, 1000)));
+        }
+    };
+    // drops of before the receiver was there are not its own
+    flood();
+    const auto receiver = PacketReceiver::create(narrow, 1000, 16);
+    EXPECT_EQ(receiver->dropped_by_system(), 0U);
+    while (!receiver->receive(0ms).empty())
+        ;
+    flood();
+    std::uint64_t received = 0;
+    for (auto batch = receiver->receive(0ms); !batch.empty(); batch = receiver->receive(0ms)) {
+        received += batch.size();
+    }
+    EXPECT_LT(received, sent);
+    EXPECT_EQ(receiver->dropped_by_system(), sent - received);
+    narrow.close();
+    EXPECT_FALSE(receiver->dropped_by_system().has_value());
+}
+
+TEST_F(Receiver, IsNotDrainedWithinACoalescedBlock)
+{
+    const auto receiver = PacketReceiver::create(socket, 1000, 16);
+    const int segment = 1000;
+    ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
+    ASSERT_FALSE(sender.send_to(socket.local(), Bytes(20'000)));
+    EXPECT_EQ(receiver->receive(long_enough).size(), 16U);
+    EXPECT_FALSE(receiver->drained());
+    EXPECT_EQ(receiver->receive(long_enough).size(), 4U);
+    EXPECT_TRUE(receiver->drained());
+}
+
 TEST_F(Receiver, TellsCoalescedDatagramsApart)
 {
     const auto receiver = PacketReceiver::create(socket, 1000, 16);
