@@ -9,35 +9,34 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-constexpr std::int64_t longest_timeout_ms = 60'000;
-
 /// Adds the parameters of one channel to a list, a line each.
 class Builder {
 public:
     Builder(SoftwareParameters& parameters, StreamChannel& channel) : parameters_(parameters), channel_(channel) {}
 
-    void timeout(const char* name, const char* display_name, const char* tool_tip,
-                 net::Clock::duration AssemblerSettings::*setting)
+    void setting(const NumberSetting& setting)
     {
         SoftwareInteger parameter;
-        parameter.name = name;
-        parameter.category = "Settings";
-        parameter.display_name = display_name;
-        parameter.tool_tip = tool_tip;
-        parameter.visibility = GenApi::Visibility::expert;
-        parameter.streamable = true;
-        parameter.min = 0;
-        parameter.max = longest_timeout_ms;
-        parameter.unit = "ms";
+        describe_setting(parameter, setting);
+        parameter.min = setting.min;
+        parameter.max = setting.max;
+        parameter.unit = setting.unit;
         StreamChannel& channel = channel_;
-        parameter.get = [&channel, setting] {
-            return static_cast<std::int64_t>(
-                std::chrono::duration_cast<Milliseconds>(channel.settings().*setting).count());
+        parameter.get = [&channel, &setting] { return static_cast<std::int64_t>(channel.settings().*setting.value); };
+        parameter.set = [&channel, &setting](std::int64_t value) {
+            return channel.set(setting, static_cast<std::uint32_t>(value));
         };
-        parameter.set = [&channel, setting](std::int64_t value) {
-            AssemblerSettings settings = channel.settings();
-            settings.*setting = Milliseconds(value);
-            channel.set_settings(settings);
+        parameters_.add(std::move(parameter));
+    }
+
+    void setting(const SwitchSetting& setting)
+    {
+        SoftwareBoolean parameter;
+        describe_setting(parameter, setting);
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel, &setting] { return channel.settings().*setting.value; };
+        parameter.set = [&channel, &setting](bool value) {
+            channel.set(setting, value);
             return PvResult(PvResult::OK);
         };
         parameters_.add(std::move(parameter));
@@ -107,6 +106,17 @@ public:
     }
 
 private:
+    template <typename Setting>
+    static void describe_setting(SoftwareParameter& parameter, const Setting& setting)
+    {
+        parameter.name = setting.name;
+        parameter.category = "Settings";
+        parameter.display_name = setting.display_name;
+        parameter.tool_tip = setting.tool_tip;
+        parameter.visibility = GenApi::Visibility::expert;
+        parameter.streamable = true;
+    }
+
     static void describe(SoftwareParameter& parameter, const char* name, const char* display_name, const char* tool_tip)
     {
         parameter.name = name;
@@ -122,15 +132,12 @@ private:
 
 void add_settings(Builder& add)
 {
-    add.timeout("RequestTimeout", "Request Timeout",
-                "A block that has begun and lacks nothing but its tail is given up when no packet came for this long.",
-                &AssemblerSettings::pause);
-    add.timeout("PacketTimeout", "Packet Timeout",
-                "A block that lacks packets is given up when none of its packets came for this long.",
-                &AssemblerSettings::retention);
-    add.timeout("ReorderingTimeout", "Reordering Timeout",
-                "A block that lacks packets is given up this long after its last one when a later block is complete.",
-                &AssemblerSettings::reordering);
+    for (const NumberSetting& setting : number_settings()) {
+        add.setting(setting);
+    }
+    for (const SwitchSetting& setting : switch_settings()) {
+        add.setting(setting);
+    }
 }
 
 void add_block_statistics(Builder& add)

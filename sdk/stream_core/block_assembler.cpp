@@ -5,6 +5,7 @@
 namespace vex::stream {
 
 namespace gvsp = wire::gvsp;
+using Milliseconds = std::chrono::milliseconds;
 
 namespace {
 
@@ -12,12 +13,6 @@ bool carries_data(gvsp::Status status) noexcept
 {
     // devices mark packets that they send again with a status of its own, in either form of the header
     return status == gvsp::Status::success || status == gvsp::Status::packet_resend;
-}
-
-bool is_marked_resent(const gvsp::Header& header) noexcept
-{
-    return header.status == gvsp::Status::packet_resend ||
-           (header.extended_ids && (header.flags & gvsp::header_flag::resent) != 0);
 }
 
 }  // namespace
@@ -46,7 +41,7 @@ PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
         return PacketFate::foreign;
     }
     const std::optional<gvsp::Packet> packet = gvsp::decode_packet(datagram.data);
-    return packet.has_value() ? take_in(*packet) : PacketFate::malformed;
+    return packet.has_value() && numbering_.can_be_id(packet->header) ? take_in(*packet) : PacketFate::malformed;
 }
 
 PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
@@ -145,7 +140,7 @@ void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, Pack
     if (fate != PacketFate::stored) {
         frame.note_ignored();
     }
-    if (is_marked_resent(header)) {
+    if (gvsp::is_resent(header)) {
         ++counters_.packets_resent;
         frame.note_resent();
     }
@@ -182,9 +177,9 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
         return &begin_anew(header);
     }
     BlockFrame* frame = find(*order);
-    const bool another_of_its_number =
-        frame != nullptr && leader != nullptr && frame->has_leader() && frame->timestamp() != leader->timestamp;
-    if (another_of_its_number || numbering_.is_new_beginning(*order, leader, now_, settings_)) {
+    const bool another_of_its_number = frame != nullptr && leader != nullptr && frame->has_leader() &&
+                                       frame->timestamp() != leader->timestamp && !gvsp::is_resent(header);
+    if (another_of_its_number || numbering_.is_new_beginning(*order, header, leader, now_)) {
         return &begin_anew(header);
     }
     if (frame != nullptr) {
@@ -262,16 +257,17 @@ std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const 
     const BlockFrame& first = *open_[0];
     const std::span<BlockFrame* const> later = in_flight().subspan(1);
     if (std::ranges::any_of(later, [](const BlockFrame* frame) { return frame->complete(); })) {
-        return first.last_packet() + std::min(settings_.reordering, settings_.retention);
+        return first.last_packet() +
+               std::min(Milliseconds(settings_.reordering_timeout_ms), Milliseconds(settings_.packet_timeout_ms));
     }
     if (!later.empty() || first.has_hole() || first.dropped()) {
-        return first.last_packet() + settings_.retention;
+        return first.last_packet() + Milliseconds(settings_.packet_timeout_ms);
     }
     // a leader alone announces a block whose exposure may take any time
     if (!first.has_payload()) {
         return std::nullopt;
     }
-    return first.last_packet() + settings_.pause;
+    return first.last_packet() + Milliseconds(settings_.inter_packet_timeout_ms);
 }
 
 void BlockAssembler::end_first(bool aborted)

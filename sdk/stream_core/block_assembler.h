@@ -10,10 +10,10 @@
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/packet_receiver.h"
-#include "sdk/stream_core/assembler_settings.h"
 #include "sdk/stream_core/block_frame.h"
 #include "sdk/stream_core/block_numbering.h"
 #include "sdk/stream_core/counters.h"
+#include "sdk/stream_core/stream_settings.h"
 #include "sdk/wire/gvsp.h"
 
 namespace vex::stream {
@@ -51,7 +51,7 @@ public:
     BlockAssembler(const BlockAssembler&) = delete;
     BlockAssembler& operator=(const BlockAssembler&) = delete;
 
-    void set_settings(const AssemblerSettings& settings) noexcept { settings_ = settings; }
+    void set_settings(const StreamSettings& settings) noexcept { settings_ = settings; }
 
     /// Takes in datagrams in their order of arrival, then ends what is due at `now`.
     void process(std::span<const net::Datagram> datagrams, time_point now);
@@ -98,7 +98,7 @@ private:
 
     BufferPort& port_;
     Ipv4Address device_;
-    AssemblerSettings settings_;
+    StreamSettings settings_;
     Counters counters_;
     TypicalBlock typical_;
     BlockNumbering numbering_;

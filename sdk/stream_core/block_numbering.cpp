@@ -10,6 +10,8 @@ namespace {
 constexpr std::int64_t longest_gap = std::int64_t{1} << 31;
 /// A block that ended this many blocks ago gets no packets any more.
 constexpr std::int64_t latest_packets = 100;
+/// 0 follows the last standard ID of a device that counts through it, also when some blocks before it were lost.
+constexpr std::uint64_t last_ids = wire::gvsp::largest_standard_block_id - 64;
 
 }  // namespace
 
@@ -24,32 +26,49 @@ std::int64_t BlockNumbering::begin(const wire::gvsp::Header& header, time_point 
     return newest_;
 }
 
+bool BlockNumbering::can_be_id(const wire::gvsp::Header& header) const noexcept
+{
+    if (header.block_id != 0) {
+        return true;
+    }
+    return begun_ && !extended_ids_ && !header.extended_ids && (zero_is_an_id_ || newest_id_ >= last_ids);
+}
+
+/// How many blocks after the newest one that ID comes, by the shorter way round.
+std::int64_t BlockNumbering::distance_to(std::uint64_t id) const noexcept
+{
+    if (!extended_ids_ && (zero_is_an_id_ || id == 0)) {
+        return static_cast<std::int16_t>(static_cast<std::uint16_t>(id - newest_id_));
+    }
+    return wire::gvsp::block_id_distance(newest_id_, id, extended_ids_);
+}
+
 std::optional<std::int64_t> BlockNumbering::order_of(const wire::gvsp::Header& header) const noexcept
 {
     if (header.extended_ids != extended_ids_) {
         return std::nullopt;
     }
-    const std::int64_t distance = wire::gvsp::block_id_distance(newest_id_, header.block_id, extended_ids_);
+    const std::int64_t distance = distance_to(header.block_id);
     if (distance > longest_gap || distance < -longest_gap) {
         return std::nullopt;
     }
     return newest_ + distance;
 }
 
-bool BlockNumbering::is_new_beginning(std::int64_t order, const wire::gvsp::Leader* leader, time_point now,
-                                      const AssemblerSettings& settings) const noexcept
+bool BlockNumbering::is_new_beginning(std::int64_t order, const wire::gvsp::Header& header,
+                                      const wire::gvsp::Leader* leader, time_point now) const noexcept
 {
-    if (!has_ended(order)) {
+    if (!has_ended(order) || wire::gvsp::is_resent(header)) {
         return false;
     }
     if (order < next_ - latest_packets) {
         return true;
     }
     const Ended ended = order >= first_ ? ended_[slot(order)] : Ended{.at = began_at_};
-    if (leader == nullptr) {
-        return now - ended.at > settings.pause;
+    if (leader != nullptr && ended.leader_seen && (leader->timestamp != 0 || ended.timestamp != 0)) {
+        return ended.timestamp != leader->timestamp;
     }
-    return (ended.leader_seen && ended.timestamp != leader->timestamp) || now - ended.at > settings.retention;
+    return now - ended.at > latest;
 }
 
 void BlockNumbering::note_begin(std::int64_t order, std::uint64_t block_id) noexcept
@@ -57,6 +76,7 @@ void BlockNumbering::note_begin(std::int64_t order, std::uint64_t block_id) noex
     if (order > newest_) {
         newest_ = order;
         newest_id_ = block_id;
+        zero_is_an_id_ = zero_is_an_id_ || block_id == 0;
     }
 }
 

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 
 #include "sdk/net/clock.h"
-#include "sdk/stream_core/assembler_settings.h"
 #include "sdk/wire/gvsp.h"
 
 namespace vex::stream {
@@ -35,21 +35,30 @@ public:
     [[nodiscard]] bool has_begun() const noexcept { return begun_; }
     [[nodiscard]] bool extended_ids() const noexcept { return extended_ids_; }
 
+    /// Whether the packet's ID can be a block's. 0 is none, except where the device counts on through it: after the
+    /// last standard IDs.
+    [[nodiscard]] bool can_be_id(const wire::gvsp::Header& header) const noexcept;
+
     /// The order of the packet's block; empty where its ID is of another form than the newest one or too far from it to
     /// be of the same numbering. Numbering must have begun.
     [[nodiscard]] std::optional<std::int64_t> order_of(const wire::gvsp::Header& header) const noexcept;
     [[nodiscard]] bool has_ended(std::int64_t order) const noexcept { return order < next_; }
-    /// Whether a packet of a block that has ended shows that the device numbers anew, rather than being late: it is a
-    /// leader with another timestamp, or comes when nothing of that block can be on its way any more. `leader` is the
-    /// packet's own content when it is one. False for a block that has not ended.
-    [[nodiscard]] bool is_new_beginning(std::int64_t order, const wire::gvsp::Leader* leader, time_point now,
-                                        const AssemblerSettings& settings) const noexcept;
+    /// Whether a packet of a block that has ended shows that the device numbers anew, rather than being late. A packet
+    /// marked as sent again never does. A leader does by another timestamp than the ended block's; where timestamps
+    /// tell nothing (there was no leader, or the device has no clock), a packet does that comes when nothing of the
+    /// block can be on its way any more. `leader` is the packet's own content when it is one. False for a block that
+    /// has not ended.
+    [[nodiscard]] bool is_new_beginning(std::int64_t order, const wire::gvsp::Header& header,
+                                        const wire::gvsp::Leader* leader, time_point now) const noexcept;
 
     /// Notes a block that has begun.
     void note_begin(std::int64_t order, std::uint64_t block_id) noexcept;
     /// Notes the end of a block that comes after all that have ended. Returns the number of blocks between of which
     /// nothing ever came; they have ended, too.
     std::uint64_t note_end(std::int64_t order, const Ended& ended) noexcept;
+
+    /// Nothing of an ended block is on its way any more after this time.
+    static constexpr net::Clock::duration latest = std::chrono::seconds(1);
 
     /// Forgets the numbering, as the IDs that follow have nothing to do with it. All blocks that have begun count as
     /// ended.
@@ -63,8 +72,11 @@ private:
         return static_cast<std::size_t>(order % memory_size);
     }
 
+    [[nodiscard]] std::int64_t distance_to(std::uint64_t id) const noexcept;
+
     bool begun_ = false;
     bool extended_ids_ = false;
+    bool zero_is_an_id_ = false;  // of the standard form: seen after the last ones
     std::uint64_t newest_id_ = 0;
     std::int64_t newest_ = 0;
     std::int64_t next_ = 0;   // blocks before this one have ended

@@ -1,8 +1,42 @@
 #include "sdk/stream_core/counters.h"
 
+#include <array>
 #include <numeric>
 
 namespace vex::stream {
+
+namespace {
+
+constexpr std::array sums{
+    &Counters::blocks_begun,
+    &Counters::images,
+    &Counters::stored_bytes,
+    &Counters::packets_lost,
+    &Counters::packets_out_of_order,
+    &Counters::packets_resent,
+    &Counters::statuses_unknown,
+    &Counters::local_problems,
+    &Counters::data_overruns,
+    &Counters::block_ids_missing,
+    &Counters::blocks_dropped_by_device,
+    &Counters::restarts,
+    &Counters::resend_requests,
+    &Counters::resend_packets_requested,
+    &Counters::resends_expected,
+    &Counters::resends_expected_single,
+    &Counters::resends_unexpected,
+    &Counters::images_dropped,
+    &Counters::partial_line_missing,
+    &Counters::full_line_missing,
+    &Counters::eof_by_line_count,
+    &Counters::interlaced_even,
+    &Counters::interlaced_odd,
+};
+static_assert(sizeof(Counters) ==
+                  (packet_fates + block_fates + sums.size()) * sizeof(std::uint64_t) + sizeof(std::uint64_t),
+              "every counter but the last error has an entry above");
+
+}  // namespace
 
 Counters Counters::since(const Counters& start) const noexcept
 {
@@ -13,17 +47,9 @@ Counters Counters::since(const Counters& start) const noexcept
     for (std::size_t i = 0; i < block_fates; ++i) {
         counted.blocks[i] -= start.blocks[i];
     }
-    counted.blocks_begun -= start.blocks_begun;
-    counted.images -= start.images;
-    counted.stored_bytes -= start.stored_bytes;
-    counted.packets_lost -= start.packets_lost;
-    counted.packets_out_of_order -= start.packets_out_of_order;
-    counted.packets_resent -= start.packets_resent;
-    counted.data_overruns -= start.data_overruns;
-    counted.partial_line_missing -= start.partial_line_missing;
-    counted.full_line_missing -= start.full_line_missing;
-    counted.block_ids_missing -= start.block_ids_missing;
-    counted.restarts -= start.restarts;
+    for (const auto sum : sums) {
+        counted.*sum -= start.*sum;
+    }
     if (counted.failed_blocks() == 0) {
         counted.last_error = PvResult::OK;
     }

@@ -309,18 +309,36 @@ void StreamChannel::reset_statistics()
     rates_.reset();
 }
 
-AssemblerSettings StreamChannel::settings() const
+StreamSettings StreamChannel::settings() const
 {
     const WorkLock work(*this);
     return settings_;
 }
 
-void StreamChannel::set_settings(const AssemblerSettings& settings)
+PvResult StreamChannel::set(const NumberSetting& setting, std::uint32_t value)
+{
+    if (value < setting.min || value > setting.max) {
+        return failure(PvResult::InvalidParameter, setting.name, " takes ", setting.min, " to ", setting.max,
+                       *setting.unit != 0 ? " " : "", setting.unit, ", not ", value);
+    }
+    const WorkLock work(*this);
+    settings_.*setting.value = value;
+    apply_settings();
+    return PvResult::OK;
+}
+
+void StreamChannel::set(const SwitchSetting& setting, bool value)
 {
     const WorkLock work(*this);
-    settings_ = settings;
+    settings_.*setting.value = value;
+    apply_settings();
+}
+
+/// With `work_` held.
+void StreamChannel::apply_settings()
+{
     if (assembler_ != nullptr) {
-        assembler_->set_settings(settings);
+        assembler_->set_settings(settings_);
     }
 }
 

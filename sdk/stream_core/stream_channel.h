@@ -65,9 +65,11 @@ public:
 
     [[nodiscard]] Statistics statistics() const;
     void reset_statistics();
-    [[nodiscard]] AssemblerSettings settings() const;
-    /// Effective from the next packet on.
-    void set_settings(const AssemblerSettings& settings);
+    [[nodiscard]] StreamSettings settings() const;
+    /// Effective from the next packet on, and kept when the stream is closed.
+    /// Errors: InvalidParameter (the text tells the values that are taken); nothing is changed then.
+    PvResult set(const NumberSetting& setting, std::uint32_t value);
+    void set(const SwitchSetting& setting, bool value);
 
     static constexpr std::uint32_t most_buffers = 512;
     static constexpr std::uint32_t wait_forever = 0xFFFFFFFF;
@@ -85,6 +87,7 @@ private:
     [[nodiscard]] std::chrono::milliseconds take_in(std::span<const net::Datagram> datagrams);
     void flush_received();
     void give_all_back();
+    void apply_settings();
     static void mark_aborted(PvBuffer& buffer) noexcept;
     [[nodiscard]] std::string what_came_so_far() const;
     [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms);
@@ -101,7 +104,7 @@ private:
     mutable std::mutex work_;
     mutable std::atomic<int> waiting_for_work_{0};
     std::unique_ptr<BlockAssembler> assembler_;
-    AssemblerSettings settings_;
+    StreamSettings settings_;
 
     mutable std::mutex queues_;
     std::condition_variable changed_;  // for those who wait for a block

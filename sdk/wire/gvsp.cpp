@@ -115,9 +115,6 @@ std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noex
         header.block_id = load_be16(&datagram[2]);
         header.packet_id = load_be24(&datagram[5]);
     }
-    if (header.block_id == 0) {
-        return std::nullopt;
-    }
     packet.payload = datagram.subspan(header.size());
     return packet;
 }

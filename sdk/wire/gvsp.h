@@ -68,20 +68,27 @@ inline constexpr std::uint16_t previous_block_dropped = 0x0002;
 inline constexpr std::uint16_t resent = 0x0001;
 }  // namespace header_flag
 
+/// Whether the device marked the packet as sent again: with a status of its own, in either form of the header, or with
+/// a flag.
+[[nodiscard]] constexpr bool is_resent(const Header& header) noexcept
+{
+    return header.status == Status::packet_resend || (header.extended_ids && (header.flags & header_flag::resent) != 0);
+}
+
 /// A packet: its header and what follows it.
 struct Packet {
     Header header;
     std::span<const std::uint8_t> payload;
 };
 
-/// Reads the header in the form that the packet itself announces. Malformed: shorter than its header, block ID 0.
+/// Reads the header in the form that the packet itself announces. Malformed: shorter than its header.
 [[nodiscard]] std::optional<Packet> decode_packet(std::span<const std::uint8_t> datagram) noexcept;
 
 /// Writes the header into `out`, which has room for header.size() bytes, and returns that size.
 std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noexcept;
 
 /// Block IDs of the standard form count from 1 to this and begin again at 1; those of the extended form just count up.
-/// 0 is no block's ID in either.
+/// 0 is no block's ID in either, though some devices count through it.
 inline constexpr std::uint64_t largest_standard_block_id = 0xFFFF;
 
 [[nodiscard]] constexpr std::uint64_t next_block_id(std::uint64_t id, bool extended_ids) noexcept

@@ -105,12 +105,13 @@ TEST_F(StreamParameters, AreThereBeforeTheStreamIsOpen)
 
 TEST_F(StreamParameters, SettingsHaveDefaultsAndLimits)
 {
-    EXPECT_EQ(count("RequestTimeout"), 1000);
+    EXPECT_EQ(count("RequestTimeout"), 0);
+    EXPECT_EQ(count("InterPacketTimeout"), 1000);
     EXPECT_EQ(count("PacketTimeout"), 100);
     EXPECT_EQ(count("ReorderingTimeout"), 2);
     EXPECT_FALSE(parameters->SetIntegerValue("RequestTimeout", -1).IsOK());
-    EXPECT_FALSE(parameters->SetIntegerValue("RequestTimeout", 1'000'000).IsOK());
-    EXPECT_EQ(count("RequestTimeout"), 1000);
+    EXPECT_FALSE(parameters->SetIntegerValue("RequestTimeout", 3'600'001).IsOK());
+    EXPECT_EQ(count("RequestTimeout"), 0);
     EXPECT_FALSE(parameters->SetIntegerValue("BlockCount", 0).IsOK());
 }
 
@@ -126,14 +127,14 @@ TEST_F(StreamParameters, PacketTimeoutDecidesHowLongABlockWithAHoleIsKept)
     EXPECT_EQ(retrieve(), PvResult::MissingPackets);
 }
 
-TEST_F(StreamParameters, RequestTimeoutDecidesHowLongABlockMayPause)
+TEST_F(StreamParameters, InterPacketTimeoutDecidesHowLongABlockMayPause)
 {
-    ASSERT_TRUE(parameters->SetIntegerValue("RequestTimeout", 60'000).IsOK());
+    ASSERT_TRUE(parameters->SetIntegerValue("InterPacketTimeout", 60'000).IsOK());
     queue(buffers[0]);
     send(block(1)[0]);
     send(block(1)[1]);
     EXPECT_EQ(retrieve(1300), PvResult::Timeout);
-    ASSERT_TRUE(parameters->SetIntegerValue("RequestTimeout", 10).IsOK());
+    ASSERT_TRUE(parameters->SetIntegerValue("InterPacketTimeout", 10).IsOK());
     EXPECT_EQ(retrieve(), PvResult::MissingPackets);
 }
 

@@ -236,9 +236,27 @@ TEST_F(AssemblerBlocks, FollowsARestartWithoutTimestampsOnceOldPacketsCannotCome
     queue(3, 64);
     receive(packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 0));
     receive(packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 0));
-    pass(101ms);
+    pass(1001ms);
     receive(packets::image_block({.id = 1}, image_8x8, picture(64, 3), stride, 0));
     EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 1}));
+}
+
+TEST_F(AssemblerBlocks, ALeaderSentAgainLongAfterItsBlockEndedIsNoRestart)
+{
+    queue(3, 64);
+    const packets::BlockForm again{.id = 1, .status = 0x0100};
+    receive(packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 11));
+    const std::vector<Bytes> second = packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 12);
+    receive(second[0]);
+    receive(second[1]);
+    pass(500ms);
+    receive(packets::image_leader(again, image_8x8, 11));
+    receive(packets::image_leader({.id = 1}, image_8x8, 11));
+    receive(std::vector<Bytes>(second.begin() + 2, second.end()));
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2}));
+    EXPECT_EQ(port.delivered.back().result(), PvResult::OK);
+    EXPECT_EQ(assembler.counters().restarts, 0U);
+    EXPECT_EQ(packets(PacketFate::late), 2U);
 }
 
 TEST_F(AssemblerBlocks, EndsAHalfReceivedBlockWhenItsNumberStartsAnew)

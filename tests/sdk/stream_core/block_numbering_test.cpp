@@ -10,7 +10,6 @@ using namespace vex;
 namespace {
 
 using namespace std::chrono_literals;
-using stream::AssemblerSettings;
 using wire::gvsp::Header;
 using wire::gvsp::Leader;
 
@@ -35,11 +34,11 @@ protected:
     }
     [[nodiscard]] bool is_new_beginning(const Header& header, const Leader* leader = nullptr) const
     {
-        return numbering.is_new_beginning(numbering.order_of(header).value(), leader, now, settings);
+        return numbering.is_new_beginning(numbering.order_of(header).value(), header, leader, now);
     }
 
     stream::BlockNumbering numbering;
-    AssemblerSettings settings;  // retention 100 ms, pause 1 s
+    static constexpr auto latest = stream::BlockNumbering::latest;
     net::Clock::time_point now{100s};
 
 private:
@@ -149,21 +148,65 @@ TEST_F(BlockNumbering, TimeTellsANewBeginning)
 {
     pass_block(standard(1), 0);
     const Leader leader = BlockNumbering::leader(0);
-    now += settings.retention;
-    EXPECT_FALSE(is_new_beginning(standard(1), &leader));
-    now += 1us;
-    EXPECT_TRUE(is_new_beginning(standard(1), &leader));
-    EXPECT_FALSE(is_new_beginning(standard(1))) << "devices may pause longer between other packets";
-    now += settings.pause - settings.retention - 1us;
+    now += latest;
+    EXPECT_FALSE(is_new_beginning(standard(1), &leader)) << "a device without a clock";
     EXPECT_FALSE(is_new_beginning(standard(1)));
     now += 1us;
+    EXPECT_TRUE(is_new_beginning(standard(1), &leader));
     EXPECT_TRUE(is_new_beginning(standard(1)));
+}
+
+TEST_F(BlockNumbering, ALeaderWithTheTimestampOfItsBlockIsLateHoweverLate)
+{
+    pass_block(standard(1), 11);
+    const Leader same = leader(11);
+    now += 10 * latest;
+    EXPECT_FALSE(is_new_beginning(standard(1), &same));
+}
+
+TEST_F(BlockNumbering, APacketMarkedAsSentAgainIsNoNewBeginning)
+{
+    for (std::uint64_t id = 1; id <= 200; ++id) {
+        pass_block(standard(id), id);
+    }
+    Header resent = standard(199);
+    resent.status = wire::gvsp::Status::packet_resend;
+    const Leader another = leader(1000);
+    now += 10 * latest;
+    EXPECT_FALSE(is_new_beginning(resent, &another));
+    EXPECT_FALSE(is_new_beginning(resent));
+    resent.block_id = 3;
+    EXPECT_FALSE(is_new_beginning(resent)) << "ended long ago by count";
+}
+
+TEST_F(BlockNumbering, ZeroIsAnIdOfADeviceThatCountsThroughIt)
+{
+    const Header zero = standard(0);
+    EXPECT_FALSE(numbering.can_be_id(zero));
+    pass_block(standard(100));
+    EXPECT_FALSE(numbering.can_be_id(zero));
+    for (const std::uint64_t id : {30000U, 60000U, 65535U}) {
+        pass_block(standard(id));
+    }
+    ASSERT_TRUE(numbering.can_be_id(zero));
+    EXPECT_EQ(pass_block(zero), 0U);
+    EXPECT_EQ(pass_block(standard(1)), 0U);
+    pass_block(standard(30000));
+    pass_block(standard(60000));
+    EXPECT_EQ(pass_block(standard(1)), 5536U) << "0 is one of them";
+    EXPECT_FALSE(numbering.can_be_id(extended(0)));
+}
+
+TEST_F(BlockNumbering, ZeroIsSkippedByOtherDevices)
+{
+    pass_block(standard(65534));
+    EXPECT_EQ(pass_block(standard(1)), 1U) << "65535";
 }
 
 TEST_F(BlockNumbering, BlocksFromBeforeTheFirstEndedWhenNumberingBegan)
 {
     numbering.begin(standard(50), now);
-    now += settings.pause;
+    now += latest;
     EXPECT_FALSE(is_new_beginning(standard(40)));
     now += 1us;
     EXPECT_TRUE(is_new_beginning(standard(40)));

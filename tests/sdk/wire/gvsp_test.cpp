@@ -247,14 +247,29 @@ TEST(GvspHeader, KeepsWideIdsInTheExtendedForm)
     EXPECT_EQ(decoded.view.header.packet_id, header.packet_id);
 }
 
-TEST(GvspHeader, BlockIdZeroIsMalformedInBothForms)
+TEST(GvspHeader, BlockIdZeroIsReadAsItIs)
 {
     golden::Bytes standard = golden::payload();
     standard[2] = standard[3] = 0;
-    EXPECT_FALSE(decode_packet(standard));
+    EXPECT_EQ(Decoded(standard).view.header.block_id, 0U);
     golden::Bytes extended = golden::resent_payload_extended();
     extended[15] = 0;
-    EXPECT_FALSE(decode_packet(extended));
+    EXPECT_EQ(Decoded(extended).view.header.block_id, 0U);
+}
+
+TEST(GvspHeader, APacketIsMarkedAsSentAgainByItsStatusOrByAFlag)
+{
+    Header header;
+    EXPECT_FALSE(is_resent(header));
+    header.status = Status::packet_resend;
+    EXPECT_TRUE(is_resent(header));
+    header.status = Status::success;
+    header.flags = header_flag::resent;
+    EXPECT_FALSE(is_resent(header)) << "the standard form has no flags";
+    header.extended_ids = true;
+    EXPECT_TRUE(is_resent(header));
+    header.flags = header_flag::resend_range_error | header_flag::previous_block_dropped;
+    EXPECT_FALSE(is_resent(header));
 }
 
 TEST(GvspTrailer, ImageTellsTheLinesDelivered)
