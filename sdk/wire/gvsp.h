@@ -54,7 +54,9 @@ struct Header {
     Format format{};
     std::uint64_t block_id = 0;
     std::uint32_t packet_id = 0;
-    std::uint8_t part_count = 0;  ///< extended form, byte 7: parts of a multi-part leader
+    /// Extended form, byte 7 of leaders: the parts of a multi-part block, the zones beside the first of a multi-zone
+    /// one.
+    std::uint8_t part_count = 0;
 
     [[nodiscard]] std::size_t size() const noexcept
     {
@@ -126,17 +128,44 @@ struct ImageInfo {
     std::uint16_t padding_y = 0;
 };
 
-/// A leader of the image, raw data, file, chunk and extended chunk types; of other types only the common fields and,
-/// where the leader tells it, the payload size.
+/// What leaders of JPEG and JPEG 2000 blocks tell beside the size.
+struct CompressedInfo {
+    std::uint64_t tick_frequency = 0;  ///< Hz, of the timestamp
+    std::uint32_t data_format = 0;     ///< by the standard of the compression
+
+    friend bool operator==(const CompressedInfo&, const CompressedInfo&) = default;
+};
+
+/// What leaders of H.264 blocks tell beside the size; meanings and units are those of the codec's own standard.
+struct H264Info {
+    std::uint8_t packetization_mode = 0;
+    std::uint16_t packet_size = 0;
+    std::uint8_t profile = 0;
+    std::uint8_t constraints = 0;  ///< the upper 4 bits
+    std::uint8_t level = 0;
+    std::uint16_t interleaving_depth = 0;
+    std::uint16_t largest_order_difference = 0;
+    std::uint32_t deinterleaving_buffer = 0;
+    std::uint32_t initial_buffering_time = 0;
+
+    friend bool operator==(const H264Info&, const H264Info&) = default;
+};
+
+/// A leader. Which fields are there follows from the payload type; of device-specific types only the common ones are
+/// known.
 struct Leader {
-    std::uint8_t field_id = 0;
-    std::uint8_t field_count = 0;
+    std::uint8_t field_id = 0;     ///< 4 bits; of an interlaced image
+    std::uint8_t field_count = 0;  ///< 4 bits
     std::uint8_t flags = 0;
-    std::uint16_t payload_type = 0;             ///< as on the wire, chunks_appended included
-    std::uint64_t timestamp = 0;                ///< device ticks; 0 for H.264, whose packets carry it
-    std::optional<ImageInfo> image;             ///< image and extended chunk types
-    std::optional<std::uint64_t> payload_size;  ///< raw data, file, JPEG, H.264, GenDC: bytes
-    std::span<const std::uint8_t> file_name;    ///< file type: the name without its terminating zero
+    std::uint16_t payload_type = 0;                ///< as on the wire, chunks_appended included
+    std::uint64_t timestamp = 0;                   ///< device ticks; 0 for H.264, whose packets carry it
+    std::optional<ImageInfo> image;                ///< image, extended chunk and multi-zone types
+    std::optional<std::uint32_t> zone_directions;  ///< multi-zone type: bit 31 for zone 0, set when it runs bottom up
+    std::optional<std::uint64_t> payload_size;     ///< raw data, file, JPEG, JPEG 2000, H.264, GenDC: bytes
+    std::optional<CompressedInfo> compressed;      ///< JPEG, JPEG 2000
+    std::optional<H264Info> h264;
+    std::span<const std::uint8_t> file_name;  ///< file type: the name without its terminating zero
+    std::span<const std::uint8_t> parts;      ///< multi-part type: records of part_size bytes, for decode_part
 
     [[nodiscard]] std::uint16_t base_type() const noexcept
     {
@@ -144,31 +173,119 @@ struct Leader {
     }
 };
 inline constexpr std::size_t largest_leader = 512;
-[[nodiscard]] std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload) noexcept;
-/// For the image, raw data, file, chunk and extended chunk types. Returns the bytes written; `out` has room for
-/// largest_leader bytes.
+/// `announced_parts` is the header's number of parts, of which no more are taken than the leader has room for.
+/// Malformed: shorter than the fixed fields of its type.
+[[nodiscard]] std::optional<Leader> decode_leader(std::span<const std::uint8_t> payload,
+                                                  std::size_t announced_parts = 255) noexcept;
+/// Returns the bytes written; `out` has room for largest_leader bytes. File names and parts beyond that are cut off.
 std::size_t encode_leader(const Leader& leader, std::span<std::uint8_t> out) noexcept;
+
+/// What a part of a multi-part block holds. Values from 0x8000 on are a maker's own.
+namespace part_type {
+inline constexpr std::uint16_t image_2d = 0x0001;
+inline constexpr std::uint16_t plane_2d_of_two = 0x0002;
+inline constexpr std::uint16_t plane_2d_of_three = 0x0003;
+inline constexpr std::uint16_t plane_2d_of_four = 0x0004;
+inline constexpr std::uint16_t image_3d = 0x0005;
+inline constexpr std::uint16_t plane_3d_of_two = 0x0006;
+inline constexpr std::uint16_t plane_3d_of_three = 0x0007;
+inline constexpr std::uint16_t plane_3d_of_four = 0x0008;
+inline constexpr std::uint16_t confidence_map = 0x0009;
+inline constexpr std::uint16_t chunk_data = 0x000A;
+inline constexpr std::uint16_t jpeg = 0x000B;
+inline constexpr std::uint16_t jpeg2000 = 0x000C;
+}  // namespace part_type
+
+/// One part as the leader of a multi-part block describes it.
+struct Part {
+    std::uint16_t data_type = 0;
+    std::uint64_t length = 0;  ///< bytes, 48 bits
+    std::uint32_t format = 0;  ///< of parts without an image: what the data type says
+    std::uint8_t source_id = 0;
+    std::uint8_t additional_zones = 0;  ///< 5 bits
+    std::uint32_t zone_directions = 0;
+    std::uint16_t purpose = 0;
+    std::uint16_t region = 0;
+    std::optional<ImageInfo> image;            ///< data types image_2d to confidence_map
+    std::optional<CompressedInfo> compressed;  ///< data types jpeg and jpeg2000
+    std::uint8_t compression_flags = 0;        ///< of those
+};
+inline constexpr std::size_t part_size = 48;
+/// Parts that a leader of largest_leader bytes has room for.
+inline constexpr std::size_t most_encoded_parts = (largest_leader - 12) / part_size;
+/// The record of the part with that index; nothing beyond the last.
+[[nodiscard]] std::optional<Part> decode_part(const Leader& leader, std::size_t index) noexcept;
+/// Writes one record into `out`, which has room for part_size bytes.
+void encode_part(const Part& part, std::span<std::uint8_t> out) noexcept;
 
 struct Trailer {
     std::uint16_t payload_type = 0;
     std::optional<std::uint32_t> size_y;  ///< image types: lines actually delivered
     std::optional<std::uint32_t> chunk_data_length;
     std::optional<std::uint32_t> chunk_layout_id;
+    std::span<const std::uint8_t> parts;  ///< multi-part type: records of trailer_part_size bytes
 };
-inline constexpr std::size_t largest_trailer = 24;
+inline constexpr std::size_t trailer_part_size = 16;
+inline constexpr std::size_t largest_trailer = 4 + most_encoded_parts * trailer_part_size + 8;
+/// Image trailers may end behind the payload type, as those of cameras before version 1.1 of the standard do; they have
+/// no `size_y` then. Malformed: any other that is shorter than the fixed fields of its type. A packet is known to be a
+/// trailer by its format alone, so one whose fields are malformed still ends its block.
 [[nodiscard]] std::optional<Trailer> decode_trailer(std::span<const std::uint8_t> payload) noexcept;
+/// Returns the bytes written; `out` has room for largest_trailer bytes. Parts beyond that are cut off.
 std::size_t encode_trailer(const Trailer& trailer, std::span<std::uint8_t> out) noexcept;
+
+/// What became of one part, by the trailer of its block.
+struct TrailerPart {
+    std::uint16_t data_type = 0;
+    std::uint64_t length = 0;  ///< bytes, 48 bits
+    std::uint32_t size_y = 0;  ///< image types: lines actually delivered
+};
+/// The record of the part with that index; nothing beyond the last.
+[[nodiscard]] std::optional<TrailerPart> decode_trailer_part(const Trailer& trailer, std::size_t index) noexcept;
+/// Writes one record into `out`, which has room for trailer_part_size bytes.
+void encode_trailer_part(const TrailerPart& part, std::span<std::uint8_t> out) noexcept;
+
+/// What stands before the data in payload packets of the types that have something there.
+inline constexpr std::size_t payload_head_size = 8;
+
+/// A payload packet of format h264.
+struct H264Payload {
+    std::uint64_t timestamp = 0;  ///< device ticks
+    std::span<const std::uint8_t> data;
+};
+[[nodiscard]] std::optional<H264Payload> decode_h264_payload(std::span<const std::uint8_t> payload) noexcept;
+
+/// A payload packet of format multi_zone or multi_part: it says itself where its data belongs.
+struct PlacedPayload {
+    std::uint8_t part = 0;  ///< multi_part only
+    bool end_of_part = false;
+    std::uint8_t zone = 0;  ///< 5 bits
+    bool end_of_zone = false;
+    std::uint64_t offset = 0;  ///< bytes, 48 bits; in the image, or in the part
+    std::span<const std::uint8_t> data{};
+};
+[[nodiscard]] std::optional<PlacedPayload> decode_placed_payload(std::span<const std::uint8_t> payload) noexcept;
+
+/// Write what stands before the data into `out`, which has room for payload_head_size bytes.
+void encode_h264_head(std::uint64_t timestamp, std::span<std::uint8_t> out) noexcept;
+void encode_placed_head(const PlacedPayload& payload, std::span<std::uint8_t> out) noexcept;
 
 /// What follows the leader in an all-in packet, which holds a whole block.
 struct AllIn {
     Trailer trailer;
+    std::uint64_t timestamp = 0;  ///< H.264 type: device ticks
     std::span<const std::uint8_t> data;
 };
-/// Whether blocks of the leader's type travel in all-in packets whose layout is known here: images, raw data and chunk
-/// data.
+/// Whether blocks of the leader's type travel in all-in packets: all but multi-part and GenDC ones, and those of types
+/// that a maker defined, whose leaders have a length that is not known here.
 [[nodiscard]] bool has_all_in_layout(const Leader& leader) noexcept;
 /// Reads on behind the leader of an all-in packet's payload. Malformed: a type without such a layout, no trailer, no
-/// data.
+/// data, the data of a multi-zone image from elsewhere than its beginning.
 [[nodiscard]] std::optional<AllIn> decode_all_in(std::span<const std::uint8_t> payload, const Leader& leader) noexcept;
+/// Writes all that stands before the data in an all-in packet of a type that has_all_in_layout. Returns the bytes
+/// written; `out` has room for largest_leader + largest_trailer + payload_head_size bytes. `timestamp` is used for
+/// H.264 blocks.
+std::size_t encode_all_in_head(const Leader& leader, const Trailer& trailer, std::uint64_t timestamp,
+                               std::span<std::uint8_t> out) noexcept;
 
 }  // namespace vex::wire::gvsp

@@ -36,6 +36,7 @@ struct Message {
 #define GOLDEN(name, hex)                                                                                              \
     inline Bytes name() { return bytes(hex); }
 #include "tests/sdk/wire/golden/messages.inc"
+#include "tests/sdk/wire/golden/payload_types.inc"
 #undef GOLDEN
 
 inline const std::vector<Message>& all()
@@ -43,6 +44,7 @@ inline const std::vector<Message>& all()
     static const std::vector<Message> messages{
 #define GOLDEN(name, hex) {#name, bytes(hex)},
 #include "tests/sdk/wire/golden/messages.inc"
+#include "tests/sdk/wire/golden/payload_types.inc"
 #undef GOLDEN
     };
     return messages;

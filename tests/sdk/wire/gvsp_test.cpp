@@ -178,6 +178,8 @@ TEST(GvspLeader, CompressedImagesTellTheirSize)
     EXPECT_EQ(jpeg->payload_type, payload_type::jpeg);
     EXPECT_EQ(jpeg->timestamp, 999U);
     EXPECT_EQ(jpeg->payload_size, 5000U);
+    EXPECT_EQ(jpeg->compressed, (CompressedInfo{1000000000, 1}));
+    EXPECT_EQ(encoded(jpeg_packet.view.header, *jpeg), golden::jpeg_leader());
 
     const Decoded h264_packet(golden::h264_leader());
     const auto h264 = decode_leader(h264_packet.view.payload);
@@ -185,6 +187,8 @@ TEST(GvspLeader, CompressedImagesTellTheirSize)
     EXPECT_EQ(h264->payload_type, payload_type::h264);
     EXPECT_EQ(h264->timestamp, 0U);
     EXPECT_EQ(h264->payload_size, 5000U);
+    EXPECT_EQ(h264->h264, (H264Info{1, 1400, 0x64, 0xF0, 31, 1, 2, 3, 4}));
+    EXPECT_EQ(encoded(h264_packet.view.header, *h264), golden::h264_leader());
 }
 
 TEST(GvspLeader, MultiPartKeepsTheCommonFieldsAndTheHeaderItsPartCount)
@@ -375,74 +379,6 @@ TEST(GvspTrailer, EveryTypeWithChunksAppendedEndsWithTheChunkFields)
         EXPECT_EQ(decoded->chunk_data_length, trailer.chunk_data_length) << base;
         EXPECT_EQ(decoded->chunk_layout_id, trailer.chunk_layout_id) << base;
         EXPECT_FALSE(decode_trailer(std::span(bytes).first(size - 1))) << base;
-    }
-}
-
-/// Leader, trailer and data of an all-in packet, one after another.
-golden::Bytes all_in(std::uint16_t type, const golden::Bytes& data)
-{
-    Leader leader;
-    leader.payload_type = type;
-    leader.timestamp = 5;
-    leader.image = ImageInfo{};
-    leader.payload_size = data.size();
-    Trailer trailer;
-    trailer.payload_type = type;
-    trailer.size_y = 3;
-    trailer.chunk_data_length = 4;
-    trailer.chunk_layout_id = 7;
-    golden::Bytes payload = encoded(Header{}, leader);
-    const golden::Bytes after = encoded(Header{}, trailer);
-    const auto header_bytes = static_cast<std::ptrdiff_t>(standard_header_size);
-    payload.erase(payload.begin(), payload.begin() + header_bytes);
-    payload.insert(payload.end(), after.begin() + header_bytes, after.end());
-    payload.insert(payload.end(), data.begin(), data.end());
-    return payload;
-}
-
-TEST(GvspAllIn, HoldsTheTrailerAndTheDataBehindTheLeader)
-{
-    const golden::Bytes data{1, 2, 3, 4, 5};
-    for (const std::uint16_t base : {payload_type::image, payload_type::raw_data, payload_type::chunk_data}) {
-        for (const std::uint16_t chunks : {std::uint16_t{0}, payload_type::chunks_appended}) {
-            const auto type = static_cast<std::uint16_t>(base | chunks);
-            SCOPED_TRACE(type);
-            const golden::Bytes payload = all_in(type, data);
-            const auto leader = decode_leader(payload);
-            ASSERT_TRUE(leader);
-            EXPECT_TRUE(has_all_in_layout(*leader));
-            const auto rest = decode_all_in(payload, *leader);
-            ASSERT_TRUE(rest);
-            EXPECT_EQ(rest->trailer.payload_type, type);
-            EXPECT_EQ(rest->trailer.size_y.has_value(), base == payload_type::image);
-            EXPECT_EQ(rest->trailer.chunk_layout_id.has_value(), chunks != 0);
-            EXPECT_EQ(copy(rest->data), data);
-            for (std::size_t cut = data.size(); cut <= payload.size(); ++cut) {
-                EXPECT_FALSE(decode_all_in(std::span(payload).first(payload.size() - cut), *leader)) << cut;
-            }
-        }
-    }
-}
-
-TEST(GvspAllIn, IsReadFromTheGoldenPacket)
-{
-    const Decoded decoded(golden::all_in_image());
-    const auto leader = decode_leader(decoded.view.payload);
-    ASSERT_TRUE(leader);
-    const auto rest = decode_all_in(decoded.view.payload, *leader);
-    ASSERT_TRUE(rest);
-    EXPECT_EQ(rest->trailer.payload_type, payload_type::image);
-    EXPECT_EQ(rest->data.size(), decoded.view.payload.size() - 36 - 8);
-}
-
-TEST(GvspAllIn, OtherTypesHaveNoLayout)
-{
-    for (const std::uint16_t type : {payload_type::file, payload_type::extended_chunk_data, payload_type::jpeg,
-                                     payload_type::multi_part, std::uint16_t{0x8001}}) {
-        Leader leader;
-        leader.payload_type = type;
-        EXPECT_FALSE(has_all_in_layout(leader)) << type;
-        EXPECT_FALSE(decode_all_in(golden::Bytes(600), leader)) << type;
     }
 }
 

@@ -94,8 +94,27 @@ void decode_everything(View input)
         check(packet->payload, bytes);
         if (const auto leader = wire::gvsp::decode_leader(packet->payload)) {
             check(leader->file_name, bytes);
+            check(leader->parts, bytes);
+            for (std::size_t i = 0; i <= leader->parts.size() / wire::gvsp::part_size; ++i) {
+                std::ignore = wire::gvsp::decode_part(*leader, i);
+            }
+            if (const auto rest = wire::gvsp::decode_all_in(packet->payload, *leader)) {
+                check(rest->data, bytes);
+                EXPECT_FALSE(rest->data.empty());
+            }
         }
-        std::ignore = wire::gvsp::decode_trailer(packet->payload);
+        if (const auto trailer = wire::gvsp::decode_trailer(packet->payload)) {
+            check(trailer->parts, bytes);
+            for (std::size_t i = 0; i <= trailer->parts.size() / wire::gvsp::trailer_part_size; ++i) {
+                std::ignore = wire::gvsp::decode_trailer_part(*trailer, i);
+            }
+        }
+        if (const auto payload = wire::gvsp::decode_h264_payload(packet->payload)) {
+            check(payload->data, bytes);
+        }
+        if (const auto payload = wire::gvsp::decode_placed_payload(packet->payload)) {
+            check(payload->data, bytes);
+        }
     }
 }
 
@@ -131,7 +150,12 @@ TEST(Malformed, PacketCutBeforeItsFixedFieldsEndIsRejected)
     reject_cuts(golden::image_chunks_leader_extended(), 20, leader);
     reject_cuts(golden::raw_leader(), 8, leader);
     reject_cuts(golden::chunk_leader(), 8, leader);
-    reject_cuts(golden::image_trailer(), 8, trailer);
+    reject_cuts(golden::jpeg_leader(), 8, leader);
+    reject_cuts(golden::h264_leader(), 8, leader);
+    reject_cuts(golden::extended_chunk_leader(), 8, leader);
+    reject_cuts(golden::multi_zone_leader_extended(), 20, leader);
+    reject_cuts(golden::multi_zone_trailer_extended(), 20, trailer);
+    reject_cuts(golden::jpeg_trailer(), 8, trailer);
     reject_cuts(golden::image_chunks_trailer_extended(), 20, trailer);
     reject_cuts(golden::raw_trailer(), 8, trailer);
     reject_cuts(golden::chunk_trailer(), 8, trailer);
