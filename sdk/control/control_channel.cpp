@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "sdk/control/access_log.h"
 #include "sdk/control/control_exchange.h"
 #include "sdk/wire/bytes.h"
 
@@ -26,6 +27,16 @@ constexpr std::uint32_t length_of(std::span<const std::uint8_t> bytes) noexcept
 
 /// Of any write with a good status, whatever stands in its index: a write that was carried out is not sent again.
 constexpr auto is_done = [](std::span<const std::uint8_t> /*payload*/) { return true; };
+
+/// The outcome of an access, which the thread's log is told of when it is good. `what` is a value or bytes.
+template <typename What>
+ControlOutcome noted(const ControlOutcome& outcome, bool is_write, std::uint32_t address, What what) noexcept
+{
+    if (outcome.ok()) {
+        AccessLog::note(is_write, address, what);
+    }
+    return outcome;
+}
 
 }  // namespace
 
@@ -59,7 +70,7 @@ ControlOutcome ControlChannel::close_with(const RegisterWrite& last, RetryPolicy
     const auto message = wire::gvcp::write_registers(next_request_id(), {&last, 1});
     const auto outcome = exchange(message, {Command::write_register, last.address, word}, policy, is_done);
     is_last_ = false;
-    return outcome;
+    return noted(outcome, true, last.address, last.value);
 }
 
 std::uint16_t ControlChannel::next_request_id() noexcept
@@ -135,14 +146,15 @@ ControlOutcome ControlChannel::read_register(std::uint32_t address, std::uint32_
 {
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::read_registers(next_request_id(), {&address, 1});
-    return exchange(message, {Command::read_register, address, word}, policy,
-                    [&](std::span<const std::uint8_t> payload) {
-                        if (payload.size() < word) {
-                            return false;
-                        }
-                        value = wire::load_be32(payload.data());
-                        return true;
-                    });
+    const auto outcome =
+        exchange(message, {Command::read_register, address, word}, policy, [&](std::span<const std::uint8_t> payload) {
+            if (payload.size() < word) {
+                return false;
+            }
+            value = wire::load_be32(payload.data());
+            return true;
+        });
+    return noted(outcome, false, address, value);
 }
 
 ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32_t value) noexcept
@@ -155,7 +167,7 @@ ControlOutcome ControlChannel::write_register(std::uint32_t address, std::uint32
     const std::scoped_lock lock(mutex_);
     const RegisterWrite write{address, value};
     const auto message = wire::gvcp::write_registers(next_request_id(), {&write, 1});
-    return exchange(message, {Command::write_register, address, word}, policy, is_done);
+    return noted(exchange(message, {Command::write_register, address, word}, policy, is_done), true, address, value);
 }
 
 ControlOutcome ControlChannel::read_registers(std::span<const std::uint32_t> addresses,
@@ -209,6 +221,9 @@ ControlOutcome ControlChannel::read_concatenated(std::span<const std::uint32_t> 
     if (outcome.ok() && done < addresses.size()) {
         concatenation_ = false;
     }
+    for (std::size_t i = 0; outcome.ok() && i < done; ++i) {
+        AccessLog::note(false, addresses[i], values[i]);
+    }
     return outcome;
 }
 
@@ -235,18 +250,25 @@ ControlOutcome ControlChannel::write_concatenated(std::span<const RegisterWrite>
     const std::scoped_lock lock(mutex_);
     const auto message = wire::gvcp::write_registers(next_request_id(), writes);
     const auto length = static_cast<std::uint32_t>(writes.size()) * word;
-    return exchange(message, {Command::write_register, writes.front().address, length}, retry_policy(), is_done,
-                    [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
-                        if (const auto written = wire::gvcp::decode_write_done(payload)) {
-                            end.address = writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
-                        }
-                    });
+    const auto outcome = exchange(message, {Command::write_register, writes.front().address, length}, retry_policy(),
+                                  is_done, [&](std::span<const std::uint8_t> payload, ControlOutcome& end) {
+                                      if (const auto written = wire::gvcp::decode_write_done(payload)) {
+                                          end.address =
+                                              writes[std::min<std::size_t>(*written, writes.size() - 1)].address;
+                                      }
+                                  });
+    for (const RegisterWrite& write : outcome.ok() ? writes : std::span<const RegisterWrite>()) {
+        AccessLog::note(true, write.address, write.value);
+    }
+    return outcome;
 }
 
 // ---- memory ----
 
 ControlOutcome ControlChannel::read_memory(std::uint32_t address, std::span<std::uint8_t> destination) noexcept
 {
+    const std::uint32_t begin = address;
+    const std::span<const std::uint8_t> whole = destination;
     Budget budget(*this, destination.size() / largest_block + 1);
     ControlOutcome outcome;
     while (outcome.ok() && !destination.empty()) {
@@ -257,7 +279,7 @@ ControlOutcome ControlChannel::read_memory(std::uint32_t address, std::span<std:
         destination = destination.subspan(count);
         outcome = budget.check(outcome, !destination.empty());
     }
-    return outcome;
+    return noted(outcome, false, begin, whole);
 }
 
 ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::uint8_t> destination) noexcept
@@ -279,6 +301,8 @@ ControlOutcome ControlChannel::read_block(std::uint32_t address, std::span<std::
 
 ControlOutcome ControlChannel::write_memory(std::uint32_t address, std::span<const std::uint8_t> source) noexcept
 {
+    const std::uint32_t begin = address;
+    const std::span<const std::uint8_t> whole = source;
     Budget budget(*this, source.size() / (write_memory_ ? largest_block : word) + 1);
     ControlOutcome outcome;
     while (outcome.ok() && !source.empty()) {
@@ -294,7 +318,8 @@ ControlOutcome ControlChannel::write_memory(std::uint32_t address, std::span<con
         source = source.subspan(count);
         outcome = budget.check(outcome, !source.empty());
     }
-    return outcome;
+    // without WRITEMEM these were accesses to registers, which are noted as such
+    return write_memory_ ? noted(outcome, true, begin, whole) : outcome;
 }
 
 ControlOutcome ControlChannel::write_part_of_word(std::uint32_t address, std::span<const std::uint8_t> source) noexcept

@@ -60,8 +60,8 @@ struct Access;
 ///
 /// Thread safety: all members may be called from any thread at the same time, except destruction. Connect and
 /// Disconnect wait for each other, and for no notification. They may be called from within any notification, of the
-/// device or of a feature, other than OnCmdLinkRead and OnCmdLinkWrite: these come from the middle of an access, and
-/// features are not to be used in them either. Destruction may be called from within any.
+/// device or of a feature, other than OnCmdLinkRead and OnCmdLinkWrite: these may come from the middle of an access,
+/// and features are not to be used in them either. Destruction may be called from within any.
 class PvDevice {
 public:
     PvDevice();

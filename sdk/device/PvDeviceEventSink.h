@@ -36,10 +36,17 @@ public:
         static_cast<void>(aDataLength);
     }
 
-    /// Registers or memory were read or written on the application's behalf: by register, memory or feature access, and
-    /// by setting or resetting a stream destination. The heartbeat, connecting and disconnecting, test packets,
-    /// recovery and other housekeeping are not told. Called after the access succeeded, on the thread that asked for
-    /// it. `aBuffer` holds the bytes as they lie in the device's memory and is valid during the call; `aLength` is in
+    /// Registers or memory were read or written by a call of the application: by register, memory or feature access, by
+    /// Connect and Disconnect, and by the members for streams. Called for each access that succeeded, also when the
+    /// call as a whole fails, in order, on the thread that made the call. Accesses of features, registers and memory
+    /// are told one by one, from the middle of the call. Those of Connect, Disconnect, SetStreamDestination,
+    /// ResetStreamDestination and NegotiatePacketSize are told together before the call returns, when the device is
+    /// what the call has made of it: after a Connect that succeeded, IsConnected is true in all of them.
+    ///
+    /// Not told are the heartbeat, what a link parameter writes when it is set, what recovery reads, remembers and puts
+    /// back, and what destruction of the device writes.
+    ///
+    /// `aBuffer` holds the bytes as they lie in the device's memory and is valid during the call; `aLength` is in
     /// bytes.
     virtual void OnCmdLinkRead(const void* aBuffer, std::int64_t aAddress, std::int64_t aLength)
     {

@@ -12,7 +12,6 @@
 #include "sdk/genapi/node_map.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/wire/bootstrap.h"
-#include "sdk/wire/bytes.h"
 
 using namespace vex;
 
@@ -40,14 +39,6 @@ std::uint32_t mtu_of(Ipv4Address local)
         // then packets are tried up to the largest there are
     }
     return 0;
-}
-
-/// A register's value as it lies in the device's memory.
-std::array<std::uint8_t, 4> bytes_of(std::uint32_t value)
-{
-    std::array<std::uint8_t, 4> bytes{};
-    wire::store_be32(bytes.data(), value);
-    return bytes;
 }
 
 /// The limits that the device's feature gives, where it has one.
@@ -110,8 +101,10 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     cancel_recovery();
     bool attached = false;
     std::vector<Threads> ended;
+    control::AccessLog log(!sinks->empty());
     PvResult result = open(target, attached, ended);
     // the sinks may use the device
+    device::notify_logged(*sinks, log.end());
     if (attached) {
         link.tell_attached();
     }
@@ -223,11 +216,13 @@ PvResult PvDevice::Impl::disconnect()
     cancel_recovery();
     Threads ended;
     Features* closed = nullptr;
+    control::AccessLog log(!sinks->empty());
     {
         const std::scoped_lock lock(connect_mutex_);
         closed = close(ended);
     }
     stop(ended);
+    device::notify_logged(*sinks, log.end());
     if (closed != nullptr) {
         // the values of a closed connection are nobody's; and the sinks may use the device
         closed->array->InvalidateCache();
@@ -356,8 +351,10 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Addre
     }
     const std::uint32_t port_register = wire::bootstrap::stream_register(channel, stream::port);
     const std::uint32_t destination_register = wire::bootstrap::stream_register(channel, stream::destination);
+    control::AccessLog log(!sinks->empty());
     std::uint32_t before = 0;
-    if (const auto outcome = current->channel().read_register(port_register, before); !outcome.ok()) {
+    auto outcome = current->channel().read_register(port_register, before);
+    if (!outcome.ok()) {
         return current->result_of(outcome);
     }
 
@@ -367,15 +364,11 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Addre
     // the port opens and closes the channel: never open towards an address that is not meant
     const std::array<control::RegisterWrite, 2> writes =
         port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
-    const auto outcome = current->channel().write_registers(writes);
-    if (outcome.ok()) {
-        device::notify_read(*sinks, port_register, bytes_of(before));
-        for (const control::RegisterWrite& write : writes) {
-            device::notify_write(*sinks, write.address, bytes_of(write.value));
-        }
-    }
+    outcome = current->channel().write_registers(writes);
+    const auto accesses = log.end();
     remember_stream(*current, channel);
     invalidate_features();
+    device::notify_logged(*sinks, accesses);
     return current->result_of(outcome);
 }
 
@@ -394,9 +387,12 @@ PvResult PvDevice::Impl::negotiate_packet_size(std::uint32_t channel, std::uint3
         std::int64_t locked = 0;
         task.locked = known->array->GetIntegerValue("TLParamsLocked", locked).IsOK() && locked != 0;
     }
+    control::AccessLog log(!sinks->empty());
     const PvResult result = control::negotiate_packet_size(current->channel(), task);
+    const auto accesses = log.end();
     remember_stream(*current, channel);
     invalidate_features();
+    device::notify_logged(*sinks, accesses);
     return result;
 }
 

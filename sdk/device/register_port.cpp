@@ -65,6 +65,14 @@ void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std:
     }
 }
 
+void notify_logged(EventSinks& sinks, std::span<const control::LoggedAccess> accesses)
+{
+    for (const control::LoggedAccess& access : accesses) {
+        const auto notify_of = access.is_write ? &notify_write : &notify_read;
+        notify_of(sinks, access.address, access.bytes);
+    }
+}
+
 RegisterPort::RegisterPort(std::shared_ptr<EventSinks> sinks, const std::atomic<std::int32_t>& rule)
     : sinks_(std::move(sinks)), rule_(rule)
 {}

@@ -6,7 +6,9 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 
+#include "sdk/control/access_log.h"
 #include "sdk/control/connection.h"
 #include "sdk/device/event_sinks.h"
 #include "sdk/genapi/port.h"
@@ -74,6 +76,8 @@ public:
     ~OwnAccesses();
 };
 
+/// Tells the sinks of accesses that were written down, on the calling thread, unless they are the SDK's own.
+void notify_logged(EventSinks& sinks, std::span<const control::LoggedAccess> accesses);
 /// Tells the sinks of an access, on the calling thread, unless it is the SDK's own.
 void notify_read(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);
 void notify_write(EventSinks& sinks, std::uint32_t address, std::span<const std::uint8_t> bytes);

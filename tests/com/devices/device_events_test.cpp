@@ -1,4 +1,5 @@
 // The notifications of a device: what the camera causes, through the registered server.
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -82,6 +83,33 @@ TEST_F(DeviceEvents, TellOfWrites)
     EXPECT_EQ(told[0].event, 2);
     EXPECT_EQ(told[0].address, 0x0938);
     EXPECT_EQ(told[0].length, 4);
+}
+
+TEST_F(DeviceEvents, TellOfDisconnectingAndConnecting)
+{
+    std::vector<DeviceNotification> told;
+    std::vector<VexResultCode> refused;
+    DeviceSink sink([&](const DeviceNotification& notification) {
+        told.push_back(notification);
+        refused.push_back(code_of([&](IVexResult** result) { return device->Disconnect(result); }));
+    });
+    EXPECT_EQ(device->RegisterEventSink(&sink), S_OK);
+    EXPECT_EQ(code_of([&](IVexResult** result) { return device->Disconnect(result); }), VexOK);
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].event, 2);
+    EXPECT_EQ(told[0].address, 0x0A00) << "the privilege that is given back";
+
+    EXPECT_EQ(
+        code_of([&](IVexResult** result) { return device->ConnectString(Text(address), VexAccessControl, result); }),
+        VexOK);
+    ASSERT_GE(told.size(), 2U);
+    EXPECT_EQ(told[1].event, 1);
+    EXPECT_EQ(told[1].address, 0x0000) << "the version";
+    EXPECT_TRUE(std::any_of(told.begin() + 1, told.end(), [](const DeviceNotification& notification) {
+        return notification.event == 2 && notification.address == 0x0A00;
+    }));
+    EXPECT_EQ(refused, std::vector<VexResultCode>(told.size(), VexStateError));
+    EXPECT_EQ(device->UnregisterEventSink(nullptr), S_OK);
 }
 
 TEST_F(DeviceEvents, TellOfFeatureAccess)

@@ -64,14 +64,20 @@ TEST_F(Recovery, PutsBackWhatWasSet)
 
 TEST_F(Recovery, OfSettingsIsNoAccessOfTheApplication)
 {
+    link().SetBooleanValue("LinkRecoveryEnabled", false);
     connect();
     set("Width", "320");
     EXPECT_TRUE(device->Disconnect().IsOK());
     sink.accesses = 0;
     connect();
-    EXPECT_EQ(sink.accesses, 0) << "when they are remembered";
+    const int of_connecting = sink.accesses;
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    link().SetBooleanValue("LinkRecoveryEnabled", true);
+    sink.accesses = 0;
+    connect();
+    EXPECT_EQ(sink.accesses, of_connecting) << "when they are remembered";
     reboot();
-    EXPECT_EQ(sink.accesses, 0) << "when they are put back";
+    EXPECT_EQ(sink.accesses, of_connecting) << "when they are put back, and before";
     EXPECT_EQ(text("Width"), "320");
 }
 
