@@ -46,9 +46,9 @@ PvResult resolve(const PvString& device_ip, const PvString& local_ip, stream::En
 
 }  // namespace
 
-PvStreamBase::PvStreamBase() : channel_(std::make_unique<stream::StreamChannel>()) {}
+PvStreamBase::PvStreamBase() : channel_(std::make_shared<stream::StreamChannel>()) {}
 
-PvStreamBase::~PvStreamBase() = default;
+PvStreamBase::~PvStreamBase() { channel_->close(); }
 
 PvResult PvStreamBase::Open(const PvString& device_ip, std::uint16_t local_port, std::uint16_t channel,
                             const PvString& local_ip)

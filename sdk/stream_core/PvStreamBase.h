@@ -24,7 +24,7 @@ class StreamChannel;
 ///
 /// Thread safety: QueueBuffer, RetrieveBuffer, AbortQueuedBuffers, FlushPacketQueue and the getters may be called from
 /// any threads at the same time; Open and Close may run beside them, too, and end waiting retrievals. Destruction needs
-/// that no other call is running.
+/// that no other call is running; a pipeline on the stream may be running, it ends.
 class PvStreamBase {
 public:
     /// Closes the stream.
@@ -58,8 +58,8 @@ public:
     [[nodiscard]] bool IsOpen() const;
 
     /// Hands a buffer with memory to the stream.
-    /// Errors: InvalidParameter (null), NotConnected (not open), StateError (this buffer is queued already),
-    /// ErrOverflow (GetQueuedBufferMaximum buffers are queued).
+    /// Errors: InvalidParameter (null), NotConnected (not open), StateError (this buffer is queued already, or a
+    /// pipeline runs on the stream), ErrOverflow (GetQueuedBufferMaximum buffers are queued).
     PvResult QueueBuffer(PvBuffer* buffer);
 
     /// Waits up to `timeout` milliseconds (`wait_forever`: without end) for the next block.
@@ -68,7 +68,8 @@ public:
     /// MissingPackets, BufferTooSmall, InvalidDataFormat, Aborted). On any failure `*buffer` is null and both results
     /// are the same.
     /// Errors: Timeout (the text tells when blocks arrived meanwhile for which no buffer was queued, or nothing ever
-    /// came); NotConnected (the stream is not open or was closed meanwhile); InvalidParameter (a null pointer).
+    /// came); NotConnected (the stream is not open or was closed meanwhile); StateError (a pipeline runs on the
+    /// stream); InvalidParameter (a null pointer).
     PvResult RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout = wait_forever);
 
     /// Takes all buffers that are waiting to be filled, or are being filled, out of the queue; they can be retrieved
@@ -113,5 +114,8 @@ protected:
     [[nodiscard]] vex::stream::StreamChannel& channel() noexcept { return *channel_; }
 
 private:
-    std::unique_ptr<vex::stream::StreamChannel> channel_;
+    friend class PvPipeline;
+
+    // shared with a pipeline, which may outlive the stream; the stream closes it for good
+    std::shared_ptr<vex::stream::StreamChannel> channel_;
 };

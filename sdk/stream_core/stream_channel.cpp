@@ -10,6 +10,7 @@
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
 #include "sdk/net/packet_receiver.h"
+#include "sdk/stream_core/work_lock.h"
 
 namespace vex::stream {
 
@@ -30,24 +31,6 @@ constexpr std::chrono::milliseconds longest_flush = 50ms;
 PvResult not_open() { return failure(PvResult::NotConnected, "The stream is not open"); }
 
 }  // namespace
-
-/// Holds `work_` for another thread than the receive thread, which steps aside while somebody waits: under full load it
-/// would take the lock again before the other is awake.
-class StreamChannel::WorkLock {
-public:
-    explicit WorkLock(const StreamChannel& channel) : channel_(channel)
-    {
-        channel_.waiting_for_work_.fetch_add(1, std::memory_order_relaxed);
-        channel_.work_.lock();
-        channel_.waiting_for_work_.fetch_sub(1, std::memory_order_relaxed);
-    }
-    ~WorkLock() { channel_.work_.unlock(); }
-    WorkLock(const WorkLock&) = delete;
-    WorkLock& operator=(const WorkLock&) = delete;
-
-private:
-    const StreamChannel& channel_;
-};
 
 StreamChannel::StreamChannel(const net::Clock& clock) : clock_(clock)
 {
@@ -106,6 +89,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             counters_ = {};
             reset_at_ = {};
             rates_.reset();
+            pipeline_drops_ = 0;
         }
         stop_ = false;
         thread_ = std::thread([this] { receive_loop(); });
@@ -114,6 +98,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
         {
             const std::lock_guard lock(queues_);
             open_ = false;
+            claim_ = 0;
         }
         changed_.notify_all();
         flushed_.notify_all();
@@ -136,6 +121,7 @@ void StreamChannel::close()
             return;
         }
         open_ = false;
+        claim_ = 0;
     }
     changed_.notify_all();
     flushed_.notify_all();
@@ -175,14 +161,14 @@ void StreamChannel::mark_aborted(PvBuffer& buffer) noexcept
     acquisition::finish(buffer, {.result = PvResult::Aborted});
 }
 
-PvResult StreamChannel::queue(PvBuffer* buffer)
+PvResult StreamChannel::queue(PvBuffer* buffer, const Claim* claim)
 {
     if (buffer == nullptr) {
         return failure(PvResult::InvalidParameter, "There is no buffer to queue");
     }
     const std::lock_guard lock(queues_);
-    if (!open_) {
-        return not_open();
+    if (PvResult refused = refusal(claim); !refused.IsOK()) {
+        return refused;
     }
     if (idle_.size() + ready_.size() + filling_ >= most_buffers) {
         return failure(PvResult::ErrOverflow, "The queue holds ", most_buffers, " buffers already");
@@ -194,11 +180,12 @@ PvResult StreamChannel::queue(PvBuffer* buffer)
     return PvResult::OK;
 }
 
-PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms)
+PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms,
+                                 const Claim* claim)
 {
     buffer = nullptr;
     std::unique_lock lock(queues_);
-    PvResult result = wait_for_block(lock, timeout_ms);
+    PvResult result = wait_for_block(lock, timeout_ms, claim);
     if (result.IsOK()) {
         buffer = ready_.front();
         ready_.erase(ready_.begin());
@@ -210,15 +197,17 @@ PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, 
     return result;
 }
 
-PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms)
+PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms, const Claim* claim)
 {
+    if (PvResult refused = refusal(claim); !refused.IsOK()) {
+        return refused;
+    }
     const std::uint64_t session = session_;
     const std::uint64_t underruns = underruns_;
+    const std::uint64_t user = claim_;
     const auto closed = [&] { return !open_ || session_ != session; };
-    const auto done = [&] { return !ready_.empty() || closed(); };
-    if (!open_) {
-        return not_open();
-    }
+    const auto leaving = [&] { return claim != nullptr && claim->leaving; };
+    const auto done = [&] { return !ready_.empty() || closed() || claim_ != user || leaving(); };
     if (timeout_ms == wait_forever) {
         changed_.wait(lock, done);
     } else {
@@ -227,8 +216,14 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
     if (closed()) {
         return failure(PvResult::NotConnected, "The stream was closed");
     }
+    if (claim_ != user) {
+        return refusal(claim);
+    }
     if (!ready_.empty()) {
         return PvResult::OK;
+    }
+    if (leaving()) {
+        return failure(PvResult::Aborted, "The claimant leaves the stream");
     }
     return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
                    (underruns_ != underruns ? ": blocks arrived for which no buffer was queued" : what_came_so_far()));
@@ -257,6 +252,13 @@ PvResult StreamChannel::abort()
     if (assembler_ == nullptr) {
         return not_open();
     }
+    abort_all();
+    return PvResult::OK;
+}
+
+/// Makes all buffers that are not filled ready as they are. With `work_` held, on an open channel.
+void StreamChannel::abort_all()
+{
     assembler_->abort();
     {
         const std::lock_guard lock(queues_);
@@ -267,7 +269,6 @@ PvResult StreamChannel::abort()
         idle_.clear();
     }
     changed_.notify_all();
-    return PvResult::OK;
 }
 
 PvResult StreamChannel::flush()
@@ -299,7 +300,7 @@ Statistics StreamChannel::statistics() const
 {
     const net::Clock::time_point now = clock_.now();
     const std::lock_guard lock(queues_);
-    return {counters_.since(reset_at_), rates_.current(now), rates_.average(), rates_.sampling_time()};
+    return {counters_.since(reset_at_), pipeline_drops_, rates_.current(now), rates_.average(), rates_.sampling_time()};
 }
 
 void StreamChannel::reset_statistics()
@@ -307,6 +308,7 @@ void StreamChannel::reset_statistics()
     const std::lock_guard lock(queues_);
     reset_at_ = counters_;
     rates_.reset();
+    pipeline_drops_ = 0;
 }
 
 StreamSettings StreamChannel::settings() const

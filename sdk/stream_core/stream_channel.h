@@ -32,9 +32,17 @@ struct Endpoints {
     std::optional<Ipv4Address> group{};  ///< multicast
 };
 
+/// What has a stream to itself: while it is claimed only the claimant queues and retrieves. A claim ends with the
+/// opening of the stream on which it was made.
+struct Claim {
+    std::uint64_t number = 0;  ///< none is used twice
+    bool leaving = false;      ///< retrievals do not wait any more
+};
+
 /// Counters and rates, as of one moment.
 struct Statistics {
     Counters counters;
+    std::uint64_t pipeline_blocks_dropped = 0;  ///< blocks that a pipeline threw away for newer ones
     RateMeter::Rates current;
     RateMeter::Rates average;
     net::Clock::duration sampling_time{};
@@ -55,16 +63,29 @@ public:
     /// What PvStreamBase says of the members of the same names.
     PvResult open(const Endpoints& endpoints);
     void close();
-    PvResult queue(PvBuffer* buffer);
-    PvResult retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms);
+    PvResult queue(PvBuffer* buffer, const Claim* claim = nullptr);
+    PvResult retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms,
+                      const Claim* claim = nullptr);
     PvResult abort();
     PvResult flush();
     [[nodiscard]] std::uint32_t held_buffers() const;
     /// Nothing when closed; the port is the one in use.
     [[nodiscard]] std::optional<Endpoints> endpoints() const;
 
+    /// Gives the stream to one user; `claim` must live until release_claim.
+    /// Errors: NotConnected (not open), StateError (claimed already, or buffers are queued that are not the
+    /// claimant's).
+    PvResult make_claim(Claim& claim);
+    /// Aborts the claimant's buffers; retrievals end with Aborted once all of them were retrieved. The two members
+    /// that end a claim have no effect when it has ended by itself.
+    void begin_to_leave(Claim& claim);
+    /// Gives the buffers that are still there back to the claimant.
+    void release_claim(const Claim& claim);
+    [[nodiscard]] bool is_claimed_by(const Claim& claim) const;
+
     [[nodiscard]] Statistics statistics() const;
     void reset_statistics();
+    void count_pipeline_drop() noexcept;
     [[nodiscard]] StreamSettings settings() const;
     /// Effective from the next packet on, and kept when the stream is closed.
     /// Errors: InvalidParameter (the text tells the values that are taken); nothing is changed then.
@@ -88,9 +109,12 @@ private:
     void flush_received();
     void give_all_back();
     void apply_settings();
+    void abort_all();
     static void mark_aborted(PvBuffer& buffer) noexcept;
     [[nodiscard]] std::string what_came_so_far() const;
-    [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms);
+    [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms,
+                                          const Claim* claim);
+    [[nodiscard]] PvResult refusal(const Claim* claim) const;
 
     const net::Clock& clock_;
     std::mutex lifecycle_;  // open and close, one at a time
@@ -111,6 +135,8 @@ private:
     std::condition_variable flushed_;
     bool open_ = false;
     std::uint64_t session_ = 0;  // of being open
+    std::uint64_t claim_ = 0;    // 0 when nobody has the stream to itself
+    std::uint64_t last_claim_ = 0;
     Endpoints endpoints_;
     // with room for all buffers from the start, so that nothing can fail when a block is done
     std::vector<PvBuffer*> idle_;
@@ -122,6 +148,7 @@ private:
     Counters counters_;  // of this opening, as of the last batch
     Counters reset_at_;  // subtracted from them
     RateMeter rates_;
+    std::uint64_t pipeline_drops_ = 0;
 };
 
 }  // namespace vex::stream

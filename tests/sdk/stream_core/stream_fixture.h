@@ -28,6 +28,7 @@ constexpr std::uint32_t ample = 10'000;
 class Stream : public PvStreamBase {
 public:
     [[nodiscard]] stream::Counters counters() { return channel().statistics().counters; }
+    [[nodiscard]] std::uint64_t pipeline_blocks_dropped() { return channel().statistics().pipeline_blocks_dropped; }
 };
 
 /// Waits until `condition` holds; a test that depends on it fails by its own check when it never does.
