@@ -17,6 +17,7 @@
 #include "sdk/net/interfaces.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/transmitterraw/buffer_block.h"
+#include "sdk/transmitterraw/buffer_pool.h"
 #include "sdk/transmitterraw/stream_outlet.h"
 #include "sdk/transmitterraw/transmission_meter.h"
 
@@ -32,12 +33,6 @@ constexpr int send_buffer_bytes = 4 << 20;
 constexpr int multicast_hops = 16;
 // Blocks of a device's channel that can be sent again: copies, because their buffers are refilled.
 constexpr std::size_t kept_blocks = 4;
-
-template <typename Container>
-bool contains(const Container& container, const PvBuffer* buffer)
-{
-    return std::ranges::find(container, buffer) != container.end();
-}
 
 }  // namespace
 
@@ -103,8 +98,7 @@ private:
     std::condition_variable changed_;
     bool open_ = false;
     std::uint64_t closings_ = 0;  // so that a waiting caller notices one
-    std::vector<PvBuffer*> pool_;
-    std::deque<PvBuffer*> free_;
+    transmitter::BufferPool pool_;
     std::deque<PvBuffer*> queue_;
     PvBuffer* current_ = nullptr;  // being sent
     std::uint64_t block_id_ = 0;
@@ -214,8 +208,7 @@ PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t cou
     if (!queue_.empty() || current_ != nullptr) {
         return failure(PvResult::StateError, "Buffers of the pool are queued");
     }
-    pool_ = std::move(pool);
-    free_.assign(pool_.begin(), pool_.end());
+    pool_.load(pool);
     changed_.notify_all();
     return PvResult::OK;
 }
@@ -236,10 +229,7 @@ PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
         return failure(PvResult::StateError, "The buffer is queued already");
     }
     queue_.push_back(buffer);
-    if (!contains(pool_, buffer)) {
-        pool_.push_back(buffer);
-    }
-    std::erase(free_, buffer);
+    pool_.use(*buffer);
     changed_.notify_all();
     return PvResult::OK;
 }
@@ -255,17 +245,16 @@ PvResult PvTransmitterRaw::Impl::retrieve(PvBuffer** buffer, std::uint32_t timeo
         return failure(PvResult::NoAvailableData, "The transmitter has no buffer pool");
     }
     const std::uint64_t closings = closings_;
-    const auto ready = [&] { return !free_.empty() || closings_ != closings; };
+    const auto ready = [&] { return pool_.has_free() || closings_ != closings; };
     if (timeout == endless) {
         changed_.wait(lock, ready);
     } else if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout), ready)) {
         return failure(PvResult::Timeout, "No buffer became free in time");
     }
-    if (free_.empty()) {
+    *buffer = pool_.take();
+    if (*buffer == nullptr) {
         return failure(PvResult::Aborted, "The transmitter was closed");
     }
-    *buffer = free_.front();
-    free_.pop_front();
     return PvResult::OK;
 }
 
@@ -316,10 +305,7 @@ PvResult PvTransmitterRaw::Impl::set_throughput(float megabits)
 void PvTransmitterRaw::Impl::make_free(PvBuffer* buffer)
 {
     acquisition::release(*buffer, *this);
-    // one that is being destroyed has left the pool, and a pool loaded meanwhile has other buffers
-    if (contains(pool_, buffer)) {
-        free_.push_back(buffer);
-    }
+    pool_.make_free(*buffer);
 }
 
 void PvTransmitterRaw::Impl::make_queue_free()
@@ -334,7 +320,7 @@ void PvTransmitterRaw::Impl::make_queue_free()
 void PvTransmitterRaw::Impl::buffer_destroyed(PvBuffer& buffer) noexcept
 {
     std::unique_lock lock(mutex_);
-    std::erase(pool_, &buffer);
+    pool_.remove(buffer);
     std::erase(queue_, &buffer);
     if (current_ == &buffer) {
         sender_->abort();

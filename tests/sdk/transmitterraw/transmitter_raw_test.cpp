@@ -344,6 +344,30 @@ TEST_F(TransmitterRaw, ABufferOfThePoolThatIsDestroyedWhileItIsSentIsNotHandedOu
     EXPECT_EQ(buffer, nullptr);
 }
 
+TEST_F(TransmitterRaw, ABufferThatIsDestroyedWhileItIsFreeLeavesThePool)
+{
+    auto first = raw_buffer(100);
+    const auto second = raw_buffer(100);
+    std::array<PvBuffer*, 2> pool{first.get(), second.get()};
+    ASSERT_TRUE(transmitter.LoadBufferPool(pool.data(), 2).IsOK());
+    first.reset();
+    PvBuffer* buffer = nullptr;
+    ASSERT_TRUE(transmitter.RetrieveFreeBuffer(&buffer, 0).IsOK());
+    EXPECT_EQ(buffer, second.get());
+    EXPECT_EQ(transmitter.RetrieveFreeBuffer(&buffer, 0).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(buffer, nullptr);
+}
+
+TEST_F(TransmitterRaw, APoolWhoseBuffersAreAllDestroyedIsNone)
+{
+    auto only = raw_buffer(100);
+    std::array<PvBuffer*, 1> pool{only.get()};
+    ASSERT_TRUE(transmitter.LoadBufferPool(pool.data(), 1).IsOK());
+    only.reset();
+    PvBuffer* buffer = nullptr;
+    EXPECT_EQ(transmitter.RetrieveFreeBuffer(&buffer, 0).GetCode(), PvResult::NoAvailableData);
+}
+
 TEST_F(TransmitterRaw, ABlockWithoutATimestampHasTheMicrosecondsSinceOpening)
 {
     using Clock = std::chrono::steady_clock;
