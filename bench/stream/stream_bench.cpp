@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
-#include "sdk/net/packet_receiver.h"
+#include "sdk/net/receive_backends.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/PvStreamBase.h"
 #include "sdk/wire/gvsp.h"
@@ -322,7 +322,8 @@ public:
     }
 
 private:
-    std::unique_ptr<net::PacketReceiver> receiver_ = net::PacketReceiver::create(socket_, 65507, 64);
+    std::unique_ptr<net::PacketReceiver> receiver_ =
+        net::create_receiver({.socket = socket_, .path = {camera, host}}, "coalescing");
     std::span<const net::Datagram> batch_;
     std::size_t next_ = 0;
 };

@@ -4,12 +4,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 
 #include "sdk/base/address.h"
-#include "sdk/net/udp_socket.h"
 
 namespace vex::net {
 
@@ -19,9 +17,8 @@ struct Datagram {
     Endpoint source;
 };
 
-/// Reads datagrams off a socket, many with one system call where the platform can, into memory of its own that is
-/// allocated once. The interface leaves room for coalescing backends: several datagrams of a batch may lie in one
-/// block.
+/// Reads datagrams, many with one system call where the platform can, into memory that is allocated once. Made by
+/// create_receiver (sdk/net/receive_backends.h).
 ///
 /// Thread safety: one thread at a time.
 class PacketReceiver {
@@ -45,11 +42,6 @@ public:
     /// The system's buffer for packets that wait to be received, as the system tells it: bytes, 0 when not known. A
     /// system call, from any thread as above.
     [[nodiscard]] virtual std::size_t buffer_bytes() const noexcept = 0;
-
-    /// The best receiver that the platform has for `socket`, which must outlive it.
-    /// `largest_packet` is the largest UDP payload expected, in bytes; `batch` the most datagrams per call.
-    [[nodiscard]] static std::unique_ptr<PacketReceiver> create(UdpSocket& socket, std::size_t largest_packet,
-                                                                std::size_t batch);
 };
 
 }  // namespace vex::net

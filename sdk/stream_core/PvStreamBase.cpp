@@ -6,6 +6,7 @@
 #include "sdk/base/failure.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/net/known_path.h"
+#include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
 
 using namespace vex;
@@ -141,5 +142,9 @@ PvResult PvStreamBase::IsDriverInstalled(const PvString& device_ip, bool& instal
 {
     installed = false;
     stream::Endpoints endpoints;
-    return resolve(device_ip, local_ip, endpoints);
+    if (PvResult result = resolve(device_ip, local_ip, endpoints); !result.IsOK()) {
+        return result;
+    }
+    installed = net::privileged_backend_serves({endpoints.device, endpoints.local});
+    return PvResult::OK;
 }

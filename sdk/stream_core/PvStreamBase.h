@@ -99,9 +99,9 @@ public:
     /// The device's address given to Open; empty when closed.
     [[nodiscard]] PvString GetDeviceIPAddress() const;
 
-    /// Tells whether a receive driver of the stream's own serves the interface that leads to `device_ip` (or has the
-    /// address `local_ip`). This version has no such driver and receives through the system's sockets on every
-    /// interface: `installed` is false.
+    /// Tells whether a way of receiving that needs privileges, past the system's sockets, serves the interface that
+    /// leads to `device_ip` (or has the address `local_ip`): on Linux a packet ring, which takes the right to open
+    /// packet sockets (CAP_NET_RAW); on Windows there is none. A stream that is opened without another choice uses it.
     /// Errors: InvalidParameter (an address that is none).
     static PvResult IsDriverInstalled(const PvString& device_ip, bool& installed,
                                       const PvString& local_ip = PvString());

@@ -9,7 +9,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
-#include "sdk/net/packet_receiver.h"
+#include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/work_lock.h"
 
 namespace vex::stream {
@@ -74,7 +74,10 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
     }
     try {
         socket_ = open_socket(endpoints);
-        receiver_ = net::PacketReceiver::create(socket_, largest_packet, packets_per_batch);
+        receiver_ = net::create_receiver({.socket = socket_,
+                                          .path = {endpoints.device, endpoints.local},
+                                          .largest_packet = largest_packet,
+                                          .batch = packets_per_batch});
         {
             const WorkLock work(*this);
             assembler_ = std::make_unique<BlockAssembler>(static_cast<BufferPort&>(*this), endpoints.device);

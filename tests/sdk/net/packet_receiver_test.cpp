@@ -1,10 +1,13 @@
-// The batch receiver over loopback.
+// The receive backends of this system over loopback.
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
+#include <string>
+#include <system_error>
 #include <vector>
 
-#include "sdk/net/packet_receiver.h"
+#include "sdk/net/receive_backends.h"
 
 #ifndef _WIN32
 #include <netinet/in.h>
@@ -33,8 +36,31 @@ Bytes numbered(unsigned number, std::size_t size)
     return bytes;
 }
 
-class Receiver : public testing::Test {
+class Receiver : public testing::TestWithParam<std::string> {
 protected:
+    void SetUp() override
+    {
+        if (PacketReceiver* const any = receiver_of(socket, 1, 1).release()) {
+            delete any;
+        } else {
+            GTEST_SKIP() << "this process may not receive so here";
+        }
+    }
+
+    /// A receiver of the backend under test; null where this process may not have it.
+    std::unique_ptr<PacketReceiver> receiver_of(UdpSocket& where, std::size_t largest_packet, std::size_t batch) const
+    {
+        try {
+            return net::create_receiver({.socket = where,
+                                         .path = {sender.local().address, loopback_address},
+                                         .largest_packet = largest_packet,
+                                         .batch = batch},
+                                        GetParam());
+        } catch (const std::system_error&) {
+            return nullptr;
+        }
+    }
+
     /// Receives until `count` datagrams are there, checking that each batch keeps to its limit.
     std::vector<Bytes> collect(PacketReceiver& receiver, std::size_t count, std::size_t batch)
     {
@@ -58,9 +84,33 @@ protected:
     UdpSocket socket = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 4 << 20});
 };
 
-TEST_F(Receiver, HandsOutWhatArrivedInOrder)
+/// The backends that read the socket itself.
+class SocketReceiver : public Receiver {};
+
+std::vector<std::string> backends(bool of_the_socket_only)
 {
-    const auto receiver = PacketReceiver::create(socket, 1500, 16);
+    std::vector<std::string> names;
+    for (const net::SharedBackend& backend : net::receive_backends()) {
+        if (!of_the_socket_only || !backend->privileged()) {
+            names.emplace_back(backend->name());
+        }
+    }
+    return names;
+}
+
+std::string test_name(const testing::TestParamInfo<std::string>& info)
+{
+    std::string name = info.param;
+    std::erase(name, '-');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, Receiver, testing::ValuesIn(backends(false)), test_name);
+INSTANTIATE_TEST_SUITE_P(Backends, SocketReceiver, testing::ValuesIn(backends(true)), test_name);
+
+TEST_P(Receiver, HandsOutWhatArrivedInOrder)
+{
+    const auto receiver = receiver_of(socket, 1500, 16);
     std::vector<Bytes> sent;
     for (unsigned i = 0; i < 100; ++i) {
         sent.push_back(numbered(i, 2 + i * 14));
@@ -70,18 +120,18 @@ TEST_F(Receiver, HandsOutWhatArrivedInOrder)
     EXPECT_TRUE(receiver->receive(0ms).empty());
 }
 
-TEST_F(Receiver, TakesSeveralDatagramsWithOneCall)
+TEST_P(SocketReceiver, TakesSeveralDatagramsWithOneCall)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     for (unsigned i = 0; i < 8; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
     }
     EXPECT_EQ(receiver->receive(long_enough).size(), 8U);
 }
 
-TEST_F(Receiver, KeepsABatchReadableUntilTheNextCall)
+TEST_P(SocketReceiver, KeepsABatchReadableUntilTheNextCall)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 4);
+    const auto receiver = receiver_of(socket, 100, 4);
     for (unsigned i = 0; i < 8; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
     }
@@ -93,9 +143,9 @@ TEST_F(Receiver, KeepsABatchReadableUntilTheNextCall)
     EXPECT_EQ(receiver->receive(long_enough).size(), 4U);
 }
 
-TEST_F(Receiver, DropsDatagramsLongerThanTheLargestPacket)
+TEST_P(Receiver, DropsDatagramsLongerThanTheLargestPacket)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(0, 100)));
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 101)));
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(2, 9000)));
@@ -104,16 +154,16 @@ TEST_F(Receiver, DropsDatagramsLongerThanTheLargestPacket)
     EXPECT_TRUE(receiver->receive(0ms).empty());
 }
 
-TEST_F(Receiver, OnlyDroppedDatagramsCountAsNone)
+TEST_P(Receiver, OnlyDroppedDatagramsCountAsNone)
 {
-    const auto receiver = PacketReceiver::create(socket, 10, 8);
+    const auto receiver = receiver_of(socket, 10, 8);
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(0, 11)));
     EXPECT_TRUE(receiver->receive(20ms).empty());
 }
 
-TEST_F(Receiver, TakesTheLargestDatagramsOfUdp)
+TEST_P(Receiver, TakesTheLargestDatagramsOfUdp)
 {
-    const auto receiver = PacketReceiver::create(socket, 65507, 2);
+    const auto receiver = receiver_of(socket, 65507, 2);
     const std::vector<Bytes> sent{numbered(0, 65507), numbered(1, 65507), numbered(2, 8192)};
     for (const Bytes& one : sent) {
         ASSERT_FALSE(sender.send_to(socket.local(), one));
@@ -121,18 +171,18 @@ TEST_F(Receiver, TakesTheLargestDatagramsOfUdp)
     EXPECT_TRUE(collect(*receiver, sent.size(), 2) == sent);
 }
 
-TEST_F(Receiver, HandsOutEmptyDatagramsToo)
+TEST_P(Receiver, HandsOutEmptyDatagramsToo)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 2);
+    const auto receiver = receiver_of(socket, 100, 2);
     ASSERT_FALSE(sender.send_to(socket.local(), {}));
     const auto batch = receiver->receive(long_enough);
     ASSERT_EQ(batch.size(), 1U);
     EXPECT_TRUE(batch[0].data.empty());
 }
 
-TEST_F(Receiver, WakesWithinItsTimeout)
+TEST_P(Receiver, WakesWithinItsTimeout)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     for (const auto timeout : {0ms, 1ms, 30ms, 120ms}) {
         const auto start = Clock::now();
         EXPECT_TRUE(receiver->receive(timeout).empty());
@@ -142,26 +192,26 @@ TEST_F(Receiver, WakesWithinItsTimeout)
     }
 }
 
-TEST_F(Receiver, GivesNothingOnceTheSocketIsClosed)
+TEST_P(Receiver, GivesNothingOnceTheSocketIsClosed)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     socket.close();
     const auto start = Clock::now();
     EXPECT_TRUE(receiver->receive(60s).empty());
     EXPECT_LT(Clock::now() - start, 30s);
 }
 
-TEST_F(Receiver, OddLimitsStillReceive)
+TEST_P(Receiver, OddLimitsStillReceive)
 {
-    const auto receiver = PacketReceiver::create(socket, 0, 0);
+    const auto receiver = receiver_of(socket, 0, 0);
     ASSERT_FALSE(sender.send_to(socket.local(), Bytes{1}));
     EXPECT_EQ(receiver->receive(long_enough).size(), 1U);
 }
 
-TEST_F(Receiver, LeavesTheSocketUsableAfterItself)
+TEST_P(Receiver, LeavesTheSocketUsableAfterItself)
 {
     {
-        const auto receiver = PacketReceiver::create(socket, 100, 8);
+        const auto receiver = receiver_of(socket, 100, 8);
         EXPECT_TRUE(receiver->receive(0ms).empty());
     }
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 50)));
@@ -171,9 +221,9 @@ TEST_F(Receiver, LeavesTheSocketUsableAfterItself)
     EXPECT_EQ(received->size, 50U);
 }
 
-TEST_F(Receiver, IsDrainedOnceEverythingThatArrivedIsHandedOut)
+TEST_P(SocketReceiver, IsDrainedOnceEverythingThatArrivedIsHandedOut)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     EXPECT_TRUE(receiver->drained());
     for (unsigned i = 0; i < 20; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
@@ -188,9 +238,9 @@ TEST_F(Receiver, IsDrainedOnceEverythingThatArrivedIsHandedOut)
     EXPECT_TRUE(receiver->drained());
 }
 
-TEST_F(Receiver, IsDrainedAfterAnEmptyReadThatFollowsAFullOne)
+TEST_P(SocketReceiver, IsDrainedAfterAnEmptyReadThatFollowsAFullOne)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     for (unsigned i = 0; i < 8; ++i) {
         ASSERT_FALSE(sender.send_to(socket.local(), numbered(i, 50)));
     }
@@ -201,9 +251,9 @@ TEST_F(Receiver, IsDrainedAfterAnEmptyReadThatFollowsAFullOne)
     EXPECT_TRUE(receiver->drained());
 }
 
-TEST_F(Receiver, TellsTheBufferThatTheSystemGave)
+TEST_P(SocketReceiver, TellsTheBufferThatTheSystemGave)
 {
-    const auto receiver = PacketReceiver::create(socket, 100, 8);
+    const auto receiver = receiver_of(socket, 100, 8);
     EXPECT_EQ(receiver->buffer_bytes(), socket.receive_buffer_bytes());
     EXPECT_GT(receiver->buffer_bytes(), 0U);
     const UdpSocket small = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 100'000});
@@ -212,7 +262,7 @@ TEST_F(Receiver, TellsTheBufferThatTheSystemGave)
 }
 
 #ifndef _WIN32
-TEST_F(Receiver, CountsWhatTheSystemDropped)
+TEST_P(SocketReceiver, CountsWhatTheSystemDropped)
 {
     UdpSocket narrow = UdpSocket::open({loopback_address, 0}, {.receive_buffer_bytes = 20'000});
     constexpr unsigned sent = 200;
@@ -223,7 +273,7 @@ TEST_F(Receiver, CountsWhatTheSystemDropped)
     };
     // drops of before the receiver was there are not its own
     flood();
-    const auto receiver = PacketReceiver::create(narrow, 1000, 16);
+    const auto receiver = receiver_of(narrow, 1000, 16);
     EXPECT_EQ(receiver->dropped_by_system(), 0U);
     while (!receiver->receive(0ms).empty())
         ;
@@ -238,9 +288,9 @@ TEST_F(Receiver, CountsWhatTheSystemDropped)
     EXPECT_FALSE(receiver->dropped_by_system().has_value());
 }
 
-TEST_F(Receiver, IsNotDrainedWithinACoalescedBlock)
+TEST_P(SocketReceiver, IsNotDrainedWithinACoalescedBlock)
 {
-    const auto receiver = PacketReceiver::create(socket, 1000, 16);
+    const auto receiver = receiver_of(socket, 1000, 16);
     const int segment = 1000;
     ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
     ASSERT_FALSE(sender.send_to(socket.local(), Bytes(20'000)));
@@ -250,9 +300,9 @@ TEST_F(Receiver, IsNotDrainedWithinACoalescedBlock)
     EXPECT_TRUE(receiver->drained());
 }
 
-TEST_F(Receiver, TellsCoalescedDatagramsApart)
+TEST_P(Receiver, TellsCoalescedDatagramsApart)
 {
-    const auto receiver = PacketReceiver::create(socket, 1000, 16);
+    const auto receiver = receiver_of(socket, 1000, 16);
     // one send that the kernel carries as one block of 40 datagrams, the last of them shorter
     const int segment = 1000;
     ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
@@ -266,9 +316,9 @@ TEST_F(Receiver, TellsCoalescedDatagramsApart)
     EXPECT_TRUE(collect(*receiver, expected.size(), 16) == expected);
 }
 
-TEST_F(Receiver, LeavesNoDatagramsJoinedAfterItself)
+TEST_P(SocketReceiver, LeavesNoDatagramsJoinedAfterItself)
 {
-    PacketReceiver::create(socket, 1000, 16).reset();
+    receiver_of(socket, 1000, 16).reset();
     const int segment = 1000;
     ASSERT_EQ(::setsockopt(static_cast<int>(sender.handle()), IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof segment), 0);
     ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 2500)));

@@ -4,10 +4,12 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/net/known_path.h"
+#include "sdk/net/receive_backends.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/PvStreamBase.h"
 #include "sdk/stream_core/stream_channel.h"
@@ -271,12 +273,75 @@ TEST(Multicast, ReceivesFromTheGroup)
     EXPECT_EQ(retrieved, &buffers[1]);
 }
 
-TEST(IsDriverInstalled, TellsThatThereIsNone)
+/// A backend that serves one interface and receives nothing.
+class OneInterface final : public net::ReceiveBackend {
+public:
+    OneInterface(Ipv4Address local_interface, bool privileged) noexcept
+        : interface_(local_interface), privileged_(privileged)
+    {}
+
+    [[nodiscard]] std::string_view name() const noexcept override { return "test"; }
+    [[nodiscard]] bool privileged() const noexcept override { return privileged_; }
+    [[nodiscard]] bool serves(const net::ReceivePath& path) const noexcept override
+    {
+        return path.local_interface == interface_;
+    }
+    [[nodiscard]] std::unique_ptr<net::PacketReceiver> create(const net::ReceiverOptions&) const override
+    {
+        return nullptr;
+    }
+
+private:
+    const Ipv4Address interface_;
+    const bool privileged_;
+};
+
+bool is_driver_installed(const PvString& device, const PvString& local = PvString())
+{
+    bool installed = false;
+    EXPECT_TRUE(PvStreamBase::IsDriverInstalled(device, installed, local).IsOK());
+    return installed;
+}
+
+TEST(IsDriverInstalled, TellsOfABackendWithPrivilegesThatServesTheInterface)
+{
+    // no system serves addresses of documentation
+    const Ipv4Address served = *Ipv4Address::parse("192.0.2.1");
+    EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+    {
+        const net::AddedBackend ordinary(std::make_shared<OneInterface>(served, false));
+        EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+    }
+    {
+        const net::AddedBackend driver(std::make_shared<OneInterface>(served, true));
+        EXPECT_TRUE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+        EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.2"));
+    }
+    EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+}
+
+TEST(IsDriverInstalled, TellsOfTheSystemsOwn)
+{
+    const net::ReceivePath path{camera, host};
+    EXPECT_EQ(is_driver_installed(camera_ip), net::privileged_backend_serves(path));
+    // whoever takes the interface from the routes finds the same
+    const net::AddedBackend driver(std::make_shared<OneInterface>(host, true));
+    EXPECT_TRUE(is_driver_installed(camera_ip));
+}
+
+TEST(IsDriverInstalled, RefusesWhatIsNoAddress)
 {
     bool installed = true;
-    EXPECT_TRUE(PvStreamBase::IsDriverInstalled(camera_ip, installed).IsOK());
-    EXPECT_FALSE(installed);
     EXPECT_EQ(PvStreamBase::IsDriverInstalled("camera", installed).GetCode(), PvResult::InvalidParameter);
+    EXPECT_FALSE(installed);
+}
+
+/// An added backend that gives no receiver is passed over.
+TEST(AddedBackend, ThatGivesNoReceiverIsPassedOver)
+{
+    const net::AddedBackend driver(std::make_shared<OneInterface>(host, true));
+    Stream stream;
+    EXPECT_TRUE(stream.Open(camera_ip, 0, 0, host.to_string()).IsOK());
 }
 
 }  // namespace

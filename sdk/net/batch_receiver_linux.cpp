@@ -1,14 +1,13 @@
-#include "sdk/net/packet_receiver.h"
-
 #include <linux/sock_diag.h>
 #include <netinet/udp.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <vector>
 
+#include "sdk/net/coalesced.h"
 #include "sdk/net/posix_socket.h"
+#include "sdk/net/receivers_linux.h"
 
 #ifndef UDP_GRO
 #define UDP_GRO 104
@@ -27,13 +26,19 @@ constexpr std::size_t most_coalesced_blocks = 32;
 /// the processor's caches and drive each other out of them.
 constexpr std::size_t slot_stagger = std::size_t{33} * 64;
 
-/// recvmmsg into a slab of equal slots. Where the kernel can, datagrams arrive coalesced (generic receive offload),
-/// which saves most of the per-packet cost of small packets; they are then told apart here.
+bool set_coalescing(const UdpSocket& socket, bool on) noexcept
+{
+    const int value = on ? 1 : 0;
+    return socket.is_open() &&
+           ::setsockopt(descriptor_of(socket.handle()), IPPROTO_UDP, UDP_GRO, &value, sizeof value) == 0;
+}
+
+/// recvmmsg into a slab of equal slots; each takes one datagram or a block of coalesced ones.
 class BatchReceiver final : public PacketReceiver {
 public:
-    BatchReceiver(UdpSocket& socket, std::size_t largest_packet, std::size_t batch)
-        : socket_(socket), largest_packet_(std::max<std::size_t>(largest_packet, 1)),
-          batch_(std::max<std::size_t>(batch, 1)), coalescing_(set_coalescing(true))
+    BatchReceiver(const ReceiverOptions& options, bool coalescing)
+        : socket_(options.socket), largest_packet_(std::max<std::size_t>(options.largest_packet, 1)),
+          batch_(std::max<std::size_t>(options.batch, 1)), coalescing_(coalescing)
     {
         const std::size_t slots = coalescing_ ? std::min(batch_, most_coalesced_blocks) : batch_;
         slot_size_ = coalescing_ ? largest_coalesced_block : largest_packet_;
@@ -59,7 +64,7 @@ public:
     {
         // whoever reads the socket next knows nothing of coalescing
         if (coalescing_) {
-            set_coalescing(false);
+            set_coalescing(socket_, false);
         }
     }
 
@@ -91,15 +96,8 @@ public:
 
 private:
     struct alignas(cmsghdr) Control {
-        char bytes[CMSG_SPACE(sizeof(int))];
+        std::uint8_t bytes[CMSG_SPACE(sizeof(int))];
     };
-
-    bool set_coalescing(bool on) const noexcept
-    {
-        const int value = on ? 1 : 0;
-        return socket_.is_open() &&
-               ::setsockopt(descriptor_of(socket_.handle()), IPPROTO_UDP, UDP_GRO, &value, sizeof value) == 0;
-    }
 
     /// What the socket's drop counter stands at. Asked for by itself, because the form that comes with the packets
     /// (SO_RXQ_OVFL) costs something for each of them, and is not told before the next one.
@@ -165,35 +163,10 @@ private:
             return;
         }
         const std::size_t size = messages_[slot].msg_len;
-        const std::size_t segment = segment_size(header, size);
-        const Endpoint source = from_system(sources_[slot]);
-        std::size_t offset = 0;
-        do {
-            const std::size_t length = std::min(segment, size - offset);
-            // past the reserve a block could only come from a kernel with a higher limit; never grow on this path
-            if (length <= largest_packet_ && datagrams_.size() < datagrams_.capacity()) {
-                datagrams_.push_back(
-                    {{static_cast<const std::uint8_t*>(parts_[slot].iov_base) + offset, length}, source});
-            }
-            offset += length;
-        } while (offset < size);
-    }
-
-    /// The size of the datagrams in a coalesced block, `size` when it is a single one.
-    static std::size_t segment_size(const msghdr& header, std::size_t size) noexcept
-    {
-        for (const cmsghdr* control = CMSG_FIRSTHDR(&header); control != nullptr;
-             control = CMSG_NXTHDR(const_cast<msghdr*>(&header), const_cast<cmsghdr*>(control))) {
-            if (control->cmsg_level == IPPROTO_UDP && control->cmsg_type == UDP_GRO &&
-                control->cmsg_len >= CMSG_LEN(sizeof(std::uint16_t))) {
-                int value = 0;
-                std::memcpy(&value, CMSG_DATA(control), std::min(sizeof value, control->cmsg_len - CMSG_LEN(0)));
-                if (value > 0) {
-                    return static_cast<std::size_t>(value);
-                }
-            }
-        }
-        return size;
+        const std::span control(controls_[slot].bytes, coalescing_ ? header.msg_controllen : 0);
+        split_block({static_cast<const std::uint8_t*>(parts_[slot].iov_base), size},
+                    number_in_control(control, {IPPROTO_UDP, UDP_GRO}), from_system(sources_[slot]), largest_packet_,
+                    datagrams_);
     }
 
     UdpSocket& socket_;
@@ -215,9 +188,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<PacketReceiver> PacketReceiver::create(UdpSocket& socket, std::size_t largest_packet, std::size_t batch)
+std::unique_ptr<PacketReceiver> create_batch_receiver(const ReceiverOptions& options, bool coalescing)
 {
-    return std::make_unique<BatchReceiver>(socket, largest_packet, batch);
+    if (coalescing && !set_coalescing(options.socket, true)) {
+        return nullptr;
+    }
+    return std::make_unique<BatchReceiver>(options, coalescing);
 }
 
 }  // namespace vex::net
