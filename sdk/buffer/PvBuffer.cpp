@@ -1,8 +1,13 @@
 #include "sdk/buffer/PvBuffer.h"
 
+#include <algorithm>
+#include <optional>
+#include <span>
+
 #include "sdk/base/failure.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/buffer/memory.h"
+#include "sdk/wire/chunks.h"
 
 using namespace vex;
 
@@ -64,6 +69,53 @@ PvResult PvBuffer::GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, 
     return PvResult::OK;
 }
 
+/// Streams only note where the chunks are: who does not ask for them does not pay for them.
+const std::vector<PvBuffer::ChunkPlace>& PvBuffer::chunks() const
+{
+    if (chunks_found_) {
+        return chunks_;
+    }
+    chunks_.clear();
+    std::span<const std::uint8_t> area(data_ + chunks_at_, chunks_size_);
+    if (wire::chunks::is_well_formed(area)) {
+        while (const std::optional<wire::chunks::Chunk> chunk = wire::chunks::last_of(area)) {
+            const auto offset = static_cast<std::uint32_t>(chunk->data.data() - data_);
+            chunks_.push_back({chunk->id, offset, static_cast<std::uint32_t>(chunk->data.size())});
+            area = wire::chunks::before(area, *chunk);
+        }
+        std::ranges::reverse(chunks_);
+    }
+    chunks_found_ = true;
+    return chunks_;
+}
+
+std::uint32_t PvBuffer::GetChunkCount() const { return static_cast<std::uint32_t>(chunks().size()); }
+
+PvResult PvBuffer::GetChunk(std::uint32_t index, std::uint32_t& id, const std::uint8_t*& data,
+                            std::uint32_t& size) const
+{
+    if (index >= chunks().size()) {
+        return failure(PvResult::NotFound, "There is no chunk ", index, "; the buffer has ", chunks_.size());
+    }
+    const ChunkPlace& chunk = chunks_[index];
+    id = chunk.id;
+    data = data_ + chunk.offset;
+    size = chunk.size;
+    return PvResult::OK;
+}
+
+PvResult PvBuffer::FindChunk(std::uint32_t id, const std::uint8_t*& data, std::uint32_t& size) const
+{
+    const auto& all = chunks();
+    const auto found = std::find_if(all.rbegin(), all.rend(), [id](const ChunkPlace& chunk) { return chunk.id == id; });
+    if (found == all.rend()) {
+        return failure(PvResult::NotFound, "The buffer has no chunk with the ID ", id);
+    }
+    data = data_ + found->offset;
+    size = found->size;
+    return PvResult::OK;
+}
+
 PvResult PvBuffer::Alloc(std::uint32_t size)
 {
     if (is_held()) {
@@ -75,6 +127,7 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
     if (data_ != nullptr && !attached_ && size_ == size) {
         data_ = buffer_memory::zero_again(data_, size);
         acquired_size_ = 0;
+        forget_chunks();
         return PvResult::OK;
     }
     auto* memory = buffer_memory::allocate(size);
@@ -144,6 +197,15 @@ void PvBuffer::release_memory() noexcept
     size_ = 0;
     attached_ = false;
     acquired_size_ = 0;
+    forget_chunks();
+}
+
+void PvBuffer::forget_chunks() noexcept
+{
+    chunks_at_ = 0;
+    chunks_size_ = 0;
+    chunk_layout_id_ = 0;
+    chunks_found_ = false;
 }
 
 void PvBuffer::clear_acquisition() noexcept
@@ -157,6 +219,7 @@ void PvBuffer::clear_acquisition() noexcept
     lost_packet_count_ = 0;
     ignored_packet_count_ = 0;
     missing_.clear();
+    forget_chunks();
     image_.clear();
     raw_data_.announced_ = false;
     raw_data_.payload_length_ = 0;

@@ -84,6 +84,20 @@ public:
     /// First and last packet ID of a range. NotFound, with both outputs untouched, for an index past the last range.
     PvResult GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, std::uint32_t& high) const;
 
+    /// Chunks: pieces of data of the device's own, each with an ID by which the device's description knows it, that
+    /// came with the block, behind its image or as all of it. There are none in a block that did not arrive whole, and
+    /// none where they are damaged. PvGenParameterArray::AttachChunks shows them as features.
+    [[nodiscard]] std::uint32_t GetChunkCount() const;
+    /// Tells which chunks there are: as long as it stays the same, they are the same with the same lengths. 0 where the
+    /// device does not tell.
+    [[nodiscard]] std::uint32_t GetChunkLayoutID() const noexcept { return chunk_layout_id_; }
+    /// The chunk with that index, in their order in the block. `data` lies in the buffer's block and stays valid until
+    /// the buffer is queued or its memory changed; `size` is in bytes. NotFound, with all outputs untouched, for an
+    /// index past the last.
+    PvResult GetChunk(std::uint32_t index, std::uint32_t& id, const std::uint8_t*& data, std::uint32_t& size) const;
+    /// The same for the chunk with that ID; the last one in the block if there are several.
+    PvResult FindChunk(std::uint32_t id, const std::uint8_t*& data, std::uint32_t& size) const;
+
     /// Gives the buffer a zeroed block of its own of exactly `size` bytes. A block of its own that it had is freed, one
     /// that was attached goes back to its owner; the bytes are not carried over and the acquired size becomes 0. All
     /// else (ID, timestamps, the image's geometry) stays.
@@ -120,8 +134,16 @@ private:
     };
 
     [[nodiscard]] bool is_held() const noexcept { return holder_.load(std::memory_order_acquire) != nullptr; }
+    struct ChunkPlace {
+        std::uint32_t id;
+        std::uint32_t offset;
+        std::uint32_t size;
+    };
+
     void release_memory() noexcept;
     void clear_acquisition() noexcept;
+    void forget_chunks() noexcept;
+    [[nodiscard]] const std::vector<ChunkPlace>& chunks() const;
 
     PvPayloadType payload_type_;
     std::uint8_t* data_ = nullptr;
@@ -137,6 +159,11 @@ private:
     std::uint32_t lost_packet_count_ = 0;
     std::uint32_t ignored_packet_count_ = 0;
     std::vector<PacketRange> missing_;
+    std::uint32_t chunks_at_ = 0;    // offset and bytes of the area with the chunks
+    std::uint32_t chunks_size_ = 0;  // 0 where there are none
+    std::uint32_t chunk_layout_id_ = 0;
+    mutable std::vector<ChunkPlace> chunks_;  // found when first asked for
+    mutable bool chunks_found_ = false;
     std::atomic<vex::acquisition::Holder*> holder_{nullptr};
     PvImage image_;
     PvRawData raw_data_;

@@ -70,6 +70,7 @@ struct Access {
         } catch (const std::bad_alloc&) {
             buffer.missing_.clear();
         }
+        set_chunks(buffer, end.chunks, end.chunk_layout_id);
         auto& image = buffer.image_;
         image.partial_line_missing_ = end.status.partial_line_missing;
         image.full_line_missing_ = end.status.full_line_missing;
@@ -83,6 +84,16 @@ struct Access {
         }
     }
 
+    static void set_chunks(PvBuffer& buffer, std::span<const std::uint8_t> chunks, std::uint32_t layout_id) noexcept
+    {
+        buffer.forget_chunks();
+        if (!chunks.empty()) {
+            buffer.chunks_at_ = static_cast<std::uint32_t>(chunks.data() - buffer.data_);
+            buffer.chunks_size_ = static_cast<std::uint32_t>(chunks.size());
+            buffer.chunk_layout_id_ = layout_id;
+        }
+    }
+
     static PvResult reshape(PvBuffer& buffer, const ImageGeometry& geometry)
     {
         if (buffer.GetImage() == nullptr) {
@@ -93,6 +104,7 @@ struct Access {
                            needed);
         }
         set_geometry(buffer, geometry);
+        buffer.forget_chunks();
         return PvResult::OK;
     }
 
@@ -114,6 +126,7 @@ struct Access {
         to.image_dropped_ = from.image_dropped_;
         to.data_overrun_ = from.data_overrun_;
         buffer.acquired_size_ = to.GetImageSize();
+        buffer.forget_chunks();
     }
 
     static void mark_progressive(PvBuffer& buffer) noexcept

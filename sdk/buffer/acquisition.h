@@ -87,6 +87,9 @@ struct BlockEnd {
     /// Lines that the trailer announced. Fewer than the leader's height shorten the image; more are ignored, as there
     /// is no memory for them.
     std::optional<std::uint32_t> delivered_lines{};
+    /// The part of the block that consists of chunks; empty where there are none.
+    std::span<const std::uint8_t> chunks{};
+    std::uint32_t chunk_layout_id = 0;
 };
 
 /// Records how a block ended. Never fails: without memory for the list of missing packets, the list stays empty.

@@ -44,7 +44,7 @@ public:
     void changed(INode& node) override;
     void poll(std::chrono::milliseconds elapsed) override;
     bool connect_port(std::string_view name, IPort* port) override;
-    void attach_chunks(std::span<const Chunk> chunks) override;
+    void attach_chunks(std::span<const Chunk> chunks, ChunkMemory memory) override;
     void detach_chunks() override;
     bool deliver_event(std::uint64_t event_id, std::span<const std::uint8_t> data) override;
 

@@ -35,7 +35,7 @@ void NodeMap::poll(std::chrono::milliseconds elapsed)
     }
 }
 
-void NodeMap::attach_chunks(std::span<const Chunk> chunks)
+void NodeMap::attach_chunks(std::span<const Chunk> chunks, ChunkMemory memory)
 {
     const Operation operation(*this);
     for (const NodeIndex index : model_.chunk_ports) {
@@ -53,10 +53,11 @@ void NodeMap::attach_chunks(std::span<const Chunk> chunks)
         port.data = {};
         for (const Chunk& chunk : chunks) {
             if (known && chunk.id == id) {
-                if (port.cache_data) {
+                const bool is_copied = port.cache_data || memory == ChunkMemory::copied;
+                if (is_copied) {
                     port.own_data.assign(chunk.data.begin(), chunk.data.end());
                 }
-                port.data = port.cache_data ? std::span<const std::uint8_t>(port.own_data) : chunk.data;
+                port.data = is_copied ? std::span<const std::uint8_t>(port.own_data) : chunk.data;
                 port.position = chunk.position;
                 port.has_data = true;
                 break;
@@ -69,7 +70,7 @@ void NodeMap::attach_chunks(std::span<const Chunk> chunks)
     }
 }
 
-void NodeMap::detach_chunks() { attach_chunks({}); }
+void NodeMap::detach_chunks() { attach_chunks({}, ChunkMemory::borrowed); }
 
 bool NodeMap::deliver_event(std::uint64_t event_id, std::span<const std::uint8_t> data)
 {

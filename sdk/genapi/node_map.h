@@ -161,12 +161,18 @@ protected:
     ~INode() = default;
 };
 
-/// The data of one chunk of a buffer. The memory stays the caller's and must last until the chunks are detached or
-/// replaced, except for ports whose description asks for a copy (CacheChunkData).
+/// The data of one chunk of a buffer.
 struct Chunk {
     std::uint64_t id = 0;
     std::span<const std::uint8_t> data;
     std::int64_t position = 0;  ///< of the first byte within the payload
+};
+
+/// Whose memory the chunk ports read from.
+enum class ChunkMemory {
+    borrowed,  ///< the caller's, which must last until the chunks are detached or replaced; except for ports whose
+               ///< description asks for a copy (CacheChunkData)
+    copied,    ///< the ports' own: what no port has an identifier of is not copied
 };
 
 /// All nodes of one description.
@@ -205,7 +211,7 @@ public:
     virtual bool connect_port(std::string_view name, IPort* port) = 0;
 
     /// Puts a buffer's chunks behind the chunk ports with their identifiers; the other chunk ports have no data.
-    virtual void attach_chunks(std::span<const Chunk> chunks) = 0;
+    virtual void attach_chunks(std::span<const Chunk> chunks, ChunkMemory memory) = 0;
     virtual void detach_chunks() = 0;
     /// Hands an event's data to the ports and nodes with that event identifier; address 0 is the first byte of `data`.
     /// False when nothing in the description waits for that event.

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/buffer/PvBuffer.h"
+#include "sdk/buffer/acquisition.h"
 #include "sdk/genapi/name_table.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/parameter_internals.h"
@@ -58,6 +60,21 @@ template <>
 constexpr PvGenType type_of<PvGenString> = PvGenTypeString;
 template <>
 constexpr PvGenType type_of<PvGenRegister> = PvGenTypeRegister;
+
+std::vector<GenApi::Chunk> chunks_of(const PvBuffer& buffer)
+{
+    std::vector<GenApi::Chunk> chunks;
+    std::uint32_t id = 0;
+    const std::uint8_t* data = nullptr;
+    std::uint32_t size = 0;
+    // the last one of an ID is the one that counts
+    for (std::uint32_t index = buffer.GetChunkCount(); index-- > 0;) {
+        if (buffer.GetChunk(index, id, data, size).IsOK()) {
+            chunks.push_back({.id = id, .data = {data, size}, .position = data - buffer.GetDataPointer()});
+        }
+    }
+    return chunks;
+}
 
 }  // namespace
 
@@ -268,12 +285,42 @@ PvResult PvGenParameterArray::ExecuteCommand(const PvString& aName)
     return by_name<PvGenCommand>(aName, "a command", [&](PvGenCommand& p) { return p.Execute(); });
 }
 
-PvResult PvGenParameterArray::InvalidateCache()
+template <class Work>
+PvResult PvGenParameterArray::on_node_map(Work&& work) const
 {
     if (contents_->node_map == nullptr) {
         return failure(PvResult::NotInitialized, "The parameter array has not been built yet");
     }
-    PvResult result = genicam::result_of([&] { contents_->node_map->invalidate_all(); });
+    PvResult result = genicam::result_of([&] { work(*contents_->node_map); });
     ApplicationCall::operation_ends();
     return result;
+}
+
+PvResult PvGenParameterArray::AttachChunks(const PvBuffer& aBuffer)
+{
+    PvResult refusal;
+    PvResult result = on_node_map([&](GenApi::INodeMap& node_map) {
+        std::vector<GenApi::Chunk> chunks;
+        if (acquisition::is_held(aBuffer)) {
+            refusal =
+                failure(PvResult::StateError, "The buffer is queued; its chunks can be attached once it is retrieved");
+        } else if (aBuffer.GetChunkCount() == 0) {
+            refusal =
+                failure(PvResult::NoAvailableData, "The buffer of block ", aBuffer.GetBlockID64(), " has no chunks");
+        } else {
+            chunks = chunks_of(aBuffer);
+        }
+        node_map.attach_chunks(chunks, GenApi::ChunkMemory::copied);
+    });
+    return result.IsOK() ? refusal : result;
+}
+
+PvResult PvGenParameterArray::DetachChunks()
+{
+    return on_node_map([](GenApi::INodeMap& node_map) { node_map.detach_chunks(); });
+}
+
+PvResult PvGenParameterArray::InvalidateCache()
+{
+    return on_node_map([](GenApi::INodeMap& node_map) { node_map.invalidate_all(); });
 }

@@ -17,6 +17,8 @@
 #include "sdk/genicam/PvGenRegister.h"
 #include "sdk/genicam/PvGenString.h"
 
+class PvBuffer;
+
 namespace GenApi {
 class INodeMap;
 }
@@ -73,6 +75,22 @@ public:
     /// Forgets every cached value; the next reads go to the device.
     PvResult InvalidateCache();
 
+    /// Shows the chunks of a buffer as features: those that the description places in chunks (ChunkTimestamp and the
+    /// like) tell that buffer's values until the chunks of another one are attached or they are detached, and are not
+    /// available before and after. Several buffers at once need an array each.
+    ///
+    /// The chunks are copied, as far as the description knows them: the buffer may be queued, changed or destroyed
+    /// right after. May be called from any thread; a feature that another thread reads meanwhile tells the old or the
+    /// new buffer's value. The event sinks of features whose value or access changed are called on this thread before
+    /// the call returns.
+    ///
+    /// NoAvailableData for a buffer without chunks, StateError for one that a stream holds: the chunks of an earlier
+    /// buffer are detached then, so that its values cannot be taken for this one's. NotInitialized for an array that
+    /// was not built yet.
+    PvResult AttachChunks(const PvBuffer& aBuffer);
+    /// Ends what AttachChunks began; also fine when nothing is attached. NotInitialized as there.
+    PvResult DetachChunks();
+
     /// Lets `observer` hear of every parameter that was written, and every command that was executed, by a member of
     /// this array or its parameters, on the thread that did it and before the member returns. It must not throw. Set it
     /// before anybody else uses the array.
@@ -94,6 +112,8 @@ private:
     struct Contents;
     template <class Parameter>
     [[nodiscard]] Parameter* typed(const PvString& aName) const noexcept;
+    template <class Work>
+    PvResult on_node_map(Work&& work) const;
     template <class Parameter, class Operation>
     PvResult by_name(const PvString& aName, const char* type, Operation&& operation) const;
 

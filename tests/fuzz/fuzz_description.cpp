@@ -98,7 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         const std::uint8_t bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
         const GenApi::Chunk chunks[] = {{1, bytes, 8}, {2, {}, 0}};
-        map->attach_chunks(chunks);
+        map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
         map->deliver_event(1, bytes);
         for (std::size_t i = 0; i < map->node_count() && i < 200; ++i) {
             use(*map->node_at(i), seed + static_cast<std::uint32_t>(i));

@@ -165,7 +165,7 @@ TEST_F(Polling, ChunksOfABufferAreInTheFeatures)
     const std::array<std::uint8_t, 4> data{0, 0, 2, 0x80};
     const std::array<GenApi::Chunk, 1> chunks{GenApi::Chunk{0x1003, data, 0}};
     GenApi::INodeMap& features = *device->GetGenParameters()->GetNodeMap();
-    features.attach_chunks(chunks);
+    features.attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     EXPECT_TRUE(feature("ChunkWidth").IsAvailable());
     EXPECT_TRUE(watch.wait_for(640));
     EXPECT_EQ(watch.changes(), 1);

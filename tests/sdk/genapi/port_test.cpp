@@ -27,7 +27,7 @@ TEST(ChunkPort, GivesItsNodesTheDataOfTheBuffer)
     EXPECT_EQ(message_of<GenApi::PortError>([&] { static_cast<void>(camera["A"].int_value()); }),
               "A is not available: no buffer with the chunk of port P is attached");
     const GenApi::Chunk chunks[] = {{0x1, data, 0}, {0xC91613DB, data, 1000}};
-    camera.map->attach_chunks(chunks);
+    camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].access(), AccessMode::read_only);
     EXPECT_EQ(camera["A"].int_value(), 1);
     EXPECT_EQ(camera["Last"].int_value(), 3);
@@ -49,15 +49,15 @@ TEST(ChunkPort, ForgetsTheLastBuffer)
     int changes = 0;
     camera["A"].on_change([&](GenApi::INode&) { ++changes; });
     const GenApi::Chunk one[] = {{1, first, 0}};
-    camera.map->attach_chunks(one);
+    camera.map->attach_chunks(one, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].int_value(), 1);
     const GenApi::Chunk two[] = {{1, second, 0}};
-    camera.map->attach_chunks(two);
+    camera.map->attach_chunks(two, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].int_value(), 2);
     EXPECT_EQ(changes, 2);
-    camera.map->attach_chunks({});
+    camera.map->attach_chunks({}, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(changes, 3);
-    camera.map->attach_chunks({});
+    camera.map->attach_chunks({}, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(changes, 3);
 }
 
@@ -66,7 +66,7 @@ TEST(ChunkPort, SurvivesAddressesFromOutside)
     Camera camera(port("P", element("ChunkID", "1")) + integer("Address", {.value = 0}) +
                   int_reg("A", "Address", {.length = 8, .access = "RO", .port = "P", .byte_order = ""}));
     const GenApi::Chunk chunks[] = {{1, data, 0}};
-    camera.map->attach_chunks(chunks);
+    camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     for (const std::int64_t address :
          {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max() - 1, std::int64_t{-13},
           std::int64_t{5}, std::int64_t{12}, std::int64_t{13}, std::int64_t{-1}}) {
@@ -81,10 +81,10 @@ TEST(ChunkPort, FollowsAnIdentifierThatChanges)
 {
     Camera camera(port("P", element("pChunkID", "Id")) + integer("Id", {.value = 5}) + chunk_reg("A", 4));
     const GenApi::Chunk chunks[] = {{5, data, 0}};
-    camera.map->attach_chunks(chunks);
+    camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].int_value(), 2);
     camera["Id"].set_int_value(6);
-    camera.map->attach_chunks(chunks);
+    camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].access(), AccessMode::not_available);
 }
 
@@ -94,7 +94,7 @@ TEST(ChunkPort, CopiesTheDataWhenAsked)
     {
         std::vector<std::uint8_t> passing{0, 0, 0, 9};
         const GenApi::Chunk chunks[] = {{1, passing, 0}};
-        camera.map->attach_chunks(chunks);
+        camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
         passing.assign(4, 0xFF);
     }
     EXPECT_EQ(camera["A"].int_value(), 9);
@@ -104,7 +104,7 @@ TEST(ChunkPort, SwapsTheByteOrderWhenAsked)
 {
     Camera camera(port("P", element("ChunkID", "1") + element("SwapEndianess", "Yes")) + chunk_reg("A", 0));
     const GenApi::Chunk chunks[] = {{1, data, 0}};
-    camera.map->attach_chunks(chunks);
+    camera.map->attach_chunks(chunks, GenApi::ChunkMemory::borrowed);
     EXPECT_EQ(camera["A"].int_value(), 0x01000000);
 }
 
