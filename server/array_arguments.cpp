@@ -179,6 +179,18 @@ void fill_object(const unsigned char* bytes, std::size_t count, IDispatch& objec
     }
 }
 
+/// Copies an element to a script's variable; an object as one that scripts can call, where it is one.
+void give(VARIANT& element, VARIANT* variable)
+{
+    Ref<IDispatch> callable;
+    if (V_VT(&element) == VT_UNKNOWN && V_UNKNOWN(&element) != nullptr &&
+        SUCCEEDED(V_UNKNOWN(&element)->QueryInterface(IID_IDispatch, callable.put_void()))) {
+        V_VT(&element) = VT_DISPATCH;
+        V_DISPATCH(&element) = callable.get();
+    }
+    VariantCopy(variable, &element);
+}
+
 void fill_array(unsigned char* values, SAFEARRAY* from, SAFEARRAY* caller)
 {
     const ArrayLock to(caller);
@@ -190,7 +202,7 @@ void fill_array(unsigned char* values, SAFEARRAY* from, SAFEARRAY* caller)
     const std::size_t both = std::min(element_count(from), element_count(caller));
     for (std::size_t at = 0; at < both; ++at) {
         VARIANT element = view(values + at * size, type, size);
-        VariantCopy(reinterpret_cast<VARIANT*>(to.data()) + at, &element);
+        give(element, reinterpret_cast<VARIANT*>(to.data()) + at);
     }
 }
 

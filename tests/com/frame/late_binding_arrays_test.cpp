@@ -167,4 +167,19 @@ TEST_F(LateBinding, TakesAScriptsArrayOfObjects)
               DISP_E_TYPEMISMATCH);
 }
 
+TEST_F(LateBinding, LeavesAScriptObjectsThatItCanCall)
+{
+    const auto transmitter = make<CTestTransmitter>();
+    const auto object = make<CTestView>();
+    LateBound pool(transmitter.get());
+    Variant elements(VT_VARIANT, variant_array({Variant(object.get())}));
+    ASSERT_EQ(pool.call(L"LoadBufferPool", {Variant::by_reference(elements)}, &returned), S_OK);
+    LONG at = 0;
+    Variant element;
+    ASSERT_EQ(SafeArrayGetElement(elements->parray, &at, element.put()), S_OK);
+    ASSERT_EQ(element.type(), VT_DISPATCH) << "script hosts call no other objects";
+    EXPECT_EQ(element->pdispVal, static_cast<IDispatch*>(object.get()));
+    EXPECT_EQ(client::references(static_cast<IVexBuffer*>(object.get())), 3U) << "its own, the array's, the element's";
+}
+
 }  // namespace
