@@ -9,6 +9,7 @@
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
 #include "sdk/device/access.h"
+#include "sdk/wire/bootstrap.h"
 #include "tests/description/builders.h"
 #include "tests/sdk/device/device_fixture.h"
 
@@ -148,6 +149,22 @@ TEST_F(DeviceConnect, ForReadingWritesNothing)
     EXPECT_TRUE(device->Disconnect().IsOK());
     EXPECT_EQ(camera->count(0x0082) + camera->count(0x0086), writes);
     EXPECT_EQ(writes, 0);
+}
+
+TEST_F(DeviceConnect, OpensTheMessageChannelWithTimeoutAndRetries)
+{
+    namespace bootstrap = vex::wire::bootstrap;
+    start();
+    camera->set_reg(bootstrap::message_channel_count, 1);
+    for (const std::uint32_t at : {bootstrap::message_channel_port, bootstrap::message_channel_destination,
+                                   bootstrap::message_channel_timeout, bootstrap::message_channel_retry_count}) {
+        camera->set_reg(at, 0);
+    }
+    ASSERT_TRUE(connect().IsOK());
+    EXPECT_EQ(camera->reg(bootstrap::message_channel_timeout), 200U) << "milliseconds";
+    EXPECT_EQ(camera->reg(bootstrap::message_channel_retry_count), 3U);
+    EXPECT_EQ(camera->reg(bootstrap::message_channel_destination), camera->reg(bootstrap::primary_application_ip));
+    EXPECT_NE(camera->reg(bootstrap::message_channel_port), 0U);
 }
 
 TEST_F(DeviceConnect, OpenLeavesItToTheDeviceWhatMayBeWritten)

@@ -12,8 +12,10 @@
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/PvDeviceEventSink.h"
 #include "sdk/genicam/PvGenParameterArray.h"
+#include "sdk/net/udp_socket.h"
 #include "sdk/wire/bootstrap.h"
 #include "tests/sdk/control/raw_camera.h"
+#include "tests/sdk/device/raw_description.h"
 #include "tools/softcam/camera.h"
 
 namespace {
@@ -338,6 +340,37 @@ TEST_F(DeviceEvents, MayBeAnsweredByDestroyingTheDevice)
     generate();
     generated.open();
     EXPECT_TRUE(sink.wait_for(1));
+}
+
+TEST(DeviceEvent, WithoutDataIsToldWithoutAPointer)
+{
+    namespace bootstrap = vex::wire::bootstrap;
+    device_test::RawCameraOptions options;
+    options.address = device_test::loopback(42);
+    options.description = device_test::raw_description();
+    device_test::RawCamera camera(options);
+    camera.set_reg(bootstrap::message_channel_count, 1);
+    for (const std::uint32_t at : {bootstrap::message_channel_port, bootstrap::message_channel_destination,
+                                   bootstrap::message_channel_timeout, bootstrap::message_channel_retry_count}) {
+        camera.set_reg(at, 0);
+    }
+    EventSink sink;
+    PvDevice device;
+    device.RegisterEventSink(&sink);
+    ASSERT_TRUE(device.Connect(PvString(options.address.to_string())).IsOK());
+
+    vex::net::UdpSocket events = vex::net::UdpSocket::open({options.address, 0});
+    const vex::Endpoint host = {{camera.reg(bootstrap::message_channel_destination)},
+                                static_cast<std::uint16_t>(camera.reg(bootstrap::message_channel_port))};
+    const auto event = device_test::hex("42 01 00C0 0010 0001 0000 9004 FFFF 0000 0000000000000007");
+    EXPECT_FALSE(events.send_to(host, event));
+    ASSERT_TRUE(sink.wait_for(1));
+    const auto told = sink.told();
+    EXPECT_EQ(told[0].id, test_event);
+    EXPECT_EQ(told[0].timestamp, 7U);
+    EXPECT_TRUE(told[0].data.empty());
+    EXPECT_FALSE(told[0].has_data);
+    device.UnregisterEventSink(&sink);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Recovery with cameras of particular kinds, and with applications that act in its notifications.
+#include <optional>
 #include <thread>
 
 #include "tests/sdk/device/raw_description.h"
@@ -66,6 +67,51 @@ TEST_F(RecoveryOfRawCamera, PutsBackAStreamWhereTheDeviceHasNoPacketDelay)
     ASSERT_TRUE(sink.wait_for("configuration"));
     EXPECT_EQ(reg(0x0D00), 50'123U);
     EXPECT_EQ(reg(0x0D18), 0x7F000001U);
+}
+
+TEST_F(RecoveryOfRawCamera, PutsBackAPacketSizeWithoutFiringATestPacket)
+{
+    const auto power_cycled = [] {
+        auto again = std::make_unique<device_test::RawCamera>(sound());
+        again->set_reg(0x0D04, 0x80000000 | 1500);  // it shows the bit
+        return again;
+    };
+    camera.reset();
+    camera = power_cycled();
+    connect();
+    ASSERT_TRUE(device->SetStreamDestination("127.0.0.1", 50'123).IsOK());
+    camera.reset();
+    camera = power_cycled();
+    std::atomic<int> fired{0};
+    camera->intercept([&](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
+        for (std::size_t at = 8; request[3] == 0x82 && at + 8 <= request.size(); at += 8) {
+            fired += request[at + 2] == 0x0D && request[at + 3] == 0x04 && (request[at + 4] & 0x80) != 0 ? 1 : 0;
+        }
+        return std::nullopt;
+    });
+    ASSERT_TRUE(sink.wait_for("configuration"));
+    EXPECT_EQ(reg(0x0D04), 1500U);
+    EXPECT_EQ(fired, 0);
+}
+
+TEST_F(RecoveryOfRawCamera, KeepsToTheApplicationsRetries)
+{
+    EXPECT_TRUE(link().SetIntegerValue("AnswerTimeout", 40).IsOK());
+    EXPECT_TRUE(link().SetIntegerValue("CommandRetries", 6).IsOK());
+    connect();
+    camera.reset();
+    camera = std::make_unique<device_test::RawCamera>(sound());
+    ASSERT_TRUE(sink.wait_for("acquisition"));
+    camera->intercept([](const device_test::Bytes& request) -> std::optional<std::vector<device_test::Bytes>> {
+        if (request[3] == 0x80 && request[10] == 0xA0) {
+            return std::vector<device_test::Bytes>{};
+        }
+        return std::nullopt;
+    });
+    std::uint32_t value = 0;
+    const PvResult result = device->ReadRegister(0xA000, value);
+    EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+    EXPECT_NE(result.description().find("(7 attempts, "), std::string::npos) << result.description();
 }
 
 TEST_F(RecoveryOfRawCamera, TakesNoOtherDeviceForIt)

@@ -1,7 +1,9 @@
 // A lost device that comes back: what is told, in which order, and what is put back.
+#include <system_error>
 #include <thread>
 
 #include "sdk/genicam/PvGenEventSink.h"
+#include "sdk/net/udp_socket.h"
 #include "sdk/wire/bootstrap.h"
 #include "tests/sdk/device/raw_description.h"
 #include "tests/sdk/device/recovery_fixture.h"
@@ -291,8 +293,57 @@ TEST_F(Recovery, EndsWhenItIsSwitchedOff)
     EXPECT_TRUE(link().SetBooleanValue("LinkRecoveryEnabled", false).IsOK());
     camera->go_silent(false);
     let_another_connect();
+    // as long as several searches take, measured by the beats of an application that only reads
+    PvDevice other;
+    PvGenParameterArray& its_link = *other.GetGenLink();
+    EXPECT_TRUE(its_link.SetIntegerValue("HeartbeatInterval", 100).IsOK());
+    ASSERT_TRUE(other.Connect(PvString(address), PvAccessReadOnly).IsOK());
+    std::int64_t beats = 0;
+    while (beats < 15) {
+        std::this_thread::sleep_for(10ms);
+        ASSERT_TRUE(its_link.GetIntegerValue("HeartbeatCount", beats).IsOK());
+    }
     EXPECT_FALSE(device->IsConnected());
     EXPECT_EQ(sink.told(), Names{"disconnected"});
+}
+
+TEST_F(Recovery, TakesAnotherPortWhenItsOwnWasTakenMeanwhile)
+{
+    connect();
+    const vex::Endpoint before = {{reg(vex::wire::bootstrap::primary_application_ip)},
+                                  static_cast<std::uint16_t>(reg(vex::wire::bootstrap::primary_application_port))};
+    camera->go_silent(true);
+    ASSERT_TRUE(sink.wait_for("disconnected"));
+    vex::net::UdpSocket taken;
+    while (!taken.is_open()) {
+        try {
+            taken = vex::net::UdpSocket::open(before);
+        } catch (const std::system_error&) {
+            std::this_thread::yield();  // an attempt to reach the camera is using it
+        }
+    }
+    camera->go_silent(false);
+    ASSERT_TRUE(sink.wait_for("acquisition")) << recovery_state();
+    EXPECT_EQ(sink.told(), whole_recovery);
+    EXPECT_NE(reg(vex::wire::bootstrap::primary_application_port), before.port);
+}
+
+TEST_F(Recovery, IsCountedFromConnectionToConnection)
+{
+    const auto reboot_and_await_count = [&](std::int64_t before) {
+        camera->reboot();
+        while (recoveries() == before) {
+            std::this_thread::sleep_for(10ms);
+        }
+    };
+    connect();
+    reboot_and_await_count(0);
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    connect();
+    const std::int64_t after_the_next = recoveries();
+    EXPECT_EQ(after_the_next, 1);
+    reboot_and_await_count(after_the_next);
+    EXPECT_EQ(recoveries(), 2);
 }
 
 TEST_F(Recovery, TellsTheFeaturesThatTheyAreThereAgain)
