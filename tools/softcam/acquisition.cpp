@@ -31,6 +31,16 @@ bool moves(test_pattern::Pattern pattern)
            pattern == Pattern::grey_vertical_ramp_moving || pattern == Pattern::color_gradient_moving;
 }
 
+FrameCache::Frame with_chunks(const std::vector<std::uint8_t>& picture, const AcquisitionSettings& settings,
+                              const transmitter::Block& block)
+{
+    auto data = std::make_shared<std::vector<std::uint8_t>>();
+    data->reserve(picture.size() + chunk_bytes(settings.chunks));
+    data->assign(picture.begin(), picture.end());
+    append_chunks(*data, settings.chunks, settings.frame, block.leader.timestamp, block.block_id);
+    return data;
+}
+
 }  // namespace
 
 FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings, std::uint64_t block_id)
@@ -282,6 +292,12 @@ std::vector<Acquisition::Outgoing> Acquisition::prepare_frame(const AcquisitionS
                                                     .offset_y = settings.frame.offset_y};
         block->trailer.payload_type = wire::gvsp::payload_type::image;
         block->trailer.size_y = settings.frame.height;
+        if (settings.chunks.any()) {
+            block->leader.payload_type |= wire::gvsp::payload_type::chunks_appended;
+            block->trailer.payload_type |= wire::gvsp::payload_type::chunks_appended;
+            block->trailer.chunk_data_length = static_cast<std::uint32_t>(chunk_bytes(settings.chunks));
+            block->trailer.chunk_layout_id = settings.chunks.enabled;
+        }
         frame.push_back({.channel = channel.get(),
                          .settings = {.destination = state.destination,
                                       .packet_size = state.packet_size,
@@ -324,7 +340,10 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
     bool whole = true;
     for (const Outgoing& out : frame) {
         // a channel's block ID chooses the picture, so that each shows the whole cycle
-        const FrameCache::Frame picture = cache_.frame(settings.frame, out.block->block_id);
+        FrameCache::Frame picture = cache_.frame(settings.frame, out.block->block_id);
+        if (settings.chunks.any()) {
+            picture = with_chunks(*picture, settings, *out.block);
+        }
         out.block->data = *picture;
         out.block->owner = picture;
         out.channel->transmitter.configure(out.settings);

@@ -14,6 +14,7 @@
 #include "sdk/test_pattern/test_pattern.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
+#include "tools/softcam/chunks.h"
 #include "tools/softcam/events.h"
 
 namespace softcam {
@@ -22,6 +23,7 @@ enum class AcquisitionMode : std::uint32_t { continuous = 0, single_frame = 1, m
 
 struct AcquisitionSettings {
     vex::test_pattern::FrameSettings frame;
+    ChunkSettings chunks;
     AcquisitionMode mode = AcquisitionMode::continuous;
     std::uint32_t frame_count = 1;                ///< of multi_frame
     std::chrono::nanoseconds period{33'333'333};  ///< between the starts of two frames

@@ -38,6 +38,7 @@ FeatureRegisters::FeatureRegisters(virtual_device::GvcpResponder& responder, Acq
     add_user_set_registers();
     add_user_memory_registers();
     add_event_registers();
+    add_chunk_registers();
     user_sets_.fill(current_settings());
     apply();
 }
@@ -169,10 +170,23 @@ test_pattern::FrameSettings FeatureRegisters::frame_settings() const
     return frame;
 }
 
+ChunkSettings FeatureRegisters::chunk_settings() const
+{
+    ChunkSettings chunks;
+    chunks.active = value(reg::chunk_mode_active) != 0;
+    for (std::uint32_t kind = 0; kind < chunk_kinds; ++kind) {
+        chunks.enabled |= value(reg::chunk_enable + 4 * kind) << kind;
+    }
+    chunks.exposure_us = std::bit_cast<double>(wide_value(reg::exposure_time));
+    chunks.gain_db = value(reg::gain) / 10.0;
+    return chunks;
+}
+
 AcquisitionSettings FeatureRegisters::settings() const
 {
     AcquisitionSettings settings;
     settings.frame = frame_settings();
+    settings.chunks = chunk_settings();
     settings.mode = static_cast<AcquisitionMode>(value(reg::acquisition_mode));
     settings.frame_count = value(reg::acquisition_frame_count);
     const double exposure_us = std::bit_cast<double>(wide_value(reg::exposure_time));

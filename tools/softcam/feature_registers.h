@@ -43,6 +43,7 @@ private:
     void add_user_set_registers();
     void add_user_memory_registers();
     void add_event_registers();
+    void add_chunk_registers();
 
     // A setting that user sets contain. `accept` may refuse or correct; what is stored applies from the next frame on.
     void add_setting(std::uint32_t address, std::uint32_t initial, Accept accept);
@@ -59,6 +60,7 @@ private:
     void set(std::uint32_t address, std::uint32_t value);
     [[nodiscard]] AcquisitionSettings settings() const;
     [[nodiscard]] vex::test_pattern::FrameSettings frame_settings() const;
+    [[nodiscard]] ChunkSettings chunk_settings() const;
     [[nodiscard]] std::uint32_t step_x(std::uint32_t pixel_format) const;
     [[nodiscard]] std::uint32_t step_y(std::uint32_t pixel_format) const;
     void fit_geometry();

@@ -172,4 +172,12 @@ void FeatureRegisters::add_event_registers()
     });
 }
 
+void FeatureRegisters::add_chunk_registers()
+{
+    add_locked_setting(reg::chunk_mode_active, 0, at_most(1));
+    for (std::uint32_t kind = 0; kind < chunk_kinds; ++kind) {
+        add_locked_setting(reg::chunk_enable + 4 * kind, kind <= 1 ? 1 : 0, at_most(1));
+    }
+}
+
 }  // namespace softcam

@@ -57,8 +57,9 @@ void FeatureRegisters::add_geometry_registers()
     add_computed(reg::height_max, [this] { return sensor_height / value(reg::binning_vertical); });
     add_computed(reg::width_step, [this] { return step_x(value(reg::pixel_format)); });
     add_computed(reg::height_step, [this] { return step_y(value(reg::pixel_format)); });
-    add_computed(reg::payload_size,
-                 [this] { return static_cast<std::uint32_t>(test_pattern::image_bytes(frame_settings())); });
+    add_computed(reg::payload_size, [this] {
+        return static_cast<std::uint32_t>(test_pattern::image_bytes(frame_settings()) + chunk_bytes(chunk_settings()));
+    });
 
     add_locked_setting(reg::width, 640, [this](std::uint32_t& proposed) {
         const std::uint32_t most = sensor_width / value(reg::binning_horizontal) - value(reg::offset_x);

@@ -64,7 +64,10 @@
     X(user_signed, 0x00016400) /* 4 bytes: two signed fields of 12 and 20 bits */                                      \
     /* events */                                                                                                       \
     X(event_notification, 0x00017000) /* five, by EventSelector */                                                     \
-    X(test_event_generate, 0x00017020)
+    X(test_event_generate, 0x00017020)                                                                                 \
+    /* chunks */                                                                                                       \
+    X(chunk_mode_active, 0x00018000)                                                                                   \
+    X(chunk_enable, 0x00018010) /* nine, by ChunkSelector */
 
 namespace softcam::reg {
 
