@@ -69,6 +69,18 @@ PvResult PvBuffer::GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, 
     return PvResult::OK;
 }
 
+PvString PvBuffer::GetFileName() const { return PvString(file_name_); }
+
+PvResult PvBuffer::GetPart(std::uint32_t index, PvBufferPart& part) const
+{
+    if (index >= parts_.size()) {
+        return failure(PvResult::NotFound, "There is no part ", index, "; the buffer has ", parts_.size());
+    }
+    part = parts_[index].part;
+    part.Data = data_ + parts_[index].offset;
+    return PvResult::OK;
+}
+
 /// Streams only note where the chunks are: who does not ask for them does not pay for them.
 const std::vector<PvBuffer::ChunkPlace>& PvBuffer::chunks() const
 {
@@ -127,7 +139,7 @@ PvResult PvBuffer::Alloc(std::uint32_t size)
     if (data_ != nullptr && !attached_ && size_ == size) {
         data_ = buffer_memory::zero_again(data_, size);
         acquired_size_ = 0;
-        forget_chunks();
+        forget_contents();
         return PvResult::OK;
     }
     auto* memory = buffer_memory::allocate(size);
@@ -197,11 +209,13 @@ void PvBuffer::release_memory() noexcept
     size_ = 0;
     attached_ = false;
     acquired_size_ = 0;
-    forget_chunks();
+    forget_contents();
 }
 
-void PvBuffer::forget_chunks() noexcept
+/// Chunks and parts lie in memory that is another's now, or has other bytes.
+void PvBuffer::forget_contents() noexcept
 {
+    parts_.clear();
     chunks_at_ = 0;
     chunks_size_ = 0;
     chunk_layout_id_ = 0;
@@ -219,8 +233,10 @@ void PvBuffer::clear_acquisition() noexcept
     lost_packet_count_ = 0;
     ignored_packet_count_ = 0;
     missing_.clear();
-    forget_chunks();
+    forget_contents();
     image_.clear();
+    file_name_.clear();
+    raw_data_.format_ = PvRawDataFormatUnknown;
     raw_data_.announced_ = false;
     raw_data_.payload_length_ = 0;
 }

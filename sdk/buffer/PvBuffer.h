@@ -4,9 +4,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "sdk/base/PvResult.h"
+#include "sdk/base/PvString.h"
+#include "sdk/buffer/PvBufferPart.h"
 #include "sdk/buffer/PvImage.h"
 #include "sdk/buffer/PvPayloadType.h"
 #include "sdk/buffer/PvRawData.h"
@@ -84,6 +87,16 @@ public:
     /// First and last packet ID of a range. NotFound, with both outputs untouched, for an index past the last range.
     PvResult GetMissingPacketIds(std::uint32_t index, std::uint32_t& low, std::uint32_t& high) const;
 
+    /// The name that the device gave a block of the payload type file; empty for other types and where it gave none. As
+    /// it came: it may contain anything, so it must not be used as a path unseen.
+    [[nodiscard]] PvString GetFileName() const;
+
+    /// The parts of a block that consists of several; 0 for other blocks. The first part that is an image is also the
+    /// buffer's image; a block without one is raw data.
+    [[nodiscard]] std::uint32_t GetPartCount() const noexcept { return static_cast<std::uint32_t>(parts_.size()); }
+    /// NotFound, with `part` untouched, for an index past the last part.
+    PvResult GetPart(std::uint32_t index, PvBufferPart& part) const;
+
     /// Chunks: pieces of data of the device's own, each with an ID by which the device's description knows it, that
     /// came with the block, behind its image or as all of it. There are none in a block that did not arrive whole, and
     /// none where they are damaged. PvGenParameterArray::AttachChunks shows them as features.
@@ -140,9 +153,15 @@ private:
         std::uint32_t size;
     };
 
+    /// Without its pointer, which follows from the place.
+    struct PartPlace {
+        PvBufferPart part;
+        std::uint32_t offset;
+    };
+
     void release_memory() noexcept;
     void clear_acquisition() noexcept;
-    void forget_chunks() noexcept;
+    void forget_contents() noexcept;
     [[nodiscard]] const std::vector<ChunkPlace>& chunks() const;
 
     PvPayloadType payload_type_;
@@ -159,6 +178,8 @@ private:
     std::uint32_t lost_packet_count_ = 0;
     std::uint32_t ignored_packet_count_ = 0;
     std::vector<PacketRange> missing_;
+    std::string file_name_;
+    std::vector<PartPlace> parts_;
     std::uint32_t chunks_at_ = 0;    // offset and bytes of the area with the chunks
     std::uint32_t chunks_size_ = 0;  // 0 where there are none
     std::uint32_t chunk_layout_id_ = 0;

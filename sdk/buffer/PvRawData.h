@@ -9,7 +9,17 @@ namespace vex::acquisition {
 struct Access;
 }
 
-/// Data without a form that the protocol knows. Lives as long as its buffer and is found with PvBuffer::GetRawData.
+/// What raw data are, where the device tells. The values are those of the protocol's payload types.
+enum PvRawDataFormat : std::int32_t {
+    PvRawDataFormatUnknown = 0,
+    PvRawDataFormatJPEG = 6,
+    PvRawDataFormatJPEG2000 = 7,
+    PvRawDataFormatH264 = 8,
+    PvRawDataFormatMultiPart = 10,  ///< parts of which none is an image
+};
+
+/// Data without a form that can be shown here: what a device calls raw data, and compressed images. Lives as long as
+/// its buffer and is found with PvBuffer::GetRawData.
 ///
 /// Thread safety: as its buffer.
 class PvRawData {
@@ -21,6 +31,10 @@ public:
     /// the size of the buffer's data block.
     [[nodiscard]] std::uint64_t GetPayloadLength() const noexcept;
 
+    [[nodiscard]] PvRawDataFormat GetFormat() const noexcept { return format_; }
+    /// "JPEG", "JPEG 2000", "H.264", "Multi-part"; empty where the format is not known.
+    [[nodiscard]] const char* GetFormatName() const noexcept;
+
 private:
     friend class PvBuffer;
     friend struct vex::acquisition::Access;
@@ -30,4 +44,5 @@ private:
     const PvBuffer& buffer_;
     std::uint64_t payload_length_ = 0;
     bool announced_ = false;
+    PvRawDataFormat format_ = PvRawDataFormatUnknown;
 };

@@ -51,7 +51,22 @@ struct Access {
             buffer.raw_data_.announced_ = true;
             buffer.raw_data_.payload_length_ = *start.announced_raw_length;
         }
+        if (start.payload_type == PvPayloadTypeRawData) {
+            buffer.raw_data_.format_ = start.raw_format;
+        }
+        if (start.payload_type == PvPayloadTypeFile) {
+            set_file_name(buffer, start.file_name);
+        }
         return make_room(buffer, needed);
+    }
+
+    static void set_file_name(PvBuffer& buffer, std::span<const std::uint8_t> name) noexcept
+    {
+        try {
+            buffer.file_name_.assign(name.begin(), name.end());
+        } catch (const std::bad_alloc&) {
+            buffer.file_name_.clear();
+        }
     }
 
     static void finish(PvBuffer& buffer, const BlockEnd& end) noexcept
@@ -71,6 +86,7 @@ struct Access {
             buffer.missing_.clear();
         }
         set_chunks(buffer, end.chunks, end.chunk_layout_id);
+        set_parts(buffer, end.parts);
         auto& image = buffer.image_;
         image.partial_line_missing_ = end.status.partial_line_missing;
         image.full_line_missing_ = end.status.full_line_missing;
@@ -86,11 +102,24 @@ struct Access {
 
     static void set_chunks(PvBuffer& buffer, std::span<const std::uint8_t> chunks, std::uint32_t layout_id) noexcept
     {
-        buffer.forget_chunks();
+        buffer.forget_contents();
         if (!chunks.empty()) {
             buffer.chunks_at_ = static_cast<std::uint32_t>(chunks.data() - buffer.data_);
             buffer.chunks_size_ = static_cast<std::uint32_t>(chunks.size());
             buffer.chunk_layout_id_ = layout_id;
+        }
+    }
+
+    static void set_parts(PvBuffer& buffer, std::span<const Part> parts) noexcept
+    {
+        buffer.parts_.clear();
+        try {
+            buffer.parts_.reserve(parts.size());
+            for (const Part& part : parts) {
+                buffer.parts_.push_back({part.description, part.offset});
+            }
+        } catch (const std::bad_alloc&) {
+            buffer.parts_.clear();
         }
     }
 
@@ -104,7 +133,7 @@ struct Access {
                            needed);
         }
         set_geometry(buffer, geometry);
-        buffer.forget_chunks();
+        buffer.forget_contents();
         return PvResult::OK;
     }
 
@@ -126,7 +155,7 @@ struct Access {
         to.image_dropped_ = from.image_dropped_;
         to.data_overrun_ = from.data_overrun_;
         buffer.acquired_size_ = to.GetImageSize();
-        buffer.forget_chunks();
+        buffer.forget_contents();
     }
 
     static void mark_progressive(PvBuffer& buffer) noexcept

@@ -44,6 +44,8 @@ struct BlockStart {
     std::uint64_t payload_size = 0;
     std::optional<ImageGeometry> image{};                 ///< used for the image payload type
     std::optional<std::uint64_t> announced_raw_length{};  ///< used for the raw data payload type
+    PvRawDataFormat raw_format = PvRawDataFormatUnknown;  ///< used for the raw data payload type
+    std::span<const std::uint8_t> file_name{};            ///< used for the file payload type; copied
 };
 
 /// Makes the buffer ready for a block: payload type and attributes of the start, everything of an earlier acquisition
@@ -75,6 +77,12 @@ struct ImageStatus {
     bool data_overrun = false;
 };
 
+/// A part of a multi-part block, by its place in the buffer's memory.
+struct Part {
+    PvBufferPart description;  ///< Data is not used
+    std::uint32_t offset = 0;  ///< offset and Size lie within the memory
+};
+
 /// What is known when a block has ended, whole or not.
 struct BlockEnd {
     PvResult result{};
@@ -90,9 +98,10 @@ struct BlockEnd {
     /// The part of the block that consists of chunks; empty where there are none.
     std::span<const std::uint8_t> chunks{};
     std::uint32_t chunk_layout_id = 0;
+    std::span<const Part> parts{};  ///< copied
 };
 
-/// Records how a block ended. Never fails: without memory for the list of missing packets, the list stays empty.
+/// Records how a block ended. Never fails: without memory for the lists of missing packets and parts they stay empty.
 void finish(PvBuffer& buffer, const BlockEnd& end) noexcept;
 
 /// Gives the buffer's image another geometry over the memory that it has. Status flags are cleared.
