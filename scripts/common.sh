@@ -185,6 +185,15 @@ wine_start() {
         in_wine wineboot -i >build/wine.log 2>&1 || { tail -5 build/wine.log; fail "Wine could not make its prefix"; }
         touch "$WINEPREFIX/.ready"
     fi
+    # windows without a display: message boxes of a test can be answered, and nobody sees them. Wine's desktop takes the
+    # setting when it starts
+    if [ ! -e "$WINEPREFIX/.no-display" ]; then
+        in_wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >>build/wine.log 2>&1 ||
+            { tail -5 build/wine.log; fail "Wine could not change its prefix"; }
+        "$wine_server" -k
+        "$wine_server" -p {lock_fd}>&-
+        touch "$WINEPREFIX/.no-display"
+    fi
 }
 
 wine_stop() {

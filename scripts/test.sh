@@ -81,6 +81,7 @@ suite_scripts() {
     folder=$(windows_path "$root/build")
     for script in tests/scripts/*.vbs; do count_script "$script" "$folder" 127.0.0.2; done
     count_script examples/vbscript/features.vbs 127.0.0.2
+    count_script examples/vbscript/pipeline.vbs 127.0.0.2
     count_script examples/vbscript/save_bmp.vbs "$folder"
     # a disk of its own that is soon full
     mkdir -p build/full_disk

@@ -93,7 +93,8 @@ PvResult PvPipeline::RetrieveNextBuffer(PvBuffer** buffer, std::uint32_t timeout
     if (buffer == nullptr || operation_result == nullptr) {
         return failure(PvResult::InvalidParameter, "The buffer and its operation result need a place");
     }
-    return round_->retrieve(*buffer, timeout, *operation_result);
+    const std::shared_ptr<pipeline::BufferRound> round = round_;
+    return round->retrieve(*buffer, timeout, *operation_result);
 }
 
 PvResult PvPipeline::ReleaseBuffer(PvBuffer* buffer)
