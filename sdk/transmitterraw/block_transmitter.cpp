@@ -65,6 +65,25 @@ void BlockTransmitter::set_loss(std::shared_ptr<PacketLoss> loss)
     loss_ = std::move(loss);
 }
 
+void BlockTransmitter::set_faults(std::shared_ptr<StreamFaults> faults)
+{
+    const std::lock_guard guard(mutex_);
+    faults_ = std::move(faults);
+}
+
+bool BlockTransmitter::send_held()
+{
+    std::shared_ptr<StreamFaults> faults;
+    Endpoint destination;
+    {
+        const std::lock_guard guard(mutex_);
+        faults = faults_;
+        destination = settings_.destination;
+    }
+    return faults && destination.port != 0 &&
+           faults->tick(clock_.now(), [&](StreamFaults::Datagram datagram) { socket_.send_to(destination, datagram); });
+}
+
 std::uint64_t BlockTransmitter::packet_count(std::size_t bytes, std::uint32_t packet_size, bool extended_ids)
 {
     const std::size_t data = gvsp::data_per_packet(packet_size, extended_ids);
@@ -178,12 +197,30 @@ private:
     std::array<net::OutgoingDatagram, largest_batch> datagrams_;
 };
 
+std::size_t BlockTransmitter::hand_over(const Endpoint& destination, std::span<const net::OutgoingDatagram> datagrams,
+                                        bool resend, StreamFaults* faults, std::error_code& error)
+{
+    if (faults == nullptr) {
+        return socket_.send_batch(destination, datagrams, error);
+    }
+    for (const net::OutgoingDatagram& datagram : datagrams) {
+        faults->pass(datagram.head, datagram.body, resend, clock_.now(), [&](StreamFaults::Datagram whole) {
+            if (const std::error_code failed = socket_.send_to(destination, whole)) {
+                error = failed;
+            }
+        });
+    }
+    return datagrams.size();
+}
+
 std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend)
 {
     std::shared_ptr<PacketLoss> loss;
+    std::shared_ptr<StreamFaults> faults;
     {
         const std::lock_guard guard(mutex_);
         loss = loss_;
+        faults = faults_;
     }
     Batch batch(sent, resend);
     std::uint64_t lost = 0;
@@ -198,7 +235,7 @@ std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t fir
                 batch.add(next);
             }
         }
-        packets += socket_.send_batch(sent.destination, batch.datagrams(), error);
+        packets += hand_over(sent.destination, batch.datagrams(), resend, faults.get(), error);
     }
 
     const std::lock_guard guard(mutex_);

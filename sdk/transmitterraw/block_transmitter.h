@@ -15,6 +15,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/transmitterraw/pacer.h"
+#include "sdk/transmitterraw/stream_faults.h"
 #include "sdk/wire/gvcp.h"
 #include "sdk/wire/gvsp.h"
 
@@ -70,6 +71,10 @@ public:
 
     void configure(const StreamSettings& settings);
     void set_loss(std::shared_ptr<PacketLoss> loss);
+    /// What is not lost passes through these faults; null for none.
+    void set_faults(std::shared_ptr<StreamFaults> faults);
+    /// Sends what the faults held back and is due by now; whether they hold more. Only of use with faults, in pauses.
+    bool send_held();
     /// Replaces the real waiting between packets, which tests with a clock of their own need.
     void set_wait(Wait wait) { wait_ = std::move(wait); }
 
@@ -99,6 +104,8 @@ public:
 private:
     struct Sent;  // a block with what its packets need
     class Batch;
+    [[nodiscard]] std::size_t hand_over(const Endpoint& destination, std::span<const net::OutgoingDatagram> datagrams,
+                                        bool resend, StreamFaults* faults, std::error_code& error);
     std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
     void refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, wire::gvcp::Status status);
 
@@ -112,6 +119,7 @@ private:
     mutable std::mutex mutex_;  // guards what follows
     StreamSettings settings_;
     std::shared_ptr<PacketLoss> loss_;
+    std::shared_ptr<StreamFaults> faults_;
     std::deque<std::shared_ptr<const Sent>> history_;  // oldest first
     TransmitterStatistics statistics_;
 };

@@ -276,6 +276,26 @@ TEST_F(BlockTransmitter, ResendsAPacketOfTheBatchThatIsJustBeingSent)
     transmitter.set_loss(nullptr);
 }
 
+TEST_F(BlockTransmitter, WhatLeavesPassesThroughItsFaults)
+{
+    const auto faults = std::make_shared<transmitter::StreamFaults>(
+        transmitter::StreamFaultSettings{.relost = 1000, .delayed = 1000, .delay = 10ms});
+    transmitter.set_faults(faults);
+    const auto sent = block(5, 540 * 3);
+    ASSERT_FALSE(transmitter.send(sent));
+    transmitter.resend(range(5, 0, 4), false);
+    EXPECT_EQ(faults->statistics().packets, 10U);
+    EXPECT_EQ(faults->statistics().lost, 5U) << "of those sent again";
+    EXPECT_TRUE(transmitter.send_held());
+    clock.advance(10ms);
+    EXPECT_FALSE(transmitter.send_held());
+    const auto packets = receive_block(host);
+    EXPECT_EQ(packets.size(), 5U);
+    EXPECT_EQ(data_of(packets), std::vector<std::uint8_t>(sent->data.begin(), sent->data.end()));
+    transmitter.set_faults(nullptr);
+    EXPECT_FALSE(transmitter.send_held());
+}
+
 TEST_F(BlockTransmitter, KeepsThePacketDelay)
 {
     settings.packet_delay = 1ms;
