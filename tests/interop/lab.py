@@ -76,6 +76,9 @@ class Program:
 
         self.wait_for(bound, f"UDP port {port}", seconds)
 
+    def wait_until_ended(self, seconds=10):
+        eventually(lambda: not self.running(), seconds, f"{self.name} to end")
+
     def stop(self, how=signal.SIGINT, seconds=5):
         """Asks the program to end and makes sure of it; its exit code, or None when it had to be killed."""
         if self.running():
@@ -147,13 +150,25 @@ class Host:
 
     def wire_to(self, other, here, there):
         """Joins an interface of this host to one of another, as by a cable; each is a name and an address with prefix
-        length.
+        length, or None for an interface that only passes frames on.
         """
         peer = ["peer", "name", there[0], "netns", str(other._holder.pid)]
         self._configure("link", "add", here[0], "type", "veth", *peer)
         for host, (name, address) in ((self, here), (other, there)):
-            host._configure("address", "add", address, "broadcast", "+", "dev", name)
+            if address is not None:
+                host._configure("address", "add", address, "broadcast", "+", "dev", name)
             host._configure("link", "set", name, "up")
+
+    def switch(self, *names):
+        """Joins interfaces of this host as a switch does, which passes every multicast on to everybody."""
+        self._configure("link", "add", "switch", "type", "bridge", "mcast_snooping", "0")
+        for name in names:
+            self._configure("link", "set", name, "master", "switch")
+        self._configure("link", "set", "switch", "up")
+
+    def cut_trains(self, name):
+        """Lets an interface send datagram by datagram what programs give it at once."""
+        self._configure("link", "set", "dev", name, "gso_max_segs", "1")
 
     def set_link(self, name, state):
         """Plugs the cable of an interface in ("up") or out ("down")."""

@@ -1,0 +1,112 @@
+"""Streams over networks: long, to several receivers, and by cables that lose, double and reorder."""
+
+import collections
+import contextlib
+import re
+
+import capture
+import host as own
+import third_party_camera
+from lab import Host
+from third_party_client import start_camera
+
+GROUP = "239.192.1.7"
+GROUP_PORT = 50_007
+
+
+def facts_of(text):
+    """The facts that a probe told, name to value; of "result" a list."""
+    facts = collections.defaultdict(list)
+    for line in text.splitlines():
+        name, _, value = line.partition(" ")
+        facts[name].append(value)
+    return facts
+
+
+def check_sound(report, name, facts, frames, skipped=0):
+    """As many frames as wanted, all complete, none skipped but those that were not sent."""
+    wanted = {"complete": frames, "frames": frames, "skipped": skipped}
+    wanted |= {count: 0 for count in ("incomplete", "misshapen", "wrong", "MalformedPacket")}
+    troubled = [f"{count} {own.number(facts, count)}" for count in wanted if own.number(facts, count) != wanted[count]]
+    troubled += [*facts["result"], *facts["problem"], *facts["error"]]
+    return report.check(name, not troubled, ", ".join(troubled) or f"{frames} frames")
+
+
+def skipped_ids(ids):
+    """Block IDs that are missing in a row of them; 1 follows 65535."""
+    return sum((after - before - 1) % 0xFFFF for before, after in zip(ids, ids[1:]))
+
+
+def many_frames(report, folder, tools):
+    """A camera that others wrote, for as long as 10,000 frames take."""
+    frames = 10_000
+    with Host(folder) as host:
+        camera = third_party_camera.start_camera(host)
+        taken = capture.Capture(host, "many")
+        # the camera's description names the register of the frame period in microseconds but lists no feature for it
+        done = host.run(
+            [tools.stream_probe, "127.0.0.1", "--set", "Width=64", "Height=64", "--register", "138=500",
+             "--frames", str(frames)], 120,
+        )  # fmt: skip
+        report.check("camera is still there", camera.running(), camera.output().strip()[-200:])
+        dropped = taken.finish()
+        facts = facts_of(done.stdout)
+        # on a busy machine the camera leaves IDs out to keep to its rate; those never were on the wire
+        leaders = capture.dissect(taken.file, "gvsp.format == 0x01", ["gvsp.blockid16"])
+        sent = [int(line[0], 0) for line in leaders][:frames]
+        check_sound(report, "third-party camera's frames, many", facts, frames, skipped=skipped_ids(sent))
+        errors = own.number(facts, "ErrorCount") - own.number(facts, "BlockIDsMissing")
+        report.check("many frames: no error is counted", errors == 0 and dropped == 0, f"{errors} errors")
+        found = capture.violations(taken.file)
+        report.check("many frames: filters select nothing", not found, "; ".join(found))
+
+
+def two_receivers(report, folder, tools):
+    """A camera and two hosts at a switch: one host has the camera send to a group, the other listens, too."""
+    frames = 200
+    with contextlib.ExitStack() as stack:
+        middle, end, *hosts = (stack.enter_context(Host(folder)) for _ in range(4))
+        end.wire_to(middle, ("eth", "10.0.0.20/24"), ("s0", None))
+        for n, host in enumerate(hosts):
+            host.wire_to(middle, ("e0", f"10.0.0.{n + 1}/24"), (f"s{n + 1}", None))
+        middle.switch("s0", "s1", "s2")
+        start_camera(end, tools, address="10.0.0.20", serial="SN-0")
+        taken = capture.Capture(hosts[1], "multicast", interface="any")
+        group = ["--multicast", GROUP, "--port", str(GROUP_PORT), "--frames", str(frames)]
+        watcher = hosts[1].start([tools.stream_probe, "10.0.0.20", "--watch", str(320 * 240), *group])
+        watcher.wait_for_output("watching")
+        done = hosts[0].run(
+            [tools.stream_probe, "10.0.0.20", "--set", "Width=320", "Height=240", "AcquisitionFrameRate=100",
+             "--verify", *group], 60,
+        )  # fmt: skip
+        check_sound(report, "multicast, who controls", facts_of(done.stdout), frames)
+        watcher.wait_until_ended(20)
+        check_sound(report, "multicast, who listens", facts_of(watcher.output()), frames)
+        capture.check(report, "multicast", taken, 320 * 240, frames)
+
+
+@contextlib.contextmanager
+def bad_cable(folder, tools, *impairment):
+    """A host and a camera's, joined by a cable that does to datagrams what it is told to."""
+    with Host(folder) as host, Host(folder) as middle, Host(folder) as end:
+        host.wire_to(middle, ("e0", "10.0.0.1/24"), ("here", None))
+        end.wire_to(middle, ("eth", "10.0.0.20/24"), ("there", None))
+        for each, interface in ((host, "e0"), (end, "eth")):
+            each.cut_trains(interface)
+        wire = middle.start([tools.lossy_wire, "here", "there", *impairment])
+        wire.wait_for_output("forwarding")
+        yield host, end, wire
+
+
+def impaired(report, name, wire):
+    """Ends the cable; what it did has to be what it was told."""
+    seed = re.search(r"seed (\d+)", wire.output()).group(1)
+    wire.stop()
+    counts = {key: own.number(facts_of(wire.output()), key) for key in ("lost", "twice", "overtaken", "trains", "unwanted")}
+    told = ", ".join(f"{key} {count}" for key, count in counts.items())
+    report.check(f"{name}: the cable was bad", counts["lost"] > 0 and counts["trains"] == 0, f"{told}, seed {seed}")
+
+
+def run(report, folder, tools):
+    many_frames(report, folder, tools)
+    two_receivers(report, folder, tools)
