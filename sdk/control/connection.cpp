@@ -72,7 +72,7 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
         candidate->holder_ = read_holder(candidate->channel_, candidate->facts_.capability);
         candidate->enable_capabilities();
     }
-    candidate->path_.emplace(target.device.address, candidate->channel_.local().address);
+    candidate->path_.emplace(target.device.address, candidate->channel_.local().address, candidate->has_control());
     connection = candidate;
     return PvResult::OK;
 }

@@ -9,10 +9,10 @@
 #include <optional>
 #include <span>
 
+#include "sdk/base/turn_mutex.h"
 #include "sdk/control/control_outcome.h"
 #include "sdk/control/control_transport.h"
 #include "sdk/control/round_trips.h"
-#include "sdk/control/turn_mutex.h"
 #include "sdk/net/clock.h"
 #include "sdk/wire/gvcp.h"
 

@@ -12,6 +12,7 @@ struct Entry {
     const KnownPath* path;
     Ipv4Address peer;
     Ipv4Address local;
+    bool controls;
 };
 
 struct Paths {
@@ -28,11 +29,11 @@ Paths& paths()
 
 }  // namespace
 
-KnownPath::KnownPath(Ipv4Address peer, Ipv4Address local)
+KnownPath::KnownPath(Ipv4Address peer, Ipv4Address local, bool controls)
 {
     Paths& all = paths();
     const std::scoped_lock lock(all.mutex);
-    all.entries.push_back({this, peer, local});
+    all.entries.push_back({this, peer, local, controls});
 }
 
 KnownPath::~KnownPath()
@@ -49,6 +50,14 @@ Ipv4Address known_local_address_towards(Ipv4Address peer)
     const auto newest = std::find_if(all.entries.rbegin(), all.entries.rend(),
                                      [peer](const Entry& entry) { return entry.peer == peer; });
     return newest != all.entries.rend() ? newest->local : any_address;
+}
+
+bool is_controlled_from_here(Ipv4Address peer)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    return std::ranges::any_of(all.entries,
+                               [peer](const Entry& entry) { return entry.peer == peer && entry.controls; });
 }
 
 }  // namespace vex::net

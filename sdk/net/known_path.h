@@ -5,13 +5,13 @@
 
 namespace vex::net {
 
-/// Says, for as long as it lives, that the process reaches `peer` from `local`. The system's routes do not tell when
-/// two interfaces are in one subnet.
+/// Says, for as long as it lives, that the process reaches `peer` from `local`, and whether it controls it. The
+/// system's routes do not tell the interface when two are in one subnet.
 ///
 /// Thread safety: paths may be made and destroyed on any thread.
 class KnownPath {
 public:
-    KnownPath(Ipv4Address peer, Ipv4Address local);
+    KnownPath(Ipv4Address peer, Ipv4Address local, bool controls = false);
     KnownPath(const KnownPath&) = delete;
     KnownPath& operator=(const KnownPath&) = delete;
     ~KnownPath();
@@ -19,5 +19,8 @@ public:
 
 /// The local end of the newest path to `peer`; 0.0.0.0 when there is none.
 [[nodiscard]] Ipv4Address known_local_address_towards(Ipv4Address peer);
+
+/// Whether this process controls `peer` over one of the paths.
+[[nodiscard]] bool is_controlled_from_here(Ipv4Address peer);
 
 }  // namespace vex::net

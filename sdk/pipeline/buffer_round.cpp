@@ -32,20 +32,25 @@ std::uint64_t needed_by(const PvBuffer& buffer)
     return needed > buffer.GetSize() ? needed : std::uint64_t{buffer.GetSize()} * 2;
 }
 
-PvResult out_of_range(const char* what, std::uint32_t count)
+PvResult out_of_range(const char* what, std::uint32_t count, std::uint32_t most)
 {
-    return failure(PvResult::InvalidParameter, what, " ", count, ": the stream holds 1 to ",
-                   stream::StreamChannel::most_buffers, " buffers");
+    return failure(PvResult::InvalidParameter, what, " ", count, ": the stream holds 1 to ", most, " buffers");
 }
 
 }  // namespace
 
 BufferRound::BufferRound(std::shared_ptr<stream::StreamChannel> channel)
     : channel_(std::move(channel)), buffer_size_(first_buffer_size), buffer_count_(first_buffer_count),
-      most_output_(stream::StreamChannel::most_buffers)
+      most_output_(most_buffers())
 {}
 
 BufferRound::~BufferRound() { stop(); }
+
+/// That the stream takes, or would take if there were one.
+std::uint32_t BufferRound::most_buffers() const
+{
+    return channel_ != nullptr ? channel_->most_buffers() : stream::StreamSettings{}.maximum_pre_queued_buffers;
+}
 
 std::uint32_t BufferRound::buffer_size() const
 {
@@ -67,8 +72,8 @@ std::uint32_t BufferRound::buffer_count() const
 
 PvResult BufferRound::set_buffer_count(std::uint32_t count)
 {
-    if (count == 0 || count > stream::StreamChannel::most_buffers) {
-        return out_of_range("The number of buffers cannot be", count);
+    if (const std::uint32_t most = most_buffers(); count == 0 || count > most) {
+        return out_of_range("The number of buffers cannot be", count, most);
     }
     const std::lock_guard lock(mutex_);
     buffer_count_ = count;
@@ -94,8 +99,8 @@ std::uint32_t BufferRound::most_output() const
 
 PvResult BufferRound::set_most_output(std::uint32_t count)
 {
-    if (count == 0 || count > stream::StreamChannel::most_buffers) {
-        return out_of_range("The output queue's maximum cannot be", count);
+    if (const std::uint32_t most = most_buffers(); count == 0 || count > most) {
+        return out_of_range("The output queue's maximum cannot be", count, most);
     }
     const std::lock_guard lock(mutex_);
     most_output_ = count;

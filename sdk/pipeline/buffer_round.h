@@ -82,6 +82,7 @@ private:
         ended,  ///< the stream closed; the thread has ended or is about to
     };
 
+    [[nodiscard]] std::uint32_t most_buffers() const;
     [[nodiscard]] Member* find(const PvBuffer* buffer) noexcept;
     void settle(Member& member) noexcept;
     void queue_idle() noexcept;

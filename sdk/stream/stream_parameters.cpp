@@ -142,12 +142,8 @@ void add_settings(Builder& add)
 
 void add_block_statistics(Builder& add)
 {
-    add.count("BlockCount", "Block Count", "Blocks handed to the client, complete or not.", [](const Statistics& s) {
-        const Counters& counters = s.counters;
-        return counters.of(BlockFate::complete) + counters.of(BlockFate::missing_packets) +
-               counters.of(BlockFate::buffer_too_small) + counters.of(BlockFate::invalid_format) +
-               counters.of(BlockFate::failed);
-    });
+    add.count("BlockCount", "Block Count", "Blocks handed to the client, complete or not.",
+              [](const Statistics& s) { return s.counters.blocks_received(); });
     add.sum("ImageCount", "Image Count", "Complete images.", &Counters::images);
     add.sum("BytesCount", "Bytes Count", "Payload bytes received.", &Counters::stored_bytes);
     add.count(
@@ -158,10 +154,21 @@ void add_block_statistics(Builder& add)
     add.last_error();
     add.blocks("ResultMissingPackets", "Result Missing Packets", "Blocks that lack packets.",
                BlockFate::missing_packets);
+    add.blocks("ResultTooManyResends", "Result Too Many Resends",
+               "Blocks that lack packets which were asked for as often as allowed.", BlockFate::too_many_resends);
+    add.blocks("ResultTooManyConsecutiveResends", "Result Too Many Consecutive Resends",
+               "Blocks that lack more packets in a row than may be asked for.",
+               BlockFate::too_many_consecutive_resends);
+    add.blocks("ResultResendsFailure", "Result Resends Failure",
+               "Blocks that lack packets which the device has no more.", BlockFate::resends_failure);
     add.blocks("ResultBufferTooSmall", "Result Buffer Too Small", "Blocks that did not fit into their buffer.",
                BlockFate::buffer_too_small);
     add.blocks("ResultInvalidDataFormat", "Result Invalid Data Format", "Blocks of a layout that is not supported.",
                BlockFate::invalid_format);
+    add.blocks("ResultImageError", "Result Image Error", "Blocks of which the device says that it lost data.",
+               BlockFate::image_error);
+    add.blocks("ResultAutoAborted", "Result Auto Aborted",
+               "Blocks that were being received when the stream reset itself.", BlockFate::auto_aborted);
     add.blocks("ResultAborted", "Result Aborted", "Blocks that were being received when the queue was aborted.",
                BlockFate::aborted);
     add.blocks("BlocksDropped", "Blocks Dropped", "Blocks for which no buffer was queued.", BlockFate::no_buffer);
@@ -169,6 +176,17 @@ void add_block_statistics(Builder& add)
     add.sum("RestartCount", "Restart Count", "Times the device began to number its blocks anew.", &Counters::restarts);
     add.sum("DataOverrunCount", "Data Overrun Count", "Blocks that the device could not send fast enough.",
             &Counters::data_overruns);
+    add.count("ResultTimeout", "Result Timeout", "Buffers that came back unfilled after the request timeout.",
+              [](const Statistics& s) { return s.queue.requests_expired; });
+    add.count("BlocksRecycled", "Blocks Recycled",
+              "Filled buffers that nobody retrieved and that were put back to be filled again.",
+              [](const Statistics& s) { return s.queue.blocks_recycled; });
+    add.sum("ImagesDroppedCount", "Images Dropped", "Images for which no buffer was queued.",
+            &Counters::images_dropped);
+    add.sum("EOFByLineCount", "EOF by Line Count", "Images that ended with a number of lines, not by a signal.",
+            &Counters::eof_by_line_count);
+    add.sum("InterlacedEven", "Interlaced Even", "Even fields of interlaced images.", &Counters::interlaced_even);
+    add.sum("InterlacedOdd", "Interlaced Odd", "Odd fields of interlaced images.", &Counters::interlaced_odd);
     add.sum("PartialLineMissing", "Partial Line Missing", "Images that lack a part of a line.",
             &Counters::partial_line_missing);
     add.sum("FullLineMissing", "Full Line Missing", "Images that lack a whole line.", &Counters::full_line_missing);
@@ -202,6 +220,21 @@ void add_packet_statistics(Builder& add)
                 PacketFate::unavailable);
     add.sum("PacketOutOfOrder", "Packets Out of Order", "Payload packets that came after later ones of their block.",
             &Counters::packets_out_of_order);
+    add.sum("StatusUnknown", "Status Unknown", "Packets with a status that the protocol does not know.",
+            &Counters::statuses_unknown);
+    add.sum("StatusLocalProblem", "Status Local Problem", "Packets that tell of a problem of the device's own.",
+            &Counters::local_problems);
+    add.sum("ResendGroupRequested", "Resend Group Requested", "Requests to send packets again.",
+            &Counters::resend_requests);
+    add.sum("ResendPacketRequested", "Resend Packet Requested", "Packets that were asked for again.",
+            &Counters::resend_packets_requested);
+    add.sum("ExpectedResendCount", "Expected Resend Count", "Packets that came after they had been asked for again.",
+            &Counters::resends_expected);
+    add.sum("ExpectedSingleResend", "Expected Single Resend",
+            "Packets that came after they had been asked for by a request of their own.",
+            &Counters::resends_expected_single);
+    add.sum("UnexpectedResendCount", "Unexpected Resend Count", "Packets marked as sent again that nobody waited for.",
+            &Counters::resends_unexpected);
     add.sum("ResentPacketCount", "Resent Packet Count", "Packets that the device marked as sent again.",
             &Counters::packets_resent);
 }

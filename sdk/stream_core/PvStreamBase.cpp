@@ -79,6 +79,8 @@ PvResult PvStreamBase::Open(const PvString& device_ip, const PvString& multicast
         return failure(PvResult::InvalidParameter, "A multicast stream needs the port that the device sends to");
     }
     endpoints.group = group;
+    // whoever only watches what is sent to others leaves asking to them
+    endpoints.may_ask = net::is_controlled_from_here(endpoints.device);
     return channel_->open(endpoints);
 }
 
@@ -106,7 +108,7 @@ PvResult PvStreamBase::FlushPacketQueue() { return channel_->flush(); }
 
 std::uint32_t PvStreamBase::GetQueuedBufferCount() const { return channel_->held_buffers(); }
 
-std::uint32_t PvStreamBase::GetQueuedBufferMaximum() const { return stream::StreamChannel::most_buffers; }
+std::uint32_t PvStreamBase::GetQueuedBufferMaximum() const { return channel_->most_buffers(); }
 
 std::uint16_t PvStreamBase::GetLocalPort() const
 {

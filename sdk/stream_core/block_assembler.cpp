@@ -5,39 +5,55 @@
 namespace vex::stream {
 
 namespace gvsp = wire::gvsp;
-using Milliseconds = std::chrono::milliseconds;
 
 namespace {
 
-bool carries_data(gvsp::Status status) noexcept
+bool carries_data(const gvsp::Header& header) noexcept
 {
-    // devices mark packets that they send again with a status of its own, in either form of the header
-    return status == gvsp::Status::success || status == gvsp::Status::packet_resend;
+    // devices mark packets that they send again with a status of its own, in either form of the header, and end blocks
+    // that they could not read out fast enough with a trailer that says so
+    return header.status == gvsp::Status::success || header.status == gvsp::Status::packet_resend ||
+           (header.status == gvsp::Status::data_overrun && header.format == gvsp::Format::trailer);
 }
 
 }  // namespace
 
-void BlockAssembler::process(std::span<const net::Datagram> datagrams, time_point now)
+void BlockAssembler::set_settings(const StreamSettings& settings) noexcept
+{
+    if (settings.resend_packet_enable && !settings_.resend_packet_enable) {
+        unanswered_ = 0;
+    }
+    settings_ = settings;
+    terms_ = MissingPackets::Terms(settings);
+}
+
+void BlockAssembler::process(std::span<const net::Datagram> datagrams, time_point now, bool drained)
 {
     now_ = now;
+    drained_ = drained;
+    if (!datagrams.empty()) {
+        latest_packet_ = now;
+    }
     for (const net::Datagram& datagram : datagrams) {
         ++counters_.of(take_in(datagram));
         if (block_completed_) {
-            settle();
+            settle(false);
         }
     }
-    settle();
+    look_after();
 }
 
 void BlockAssembler::on_time(time_point now)
 {
     now_ = now;
-    settle();
+    drained_ = true;
+    look_after();
 }
 
 PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
 {
-    if (!device_.is_any() && datagram.source.address != device_) {
+    // what comes from the control port is no stream, whatever it looks like
+    if (!device_.is_any() && (datagram.source.address != device_ || datagram.source.port == wire::gvcp::port)) {
         return PacketFate::foreign;
     }
     const std::optional<gvsp::Packet> packet = gvsp::decode_packet(datagram.data);
@@ -47,13 +63,8 @@ PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
 PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
 {
     const gvsp::Header& header = packet.header;
-    if (!carries_data(header.status)) {
-        if (header.status == gvsp::Status::data_overrun) {
-            if (BlockFrame* frame = frame_of(header, nullptr)) {
-                frame->note_overrun();
-            }
-        }
-        return PacketFate::unavailable;
+    if (!carries_data(header)) {
+        return put_answer(packet);
     }
     if (header.format == gvsp::Format::leader) {
         return put_leader(packet);
@@ -62,7 +73,58 @@ PacketFate BlockAssembler::take_in(const gvsp::Packet& packet)
         return put_all_in(packet);
     }
     BlockFrame* frame = frame_of(header, nullptr);
-    return frame != nullptr ? put(*frame, packet) : PacketFate::late;
+    if (frame == nullptr) {
+        counters_.resends_unexpected += gvsp::is_resent(header) ? 1 : 0;
+        return PacketFate::late;
+    }
+    if (header.status == gvsp::Status::data_overrun) {
+        frame->note_overrun();
+    }
+    return put(*frame, packet);
+}
+
+/// A packet with a status instead of data. It opens no block.
+PacketFate BlockAssembler::put_answer(const gvsp::Packet& packet)
+{
+    const gvsp::Header& header = packet.header;
+    switch (header.status) {
+    case gvsp::Status::packet_unavailable:
+    case gvsp::Status::packet_removed: note_refusal(header, false); break;
+    case gvsp::Status::packet_and_previous_removed: note_refusal(header, true); break;
+    case gvsp::Status::packet_not_yet_available:
+    case gvsp::Status::packet_temporarily_unavailable: note_delay(header); break;
+    case gvsp::Status::data_overrun:
+        if (BlockFrame* frame = find(header)) {
+            frame->note_overrun();
+        }
+        break;
+    case gvsp::Status::local_problem: ++counters_.local_problems; break;
+    default: counters_.statuses_unknown += wire::gvcp::is_known(header.status) ? 0 : 1; break;
+    }
+    return PacketFate::unavailable;
+}
+
+void BlockAssembler::note_refusal(const gvsp::Header& header, bool all_before)
+{
+    note_answer();
+    BlockFrame* frame = find(header);
+    if (frame == nullptr) {
+        return;
+    }
+    // a device with nothing but one code for all says the same of a packet that it has not sent yet
+    if (is_newest(*frame) && header.packet_id >= frame->missing().next()) {
+        note_delay(header);
+    } else {
+        frame->missing().refuse(header.packet_id, all_before);
+    }
+}
+
+void BlockAssembler::note_delay(const gvsp::Header& header)
+{
+    note_answer();
+    if (BlockFrame* frame = find(header)) {
+        frame->missing().postpone(header.packet_id, now_ + terms_.timeout);
+    }
 }
 
 PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
@@ -73,8 +135,10 @@ PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
     }
     BlockFrame* frame = frame_of(packet.header, &*leader);
     if (frame == nullptr) {
+        counters_.resends_unexpected += gvsp::is_resent(packet.header) ? 1 : 0;
         return PacketFate::late;
     }
+    count_begin(*frame);
     const PacketFate fate = frame->put_leader(*leader, typical_);
     account(*frame, packet.header, fate);
     return fate;
@@ -82,13 +146,14 @@ PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
 
 PacketFate BlockAssembler::put(BlockFrame& frame, const gvsp::Packet& packet)
 {
+    count_begin(frame);
     PacketFate fate = PacketFate::unsupported;
     if (packet.header.format == gvsp::Format::payload) {
         fate = put_payload(frame, packet.header.packet_id, packet.payload);
     } else if (packet.header.format == gvsp::Format::trailer) {
-        const std::optional<gvsp::Trailer> trailer = gvsp::decode_trailer(packet.payload);
-        fate = trailer.has_value() ? frame.put_trailer(packet.header.packet_id, *trailer, counters_)
-                                   : PacketFate::malformed;
+        // its ID ends the block, whatever else there is to be read in it
+        const gvsp::Trailer trailer = gvsp::decode_trailer(packet.payload).value_or(gvsp::Trailer{});
+        fate = frame.put_trailer(packet.header.packet_id, trailer, counters_);
     } else {
         frame.note_unsupported();
     }
@@ -113,8 +178,10 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     }
     BlockFrame* frame = frame_of(packet.header, &*leader);
     if (frame == nullptr) {
+        counters_.resends_unexpected += gvsp::is_resent(packet.header) ? 1 : 0;
         return PacketFate::late;
     }
+    count_begin(*frame);
     PacketFate fate = PacketFate::unsupported;
     if (!gvsp::has_all_in_layout(*leader)) {
         frame->note_unsupported();
@@ -133,16 +200,29 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     return fate;
 }
 
-/// What every packet of a block in flight has in common.
+/// A packet of the block is there, before it is put in its place.
+void BlockAssembler::count_begin(BlockFrame& frame) noexcept
+{
+    counters_.blocks_begun += frame.has_begun() ? 0 : 1;
+    frame.touch(now_);
+}
+
+/// What every packet of a block in flight has in common, after it was put in its place.
 void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, PacketFate fate)
 {
-    frame.touch(now_);
+    const MissingPackets::Arrival arrival = frame.take_arrival();
     if (fate != PacketFate::stored) {
         frame.note_ignored();
     }
+    if (arrival != MissingPackets::Arrival::unasked) {
+        note_answer();
+        frame.note_expected_resend();
+        ++counters_.resends_expected;
+        counters_.resends_expected_single += arrival == MissingPackets::Arrival::asked_alone ? 1 : 0;
+    }
     if (gvsp::is_resent(header)) {
         ++counters_.packets_resent;
-        frame.note_resent();
+        counters_.resends_unexpected += arrival == MissingPackets::Arrival::unasked ? 1 : 0;
     }
     block_completed_ = block_completed_ || frame.complete();
 }
@@ -155,8 +235,11 @@ bool BlockAssembler::give_buffer(BlockFrame& frame)
     PvBuffer* buffer = port_.take();
     if (buffer == nullptr) {
         frame.drop();
+        ++starved_;
+        counters_.images_dropped += frame.is_image() ? 1 : 0;
         return false;
     }
+    starved_ = 0;
     frame.use(*buffer, typical_);
     return true;
 }
@@ -185,13 +268,39 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
     if (frame != nullptr) {
         return current_ = frame;
     }
-    if (open_count_ == window && !numbering_.has_ended(*order)) {
-        end_first(false);
+    while (open_count_ >= settings_.latency_level && !numbering_.has_ended(*order)) {
+        end_first(Ending::by_itself);
     }
     if (numbering_.has_ended(*order)) {
         return nullptr;
     }
+    open_missing_before(*order, header);
     return &open(*order, header.block_id);
+}
+
+/// Blocks of which nothing came are asked for, too, when few of them are missing before a new one.
+void BlockAssembler::open_missing_before(std::int64_t order, const gvsp::Header& header)
+{
+    constexpr std::int64_t most = 4;
+    const std::int64_t first = numbering_.newest() + 1;
+    const bool dropped_by_device =
+        header.extended_ids && (header.flags & gvsp::header_flag::previous_block_dropped) != 0;
+    if (!asks_for_resends() || dropped_by_device || order - first > most ||
+        open_count_ + static_cast<std::uint64_t>(std::max<std::int64_t>(order - first, 0)) >= settings_.latency_level) {
+        return;
+    }
+    for (std::int64_t missing = first; missing < order; ++missing) {
+        open(missing, numbering_.id_of(missing));
+    }
+}
+
+BlockFrame* BlockAssembler::find(const gvsp::Header& header) const noexcept
+{
+    if (!numbering_.has_begun()) {
+        return nullptr;
+    }
+    const std::optional<std::int64_t> order = numbering_.order_of(header);
+    return order.has_value() ? find(*order) : nullptr;
 }
 
 BlockFrame* BlockAssembler::find(std::int64_t order) const noexcept
@@ -213,7 +322,7 @@ BlockFrame& BlockAssembler::begin_numbering(const gvsp::Header& header)
 BlockFrame& BlockAssembler::begin_anew(const gvsp::Header& header)
 {
     while (open_count_ != 0) {
-        end_first(false);
+        end_first(Ending::by_itself);
     }
     numbering_.forget();
     ++counters_.restarts;
@@ -232,107 +341,7 @@ BlockFrame& BlockAssembler::open(std::int64_t order, std::uint64_t block_id)
     }
     open_[position] = &frame;
     current_ = &frame;
-    ++counters_.blocks_begun;
     return frame;
-}
-
-/// Ends, in block order, what is complete or given up.
-void BlockAssembler::settle()
-{
-    block_completed_ = false;
-    while (open_count_ != 0) {
-        const std::optional<time_point> due = next_deadline();
-        if (!open_[0]->complete() && (!due.has_value() || *due > now_)) {
-            return;
-        }
-        end_first(false);
-    }
-}
-
-std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const noexcept
-{
-    if (open_count_ == 0) {
-        return std::nullopt;
-    }
-    const BlockFrame& first = *open_[0];
-    const std::span<BlockFrame* const> later = in_flight().subspan(1);
-    if (std::ranges::any_of(later, [](const BlockFrame* frame) { return frame->complete(); })) {
-        return first.last_packet() +
-               std::min(Milliseconds(settings_.reordering_timeout_ms), Milliseconds(settings_.packet_timeout_ms));
-    }
-    if (!later.empty() || first.has_hole() || first.dropped()) {
-        return first.last_packet() + Milliseconds(settings_.packet_timeout_ms);
-    }
-    // a leader alone announces a block whose exposure may take any time
-    if (!first.has_payload()) {
-        return std::nullopt;
-    }
-    return first.last_packet() + Milliseconds(settings_.inter_packet_timeout_ms);
-}
-
-void BlockAssembler::end_first(bool aborted)
-{
-    BlockFrame& frame = *open_[0];
-    counters_.block_ids_missing += numbering_.note_end(
-        frame.order(), {.leader_seen = frame.has_leader(), .timestamp = frame.timestamp(), .at = now_});
-    deliver(frame, aborted);
-    remove(0);
-}
-
-void BlockAssembler::deliver(BlockFrame& frame, bool aborted)
-{
-    if (frame.buffer() == nullptr && aborted && !frame.dropped()) {
-        ++counters_.of(BlockFate::discarded);
-    } else if (frame.buffer() == nullptr && !give_buffer(frame)) {
-        ++counters_.of(BlockFate::no_buffer);
-    } else {
-        PvBuffer& buffer = *frame.buffer();
-        const BlockFate fate = frame.finish(aborted, typical_, counters_);
-        ++counters_.of(fate);
-        port_.deliver(buffer, fate);
-    }
-}
-
-void BlockAssembler::remove(std::size_t position) noexcept
-{
-    if (current_ == open_[position]) {
-        current_ = nullptr;
-    }
-    std::copy(open_.begin() + static_cast<std::ptrdiff_t>(position) + 1,
-              open_.begin() + static_cast<std::ptrdiff_t>(open_count_),
-              open_.begin() + static_cast<std::ptrdiff_t>(position));
-    --open_count_;
-}
-
-void BlockAssembler::abort()
-{
-    while (open_count_ != 0) {
-        end_first(true);
-    }
-}
-
-void BlockAssembler::discard()
-{
-    while (open_count_ != 0) {
-        const std::size_t last = open_count_ - 1;
-        if (PvBuffer* buffer = open_[last]->buffer()) {
-            port_.put_back(*buffer);
-        }
-        ++counters_.of(BlockFate::discarded);
-        remove(last);
-    }
-    numbering_.forget();
-}
-
-bool BlockAssembler::forget(const PvBuffer& buffer) noexcept
-{
-    for (BlockFrame* frame : in_flight()) {
-        if (frame->buffer() == &buffer) {
-            frame->drop();
-            return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace vex::stream

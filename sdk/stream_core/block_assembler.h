@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
@@ -27,6 +28,8 @@ public:
     virtual void deliver(PvBuffer& buffer, BlockFate fate) noexcept = 0;
     /// Takes back a buffer that was not used after all; it is the next to be taken.
     virtual void put_back(PvBuffer& buffer) noexcept = 0;
+    /// Asks the device to send packets again. The channel is the caller's to add.
+    virtual void request_resend(const wire::gvcp::PacketResend& range) noexcept = 0;
 
 protected:
     ~BufferPort() = default;
@@ -38,6 +41,8 @@ protected:
 ///   Without a buffer the block is dropped.
 /// - A block is delivered when leader, payload and trailer are there and all earlier blocks have ended. A lost trailer
 ///   does no harm when the payload is complete.
+/// - Packets that are missing, whole blocks and tails included, are asked for as the settings say. A block that may
+///   still be completed that way is waited for. A device that never answers is not asked any more.
 /// - Packets of blocks that have ended are late and ignored, unless they show that the device began to number its
 ///   blocks anew.
 ///
@@ -51,17 +56,26 @@ public:
     BlockAssembler(const BlockAssembler&) = delete;
     BlockAssembler& operator=(const BlockAssembler&) = delete;
 
-    void set_settings(const StreamSettings& settings) noexcept { settings_ = settings; }
+    void set_settings(const StreamSettings& settings) noexcept;
 
-    /// Takes in datagrams in their order of arrival, then ends what is due at `now`.
-    void process(std::span<const net::Datagram> datagrams, time_point now);
-    /// Ends what is due at `now`.
+    /// Whether missing packets may be asked for at all, if the settings say so; not by one that only watches what is
+    /// sent to others. True at first.
+    void allow_resends(bool allowed) noexcept { resends_allowed_ = allowed; }
+
+    /// Takes in datagrams in their order of arrival, then asks for and ends what is due at `now`. `drained` tells that
+    /// nothing more has been received: only then the time that a packet is overdue means something.
+    void process(std::span<const net::Datagram> datagrams, time_point now, bool drained = true);
+    /// Asks for and ends what is due at `now`; nothing has been received.
     void on_time(time_point now);
     /// The next time at which something may be due without a further packet; empty when nothing waits.
     [[nodiscard]] std::optional<time_point> next_deadline() const noexcept;
 
-    /// Ends all blocks in flight; their buffers are delivered as aborted.
-    void abort();
+    /// Ends all blocks in flight, by the client's wish or the stream's own; their buffers are delivered. Then any block
+    /// may come, when the stream reset itself.
+    void abort(Ending ending = Ending::aborted);
+    /// The stream reset itself for want of buffers, and what the system has received is not wanted any more. Forgotten
+    /// with the call.
+    [[nodiscard]] bool take_flush_request() noexcept { return std::exchange(flush_requested_, false); }
     /// Throws all blocks in flight away; their buffers are put back. The next packet may belong to any block.
     void discard();
     /// Ends the use of a buffer that is about to go away; what is left of its block is dropped. False when the buffer
@@ -69,30 +83,46 @@ public:
     bool forget(const PvBuffer& buffer) noexcept;
 
     [[nodiscard]] const Counters& counters() const noexcept { return counters_; }
-    [[nodiscard]] std::size_t blocks_in_flight() const noexcept { return open_count_; }
-
-    /// Blocks that can be in flight at once; one more ends the oldest.
-    static constexpr std::size_t window = 16;
+    /// Of which a packet came.
+    [[nodiscard]] std::size_t blocks_in_flight() const noexcept;
+    /// Whether missing packets are asked for: allowed, wanted, and the device answers.
+    [[nodiscard]] bool asks_for_resends() const noexcept;
 
 private:
     PacketFate take_in(const net::Datagram& datagram);
     PacketFate take_in(const wire::gvsp::Packet& packet);
+    PacketFate put_answer(const wire::gvsp::Packet& packet);
+    void note_refusal(const wire::gvsp::Header& header, bool all_before);
+    void note_delay(const wire::gvsp::Header& header);
     PacketFate put_leader(const wire::gvsp::Packet& packet);
     PacketFate put(BlockFrame& frame, const wire::gvsp::Packet& packet);
     PacketFate put_payload(BlockFrame& frame, std::uint32_t packet_id, std::span<const std::uint8_t> data);
     PacketFate put_all_in(const wire::gvsp::Packet& packet);
+    void count_begin(BlockFrame& frame) noexcept;
     void account(BlockFrame& frame, const wire::gvsp::Header& header, PacketFate fate);
 
     BlockFrame* frame_of(const wire::gvsp::Header& header, const wire::gvsp::Leader* leader);
     [[nodiscard]] BlockFrame* find(std::int64_t order) const noexcept;
+    [[nodiscard]] BlockFrame* find(const wire::gvsp::Header& header) const noexcept;
+    void open_missing_before(std::int64_t order, const wire::gvsp::Header& header);
     BlockFrame& begin_numbering(const wire::gvsp::Header& header);
     BlockFrame& begin_anew(const wire::gvsp::Header& header);
     BlockFrame& open(std::int64_t order, std::uint64_t block_id);
     bool give_buffer(BlockFrame& frame);
 
-    void settle();
-    void end_first(bool aborted);
-    void deliver(BlockFrame& frame, bool aborted);
+    void look_after();
+    void ask();
+    void send_request(const BlockFrame& frame, const MissingPackets::Request& request);
+    void note_answer() noexcept { unanswered_ = 0, answers_ = true; }
+    [[nodiscard]] std::optional<time_point> tail_time(const BlockFrame& frame) const noexcept;
+    void settle(bool by_time);
+    [[nodiscard]] bool is_over(const BlockFrame& first) const noexcept;
+    [[nodiscard]] std::optional<time_point> end_time(const BlockFrame& first) const noexcept;
+    [[nodiscard]] std::optional<time_point> patience(const BlockFrame& first) const noexcept;
+    [[nodiscard]] std::optional<time_point> idle_time() const noexcept;
+    [[nodiscard]] bool is_newest(const BlockFrame& frame) const noexcept { return open_[open_count_ - 1] == &frame; }
+    void end_first(Ending ending);
+    void deliver(BlockFrame& frame, Ending ending);
     void remove(std::size_t position) noexcept;
     [[nodiscard]] std::span<BlockFrame* const> in_flight() const noexcept { return {open_.data(), open_count_}; }
 
@@ -104,8 +134,18 @@ private:
     BlockNumbering numbering_;
     time_point now_;
 
-    std::array<BlockFrame, window> frames_;
-    std::array<BlockFrame*, window> open_{};  // in block order, the first open_count_ of them
+    bool drained_ = true;
+    time_point latest_packet_;  // of any block
+
+    bool resends_allowed_ = true;
+    MissingPackets::Terms terms_{settings_};
+    bool answers_ = false;          // the device has answered a request at some time
+    std::uint32_t unanswered_ = 0;  // blocks given up while it had not
+    bool flush_requested_ = false;
+    std::uint32_t starved_ = 0;  // blocks in a row without a buffer
+
+    std::array<BlockFrame, most_blocks_in_flight> frames_;
+    std::array<BlockFrame*, most_blocks_in_flight> open_{};  // in block order, the first open_count_ of them
     std::size_t open_count_ = 0;
     BlockFrame* current_ = nullptr;  // of the latest packet
     bool block_completed_ = false;   // by the packets since the last settling

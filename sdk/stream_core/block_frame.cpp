@@ -56,6 +56,10 @@ void BlockFrame::open(std::int64_t order, std::uint64_t block_id, time_point now
     block_id_ = block_id;
     first_packet_ = now;
     last_packet_ = now;
+    first_payload_ = now;
+    has_begun_ = false;
+    missing_packets_.open();
+    arrival_ = {};
     buffer_ = nullptr;
     memory_ = nullptr;
     capacity_ = 0;
@@ -76,7 +80,7 @@ void BlockFrame::open(std::int64_t order, std::uint64_t block_id, time_point now
     unsupported_ = false;
     failure_ = PvResult::OK;
     ignored_ = 0;
-    resent_ = 0;
+    expected_resends_ = 0;
 }
 
 void BlockFrame::forget_payload() noexcept
@@ -167,6 +171,7 @@ PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const Typica
         return PacketFate::redundant;
     }
     leader_seen_ = true;
+    arrived(0);
     read_announcement(leader);
     if (buffer_ != nullptr) {
         begin_buffer(typical);
@@ -183,6 +188,8 @@ PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Tr
         return PacketFate::malformed;
     }
     trailer_seen_ = true;
+    arrived(packet_id);
+    missing_packets_.close_tail();
     payload_packets_ = packet_id - 1;
     delivered_lines_ = trailer.size_y.value_or(0);
     if (short_id_ != 0 && short_id_ != payload_packets_) {
@@ -240,6 +247,7 @@ PacketFate BlockFrame::keep_unplaced(std::uint32_t packet_id, std::span<const st
     }
     unplaced_id_ = packet_id;
     highest_ = packet_id;
+    arrived(packet_id);
     return PacketFate::stored;
 }
 
@@ -254,6 +262,9 @@ void BlockFrame::place_unplaced(Counters& counters)
     if (fate != PacketFate::stored) {
         --counters.of(PacketFate::stored);
         ++counters.of(fate);
+    }
+    if (fate == PacketFate::malformed) {
+        missing_packets_.lose(id, last_packet_);
     }
 }
 
@@ -289,8 +300,10 @@ PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8
         length = static_cast<std::size_t>(announced_.most - offset);
     }
 
-    const bool in_order = packet_id >= highest_;
-    if (in_order) {
+    if (highest_ == 0) {
+        first_payload_ = last_packet_;
+    }
+    if (packet_id >= highest_) {
         highest_ = packet_id;
     } else {
         ++counters.packets_out_of_order;
@@ -298,6 +311,7 @@ PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8
     extent_ = std::max(extent_, offset + length);
     if (offset + length > capacity_) {
         ++outside_;
+        arrived(packet_id);
         return PacketFate::no_room;
     }
     try {
@@ -307,6 +321,7 @@ PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8
         return PacketFate::no_room;
     }
     std::memcpy(memory_ + offset, data.data(), length);
+    arrived(packet_id);
     ++received_;
     bytes_ += length;
     counters.stored_bytes += length;
@@ -329,6 +344,7 @@ void BlockFrame::take_back(std::uint32_t packet_id, std::uint32_t length, Counte
         --counters.of(PacketFate::stored);
         ++counters.of(PacketFate::malformed);
         ++ignored_;
+        missing_packets_.lose(packet_id, last_packet_);
     }
     if (packet_id == short_id_) {
         short_id_ = 0;
@@ -379,6 +395,21 @@ std::uint64_t BlockFrame::known_packets() const noexcept
 bool BlockFrame::has_hole() const noexcept
 {
     return !leader_seen_ || trailer_seen_ || received_ + outside_ != highest_;
+}
+
+bool BlockFrame::has_announced_payload() const noexcept
+{
+    return leader_seen_ && announced_.ends() && announced_.most != 0 && stride_ != 0 && all_payload_there();
+}
+
+std::optional<std::uint32_t> BlockFrame::probable_trailer(const TypicalBlock& typical) const noexcept
+{
+    const std::uint64_t known = known_packets();
+    const std::uint64_t packets = known != 0 ? known : typical.payload_packets;
+    if (packets == 0 || packets < highest_ || packets >= std::numeric_limits<std::uint32_t>::max()) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint32_t>(packets + 1);
 }
 
 bool BlockFrame::complete() const noexcept

@@ -6,11 +6,13 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/clock.h"
 #include "sdk/stream_core/counters.h"
+#include "sdk/stream_core/missing_packets.h"
 #include "sdk/stream_core/packet_bitmap.h"
 #include "sdk/wire/gvsp.h"
 
@@ -18,9 +20,17 @@ namespace vex::stream {
 
 /// What a block tells about the ones that follow it; used where their own packets have not told yet.
 struct TypicalBlock {
-    std::uint32_t stride = 0;        ///< data bytes of a full payload packet; 0 until one was seen
-    std::uint64_t payload_size = 0;  ///< bytes of the largest recent block of unannounced size
+    std::uint32_t stride = 0;           ///< data bytes of a full payload packet; 0 until one was seen
+    std::uint64_t payload_size = 0;     ///< bytes of the largest recent block of unannounced size
+    std::uint32_t payload_packets = 0;  ///< of the latest block whose trailer came; 0 until one did
     PvPayloadType payload_type = PvPayloadTypeUndefined;
+};
+
+/// Who ended a block.
+enum class Ending : std::uint8_t {
+    by_itself,     ///< it is complete, or waited for long enough
+    auto_aborted,  ///< the stream reset itself
+    aborted,       ///< the client
 };
 
 /// Puts the packets of one block in their places and keeps account of them.
@@ -41,8 +51,18 @@ public:
 
     [[nodiscard]] std::int64_t order() const noexcept { return order_; }
     [[nodiscard]] std::uint64_t block_id() const noexcept { return block_id_; }
+    /// When its latest packet came, or it was opened.
     [[nodiscard]] time_point last_packet() const noexcept { return last_packet_; }
-    void touch(time_point now) noexcept { last_packet_ = now; }
+    /// When its first payload packet came.
+    [[nodiscard]] time_point first_payload() const noexcept { return first_payload_; }
+    /// A packet comes now.
+    void touch(time_point now) noexcept
+    {
+        last_packet_ = now;
+        has_begun_ = true;
+    }
+    /// A packet of it came. Without one it is only known that there must be such a block.
+    [[nodiscard]] bool has_begun() const noexcept { return has_begun_; }
 
     [[nodiscard]] PvBuffer* buffer() const noexcept { return buffer_; }
     /// Uses `buffer` for the block, made ready for what is known of it.
@@ -53,7 +73,10 @@ public:
 
     [[nodiscard]] bool has_leader() const noexcept { return leader_seen_; }
     [[nodiscard]] std::uint64_t timestamp() const noexcept { return timestamp_; }
+    [[nodiscard]] bool is_image() const noexcept { return image_.has_value(); }
     [[nodiscard]] bool has_payload() const noexcept { return highest_ != 0; }
+    /// All payload is there by what the leader announced; no more than the trailer may be missing.
+    [[nodiscard]] bool has_announced_payload() const noexcept;
     /// A packet before the last one seen is missing. Without a hole, the rest may just not have been sent yet.
     [[nodiscard]] bool has_hole() const noexcept;
     /// Nothing more is to come.
@@ -68,11 +91,25 @@ public:
     void note_overrun() noexcept { data_overrun_ = true; }
     void note_unsupported() noexcept { unsupported_ = true; }
     void note_ignored() noexcept { ++ignored_; }
-    void note_resent() noexcept { ++resent_; }
 
-    /// Ends the block and records its outcome in the buffer, which it gives up. `aborted` tells that it was the client
-    /// who ended it. Returns how the block ended.
-    BlockFate finish(bool aborted, TypicalBlock& typical, Counters& counters);
+    [[nodiscard]] MissingPackets& missing() noexcept { return missing_packets_; }
+    [[nodiscard]] const MissingPackets& missing() const noexcept { return missing_packets_; }
+    /// Missing packets would complete the block.
+    [[nodiscard]] bool wants_missing() const noexcept
+    {
+        return !dropped_ && !unsupported_ && failure_ == PvResult::OK && outside_ == 0;
+    }
+    /// The ID of the trailer, as far as leader, payload or earlier blocks tell it.
+    [[nodiscard]] std::optional<std::uint32_t> probable_trailer(const TypicalBlock& typical) const noexcept;
+    /// How the packet put last had been asked for; forgotten with the call.
+    [[nodiscard]] MissingPackets::Arrival take_arrival() noexcept
+    {
+        return std::exchange(arrival_, MissingPackets::Arrival::unasked);
+    }
+    void note_expected_resend() noexcept { ++expected_resends_; }
+
+    /// Ends the block and records its outcome in the buffer, which it gives up. Returns how the block ended.
+    BlockFate finish(Ending ending, bool list_missing_packets, TypicalBlock& typical, Counters& counters);
 
 private:
     /// Payload bytes that a leader announces; where chunks of unknown size follow, `most` is without end.
@@ -99,7 +136,9 @@ private:
     [[nodiscard]] std::uint64_t short_end() const noexcept;
     [[nodiscard]] std::uint64_t known_packets() const noexcept;
     [[nodiscard]] bool all_payload_there() const noexcept;
-    [[nodiscard]] BlockFate fate(bool aborted) const noexcept;
+    [[nodiscard]] BlockFate fate(Ending ending) const noexcept;
+    [[nodiscard]] BlockFate incomplete_fate() const noexcept;
+    void arrived(std::uint32_t packet_id) { arrival_ = missing_packets_.arrived(packet_id, last_packet_); }
     [[nodiscard]] PvResult describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const;
     std::uint64_t list_missing(std::uint64_t packets);
     [[nodiscard]] acquisition::ImageStatus image_status() const noexcept;
@@ -108,6 +147,10 @@ private:
     std::uint64_t block_id_ = 0;
     time_point first_packet_;
     time_point last_packet_;
+    time_point first_payload_;
+    bool has_begun_ = false;
+    MissingPackets missing_packets_;
+    MissingPackets::Arrival arrival_{};
 
     PvBuffer* buffer_ = nullptr;
     std::uint8_t* memory_ = nullptr;
@@ -147,7 +190,7 @@ private:
     bool unsupported_ = false;
     PvResult::Code failure_ = PvResult::OK;
     std::uint32_t ignored_ = 0;
-    std::uint32_t resent_ = 0;
+    std::uint32_t expected_resends_ = 0;
     std::vector<acquisition::PacketRange> missing_;
 };
 

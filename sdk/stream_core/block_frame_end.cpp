@@ -16,10 +16,13 @@ constexpr std::uint64_t most_packets = 0xFFFFFFFE;
 
 }  // namespace
 
-BlockFate BlockFrame::fate(bool aborted) const noexcept
+BlockFate BlockFrame::fate(Ending ending) const noexcept
 {
-    if (aborted) {
+    if (ending == Ending::aborted) {
         return BlockFate::aborted;
+    }
+    if (ending == Ending::auto_aborted) {
+        return BlockFate::auto_aborted;
     }
     if (failure_ != PvResult::OK) {
         return BlockFate::failed;
@@ -30,13 +33,31 @@ BlockFate BlockFrame::fate(bool aborted) const noexcept
     if (outside_ != 0) {
         return BlockFate::buffer_too_small;
     }
-    return leader_seen_ && all_payload_there() ? BlockFate::complete : BlockFate::missing_packets;
+    if (!leader_seen_ || !all_payload_there()) {
+        return incomplete_fate();
+    }
+    return data_overrun_ ? BlockFate::image_error : BlockFate::complete;
+}
+
+/// Why packets are missing.
+BlockFate BlockFrame::incomplete_fate() const noexcept
+{
+    if (missing_packets_.refused()) {
+        return BlockFate::resends_failure;
+    }
+    if (missing_packets_.too_many()) {
+        return BlockFate::too_many_consecutive_resends;
+    }
+    return missing_packets_.exhausted() ? BlockFate::too_many_resends : BlockFate::missing_packets;
 }
 
 PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const
 {
     switch (fate) {
     case BlockFate::aborted: return PvResult::Aborted;
+    case BlockFate::auto_aborted: return PvResult::AutoAborted;
+    case BlockFate::image_error:
+        return failure(PvResult::ImageError, "Block ", block_id_, ": the device could not read out or send all data");
     case BlockFate::failed: return failure_;
     case BlockFate::invalid_format:
         return failure(PvResult::InvalidDataFormat, "Block ", block_id_,
@@ -47,6 +68,15 @@ PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t 
     case BlockFate::missing_packets:
         return failure(PvResult::MissingPackets, "Block ", block_id_, ": ", lost, " of ", packets,
                        " packets did not arrive");
+    case BlockFate::resends_failure:
+        return failure(PvResult::ResendsFailure, "Block ", block_id_, ": ", lost, " of ", packets,
+                       " packets did not arrive, and the device has them no more");
+    case BlockFate::too_many_resends:
+        return failure(PvResult::TooManyResends, "Block ", block_id_, ": ", lost, " of ", packets,
+                       " packets did not arrive although they were asked for again");
+    case BlockFate::too_many_consecutive_resends:
+        return failure(PvResult::TooManyConsecutiveResends, "Block ", block_id_, ": ", lost, " of ", packets,
+                       " packets did not arrive, more in a row than may be asked for");
     default: return PvResult::OK;
     }
 }
@@ -122,10 +152,10 @@ void BlockFrame::settle_payload(const TypicalBlock& typical, Counters& counters)
     }
 }
 
-BlockFate BlockFrame::finish(bool aborted, TypicalBlock& typical, Counters& counters)
+BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBlock& typical, Counters& counters)
 {
     settle_payload(typical, counters);
-    const BlockFate end_fate = fate(aborted);
+    const BlockFate end_fate = fate(ending);
     const std::uint64_t known = known_packets();
     const std::uint64_t packets =
         std::min(known != 0 || trailer_seen_ ? known : std::max<std::uint64_t>(highest_, 1), most_packets);
@@ -140,21 +170,26 @@ BlockFate BlockFrame::finish(bool aborted, TypicalBlock& typical, Counters& coun
         end.result = PvResult::NotEnoughMemory;
     }
     end.acquired_size = bytes_;
-    end.expected_resend_count = resent_;
+    end.expected_resend_count = expected_resends_;
     end.lost_packet_count =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(lost, std::numeric_limits<std::uint32_t>::max()));
     end.ignored_packet_count = ignored_;
-    end.missing = missing_;
+    if (list_missing_packets) {
+        end.missing = missing_;
+    }
     end.status = image_status();
     if (delivered_lines_ != 0) {
         end.delivered_lines = delivered_lines_;
     }
     acquisition::finish(*buffer_, end);
 
-    counters.packets_lost += aborted ? 0 : lost;
+    counters.packets_lost += ending == Ending::by_itself ? lost : 0;
     counters.data_overruns += end.status.data_overrun ? 1 : 0;
     counters.partial_line_missing += end.status.partial_line_missing ? 1 : 0;
     counters.full_line_missing += end.status.full_line_missing ? 1 : 0;
+    counters.eof_by_line_count += end.status.eof_by_line_count ? 1 : 0;
+    counters.interlaced_even += end.status.interlaced_even ? 1 : 0;
+    counters.interlaced_odd += end.status.interlaced_odd ? 1 : 0;
     if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage) {
         ++counters.images;
     }
@@ -171,6 +206,9 @@ void BlockFrame::tell(TypicalBlock& typical) const noexcept
 {
     if (received_ > 1 || (received_ == 1 && highest_ == 1)) {
         typical.stride = stride_;
+    }
+    if (trailer_seen_) {
+        typical.payload_packets = static_cast<std::uint32_t>(std::min<std::uint64_t>(payload_packets_, most_packets));
     }
     if (leader_seen_) {
         typical.payload_type = payload_type_;

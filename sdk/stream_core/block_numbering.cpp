@@ -71,6 +71,16 @@ bool BlockNumbering::is_new_beginning(std::int64_t order, const wire::gvsp::Head
     return now - ended.at > latest;
 }
 
+std::uint64_t BlockNumbering::id_of(std::int64_t order) const noexcept
+{
+    std::uint64_t id = newest_id_;
+    for (std::int64_t at = newest_; at < order; ++at) {
+        const bool to_zero = zero_is_an_id_ && !extended_ids_ && id == wire::gvsp::largest_standard_block_id;
+        id = to_zero ? 0 : wire::gvsp::next_block_id(id, extended_ids_);
+    }
+    return id;
+}
+
 void BlockNumbering::note_begin(std::int64_t order, std::uint64_t block_id) noexcept
 {
     if (order > newest_) {

@@ -51,6 +51,11 @@ public:
     [[nodiscard]] bool is_new_beginning(std::int64_t order, const wire::gvsp::Header& header,
                                         const wire::gvsp::Leader* leader, time_point now) const noexcept;
 
+    /// The order of the newest block that has begun.
+    [[nodiscard]] std::int64_t newest() const noexcept { return newest_; }
+    /// The ID of a block of which only the order is known, at most a few blocks away from the newest one.
+    [[nodiscard]] std::uint64_t id_of(std::int64_t order) const noexcept;
+
     /// Notes a block that has begun.
     void note_begin(std::int64_t order, std::uint64_t block_id) noexcept;
     /// Notes the end of a block that comes after all that have ended. Returns the number of blocks between of which

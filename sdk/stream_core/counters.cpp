@@ -62,4 +62,10 @@ std::uint64_t Counters::failed_blocks() const noexcept
            of(BlockFate::discarded);
 }
 
+std::uint64_t Counters::blocks_received() const noexcept
+{
+    return std::accumulate(blocks.begin(), blocks.end(), std::uint64_t{0}) - of(BlockFate::aborted) -
+           of(BlockFate::no_buffer) - of(BlockFate::discarded);
+}
+
 }  // namespace vex::stream

@@ -81,6 +81,9 @@ struct Counters {
     /// Blocks that reached the client other than complete, or did not reach it at all.
     [[nodiscard]] std::uint64_t failed_blocks() const noexcept;
 
+    /// Blocks that were handed to the client, complete or not, without those that it aborted.
+    [[nodiscard]] std::uint64_t blocks_received() const noexcept;
+
     [[nodiscard]] std::uint64_t& of(PacketFate fate) noexcept { return packets[static_cast<std::size_t>(fate)]; }
     [[nodiscard]] std::uint64_t of(PacketFate fate) const noexcept { return packets[static_cast<std::size_t>(fate)]; }
     [[nodiscard]] std::uint64_t& of(BlockFate fate) noexcept { return blocks[static_cast<std::size_t>(fate)]; }

@@ -10,7 +10,6 @@
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
 #include "sdk/net/receive_backends.h"
-#include "sdk/stream_core/work_lock.h"
 
 namespace vex::stream {
 
@@ -32,11 +31,10 @@ PvResult not_open() { return failure(PvResult::NotConnected, "The stream is not 
 
 }  // namespace
 
-StreamChannel::StreamChannel(const net::Clock& clock) : clock_(clock)
-{
-    idle_.reserve(most_buffers);
-    ready_.reserve(most_buffers);
-}
+StreamChannel::StreamChannel(const net::Clock& clock)
+    : clock_(clock), most_idle_(settings_.maximum_pre_queued_buffers),
+      most_ready_(settings_.maximum_internal_retrieve_buffers)
+{}
 
 StreamChannel::~StreamChannel() { close(); }
 
@@ -79,9 +77,10 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
                                           .largest_packet = largest_packet,
                                           .batch = packets_per_batch});
         {
-            const WorkLock work(*this);
+            const std::lock_guard work(work_);
             assembler_ = std::make_unique<BlockAssembler>(static_cast<BufferPort&>(*this), endpoints.device);
             assembler_->set_settings(settings_);
+            assembler_->allow_resends(endpoints.may_ask);
         }
         {
             const std::lock_guard lock(queues_);
@@ -89,10 +88,11 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             endpoints_.port = socket_.local().port;
             open_ = true;
             ++session_;
-            counters_ = {};
             reset_at_ = {};
+            queue_counters_ = {};
             rates_.reset();
             pipeline_drops_ = 0;
+            request_since_ = clock_.now();
         }
         stop_ = false;
         thread_ = std::thread([this] { receive_loop(); });
@@ -136,8 +136,9 @@ void StreamChannel::close()
     receiver_.reset();
     socket_.close();
     {
-        const WorkLock work(*this);
+        const std::lock_guard work(work_);
         assembler_->abort();
+        ended_counters_ = assembler_->counters();
         assembler_.reset();
         give_all_back();
     }
@@ -148,7 +149,7 @@ void StreamChannel::give_all_back()
 {
     const std::lock_guard lock(queues_);
     for (PvBuffer* buffer : idle_) {
-        mark_aborted(*buffer);
+        mark_unfilled(*buffer, PvResult::Aborted);
         acquisition::release(*buffer, *this);
     }
     for (PvBuffer* buffer : ready_) {
@@ -158,10 +159,10 @@ void StreamChannel::give_all_back()
     ready_.clear();
 }
 
-void StreamChannel::mark_aborted(PvBuffer& buffer) noexcept
+void StreamChannel::mark_unfilled(PvBuffer& buffer, PvResult::Code result) noexcept
 {
     acquisition::begin(buffer, {.payload_type = buffer.GetPayloadType()});
-    acquisition::finish(buffer, {.result = PvResult::Aborted});
+    acquisition::finish(buffer, {.result = result});
 }
 
 PvResult StreamChannel::queue(PvBuffer* buffer, const Claim* claim)
@@ -171,13 +172,23 @@ PvResult StreamChannel::queue(PvBuffer* buffer, const Claim* claim)
     }
     const std::lock_guard lock(queues_);
     if (PvResult refused = refusal(claim); !refused.IsOK()) {
+        count_refusal(refused);
         return refused;
     }
-    if (idle_.size() + ready_.size() + filling_ >= most_buffers) {
-        return failure(PvResult::ErrOverflow, "The queue holds ", most_buffers, " buffers already");
+    if (idle_.size() + filling_ >= most_idle_) {
+        ++queue_counters_.refused_by_state;
+        return failure(PvResult::ErrOverflow, "The queue holds ", most_idle_, " buffers already");
     }
+    // with room for all from the start, so that nothing can fail when a block is done
+    const std::size_t held = idle_.size() + ready_.size() + filling_ + 1;
+    idle_.reserve(held);
+    ready_.reserve(held);
     if (!acquisition::hold(*buffer, *this)) {
+        ++queue_counters_.refused_by_state;
         return failure(PvResult::StateError, "The buffer is queued already");
+    }
+    if (idle_.empty()) {
+        request_since_ = clock_.now();
     }
     idle_.push_back(buffer);
     return PvResult::OK;
@@ -188,15 +199,25 @@ PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, 
 {
     buffer = nullptr;
     std::unique_lock lock(queues_);
+    const std::uint64_t underruns = underruns_;
     PvResult result = wait_for_block(lock, timeout_ms, claim);
     if (result.IsOK()) {
         buffer = ready_.front();
         ready_.erase(ready_.begin());
         operation_result = buffer->GetOperationResult();
         acquisition::release(*buffer, *this);
-    } else {
-        operation_result = result;
+        return result;
     }
+    if (result.GetCode() == PvResult::Timeout) {
+        ++queue_counters_.retrievals_timed_out;
+        const bool starved = underruns_ != underruns;
+        lock.unlock();
+        result = failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
+                         starved ? ": blocks arrived for which no buffer was queued" : what_came_so_far());
+    } else {
+        count_refusal(result);
+    }
+    operation_result = result;
     return result;
 }
 
@@ -206,7 +227,6 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
         return refused;
     }
     const std::uint64_t session = session_;
-    const std::uint64_t underruns = underruns_;
     const std::uint64_t user = claim_;
     const auto closed = [&] { return !open_ || session_ != session; };
     const auto leaving = [&] { return claim != nullptr && claim->leaving; };
@@ -228,30 +248,12 @@ PvResult StreamChannel::wait_for_block(std::unique_lock<std::mutex>& lock, std::
     if (leaving()) {
         return failure(PvResult::Aborted, "The claimant leaves the stream");
     }
-    return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
-                   (underruns_ != underruns ? ": blocks arrived for which no buffer was queued" : what_came_so_far()));
-}
-
-/// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come. With `queues_` held.
-std::string StreamChannel::what_came_so_far() const
-{
-    if (counters_.blocks_begun != 0) {
-        return {};
-    }
-    const std::string way = endpoints_.device.to_string() + " to " + endpoints_.local.to_string() + ", port " +
-                            std::to_string(endpoints_.port);
-    if (counters_.of(PacketFate::foreign) != 0) {
-        return ": no packet has come from " + way + ", but from other senders";
-    }
-    if (counters_.of(PacketFate::malformed) != 0) {
-        return ": what has come from " + way + " is not a stream";
-    }
-    return ": no packet has ever come from " + way;
+    return PvResult::Timeout;
 }
 
 PvResult StreamChannel::abort()
 {
-    const WorkLock work(*this);
+    const std::lock_guard work(work_);
     if (assembler_ == nullptr) {
         return not_open();
     }
@@ -266,7 +268,7 @@ void StreamChannel::abort_all()
     {
         const std::lock_guard lock(queues_);
         for (PvBuffer* buffer : idle_) {
-            mark_aborted(*buffer);
+            mark_unfilled(*buffer, PvResult::Aborted);
             ready_.push_back(buffer);
         }
         idle_.clear();
@@ -299,54 +301,6 @@ std::optional<Endpoints> StreamChannel::endpoints() const
     return open_ ? std::optional(endpoints_) : std::nullopt;
 }
 
-Statistics StreamChannel::statistics() const
-{
-    const net::Clock::time_point now = clock_.now();
-    const std::lock_guard lock(queues_);
-    return {counters_.since(reset_at_), pipeline_drops_, rates_.current(now), rates_.average(), rates_.sampling_time()};
-}
-
-void StreamChannel::reset_statistics()
-{
-    const std::lock_guard lock(queues_);
-    reset_at_ = counters_;
-    rates_.reset();
-    pipeline_drops_ = 0;
-}
-
-StreamSettings StreamChannel::settings() const
-{
-    const WorkLock work(*this);
-    return settings_;
-}
-
-PvResult StreamChannel::set(const NumberSetting& setting, std::uint32_t value)
-{
-    if (value < setting.min || value > setting.max) {
-        return failure(PvResult::InvalidParameter, setting.name, " takes ", setting.min, " to ", setting.max,
-                       *setting.unit != 0 ? " " : "", setting.unit, ", not ", value);
-    }
-    const WorkLock work(*this);
-    settings_.*setting.value = value;
-    apply_settings();
-    return PvResult::OK;
-}
-
-void StreamChannel::set(const SwitchSetting& setting, bool value)
-{
-    const WorkLock work(*this);
-    settings_.*setting.value = value;
-    apply_settings();
-}
-
-/// With `work_` held.
-void StreamChannel::apply_settings()
-{
-    if (assembler_ != nullptr) {
-        assembler_->set_settings(settings_);
-    }
-}
-
 void StreamChannel::receive_loop()
 {
     name_this_thread("pv-stream");
@@ -356,9 +310,6 @@ void StreamChannel::receive_loop()
         if (flush_wanted_) {
             flush_received();
             continue;
-        }
-        while (waiting_for_work_.load(std::memory_order_relaxed) != 0) {
-            std::this_thread::yield();
         }
         const std::lock_guard work(work_);
         wait = take_in(datagrams);
@@ -370,19 +321,41 @@ std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> 
 {
     const net::Clock::time_point now = clock_.now();
     try {
-        assembler_->process(datagrams, now);
+        assembler_->process(datagrams, now, receiver_->drained());
     } catch (const std::bad_alloc&) {
         // the rest of the batch is lost like packets on the wire
     }
-    {
-        const std::lock_guard lock(queues_);
-        counters_ = assembler_->counters();
+    expire_request(now);
+    if (assembler_->take_flush_request()) {
+        flush_wanted_ = true;
     }
     const auto deadline = assembler_->next_deadline();
     if (!deadline.has_value()) {
         return longest_wait;
     }
     return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(*deadline - now), 0ms, longest_wait);
+}
+
+/// Gives the first buffer back when no block has come for it in time. With `work_` held.
+void StreamChannel::expire_request(net::Clock::time_point now)
+{
+    if (settings_.request_timeout_ms == 0) {
+        return;
+    }
+    {
+        const std::lock_guard lock(queues_);
+        if (idle_.empty() || filling_ != 0 ||
+            now < request_since_ + std::chrono::milliseconds(settings_.request_timeout_ms)) {
+            return;
+        }
+        PvBuffer* buffer = idle_.front();
+        idle_.erase(idle_.begin());
+        request_since_ = now;
+        ++queue_counters_.requests_expired;
+        mark_unfilled(*buffer, PvResult::Timeout);
+        ready_.push_back(buffer);
+    }
+    changed_.notify_one();
 }
 
 /// Throws away what the system has received, and the blocks in flight.
@@ -395,7 +368,6 @@ void StreamChannel::flush_received()
         const std::lock_guard work(work_);
         assembler_->discard();
         const std::lock_guard lock(queues_);
-        counters_ = assembler_->counters();
         flush_wanted_ = false;
         ++flushes_done_;
     }
@@ -412,6 +384,7 @@ PvBuffer* StreamChannel::take() noexcept
     PvBuffer* buffer = idle_.front();
     idle_.erase(idle_.begin());
     ++filling_;
+    request_since_ = clock_.now();
     return buffer;
 }
 
@@ -421,13 +394,34 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
     {
         const std::lock_guard lock(queues_);
         --filling_;
-        counters_ = assembler_->counters();
         if (fate != BlockFate::aborted) {
             rates_.add(buffer.GetAcquiredSize(), now);
+        }
+        if (ready_.size() >= most_ready_) {
+            recycle_oldest();
         }
         ready_.push_back(&buffer);
     }
     changed_.notify_one();
+}
+
+/// Nobody came for the oldest filled buffer. With `queues_` held.
+void StreamChannel::recycle_oldest() noexcept
+{
+    idle_.push_back(ready_.front());
+    ready_.erase(ready_.begin());
+    ++queue_counters_.blocks_recycled;
+}
+
+/// On the receive thread, which sends from the stream's own port: the device answers there, in the stream.
+void StreamChannel::request_resend(const wire::gvcp::PacketResend& range) noexcept
+{
+    wire::gvcp::PacketResend request = range;
+    request.channel = endpoints_.channel;
+    latest_request_id_ = latest_request_id_ % 0xFFFF + 1;
+    const auto message = wire::gvcp::packet_resend(static_cast<std::uint16_t>(latest_request_id_), request);
+    // one that gets lost, here or on its way, is repeated
+    static_cast<void>(socket_.send_to({endpoints_.device, wire::gvcp::port}, message.bytes()));
 }
 
 void StreamChannel::put_back(PvBuffer& buffer) noexcept
@@ -440,7 +434,7 @@ void StreamChannel::put_back(PvBuffer& buffer) noexcept
 /// On the thread that destroys the buffer.
 void StreamChannel::buffer_destroyed(PvBuffer& buffer) noexcept
 {
-    const WorkLock work(*this);
+    const std::lock_guard work(work_);
     const bool filling = assembler_ != nullptr && assembler_->forget(buffer);
     const std::lock_guard lock(queues_);
     if (filling) {

@@ -15,6 +15,7 @@
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/address.h"
+#include "sdk/base/turn_mutex.h"
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
@@ -30,6 +31,16 @@ struct Endpoints {
     Ipv4Address local{};                 ///< of the receiving interface
     std::uint16_t port = 0;              ///< 0: the system chooses
     std::optional<Ipv4Address> group{};  ///< multicast
+    bool may_ask = true;                 ///< missing packets may be asked for
+};
+
+/// What became of the client's buffers and calls.
+struct QueueCounters {
+    std::uint64_t requests_expired = 0;  ///< buffers that came back unfilled after RequestTimeout
+    std::uint64_t blocks_recycled = 0;   ///< filled buffers put back, as MaximumInternalRetrieveBuffers wait already
+    std::uint64_t retrievals_timed_out = 0;  ///< calls
+    std::uint64_t refused_by_state = 0;      ///< calls that the stream's or the buffer's state did not allow
+    std::uint64_t refused_as_closed = 0;     ///< calls while the stream was closed
 };
 
 /// What has a stream to itself: while it is claimed only the claimant queues and retrieves. A claim ends with the
@@ -42,15 +53,16 @@ struct Claim {
 /// Counters and rates, as of one moment.
 struct Statistics {
     Counters counters;
+    QueueCounters queue;
     std::uint64_t pipeline_blocks_dropped = 0;  ///< blocks that a pipeline threw away for newer ones
     RateMeter::Rates current;
     RateMeter::Rates average;
     net::Clock::duration sampling_time{};
 };
 
-/// One thread receives, assembles and delivers; any number of others queue and retrieve. Two locks: `work_` is held
-/// while a batch of packets is taken in, and by whoever takes buffers away from the assembler; `queues_` guards the
-/// queues and is held for moments only. `work_` is taken first.
+/// One thread receives, assembles, asks for what is missing and delivers; any number of others queue and retrieve. Two
+/// locks: `work_` is held while a batch of packets is taken in, and by whoever takes buffers away from the assembler or
+/// reads its counters; `queues_` guards the queues and is held for moments only. `work_` is taken first.
 ///
 /// Thread safety: all members may be called from any thread; destruction needs that none is running.
 class StreamChannel final : private BufferPort, private acquisition::Holder {
@@ -69,6 +81,7 @@ public:
     PvResult abort();
     PvResult flush();
     [[nodiscard]] std::uint32_t held_buffers() const;
+    [[nodiscard]] std::uint32_t most_buffers() const;
     /// Nothing when closed; the port is the one in use.
     [[nodiscard]] std::optional<Endpoints> endpoints() const;
 
@@ -92,15 +105,13 @@ public:
     PvResult set(const NumberSetting& setting, std::uint32_t value);
     void set(const SwitchSetting& setting, bool value);
 
-    static constexpr std::uint32_t most_buffers = 512;
     static constexpr std::uint32_t wait_forever = 0xFFFFFFFF;
 
 private:
-    class WorkLock;
-
     [[nodiscard]] PvBuffer* take() noexcept override;
     void deliver(PvBuffer& buffer, BlockFate fate) noexcept override;
     void put_back(PvBuffer& buffer) noexcept override;
+    void request_resend(const wire::gvcp::PacketResend& range) noexcept override;
     void buffer_destroyed(PvBuffer& buffer) noexcept override;
 
     [[nodiscard]] net::UdpSocket open_socket(const Endpoints& endpoints) const;
@@ -109,12 +120,16 @@ private:
     void flush_received();
     void give_all_back();
     void apply_settings();
-    void abort_all();
-    static void mark_aborted(PvBuffer& buffer) noexcept;
+    void expire_request(net::Clock::time_point now);
+    void recycle_oldest() noexcept;
+    [[nodiscard]] Counters counters() const;
     [[nodiscard]] std::string what_came_so_far() const;
+    static void mark_unfilled(PvBuffer& buffer, PvResult::Code result) noexcept;
+    void abort_all();
     [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms,
                                           const Claim* claim);
     [[nodiscard]] PvResult refusal(const Claim* claim) const;
+    void count_refusal(const PvResult& refusal) noexcept;
 
     const net::Clock& clock_;
     std::mutex lifecycle_;  // open and close, one at a time
@@ -125,9 +140,9 @@ private:
     std::thread thread_;
     std::atomic<bool> stop_{false};
 
-    mutable std::mutex work_;
-    mutable std::atomic<int> waiting_for_work_{0};
+    mutable TurnMutex work_;  // the receive thread takes it all the time
     std::unique_ptr<BlockAssembler> assembler_;
+    Counters ended_counters_;  // of the latest opening, once it ended
     StreamSettings settings_;
 
     mutable std::mutex queues_;
@@ -138,17 +153,20 @@ private:
     std::uint64_t claim_ = 0;    // 0 when nobody has the stream to itself
     std::uint64_t last_claim_ = 0;
     Endpoints endpoints_;
-    // with room for all buffers from the start, so that nothing can fail when a block is done
     std::vector<PvBuffer*> idle_;
     std::vector<PvBuffer*> ready_;
     std::uint32_t filling_ = 0;
     std::uint64_t underruns_ = 0;
     std::atomic<bool> flush_wanted_{false};
     std::uint64_t flushes_done_ = 0;
-    Counters counters_;  // of this opening, as of the last batch
-    Counters reset_at_;  // subtracted from them
+    Counters reset_at_;  // subtracted from the counters
     RateMeter rates_;
     std::uint64_t pipeline_drops_ = 0;
+    std::uint32_t most_idle_;               // by the settings
+    std::uint32_t most_ready_;              // by the settings
+    net::Clock::time_point request_since_;  // a buffer has waited to be filled, and none was taken
+    QueueCounters queue_counters_;
+    std::uint32_t latest_request_id_ = 0;  // the receive thread's
 };
 
 }  // namespace vex::stream

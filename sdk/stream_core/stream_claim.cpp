@@ -1,7 +1,6 @@
 // One user that has the stream to itself.
 #include "sdk/base/failure.h"
 #include "sdk/stream_core/stream_channel.h"
-#include "sdk/stream_core/work_lock.h"
 
 namespace vex::stream {
 
@@ -28,7 +27,7 @@ PvResult StreamChannel::make_claim(Claim& claim)
 
 void StreamChannel::begin_to_leave(Claim& claim)
 {
-    const WorkLock work(*this);
+    const std::lock_guard work(work_);
     {
         const std::lock_guard lock(queues_);
         if (claim_ == 0 || claim_ != claim.number) {
@@ -42,7 +41,7 @@ void StreamChannel::begin_to_leave(Claim& claim)
 void StreamChannel::release_claim(const Claim& claim)
 {
     {
-        const WorkLock work(*this);
+        const std::lock_guard work(work_);
         {
             const std::lock_guard lock(queues_);
             if (claim_ == 0 || claim_ != claim.number) {
@@ -74,6 +73,16 @@ PvResult StreamChannel::refusal(const Claim* claim) const
     }
     return claim != nullptr ? failure(PvResult::NotConnected, "The stream was closed")
                             : failure(PvResult::StateError, "A pipeline is running on the stream and has it to itself");
+}
+
+/// With `queues_` held.
+void StreamChannel::count_refusal(const PvResult& refusal) noexcept
+{
+    if (refusal.GetCode() == PvResult::NotConnected) {
+        ++queue_counters_.refused_as_closed;
+    } else if (refusal.GetCode() == PvResult::StateError) {
+        ++queue_counters_.refused_by_state;
+    }
 }
 
 void StreamChannel::count_pipeline_drop() noexcept

@@ -20,7 +20,7 @@ struct StreamSettings {
 
     bool resend_packet_enable = true;
     std::uint32_t resend_delay_us = 500;
-    std::uint32_t resend_request_timeout_ms = 20;
+    std::uint32_t resend_request_timeout_ms = 10;
     std::uint32_t maximum_resend_request_retry_by_packet = 3;
     std::uint32_t maximum_resend_group_size = 64;
     std::uint32_t maximum_pending_resends = 512;

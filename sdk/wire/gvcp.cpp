@@ -14,6 +14,12 @@ constexpr std::uint8_t command_key = 0x42;
 
 }  // namespace
 
+namespace {
+
+constexpr const char* unknown_status = "unknown status";
+
+}  // namespace
+
 const char* text_of(Status status) noexcept
 {
     switch (status) {
@@ -44,8 +50,10 @@ const char* text_of(Status status) noexcept
     case Status::leader_trailer_overflow: return "leader or trailer overflow";
     case Status::error: return "error";
     }
-    return "unknown status";
+    return unknown_status;
 }
+
+bool is_known(Status status) noexcept { return text_of(status) != unknown_status; }
 
 std::optional<CommandView> decode_command(std::span<const std::uint8_t> datagram) noexcept
 {

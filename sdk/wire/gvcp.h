@@ -92,6 +92,8 @@ enum class Status : std::uint16_t {
 
 /// A status in words ("access denied"); "unknown status" for a code that has no name.
 [[nodiscard]] const char* text_of(Status status) noexcept;
+/// Whether the code has a name.
+[[nodiscard]] bool is_known(Status status) noexcept;
 
 /// A command as received. `payload` is exactly as long as the header says; bytes beyond it in the datagram are dropped.
 struct CommandView {

@@ -77,6 +77,10 @@ public:
         --taken;
         idle.push_front(&buffer);
     }
+    void request_resend(const wire::gvcp::PacketResend& range) noexcept override
+    {
+        require(range.first_packet <= range.last_packet);
+    }
 };
 
 void check_sums(const stream::BlockAssembler& assembler, std::uint64_t datagrams)
@@ -92,7 +96,7 @@ void check_sums(const stream::BlockAssembler& assembler, std::uint64_t datagrams
         blocks += count;
     }
     require(blocks + assembler.blocks_in_flight() == counters.blocks_begun);
-    require(assembler.blocks_in_flight() <= stream::BlockAssembler::window);
+    require(assembler.blocks_in_flight() <= stream::most_blocks_in_flight);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "sdk/control/turn_mutex.h"
+#include "sdk/base/turn_mutex.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ using namespace vex;
 
 namespace {
 
-using control::TurnMutex;
+using vex::TurnMutex;
 
 TEST(TurnMutex, GoesToWhoWaitsBeforeWhoComesBack)
 {

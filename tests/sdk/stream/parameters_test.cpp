@@ -32,6 +32,8 @@ protected:
         ASSERT_TRUE(result.IsOK()) << result.description();
         parameters = stream.GetParameters();
         ASSERT_NE(parameters, nullptr);
+        // nobody answers; the tests of requests switch them on
+        ASSERT_TRUE(parameters->SetBooleanValue("ResendPacketEnable", false).IsOK());
         for (PvBuffer& buffer : buffers) {
             ASSERT_TRUE(buffer.Alloc(64).IsOK());
         }

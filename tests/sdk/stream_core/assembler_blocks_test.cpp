@@ -134,7 +134,7 @@ TEST_F(AssemblerBlocks, InterleavedBlocksDoNotDisturbEachOther)
 TEST_F(AssemblerBlocks, EndsTheOldestBlockWhenTooManyAreInFlight)
 {
     queue(20, 64);
-    const std::size_t window = stream::BlockAssembler::window;
+    const std::size_t window = settings.latency_level;
     for (std::uint64_t id = 1; id <= window + 1; ++id) {
         receive(packets::image_leader({.id = id}, image_8x8, id));
         receive(packets::payload({.id = id}, 1, picture(stride, id)));

@@ -89,6 +89,7 @@ class Port final : public vex::stream::BufferPort {
 public:
     std::deque<PvBuffer*> idle;
     std::vector<Delivered> delivered;
+    std::vector<vex::wire::gvcp::PacketResend> requests;
 
 private:
     PvBuffer* take() noexcept override
@@ -105,10 +106,19 @@ private:
         delivered.push_back({&buffer, fate});
     }
     void put_back(PvBuffer& buffer) noexcept override { idle.push_front(&buffer); }
+    void request_resend(const vex::wire::gvcp::PacketResend& range) noexcept override { requests.push_back(range); }
 };
 
+/// Nothing is asked for again, unless a test says so.
 class Assembly : public testing::Test {
 protected:
+    Assembly()
+    {
+        settings.resend_packet_enable = false;
+        apply_settings();
+    }
+    void apply_settings() { assembler.set_settings(settings); }
+
     /// Queues `count` buffers of `size` bytes of the test's own memory.
     void queue(std::size_t count, std::uint32_t size)
     {
@@ -167,6 +177,7 @@ protected:
 
     void TearDown() override { expect_counters_add_up(); }
 
+    vex::stream::StreamSettings settings;
     Port port;
     vex::stream::BlockAssembler assembler{port, camera};
     vex::net::Clock::time_point now{100s};

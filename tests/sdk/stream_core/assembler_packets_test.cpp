@@ -25,6 +25,7 @@ TEST_F(AssemblerPackets, DeliversTheSameForEveryOrderOfAnImagesPackets)
         GuardedBuffer buffer(50);
         own_port.idle.push_back(&buffer.buffer());
         stream::BlockAssembler own(own_port, camera);
+        own.set_settings(settings);
         for (const std::size_t i : order) {
             const net::Datagram datagram{block[i], {camera, 1}};
             own.process({&datagram, 1}, now);
@@ -48,6 +49,7 @@ TEST_F(AssemblerPackets, DeliversTheSameForEveryOrderOfAFullLastPacket)
         GuardedBuffer buffer(40);
         own_port.idle.push_back(&buffer.buffer());
         stream::BlockAssembler own(own_port, camera);
+        own.set_settings(settings);
         for (const std::size_t i : order) {
             const net::Datagram datagram{block[i], {camera, 1}};
             own.process({&datagram, 1}, now);
@@ -68,6 +70,7 @@ TEST_F(AssemblerPackets, TellsWhichPacketIsLost)
         GuardedBuffer buffer(64);
         own_port.idle.push_back(&buffer.buffer());
         stream::BlockAssembler own(own_port, camera);
+        own.set_settings(settings);
         for (std::uint32_t i = 0; i < block.size(); ++i) {
             const net::Datagram datagram{block[i], {camera, 1}};
             if (i != lost) {
@@ -170,6 +173,7 @@ TEST_F(AssemblerPackets, ReplacesAPacketThatWasCutOnItsWay)
         GuardedBuffer buffer(64);
         own_port.idle.push_back(&buffer.buffer());
         stream::BlockAssembler own(own_port, camera);
+        own.set_settings(settings);
         const Bytes pixels = picture(64, cut);
         std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, pixels, stride, 9);
         const Bytes whole = block[cut];
@@ -280,9 +284,90 @@ TEST_F(AssemblerPackets, CountsPacketsMarkedAsSentAgain)
     ASSERT_EQ(port.delivered.size(), 2U);
     for (const Delivered& block : port.delivered) {
         EXPECT_EQ(block.result(), PvResult::OK);
-        EXPECT_EQ(block.buffer->GetExpectedResendCount(), 1U);
+        EXPECT_EQ(block.buffer->GetExpectedResendCount(), 0U) << "nobody asked for them";
     }
     EXPECT_EQ(assembler.counters().packets_resent, 2U);
+    EXPECT_EQ(assembler.counters().resends_unexpected, 2U);
+}
+
+TEST_F(AssemblerPackets, IgnoresWhatComesFromTheControlPort)
+{
+    queue(1, 64);
+    const Bytes leader = packets::image_leader({.id = 1}, image_8x8, 9);
+    const net::Datagram datagram{leader, {camera, 3956}};
+    assembler.process({&datagram, 1}, now);
+    ++sent;
+    EXPECT_EQ(packets(PacketFate::foreign), 1U);
+    EXPECT_EQ(assembler.blocks_in_flight(), 0U);
+}
+
+TEST_F(AssemblerPackets, ATrailerIsKnownByItsIdAlone)
+{
+    queue(2, 64);
+    std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    block.back().resize(12);  // no lines, as older cameras send it
+    receive(block);
+    block = packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 10);
+    block.back().resize(8);  // nothing but the header
+    receive(block);
+    ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1, 2}));
+    EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
+    EXPECT_EQ(port.delivered[1].result(), PvResult::OK);
+    EXPECT_EQ(packets(PacketFate::malformed), 0U);
+}
+
+TEST_F(AssemblerPackets, ATrailerThatTellsOfAnOverrunEndsItsBlock)
+{
+    queue(1, 64);
+    std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    block.back() = packets::image_trailer({.id = 1, .status = 0x800D}, 5, 8);
+    receive(block);
+    ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1}));
+    EXPECT_EQ(port.delivered[0].result(), PvResult::ImageError);
+    EXPECT_TRUE(port.delivered[0].buffer->GetImage()->IsDataOverrun());
+    EXPECT_EQ(port.delivered[0].data(64), picture(64, 1));
+    EXPECT_EQ(blocks(stream::BlockFate::image_error), 1U);
+}
+
+TEST_F(AssemblerPackets, AWholeImageDoesNotWaitForALostTrailer)
+{
+    queue(1, 64);
+    std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    block.pop_back();
+    receive(block);
+    pass(std::chrono::milliseconds(settings.reordering_timeout_ms) - 1us);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(1us);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
+}
+
+TEST_F(AssemblerPackets, OnlyADrainedReadTellsThatPacketsAreOverdue)
+{
+    queue(2, 64);
+    std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, picture(64, 1), stride, 9);
+    const Bytes late = block[2];
+    block.erase(block.begin() + 2);
+    receive(block);
+    receive(packets::image_block({.id = 2}, image_8x8, picture(64, 2), stride, 10));
+    now += 1s;
+    assembler.process({}, now, false);
+    EXPECT_TRUE(port.delivered.empty()) << "the packet may wait to be read";
+    receive(late);
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2}));
+    EXPECT_EQ(port.delivered[0].result(), PvResult::OK);
+}
+
+TEST_F(AssemblerPackets, CountsStatusesOfPacketsWithoutData)
+{
+    queue(1, 64);
+    receive(packets::header({.id = 1, .status = 0x8008}, 3, 2));
+    receive(packets::header({.id = 1, .status = 0x8ABC}, 3, 2));
+    receive(packets::header({.id = 1, .status = 0x800C}, 3, 2));
+    EXPECT_EQ(assembler.counters().local_problems, 1U);
+    EXPECT_EQ(assembler.counters().statuses_unknown, 1U);
+    EXPECT_EQ(packets(PacketFate::unavailable), 3U);
+    EXPECT_EQ(assembler.blocks_in_flight(), 0U) << "none of them opens a block";
 }
 
 TEST_F(AssemblerPackets, TellsPartialFromWholeMissingLines)
@@ -366,7 +451,6 @@ TEST_F(AssemblerPackets, WhatBefellABlockIsNotTheNextBlocks)
     EXPECT_TRUE(first.GetImage()->IsDataOverrun());
     EXPECT_TRUE(first.GetImage()->IsInterlacedOdd());
     EXPECT_EQ(first.GetImage()->GetHeight(), 6U);
-    EXPECT_NE(first.GetExpectedResendCount(), 0U);
     EXPECT_NE(first.GetIgnoredPacketCount(), 0U);
     EXPECT_NE(first.GetLostPacketCount(), 0U);
 

@@ -195,8 +195,9 @@ TEST_F(RetrieveBuffer, GivesUpABlockThatLacksPackets)
         send(block[i]);
     }
     EXPECT_TRUE(stream.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
-    EXPECT_EQ(operation_result.GetCode(), PvResult::MissingPackets);
-    EXPECT_EQ(operation_result.description(), "Block 9: 1 of 6 packets did not arrive");
+    EXPECT_EQ(operation_result.GetCode(), PvResult::TooManyResends);
+    EXPECT_EQ(operation_result.description(),
+              "Block 9: 1 of 6 packets did not arrive although they were asked for again");
     ASSERT_EQ(retrieved, &buffer);
     EXPECT_EQ(buffer.GetLostPacketCount(), 1U);
 }

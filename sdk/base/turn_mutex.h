@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <mutex>
 
-namespace vex::control {
+namespace vex {
 
 /// A plain mutex is free again before a thread that waits for it has awoken, and so whoever locks it all the time can
 /// keep the others out for as long as they like. Here a thread that comes while others wait lets one of them have it
@@ -48,4 +48,4 @@ private:
     std::uint64_t turns_ = 0;  ///< of those who had to wait
 };
 
-}  // namespace vex::control
+}  // namespace vex

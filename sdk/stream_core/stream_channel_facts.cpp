@@ -1,0 +1,96 @@
+// What a channel tells of itself, and its settings.
+#include <string>
+
+#include "sdk/base/failure.h"
+#include "sdk/stream_core/stream_channel.h"
+
+namespace vex::stream {
+
+/// Of this opening, or of the latest one when the stream is closed.
+Counters StreamChannel::counters() const
+{
+    const std::lock_guard work(work_);
+    return assembler_ != nullptr ? assembler_->counters() : ended_counters_;
+}
+
+/// Why nothing may be coming at all, for the text of a timeout; empty where blocks have come.
+std::string StreamChannel::what_came_so_far() const
+{
+    const Counters counters = this->counters();
+    const std::optional<Endpoints> endpoints = this->endpoints();
+    if (counters.blocks_begun != 0 || !endpoints.has_value()) {
+        return {};
+    }
+    const std::string way = endpoints->device.to_string() + " to " + endpoints->local.to_string() + ", port " +
+                            std::to_string(endpoints->port);
+    if (counters.of(PacketFate::foreign) != 0) {
+        return ": no packet has come from " + way + ", but from other senders";
+    }
+    if (counters.of(PacketFate::malformed) != 0) {
+        return ": what has come from " + way + " is not a stream";
+    }
+    return ": no packet has ever come from " + way;
+}
+
+Statistics StreamChannel::statistics() const
+{
+    const net::Clock::time_point now = clock_.now();
+    const Counters all = counters();
+    const std::lock_guard lock(queues_);
+    return {all.since(reset_at_), queue_counters_,  pipeline_drops_,
+            rates_.current(now),  rates_.average(), rates_.sampling_time()};
+}
+
+void StreamChannel::reset_statistics()
+{
+    const Counters all = counters();
+    const std::lock_guard lock(queues_);
+    reset_at_ = all;
+    queue_counters_ = {};
+    pipeline_drops_ = 0;
+    rates_.reset();
+}
+
+StreamSettings StreamChannel::settings() const
+{
+    const std::lock_guard work(work_);
+    return settings_;
+}
+
+PvResult StreamChannel::set(const NumberSetting& setting, std::uint32_t value)
+{
+    if (value < setting.min || value > setting.max) {
+        return failure(PvResult::InvalidParameter, setting.name, " takes ", setting.min, " to ", setting.max,
+                       *setting.unit != 0 ? " " : "", setting.unit, ", not ", value);
+    }
+    const std::lock_guard work(work_);
+    settings_.*setting.value = value;
+    apply_settings();
+    return PvResult::OK;
+}
+
+void StreamChannel::set(const SwitchSetting& setting, bool value)
+{
+    const std::lock_guard work(work_);
+    settings_.*setting.value = value;
+    apply_settings();
+}
+
+/// With `work_` held.
+void StreamChannel::apply_settings()
+{
+    if (assembler_ != nullptr) {
+        assembler_->set_settings(settings_);
+    }
+    const std::lock_guard lock(queues_);
+    most_idle_ = settings_.maximum_pre_queued_buffers;
+    most_ready_ = settings_.maximum_internal_retrieve_buffers;
+}
+
+std::uint32_t StreamChannel::most_buffers() const
+{
+    const std::lock_guard lock(queues_);
+    return most_idle_;
+}
+
+}  // namespace vex::stream

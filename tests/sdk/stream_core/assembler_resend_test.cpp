@@ -1,0 +1,609 @@
+// What the assembler asks the device to send again, and how blocks end that way.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+
+#include "tests/sdk/stream_core/assembler_fixture.h"
+
+using namespace vex;
+using namespace assembly;
+
+namespace {
+
+using packets::picture;
+using stream::BlockFate;
+using stream::PacketFate;
+using wire::gvcp::PacketResend;
+
+class AssemblerResend : public Assembly {
+protected:
+    AssemblerResend()
+    {
+        settings.resend_packet_enable = true;
+        apply_settings();
+    }
+
+    static std::vector<Bytes> block(std::uint64_t id, std::uint16_t status = 0)
+    {
+        return packets::image_block({.id = id, .status = status}, image_8x8, picture(64, id), stride, id);
+    }
+    static std::vector<Bytes> without(std::vector<Bytes> packets, std::size_t first, std::size_t count = 1)
+    {
+        const auto at = packets.begin() + static_cast<std::ptrdiff_t>(first);
+        packets.erase(at, at + static_cast<std::ptrdiff_t>(count));
+        return packets;
+    }
+    void answer(std::uint64_t id, std::uint32_t packet, std::uint16_t status)
+    {
+        receive(packets::header({.id = id, .status = status}, 3, packet));
+    }
+    /// First and last packet of each request, oldest first; forgets them.
+    Ranges requests()
+    {
+        Ranges out;
+        for (const PacketResend& request : std::exchange(port.requests, {})) {
+            out.emplace_back(request.first_packet, request.last_packet);
+        }
+        return out;
+    }
+    [[nodiscard]] std::vector<PvResult::Code> results() const
+    {
+        std::vector<PvResult::Code> out;
+        for (const Delivered& delivered : port.delivered) {
+            out.push_back(delivered.result());
+        }
+        return out;
+    }
+    void expect_exact(std::size_t index) const
+    {
+        const Delivered& delivered = port.delivered.at(index);
+        EXPECT_EQ(delivered.result(), PvResult::OK);
+        EXPECT_EQ(delivered.data(64), picture(64, delivered.id()));
+    }
+
+    static constexpr std::uint16_t unavailable = 0x800C;
+    static constexpr std::uint16_t not_yet = 0x8010;
+    static constexpr std::uint16_t and_previous_gone = 0x8011;
+    const net::Clock::duration delay = std::chrono::microseconds(settings.resend_delay_us);
+    const net::Clock::duration timeout = std::chrono::milliseconds(settings.resend_request_timeout_ms);
+};
+
+TEST_F(AssemblerResend, AMissingPacketIsAskedForAndCompletesItsBlock)
+{
+    queue(1, 64);
+    receive(without(block(7), 2));
+    EXPECT_TRUE(port.requests.empty()) << "it may only be out of order";
+    EXPECT_EQ(assembler.next_deadline(), now + delay);
+    pass(delay);
+    ASSERT_EQ(port.requests.size(), 1U);
+    EXPECT_EQ(port.requests[0].block_id, 7U);
+    EXPECT_FALSE(port.requests[0].extended_ids);
+    EXPECT_EQ(requests(), (Ranges{{2, 2}}));
+    pass(5ms);
+    EXPECT_TRUE(port.delivered.empty());
+    receive(block(7, 0x0100)[2]);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+    EXPECT_EQ(port.delivered[0].buffer->GetExpectedResendCount(), 1U);
+    EXPECT_EQ(assembler.counters().resend_requests, 1U);
+    EXPECT_EQ(assembler.counters().resend_packets_requested, 1U);
+    EXPECT_EQ(assembler.counters().resends_expected, 1U);
+    EXPECT_EQ(assembler.counters().resends_expected_single, 1U);
+    EXPECT_EQ(assembler.counters().resends_unexpected, 0U);
+    EXPECT_EQ(assembler.counters().packets_lost, 0U);
+}
+
+TEST_F(AssemblerResend, RequestsHaveTheFormOfTheBlocksIds)
+{
+    queue(1, 64);
+    receive(
+        without(packets::image_block({.id = 0x123456789A, .extended = true}, image_8x8, picture(64, 1), stride, 1), 2));
+    pass(delay);
+    ASSERT_EQ(port.requests.size(), 1U);
+    EXPECT_EQ(port.requests[0].block_id, 0x123456789AU);
+    EXPECT_TRUE(port.requests[0].extended_ids);
+}
+
+TEST_F(AssemblerResend, LaterBlocksWaitForOneThatIsAskedFor)
+{
+    queue(3, 64);
+    receive(without(block(1), 1));
+    receive(block(2));
+    receive(block(3));
+    pass(delay);
+    pass(15ms);
+    EXPECT_TRUE(port.delivered.empty());
+    receive(block(1, 0x0100)[1]);
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3}));
+    for (std::size_t i = 0; i < 3; ++i) {
+        expect_exact(i);
+    }
+}
+
+TEST_F(AssemblerResend, ALostLeaderIsAskedFor)
+{
+    queue(1, 64);
+    receive(without(block(1), 0));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{0, 0}}));
+    receive(block(1, 0x0100)[0]);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+}
+
+TEST_F(AssemblerResend, ALostTailIsAskedForWhenTheNextBlockHasBegun)
+{
+    queue(2, 64);
+    receive(without(block(1), 3, 3));
+    receive(block(2)[0]);
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{3, 5}})) << "the leader tells how long the block is";
+    const std::vector<Bytes> again = block(1, 0x0100);
+    receive(again[3]);
+    receive(again[4]);
+    receive(again[5]);
+    ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1}));
+    expect_exact(0);
+    EXPECT_EQ(assembler.counters().resends_expected, 3U);
+}
+
+TEST_F(AssemblerResend, TheTailOfTheNewestBlockIsAskedForAfterASilence)
+{
+    queue(1, 64);
+    receive(without(block(1), 3, 3));
+    pass(timeout - 1us);
+    EXPECT_EQ(requests(), Ranges{});
+    pass(1us);
+    EXPECT_EQ(requests(), (Ranges{{3, 5}}));
+    receive(block(1, 0x0100)[3]);
+    receive(block(1, 0x0100)[4]);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(std::chrono::milliseconds(settings.reordering_timeout_ms));
+    ASSERT_EQ(port.delivered.size(), 1U) << "all of the image is there";
+    expect_exact(0);
+}
+
+TEST_F(AssemblerResend, ALeaderAloneAsksForNothing)
+{
+    queue(1, 64);
+    receive(block(1)[0]);
+    pass(1h);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(assembler.blocks_in_flight(), 1U);
+}
+
+TEST_F(AssemblerResend, ABlockOfWhichNothingCameIsAskedFor)
+{
+    queue(3, 64);
+    receive(block(1));
+    receive(block(3));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{0, 5}})) << "as long as the block before";
+    receive(block(2, 0x0100));
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3}));
+    expect_exact(1);
+    EXPECT_EQ(assembler.counters().block_ids_missing, 0U);
+}
+
+TEST_F(AssemblerResend, ABlockThatTheDeviceDoesNotHaveIsNotWaitedFor)
+{
+    queue(3, 64);
+    receive(block(1));
+    receive(block(3));
+    pass(delay);
+    answer(2, 0, unavailable);
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 3}));
+    EXPECT_EQ(assembler.counters().block_ids_missing, 1U);
+    EXPECT_EQ(port.idle.size(), 1U);
+}
+
+TEST_F(AssemblerResend, BlocksThatTheDeviceSaysItDroppedAreNotAskedFor)
+{
+    queue(2, 64);
+    const auto extended = [](std::uint64_t id, std::uint16_t flags) {
+        return packets::image_block({.id = id, .extended = true, .flags = flags}, image_8x8, picture(64, id), stride,
+                                    id);
+    };
+    receive(extended(1, 0));
+    receive(extended(3, 2));
+    pass(delay);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 3}));
+}
+
+TEST_F(AssemblerResend, ManyMissingBlocksAreAGapInTheNumbers)
+{
+    queue(2, 64);
+    receive(block(1));
+    receive(block(50));
+    pass(delay);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1, 50}));
+    EXPECT_EQ(assembler.counters().block_ids_missing, 48U);
+}
+
+TEST_F(AssemblerResend, ARefusalEndsTheBlockAtOnce)
+{
+    queue(2, 64);
+    receive(without(block(1), 2));
+    receive(block(2)[0]);
+    pass(delay);
+    answer(1, 2, unavailable);
+    ASSERT_EQ(results(), (std::vector{PvResult::ResendsFailure}));
+    EXPECT_EQ(port.delivered[0].missing(), (Ranges{{2, 2}}));
+    EXPECT_EQ(assembler.counters().packets_lost, 1U);
+}
+
+TEST_F(AssemblerResend, ARefusalOfAllBeforeEndsOlderGaps)
+{
+    queue(1, 64);
+    receive(without(without(block(1), 3), 1));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{1, 1}, {3, 3}}));
+    answer(1, 3, and_previous_gone);
+    ASSERT_EQ(results(), (std::vector{PvResult::ResendsFailure}));
+    EXPECT_EQ(port.delivered[0].missing(), (Ranges{{1, 1}, {3, 3}}));
+}
+
+TEST_F(AssemblerResend, ADeviceThatCannotYetIsGivenTime)
+{
+    queue(1, 64);
+    receive(without(block(1), 2));
+    pass(delay);
+    EXPECT_EQ(requests().size(), 1U);
+    answer(1, 2, not_yet);
+    pass(timeout);
+    EXPECT_EQ(requests(), Ranges{});
+    pass(timeout);
+    EXPECT_EQ(requests(), (Ranges{{2, 2}}));
+}
+
+TEST_F(AssemblerResend, ARefusalOfATailThatMayNotHaveBeenSentIsNoEnd)
+{
+    queue(1, 64);
+    receive(without(block(1), 3, 3));
+    pass(timeout);
+    EXPECT_EQ(requests(), (Ranges{{3, 5}}));
+    answer(1, 3, unavailable);
+    pass(timeout);
+    EXPECT_TRUE(port.delivered.empty());
+    const std::vector<Bytes> rest = block(1);
+    receive(std::vector<Bytes>(rest.begin() + 3, rest.end()));
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+}
+
+TEST_F(AssemblerResend, PacketsThatDoNotComeAreGivenUp)
+{
+    queue(1, 64);
+    receive(without(block(1), 2));
+    pass(delay);
+    for (std::uint32_t i = 0; i < settings.maximum_resend_request_retry_by_packet; ++i) {
+        pass(timeout);
+    }
+    EXPECT_EQ(requests().size(), 4U);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(timeout);
+    EXPECT_EQ(results(), (std::vector{PvResult::TooManyResends}));
+    EXPECT_EQ(blocks(BlockFate::too_many_resends), 1U);
+}
+
+TEST_F(AssemblerResend, MoreInARowThanMayBeAskedForEndsTheBlock)
+{
+    settings.maximum_pending_resends = 2;
+    apply_settings();
+    queue(1, 64);
+    receive(without(block(1), 1, 3));
+    pass(delay);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(results(), (std::vector{PvResult::TooManyConsecutiveResends}));
+}
+
+TEST_F(AssemblerResend, ADeviceThatNeverAnswersIsNotAskedAnyMore)
+{
+    queue(10, 64);
+    for (std::uint64_t id = 1; id <= 5; ++id) {
+        EXPECT_TRUE(assembler.asks_for_resends());
+        receive(without(block(id), 2));
+        pass(delay);
+        for (int i = 0; i < 4; ++i) {
+            pass(timeout);
+        }
+    }
+    EXPECT_FALSE(assembler.asks_for_resends());
+    requests();
+    receive(without(block(6), 2));
+    pass(delay);
+    pass(100ms);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(results().back(), PvResult::MissingPackets);
+}
+
+TEST_F(AssemblerResend, ADeviceThatAnsweredOnceIsAskedOnAndOn)
+{
+    queue(10, 64);
+    receive(without(block(1), 2));
+    pass(delay);
+    answer(1, 2, unavailable);
+    for (std::uint64_t id = 2; id <= 9; ++id) {
+        receive(without(block(id), 2));
+        pass(delay);
+        for (int i = 0; i < 4; ++i) {
+            pass(timeout);
+        }
+        EXPECT_EQ(results().back(), PvResult::TooManyResends);
+    }
+    EXPECT_TRUE(assembler.asks_for_resends());
+}
+
+TEST_F(AssemblerResend, NothingIsAskedForWhereItIsNotAllowed)
+{
+    assembler.allow_resends(false);
+    queue(1, 64);
+    receive(without(block(1), 2));
+    pass(100ms);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(results(), (std::vector{PvResult::MissingPackets}));
+}
+
+TEST_F(AssemblerResend, PacketsSentAgainThatNobodyAskedForAreCounted)
+{
+    queue(1, 64);
+    receive(block(1));
+    receive(block(1, 0x0100)[2]);
+    EXPECT_EQ(assembler.counters().resends_unexpected, 1U);
+    EXPECT_EQ(assembler.counters().resends_expected, 0U);
+}
+
+TEST_F(AssemblerResend, ABlockWithoutABufferIsNotAskedFor)
+{
+    receive(without(block(1), 2));
+    pass(delay);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(assembler.counters().images_dropped, 1U);
+}
+
+TEST_F(AssemblerResend, ADamagedPacketIsAskedForAgain)
+{
+    queue(1, 64);
+    std::vector<Bytes> damaged = block(1);
+    damaged[4].resize(damaged[4].size() - 2);
+    receive(damaged);
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{4, 4}}));
+    receive(block(1, 0x0100)[4]);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+}
+
+// ---- settings ----
+
+TEST_F(AssemblerResend, LatencyLevelIsHowManyBlocksAreAssembledAtOnce)
+{
+    settings.latency_level = 2;
+    apply_settings();
+    queue(3, 64);
+    receive(without(block(1), 2));
+    receive(without(block(2), 2));
+    EXPECT_TRUE(port.delivered.empty());
+    receive(block(3)[0]);
+    EXPECT_EQ(ids(), (std::vector<std::uint64_t>{1}));
+    EXPECT_EQ(assembler.blocks_in_flight(), 2U);
+}
+
+TEST_F(AssemblerResend, ForcedMissingPacketsEndABlockWhenTheNextBegins)
+{
+    settings.force_missing_packets_at_next_block_start = true;
+    apply_settings();
+    queue(2, 64);
+    receive(without(block(1), 2));
+    EXPECT_TRUE(port.delivered.empty());
+    receive(block(2)[0]);
+    EXPECT_EQ(results(), (std::vector{PvResult::MissingPackets}));
+}
+
+TEST_F(AssemblerResend, TheImageTimeoutEndsABlockThatIsStillAskedFor)
+{
+    settings.default_image_timeout_ms = 30;
+    settings.default_block_timeout_ms = 10;
+    apply_settings();
+    queue(1, 64);
+    receive(without(block(1), 2));
+    pass(29ms);
+    EXPECT_TRUE(port.delivered.empty());
+    EXPECT_EQ(assembler.next_deadline(), now + 1ms);
+    pass(1ms);
+    EXPECT_EQ(results(), (std::vector{PvResult::MissingPackets}));
+}
+
+TEST_F(AssemblerResend, TheBlockTimeoutEndsOtherBlocks)
+{
+    settings.default_image_timeout_ms = 10;
+    settings.default_block_timeout_ms = 30;
+    apply_settings();
+    queue(1, 64);
+    const packets::BlockForm form{.id = 1};
+    receive(packets::raw_leader(form, 60, 1));
+    receive(packets::payload_packets(form, picture(60, 1), stride)[0]);
+    pass(29ms);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(1ms);
+    EXPECT_EQ(port.delivered.size(), 1U);
+}
+
+TEST_F(AssemblerResend, TheFirstPacketTimeoutEndsALeaderAlone)
+{
+    settings.first_packet_timeout_ms = 50;
+    apply_settings();
+    queue(1, 64);
+    receive(block(1)[0]);
+    pass(49ms);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(1ms);
+    EXPECT_EQ(results(), (std::vector{PvResult::MissingPackets}));
+}
+
+TEST_F(AssemblerResend, MissingPacketsAreListedOnlyWhenWanted)
+{
+    settings.enable_missing_packets_list = false;
+    settings.resend_packet_enable = false;
+    apply_settings();
+    queue(1, 64);
+    receive(without(block(1), 2));
+    pass(100ms);
+    ASSERT_EQ(results(), (std::vector{PvResult::MissingPackets}));
+    EXPECT_EQ(port.delivered[0].missing(), Ranges{});
+    EXPECT_EQ(port.delivered[0].buffer->GetLostPacketCount(), 1U);
+}
+
+TEST_F(AssemblerResend, LackOfBuffersResetsTheStream)
+{
+    settings.auto_reset_on_lack_of_resources = 3;
+    apply_settings();
+    queue(1, 64);
+    receive(without(block(1), 2));
+    receive(block(2));
+    receive(block(3));
+    EXPECT_TRUE(port.delivered.empty());
+    EXPECT_FALSE(assembler.take_flush_request());
+    receive(block(4));
+    ASSERT_EQ(results(), (std::vector{PvResult::AutoAborted}));
+    EXPECT_EQ(blocks(BlockFate::auto_aborted), 1U);
+    EXPECT_TRUE(assembler.take_flush_request());
+    EXPECT_FALSE(assembler.take_flush_request());
+    assembler.discard();
+    queue(1, 64);
+    receive(block(1));
+    EXPECT_EQ(results().back(), PvResult::OK) << "any block may come";
+}
+
+TEST_F(AssemblerResend, BlocksWithABufferInBetweenAreNoLackInARow)
+{
+    settings.auto_reset_on_lack_of_resources = 2;
+    apply_settings();
+    receive(block(1));
+    queue(1, 64);
+    receive(block(2));
+    receive(block(3));
+    EXPECT_FALSE(assembler.take_flush_request());
+    receive(block(4));
+    EXPECT_TRUE(assembler.take_flush_request());
+}
+
+TEST_F(AssemblerResend, SilenceResetsTheStream)
+{
+    settings.reset_on_idle_ms = 500;
+    apply_settings();
+    queue(2, 64);
+    receive(block(9));
+    receive(block(10)[0]);
+    receive(block(10)[1]);
+    now += 499ms;
+    receive(block(10)[2]);
+    pass(499ms);
+    EXPECT_EQ(port.delivered.size(), 1U);
+    EXPECT_EQ(assembler.next_deadline(), now + 1ms);
+    pass(1ms);
+    EXPECT_EQ(results(), (std::vector{PvResult::OK, PvResult::AutoAborted}));
+    queue(1, 64);
+    receive(block(10));
+    EXPECT_EQ(results().back(), PvResult::OK) << "its number counts as new";
+    pass(1h);
+    EXPECT_EQ(assembler.blocks_in_flight(), 0U);
+}
+
+// ---- a camera that answers, over a bad line ----
+
+/// A line that loses packets, and a camera that sends again what it is asked for.
+class BadLine : public AssemblerResend {
+protected:
+    struct Loss {
+        double single = 0;         // share of packets
+        double burst = 0;          // share of packets that begin a burst
+        std::uint32_t length = 0;  // of a burst
+    };
+
+    void run(const Loss& loss, std::uint32_t frames, std::uint32_t seed)
+    {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        std::uniform_real_distribution<double> chance(0, 1);
+        std::uint32_t in_burst = 0;
+        const auto lost = [&] {
+            if (in_burst != 0) {
+                --in_burst;
+                return true;
+            }
+            in_burst = chance(random) < loss.burst ? loss.length - 1 : 0;
+            return in_burst != 0 || chance(random) < loss.single;
+        };
+        std::uint64_t lost_packets = 0;
+        std::map<std::uint64_t, std::vector<Bytes>> kept;
+        const auto send = [&](const Bytes& packet) {
+            if (lost()) {
+                ++lost_packets;
+            } else {
+                receive(packet);
+            }
+        };
+        const auto answer_requests = [&] {
+            while (!port.requests.empty()) {
+                for (const PacketResend& request : std::exchange(port.requests, {})) {
+                    now += 100us;
+                    const std::vector<Bytes>& packets = kept[request.block_id];
+                    for (std::size_t id = request.first_packet; id <= request.last_packet && id < packets.size();
+                         ++id) {
+                        Bytes again = packets[id];
+                        again[0] = 0x01;
+                        send(again);
+                    }
+                }
+            }
+        };
+        const packets::ImageForm form{.width = 50, .height = 40};  // 100 packets
+        queue(24, 2000);
+        for (std::uint64_t id = 1; id <= frames; ++id) {
+            kept[id] = packets::image_block({.id = id}, form, picture(2000, id), stride, id);
+            for (const Bytes& packet : kept[id]) {
+                now += 40us;
+                send(packet);
+                answer_requests();
+            }
+            give_back_delivered();
+        }
+        for (int i = 0; i < 200; ++i) {
+            pass(1ms);
+            answer_requests();
+        }
+        give_back_delivered();
+        EXPECT_EQ(complete_, frames);
+        EXPECT_LE(static_cast<double>(assembler.counters().resend_packets_requested),
+                  1.1 * static_cast<double>(lost_packets))
+            << lost_packets << " packets were lost";
+        EXPECT_GT(lost_packets, frames / 4);
+    }
+
+private:
+    void give_back_delivered()
+    {
+        for (const Delivered& delivered : std::exchange(port.delivered, {})) {
+            EXPECT_EQ(delivered.result(), PvResult::OK) << "block " << delivered.id();
+            EXPECT_TRUE(delivered.data(2000) == picture(2000, delivered.id()));
+            EXPECT_EQ(delivered.id(), ++complete_);
+            port.idle.push_back(delivered.buffer);
+        }
+    }
+
+    std::uint64_t complete_ = 0;
+};
+
+TEST_F(BadLine, OnePercentOfLossLosesNoBlock) { run({.single = 0.01}, 500, 1); }
+
+TEST_F(BadLine, FivePercentOfLossLosesNoBlock) { run({.single = 0.05}, 500, 2); }
+
+TEST_F(BadLine, BurstsLoseNoBlock) { run({.burst = 0.0005, .length = 20}, 500, 3); }
+
+TEST_F(BadLine, BurstsLongerThanABlockLoseNoBlock) { run({.burst = 0.0002, .length = 230}, 500, 4); }
+
+}  // namespace
