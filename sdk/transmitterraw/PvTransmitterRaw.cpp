@@ -18,6 +18,7 @@
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/transmitterraw/buffer_block.h"
 #include "sdk/transmitterraw/buffer_pool.h"
+#include "sdk/transmitterraw/resend_queue.h"
 #include "sdk/transmitterraw/stream_outlet.h"
 #include "sdk/transmitterraw/transmission_meter.h"
 
@@ -77,7 +78,7 @@ private:
     void leave_outlet();
     void resend(const wire::gvcp::PacketResend& range, bool extended_status) override
     {
-        sender_->resend(range, extended_status);
+        resends_.push(range, extended_status);
     }
     void make_free(PvBuffer* buffer);
     void make_queue_free();
@@ -91,6 +92,11 @@ private:
 
     net::UdpSocket socket_;
     std::unique_ptr<transmitter::BlockTransmitter> sender_;
+    // cleared before the sender changes
+    transmitter::ResendQueue resends_{
+        [this](const auto& range, bool extended_status, const std::atomic<bool>& cancelled) {
+            sender_->resend(range, extended_status, cancelled);
+        }};
     std::shared_ptr<transmitter::StreamOutlet> outlet_;  // the worker's own while it runs
     std::thread worker_;
 
@@ -397,6 +403,7 @@ void PvTransmitterRaw::Impl::leave_outlet()
     if (outlet_) {
         outlet_->leave(*this);
         outlet_.reset();
+        resends_.clear();
         sender_->forget();
     }
 }

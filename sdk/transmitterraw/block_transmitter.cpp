@@ -41,8 +41,10 @@ struct BlockTransmitter::Sent {
     Endpoint destination;
     bool extended_ids = false;
     std::size_t data_per_packet = 0;
-    std::uint64_t trailer_id = 0;               // the last packet
-    std::atomic<std::uint64_t> next_packet{0};  // the first that has not been handed over yet
+    std::uint64_t trailer_id = 0;  // the last packet
+    net::Clock::duration packet_delay{};
+    double bytes_per_second = 0;
+    mutable std::atomic<std::uint64_t> next_packet{0};  // the first that has not been handed over yet
 };
 
 BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
@@ -98,6 +100,8 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         const std::lock_guard guard(mutex_);
         sent->destination = settings_.destination;
         sent->extended_ids = settings_.extended_ids;
+        sent->packet_delay = settings_.packet_delay;
+        sent->bytes_per_second = settings_.bytes_per_second;
         sent->data_per_packet = gvsp::data_per_packet(settings_.packet_size, settings_.extended_ids);
         if (sent->data_per_packet == 0 || settings_.destination.port == 0 || sent->block->block_id == 0) {
             return std::make_error_code(std::errc::invalid_argument);
@@ -111,35 +115,41 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         }
     }
 
-    const std::size_t packet_bytes = sent->data_per_packet;
-    std::uint64_t next = 0;
-    pacer_.resume(clock_.now());
-    while (next <= sent->trailer_id) {
-        if (aborted_) {
+    const std::error_code error = send_paced(*sent, 0, sent->trailer_id, false, pacer_, aborted_);
+    const std::lock_guard guard(mutex_);
+    if (!error) {
+        ++statistics_.blocks;
+    } else if (error != std::errc::operation_canceled) {
+        ++statistics_.send_errors;
+    }
+    return error;
+}
+
+std::error_code BlockTransmitter::send_paced(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend,
+                                             Pacer& pacer, const std::atomic<bool>& stopped)
+{
+    pacer.resume(clock_.now());
+    for (std::uint64_t next = first; next <= last;) {
+        if (!pacer.unlimited() && !stopped) {
+            wait_(pacer.next(), stopped);
+        }
+        if (stopped) {
             return std::make_error_code(std::errc::operation_canceled);
         }
-        if (!pacer_.unlimited()) {
-            wait_(pacer_.next(), aborted_);
+        const std::uint64_t end = std::min(next + pacer.batch(sent.data_per_packet, largest_batch) - 1, last);
+        if (!resend) {
+            // Before they leave: a receiver that misses one may ask for it while this thread is still in the call.
+            sent.next_packet.store(end + 1, std::memory_order_release);
         }
-        if (aborted_) {
-            return std::make_error_code(std::errc::operation_canceled);
-        }
-        const std::uint64_t last = std::min(next + pacer_.batch(packet_bytes, largest_batch) - 1, sent->trailer_id);
-        // Before they leave: a receiver that misses one of them may ask for it while this thread is still in the call.
-        sent->next_packet.store(last + 1, std::memory_order_release);
-        if (const std::error_code error = send_range(*sent, next, last, false)) {
-            const std::lock_guard guard(mutex_);
-            ++statistics_.send_errors;
+        if (const std::error_code error = send_range(sent, next, end, resend)) {
             return error;
         }
-        const auto packets = static_cast<std::size_t>(last - next + 1);
-        if (!pacer_.unlimited()) {
-            pacer_.sent(clock_.now(), packets, packets * packet_bytes);
+        if (!pacer.unlimited()) {
+            const auto packets = static_cast<std::size_t>(end - next + 1);
+            pacer.sent(clock_.now(), packets, packets * sent.data_per_packet);
         }
-        next = last + 1;
+        next = end + 1;
     }
-    const std::lock_guard guard(mutex_);
-    ++statistics_.blocks;
     return {};
 }
 
@@ -150,10 +160,9 @@ public:
     {
         header_.extended_ids = sent.extended_ids;
         header_.block_id = sent.block->block_id;
-        if (resend && sent.extended_ids) {
-            // Receivers of the short header take a packet with this status to be empty; only the long one can tell.
+        if (resend) {
             header_.status = Status::packet_resend;
-            header_.flags = gvsp::header_flag::resent;
+            header_.flags = sent.extended_ids ? gvsp::header_flag::resent : std::uint16_t{0};
         }
     }
 
@@ -249,8 +258,10 @@ std::error_code BlockTransmitter::send_range(const Sent& sent, std::uint64_t fir
     return error;
 }
 
-void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extended_status)
+void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extended_status,
+                              const std::atomic<bool>& cancelled)
 {
+    const std::lock_guard one_at_a_time(resend_mutex_);
     std::shared_ptr<const Sent> sent;
     bool older = false;
     {
@@ -275,7 +286,8 @@ void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extend
     const std::uint64_t last = std::min<std::uint64_t>(range.last_packet, sent->trailer_id);
     const std::uint64_t available = sent->next_packet.load(std::memory_order_acquire);
     if (range.first_packet < available) {
-        send_range(*sent, range.first_packet, std::min(last, available - 1), true);
+        resend_pacer_.configure(sent->packet_delay, sent->bytes_per_second);
+        send_paced(*sent, range.first_packet, std::min(last, available - 1), true, resend_pacer_, cancelled);
     }
     // What has not left yet will come; only a receiver that knows the newer codes understands being told so.
     if (last >= available && extended_status) {

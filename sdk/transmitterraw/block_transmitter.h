@@ -59,8 +59,8 @@ struct TransmitterStatistics {
 
 /// Sends blocks over a socket.
 ///
-/// Thread safety: one thread sends blocks; resend, abort, test packets and statistics may come from others at the same
-/// time. configure() needs the sending thread's absence.
+/// Thread safety: one thread sends blocks; resend, which takes its time (see ResendQueue), abort, test packets and
+/// statistics may come from others at the same time. configure() needs the sending thread's absence.
 class BlockTransmitter {
 public:
     /// Waits until a moment of the clock, or returns early when `aborted` becomes true.
@@ -86,9 +86,11 @@ public:
     void abort() noexcept { aborted_ = true; }
     void clear_abort() noexcept { aborted_ = false; }
 
-    /// Sends the packets of the range again. What is not there any more is answered with a packet that carries only a
-    /// status, one of the newer codes where `extended_status` allows them.
-    void resend(const wire::gvcp::PacketResend& range, bool extended_status);
+    /// Sends the packets of the range again, marked as such, as far apart as those of the stream; ends early when
+    /// `cancelled` becomes true. What is not there any more is answered with a packet that carries only a status, one
+    /// of the newer codes where `extended_status` allows them. Calls from several threads come one after another.
+    void resend(const wire::gvcp::PacketResend& range, bool extended_status,
+                const std::atomic<bool>& cancelled = never);
 
     /// Forgets all blocks, so that nothing refers to their data.
     void forget();
@@ -106,6 +108,8 @@ private:
     class Batch;
     [[nodiscard]] std::size_t hand_over(const Endpoint& destination, std::span<const net::OutgoingDatagram> datagrams,
                                         bool resend, StreamFaults* faults, std::error_code& error);
+    std::error_code send_paced(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend, Pacer& pacer,
+                               const std::atomic<bool>& stopped);
     std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
     void refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, wire::gvcp::Status status);
 
@@ -115,6 +119,10 @@ private:
     Wait wait_;
     std::atomic<bool> aborted_{false};
     Pacer pacer_;
+
+    static constexpr std::atomic<bool> never{false};
+    std::mutex resend_mutex_;  // held through a resend; taken before mutex_
+    Pacer resend_pacer_;       // guarded by it
 
     mutable std::mutex mutex_;  // guards what follows
     StreamSettings settings_;

@@ -30,7 +30,8 @@ struct BlockFormat {
 class BlockSource {
 public:
     virtual ~BlockSource() = default;
-    /// Called on the device's thread, never after StreamOutlet::leave().
+    /// Called on the device's thread, never after StreamOutlet::leave(); to be left to another thread, because the
+    /// device answers nobody meanwhile.
     virtual void resend(const wire::gvcp::PacketResend& range, bool extended_status) = 0;
 };
 

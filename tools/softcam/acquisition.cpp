@@ -64,7 +64,10 @@ FrameCache::Frame FrameCache::frame(const test_pattern::FrameSettings& settings,
 }
 
 Acquisition::Channel::Channel(Ipv4Address source, std::size_t history_blocks, const net::Clock& clock)
-    : socket(open_socket(source)), transmitter(socket, history_blocks, clock)
+    : socket(open_socket(source)), transmitter(socket, history_blocks, clock),
+      resends([this](const auto& range, bool extended_status, const std::atomic<bool>& cancelled) {
+          transmitter.resend(range, extended_status, cancelled);
+      })
 {}
 
 Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, CameraEvents& events,
@@ -170,6 +173,7 @@ void Acquisition::set_channel(unsigned index, const virtual_device::StreamChanne
         if (sending_) {
             channel.transmitter.abort();
         }
+        channel.resends.clear();
         channel.transmitter.forget();
     }
     changed_.notify_all();
@@ -182,7 +186,7 @@ void Acquisition::send_test_packet(unsigned channel, const virtual_device::Strea
 
 void Acquisition::resend(const wire::gvcp::PacketResend& range, bool extended_status)
 {
-    channels_.at(range.channel)->transmitter.resend(range, extended_status);
+    channels_.at(range.channel)->resends.push(range, extended_status);
 }
 
 void Acquisition::set_loss(const std::shared_ptr<transmitter::PacketLoss>& loss)
@@ -239,6 +243,7 @@ void Acquisition::reopen(Ipv4Address source)
     }
     changed_.wait(lock, [this] { return !sending_; });
     for (const auto& channel : channels_) {
+        channel->resends.clear();
         channel->socket = open_socket(source);
     }
 }

@@ -13,6 +13,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/test_pattern/test_pattern.h"
 #include "sdk/transmitterraw/block_transmitter.h"
+#include "sdk/transmitterraw/resend_queue.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "tools/softcam/chunks.h"
 #include "tools/softcam/events.h"
@@ -74,6 +75,7 @@ public:
     /// Where frames go; nothing is sent on a channel that is closed. Its block IDs start anew when it opens.
     void set_channel(unsigned channel, const vex::virtual_device::StreamChannel& state);
     void send_test_packet(unsigned channel, const vex::virtual_device::StreamChannel& state);
+    /// Leaves it to another thread.
     void resend(const vex::wire::gvcp::PacketResend& range, bool extended_status);
 
     /// Ticks since power-on or the last reset, in nanoseconds.
@@ -94,6 +96,7 @@ private:
 
         vex::net::UdpSocket socket;
         vex::transmitter::BlockTransmitter transmitter;
+        vex::transmitter::ResendQueue resends;
         vex::virtual_device::StreamChannel state;  // guarded by mutex_
         std::uint64_t block_id = 0;                // of the last block; guarded by mutex_
     };

@@ -1,4 +1,5 @@
 // What the camera sends, when, and what stops it.
+#include <future>
 #include <random>
 
 #include "tests/sdk/softcam/camera_fixture.h"
@@ -294,9 +295,35 @@ TEST_F(Acquisition, LostPacketsComeAgainOnRequest)
     std::vector<std::uint8_t> picture(640 * 480);
     test_pattern::render(FrameSettings{}, 1, picture);
     EXPECT_TRUE(std::equal(packet.payload.begin(), packet.payload.end(), picture.begin() + 1464));
-    host.read(0x0A00);  // whose answer follows the end of the request before it
-    EXPECT_EQ(camera.stream_statistics().resent_packets, 1U);
+    // the packet was received before the camera has counted it
+    EXPECT_TRUE(eventually([&] { return camera.stream_statistics().resent_packets == 1; }));
     EXPECT_EQ(camera.stream_statistics().lost_packets, 1U);
+}
+
+TEST_F(Acquisition, ControlIsAnsweredWhilePacketsAreSentAgain)
+{
+    // holds whatever is sent again until the test lets it go
+    struct Hold final : transmitter::PacketLoss {
+        bool loses(std::uint64_t, std::uint32_t, bool resend) override
+        {
+            if (resend) {
+                asked.set_value();
+                let_go.get_future().wait();
+            }
+            return resend;
+        }
+        std::promise<void> asked;
+        std::promise<void> let_go;
+    };
+    const auto hold = std::make_shared<Hold>();
+    camera.set_loss(hold);
+    host.open_stream(1500);
+    start();
+    receive_block(host.stream());
+    host.stream().send(camera_address, command(0x0040, 1, bytes_of({0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 2}), 0));
+    ASSERT_EQ(hold->asked.get_future().wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(host.read(0x0A00), 2U) << "who has control";
+    hold->let_go.set_value();
 }
 
 TEST_F(Acquisition, ExtendedIdsUseTheLongHeader)

@@ -163,14 +163,56 @@ TEST_F(BlockTransmitter, ResendsPacketsOfTheLastBlocks)
 
     transmitter.resend(range(1, 1, 2), false);
     transmitter.resend(range(3, 0, 0xFFFFFF), false);
-    EXPECT_EQ(parse(host.receive()->bytes).bytes, blocks[0][1].bytes);
-    EXPECT_EQ(parse(host.receive()->bytes).bytes, blocks[0][2].bytes);
-    for (const StreamPacket& packet : blocks[2]) {
+    std::vector<StreamPacket> expected{blocks[0][1], blocks[0][2]};
+    expected.insert(expected.end(), blocks[2].begin(), blocks[2].end());
+    for (StreamPacket& packet : expected) {
+        packet.bytes[0] = 0x01;  // the status that marks packets that are sent again
         EXPECT_EQ(parse(host.receive()->bytes).bytes, packet.bytes);
     }
     EXPECT_EQ(transmitter.statistics().resent_packets, 6U);
     EXPECT_EQ(transmitter.statistics().packets, 16U) << "resends are counted apart";
     EXPECT_EQ(transmitter.statistics().payload_bytes, 4000U);
+}
+
+TEST_F(BlockTransmitter, ResendsPacketsAsFarApartAsTheStreamIs)
+{
+    settings.packet_delay = 1ms;
+    transmitter.configure(settings);
+    ASSERT_FALSE(transmitter.send(block(1, 540 * 98)));  // 100 packets
+    const auto started = clock.now();
+    transmitter.resend(range(1, 0, 49), false);
+    for (std::uint32_t packet = 50; packet < 100; ++packet) {
+        transmitter.resend(range(1, packet, packet), false);
+    }
+    const auto taken = clock.now() - started;
+    EXPECT_GE(taken, 97ms);
+    EXPECT_LE(taken, 101ms);
+    EXPECT_EQ(transmitter.statistics().resent_packets, 100U);
+}
+
+TEST_F(BlockTransmitter, ResendsNoFasterThanTheByteRate)
+{
+    settings.bytes_per_second = 1e6;
+    transmitter.configure(settings);
+    ASSERT_FALSE(transmitter.send(block(1, 100'000)));
+    const auto started = clock.now();
+    transmitter.resend(range(1, 0, 0xFFFFFF), false);
+    EXPECT_NEAR(std::chrono::duration<double>(clock.now() - started).count(), 0.1, 0.003);
+}
+
+TEST_F(BlockTransmitter, ACancelledResendEndsBetweenPackets)
+{
+    settings.packet_delay = 1ms;
+    transmitter.configure(settings);
+    ASSERT_FALSE(transmitter.send(block(1, 540 * 98)));
+    std::atomic<bool> cancelled{false};
+    transmitter.set_wait([&](net::Clock::time_point, const std::atomic<bool>&) {
+        cancelled = transmitter.statistics().resent_packets == 5;
+        clock.advance(1ms);
+    });
+    transmitter.resend(range(1, 0, 99), false, cancelled);
+    EXPECT_EQ(transmitter.statistics().resent_packets, 5U);
+    EXPECT_FALSE(transmitter.send(block(2, 10))) << "the stream itself goes on";
 }
 
 TEST_F(BlockTransmitter, MarksResentPacketsInTheLongHeader)
