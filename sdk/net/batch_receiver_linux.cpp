@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 #include "sdk/net/coalesced.h"
@@ -20,8 +21,10 @@ namespace {
 /// The kernel joins at most this many datagrams of one sender into one block.
 constexpr std::size_t most_segments = 128;
 constexpr std::size_t largest_coalesced_block = 65536;
-/// Blocks per system call; with coalescing each may hold dozens of datagrams.
-constexpr std::size_t most_coalesced_blocks = 32;
+/// Messages per system call; with coalescing each may hold dozens of datagrams.
+constexpr std::size_t most_messages = 64;
+/// So many messages of one datagram tell that there are no trains any more; leaders and trailers come between them.
+constexpr std::size_t singles_that_end_trains = 16;
 /// Lies between slots, an odd number of cache lines: slots a power of two apart would all begin in the same few sets of
 /// the processor's caches and drive each other out of them.
 constexpr std::size_t slot_stagger = std::size_t{33} * 64;
@@ -34,29 +37,30 @@ bool set_coalescing(const UdpSocket& socket, bool on) noexcept
 }
 
 /// recvmmsg into a slab of equal slots; each takes one datagram or a block of coalesced ones.
+///
+/// Data that lands leaves its place in the slot empty: were it recalled, the slot would hold what was received as it
+/// came. While datagrams come one by one, each message has one place to land; while they come in trains, a single
+/// message at a time has many, since how many datagrams a train brings shows only when it has come.
 class BatchReceiver final : public PacketReceiver {
 public:
     BatchReceiver(const ReceiverOptions& options, bool coalescing)
         : socket_(options.socket), largest_packet_(std::max<std::size_t>(options.largest_packet, 1)),
           batch_(std::max<std::size_t>(options.batch, 1)), coalescing_(coalescing)
     {
-        const std::size_t slots = coalescing_ ? std::min(batch_, most_coalesced_blocks) : batch_;
+        const std::size_t slots = std::min(batch_, most_messages);
         slot_size_ = coalescing_ ? largest_coalesced_block : largest_packet_;
-        const std::size_t stride = slot_size_ + slot_stagger;
-        slab_ = std::make_unique_for_overwrite<std::uint8_t[]>(slots * stride);
+        slab_ = std::make_unique_for_overwrite<std::uint8_t[]>(slots * (slot_size_ + slot_stagger));
         messages_.resize(slots);
-        parts_.resize(slots);
         sources_.resize(slots);
         controls_.resize(slots);
+        places_.resize(slots);
+        // a message that lands has a header and a place for each packet, and its slot for what is left
+        parts_.resize(std::max(slots * 3, 2 * most_segments + 1));
         datagrams_.reserve(coalescing_ ? slots * most_segments : slots);
         for (std::size_t i = 0; i < slots; ++i) {
-            parts_[i] = {slab_.get() + i * stride, slot_size_};
             messages_[i] = {};
-            messages_[i].msg_hdr.msg_iov = &parts_[i];
-            messages_[i].msg_hdr.msg_iovlen = 1;
             messages_[i].msg_hdr.msg_name = &sources_[i];
             messages_[i].msg_hdr.msg_control = coalescing_ ? controls_[i].bytes : nullptr;
-            reset(i);
         }
     }
 
@@ -83,16 +87,25 @@ public:
 
     [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return socket_.receive_buffer_bytes(); }
 
-    std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
+    std::span<const Datagram> read(const Landing& landing) override
     {
-        if (delivered_ == datagrams_.size() && !refill(timeout)) {
-            return {};
+        if (delivered_ == datagrams_.size()) {
+            refill(landing);
         }
         const std::size_t count = std::min(batch_, datagrams_.size() - delivered_);
         const std::span<const Datagram> out(datagrams_.data() + delivered_, count);
+        last_read_ = delivered_;
         delivered_ += count;
         return out;
     }
+
+    [[nodiscard]] bool wait(std::chrono::milliseconds timeout) override
+    {
+        return delivered_ != datagrams_.size() ||
+               (socket_.is_open() && wait_for_input(descriptor_of(socket_.handle()), Deadline(timeout)));
+    }
+
+    void recall(std::size_t first) noexcept override { recall_from(last_read_ + first); }
 
 private:
     struct alignas(cmsghdr) Control {
@@ -113,47 +126,92 @@ private:
         return values[SK_MEMINFO_DROPS];
     }
 
-    /// Replaces the delivered datagrams by new ones; false when none came in time.
-    bool refill(std::chrono::milliseconds timeout)
+    /// Replaces the delivered datagrams by new ones.
+    void refill(const Landing& landing)
     {
         datagrams_.clear();
         delivered_ = 0;
         all_read_ = true;
         if (!socket_.is_open()) {
-            return false;
+            return;
         }
-        const int descriptor = descriptor_of(socket_.handle());
-        const Deadline deadline(timeout);
-        for (;;) {
-            for (std::size_t i = 0; i < used_; ++i) {
-                reset(i);
-            }
-            const int count = ::recvmmsg(descriptor, messages_.data(), static_cast<unsigned>(messages_.size()),
-                                         MSG_DONTWAIT, nullptr);
-            used_ = count > 0 ? static_cast<std::size_t>(count) : 0;
-            all_read_ = used_ < messages_.size();
-            for (std::size_t i = 0; i < used_; ++i) {
-                take(i);
-            }
-            if (!datagrams_.empty()) {
-                return true;
-            }
-            if (count < 0 && (errno == EBADF || errno == ENOTSOCK)) {
-                return false;
-            }
-            if (!wait_for_input(descriptor, deadline)) {
-                return false;
-            }
+        const std::size_t unit = landing.header + landing.data;
+        landing_ = unit <= std::min(slot_size_, largest_packet_) ? landing : Landing{};
+        landed_ = 0;
+        if (in_trains_) {
+            read_trains();
+        } else {
+            all_read_ = read_messages(0, messages_.size(), 1) < messages_.size();
         }
+        // what is handed out later must not rely on a place that may be gone by then
+        recall_from(batch_);
     }
 
-    /// The kernel writes lengths back into the headers; they are set again before the slot is used again.
-    void reset(std::size_t slot) noexcept
+    /// One message after the other, because where the next one lands depends on what this one brings. Ends when the
+    /// batch is full, and where the places end, so that the caller can tell new ones.
+    void read_trains()
+    {
+        const std::size_t places = landing_.packets();
+        std::size_t latest = 1;
+        for (std::size_t slot = 0; slot < messages_.size() && datagrams_.size() + latest <= batch_; ++slot) {
+            const std::size_t before = datagrams_.size();
+            if (read_messages(slot, 1, most_segments) == 0) {
+                return;
+            }
+            latest = std::max<std::size_t>(datagrams_.size() - before, 1);
+            if (places != 0 && landed_ == places) {
+                break;
+            }
+        }
+        all_read_ = false;
+    }
+
+    /// Reads up to `count` messages into the slots from `first` on, `most_landing` datagrams of each into their places,
+    /// as far as there are any; how many came.
+    std::size_t read_messages(std::size_t first, std::size_t count, std::size_t most_landing)
+    {
+        std::size_t part = 0;
+        std::size_t place = landed_;
+        for (std::size_t slot = first; slot < first + count; ++slot) {
+            const std::size_t fitting = landing_.packets() != 0 ? slot_size_ / unit() : 0;
+            const std::size_t landing = std::min({most_landing, fitting, landing_.packets() - place});
+            part = prepare(slot, part, place, landing);
+            place += landing;
+        }
+        const int result = ::recvmmsg(descriptor_of(socket_.handle()), &messages_[first], static_cast<unsigned>(count),
+                                      MSG_DONTWAIT, nullptr);
+        const std::size_t read = result > 0 ? static_cast<std::size_t>(result) : 0;
+        for (std::size_t slot = first; slot < first + read; ++slot) {
+            take(slot);
+        }
+        return read;
+    }
+
+    [[nodiscard]] std::size_t unit() const noexcept { return landing_.header + landing_.data; }
+    [[nodiscard]] std::uint8_t* slot_memory(std::size_t slot) const noexcept
+    {
+        return slab_.get() + slot * (slot_size_ + slot_stagger);
+    }
+
+    /// Sets a message up to let `landing` datagrams land from the place number `place` on; the next free part.
+    std::size_t prepare(std::size_t slot, std::size_t part, std::size_t place, std::size_t landing) noexcept
     {
         msghdr& header = messages_[slot].msg_hdr;
+        header.msg_iov = &parts_[part];
+        places_[slot] = {landing_.memory.data() + place * landing_.data, landing};
+        std::uint8_t* memory = slot_memory(slot);
+        for (std::size_t i = 0; i < landing; ++i) {
+            parts_[part++] = {memory, landing_.header};
+            parts_[part++] = {places_[slot].memory + i * landing_.data, landing_.data};
+            memory += unit();
+        }
+        parts_[part++] = {memory, slot_size_ - landing * unit()};
+        header.msg_iovlen = static_cast<std::size_t>(&parts_[part] - header.msg_iov);
+        // the kernel writes lengths back
         header.msg_namelen = sizeof(sockaddr_in);
         header.msg_controllen = coalescing_ ? sizeof(Control) : 0;
         header.msg_flags = 0;
+        return part;
     }
 
     void take(std::size_t slot)
@@ -164,10 +222,58 @@ private:
         }
         const std::size_t size = messages_[slot].msg_len;
         const std::span control(controls_[slot].bytes, coalescing_ ? header.msg_controllen : 0);
-        split_block({static_cast<const std::uint8_t*>(parts_[slot].iov_base), size},
-                    number_in_control(control, {IPPROTO_UDP, UDP_GRO}), from_system(sources_[slot]), largest_packet_,
-                    datagrams_);
+        const std::size_t segment = number_in_control(control, {IPPROTO_UDP, UDP_GRO});
+        if (segment != 0 && segment < size) {
+            single_messages_ = 0;
+            in_trains_ = true;
+        } else if (++single_messages_ >= singles_that_end_trains) {
+            in_trains_ = false;
+        }
+        const Endpoint source = from_system(sources_[slot]);
+        const Places& places = places_[slot];
+        std::size_t landed = 0;
+        if (places.count != 0 && (segment != 0 ? std::min(segment, size) : size) == unit()) {
+            for (; landed < std::min(places.count, size / unit()) && datagrams_.size() < datagrams_.capacity();
+                 ++landed) {
+                datagrams_.push_back(
+                    {{slot_memory(slot) + landed * unit(), unit()}, source, places.memory + landed * landing_.data});
+            }
+            landed_ += landed;
+        }
+        bring_back(slot, landed, size);
+        const std::size_t begin = landed * unit();
+        if (begin < size || size == 0) {
+            split_block({slot_memory(slot) + begin, size - begin}, segment, source, largest_packet_, datagrams_);
+        }
     }
+
+    /// Copies what a message of `size` bytes put into its places from number `first` on into its slot.
+    void bring_back(std::size_t slot, std::size_t first, std::size_t size) noexcept
+    {
+        for (std::size_t i = first; i < places_[slot].count && i * unit() + landing_.header < size; ++i) {
+            const std::size_t begin = i * unit() + landing_.header;
+            std::memcpy(slot_memory(slot) + begin, places_[slot].memory + i * landing_.data,
+                        std::min(landing_.data, size - begin));
+        }
+    }
+
+    void recall_from(std::size_t first) noexcept
+    {
+        for (std::size_t i = first; i < datagrams_.size(); ++i) {
+            Datagram& one = datagrams_[i];
+            if (one.landed != nullptr) {
+                // in the slab, which is this receiver's own
+                std::memcpy(const_cast<std::uint8_t*>(one.data.data()) + landing_.header, one.landed, landing_.data);
+                one.landed = nullptr;
+            }
+        }
+    }
+
+    /// Where a message's datagrams were let land.
+    struct Places {
+        std::uint8_t* memory = nullptr;
+        std::size_t count = 0;
+    };
 
     UdpSocket& socket_;
     const std::size_t largest_packet_;
@@ -180,9 +286,14 @@ private:
     std::vector<sockaddr_in> sources_;
     std::vector<Control> controls_;
     std::vector<Datagram> datagrams_;
-    std::size_t delivered_ = 0;  ///< of datagrams_, in earlier calls
-    std::size_t used_ = 0;       ///< slots that the last call filled
-    bool all_read_ = true;       ///< the last call found fewer datagrams than it had slots
+    std::vector<Places> places_;
+    Landing landing_;                  ///< of the last system calls
+    std::size_t landed_ = 0;           ///< datagrams of the last system calls
+    bool in_trains_ = false;           ///< coalesced datagrams have come of late
+    std::size_t single_messages_ = 0;  ///< in a row
+    std::size_t last_read_ = 0;        ///< of datagrams_, where the last batch begins
+    std::size_t delivered_ = 0;        ///< of datagrams_, in earlier calls
+    bool all_read_ = true;             ///< the last system call found less than it had room for
     std::optional<std::uint32_t> dropped_before_ = drop_count();
 };
 

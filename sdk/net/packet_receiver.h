@@ -11,10 +11,23 @@
 
 namespace vex::net {
 
+/// Where the data of the packets that are expected next belongs: a receiver may put it there at once, which saves a
+/// copy. It may write to any of it, whatever comes. Empty for none.
+struct Landing {
+    std::size_t header = 0;          ///< bytes in front of the data of each packet
+    std::size_t data = 0;            ///< bytes of data in each packet
+    std::span<std::uint8_t> memory;  ///< for the data of one packet after the other
+
+    [[nodiscard]] std::size_t packets() const noexcept { return data != 0 ? memory.size() / data : 0; }
+};
+
 /// One received datagram, in memory of the receiver.
 struct Datagram {
     std::span<const std::uint8_t> data;
     Endpoint source;
+    /// When not null, the bytes of `data` behind the landing's header are here, and what `data` has there means
+    /// nothing.
+    const std::uint8_t* landed = nullptr;
 };
 
 /// Reads datagrams, many with one system call where the platform can, into memory that is allocated once. Made by
@@ -28,10 +41,19 @@ public:
     /// Waits up to `timeout` for at least one datagram and returns what is there, in order of arrival, at most the
     /// batch size; empty on timeout or when the socket is closed. The memory is valid until the next call. A datagram
     /// longer than the largest packet is dropped.
-    [[nodiscard]] virtual std::span<const Datagram> receive(std::chrono::milliseconds timeout) = 0;
+    [[nodiscard]] std::span<const Datagram> receive(std::chrono::milliseconds timeout);
 
-    /// Whether the last receive handed out everything that had arrived by then: only after such a one does a packet
-    /// that is missing tell of a loss, and not of one that waits in the system. True before the first receive.
+    /// What is there, without waiting; otherwise as above. Datagrams may have landed: the n-th of those that did so in
+    /// the n-th place.
+    [[nodiscard]] virtual std::span<const Datagram> read(const Landing& landing) = 0;
+    /// Waits up to `timeout` until there may be something to read; false on timeout or when the socket is closed.
+    [[nodiscard]] virtual bool wait(std::chrono::milliseconds timeout) = 0;
+    /// Takes the data of those datagrams of the last read that landed, from number `first` on, back to its headers:
+    /// it is not what was expected. The landing's memory must still be there.
+    virtual void recall(std::size_t) noexcept {}
+
+    /// Whether the last read handed out everything that had arrived by then: only after such a one does a packet that
+    /// is missing tell of a loss, and not of one that waits in the system. True before the first read.
     [[nodiscard]] virtual bool drained() const noexcept = 0;
 
     /// Packets that the system threw away since the receiver was made, because its buffer for them was full or because

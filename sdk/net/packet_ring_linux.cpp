@@ -188,8 +188,7 @@ public:
     PacketRingReceiver(const PacketRingReceiver&) = delete;
     PacketRingReceiver& operator=(const PacketRingReceiver&) = delete;
 
-    /// A timeout of 0 waits as long as the kernel may take to hand over what has arrived.
-    std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
+    std::span<const Datagram> read(const Landing&) override
     {
         if (!socket_.is_open()) {
             return {};
@@ -197,23 +196,48 @@ public:
         if (delivered_ == datagrams_.size()) {
             datagrams_.clear();
             delivered_ = 0;
-            const Deadline deadline(timeout > 0ms ? timeout : surely_retired);
-            while (!take_from_ring()) {
-                const std::optional<Ready> ready = wait(deadline);
-                if (!ready.has_value()) {
-                    return {};
-                }
-                if (ready->socket) {
-                    if (const auto datagrams = beside_->receive(0ms); !datagrams.empty()) {
-                        return datagrams;
-                    }
-                }
+            if (!take_from_ring()) {
+                return std::exchange(socket_is_ready_, false) ? beside_->read({}) : std::span<const Datagram>();
             }
         }
         const std::size_t count = std::min(batch_, datagrams_.size() - delivered_);
         const std::span<const Datagram> out(datagrams_.data() + delivered_, count);
         delivered_ += count;
         return out;
+    }
+
+    /// A timeout of 0 waits as long as the kernel may take to hand over what has arrived.
+    [[nodiscard]] bool wait(std::chrono::milliseconds timeout) override
+    {
+        if (!socket_.is_open()) {
+            return false;
+        }
+        if (delivered_ != datagrams_.size() || left_in_block_ != 0) {
+            return true;
+        }
+        const Deadline deadline(timeout > 0ms ? timeout : surely_retired);
+        for (;;) {
+            const int left = deadline.remaining_ms();
+            std::array<pollfd, 2> entries{pollfd{ring_.get(), POLLIN, 0},
+                                          pollfd{descriptor_of(socket_.handle()), POLLIN, 0}};
+            const int count = ::poll(entries.data(), entries.size(), left);
+            socket_is_ready_ = count > 0 && (entries[1].revents & POLLIN) != 0;
+            if (socket_is_ready_ || (count > 0 && (entries[0].revents & POLLIN) != 0)) {
+                return true;
+            }
+            for (const pollfd& entry : entries) {
+                // errors, such as of an interface that goes down, are over once fetched
+                int pending = 0;
+                socklen_t size = sizeof pending;
+                if (count > 0 && entry.revents != 0 &&
+                    ::getsockopt(entry.fd, SOL_SOCKET, SO_ERROR, &pending, &size) != 0) {
+                    return false;
+                }
+            }
+            if (left == 0) {
+                return false;
+            }
+        }
     }
 
     [[nodiscard]] bool drained() const noexcept override
@@ -240,11 +264,6 @@ public:
     [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return memory_.size(); }
 
 private:
-    struct Ready {
-        bool ring;
-        bool socket;
-    };
-
     [[nodiscard]] std::size_t blocks() const noexcept { return memory_.size() / block_size; }
     [[nodiscard]] std::size_t next(std::size_t block) const noexcept { return (block + 1) % blocks(); }
 
@@ -313,33 +332,6 @@ private:
         split_block(udp->payload, segment, udp->source, largest_packet_, datagrams_);
     }
 
-    /// Waits for the ring or the socket; empty when the deadline has passed.
-    [[nodiscard]] std::optional<Ready> wait(const Deadline& deadline) const noexcept
-    {
-        for (;;) {
-            const int left = deadline.remaining_ms();
-            std::array<pollfd, 2> entries{pollfd{ring_.get(), POLLIN, 0},
-                                          pollfd{descriptor_of(socket_.handle()), POLLIN, 0}};
-            const int count = ::poll(entries.data(), entries.size(), left);
-            const Ready ready{(entries[0].revents & POLLIN) != 0, (entries[1].revents & POLLIN) != 0};
-            if (count > 0 && (ready.ring || ready.socket)) {
-                return ready;
-            }
-            for (const pollfd& entry : entries) {
-                // errors, such as of an interface that goes down, are over once fetched
-                int pending = 0;
-                socklen_t size = sizeof pending;
-                if (count > 0 && entry.revents != 0 &&
-                    ::getsockopt(entry.fd, SOL_SOCKET, SO_ERROR, &pending, &size) != 0) {
-                    return std::nullopt;
-                }
-            }
-            if (left == 0) {
-                return std::nullopt;
-            }
-        }
-    }
-
     UdpSocket& socket_;
     const std::size_t largest_packet_;
     const std::size_t batch_;
@@ -353,6 +345,7 @@ private:
     const std::uint8_t* packet_ = nullptr;  // the next of the block held
     std::vector<Datagram> datagrams_;
     std::size_t delivered_ = 0;  // of datagrams_, in earlier calls
+    bool socket_is_ready_ = false;
 
     mutable std::mutex drops_mutex_;
     mutable std::uint64_t drops_ = 0;

@@ -72,10 +72,10 @@ public:
 
     [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return socket_.receive_buffer_bytes(); }
 
-    std::span<const Datagram> receive(std::chrono::milliseconds timeout) override
+    std::span<const Datagram> read(const Landing&) override
     {
         if (delivered_ == datagrams_.size()) {
-            refill(timeout);
+            refill();
         }
         const std::size_t count = std::min(batch_, datagrams_.size() - delivered_);
         const std::span<const Datagram> out(datagrams_.data() + delivered_, count);
@@ -83,8 +83,14 @@ public:
         return out;
     }
 
+    [[nodiscard]] bool wait(std::chrono::milliseconds timeout) override
+    {
+        return delivered_ != datagrams_.size() ||
+               (socket_.is_open() && wait_for_input(socket_of(socket_.handle()), Deadline(timeout)));
+    }
+
 private:
-    void refill(std::chrono::milliseconds timeout)
+    void refill()
     {
         datagrams_.clear();
         delivered_ = 0;
@@ -92,24 +98,17 @@ private:
         if (!socket_.is_open()) {
             return;
         }
-        const SOCKET socket = socket_of(socket_.handle());
-        const Deadline deadline(timeout);
-        for (std::size_t slot = 0; slot < batch_ && datagrams_.size() < batch_;) {
+        for (std::size_t slot = 0, errors = 0; slot < batch_ && errors < batch_ && datagrams_.size() < batch_;) {
             if (read_into(slot)) {
                 ++slot;
                 continue;
             }
-            const int error = ::WSAGetLastError();
             // too long a datagram, or the error of an earlier send: not what is waited for, and over once fetched
-            if (error == WSAEMSGSIZE || error == WSAECONNRESET || error == WSAENETRESET) {
-                if (deadline.remaining_ms() == 0) {
-                    break;
-                }
-                continue;
-            }
-            if (error == WSAENOTSOCK || !datagrams_.empty() || !wait_for_input(socket, deadline)) {
+            const int error = ::WSAGetLastError();
+            if (error != WSAEMSGSIZE && error != WSAECONNRESET && error != WSAENETRESET) {
                 return;
             }
+            ++errors;
         }
         all_read_ = false;
     }

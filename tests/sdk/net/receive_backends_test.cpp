@@ -15,7 +15,8 @@ constexpr net::ReceivePath path{{0xC0000209}, {0xC0000201}};  // addresses of do
 
 class Nothing final : public net::PacketReceiver {
 public:
-    std::span<const net::Datagram> receive(std::chrono::milliseconds) override { return {}; }
+    std::span<const net::Datagram> read(const net::Landing&) override { return {}; }
+    [[nodiscard]] bool wait(std::chrono::milliseconds) override { return false; }
     [[nodiscard]] bool drained() const noexcept override { return true; }
     [[nodiscard]] std::optional<std::uint64_t> dropped_by_system() const noexcept override { return std::nullopt; }
     [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return 4711; }
