@@ -13,7 +13,7 @@ namespace vex::acquisition {
 
 /// The one way into the private members of the buffer's classes.
 struct Access {
-    static PvResult make_room(PvBuffer& buffer, std::uint64_t needed)
+    static PvResult make_room(PvBuffer& buffer, std::uint64_t needed, bool keeps_bytes)
     {
         if (needed <= buffer.size_) {
             return PvResult::OK;
@@ -28,6 +28,9 @@ struct Access {
         auto* grown = buffer_memory::allocate(static_cast<std::size_t>(needed));
         if (grown == nullptr) {
             return failure(PvResult::NotEnoughMemory, "There is no memory for a block of ", needed, " bytes");
+        }
+        if (keeps_bytes && buffer.data_ != nullptr) {
+            std::memcpy(grown, buffer.data_, buffer.size_);
         }
         buffer_memory::release(buffer.data_, buffer.size_);
         buffer.data_ = grown;
@@ -57,7 +60,7 @@ struct Access {
         if (start.payload_type == PvPayloadTypeFile) {
             set_file_name(buffer, start.file_name);
         }
-        return make_room(buffer, needed);
+        return make_room(buffer, needed, start.keeps_bytes);
     }
 
     static void set_file_name(PvBuffer& buffer, std::span<const std::uint8_t> name) noexcept
@@ -96,7 +99,19 @@ struct Access {
         image.image_dropped_ = end.status.image_dropped;
         image.data_overrun_ = end.status.data_overrun;
         if (end.delivered_lines) {
-            image.height_ = std::min(image.height_, *end.delivered_lines);
+            set_height(buffer, *end.delivered_lines);
+        }
+    }
+
+    static void set_height(PvBuffer& buffer, std::uint32_t lines) noexcept
+    {
+        auto& image = buffer.image_;
+        if (lines <= image.height_) {
+            image.height_ = lines;
+        } else if (auto taller = vex::acquisition::geometry(buffer)) {
+            taller->height = lines;
+            taller->padding_y = 0;
+            image.height_ = required_size(*taller) <= buffer.acquired_size_ ? lines : image.height_;
         }
     }
 

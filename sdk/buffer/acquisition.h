@@ -42,6 +42,7 @@ struct BlockStart {
     std::uint64_t reception_time = 0;  ///< host microseconds, monotonic
     /// Bytes to make room for. The image's own required size is made room for in any case.
     std::uint64_t payload_size = 0;
+    bool keeps_bytes = false;                             ///< larger memory begins with the bytes of the old
     std::optional<ImageGeometry> image{};                 ///< used for the image payload type
     std::optional<std::uint64_t> announced_raw_length{};  ///< used for the raw data payload type
     PvRawDataFormat raw_format = PvRawDataFormatUnknown;  ///< used for the raw data payload type
@@ -92,8 +93,8 @@ struct BlockEnd {
     std::uint32_t ignored_packet_count = 0;
     std::span<const PacketRange> missing{};  ///< copied; ascending, not overlapping
     ImageStatus status{};
-    /// Lines that the trailer announced. Fewer than the leader's height shorten the image; more are ignored, as there
-    /// is no memory for them.
+    /// Lines that the trailer announced. Fewer than the leader's height shorten the image; more lengthen it, if the
+    /// bytes for them came.
     std::optional<std::uint32_t> delivered_lines{};
     /// The part of the block that consists of chunks; empty where there are none.
     std::span<const std::uint8_t> chunks{};

@@ -16,6 +16,18 @@ bool carries_data(const gvsp::Header& header) noexcept
            (header.status == gvsp::Status::data_overrun && header.format == gvsp::Format::trailer);
 }
 
+/// The device says that it could not send the block before this one.
+bool tells_dropped_block(const gvsp::Header& header) noexcept
+{
+    return header.extended_ids && (header.flags & gvsp::header_flag::previous_block_dropped) != 0;
+}
+
+bool carries_payload(gvsp::Format format) noexcept
+{
+    return format == gvsp::Format::payload || format == gvsp::Format::h264 || format == gvsp::Format::multi_zone ||
+           format == gvsp::Format::multi_part;
+}
+
 }  // namespace
 
 void BlockAssembler::set_settings(const StreamSettings& settings) noexcept
@@ -129,7 +141,7 @@ void BlockAssembler::note_delay(const gvsp::Header& header)
 
 PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
 {
-    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
+    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload, packet.header.part_count);
     if (!leader.has_value() || packet.header.packet_id != 0) {
         return PacketFate::malformed;
     }
@@ -140,6 +152,7 @@ PacketFate BlockAssembler::put_leader(const gvsp::Packet& packet)
     }
     count_begin(*frame);
     const PacketFate fate = frame->put_leader(*leader, typical_);
+    counters_.blocks_dropped_by_device += fate == PacketFate::stored && tells_dropped_block(packet.header) ? 1 : 0;
     account(*frame, packet.header, fate);
     return fate;
 }
@@ -148,8 +161,8 @@ PacketFate BlockAssembler::put(BlockFrame& frame, const gvsp::Packet& packet)
 {
     count_begin(frame);
     PacketFate fate = PacketFate::unsupported;
-    if (packet.header.format == gvsp::Format::payload) {
-        fate = put_payload(frame, packet.header.packet_id, packet.payload);
+    if (carries_payload(packet.header.format)) {
+        fate = put_payload(frame, packet);
     } else if (packet.header.format == gvsp::Format::trailer) {
         // its ID ends the block, whatever else there is to be read in it
         const gvsp::Trailer trailer = gvsp::decode_trailer(packet.payload).value_or(gvsp::Trailer{});
@@ -161,18 +174,50 @@ PacketFate BlockAssembler::put(BlockFrame& frame, const gvsp::Packet& packet)
     return fate;
 }
 
-PacketFate BlockAssembler::put_payload(BlockFrame& frame, std::uint32_t packet_id, std::span<const std::uint8_t> data)
+PacketFate BlockAssembler::put_payload(BlockFrame& frame, const gvsp::Packet& packet)
 {
     if (frame.buffer() == nullptr && !give_buffer(frame)) {
         return PacketFate::no_buffer;
     }
-    return frame.put_payload(packet_id, data, typical_, counters_);
+    const std::uint32_t packet_id = packet.header.packet_id;
+    if (packet.header.format == gvsp::Format::payload) {
+        return frame.put_payload(packet_id, packet.payload, typical_, counters_);
+    }
+    if (packet.header.format == gvsp::Format::h264) {
+        const std::optional<gvsp::H264Payload> payload = gvsp::decode_h264_payload(packet.payload);
+        if (!payload.has_value()) {
+            return PacketFate::malformed;
+        }
+        frame.note_timestamp(payload->timestamp);
+        return frame.put_payload(packet_id, payload->data, typical_, counters_);
+    }
+    const std::optional<gvsp::PlacedPayload> payload = gvsp::decode_placed_payload(packet.payload);
+    return payload.has_value()
+               ? frame.put_placed(packet_id, *payload, packet.header.format == gvsp::Format::multi_part, counters_)
+               : PacketFate::malformed;
+}
+
+/// The data of a whole block.
+PacketFate BlockAssembler::put_all(BlockFrame& frame, const gvsp::Leader& leader, const gvsp::AllIn& all)
+{
+    if (frame.buffer() == nullptr && !give_buffer(frame)) {
+        return PacketFate::no_buffer;
+    }
+    if (leader.base_type() == gvsp::payload_type::multi_zone) {
+        gvsp::PlacedPayload payload;
+        payload.data = all.data;
+        return frame.put_placed(1, payload, false, counters_);
+    }
+    if (leader.base_type() == gvsp::payload_type::h264) {
+        frame.note_timestamp(all.timestamp);
+    }
+    return frame.put_payload(1, all.data, typical_, counters_);
 }
 
 /// A whole block in one packet: leader, trailer, data.
 PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
 {
-    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload);
+    const std::optional<gvsp::Leader> leader = gvsp::decode_leader(packet.payload, packet.header.part_count);
     if (!leader.has_value() || packet.header.packet_id != 0) {
         return PacketFate::malformed;
     }
@@ -190,7 +235,7 @@ PacketFate BlockAssembler::put_all_in(const gvsp::Packet& packet)
     } else {
         fate = frame->put_leader(*leader, typical_);
         if (fate == PacketFate::stored) {
-            fate = put_payload(*frame, 1, rest->data);
+            fate = put_all(*frame, *leader, *rest);
         }
         if (fate == PacketFate::stored || fate == PacketFate::no_room || fate == PacketFate::no_buffer) {
             frame->put_trailer(2, rest->trailer, counters_);
@@ -283,9 +328,7 @@ void BlockAssembler::open_missing_before(std::int64_t order, const gvsp::Header&
 {
     constexpr std::int64_t most = 4;
     const std::int64_t first = numbering_.newest() + 1;
-    const bool dropped_by_device =
-        header.extended_ids && (header.flags & gvsp::header_flag::previous_block_dropped) != 0;
-    if (!asks_for_resends() || dropped_by_device || order - first > most ||
+    if (!asks_for_resends() || tells_dropped_block(header) || order - first > most ||
         open_count_ + static_cast<std::uint64_t>(std::max<std::int64_t>(order - first, 0)) >= settings_.latency_level) {
         return;
     }

@@ -96,7 +96,8 @@ private:
     void note_delay(const wire::gvsp::Header& header);
     PacketFate put_leader(const wire::gvsp::Packet& packet);
     PacketFate put(BlockFrame& frame, const wire::gvsp::Packet& packet);
-    PacketFate put_payload(BlockFrame& frame, std::uint32_t packet_id, std::span<const std::uint8_t> data);
+    PacketFate put_payload(BlockFrame& frame, const wire::gvsp::Packet& packet);
+    PacketFate put_all(BlockFrame& frame, const wire::gvsp::Leader& leader, const wire::gvsp::AllIn& all);
     PacketFate put_all_in(const wire::gvsp::Packet& packet);
     void count_begin(BlockFrame& frame) noexcept;
     void account(BlockFrame& frame, const wire::gvsp::Header& header, PacketFate fate);

@@ -4,48 +4,13 @@
 #include <cstring>
 #include <new>
 
-#include "sdk/wire/pixel_format.h"
-
 namespace vex::stream {
 
 namespace {
 
-constexpr std::uint64_t endless = std::numeric_limits<std::uint64_t>::max();
-/// Formats of a maker's own may be compressed: their bit count bounds their size from above only.
-constexpr std::uint32_t custom_format = 0x80000000;
-
-/// Bytes of an image whose lines follow each other without being filled up to whole bytes, as some packed formats do.
-std::uint64_t unaligned_size(const acquisition::ImageGeometry& image) noexcept
-{
-    const std::uint64_t pixels = std::uint64_t{image.width} * image.height;
-    const unsigned bits = wire::bits_per_pixel(static_cast<std::uint32_t>(image.pixel_type));
-    if (bits != 0 && pixels > (endless - 7) / bits) {
-        return endless - 1;
-    }
-    const std::uint64_t bytes = (pixels * bits + 7) / 8;
-    const std::uint64_t padding = std::uint64_t{image.padding_x} * image.height + image.padding_y;
-    return bytes > endless - 1 - padding ? endless - 1 : bytes + padding;
-}
-
 std::uint64_t packets_for(std::uint64_t bytes, std::uint32_t stride) noexcept
 {
     return bytes / stride + (bytes % stride != 0 ? 1 : 0);
-}
-
-PvPayloadType payload_type_of(std::uint16_t base_type) noexcept
-{
-    namespace type = wire::gvsp::payload_type;
-    if ((base_type >= type::image && base_type <= type::extended_chunk_data) ||
-        base_type >= PvPayloadTypeDeviceSpecificBase) {
-        return static_cast<PvPayloadType>(base_type);
-    }
-    return PvPayloadTypeUndefined;
-}
-
-std::uint64_t microseconds(net::Clock::time_point time) noexcept
-{
-    const auto since = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
-    return since > 0 ? static_cast<std::uint64_t>(since) : 0;
 }
 
 }  // namespace
@@ -69,13 +34,19 @@ void BlockFrame::open(std::int64_t order, std::uint64_t block_id, time_point now
     leader_seen_ = false;
     payload_type_ = PvPayloadTypeUndefined;
     timestamp_ = 0;
+    payload_time_ = 0;
     image_.reset();
     raw_length_.reset();
     announced_ = {};
     field_id_ = 0;
     field_count_ = 0;
+    wire_type_ = 0;
+    file_name_.clear();
+    parts_.clear();
     trailer_seen_ = false;
     delivered_lines_ = 0;
+    chunk_length_.reset();
+    chunk_layout_id_ = 0;
     data_overrun_ = false;
     unsupported_ = false;
     failure_ = PvResult::OK;
@@ -94,6 +65,10 @@ void BlockFrame::forget_payload() noexcept
     short_id_ = 0;
     short_length_ = 0;
     unplaced_id_ = 0;
+    placed_ = false;
+    ranges_.clear();
+    excess_length_ = 0;
+    excess_.clear();
     arrived_.clear();
 }
 
@@ -105,66 +80,6 @@ void BlockFrame::drop() noexcept
     dropped_ = true;
 }
 
-void BlockFrame::use(PvBuffer& buffer, const TypicalBlock& typical)
-{
-    buffer_ = &buffer;
-    begin_buffer(typical);
-}
-
-/// Tells the buffer what is known of the block and makes room for it.
-void BlockFrame::begin_buffer(const TypicalBlock& typical)
-{
-    acquisition::BlockStart start;
-    start.payload_type = leader_seen_ ? payload_type_ : typical.payload_type;
-    start.block_id = block_id_;
-    start.timestamp = timestamp_;
-    start.reception_time = microseconds(first_packet_);
-    start.payload_size = announced_.ends() ? announced_.most : std::max(announced_.least, typical.payload_size);
-    start.image = image_;
-    start.announced_raw_length = raw_length_;
-    const PvResult result = acquisition::begin(*buffer_, start);
-    // that memory of the client's own is too small shows when a packet does not fit
-    if (result.GetCode() == PvResult::NotEnoughMemory || result.GetCode() == PvResult::ErrOverflow) {
-        failure_ = result.GetCode();
-    }
-
-    const std::span<std::uint8_t> memory = acquisition::memory(*buffer_);
-    if ((memory.data() != memory_ || memory.size() != capacity_) && received_ != 0) {
-        forget_payload();  // it went with the memory that was too small
-    }
-    memory_ = memory.data();
-    capacity_ = memory.size();
-}
-
-void BlockFrame::read_announcement(const wire::gvsp::Leader& leader) noexcept
-{
-    payload_type_ = payload_type_of(leader.base_type());
-    timestamp_ = leader.timestamp;
-    field_id_ = leader.field_id;
-    field_count_ = leader.field_count;
-    raw_length_ = leader.payload_size;
-    const bool chunks_follow = (leader.payload_type & wire::gvsp::payload_type::chunks_appended) != 0 ||
-                               payload_type_ == PvPayloadTypeChunkData ||
-                               payload_type_ == PvPayloadTypeExtendedChunkData;
-    if (leader.image.has_value()) {
-        const wire::gvsp::ImageInfo& info = *leader.image;
-        image_ = acquisition::ImageGeometry{.width = info.size_x,
-                                            .height = info.size_y,
-                                            .pixel_type = static_cast<PvPixelType>(info.pixel_format),
-                                            .offset_x = info.offset_x,
-                                            .offset_y = info.offset_y,
-                                            .padding_x = info.padding_x,
-                                            .padding_y = info.padding_y};
-        announced_.least = (info.pixel_format & custom_format) != 0 ? 0 : unaligned_size(*image_);
-        announced_.most = acquisition::required_size(*image_);
-    } else if (raw_length_.has_value()) {
-        announced_ = {*raw_length_, *raw_length_};
-    }
-    if (chunks_follow) {
-        announced_.most = endless;
-    }
-}
-
 PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const TypicalBlock& typical)
 {
     if (leader_seen_) {
@@ -172,7 +87,11 @@ PacketFate BlockFrame::put_leader(const wire::gvsp::Leader& leader, const Typica
     }
     leader_seen_ = true;
     arrived(0);
-    read_announcement(leader);
+    try {
+        read_announcement(leader);
+    } catch (const std::bad_alloc&) {
+        failure_ = PvResult::NotEnoughMemory;
+    }
     if (buffer_ != nullptr) {
         begin_buffer(typical);
     }
@@ -192,6 +111,9 @@ PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Tr
     missing_packets_.close_tail();
     payload_packets_ = packet_id - 1;
     delivered_lines_ = trailer.size_y.value_or(0);
+    chunk_length_ = trailer.chunk_data_length;
+    chunk_layout_id_ = trailer.chunk_layout_id.value_or(0);
+    note_parts(trailer);
     if (short_id_ != 0 && short_id_ != payload_packets_) {
         take_back(short_id_, short_length_, counters);
     }
@@ -199,10 +121,18 @@ PacketFate BlockFrame::put_trailer(std::uint32_t packet_id, const wire::gvsp::Tr
     return PacketFate::stored;
 }
 
+void BlockFrame::note_parts(const wire::gvsp::Trailer& trailer) noexcept
+{
+    parts_.read(trailer);
+    if (parts_.size() != 0) {
+        delivered_lines_ = parts_.image_lines();
+    }
+}
+
 PacketFate BlockFrame::put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data,
                                    const TypicalBlock& typical, Counters& counters)
 {
-    if (packet_id == 0 || data.empty() || (trailer_seen_ && packet_id > payload_packets_)) {
+    if (packet_id == 0 || data.empty() || placed_ || (trailer_seen_ && packet_id > payload_packets_)) {
         return PacketFate::malformed;
     }
     if (stride_ == 0) {
@@ -298,21 +228,13 @@ PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8
     // some devices fill the last packet up to the full length
     if (offset < announced_.most && length > announced_.most - offset) {
         length = static_cast<std::size_t>(announced_.most - offset);
+        keep_excess(data.subspan(length));
     }
 
-    if (highest_ == 0) {
-        first_payload_ = last_packet_;
-    }
-    if (packet_id >= highest_) {
-        highest_ = packet_id;
-    } else {
-        ++counters.packets_out_of_order;
-    }
+    note_order(packet_id, counters);
     extent_ = std::max(extent_, offset + length);
     if (offset + length > capacity_) {
-        ++outside_;
-        arrived(packet_id);
-        return PacketFate::no_room;
+        return put_outside(packet_id, offset, data.first(length), counters);
     }
     try {
         arrived_.set(packet_id);
@@ -331,6 +253,39 @@ PacketFate BlockFrame::place(std::uint32_t packet_id, std::span<const std::uint8
         reject_cut_packet(counters);
     }
     return PacketFate::stored;
+}
+
+void BlockFrame::note_order(std::uint32_t packet_id, Counters& counters) noexcept
+{
+    if (highest_ == 0) {
+        first_payload_ = last_packet_;
+    }
+    if (packet_id >= highest_) {
+        highest_ = packet_id;
+    } else {
+        ++counters.packets_out_of_order;
+    }
+}
+
+/// A packet for which there is no room, or not enough: what fits is kept.
+PacketFate BlockFrame::put_outside(std::uint32_t packet_id, std::uint64_t offset, std::span<const std::uint8_t> data,
+                                   Counters& counters)
+{
+    if (offset < capacity_) {
+        try {
+            arrived_.set(packet_id);
+        } catch (const std::bad_alloc&) {
+            failure_ = PvResult::NotEnoughMemory;
+            return PacketFate::no_room;
+        }
+        const auto fitting = data.first(std::min<std::size_t>(data.size(), capacity_ - offset));
+        std::memcpy(memory_ + offset, fitting.data(), fitting.size());
+        bytes_ += fitting.size();
+        counters.stored_bytes += fitting.size();
+    }
+    ++outside_;
+    arrived(packet_id);
+    return PacketFate::no_room;
 }
 
 /// A packet that was taken for complete turned out to be cut.
@@ -365,9 +320,13 @@ void BlockFrame::reject_cut_packet(Counters& counters) noexcept
 /// Where the data of the short packet ends in the block.
 std::uint64_t BlockFrame::short_end() const noexcept { return std::uint64_t{short_id_ - 1} * stride_ + short_length_; }
 
-/// The least bytes that the block must have by its leader and, where a device ended an image early, by its trailer.
+/// The least bytes that the block must have by its leader and, where a device ended an image early or appended chunks,
+/// by its trailer.
 std::uint64_t BlockFrame::needed_bytes() const noexcept
 {
+    if (chunk_length_.has_value() && *chunk_length_ > announced_.least) {
+        return *chunk_length_;
+    }
     if (image_.has_value() && announced_.least != 0 && delivered_lines_ != 0 && delivered_lines_ < image_->height) {
         acquisition::ImageGeometry shortened = *image_;
         shortened.height = delivered_lines_;
@@ -382,6 +341,9 @@ std::uint64_t BlockFrame::known_packets() const noexcept
 {
     if (trailer_seen_) {
         return payload_packets_;
+    }
+    if (placed_) {
+        return ranges_.total() != 0 && ranges_.total() == announced_.most ? highest_ : 0;
     }
     if (stride_ != 0 && announced_.ends()) {
         const std::uint64_t packets = packets_for(announced_.most, stride_);
@@ -399,7 +361,8 @@ bool BlockFrame::has_hole() const noexcept
 
 bool BlockFrame::has_announced_payload() const noexcept
 {
-    return leader_seen_ && announced_.ends() && announced_.most != 0 && stride_ != 0 && all_payload_there();
+    return leader_seen_ && announced_.ends() && announced_.most != 0 && (stride_ != 0 || placed_) &&
+           all_payload_there();
 }
 
 std::optional<std::uint32_t> BlockFrame::probable_trailer(const TypicalBlock& typical) const noexcept
@@ -423,7 +386,15 @@ bool BlockFrame::complete() const noexcept
 bool BlockFrame::all_payload_there() const noexcept
 {
     const std::uint64_t packets = known_packets();
-    return (packets != 0 || trailer_seen_) && received_ == packets && bytes_ >= needed_bytes();
+    return (packets != 0 || trailer_seen_) && received_ == packets && all_bytes_there();
+}
+
+bool BlockFrame::all_bytes_there() const noexcept
+{
+    if (parts_.size() != 0) {
+        return parts_.are_covered(ranges_);
+    }
+    return placed_ ? ranges_.covers(0, needed_bytes()) : bytes_ >= needed_bytes();
 }
 
 }  // namespace vex::stream

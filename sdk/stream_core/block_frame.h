@@ -6,11 +6,14 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "sdk/buffer/acquisition.h"
 #include "sdk/net/clock.h"
+#include "sdk/stream_core/block_parts.h"
+#include "sdk/stream_core/byte_ranges.h"
 #include "sdk/stream_core/counters.h"
 #include "sdk/stream_core/missing_packets.h"
 #include "sdk/stream_core/packet_bitmap.h"
@@ -22,6 +25,7 @@ namespace vex::stream {
 struct TypicalBlock {
     std::uint32_t stride = 0;           ///< data bytes of a full payload packet; 0 until one was seen
     std::uint64_t payload_size = 0;     ///< bytes of the largest recent block of unannounced size
+    std::uint64_t excess = 0;           ///< bytes of the latest block beyond what its leader announced
     std::uint32_t payload_packets = 0;  ///< of the latest block whose trailer came; 0 until one did
     PvPayloadType payload_type = PvPayloadTypeUndefined;
 };
@@ -40,6 +44,9 @@ enum class Ending : std::uint8_t {
 /// the greater length. Until it is certain, the one packet that cannot be placed yet is kept aside.
 ///
 /// A packet shorter than the stride is the last one. It is taken for that until a later one shows that it was cut.
+///
+/// The packets of multi-zone and multi-part blocks say themselves where their data belong. Such a block is whole when
+/// every byte has come, however they lie. Those of a multi-part block have no place before the leader is there.
 ///
 /// Reused from block to block; after the first blocks it allocates nothing. Not thread-safe.
 class BlockFrame {
@@ -86,9 +93,14 @@ public:
     /// Needs a buffer. `counters` is told when an earlier packet turns out to be malformed.
     PacketFate put_payload(std::uint32_t packet_id, std::span<const std::uint8_t> data, const TypicalBlock& typical,
                            Counters& counters);
+    /// The same for a packet that says where its data belong; `of_part` tells that this is within a part.
+    PacketFate put_placed(std::uint32_t packet_id, const wire::gvsp::PlacedPayload& payload, bool of_part,
+                          Counters& counters);
     PacketFate put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters);
 
     void note_overrun() noexcept { data_overrun_ = true; }
+    /// The device time of an H.264 block, which its leader does not tell.
+    void note_timestamp(std::uint64_t timestamp) noexcept;
     void note_unsupported() noexcept { unsupported_ = true; }
     void note_ignored() noexcept { ++ignored_; }
 
@@ -122,11 +134,18 @@ private:
 
     void begin_buffer(const TypicalBlock& typical);
     void forget_payload() noexcept;
-    void read_announcement(const wire::gvsp::Leader& leader) noexcept;
+    void read_announcement(const wire::gvsp::Leader& leader);
+    void read_parts(const wire::gvsp::Leader& leader);
+    void note_parts(const wire::gvsp::Trailer& trailer) noexcept;
     PacketFate keep_unplaced(std::uint32_t packet_id, std::span<const std::uint8_t> data);
     bool settle_stride(std::uint32_t packet_id, std::size_t length, const TypicalBlock& typical) noexcept;
     PacketFate place(std::uint32_t packet_id, std::span<const std::uint8_t> data, Counters& counters);
     void place_unplaced(Counters& counters);
+    PacketFate put_outside(std::uint32_t packet_id, std::uint64_t offset, std::span<const std::uint8_t> data,
+                           Counters& counters);
+    void keep_excess(std::span<const std::uint8_t> data);
+    void note_order(std::uint32_t packet_id, Counters& counters) noexcept;
+    void settle_excess(Counters& counters);
     void guess_stride(const TypicalBlock& typical) noexcept;
     void settle_payload(const TypicalBlock& typical, Counters& counters);
     void tell(TypicalBlock& typical) const noexcept;
@@ -136,12 +155,15 @@ private:
     [[nodiscard]] std::uint64_t short_end() const noexcept;
     [[nodiscard]] std::uint64_t known_packets() const noexcept;
     [[nodiscard]] bool all_payload_there() const noexcept;
+    [[nodiscard]] bool all_bytes_there() const noexcept;
+    [[nodiscard]] bool was_dropped_by_device() const noexcept;
     [[nodiscard]] BlockFate fate(Ending ending) const noexcept;
     [[nodiscard]] BlockFate incomplete_fate() const noexcept;
     void arrived(std::uint32_t packet_id) { arrival_ = missing_packets_.arrived(packet_id, last_packet_); }
     [[nodiscard]] PvResult describe(BlockFate fate, std::uint64_t lost, std::uint64_t packets) const;
     std::uint64_t list_missing(std::uint64_t packets);
-    [[nodiscard]] acquisition::ImageStatus image_status() const noexcept;
+    [[nodiscard]] acquisition::ImageStatus image_status(BlockFate fate) const noexcept;
+    void find_contents(acquisition::BlockEnd& end, std::vector<acquisition::Part>& parts) const;
 
     std::int64_t order_ = 0;
     std::uint64_t block_id_ = 0;
@@ -170,6 +192,15 @@ private:
     std::uint32_t short_id_ = 0;
     std::uint32_t short_length_ = 0;
 
+    // what came of packets that tell their place
+    bool placed_ = false;
+    ByteRanges ranges_;
+    BlockParts parts_;
+
+    // of the packet with the announced end in it, what lies behind that: padding or, in a taller image, more lines
+    std::size_t excess_length_ = 0;
+    std::vector<std::uint8_t> excess_;  // empty where there is no room for it in any case
+
     // the packet that cannot be placed yet
     std::uint32_t unplaced_id_ = 0;
     std::vector<std::uint8_t> unplaced_;
@@ -177,14 +208,19 @@ private:
     bool leader_seen_ = false;
     PvPayloadType payload_type_ = PvPayloadTypeUndefined;
     std::uint64_t timestamp_ = 0;
+    std::uint64_t payload_time_ = 0;  // of an H.264 block, by its packets
     std::optional<acquisition::ImageGeometry> image_;
+    std::uint16_t wire_type_ = 0;
     std::optional<std::uint64_t> raw_length_;
+    std::string file_name_;
     Size announced_;
     std::uint8_t field_id_ = 0;
     std::uint8_t field_count_ = 0;
 
     bool trailer_seen_ = false;
     std::uint32_t delivered_lines_ = 0;  // 0 when not told
+    std::optional<std::uint32_t> chunk_length_;
+    std::uint32_t chunk_layout_id_ = 0;
 
     bool data_overrun_ = false;
     bool unsupported_ = false;

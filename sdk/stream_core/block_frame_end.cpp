@@ -5,6 +5,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/stream_core/block_frame.h"
+#include "sdk/wire/chunks.h"
 #include "sdk/wire/pixel_format.h"
 
 namespace vex::stream {
@@ -33,10 +34,19 @@ BlockFate BlockFrame::fate(Ending ending) const noexcept
     if (outside_ != 0) {
         return BlockFate::buffer_too_small;
     }
+    if (was_dropped_by_device()) {
+        return BlockFate::image_error;
+    }
     if (!leader_seen_ || !all_payload_there()) {
         return incomplete_fate();
     }
     return data_overrun_ ? BlockFate::image_error : BlockFate::complete;
+}
+
+/// The device announced an image and ended it without sending any of it.
+bool BlockFrame::was_dropped_by_device() const noexcept
+{
+    return leader_seen_ && trailer_seen_ && payload_packets_ == 0 && image_.has_value() && announced_.least != 0;
 }
 
 /// Why packets are missing.
@@ -57,6 +67,9 @@ PvResult BlockFrame::describe(BlockFate fate, std::uint64_t lost, std::uint64_t 
     case BlockFate::aborted: return PvResult::Aborted;
     case BlockFate::auto_aborted: return PvResult::AutoAborted;
     case BlockFate::image_error:
+        if (was_dropped_by_device()) {
+            return failure(PvResult::ImageError, "Block ", block_id_, ": the device dropped the image");
+        }
         return failure(PvResult::ImageError, "Block ", block_id_, ": the device could not read out or send all data");
     case BlockFate::failed: return failure_;
     case BlockFate::invalid_format:
@@ -98,7 +111,8 @@ std::uint64_t BlockFrame::list_missing(std::uint64_t packets)
         add(0, 0);
     }
     // what did arrive but had no room is not missing
-    const std::uint64_t last = outside_ != 0 && stride_ != 0 ? std::min(packets, capacity_ / stride_) : packets;
+    const std::uint64_t last =
+        outside_ != 0 && stride_ != 0 && !placed_ ? std::min(packets, capacity_ / stride_) : packets;
     arrived_.for_each_gap(1, last, add);
     if (!trailer_seen_) {
         add(static_cast<std::uint32_t>(packets + 1), static_cast<std::uint32_t>(packets + 1));
@@ -106,7 +120,7 @@ std::uint64_t BlockFrame::list_missing(std::uint64_t packets)
     return lost;
 }
 
-acquisition::ImageStatus BlockFrame::image_status() const noexcept
+acquisition::ImageStatus BlockFrame::image_status(BlockFate fate) const noexcept
 {
     acquisition::ImageStatus status;
     status.data_overrun = data_overrun_;
@@ -114,17 +128,21 @@ acquisition::ImageStatus BlockFrame::image_status() const noexcept
         status.interlaced_odd = field_id_ % 2 != 0;
         status.interlaced_even = !status.interlaced_odd;
     }
-    if (!image_.has_value() || stride_ == 0) {
+    if (!image_.has_value()) {
+        return status;
+    }
+    status.image_dropped = was_dropped_by_device();
+    // without the trailer nobody but the count of its lines has told its end
+    status.eof_by_line_count = fate == BlockFate::complete && !trailer_seen_;
+    if (status.image_dropped) {
         return status;
     }
     const std::uint64_t line =
         wire::line_bytes(static_cast<std::uint32_t>(image_->pixel_type), image_->width) + image_->padding_x;
     const std::uint64_t end = needed_bytes();
-    for (const acquisition::PacketRange& range : missing_) {
-        const std::uint64_t from = std::uint64_t{std::max(range.low, 1U) - 1} * stride_;
-        const std::uint64_t to = std::min(std::uint64_t{range.high} * stride_, end);
+    const auto note_missing = [&](std::uint64_t from, std::uint64_t to) {
         if (from >= to || line == 0) {
-            continue;
+            return;
         }
         const std::uint64_t first_whole_line = (from + line - 1) / line * line;
         if (first_whole_line + line <= to) {
@@ -133,6 +151,14 @@ acquisition::ImageStatus BlockFrame::image_status() const noexcept
         if (from % line != 0 || to % line != 0) {
             status.partial_line_missing = true;
         }
+    };
+    if (placed_) {
+        ranges_.for_each_gap(end, note_missing);
+        return status;
+    }
+    for (const acquisition::PacketRange& range : missing_) {
+        note_missing(std::uint64_t{std::max(range.low, 1U) - 1} * stride_,
+                     std::min(std::uint64_t{range.high} * stride_, end));
     }
     return status;
 }
@@ -150,6 +176,71 @@ void BlockFrame::settle_payload(const TypicalBlock& typical, Counters& counters)
     if (!trailer_seen_ && short_id_ != 0 && short_id_ == known_packets() && short_end() < needed_bytes()) {
         take_back(short_id_, short_length_, counters);
     }
+    settle_excess(counters);
+}
+
+void BlockFrame::keep_excess(std::span<const std::uint8_t> data)
+{
+    excess_length_ = data.size();
+    try {
+        if (capacity_ > announced_.most) {
+            excess_.assign(data.begin(), data.end());
+        }
+    } catch (const std::bad_alloc&) {
+        failure_ = PvResult::NotEnoughMemory;
+    }
+}
+
+/// The image may be taller than its leader said: the trailer tells more lines, and the bytes for them came.
+void BlockFrame::settle_excess(Counters& counters)
+{
+    if (!image_.has_value() || parts_.size() != 0 || !announced_.ends() || delivered_lines_ <= image_->height) {
+        return;
+    }
+    acquisition::ImageGeometry taller = *image_;
+    taller.height = delivered_lines_;
+    taller.padding_y = 0;
+    const std::uint64_t needed = unaligned_size(taller);
+    const std::uint64_t most = announced_.most;
+    if (std::max(extent_, most + excess_length_) < needed) {
+        return;
+    }
+    image_ = taller;
+    announced_.least = least_size(taller);
+    if (excess_length_ == 0) {
+        return;
+    }
+    const std::uint64_t end = std::min(most + excess_length_, std::max(capacity_, most));
+    const std::uint64_t fitting = std::min<std::uint64_t>(end - most, excess_.size());
+    if (fitting != 0) {
+        std::copy_n(excess_.begin(), fitting, memory_ + most);
+        bytes_ += fitting;
+        counters.stored_bytes += fitting;
+    }
+    extent_ = std::max(extent_, most + excess_length_);
+    outside_ += fitting < excess_length_ && needed > most + fitting ? 1 : 0;
+}
+
+/// Chunks and parts of a whole block.
+void BlockFrame::find_contents(acquisition::BlockEnd& end, std::vector<acquisition::Part>& parts) const
+{
+    const std::span<const std::uint8_t> block(memory_, static_cast<std::size_t>(std::min(extent_, capacity_)));
+    end.chunk_layout_id = chunk_layout_id_;
+    if (parts_.size() == 0) {
+        end.chunks = wire::chunks::area_of({.bytes = block,
+                                            .payload_type = wire_type_,
+                                            .data_size = needed_bytes(),
+                                            .chunk_data_length = chunk_length_});
+        return;
+    }
+    parts = parts_.list(capacity_);
+    end.parts = parts;
+    const auto chunks = std::ranges::find(parts, PvPartTypeChunkData,
+                                          [](const acquisition::Part& part) { return part.description.Type; });
+    if (chunks != parts.end()) {
+        end.chunks =
+            std::span<const std::uint8_t>(memory_, capacity_).subspan(chunks->offset, chunks->description.Size);
+    }
 }
 
 BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBlock& typical, Counters& counters)
@@ -161,8 +252,12 @@ BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBl
         std::min(known != 0 || trailer_seen_ ? known : std::max<std::uint64_t>(highest_, 1), most_packets);
 
     acquisition::BlockEnd end;
+    std::vector<acquisition::Part> parts;
     std::uint64_t lost = 0;
     try {
+        if (end_fate == BlockFate::complete) {
+            find_contents(end, parts);
+        }
         lost = list_missing(packets);
         end.result = describe(end_fate, lost, packets + 2);
     } catch (const std::bad_alloc&) {
@@ -177,7 +272,7 @@ BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBl
     if (list_missing_packets) {
         end.missing = missing_;
     }
-    end.status = image_status();
+    end.status = image_status(end_fate);
     if (delivered_lines_ != 0) {
         end.delivered_lines = delivered_lines_;
     }
@@ -204,7 +299,7 @@ BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBl
 /// Tells what this block shows of the ones that follow.
 void BlockFrame::tell(TypicalBlock& typical) const noexcept
 {
-    if (received_ > 1 || (received_ == 1 && highest_ == 1)) {
+    if (!placed_ && (received_ > 1 || (received_ == 1 && highest_ == 1))) {
         typical.stride = stride_;
     }
     if (trailer_seen_) {
@@ -216,6 +311,9 @@ void BlockFrame::tell(TypicalBlock& typical) const noexcept
     // learnt only from what was really sent: a lying packet ID must not make buffers grow
     if (trailer_seen_ && received_ + outside_ == payload_packets_ && !announced_.ends()) {
         typical.payload_size = std::max(typical.payload_size, extent_);
+    }
+    if (trailer_seen_ && announced_.ends()) {
+        typical.excess = extent_ - std::min(extent_, announced_.most);
     }
 }
 

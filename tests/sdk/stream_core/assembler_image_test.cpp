@@ -194,7 +194,8 @@ TEST_F(AssemblerImage, ReportsATooSmallBufferAndWritesNothingOutsideIt)
     ASSERT_EQ(port.delivered.size(), 1U);
     EXPECT_EQ(port.delivered[0].result(), PvResult::BufferTooSmall);
     EXPECT_EQ(port.delivered[0].fate, BlockFate::buffer_too_small);
-    EXPECT_EQ(port.delivered[0].buffer->GetAcquiredSize(), 40U);
+    EXPECT_EQ(port.delivered[0].buffer->GetAcquiredSize(), 50U);
+    EXPECT_EQ(port.delivered[0].data(50), Bytes(pixels.begin(), pixels.begin() + 50));
     EXPECT_EQ(port.delivered[0].buffer->GetBlockID(), 3U);
     EXPECT_EQ(port.delivered[0].buffer->GetImage()->GetWidth(), 8U);
     EXPECT_EQ(packets(PacketFate::no_room), 2U);

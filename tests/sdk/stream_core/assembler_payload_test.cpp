@@ -115,9 +115,9 @@ TEST_F(AssemblerPayload, ReportsPayloadLayoutsThatItDoesNotKnow)
 {
     queue(1, 64);
     receive(packets::image_leader({.id = 1}, image_8x8, 1));
-    Bytes multi_part = packets::header({.id = 1}, 7, 1);
-    multi_part.resize(60);
-    receive(multi_part);
+    Bytes of_format_8 = packets::header({.id = 1}, 8, 1);
+    of_format_8.resize(60);
+    receive(of_format_8);
     receive(packets::image_trailer({.id = 1}, 2, 8));
     ASSERT_EQ(port.delivered.size(), 1U);
     EXPECT_EQ(port.delivered[0].result(), PvResult::InvalidDataFormat);
