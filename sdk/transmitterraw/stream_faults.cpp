@@ -31,6 +31,22 @@ void cut(std::vector<std::uint8_t>& packet, std::size_t least, std::uint64_t dra
 
 }  // namespace
 
+StreamFaultStatistics& operator+=(StreamFaultStatistics& sum, const StreamFaultStatistics& more) noexcept
+{
+    sum.packets += more.packets;
+    sum.lost += more.lost;
+    sum.bursts += more.bursts;
+    sum.doubled += more.doubled;
+    sum.reordered += more.reordered;
+    sum.delayed += more.delayed;
+    sum.corrupted += more.corrupted;
+    sum.truncated_leaders += more.truncated_leaders;
+    sum.lost_trailers += more.lost_trailers;
+    sum.shortened += more.shortened;
+    sum.resized += more.resized;
+    return sum;
+}
+
 StreamFaults::StreamFaults(const StreamFaultSettings& settings)
     : settings_(settings), first_(settings.seed), again_(~settings.seed)
 {}

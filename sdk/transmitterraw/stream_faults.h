@@ -58,6 +58,8 @@ struct StreamFaultStatistics {
     std::uint64_t resized = 0;
 };
 
+StreamFaultStatistics& operator+=(StreamFaultStatistics& sum, const StreamFaultStatistics& more) noexcept;
+
 /// Stands between whoever makes stream packets and whoever sends them, in a program or in a test without a network, and
 /// does the faults. Packets are taken and given as datagrams without IP and UDP headers.
 ///

@@ -196,6 +196,30 @@ void Acquisition::set_loss(const std::shared_ptr<transmitter::PacketLoss>& loss)
     }
 }
 
+void Acquisition::set_faults(const transmitter::StreamFaultSettings& faults)
+{
+    const std::lock_guard guard(mutex_);
+    transmitter::StreamFaultSettings settings = faults;
+    for (const auto& channel : channels_) {
+        channel->faults = faults.any() ? std::make_shared<transmitter::StreamFaults>(settings) : nullptr;
+        channel->transmitter.set_faults(channel->faults);
+        ++settings.seed;
+    }
+    changed_.notify_all();
+}
+
+transmitter::StreamFaultStatistics Acquisition::fault_statistics() const
+{
+    const std::lock_guard guard(mutex_);
+    transmitter::StreamFaultStatistics all;
+    for (const auto& channel : channels_) {
+        if (channel->faults) {
+            all += channel->faults->statistics();
+        }
+    }
+    return all;
+}
+
 transmitter::TransmitterStatistics Acquisition::statistics() const
 {
     transmitter::TransmitterStatistics all;
@@ -261,8 +285,14 @@ void Acquisition::run()
     name_this_thread("softcam-images");
     std::unique_lock lock(mutex_);
     while (!quit_) {
+        // packets that a fault holds back come in pauses, too
+        const bool faulty = send_held();
         if (!ready_for_frame()) {
-            changed_.wait(lock);
+            if (faulty) {
+                changed_.wait_for(lock, longest_wait);
+            } else {
+                changed_.wait(lock);
+            }
             continue;
         }
         const auto left = next_frame_ - clock_.now();
@@ -272,6 +302,19 @@ void Acquisition::run()
         }
         take_frame(lock);
     }
+}
+
+// Called with the lock held. Whether something may be held back again.
+bool Acquisition::send_held()
+{
+    bool faulty = false;
+    for (const auto& channel : channels_) {
+        if (channel->faults) {
+            channel->transmitter.send_held();
+            faulty = true;
+        }
+    }
+    return faulty;
 }
 
 // Called with the lock held.

@@ -87,6 +87,10 @@ public:
     void reopen(vex::Ipv4Address source);
 
     void set_loss(const std::shared_ptr<vex::transmitter::PacketLoss>& loss);
+    /// Each channel has faults of its own, whose seeds follow one another.
+    void set_faults(const vex::transmitter::StreamFaultSettings& faults);
+    /// Of all channels together, since the faults were set.
+    [[nodiscard]] vex::transmitter::StreamFaultStatistics fault_statistics() const;
     /// Of all channels together.
     [[nodiscard]] vex::transmitter::TransmitterStatistics statistics() const;
 
@@ -97,8 +101,9 @@ private:
         vex::net::UdpSocket socket;
         vex::transmitter::BlockTransmitter transmitter;
         vex::transmitter::ResendQueue resends;
-        vex::virtual_device::StreamChannel state;  // guarded by mutex_
-        std::uint64_t block_id = 0;                // of the last block; guarded by mutex_
+        vex::virtual_device::StreamChannel state;                // guarded by mutex_
+        std::uint64_t block_id = 0;                              // of the last block; guarded by mutex_
+        std::shared_ptr<vex::transmitter::StreamFaults> faults;  // guarded by mutex_
     };
     /// One frame's way out on one channel.
     struct Outgoing {
@@ -108,6 +113,7 @@ private:
     };
 
     void run();
+    [[nodiscard]] bool send_held();
     void end();
     [[nodiscard]] std::vector<Outgoing> prepare_frame(const AcquisitionSettings& settings, std::uint64_t timestamp);
     [[nodiscard]] std::uint64_t ticks(vex::net::Clock::time_point at) const;

@@ -41,26 +41,6 @@ private:
     const std::shared_ptr<transmitter::PacketLoss> other_;
 };
 
-// Loses first transmissions at random, the same ones for the same seed.
-class RandomLoss final : public transmitter::PacketLoss {
-public:
-    RandomLoss(unsigned per_mille, std::uint64_t seed) : per_mille_(per_mille), random_(seed) {}
-
-    bool loses(std::uint64_t, std::uint32_t, bool resend) override
-    {
-        if (resend) {
-            return false;
-        }
-        const std::lock_guard guard(mutex_);
-        return random_() % 1000 < per_mille_;
-    }
-
-private:
-    const unsigned per_mille_;
-    std::mutex mutex_;
-    std::mt19937_64 random_;
-};
-
 // A table of the one description that there is.
 virtual_device::Region manifest_of(const std::string& archive)
 {
@@ -113,8 +93,8 @@ public:
         state_.load(map);
         responder_.remember_power_on();
         publish_source_ports();
-        set_loss(options.drop_per_mille > 0 ? std::make_shared<RandomLoss>(options.drop_per_mille, options.drop_seed)
-                                            : nullptr);
+        set_loss(nullptr);
+        acquisition_.set_faults(options.stream_faults);
         link_.set_faults(options.control_faults);
     }
 
@@ -337,6 +317,14 @@ transmitter::TransmitterStatistics Camera::stream_statistics() const { return im
 virtual_device::MessageStatistics Camera::message_statistics() const { return impl_->events().channel().statistics(); }
 virtual_device::GvcpResponder& Camera::responder() noexcept { return impl_->responder(); }
 void Camera::set_loss(std::shared_ptr<transmitter::PacketLoss> loss) { impl_->set_loss(std::move(loss)); }
+void Camera::set_stream_faults(const transmitter::StreamFaultSettings& faults)
+{
+    impl_->acquisition().set_faults(faults);
+}
+transmitter::StreamFaultStatistics Camera::stream_fault_statistics() const
+{
+    return impl_->acquisition().fault_statistics();
+}
 void Camera::go_silent(bool silent) { impl_->link().set_silent(silent); }
 void Camera::go_silent_for(std::chrono::milliseconds time) { impl_->link().be_silent_for(time); }
 void Camera::reboot(const RebootOptions& options) { impl_->reboot(options); }

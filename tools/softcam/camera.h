@@ -19,13 +19,13 @@ struct CameraOptions {
     std::string adapter = "127.0.0.2";  ///< address, interface name or MAC; any address of 127.0.0.0/8 will do
     std::string serial_number = "SC-0001";
     std::string user_defined_name{};
-    bool extended_ids = false;    ///< starts in the 64-bit block ID mode, as after a power cycle with it saved
-    unsigned drop_per_mille = 0;  ///< of first transmissions, lost on purpose
-    std::uint64_t drop_seed = 1;
+    bool extended_ids = false;        ///< starts in the 64-bit block ID mode, as after a power cycle with it saved
     std::size_t history_blocks = 16;  ///< blocks that can be sent again, of each channel
     unsigned stream_channels = 1;     ///< 1 to 8; all of them send the same pictures
     bool manifest = false;            ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
+    /// Of each channel by itself; their seeds follow one another from this one.
+    vex::transmitter::StreamFaultSettings stream_faults{};
     /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.
     std::string state_file{};
 };
@@ -79,8 +79,12 @@ public:
     void set_control_faults(const ControlFaults& faults);
     [[nodiscard]] FaultStatistics fault_statistics() const;
 
-    /// Loses packets as `loss` decides instead of by drop_per_mille.
+    /// Loses packets as `loss` decides, beside the stream's faults.
     void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss);
+    /// From the next packet on; the draws begin anew.
+    void set_stream_faults(const vex::transmitter::StreamFaultSettings& faults);
+    /// Of all channels together, since the faults were set.
+    [[nodiscard]] vex::transmitter::StreamFaultStatistics stream_fault_statistics() const;
 
 private:
     class Impl;

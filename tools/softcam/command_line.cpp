@@ -14,9 +14,9 @@ namespace {
 
 using vex::virtual_device::Status;
 
-void add_rate(CLI::App& app, const char* name, unsigned& rate, const char* what)
+void add_rate(CLI::App& app, const char* name, unsigned& rate, const char* what, const char* group = "Faults, of 1000")
 {
-    app.add_option(name, rate, what)->check(CLI::Range(0, 1000))->group("Faults, of 1000");
+    app.add_option(name, rate, what)->check(CLI::Range(0, 1000))->group(group);
 }
 
 void add_time(CLI::App& app, const char* name, std::chrono::milliseconds& time, const char* what, const char* group)
@@ -35,10 +35,39 @@ void add_moment(CLI::App& app, const char* name, std::optional<std::chrono::mill
         ->group("Faults, at a time");
 }
 
+void add_stream_faults(CLI::App& app, vex::transmitter::StreamFaultSettings& faults)
+{
+    constexpr const char* group = "Faults of the stream, of 1000";
+    const auto rate = [&](const char* name, unsigned& value, const char* what) {
+        add_rate(app, name, value, what, group);
+    };
+    rate("--drop", faults.lost, "packets that get lost; what is sent again arrives");
+    rate("--drop-bursts", faults.bursts, "packets with which a burst of --burst lost ones begins");
+    app.add_option("--burst", faults.burst, "packets of a burst (default 20)")
+        ->check(CLI::Range(1, 100'000))
+        ->group(group);
+    rate("--drop-again", faults.relost, "packets sent again that get lost, too");
+    rate("--double", faults.doubled, "packets that come twice");
+    rate("--reorder", faults.reordered, "packets that come after up to --reorder-distance later ones");
+    app.add_option("--reorder-distance", faults.reorder_distance, "packets (default 8)")
+        ->check(CLI::Range(1, 100'000))
+        ->group(group);
+    rate("--delay", faults.delayed, "packets that come --delay-time late");
+    app.add_option_function<unsigned>(
+           "--delay-time", [&faults](unsigned us) { faults.delay = std::chrono::microseconds(us); },
+           "microseconds (default 10000)")
+        ->check(CLI::Range(0, 10'000'000))
+        ->group(group);
+    rate("--corrupt", faults.corrupted, "packets with wrong bits in their header");
+    rate("--truncate-leaders", faults.truncated_leaders, "leaders that are cut short");
+    rate("--drop-trailers", faults.lost_trailers, "trailers that are never sent");
+    rate("--shorten", faults.shortened, "payload packets that carry fewer bytes than the others");
+    rate("--resize", faults.resized, "leaders that announce another size than follows");
+}
+
 void add_faults(CLI::App& app, CameraOptions& options)
 {
     ControlFaults& faults = options.control_faults;
-    add_rate(app, "--drop", options.drop_per_mille, "stream packets lost on purpose, per mille");
     add_rate(app, "--lose-commands", faults.lost_commands, "commands that never reach the camera");
     add_rate(app, "--lose-acks", faults.lost, "acknowledges that get lost");
     add_rate(app, "--late-acks", faults.late, "acknowledges that come up to --late-by late");
@@ -104,6 +133,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
     app.add_flag("-q,--quiet", line.quiet, "print errors only");
     add_faults(app, options);
+    add_stream_faults(app, options.stream_faults);
     add_schedule(app, line.schedule, description_file);
     try {
         app.parse(argc, argv);
@@ -112,8 +142,8 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
         return std::nullopt;
     }
 
-    options.drop_seed = seed != 0 ? seed : std::random_device{}() | 1U;
-    options.control_faults.seed = options.drop_seed;
+    options.stream_faults.seed = seed != 0 ? seed : std::random_device{}() | 1U;
+    options.control_faults.seed = options.stream_faults.seed;
     if (!description_file.empty()) {
         line.schedule.reboot.description = contents_of(description_file);
     }

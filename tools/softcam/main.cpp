@@ -12,9 +12,9 @@ namespace {
 
 void print_seed(const CameraOptions& options)
 {
-    const auto seed = static_cast<unsigned long long>(options.drop_seed);
-    if (options.drop_per_mille > 0) {
-        std::printf("softcam: losing %u of 1000 packets, seed %llu\n", options.drop_per_mille, seed);
+    const auto seed = static_cast<unsigned long long>(options.stream_faults.seed);
+    if (options.stream_faults.any()) {
+        std::printf("softcam: faults on the stream, seed %llu\n", seed);
     }
     if (options.control_faults.any()) {
         std::printf("softcam: faults on the control channel, seed %llu\n", seed);

@@ -326,6 +326,34 @@ TEST_F(Acquisition, ControlIsAnsweredWhilePacketsAreSentAgain)
     hold->let_go.set_value();
 }
 
+TEST_F(Acquisition, TheStreamHasTheFaultsThatAreAskedFor)
+{
+    camera.set_stream_faults({.lost_trailers = 1000});
+    host.open_stream();
+    start();
+    ASSERT_TRUE(host.wait_for_end());
+    ASSERT_TRUE(eventually([&] { return camera.stream_statistics().blocks == 1; }));
+    EXPECT_EQ(camera.stream_fault_statistics().lost_trailers, 1U);
+    EXPECT_EQ(camera.stream_fault_statistics().packets, camera.stream_statistics().packets);
+    camera.set_stream_faults({});
+    clock.advance(1s);
+    start();
+    const auto packets = receive_block(host.stream());
+    EXPECT_EQ(packets.back().block_id, 2U) << "the first block has no trailer";
+}
+
+TEST_F(Acquisition, PacketsThatAreDelayedComeThoughNothingFollows)
+{
+    camera.set_stream_faults({.delayed = 1000, .delay = 20ms});
+    host.open_stream();
+    start();
+    ASSERT_TRUE(host.wait_for_end());
+    ASSERT_TRUE(eventually([&] { return camera.stream_statistics().blocks == 1; }));
+    EXPECT_FALSE(host.stream().receive(0ms));
+    clock.advance(20ms);
+    expect_frame(FrameSettings{});
+}
+
 TEST_F(Acquisition, ExtendedIdsUseTheLongHeader)
 {
     ASSERT_EQ(host.write(0x0960, 0x40000000), status::success);

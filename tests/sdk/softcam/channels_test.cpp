@@ -144,3 +144,30 @@ TEST_F(Channels, TheManifestTableListsTheDescription)
     camera.reboot({.silence = 0ms, .description = std::string(50'000, 'x')});
     EXPECT_NE(number_at(host.read_bytes(0x9000, 72), 24, 8), number_at(table, 24, 8));
 }
+
+TEST_F(Channels, EachHasFaultsOfItsOwnAndNoPacketsOfAnother)
+{
+    camera.set_stream_faults({.lost = 100, .reordered = 100});
+    open(0, first, 1500);
+    open(2, third, 1500);
+    // the leader and the trailer may be lost, so all that comes is taken
+    take_frame();
+    ASSERT_TRUE(eventually([&] { return camera.stream_statistics().blocks == 2; }));
+    clock.advance(1s);  // also what waits for later packets
+    const auto ids = [](HostSocket& socket) {
+        std::vector<std::uint32_t> found;
+        while (const auto datagram = socket.receive(100ms)) {
+            found.push_back(parse(datagram->bytes).packet_id);
+        }
+        return found;
+    };
+    const auto one = ids(first);
+    const auto other = ids(third);
+    EXPECT_NE(one, other);
+    const auto faults = camera.stream_fault_statistics();
+    EXPECT_EQ(one.size() + other.size() + faults.lost, faults.packets);
+    for (auto found : {one, other}) {
+        std::ranges::sort(found);
+        EXPECT_EQ(std::ranges::adjacent_find(found), found.end()) << "no packet twice, none of the other channel";
+    }
+}

@@ -100,10 +100,15 @@ TEST(SoftcamProgram, SaysWhereItListensAndEndsCleanlyWithinASecond)
     }
 }
 
-TEST(SoftcamProgram, PrintsTheSeedOfItsLosses)
+TEST(SoftcamProgram, PrintsTheSeedOfTheStreamsFaults)
 {
-    Program program({"--address", "127.0.0.29", "--drop", "5", "--seed", "1234"});
-    EXPECT_EQ(program.line(), "softcam: losing 5 of 1000 packets, seed 1234\n");
+    for (const char* fault : {"--drop", "--drop-bursts", "--drop-again", "--double", "--reorder", "--delay",
+                              "--corrupt", "--truncate-leaders", "--drop-trailers", "--shorten", "--resize"}) {
+        Program program({"--address", "127.0.0.29", fault, "5", "--seed", "1234"});
+        EXPECT_EQ(program.line(), "softcam: faults on the stream, seed 1234\n") << fault;
+    }
+    Program without({"--address", "127.0.0.29", "--burst", "5", "--delay-time", "5", "--reorder-distance", "5"});
+    EXPECT_EQ(without.line().find("seed"), std::string::npos);
 }
 
 TEST(SoftcamProgram, PrintsTheSeedOfItsFaultsChosenOrNot)
