@@ -1,0 +1,624 @@
+// A camera, a network and a client around the block assembler, all led by the input, with a model of what may be said
+// of a block:
+//
+// - a buffer is never reported good with a byte missing, and one of whose block only true packets were sent holds just
+//   what the camera sent;
+// - nothing is written outside a buffer, or into one that the client has;
+// - every buffer that the client queued comes back once;
+// - no request asks for nothing or for more than the settings allow;
+// - every datagram and every block is counted once.
+//
+// True packets may get lost, come twice, in any order, late or marked as sent again. Forged ones have anything in them.
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "sdk/buffer/PvBuffer.h"
+#include "sdk/stream_core/block_assembler.h"
+#include "tests/fuzz/input.h"
+
+using namespace vex;
+
+namespace {
+
+using fuzz::require;
+using fuzz::View;
+using Bytes = std::vector<std::uint8_t>;
+namespace gvsp = wire::gvsp;
+namespace type = wire::gvsp::payload_type;
+
+constexpr std::size_t guard = 64;
+constexpr std::size_t buffers = 6;
+constexpr std::size_t most_steps = 2000;
+const Endpoint camera_endpoint{Ipv4Address{0x0A000001}, 40000};
+
+/// What to do, byte by byte; zeros after the end.
+class Script {
+public:
+    explicit Script(View bytes) : bytes_(bytes) {}
+
+    [[nodiscard]] bool is_over() const { return bytes_.empty(); }
+    unsigned next()
+    {
+        if (bytes_.empty()) {
+            return 0;
+        }
+        const unsigned byte = bytes_.front();
+        bytes_ = bytes_.subspan(1);
+        return byte;
+    }
+    unsigned next16() { return next() << 8 | next(); }
+
+private:
+    View bytes_;
+};
+
+/// Never 0, which stands for a byte that nobody wrote.
+std::uint8_t true_byte(std::uint64_t block_id, std::size_t offset)
+{
+    return static_cast<std::uint8_t>(1 + (block_id * 131 + offset * 7 + offset / 251) % 255);
+}
+
+/// A block as the camera has it.
+struct Block {
+    gvsp::Header header;
+    gvsp::Leader leader;
+    gvsp::Trailer trailer;
+    gvsp::Format format = gvsp::Format::payload;
+    Bytes data;
+    std::size_t first_part = 0;  ///< bytes of the first of two parts
+    Bytes part_records;
+    Bytes part_results;
+    std::size_t stride = 1;
+    bool forged = false;  ///< something was sent in its name that the camera does not have
+
+    [[nodiscard]] std::uint32_t payload_packets() const
+    {
+        return static_cast<std::uint32_t>((data.size() + stride - 1) / stride);
+    }
+
+    void describe_parts()
+    {
+        const std::array<std::size_t, 2> lengths{first_part, data.size() - first_part};
+        for (std::size_t i = 0; i < lengths.size(); ++i) {
+            gvsp::Part part;
+            part.data_type = i == 0 ? gvsp::part_type::image_2d : gvsp::part_type::confidence_map;
+            part.length = lengths[i];
+            const auto width = static_cast<std::uint32_t>(lengths[i]);
+            part.image = gvsp::ImageInfo{.pixel_format = 0x01080001, .size_x = width, .size_y = 1};
+            part_records.resize(part_records.size() + gvsp::part_size);
+            gvsp::encode_part(part, std::span(part_records).last(gvsp::part_size));
+            part_results.resize(part_results.size() + gvsp::trailer_part_size);
+            gvsp::encode_trailer_part({part.data_type, part.length, 1},
+                                      std::span(part_results).last(gvsp::trailer_part_size));
+        }
+        leader.parts = part_records;
+        trailer.parts = part_results;
+        header.part_count = 2;
+    }
+
+    [[nodiscard]] Bytes packet(std::uint32_t id, bool resent) const
+    {
+        gvsp::Header packet_header = header;
+        packet_header.packet_id = id;
+        if (resent) {
+            packet_header.status = gvsp::Status::packet_resend;
+            packet_header.flags |= gvsp::header_flag::resent;
+        }
+        std::array<std::uint8_t, gvsp::largest_leader + gvsp::largest_trailer> body;
+        std::size_t size = 0;
+        View content;
+        std::array<std::uint8_t, gvsp::payload_head_size> head{};
+        std::size_t head_size = 0;
+        if (id == 0) {
+            packet_header.format = gvsp::Format::leader;
+            size = gvsp::encode_leader(leader, body);
+        } else if (id > payload_packets()) {
+            packet_header.format = gvsp::Format::trailer;
+            size = gvsp::encode_trailer(trailer, body);
+        } else {
+            packet_header.format = format;
+            const std::size_t offset = (id - 1) * stride;
+            content = View(data).subspan(offset, std::min(stride, data.size() - offset));
+            head_size = put_head(offset, head);
+        }
+        Bytes datagram(packet_header.size());
+        gvsp::encode_header(packet_header, datagram);
+        datagram.insert(datagram.end(), body.begin(), body.begin() + static_cast<std::ptrdiff_t>(size));
+        datagram.insert(datagram.end(), head.begin(), head.begin() + static_cast<std::ptrdiff_t>(head_size));
+        datagram.insert(datagram.end(), content.begin(), content.end());
+        return datagram;
+    }
+
+private:
+    std::size_t put_head(std::size_t offset, std::span<std::uint8_t> head) const
+    {
+        switch (format) {
+        case gvsp::Format::h264: gvsp::encode_h264_head(7, head); return head.size();
+        case gvsp::Format::multi_zone: gvsp::encode_placed_head({.offset = offset}, head); return head.size();
+        case gvsp::Format::multi_part: {
+            gvsp::PlacedPayload place;
+            place.part = offset >= first_part ? 1 : 0;
+            place.offset = offset >= first_part ? offset - first_part : offset;
+            gvsp::encode_placed_head(place, head);
+            return head.size();
+        }
+        default: return 0;
+        }
+    }
+};
+
+/// A buffer over a part of its memory. The rest must stay as it was.
+struct Guarded {
+    enum class Place { client, queue, assembler };
+
+    explicit Guarded(std::size_t bytes) : size(bytes), memory(guard + bytes + guard, 0)
+    {
+        require(buffer.Attach(memory.data() + guard, static_cast<std::uint32_t>(bytes)).IsOK());
+    }
+    void check_guards() const
+    {
+        const auto untouched = [](std::uint8_t byte) { return byte == 0; };
+        require(std::all_of(memory.begin(), memory.begin() + guard, untouched));
+        require(std::all_of(memory.end() - guard, memory.end(), untouched));
+    }
+    [[nodiscard]] View content() const { return View(memory).subspan(guard, size); }
+
+    std::size_t size;
+    Bytes memory;
+    Bytes handed_back;  ///< what it held when the client got it
+    PvBuffer buffer;
+    Place place = Place::client;
+};
+
+/// All that is around the assembler.
+class World final : public stream::BufferPort {
+public:
+    World()
+    {
+        for (std::size_t i = 0; i < buffers; ++i) {
+            memory_.push_back(std::make_unique<Guarded>(60 + 90 * i));
+            memory_.back()->handed_back.assign(memory_.back()->content().begin(), memory_.back()->content().end());
+        }
+    }
+
+    PvBuffer* take() noexcept override
+    {
+        if (queue_.empty()) {
+            return nullptr;
+        }
+        Guarded& guarded = *queue_.front();
+        queue_.pop_front();
+        require(guarded.place == Guarded::Place::queue);
+        guarded.place = Guarded::Place::assembler;
+        std::fill(guarded.memory.begin() + guard, guarded.memory.end() - guard, std::uint8_t{0});
+        return &guarded.buffer;
+    }
+    void deliver(PvBuffer& buffer, stream::BlockFate fate) noexcept override
+    {
+        Guarded& guarded = of(buffer);
+        require(guarded.place == Guarded::Place::assembler);
+        guarded.place = Guarded::Place::client;
+        guarded.handed_back.assign(guarded.content().begin(), guarded.content().end());
+        require(fate != stream::BlockFate::no_buffer && fate != stream::BlockFate::discarded);
+        require((fate == stream::BlockFate::complete) == buffer.GetOperationResult().IsOK());
+        require(buffer.GetAcquiredSize() <= guarded.size);
+        check_contents(guarded);
+        if (fate == stream::BlockFate::complete) {
+            check_good(guarded);
+        }
+    }
+    void put_back(PvBuffer& buffer) noexcept override
+    {
+        Guarded& guarded = of(buffer);
+        require(guarded.place == Guarded::Place::assembler);
+        guarded.place = Guarded::Place::queue;
+        queue_.push_front(&guarded);
+    }
+    void request_resend(const wire::gvcp::PacketResend& range) noexcept override
+    {
+        require(range.first_packet <= range.last_packet && range.block_id != 0);
+        const std::uint64_t packets = std::uint64_t{range.last_packet} - range.first_packet + 1;
+        // the tail of a block is asked for with an end that nobody knows
+        require(packets <= settings_.maximum_resend_group_size);
+        requests_.push_back(range);
+    }
+
+    void step(Script& script);
+    void end();
+
+private:
+    void queue_a_buffer();
+    void begin_block(Script& script);
+    void send_true(Script& script);
+    void send_forged(Script& script);
+    void flood(Script& script);
+    void answer_request(Script& script);
+    void set_settings(Script& script);
+    void put_in(const Bytes& bytes, const Endpoint& from, bool drained = true);
+    void check_sums() const;
+    void check_contents(const Guarded& guarded) const;
+    void check_good(const Guarded& guarded) const;
+    void check_true(const Guarded& guarded, const Block& block) const;
+
+    [[nodiscard]] Block* block(unsigned back)
+    {
+        return blocks_.empty() ? nullptr
+                               : &blocks_[blocks_.size() - 1 - back % std::min<std::size_t>(blocks_.size(), 8)];
+    }
+    [[nodiscard]] Guarded& of(const PvBuffer& buffer)
+    {
+        const auto found = std::ranges::find_if(memory_, [&](const auto& one) { return &one->buffer == &buffer; });
+        require(found != memory_.end());
+        return **found;
+    }
+
+    std::vector<std::unique_ptr<Guarded>> memory_;
+    std::deque<Guarded*> queue_;
+    std::deque<Block> blocks_;
+    std::uint64_t next_id_ = 1;
+    std::deque<wire::gvcp::PacketResend> requests_;
+    stream::StreamSettings settings_;
+    stream::BlockAssembler assembler_{*this, camera_endpoint.address};
+    net::Clock::time_point now_{std::chrono::seconds(1)};
+    std::uint64_t datagrams_ = 0;
+};
+
+void World::queue_a_buffer()
+{
+    for (const auto& one : memory_) {
+        if (one->place == Guarded::Place::client) {
+            // nobody wrote into it while the client had it
+            require(fuzz::equal(one->content(), one->handed_back));
+            one->place = Guarded::Place::queue;
+            queue_.push_back(one.get());
+            return;
+        }
+    }
+}
+
+void World::begin_block(Script& script)
+{
+    constexpr std::array types{
+        type::image,    type::raw_data, type::file,       type::chunk_data, type::extended_chunk_data, type::jpeg,
+        type::jpeg2000, type::h264,     type::multi_zone, type::multi_part, std::uint16_t{0x8001}};
+    const unsigned how = script.next();
+    Block block;
+    const unsigned step = how >> 6;
+    next_id_ += step == 3 ? script.next16() : step;
+    block.header.extended_ids = (how & 0x20) != 0;
+    block.header.block_id = block.header.extended_ids ? next_id_ : next_id_ & 0xFFFF;
+    if (block.header.block_id == 0) {
+        block.header.block_id = 1;
+    }
+    ++next_id_;
+    block.stride = 1 + script.next() % 64;
+    const std::size_t width = 1 + script.next() % 30;
+    const std::size_t height = 1 + script.next() % 15;
+    block.data.resize(width * height);
+    for (std::size_t i = 0; i < block.data.size(); ++i) {
+        block.data[i] = true_byte(block.header.block_id, i);
+    }
+    const std::uint16_t base = types[(how & 0x0F) % types.size()];
+    const bool appended = (how & 0x10) != 0 && base != type::chunk_data && base != type::extended_chunk_data;
+    block.leader.payload_type = static_cast<std::uint16_t>(base | (appended ? type::chunks_appended : 0));
+    block.trailer.payload_type = block.leader.payload_type;
+    block.leader.timestamp = next_id_ * 1000;
+    const gvsp::ImageInfo image{.pixel_format = 0x01080001,
+                                .size_x = static_cast<std::uint32_t>(width),
+                                .size_y = static_cast<std::uint32_t>(height)};
+    if (base == type::image || base == type::multi_zone) {
+        block.leader.image = image;
+    } else if (base == type::extended_chunk_data) {
+        block.leader.image = gvsp::ImageInfo{.pixel_format = 0x01080001, .size_x = 1, .size_y = 1};
+    }
+    block.trailer.size_y = image.size_y;
+    block.leader.payload_size = block.data.size();
+    block.trailer.chunk_data_length = script.next() % (block.data.size() + 1);
+    switch (base) {
+    case type::h264: block.format = gvsp::Format::h264; break;
+    case type::multi_zone: block.format = gvsp::Format::multi_zone; break;
+    case type::multi_part:
+        block.format = gvsp::Format::multi_part;
+        block.header.extended_ids = true;
+        // a whole number of packets, as a packet belongs to one part
+        block.first_part = block.data.size() / 2 / block.stride * block.stride;
+        break;
+    default: break;
+    }
+    blocks_.push_back(std::move(block));
+    if (base == type::multi_part) {
+        blocks_.back().describe_parts();
+    }
+    // a number that comes again, as after a restart, stands for another block
+    for (std::size_t i = 0; i + 1 < blocks_.size(); ++i) {
+        if (blocks_[i].header.block_id == blocks_.back().header.block_id) {
+            blocks_[i].forged = true;
+            blocks_.back().forged = true;
+        }
+    }
+}
+
+void World::put_in(const Bytes& bytes, const Endpoint& from, bool drained)
+{
+    const net::Datagram datagram{bytes, from};
+    assembler_.process({&datagram, 1}, now_, drained);
+    ++datagrams_;
+}
+
+void World::send_true(Script& script)
+{
+    const unsigned which = script.next();
+    const Block* const block = this->block(which >> 5);
+    if (block == nullptr) {
+        return;
+    }
+    const std::uint32_t last = block->payload_packets() + 1;
+    if ((which & 0x10) != 0) {
+        // one packet, as an answer or by accident
+        const std::uint32_t id = script.next16() % (last + 1);
+        put_in(block->packet(id, (which & 0x08) != 0), camera_endpoint);
+        return;
+    }
+    // all of it but for what gets lost
+    const unsigned lost = (which & 0x0F) != 0 ? script.next16() : 0;
+    for (std::uint32_t id = 0; id <= last; ++id) {
+        if ((lost >> id % 16 & 1) == 0 || (which & 0x0F) == 0) {
+            put_in(block->packet(id, false), camera_endpoint, (which & 0x01) == 0);
+        }
+    }
+}
+
+void World::send_forged(Script& script)
+{
+    const unsigned which = script.next();
+    Block* const target = block(which >> 5);
+    if (target == nullptr) {
+        return;
+    }
+    Bytes bytes = target->packet(script.next16() % (target->payload_packets() + 2), false);
+    const unsigned changes = 1 + which % 4;
+    for (unsigned i = 0; i < changes; ++i) {
+        const unsigned at = script.next();
+        bytes[at % bytes.size()] = static_cast<std::uint8_t>(script.next());
+    }
+    if ((which & 0x10) != 0) {
+        bytes.resize(script.next() % (bytes.size() + 40), 0xEE);
+    }
+    // it may speak for any block
+    if (const auto packet = gvsp::decode_packet(bytes)) {
+        for (Block& one : blocks_) {
+            one.forged = one.forged || one.header.block_id == packet->header.block_id;
+        }
+        const auto leader =
+            packet->header.format == gvsp::Format::leader || packet->header.format == gvsp::Format::all_in;
+        // data without a zero, so that what was not written shows
+        const std::size_t head = packet->header.size();
+        for (std::size_t i = head; !leader && packet->header.format != gvsp::Format::trailer && i < bytes.size(); ++i) {
+            bytes[i] = std::max(bytes[i], std::uint8_t{1});
+        }
+    }
+    const bool foreign = (which & 0x0C) == 0x0C;
+    put_in(bytes, foreign ? Endpoint{Ipv4Address{7}, 1} : camera_endpoint);
+}
+
+/// Beginnings of blocks that never go on, or one packet over and over.
+void World::flood(Script& script)
+{
+    const unsigned which = script.next();
+    Block* const target = block(which >> 5);
+    if (target == nullptr) {
+        return;
+    }
+    gvsp::Header header = target->header;
+    Bytes bytes = target->packet(script.next() % (target->payload_packets() + 2), (which & 1) != 0);
+    for (unsigned i = 0; i < 100; ++i) {
+        put_in(bytes, camera_endpoint);
+        if ((which & 2) != 0) {
+            header.block_id = gvsp::next_block_id(header.block_id, header.extended_ids);
+            for (Block& one : blocks_) {
+                one.forged = one.forged || one.header.block_id == header.block_id;
+            }
+            gvsp::Header next = gvsp::decode_packet(bytes)->header;
+            next.block_id = header.block_id;
+            gvsp::encode_header(next, bytes);
+        }
+    }
+}
+
+void World::answer_request(Script& script)
+{
+    if (requests_.empty()) {
+        return;
+    }
+    const wire::gvcp::PacketResend request = requests_.front();
+    requests_.pop_front();
+    const unsigned how = script.next();
+    const auto found =
+        std::ranges::find_if(blocks_, [&](const Block& one) { return one.header.block_id == request.block_id; });
+    constexpr std::array refusals{gvsp::Status::packet_unavailable, gvsp::Status::packet_and_previous_removed,
+                                  gvsp::Status::packet_removed, gvsp::Status::packet_not_yet_available,
+                                  gvsp::Status::packet_temporarily_unavailable};
+    for (std::uint64_t id = request.first_packet; id <= std::min(request.last_packet, request.first_packet + 40U);
+         ++id) {
+        if (how < 0xC0 && found != blocks_.end() && id <= found->payload_packets() + 1) {
+            if ((how >> id % 6 & 1) == 0) {
+                put_in(found->packet(static_cast<std::uint32_t>(id), true), camera_endpoint);
+            }
+            continue;
+        }
+        gvsp::Header header;
+        header.extended_ids = request.extended_ids;
+        header.block_id = request.block_id;
+        header.packet_id = static_cast<std::uint32_t>(id);
+        header.format = gvsp::Format::payload;
+        header.status = refusals[how % refusals.size()];
+        Bytes bytes(header.size());
+        gvsp::encode_header(header, bytes);
+        put_in(bytes, camera_endpoint);
+    }
+}
+
+void World::set_settings(Script& script)
+{
+    const auto numbers = stream::number_settings();
+    const auto switches = stream::switch_settings();
+    const unsigned which = script.next() % (numbers.size() + switches.size());
+    const unsigned value = script.next();
+    if (which < numbers.size()) {
+        const stream::NumberSetting& setting = numbers[which];
+        settings_.*setting.value = std::clamp(value, setting.min, setting.max);
+    } else {
+        settings_.*switches[which - numbers.size()].value = value % 2 != 0;
+    }
+    assembler_.set_settings(settings_);
+}
+
+void World::step(Script& script)
+{
+    const unsigned what = script.next();
+    switch (what % 16) {
+    case 0:
+    case 1: queue_a_buffer(); break;
+    case 2:
+    case 3: begin_block(script); break;
+    case 4: what < 0xE0 ? begin_block(script) : flood(script); break;
+    case 5:
+    case 6:
+    case 7: send_true(script); break;
+    case 8: send_forged(script); break;
+    case 9: now_ += std::chrono::microseconds(script.next16() * 4); break;
+    case 10: now_ += std::chrono::milliseconds(script.next16()); break;
+    case 11: answer_request(script); break;
+    case 12: set_settings(script); break;
+    case 13: assembler_.abort(what < 0x80 ? stream::Ending::aborted : stream::Ending::auto_aborted); break;
+    case 14: assembler_.discard(); break;
+    default: {
+        Guarded& guarded = *memory_[what / 16 % memory_.size()];
+        // the client destroys a buffer that it had queued
+        require(assembler_.forget(guarded.buffer) == (guarded.place == Guarded::Place::assembler));
+        if (guarded.place == Guarded::Place::assembler) {
+            guarded.place = Guarded::Place::client;
+            guarded.handed_back.assign(guarded.content().begin(), guarded.content().end());
+        }
+    }
+    }
+    if (requests_.size() > 256) {
+        requests_.clear();
+    }
+    assembler_.on_time(now_);
+    check_sums();
+}
+
+void World::end()
+{
+    assembler_.abort();
+    check_sums();
+    require(assembler_.blocks_in_flight() == 0);
+    for (const auto& one : memory_) {
+        require(one->place != Guarded::Place::assembler);
+        one->check_guards();
+        if (one->place == Guarded::Place::client) {
+            require(fuzz::equal(one->content(), one->handed_back));
+        }
+    }
+}
+
+void World::check_sums() const
+{
+    const stream::Counters& counters = assembler_.counters();
+    std::uint64_t packets = 0;
+    for (const std::uint64_t count : counters.packets) {
+        packets += count;
+    }
+    require(packets == datagrams_);
+    std::uint64_t ended = 0;
+    for (const std::uint64_t count : counters.blocks) {
+        ended += count;
+    }
+    require(ended + assembler_.blocks_in_flight() == counters.blocks_begun);
+    require(assembler_.blocks_in_flight() <= stream::most_blocks_in_flight);
+}
+
+/// What a buffer lists lies within it.
+void World::check_contents(const Guarded& guarded) const
+{
+    const PvBuffer& buffer = guarded.buffer;
+    std::uint32_t ranges = 0;
+    require(buffer.GetMissingPacketIdsCount(ranges).IsOK());
+    for (std::uint32_t i = 0; i < std::min(ranges, 64U); ++i) {
+        std::uint32_t low = 0;
+        std::uint32_t high = 0;
+        require(buffer.GetMissingPacketIds(i, low, high).IsOK() && low <= high);
+    }
+    for (std::uint32_t i = 0; i < buffer.GetChunkCount(); ++i) {
+        std::uint32_t id = 0;
+        const std::uint8_t* data = nullptr;
+        std::uint32_t size = 0;
+        require(buffer.GetChunk(i, id, data, size).IsOK());
+        fuzz::require_within({data, size}, guarded.content());
+    }
+    for (std::uint32_t i = 0; i < buffer.GetPartCount(); ++i) {
+        PvBufferPart part;
+        require(buffer.GetPart(i, part).IsOK());
+        fuzz::require_within({part.Data, part.Size}, guarded.content());
+    }
+    if (const PvImage* image = buffer.GetImage()) {
+        require(image->GetImageSize() <= guarded.size);
+    }
+}
+
+void World::check_good(const Guarded& guarded) const
+{
+    const PvBuffer& buffer = guarded.buffer;
+    const View acquired = guarded.content().first(buffer.GetAcquiredSize());
+    require(std::ranges::find(acquired, std::uint8_t{0}) == acquired.end());
+    if (const PvImage* image = buffer.GetImage();
+        image != nullptr && (static_cast<std::uint32_t>(image->GetPixelType()) & 0x80000000) == 0) {
+        // lines of packed formats may lie without gaps
+        const std::uint64_t bits = std::uint64_t{image->GetWidth()} * image->GetHeight() * image->GetBitsPerPixel();
+        require(acquired.size() >= (bits + 7) / 8);
+    }
+    for (const Block& block : blocks_) {
+        if (!block.forged && block.header.block_id == buffer.GetBlockID64()) {
+            check_true(guarded, block);
+        }
+    }
+}
+
+void World::check_true(const Guarded& guarded, const Block& block) const
+{
+    const PvBuffer& buffer = guarded.buffer;
+    require(buffer.GetAcquiredSize() == block.data.size());
+    require(fuzz::equal(guarded.content().first(block.data.size()), block.data));
+    if (block.leader.base_type() == type::image || block.leader.base_type() == type::multi_zone) {
+        const PvImage* const image = buffer.GetImage();
+        require(image != nullptr && image->GetWidth() == block.leader.image->size_x &&
+                image->GetHeight() == block.leader.image->size_y);
+    }
+    if (block.leader.base_type() == type::multi_part) {
+        require(buffer.GetPartCount() == 2);
+        PvBufferPart part;
+        require(buffer.GetPart(0, part).IsOK() && part.Size == block.first_part);
+        require(buffer.GetPart(1, part).IsOK() && part.Data == guarded.content().data() + block.first_part);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    Script script({data, size});
+    World world;
+    for (std::size_t i = 0; i < most_steps && !script.is_over(); ++i) {
+        world.step(script);
+    }
+    world.end();
+    return 0;
+}
