@@ -1,10 +1,7 @@
 // What the assembler asks the device to send again, and how blocks end that way.
 #include <gtest/gtest.h>
 
-#include <map>
-#include <random>
-
-#include "tests/sdk/stream_core/assembler_fixture.h"
+#include "tests/sdk/stream_core/resend_fixture.h"
 
 using namespace vex;
 using namespace assembly;
@@ -14,60 +11,6 @@ namespace {
 using packets::picture;
 using stream::BlockFate;
 using stream::PacketFate;
-using wire::gvcp::PacketResend;
-
-class AssemblerResend : public Assembly {
-protected:
-    AssemblerResend()
-    {
-        settings.resend_packet_enable = true;
-        apply_settings();
-    }
-
-    static std::vector<Bytes> block(std::uint64_t id, std::uint16_t status = 0)
-    {
-        return packets::image_block({.id = id, .status = status}, image_8x8, picture(64, id), stride, id);
-    }
-    static std::vector<Bytes> without(std::vector<Bytes> packets, std::size_t first, std::size_t count = 1)
-    {
-        const auto at = packets.begin() + static_cast<std::ptrdiff_t>(first);
-        packets.erase(at, at + static_cast<std::ptrdiff_t>(count));
-        return packets;
-    }
-    void answer(std::uint64_t id, std::uint32_t packet, std::uint16_t status)
-    {
-        receive(packets::header({.id = id, .status = status}, 3, packet));
-    }
-    /// First and last packet of each request, oldest first; forgets them.
-    Ranges requests()
-    {
-        Ranges out;
-        for (const PacketResend& request : std::exchange(port.requests, {})) {
-            out.emplace_back(request.first_packet, request.last_packet);
-        }
-        return out;
-    }
-    [[nodiscard]] std::vector<PvResult::Code> results() const
-    {
-        std::vector<PvResult::Code> out;
-        for (const Delivered& delivered : port.delivered) {
-            out.push_back(delivered.result());
-        }
-        return out;
-    }
-    void expect_exact(std::size_t index) const
-    {
-        const Delivered& delivered = port.delivered.at(index);
-        EXPECT_EQ(delivered.result(), PvResult::OK);
-        EXPECT_EQ(delivered.data(64), picture(64, delivered.id()));
-    }
-
-    static constexpr std::uint16_t unavailable = 0x800C;
-    static constexpr std::uint16_t not_yet = 0x8010;
-    static constexpr std::uint16_t and_previous_gone = 0x8011;
-    const net::Clock::duration delay = std::chrono::microseconds(settings.resend_delay_us);
-    const net::Clock::duration timeout = std::chrono::milliseconds(settings.resend_request_timeout_ms);
-};
 
 TEST_F(AssemblerResend, AMissingPacketIsAskedForAndCompletesItsBlock)
 {
@@ -512,98 +455,5 @@ TEST_F(AssemblerResend, SilenceResetsTheStream)
     pass(1h);
     EXPECT_EQ(assembler.blocks_in_flight(), 0U);
 }
-
-// ---- a camera that answers, over a bad line ----
-
-/// A line that loses packets, and a camera that sends again what it is asked for.
-class BadLine : public AssemblerResend {
-protected:
-    struct Loss {
-        double single = 0;         // share of packets
-        double burst = 0;          // share of packets that begin a burst
-        std::uint32_t length = 0;  // of a burst
-    };
-
-    void run(const Loss& loss, std::uint32_t frames, std::uint32_t seed)
-    {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        std::mt19937 random(seed);
-        std::uniform_real_distribution<double> chance(0, 1);
-        std::uint32_t in_burst = 0;
-        const auto lost = [&] {
-            if (in_burst != 0) {
-                --in_burst;
-                return true;
-            }
-            in_burst = chance(random) < loss.burst ? loss.length - 1 : 0;
-            return in_burst != 0 || chance(random) < loss.single;
-        };
-        std::uint64_t lost_packets = 0;
-        std::map<std::uint64_t, std::vector<Bytes>> kept;
-        const auto send = [&](const Bytes& packet) {
-            if (lost()) {
-                ++lost_packets;
-            } else {
-                receive(packet);
-            }
-        };
-        const auto answer_requests = [&] {
-            while (!port.requests.empty()) {
-                for (const PacketResend& request : std::exchange(port.requests, {})) {
-                    now += 100us;
-                    const std::vector<Bytes>& packets = kept[request.block_id];
-                    for (std::size_t id = request.first_packet; id <= request.last_packet && id < packets.size();
-                         ++id) {
-                        Bytes again = packets[id];
-                        again[0] = 0x01;
-                        send(again);
-                    }
-                }
-            }
-        };
-        const packets::ImageForm form{.width = 50, .height = 40};  // 100 packets
-        queue(24, 2000);
-        for (std::uint64_t id = 1; id <= frames; ++id) {
-            kept[id] = packets::image_block({.id = id}, form, picture(2000, id), stride, id);
-            for (const Bytes& packet : kept[id]) {
-                now += 40us;
-                send(packet);
-                answer_requests();
-            }
-            give_back_delivered();
-        }
-        for (int i = 0; i < 200; ++i) {
-            pass(1ms);
-            answer_requests();
-        }
-        give_back_delivered();
-        EXPECT_EQ(complete_, frames);
-        EXPECT_LE(static_cast<double>(assembler.counters().resend_packets_requested),
-                  1.1 * static_cast<double>(lost_packets))
-            << lost_packets << " packets were lost";
-        EXPECT_GT(lost_packets, frames / 4);
-    }
-
-private:
-    void give_back_delivered()
-    {
-        for (const Delivered& delivered : std::exchange(port.delivered, {})) {
-            EXPECT_EQ(delivered.result(), PvResult::OK) << "block " << delivered.id();
-            EXPECT_TRUE(delivered.data(2000) == picture(2000, delivered.id()));
-            EXPECT_EQ(delivered.id(), ++complete_);
-            port.idle.push_back(delivered.buffer);
-        }
-    }
-
-    std::uint64_t complete_ = 0;
-};
-
-TEST_F(BadLine, OnePercentOfLossLosesNoBlock) { run({.single = 0.01}, 500, 1); }
-
-TEST_F(BadLine, FivePercentOfLossLosesNoBlock) { run({.single = 0.05}, 500, 2); }
-
-TEST_F(BadLine, BurstsLoseNoBlock) { run({.burst = 0.0005, .length = 20}, 500, 3); }
-
-TEST_F(BadLine, BurstsLongerThanABlockLoseNoBlock) { run({.burst = 0.0002, .length = 230}, 500, 4); }
 
 }  // namespace
