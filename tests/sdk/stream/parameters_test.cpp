@@ -217,7 +217,7 @@ TEST_F(StreamParameters, OtherFailuresCount)
 
     queue(buffers[0]);
     std::vector<Bytes> packets = block(2);
-    packets[1] = packets::header({.id = 2}, 7, 1);
+    packets[1] = packets::header({.id = 2}, 8, 1);  // of a kind that is not known
     packets[1].resize(40);
     send(packets);
     EXPECT_EQ(retrieve(), PvResult::InvalidDataFormat);
