@@ -52,9 +52,15 @@ public:
     PvResult abort_queued(bool wait_for_current, std::uint32_t timeout);
 
     PvResult set_packet_size(std::uint32_t size);
+    void set_extended_ids(bool extended_ids)
+    {
+        const std::lock_guard guard(mutex_);
+        extended_ids_ = extended_ids;
+    }
     PvResult set_throughput(float megabits);
 
     [[nodiscard]] std::uint32_t packet_size() const { return locked(packet_size_); }
+    [[nodiscard]] bool extended_ids() const { return locked(extended_ids_); }
     [[nodiscard]] float throughput() const { return locked(megabits_per_second_); }
     [[nodiscard]] Endpoint destination() const { return locked(destination_); }
     [[nodiscard]] Endpoint source() const { return locked(source_); }
@@ -74,8 +80,9 @@ private:
     void buffer_destroyed(PvBuffer& buffer) noexcept override;
     void run();
     void send_next(std::unique_lock<std::mutex>& lock);
-    void join_outlet(transmitter::Block& block, transmitter::StreamSettings& settings, std::uint16_t source_port);
+    void find_outlet(transmitter::StreamSettings& settings);
     void leave_outlet();
+    void allow_fragments(bool allowed);
     void resend(const wire::gvcp::PacketResend& range, bool extended_status) override
     {
         resends_.push(range, extended_status);
@@ -97,7 +104,11 @@ private:
         [this](const auto& range, bool extended_status, const std::atomic<bool>& cancelled) {
             sender_->resend(range, extended_status, cancelled);
         }};
-    std::shared_ptr<transmitter::StreamOutlet> outlet_;  // the worker's own while it runs
+    // the worker's own while it runs
+    std::shared_ptr<transmitter::StreamOutlet> outlet_;
+    std::uint64_t block_id_ = 0;
+    bool opened_for_fragments_ = true;
+    bool fragments_ = true;
     std::thread worker_;
 
     mutable std::mutex mutex_;  // guards what follows
@@ -107,11 +118,11 @@ private:
     transmitter::BufferPool pool_;
     std::deque<PvBuffer*> queue_;
     PvBuffer* current_ = nullptr;  // being sent
-    std::uint64_t block_id_ = 0;
     net::Clock::time_point opened_{};
     Endpoint destination_;
     Endpoint source_;
     std::uint32_t packet_size_ = default_packet;
+    bool extended_ids_ = false;
     float megabits_per_second_ = 0;
     transmitter::TransmissionMeter meter_;
 };
@@ -155,13 +166,14 @@ PvResult PvTransmitterRaw::Impl::open(const PvString& destination_address, std::
         }
     }
     sender_ = std::make_unique<transmitter::BlockTransmitter>(socket_, kept_blocks);
+    block_id_ = 0;
+    opened_for_fragments_ = fragments_ = !dont_fragment;
     {
         const std::lock_guard guard(mutex_);
         destination_ = {*destination, destination_port};
         source_ = socket_.local();
         opened_ = net::Clock::steady().now();
         meter_.start(opened_);
-        block_id_ = 0;
         open_ = true;
     }
     worker_ = std::thread([this] { run(); });
@@ -198,25 +210,13 @@ bool PvTransmitterRaw::Impl::is_open() const { return locked(open_); }
 
 PvResult PvTransmitterRaw::Impl::load_pool(PvBuffer** buffers, std::uint32_t count)
 {
-    std::vector<PvBuffer*> pool;
-    if (buffers != nullptr) {
-        pool.assign(buffers, buffers + count);
-    }
-    for (auto buffer = pool.begin(); buffer != pool.end(); ++buffer) {
-        if (*buffer == nullptr) {
-            return failure(PvResult::InvalidParameter, "A buffer of the pool is null");
-        }
-        if (std::find(pool.begin(), buffer, *buffer) != buffer) {
-            return failure(PvResult::InvalidParameter, "A buffer is in the pool twice");
-        }
-    }
     const std::lock_guard guard(mutex_);
     if (!queue_.empty() || current_ != nullptr) {
         return failure(PvResult::StateError, "Buffers of the pool are queued");
     }
-    pool_.load(pool);
+    PvResult loaded = pool_.load({buffers, buffers != nullptr ? count : 0});
     changed_.notify_all();
-    return PvResult::OK;
+    return loaded;
 }
 
 PvResult PvTransmitterRaw::Impl::queue(PvBuffer* buffer)
@@ -351,21 +351,25 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
 {
     current_ = queue_.front();
     queue_.pop_front();
-    block_id_ = wire::gvsp::next_block_id(block_id_, false);
     sender_->clear_abort();
     transmitter::StreamSettings settings{.destination = destination_,
                                          .packet_size = packet_size_,
+                                         .extended_ids = extended_ids_,
                                          .bytes_per_second = static_cast<double>(megabits_per_second_) * 1e6 / 8.0};
     const std::uint16_t source_port = source_.port;
     const PvBuffer& buffer = *current_;
     const auto since_open = std::chrono::duration_cast<std::chrono::microseconds>(net::Clock::steady().now() - opened_);
     const std::uint64_t timestamp =
         buffer.GetTimestamp() != 0 ? buffer.GetTimestamp() : static_cast<std::uint64_t>(since_open.count());
-    const std::uint64_t block_id = block_id_;
     lock.unlock();
 
-    const auto block = transmitter::make_block(buffer, block_id, timestamp);
-    join_outlet(*block, settings, source_port);
+    find_outlet(settings);
+    block_id_ = wire::gvsp::next_block_id(block_id_, settings.extended_ids);
+    const auto block = transmitter::make_block(buffer, block_id_, timestamp);
+    if (outlet_) {
+        transmitter::keep_a_copy(*block);
+        outlet_->feed(*this, source_port, {.image = block->leader.image, .payload_size = block->data.size()});
+    }
     sender_->configure(settings);
     const std::error_code error = sender_->send(block);
 
@@ -380,8 +384,7 @@ void PvTransmitterRaw::Impl::send_next(std::unique_lock<std::mutex>& lock)
 }
 
 // What a block is sent to may be the stream channel of a device in this process: then it is that device's block.
-void PvTransmitterRaw::Impl::join_outlet(transmitter::Block& block, transmitter::StreamSettings& settings,
-                                         std::uint16_t source_port)
+void PvTransmitterRaw::Impl::find_outlet(transmitter::StreamSettings& settings)
 {
     auto outlet = transmitter::StreamOutlet::find(settings.destination);
     if (outlet != outlet_) {
@@ -389,13 +392,21 @@ void PvTransmitterRaw::Impl::join_outlet(transmitter::Block& block, transmitter:
         outlet_ = std::move(outlet);
     }
     if (!outlet_) {
+        allow_fragments(opened_for_fragments_);
         return;
     }
     const transmitter::OutletSettings wanted = outlet_->settings();
     settings.packet_size = wanted.packet_size;
     settings.packet_delay = wanted.packet_delay;
-    transmitter::keep_a_copy(block);
-    outlet_->feed(*this, source_port, {.image = block.leader.image, .payload_size = block.data.size()});
+    settings.extended_ids = wanted.extended_ids;
+    allow_fragments(!wanted.dont_fragment);
+}
+
+void PvTransmitterRaw::Impl::allow_fragments(bool allowed)
+{
+    if (fragments_ != allowed && !socket_.set_dont_fragment(!allowed)) {
+        fragments_ = allowed;
+    }
 }
 
 void PvTransmitterRaw::Impl::leave_outlet()
@@ -435,6 +446,12 @@ PvResult PvTransmitterRaw::AbortQueuedBuffers(bool wait_for_current_block, std::
 
 PvResult PvTransmitterRaw::SetPacketSize(std::uint32_t size) { return impl_->set_packet_size(size); }
 std::uint32_t PvTransmitterRaw::GetPacketSize() const { return impl_->packet_size(); }
+PvResult PvTransmitterRaw::SetExtendedIDs(bool extended_ids)
+{
+    impl_->set_extended_ids(extended_ids);
+    return PvResult::OK;
+}
+bool PvTransmitterRaw::GetExtendedIDs() const { return impl_->extended_ids(); }
 PvResult PvTransmitterRaw::SetMaxPayloadThroughput(float megabits_per_second)
 {
     return impl_->set_throughput(megabits_per_second);

@@ -16,13 +16,14 @@ class PvBuffer;
 /// it. Buffers stay the caller's and must live as long as they are in the pool; one that is destroyed while it is
 /// queued leaves queue and pool first. While a buffer is queued it is held (see PvBuffer) and must not be changed.
 ///
-/// Block IDs start at 1 with every Open and count up by one for every buffer sent; 16-bit IDs wrap from 65535 to 1. The
-/// timestamp in the leader is the buffer's own, or the time since Open in microseconds when that is 0.
+/// Block IDs start at 1 with every Open and count up by one for every buffer sent. They have 16 bits, and wrap from
+/// 65535 to 1, unless extended IDs are asked for, which have 64 bits and longer packet headers. The timestamp in the
+/// leader is the buffer's own, or the time since Open in microseconds when that is 0.
 ///
 /// When the destination is that of a PvVirtualDevice's stream channel in this process, the transmitter sends as that
-/// device: its packets are as large and as far apart as the channel's receiver asked for, whatever SetPacketSize said,
-/// the last blocks are kept as copies and their packets sent again on request, and the device's features tell what is
-/// sent. For another destination nothing of this happens.
+/// device: packet size, the packets' distance, the form of IDs and fragmentation are what the channel's receiver asked
+/// for, whatever was set here, the last blocks are kept as copies and their packets sent again on request, and the
+/// device's features tell what is sent. For another destination nothing of this happens.
 ///
 /// Thread safety: all members may be called from any thread, but Open, Close and LoadBufferPool from one at a time.
 class PvTransmitterRaw {
@@ -64,6 +65,9 @@ public:
     /// IP and UDP headers included, bytes; 576 to 65000, default 1440. Takes effect with the next block.
     PvResult SetPacketSize(std::uint32_t size);
     [[nodiscard]] std::uint32_t GetPacketSize() const;
+    /// Whether block IDs are extended ones; false by default. Takes effect with the next block.
+    PvResult SetExtendedIDs(bool extended_ids);
+    [[nodiscard]] bool GetExtendedIDs() const;
     /// Upper bound on payload in Mbit/s (10^6 bits); 0, the default, for none. InvalidParameter when negative or not a
     /// number.
     PvResult SetMaxPayloadThroughput(float megabits_per_second);

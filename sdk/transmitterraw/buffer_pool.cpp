@@ -2,12 +2,21 @@
 
 #include <algorithm>
 
+#include "sdk/base/failure.h"
 #include "sdk/buffer/PvBuffer.h"
 
 namespace vex::transmitter {
 
-void BufferPool::load(std::span<PvBuffer* const> buffers)
+PvResult BufferPool::load(std::span<PvBuffer* const> buffers)
 {
+    for (auto buffer = buffers.begin(); buffer != buffers.end(); ++buffer) {
+        if (*buffer == nullptr) {
+            return failure(PvResult::InvalidParameter, "A buffer of the pool is null");
+        }
+        if (std::find(buffers.begin(), buffer, *buffer) != buffer) {
+            return failure(PvResult::InvalidParameter, "A buffer is in the pool twice");
+        }
+    }
     std::vector<Member> members;
     members.reserve(buffers.size());
     for (PvBuffer* const buffer : buffers) {
@@ -15,6 +24,7 @@ void BufferPool::load(std::span<PvBuffer* const> buffers)
     }
     free_.assign(buffers.begin(), buffers.end());
     members_ = std::move(members);
+    return PvResult::OK;
 }
 
 void BufferPool::use(PvBuffer& buffer)

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "sdk/base/PvResult.h"
+
 class PvBuffer;
 
 namespace vex::transmitter {
@@ -16,8 +18,9 @@ namespace vex::transmitter {
 /// Thread safety: none; a buffer must not be destroyed while a member function runs.
 class BufferPool {
 public:
-    /// These are the members, all of them free; earlier ones are forgotten.
-    void load(std::span<PvBuffer* const> buffers);
+    /// These are the members, all of them free; earlier ones are forgotten. InvalidParameter, and nothing changed, for
+    /// a null buffer or one given twice.
+    PvResult load(std::span<PvBuffer* const> buffers);
     /// In use from now on; one that was no member becomes one.
     void use(PvBuffer& buffer);
     /// No effect on one that is no member.

@@ -18,6 +18,8 @@ struct OutletSettings {
     Endpoint destination;           ///< port 0: closed
     std::uint32_t packet_size = 0;  ///< bytes, IP and UDP headers included
     std::chrono::nanoseconds packet_delay{};
+    bool extended_ids = false;
+    bool dont_fragment = false;
 };
 
 /// What the blocks of a channel are like.

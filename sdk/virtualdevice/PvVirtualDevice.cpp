@@ -47,6 +47,7 @@ virtual_device::DeviceDescription describe(const net::Interface& adapter, std::s
     description.first_url = description::local_url("virtualdevice.xml", own::description, description_size);
     description.stream_channels = 1;
     description.packet_resend = true;
+    description.extended_ids = true;
     description.timestamp_frequency = timestamp_frequency;
     return description;
 }
@@ -146,7 +147,9 @@ private:
         socket_.set_dont_fragment(state.do_not_fragment);
         outlet_->configure({.destination = state.is_open() ? state.destination : Endpoint{},
                             .packet_size = state.packet_size,
-                            .packet_delay = std::chrono::nanoseconds(state.packet_delay * tick_ns)});
+                            .packet_delay = std::chrono::nanoseconds(state.packet_delay * tick_ns),
+                            .extended_ids = state.extended_ids,
+                            .dont_fragment = state.do_not_fragment});
     }
 
     void on_test_packet(unsigned, const virtual_device::StreamChannel& state) override

@@ -405,6 +405,24 @@ TEST_F(TransmitterRaw, PacketSizeAndThroughputAreChecked)
     EXPECT_EQ(receive_block(host).size(), 2U + 3U) << "8964 bytes a packet";
 }
 
+TEST_F(TransmitterRaw, ExtendedIdsAreSentWhenAskedFor)
+{
+    EXPECT_FALSE(transmitter.GetExtendedIDs());
+    ASSERT_TRUE(open().IsOK());
+    const auto buffer = raw_buffer(3000);
+    ASSERT_TRUE(transmitter.QueueBuffer(buffer.get()).IsOK());
+    EXPECT_FALSE(receive_block(host)[0].extended);
+    ASSERT_TRUE(transmitter.AbortQueuedBuffers(true, 5000).IsOK());
+    ASSERT_TRUE(transmitter.SetExtendedIDs(true).IsOK());
+    EXPECT_TRUE(transmitter.GetExtendedIDs());
+    ASSERT_TRUE(transmitter.QueueBuffer(buffer.get()).IsOK());
+    const auto packets = receive_block(host);
+    EXPECT_TRUE(packets[0].extended);
+    EXPECT_EQ(packets[0].block_id, 2U);
+    EXPECT_EQ(packets[1].bytes.size(), 1440U - 28U);
+    EXPECT_EQ(data_of(packets).size(), 3000U);
+}
+
 TEST_F(TransmitterRaw, ThroughputIsBounded)
 {
     ASSERT_TRUE(open().IsOK());

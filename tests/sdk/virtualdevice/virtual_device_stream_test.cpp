@@ -150,6 +150,32 @@ TEST_F(VirtualCamera, SendsLostPacketsAgainThoughTheirBufferHasBeenFilledAnew)
     }
 }
 
+TEST_F(VirtualCamera, IdsHaveTheFormThatTheReceiverAskedFor)
+{
+    ASSERT_EQ(write(0x0960, 0x40000000), status::success);
+    open_channel(1000);
+    open_transmitter();
+    const auto picture = image(100, 50);
+    const auto packets = send(*picture);
+    EXPECT_TRUE(packets[0].extended);
+    EXPECT_EQ(packets[1].bytes.size(), 972U);
+    EXPECT_EQ(data_of(packets).size(), 5000U);
+    stream.send(address,
+                command(0x0040, ++id, bytes_of({0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1}), 0x10));
+    const auto again = stream.receive();
+    ASSERT_TRUE(again);
+    EXPECT_EQ(parse(again->bytes).payload, packets[2].payload);
+    EXPECT_EQ(parse(again->bytes).status, 0x0100U);
+}
+
+TEST_F(VirtualCamera, WithoutAWishForExtendedIdsThereAreNoneWhateverTheProgramSet)
+{
+    ASSERT_TRUE(transmitter.SetExtendedIDs(true).IsOK());
+    open_channel(1000);
+    open_transmitter();
+    EXPECT_FALSE(send(*image(100, 50))[0].extended);
+}
+
 TEST_F(VirtualCamera, WhatIsTooOldIsRefused)
 {
     open_channel(1000);
