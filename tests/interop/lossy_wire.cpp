@@ -42,7 +42,7 @@ struct Impairment {
     double lost = 0;  // parts of 1000 of the datagrams
     double twice = 0;
     double overtaken = 0;
-    unsigned burst = 1;  // datagrams in a row that are lost together
+    unsigned burst = 1;  // datagrams of a stream that are lost in a row
     std::uint64_t seed = 0;
 };
 
@@ -121,12 +121,19 @@ private:
     int socket_;
 };
 
-bool is_udp(std::span<const std::uint8_t> frame)
+enum class Kind : std::uint8_t { other, control, data };
+
+/// Of UDP datagrams whether they are the control channel's, by its port.
+Kind kind_of(std::span<const std::uint8_t> frame)
 {
-    constexpr std::size_t ethernet = head_bytes;
-    constexpr std::size_t protocol = ethernet + 14 + 9;
-    return frame.size() > protocol && frame[ethernet + 12] == 0x08 && frame[ethernet + 13] == 0x00 &&
-           frame[protocol] == IPPROTO_UDP;
+    constexpr std::size_t ip = head_bytes + 14;
+    constexpr std::uint16_t control_port = 3956;
+    if (frame.size() < ip + 28 || frame[ip - 2] != 0x08 || frame[ip - 1] != 0x00 || frame[ip + 9] != IPPROTO_UDP) {
+        return Kind::other;
+    }
+    const std::size_t udp = ip + 4 * (frame[ip] & 0xFU);
+    const auto port_at = [&](std::size_t at) { return at + 1 < frame.size() ? frame[at] << 8 | frame[at + 1] : 0; };
+    return port_at(udp) == control_port || port_at(udp + 2) == control_port ? Kind::control : Kind::data;
 }
 
 bool is_train(std::span<const std::uint8_t> frame) { return frame.size() > 1 && frame[kind_of_train] != 0; }
@@ -162,16 +169,13 @@ private:
 
     void pass(std::span<const std::uint8_t> frame, Counts& counts)
     {
-        if (!is_udp(frame)) {
+        const Kind kind = kind_of(frame);
+        if (kind == Kind::other) {
             send(frame, counts);
             return;
         }
         counts.trains += is_train(frame) ? 1 : 0;
-        if (burst_left_ == 0 && happens(impairment_.lost / impairment_.burst)) {
-            burst_left_ = impairment_.burst;
-        }
-        if (burst_left_ > 0) {
-            --burst_left_;
+        if (is_lost(kind)) {
             ++counts.lost;
         } else if (happens(impairment_.overtaken)) {
             ++counts.overtaken;
@@ -186,6 +190,18 @@ private:
             }
             overtake(counts);
         }
+    }
+
+    /// A burst would take all tries of a command with it, because commands wait for each other.
+    bool is_lost(Kind kind)
+    {
+        if (kind == Kind::control) {
+            return happens(impairment_.lost);
+        }
+        if (burst_left_ == 0 && happens(impairment_.lost / impairment_.burst)) {
+            burst_left_ = impairment_.burst;
+        }
+        return burst_left_ > 0 && burst_left_-- > 0;
     }
 
     void overtake(Counts& counts)
@@ -254,7 +270,7 @@ int main(int argc, char** argv)
     app.add_option("there", there, "another; what comes from there is impaired")->required();
     app.add_flag("--both-ways", both_ways, "what comes from here is impaired, too");
     app.add_option("--lose", impairment.lost, "of 1000 UDP datagrams");
-    app.add_option("--burst", impairment.burst, "datagrams lost in a row")->check(CLI::Range(1, 1000));
+    app.add_option("--burst", impairment.burst, "datagrams of a stream lost in a row")->check(CLI::Range(1, 1000));
     app.add_option("--double", impairment.twice, "of 1000");
     app.add_option("--overtake", impairment.overtaken, "of 1000");
     app.add_option("--seed", impairment.seed, "of all chance");

@@ -293,6 +293,9 @@ void set_up(const Options& options, PvDevice& device)
 int stream_from(const Options& options)
 {
     PvDevice device;
+    // a lossy line takes commands, too
+    require(device.GetGenLink()->SetIntegerValue("AnswerTimeout", 200), "set AnswerTimeout");
+    require(device.GetGenLink()->SetIntegerValue("CommandRetries", 10), "set CommandRetries");
     require(device.Connect(PvString(options.device)), "connect");
     set_up(options, device);
     PvGenParameterArray& features = *device.GetGenParameters();
