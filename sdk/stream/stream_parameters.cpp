@@ -86,7 +86,19 @@ public:
         SoftwareString parameter;
         describe(parameter, "LastError", "Last Error", "How the latest block that failed has failed.");
         StreamChannel& channel = channel_;
-        parameter.get = [&channel] { return std::string(PvResult::text_of(channel.statistics().counters.last_error)); };
+        parameter.get = [&channel] { return std::string(channel.last_error().description()); };
+        parameters_.add(std::move(parameter));
+    }
+
+    /// `value` computes the figure from SystemFacts.
+    template <typename Value>
+    void fact(const char* name, const char* display_name, const char* tool_tip, Value value, const char* unit = "")
+    {
+        SoftwareInteger parameter;
+        describe(parameter, name, display_name, tool_tip);
+        parameter.unit = unit;
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel, value] { return static_cast<std::int64_t>(value(channel.system_facts())); };
         parameters_.add(std::move(parameter));
     }
 
@@ -256,6 +268,15 @@ std::unique_ptr<SoftwareParameterArray> make_parameters(StreamChannel& channel)
              &Statistics::average, &RateMeter::Rates::bits);
     add_block_statistics(add);
     add_packet_statistics(add);
+    add.fact(
+        "SocketBufferSize", "Socket Buffer Size",
+        "What the system keeps for packets that wait to be received; 0 when it does not tell.",
+        [](const SystemFacts& facts) { return facts.buffer_bytes; }, "B");
+    add.fact(
+        "PacketsDroppedBySystem", "Packets Dropped by System",
+        "Packets that the system threw away since the stream was opened, mostly for want of buffer; 0 where it does "
+        "not tell.",
+        [](const SystemFacts& facts) { return facts.dropped.value_or(0); });
     add.reset();
     return parameters.build();
 }

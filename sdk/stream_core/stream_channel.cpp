@@ -9,6 +9,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
+#include "sdk/base/thread_priority.h"
 #include "sdk/net/receive_backends.h"
 
 namespace vex::stream {
@@ -130,6 +131,7 @@ void StreamChannel::close()
     flushed_.notify_all();
     stop_ = true;
     thread_.join();
+    ended_facts_ = {receiver_->buffer_bytes(), receiver_->dropped_by_system()};
     if (endpoints_.group.has_value()) {
         socket_.leave(*endpoints_.group, endpoints_.local);
     }
@@ -304,6 +306,7 @@ std::optional<Endpoints> StreamChannel::endpoints() const
 void StreamChannel::receive_loop()
 {
     name_this_thread("pv-stream");
+    favour_this_thread();
     std::chrono::milliseconds wait = longest_wait;
     while (!stop_) {
         const std::span<const net::Datagram> datagrams = receiver_->receive(wait);

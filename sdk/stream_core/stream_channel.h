@@ -60,6 +60,12 @@ struct Statistics {
     net::Clock::duration sampling_time{};
 };
 
+/// What the system does for a stream.
+struct SystemFacts {
+    std::size_t buffer_bytes = 0;            ///< kept for packets that wait; 0 where the system does not tell
+    std::optional<std::uint64_t> dropped{};  ///< packets thrown away; empty where the system does not tell
+};
+
 /// One thread receives, assembles, asks for what is missing and delivers; any number of others queue and retrieve. Two
 /// locks: `work_` is held while a batch of packets is taken in, and by whoever takes buffers away from the assembler or
 /// reads its counters; `queues_` guards the queues and is held for moments only. `work_` is taken first.
@@ -98,6 +104,11 @@ public:
 
     [[nodiscard]] Statistics statistics() const;
     void reset_statistics();
+    /// How the latest block failed that did, since the opening or a reset; the description says so, too, when the
+    /// system threw packets away for want of memory.
+    [[nodiscard]] PvResult last_error() const;
+    /// Of this opening, or of the latest one when the stream is closed.
+    [[nodiscard]] SystemFacts system_facts() const;
     void count_pipeline_drop() noexcept;
     [[nodiscard]] StreamSettings settings() const;
     /// Effective from the next packet on, and kept when the stream is closed.
@@ -132,7 +143,8 @@ private:
     void count_refusal(const PvResult& refusal) noexcept;
 
     const net::Clock& clock_;
-    std::mutex lifecycle_;  // open and close, one at a time
+    mutable std::mutex lifecycle_;  // open and close, one at a time
+    SystemFacts ended_facts_;       // of the latest opening, once it ended
 
     // owned by the receive thread while it runs
     net::UdpSocket socket_;

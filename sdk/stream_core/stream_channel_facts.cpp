@@ -18,8 +18,11 @@ std::string StreamChannel::what_came_so_far() const
 {
     const Counters counters = this->counters();
     const std::optional<Endpoints> endpoints = this->endpoints();
-    if (counters.blocks_begun != 0 || !endpoints.has_value()) {
+    if (!endpoints.has_value() || counters.blocks_received() != 0) {
         return {};
+    }
+    if (counters.blocks_begun != 0) {
+        return ": packets have come, but no block has ended";
     }
     const std::string way = endpoints->device.to_string() + " to " + endpoints->local.to_string() + ", port " +
                             std::to_string(endpoints->port);
@@ -49,6 +52,23 @@ void StreamChannel::reset_statistics()
     queue_counters_ = {};
     pipeline_drops_ = 0;
     rates_.reset();
+}
+
+SystemFacts StreamChannel::system_facts() const
+{
+    const std::lock_guard lifecycle(lifecycle_);
+    return receiver_ != nullptr ? SystemFacts{receiver_->buffer_bytes(), receiver_->dropped_by_system()} : ended_facts_;
+}
+
+PvResult StreamChannel::last_error() const
+{
+    const PvResult::Code code = statistics().counters.last_error;
+    const SystemFacts facts = system_facts();
+    if (code == PvResult::OK || facts.dropped.value_or(0) == 0) {
+        return code;
+    }
+    return failure(code, PvResult::text_of(code), ". The system threw ", *facts.dropped,
+                   " packets away: the buffer of ", facts.buffer_bytes, " bytes that it keeps for them is too small");
 }
 
 StreamSettings StreamChannel::settings() const

@@ -145,7 +145,7 @@ TEST_F(RetrieveBuffer, ATimeoutTellsWhatHasCome)
     EXPECT_EQ(text(), "No block was completed within 0 ms: what has come from " + way + " is not a stream");
     send(packets::image_leader({.id = 1}, {}, 1));
     await([&] { return stream.counters().blocks_begun == 1; });
-    EXPECT_EQ(text(), "No block was completed within 0 ms");
+    EXPECT_EQ(text(), "No block was completed within 0 ms: packets have come, but no block has ended");
 }
 
 TEST_F(RetrieveBuffer, NeedsPlacesForItsOutputs)
