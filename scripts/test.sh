@@ -98,7 +98,7 @@ suite_scripts() {
 
 suite_interop() {
     [ -n "${VEX_PRIVATE_NETWORK:-}" ] || { echo "the test peers need network namespaces, and those need root"; return "$not_run"; }
-    build native softcam pvctl host_probe recovery_probe virtual_camera
+    build native softcam pvctl host_probe recovery_probe virtual_camera stream_probe lossy_wire
     build windows VexKamCOMWrapper
     tests/interop/run_all
     # the whole way through the server, with our camera and with the third party's

@@ -49,6 +49,9 @@ class Program:
         with open(self.log, encoding="utf-8", errors="replace") as file:
             return file.read()
 
+    def pid(self):
+        return self._process.pid
+
     def running(self):
         return self._process.poll() is None
 
