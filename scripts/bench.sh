@@ -2,7 +2,7 @@
 
 run_benchmarks() {
     local names=("$@") name
-    [ ${#names[@]} -gt 0 ] || names=(com convert stream genapi)
+    [ ${#names[@]} -gt 0 ] || names=(com convert stream transmit genapi)
     ensure_packages
     for name in "${names[@]}"; do
         case "$name" in

@@ -45,6 +45,14 @@ struct BlockTransmitter::Sent {
     net::Clock::duration packet_delay{};
     double bytes_per_second = 0;
     mutable std::atomic<std::uint64_t> next_packet{0};  // the first that has not been handed over yet
+
+    /// What the packets of a range carry.
+    [[nodiscard]] std::size_t data_bytes(std::uint64_t first, std::uint64_t last) const
+    {
+        const std::uint64_t begin = (std::max<std::uint64_t>(first, 1) - 1) * data_per_packet;
+        const std::uint64_t end = std::min<std::uint64_t>(last * data_per_packet, block->data.size());
+        return end > begin ? static_cast<std::size_t>(end - begin) : 0;
+    }
 };
 
 BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
@@ -136,7 +144,8 @@ std::error_code BlockTransmitter::send_paced(const Sent& sent, std::uint64_t fir
         if (stopped) {
             return std::make_error_code(std::errc::operation_canceled);
         }
-        const std::uint64_t end = std::min(next + pacer.batch(sent.data_per_packet, largest_batch) - 1, last);
+        const std::uint64_t end =
+            std::min(next + pacer.batch(clock_.now(), sent.data_per_packet, largest_batch) - 1, last);
         if (!resend) {
             // Before they leave: a receiver that misses one may ask for it while this thread is still in the call.
             sent.next_packet.store(end + 1, std::memory_order_release);
@@ -146,7 +155,7 @@ std::error_code BlockTransmitter::send_paced(const Sent& sent, std::uint64_t fir
         }
         if (!pacer.unlimited()) {
             const auto packets = static_cast<std::size_t>(end - next + 1);
-            pacer.sent(clock_.now(), packets, packets * sent.data_per_packet);
+            pacer.sent(clock_.now(), packets, sent.data_bytes(next, end));
         }
         next = end + 1;
     }

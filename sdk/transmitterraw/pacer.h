@@ -8,8 +8,8 @@
 
 namespace vex::transmitter {
 
-/// Spaces packets by a fixed delay and by an upper bound on bytes per second, whichever is slower: a token bucket that
-/// holds at most one burst. It only computes; waiting is the caller's.
+/// Spaces packets by a fixed delay and by an upper bound on bytes per second, whichever is slower. Packets that leave
+/// late are caught up with at twice the rate at most, never in a burst. It only computes; waiting is the caller's.
 ///
 /// Thread safety: one thread at a time.
 class Pacer {
@@ -22,14 +22,14 @@ public:
 
     [[nodiscard]] bool unlimited() const noexcept { return delay_ == duration::zero() && bytes_per_second_ <= 0; }
 
-    /// How many packets of `packet_bytes` may be handed over in one go, from 1 to `most`: as many as pass in the time
-    /// that a sleep cannot resolve anyway.
-    [[nodiscard]] std::size_t batch(std::size_t packet_bytes, std::size_t most) const noexcept;
+    /// How many packets of `packet_bytes` may be handed over in one go at `now`, from 1 to `most`: as many as pass in
+    /// the time that a sleep cannot resolve anyway, or in the time by which they are late, up to a millisecond.
+    [[nodiscard]] std::size_t batch(time_point now, std::size_t packet_bytes, std::size_t most) const noexcept;
 
     /// The earliest moment for the next packet.
     [[nodiscard]] time_point next() const noexcept { return next_; }
 
-    /// Nothing was waiting to leave until `now`: idle time earns no burst.
+    /// Something waits to leave from `now` on: idle time earns nothing.
     void resume(time_point now) noexcept;
 
     /// Packets with so many bytes in total left at `now`.
@@ -40,7 +40,9 @@ private:
 
     duration delay_{};
     double bytes_per_second_ = 0;
-    time_point next_{};
+    time_point due_{};   // of the next packet, had none been late
+    time_point next_{};  // when it may really leave
+    time_point last_{};  // when the last ones left
 };
 
 }  // namespace vex::transmitter

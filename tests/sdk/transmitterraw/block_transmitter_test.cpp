@@ -362,6 +362,18 @@ TEST_F(BlockTransmitter, KeepsTheByteRate)
     EXPECT_NEAR(seconds, 1.0, 0.02);
 }
 
+TEST_F(BlockTransmitter, TheByteRateIsThatOfThePayloadAlone)
+{
+    settings.bytes_per_second = 1e6;
+    transmitter.configure(settings);
+    const auto started = clock.now();
+    for (std::uint64_t id = 1; id <= 1000; ++id) {
+        ASSERT_FALSE(transmitter.send(block(id, 600)));  // a full packet, a short one, leader and trailer
+    }
+    const double seconds = std::chrono::duration<double>(clock.now() - started).count();
+    EXPECT_NEAR(seconds, 0.6, 0.006);
+}
+
 TEST_F(BlockTransmitter, AbortEndsABlockBetweenPackets)
 {
     settings.packet_delay = 1ms;

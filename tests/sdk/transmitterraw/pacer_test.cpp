@@ -16,7 +16,7 @@ TEST(Pacer, WithoutBoundsNeverWaits)
     Pacer pacer;
     pacer.configure(0ns, 0);
     EXPECT_TRUE(pacer.unlimited());
-    EXPECT_EQ(pacer.batch(1500, 64), 64U);
+    EXPECT_EQ(pacer.batch(start, 1500, 64), 64U);
     pacer.sent(start, 64, 64 * 1500);
     EXPECT_LE(pacer.next(), start);
 }
@@ -25,7 +25,7 @@ TEST(Pacer, SpacesPacketsByTheDelay)
 {
     Pacer pacer;
     pacer.configure(1ms, 0);
-    EXPECT_EQ(pacer.batch(1500, 64), 1U);
+    EXPECT_EQ(pacer.batch(start, 1500, 64), 1U);
     pacer.sent(start, 1, 1500);
     const auto first = pacer.next();
     pacer.sent(first, 1, 1500);
@@ -36,8 +36,13 @@ TEST(Pacer, SendsPacketsTogetherThatATimerCouldNotSeparate)
 {
     Pacer pacer;
     pacer.configure(10us, 0);
-    EXPECT_EQ(pacer.batch(1500, 64), 20U);
-    EXPECT_EQ(pacer.batch(1500, 8), 8U);
+    EXPECT_EQ(pacer.batch(start, 1500, 64), 20U);
+    EXPECT_EQ(pacer.batch(start, 1500, 8), 8U);
+    // and those that are late, up to a millisecond
+    pacer.sent(start, 20, 30'000);
+    EXPECT_EQ(pacer.batch(start + 200us, 1500, 200), 20U);
+    EXPECT_EQ(pacer.batch(start + 600us, 1500, 200), 40U);
+    EXPECT_EQ(pacer.batch(start + 1h, 1500, 200), 100U);
 }
 
 TEST(Pacer, TheSlowerBoundCounts)
@@ -50,16 +55,54 @@ TEST(Pacer, TheSlowerBoundCounts)
     EXPECT_EQ(pacer.next() - first, 10ms);
 }
 
-TEST(Pacer, CatchesUpAfterALateWakeUpButNotAfterAPause)
+TEST(Pacer, CatchesUpAfterALateWakeUpAtTwiceTheRate)
 {
     Pacer pacer;
     pacer.configure(1ms, 0);
     pacer.sent(start, 1, 100);
     const auto due = pacer.next();
-    pacer.sent(due + 1ms, 1, 100);  // one late
-    EXPECT_EQ(pacer.next(), due + 1ms) << "the next may leave at once";
-    pacer.sent(due + 1h, 1, 100);
-    EXPECT_GE(pacer.next(), due + 1h - 2ms) << "an hour's pause earns no burst";
+    pacer.sent(due + 10ms, 1, 100);  // ten late
+    for (int i = 1; i <= 19; ++i) {
+        const auto next = pacer.next();
+        EXPECT_EQ(next, due + 10ms + i * 500us) << "no two at once";
+        pacer.sent(next, 1, 100);
+    }
+    const auto caught_up = pacer.next();
+    pacer.sent(caught_up, 1, 100);
+    EXPECT_EQ(pacer.next() - caught_up, 1ms);
+    EXPECT_EQ(caught_up, due + 20ms) << "as if none had been late";
+}
+
+TEST(Pacer, AnHourOfSleepIsNotMadeUpFor)
+{
+    Pacer pacer;
+    pacer.configure(1ms, 0);
+    pacer.sent(start, 1, 100);
+    auto now = start + 1h;
+    pacer.sent(now, 1, 100);
+    int early = 0;
+    for (auto before = now; early < 1000; before = now, ++early) {
+        now = pacer.next();
+        if (now - before == 1ms) {
+            break;
+        }
+        pacer.sent(now, 1, 100);
+    }
+    EXPECT_LE(early, 101) << "50 ms at twice the rate";
+}
+
+TEST(Pacer, BeingLateIsNotForgivenBetweenBlocksThatFollowAtOnce)
+{
+    Pacer pacer;
+    pacer.configure(1ms, 0);
+    pacer.sent(start, 1, 100);
+    pacer.sent(start + 5ms, 1, 100);
+    pacer.resume(start + 5ms);
+    EXPECT_EQ(pacer.next(), start + 5500us);
+    pacer.resume(start + 6ms);
+    EXPECT_EQ(pacer.next(), start + 6ms) << "but by a pause";
+    pacer.sent(start + 6ms, 1, 100);
+    EXPECT_EQ(pacer.next(), start + 7ms);
 }
 
 TEST(Pacer, RestEarnsNothingAndForgivesNothing)
