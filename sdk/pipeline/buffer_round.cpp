@@ -223,7 +223,6 @@ void BufferRound::end_run(bool only_if_over)
         state_ = State::stopping;
         thread = std::move(thread_);
     }
-    changed_.notify_all();
     channel_->begin_to_leave(claim_);
     thread.join();
     channel_->release_claim(claim_);

@@ -112,6 +112,7 @@ protected:
     PvStreamBase();
 
     [[nodiscard]] vex::stream::StreamChannel& channel() noexcept { return *channel_; }
+    [[nodiscard]] const vex::stream::StreamChannel& channel() const noexcept { return *channel_; }
 
 private:
     friend class PvPipeline;

@@ -9,6 +9,12 @@
 
 namespace vex::stream {
 
+/// Whose clock rates go by.
+enum class TimeSource : std::uint8_t {
+    device,  ///< the blocks' timestamps; the host's clock tells how long their ticks are
+    host,
+};
+
 /// Not thread-safe.
 class RateMeter {
 public:
@@ -19,12 +25,15 @@ public:
         double bits = 0;    ///< per second
     };
 
-    void add(std::uint64_t bytes, time_point now) noexcept;
+    /// `timestamp` is the device's time of the block in ticks of its own, 0 for none.
+    void add(std::uint64_t bytes, time_point now, std::uint64_t timestamp = 0) noexcept;
     void reset() noexcept { *this = {}; }
 
     /// Over the blocks of the last second, or the last two blocks when they came more slowly; 0 once the stream has
     /// been quiet for longer than that.
-    [[nodiscard]] Rates current(time_point now) const noexcept;
+    [[nodiscard]] Rates current(time_point now, TimeSource preferred = TimeSource::host) const noexcept;
+    /// The device's where it is preferred and the latest two blocks had timestamps in their order.
+    [[nodiscard]] TimeSource effective(TimeSource preferred) const noexcept;
     /// From the first block to the latest.
     [[nodiscard]] Rates average() const noexcept;
     /// Time between the first and the latest block.
@@ -33,9 +42,12 @@ public:
 private:
     struct Arrival {
         time_point at;
-        std::uint64_t bytes = 0;  // all since the start, this block included
+        std::uint64_t bytes = 0;      // all since the start, this block included
+        std::uint64_t timestamp = 0;  // of the device
     };
-    [[nodiscard]] static Rates between(const Arrival& from, const Arrival& to, std::uint64_t blocks) noexcept;
+    [[nodiscard]] static Rates between(const Arrival& from, const Arrival& to, double seconds,
+                                       std::uint64_t blocks) noexcept;
+    [[nodiscard]] double seconds_per_tick() const noexcept;
     [[nodiscard]] const Arrival& back(std::size_t steps) const noexcept
     {
         return ring_[(count_ - 1 - steps) % ring_.size()];
@@ -44,6 +56,8 @@ private:
     std::array<Arrival, 256> ring_{};
     std::uint64_t count_ = 0;
     Arrival first_;
+    Arrival first_stamped_;      // since when all blocks had timestamps in their order
+    std::uint64_t stamped_ = 0;  // blocks since then
 };
 
 }  // namespace vex::stream

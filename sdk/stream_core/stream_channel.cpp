@@ -93,6 +93,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             queue_counters_ = {};
             rates_.reset();
             pipeline_drops_ = 0;
+            failures_ = {};
             request_since_ = clock_.now();
         }
         stop_ = false;
@@ -216,6 +217,8 @@ PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, 
         lock.unlock();
         result = failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
                          starved ? ": blocks arrived for which no buffer was queued" : what_came_so_far());
+        lock.lock();
+        failures_.note(failures_.timeout, result);
     } else {
         count_refusal(result);
     }
@@ -356,6 +359,7 @@ void StreamChannel::expire_request(net::Clock::time_point now)
         request_since_ = now;
         ++queue_counters_.requests_expired;
         mark_unfilled(*buffer, PvResult::Timeout);
+        failures_.note(failures_.timeout, buffer->GetOperationResult());
         ready_.push_back(buffer);
     }
     changed_.notify_one();
@@ -397,8 +401,13 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
     {
         const std::lock_guard lock(queues_);
         --filling_;
-        if (fate != BlockFate::aborted) {
-            rates_.add(buffer.GetAcquiredSize(), now);
+        if (fate == BlockFate::aborted) {
+            failures_.note(failures_.aborted, buffer.GetOperationResult());
+        } else {
+            rates_.add(buffer.GetAcquiredSize(), now, buffer.GetTimestamp());
+        }
+        if (fate != BlockFate::aborted && fate != BlockFate::complete) {
+            failures_.note(failures_.block, buffer.GetOperationResult());
         }
         if (ready_.size() >= most_ready_) {
             recycle_oldest();

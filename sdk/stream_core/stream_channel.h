@@ -50,6 +50,20 @@ struct Claim {
     bool leaving = false;      ///< retrievals do not wait any more
 };
 
+/// The latest outcomes that were none of a whole block.
+struct Failures {
+    struct Failure {
+        PvResult result{};
+        std::uint64_t order = 0;  ///< the later the greater; 0 for none
+    };
+    Failure block;    ///< that came with an error
+    Failure aborted;  ///< by the client
+    Failure timeout;  ///< of a retrieval or a queued buffer
+    std::uint64_t count = 0;
+
+    void note(Failure& kind, const PvResult& result) noexcept;
+};
+
 /// Counters and rates, as of one moment.
 struct Statistics {
     Counters counters;
@@ -58,6 +72,7 @@ struct Statistics {
     RateMeter::Rates current;
     RateMeter::Rates average;
     net::Clock::duration sampling_time{};
+    TimeSource time_source = TimeSource::host;  ///< of the present rates
 };
 
 /// What the system does for a stream.
@@ -102,7 +117,9 @@ public:
     void release_claim(const Claim& claim);
     [[nodiscard]] bool is_claimed_by(const Claim& claim) const;
 
-    [[nodiscard]] Statistics statistics() const;
+    [[nodiscard]] Statistics statistics(TimeSource preferred = TimeSource::host) const;
+    /// OK for none.
+    [[nodiscard]] PvResult last_error(bool timeouts_count, bool aborts_count) const;
     void reset_statistics();
     /// How the latest block failed that did, since the opening or a reset; the description says so, too, when the
     /// system threw packets away for want of memory.
@@ -172,6 +189,7 @@ private:
     std::atomic<bool> flush_wanted_{false};
     std::uint64_t flushes_done_ = 0;
     Counters reset_at_;  // subtracted from the counters
+    Failures failures_;
     RateMeter rates_;
     std::uint64_t pipeline_drops_ = 0;
     std::uint32_t most_idle_;               // by the settings

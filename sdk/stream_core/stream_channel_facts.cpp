@@ -1,4 +1,5 @@
 // What a channel tells of itself, and its settings.
+#include <new>
 #include <string>
 
 #include "sdk/base/failure.h"
@@ -35,13 +36,37 @@ std::string StreamChannel::what_came_so_far() const
     return ": no packet has ever come from " + way;
 }
 
-Statistics StreamChannel::statistics() const
+void Failures::note(Failure& kind, const PvResult& result) noexcept
+{
+    try {
+        kind.result = result;
+    } catch (const std::bad_alloc&) {
+        kind.result = result.GetCode();
+    }
+    kind.order = ++count;
+}
+
+PvResult StreamChannel::last_error(bool timeouts_count, bool aborts_count) const
+{
+    const std::lock_guard lock(queues_);
+    const Failures::Failure* last = &failures_.block;
+    if (timeouts_count && failures_.timeout.order > last->order) {
+        last = &failures_.timeout;
+    }
+    if (aborts_count && failures_.aborted.order > last->order) {
+        last = &failures_.aborted;
+    }
+    return last->result;
+}
+
+Statistics StreamChannel::statistics(TimeSource preferred) const
 {
     const net::Clock::time_point now = clock_.now();
     const Counters all = counters();
     const std::lock_guard lock(queues_);
-    return {all.since(reset_at_), queue_counters_,  pipeline_drops_,
-            rates_.current(now),  rates_.average(), rates_.sampling_time()};
+    return {all.since(reset_at_),           queue_counters_,  pipeline_drops_,
+            rates_.current(now, preferred), rates_.average(), rates_.sampling_time(),
+            rates_.effective(preferred)};
 }
 
 void StreamChannel::reset_statistics()
@@ -51,6 +76,7 @@ void StreamChannel::reset_statistics()
     reset_at_ = all;
     queue_counters_ = {};
     pipeline_drops_ = 0;
+    failures_ = {};
     rates_.reset();
 }
 

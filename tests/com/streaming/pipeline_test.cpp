@@ -59,6 +59,19 @@ TEST_F(Pipeline, KeepsTheAssignedStreamAndGivesItBack)
     EXPECT_EQ(references(stream.get()), before + 1);  // with `base`
 }
 
+TEST_F(Pipeline, TakesAStreamOfEitherKind)
+{
+    ASSERT_EQ(pipeline->put_StreamBase(stream.get()), S_OK);
+    EXPECT_EQ(is_started(), 0);
+    const auto raw = create<IVexStreamRaw>(L"VexKamCOMWrapper.VexStreamRaw.1");
+    ASSERT_EQ(pipeline->put_StreamBase(raw.get()), S_OK);
+    EXPECT_EQ(is_started(), 0);
+    ASSERT_EQ(open(raw.get()), VexOK);
+    EXPECT_EQ(start(), VexOK);
+    EXPECT_EQ(is_started(), 1);  // not VARIANT_TRUE
+    EXPECT_NE(value_of(raw, &IVexStreamRaw::get_QueuedBufferCount), 0U);
+}
+
 TEST_F(Pipeline, LosesSizeAndCountWithItsStream)
 {
     ASSERT_EQ(pipeline->put_StreamBase(stream.get()), S_OK);
@@ -375,8 +388,11 @@ TEST_F(Pipeline, IsAssignedItsStreamByLateBoundClients)
 {
     LateBound script(pipeline.get());
     const auto assigned = [&] { return object_of(pipeline, &IVexPipeline::get_StreamBase); };
+    const auto raw = create<IVexStreamRaw>(L"VexKamCOMWrapper.VexStreamRaw.1");
     EXPECT_EQ(script.put_reference(L"StreamBase", Variant(stream.get())), S_OK);
     EXPECT_EQ(assigned().get(), query<IVexStreamBase>(stream.get()).get());
+    EXPECT_EQ(script.put(L"StreamBase", Variant(raw.get())), S_OK);
+    EXPECT_EQ(assigned().get(), query<IVexStreamBase>(raw.get()).get());
     EXPECT_EQ(script.put_reference(L"StreamBase", Variant(static_cast<IDispatch*>(nullptr))), S_OK);
     EXPECT_FALSE(assigned());
     EXPECT_EQ(script.put(L"StreamBase", Variant(stream.get())), S_OK);

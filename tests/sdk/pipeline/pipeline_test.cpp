@@ -206,6 +206,8 @@ TEST_F(Pipeline, RefusesBuffersThatAreNotWithItsClient)
     EXPECT_EQ(twice.GetCode(), PvResult::StateError);
     EXPECT_FALSE(twice.description().empty());
     EXPECT_EQ(stream.GetQueuedBufferCount(), 2U);
+    ASSERT_TRUE(pipeline.Stop().IsOK());
+    EXPECT_EQ(pipeline.ReleaseBuffer(retrieved).GetCode(), PvResult::StateError);
 }
 
 TEST_F(Pipeline, RefusesABufferThatItsClientQueuedElsewhere)
@@ -316,7 +318,9 @@ TEST_F(Pipeline, HasTheStreamToItselfWhileItRuns)
     PvBuffer buffer;
     start(2);
     PvPipeline second(&stream);
-    EXPECT_EQ(second.Start().GetCode(), PvResult::StateError);
+    const PvResult not_alone = second.Start();
+    EXPECT_EQ(not_alone.GetCode(), PvResult::StateError);
+    EXPECT_NE(not_alone.description().find("Another pipeline"), std::string_view::npos);
     EXPECT_FALSE(second.IsStarted());
     EXPECT_EQ(pipeline.Start().GetCode(), PvResult::StateError);
     const PvResult queued = stream.QueueBuffer(&buffer);

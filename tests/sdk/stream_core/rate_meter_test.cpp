@@ -38,6 +38,52 @@ TEST(RateMeter, MeasuresTheLastSecond)
     EXPECT_EQ(meter.sampling_time(), 6900ms);
 }
 
+/// 201 blocks, 10 ms apart by the device's clock, which ticks every 8 ns; one of them is held up on its way.
+RateMeter blocks_of_which_one_is_late(int late, net::Clock::time_point start, net::Clock::duration by)
+{
+    RateMeter meter;
+    for (int i = 0; i <= 200; ++i) {
+        meter.add(1000, start + i * 10ms + (i == late ? by : 0ms),
+                  1'000'000 + static_cast<std::uint64_t>(i) * 1'250'000);
+    }
+    return meter;
+}
+
+TEST(RateMeter, GoesByTheDevicesClockWhereThatIsPreferred)
+{
+    const net::Clock::time_point start{10s};
+    const auto now = start + 2s;
+    const RateMeter meter = blocks_of_which_one_is_late(100, start, 4ms);  // where the last second begins
+    EXPECT_EQ(meter.effective(stream::TimeSource::device), stream::TimeSource::device);
+    EXPECT_EQ(meter.effective(stream::TimeSource::host), stream::TimeSource::host);
+    EXPECT_NEAR(meter.current(now, stream::TimeSource::device).blocks, 100, 0.0001);
+    EXPECT_NEAR(meter.current(now, stream::TimeSource::device).bits, 800'000, 1);
+    EXPECT_NEAR(meter.current(now, stream::TimeSource::host).blocks, 100 / 0.996, 0.0001);
+}
+
+TEST(RateMeter, GoesByTheHostsClockWhenTheLatestBlocksHaveNoUsableTimestamps)
+{
+    const net::Clock::time_point start{10s};
+    const auto device = stream::TimeSource::device;
+    RateMeter meter;
+    EXPECT_EQ(meter.effective(device), stream::TimeSource::host);
+    meter.add(1000, start, 500);
+    EXPECT_EQ(meter.effective(device), stream::TimeSource::host);
+    meter.add(1000, start + 10ms, 600);
+    EXPECT_EQ(meter.effective(device), device);
+    meter.add(1000, start + 20ms, 0);
+    EXPECT_EQ(meter.effective(device), stream::TimeSource::host);
+    meter.add(1000, start + 30ms, 800);
+    meter.add(1000, start + 40ms, 700);  // the device began anew
+    EXPECT_EQ(meter.effective(device), stream::TimeSource::host);
+    EXPECT_NEAR(meter.current(start + 40ms, device).blocks, 100, 0.001);
+    meter.add(1000, start + 50ms, 800);
+    EXPECT_EQ(meter.effective(device), device);
+    EXPECT_NEAR(meter.current(start + 50ms, device).blocks, 100, 0.001);
+    meter.reset();
+    EXPECT_EQ(meter.effective(device), stream::TimeSource::host);
+}
+
 TEST(RateMeter, MeasuresSlowStreamsByTheirLastTwoBlocks)
 {
     RateMeter meter;
