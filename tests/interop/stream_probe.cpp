@@ -243,7 +243,7 @@ public:
             }
             tally.count(*buffer, outcome, payload_size_);
             require(stream_.QueueBuffer(buffer), "queue again");
-            if (!warm && (passed() > options_.seconds / 5 || tally.frames() > options_.frames / 5)) {
+            if (!warm && 5 * tally.frames() >= options_.frames && 5 * passed() >= options_.seconds) {
                 warm = true;
                 tell("memory_warm", memory());
             }
@@ -296,6 +296,8 @@ int stream_from(const Options& options)
     // a lossy line takes commands, too
     require(device.GetGenLink()->SetIntegerValue("AnswerTimeout", 200), "set AnswerTimeout");
     require(device.GetGenLink()->SetIntegerValue("CommandRetries", 10), "set CommandRetries");
+    // a busy machine stops programs for seconds
+    require(device.GetGenLink()->SetIntegerValue("HeartbeatTimeout", 10'000), "set HeartbeatTimeout");
     require(device.Connect(PvString(options.device)), "connect");
     set_up(options, device);
     PvGenParameterArray& features = *device.GetGenParameters();
@@ -312,9 +314,14 @@ int stream_from(const Options& options)
             "set the destination");
     require(features.ExecuteCommand("AcquisitionStart"), "AcquisitionStart");
     const Tally tally = receiver.receive(pictures.get());
-    require(features.ExecuteCommand("AcquisitionStop"), "AcquisitionStop");
     tell_statistics(receiver.stream());
     tally.tell_all();
+    if (!device.IsConnected()) {
+        PvString reason;
+        require(device.GetGenLink()->GetString("LinkLossReason", reason), "read LinkLossReason");
+        throw std::runtime_error("the link was lost: " + reason.str());
+    }
+    require(features.ExecuteCommand("AcquisitionStop"), "AcquisitionStop");
     require(device.ResetStreamDestination(), "reset the destination");
     require(device.Disconnect(), "disconnect");
     return tally.is_sound() ? 0 : 1;
