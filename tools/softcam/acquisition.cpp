@@ -70,9 +70,9 @@ Acquisition::Channel::Channel(Ipv4Address source, std::size_t history_blocks, co
       })
 {}
 
-Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, CameraEvents& events,
-                         const net::Clock& clock)
-    : events_(events), clock_(clock), epoch_(clock.now())
+Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
+                         CameraEvents& events, const net::Clock& clock)
+    : payload_(payload), events_(events), clock_(clock), epoch_(clock.now())
 {
     for (unsigned i = 0; i < channels; ++i) {
         channels_.push_back(std::make_unique<Channel>(source, history_blocks, clock));
@@ -394,6 +394,7 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
         }
         out.block->data = *picture;
         out.block->owner = picture;
+        send_as(payload_, *out.block);
         out.channel->transmitter.configure(out.settings);
         whole = !out.channel->transmitter.send(out.block) && whole;
     }

@@ -17,6 +17,7 @@
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "tools/softcam/chunks.h"
 #include "tools/softcam/events.h"
+#include "tools/softcam/payload.h"
 
 namespace softcam {
 
@@ -54,8 +55,8 @@ class Acquisition {
 public:
     /// Sends from `source`, the same frames on each of the `channels`. Throws std::system_error when that cannot be
     /// bound. `events` and `clock` must outlive it.
-    Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, CameraEvents& events,
-                const vex::net::Clock& clock);
+    Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
+                CameraEvents& events, const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition();
@@ -120,6 +121,7 @@ private:
     void take_frame(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool ready_for_frame() const;
 
+    const PayloadKind payload_;
     CameraEvents& events_;
     const vex::net::Clock& clock_;
     std::vector<std::unique_ptr<Channel>> channels_;  // as many as there are from the beginning on

@@ -12,6 +12,7 @@
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/virtualdevice/message_channel.h"
 #include "tools/softcam/faults.h"
+#include "tools/softcam/payload.h"
 
 namespace softcam {
 
@@ -22,7 +23,8 @@ struct CameraOptions {
     bool extended_ids = false;        ///< starts in the 64-bit block ID mode, as after a power cycle with it saved
     std::size_t history_blocks = 16;  ///< blocks that can be sent again, of each channel
     unsigned stream_channels = 1;     ///< 1 to 8; all of them send the same pictures
-    bool manifest = false;            ///< lists its description in a manifest table, too
+    PayloadKind payload = PayloadKind::image;
+    bool manifest = false;  ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
     /// Of each channel by itself; their seeds follow one another from this one.
     vex::transmitter::StreamFaultSettings stream_faults{};

@@ -130,6 +130,13 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_flag("--manifest", options.manifest, "list the description in a manifest table, too");
     app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
     app.add_option("--seed", seed, "seed of all faults; without it one is chosen and printed");
+    const std::map<std::string, PayloadKind> payloads{{"image", PayloadKind::image},
+                                                      {"raw", PayloadKind::raw_data},
+                                                      {"file", PayloadKind::file},
+                                                      {"jpeg", PayloadKind::jpeg},
+                                                      {"jpeg2000", PayloadKind::jpeg2000}};
+    app.add_option("--payload", options.payload, "type of the blocks: image (default), raw, file, jpeg or jpeg2000")
+        ->transform(CLI::CheckedTransformer(payloads));
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
     app.add_flag("-q,--quiet", line.quiet, "print errors only");
     add_faults(app, options);
