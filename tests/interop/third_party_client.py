@@ -147,6 +147,17 @@ def run(report, folder, tools):
         capture.check(report, "client repairs 1 % loss", taken, 512 * 512, 40, resends=True)
 
     with Host(folder) as host:
+        faults = {"--drop-bursts": 1, "--burst": 10, "--drop-again": 100, "--double": 10, "--reorder": 10, "--seed": 7}
+        start_camera(host, tools, *(str(part) for fault in faults.items() for part in fault))
+        taken = capture.Capture(host, "bursts")
+        name = "client repairs bursts, and bears what comes late or twice"
+        done, numbers = stream(host, "-w", "512", "-h", "512", "-i", "1500", "-m", "1000")
+        check_stream(report, name, done, numbers, 40, NO_LOST_FRAMES)
+        report.check("client got its bursts again", numbers.get("n_resent_packets", 0) >= 10,
+                     tell(numbers, ["n_resend_requests", "n_resent_packets"]))  # fmt: skip
+        capture.check(report, name, taken, 512 * 512, 40, resends=True)
+
+    with Host(folder) as host:
         start_camera(host, tools, address="127.0.0.2", serial="INTEROP-2")
         start_camera(host, tools, address="127.0.0.3", serial="INTEROP-3")
         listed = host.run(["arv-tool-0.8"], 20).stdout
