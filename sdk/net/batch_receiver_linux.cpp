@@ -23,6 +23,7 @@ constexpr std::size_t most_segments = 128;
 constexpr std::size_t largest_coalesced_block = 65536;
 /// Messages per system call; with coalescing each may hold dozens of datagrams.
 constexpr std::size_t most_messages = 64;
+constexpr std::size_t least_messages = 8;
 /// So many messages of one datagram tell that there are no trains any more; leaders and trailers come between them.
 constexpr std::size_t singles_that_end_trains = 16;
 /// Lies between slots, an odd number of cache lines: slots a power of two apart would all begin in the same few sets of
@@ -137,11 +138,11 @@ private:
         }
         const std::size_t unit = landing.header + landing.data;
         landing_ = unit <= std::min(slot_size_, largest_packet_) ? landing : Landing{};
-        landed_ = 0;
+        next_place_ = 0;
         if (in_trains_) {
             read_trains();
         } else {
-            all_read_ = read_messages(0, messages_.size(), 1) < messages_.size();
+            read_singles();
         }
         // what is handed out later must not rely on a place that may be gone by then
         recall_from(batch_);
@@ -159,9 +160,25 @@ private:
                 return;
             }
             latest = std::max<std::size_t>(datagrams_.size() - before, 1);
-            if (places != 0 && landed_ == places) {
+            if (places != 0 && next_place_ == places) {
                 break;
             }
+        }
+        all_read_ = false;
+    }
+
+    /// As many messages with one system call as are likely to be there: each that is not costs its preparation.
+    void read_singles()
+    {
+        for (std::size_t slot = 0; slot < messages_.size();) {
+            const std::size_t wanted = std::min(likely_messages_, messages_.size() - slot);
+            const std::size_t read = read_messages(slot, wanted, 1);
+            slot += read;
+            if (read < wanted) {
+                likely_messages_ = std::clamp(2 * slot, least_messages, most_messages);
+                return;
+            }
+            likely_messages_ = most_messages;
         }
         all_read_ = false;
     }
@@ -171,7 +188,7 @@ private:
     std::size_t read_messages(std::size_t first, std::size_t count, std::size_t most_landing)
     {
         std::size_t part = 0;
-        std::size_t place = landed_;
+        std::size_t place = next_place_;
         for (std::size_t slot = first; slot < first + count; ++slot) {
             const std::size_t fitting = landing_.packets() != 0 ? slot_size_ / unit() : 0;
             const std::size_t landing = std::min({most_landing, fitting, landing_.packets() - place});
@@ -198,7 +215,7 @@ private:
     {
         msghdr& header = messages_[slot].msg_hdr;
         header.msg_iov = &parts_[part];
-        places_[slot] = {landing_.memory.data() + place * landing_.data, landing};
+        places_[slot] = {landing_.memory.data() + place * landing_.data, place, landing};
         std::uint8_t* memory = slot_memory(slot);
         for (std::size_t i = 0; i < landing; ++i) {
             parts_[part++] = {memory, landing_.header};
@@ -238,7 +255,7 @@ private:
                 datagrams_.push_back(
                     {{slot_memory(slot) + landed * unit(), unit()}, source, places.memory + landed * landing_.data});
             }
-            landed_ += landed;
+            next_place_ = landed != 0 ? places.first + landed : next_place_;
         }
         bring_back(slot, landed, size);
         const std::size_t begin = landed * unit();
@@ -272,6 +289,7 @@ private:
     /// Where a message's datagrams were let land.
     struct Places {
         std::uint8_t* memory = nullptr;
+        std::size_t first = 0;  ///< the number of the first of them
         std::size_t count = 0;
     };
 
@@ -287,8 +305,9 @@ private:
     std::vector<Control> controls_;
     std::vector<Datagram> datagrams_;
     std::vector<Places> places_;
-    Landing landing_;                  ///< of the last system calls
-    std::size_t landed_ = 0;           ///< datagrams of the last system calls
+    Landing landing_;             ///< of the last system calls
+    std::size_t next_place_ = 0;  ///< behind the last one that is taken
+    std::size_t likely_messages_ = least_messages;
     bool in_trains_ = false;           ///< coalesced datagrams have come of late
     std::size_t single_messages_ = 0;  ///< in a row
     std::size_t last_read_ = 0;        ///< of datagrams_, where the last batch begins

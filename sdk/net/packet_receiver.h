@@ -43,8 +43,8 @@ public:
     /// longer than the largest packet is dropped.
     [[nodiscard]] std::span<const Datagram> receive(std::chrono::milliseconds timeout);
 
-    /// What is there, without waiting; otherwise as above. Datagrams may have landed: the n-th of those that did so in
-    /// the n-th place.
+    /// What is there, without waiting; otherwise as above. Datagrams that are as long as the landing tells may have
+    /// landed, in the order of their places.
     [[nodiscard]] virtual std::span<const Datagram> read(const Landing& landing) = 0;
     /// Waits up to `timeout` until there may be something to read; false on timeout or when the socket is closed.
     [[nodiscard]] virtual bool wait(std::chrono::milliseconds timeout) = 0;

@@ -46,7 +46,7 @@ void BlockAssembler::process(std::span<const net::Datagram> datagrams, time_poin
     if (!datagrams.empty()) {
         latest_packet_ = now;
     }
-    for (const net::Datagram& datagram : datagrams) {
+    for (const net::Datagram& datagram : datagrams.subspan(take_in_landed(datagrams))) {
         ++counters_.of(take_in(datagram));
         if (block_completed_) {
             settle(false);
@@ -62,10 +62,63 @@ void BlockAssembler::on_time(time_point now)
     look_after();
 }
 
+net::Landing BlockAssembler::landing() const noexcept
+{
+    if (current_ == nullptr) {
+        return {};
+    }
+    return {.header = numbering_.extended_ids() ? gvsp::extended_header_size : gvsp::standard_header_size,
+            .data = current_->stride(),
+            .memory = current_->places_ahead()};
+}
+
+std::size_t BlockAssembler::landed_well(std::span<const net::Datagram> datagrams) const noexcept
+{
+    if (current_ == nullptr) {
+        return 0;
+    }
+    gvsp::Header header;
+    header.extended_ids = numbering_.extended_ids();
+    header.format = gvsp::Format::payload;
+    header.block_id = current_->block_id();
+    const std::size_t most = current_->places_ahead().size() / std::max<std::size_t>(current_->stride(), 1);
+    const std::uint8_t* place = current_->places_ahead().data();
+    gvsp::HeaderSequence expected(header, current_->next_payload());
+    std::size_t count = 0;
+    for (; count < std::min(most, datagrams.size()); ++count, place += current_->stride()) {
+        const net::Datagram& datagram = datagrams[count];
+        if (datagram.landed != place || !expected.next_is(datagram.data) || !is_from_device(datagram)) {
+            break;
+        }
+    }
+    return count;
+}
+
+/// Takes in the datagrams at the front that are where they belong; how many there are.
+std::size_t BlockAssembler::take_in_landed(std::span<const net::Datagram> datagrams)
+{
+    const auto end = std::ranges::find(datagrams, nullptr, &net::Datagram::landed);
+    const auto count = static_cast<std::size_t>(end - datagrams.begin());
+    if (count != 0) {
+        count_begin(*current_);
+        current_->take_in_place(static_cast<std::uint32_t>(count), counters_);
+        counters_.of(PacketFate::stored) += count;
+        if (current_->complete()) {
+            settle(false);
+        }
+    }
+    return count;
+}
+
+/// What comes from the control port is no stream, whatever it looks like.
+bool BlockAssembler::is_from_device(const net::Datagram& datagram) const noexcept
+{
+    return device_.is_any() || (datagram.source.address == device_ && datagram.source.port != wire::gvcp::port);
+}
+
 PacketFate BlockAssembler::take_in(const net::Datagram& datagram)
 {
-    // what comes from the control port is no stream, whatever it looks like
-    if (!device_.is_any() && (datagram.source.address != device_ || datagram.source.port == wire::gvcp::port)) {
+    if (!is_from_device(datagram)) {
         return PacketFate::foreign;
     }
     const std::optional<gvsp::Packet> packet = gvsp::decode_packet(datagram.data);

@@ -62,6 +62,13 @@ public:
     /// sent to others. True at first.
     void allow_resends(bool allowed) noexcept { resends_allowed_ = allowed; }
 
+    /// Where the data of the packets that should come next belongs, in a buffer that is in use: until the next call of
+    /// any other member, a receiver may write there.
+    [[nodiscard]] net::Landing landing() const noexcept;
+    /// How many datagrams, from the first on, landed where they belong. The others that landed must be recalled before
+    /// all of them are taken in.
+    [[nodiscard]] std::size_t landed_well(std::span<const net::Datagram> datagrams) const noexcept;
+
     /// Takes in datagrams in their order of arrival, then asks for and ends what is due at `now`. `drained` tells that
     /// nothing more has been received: only then the time that a packet is overdue means something.
     void process(std::span<const net::Datagram> datagrams, time_point now, bool drained = true);
@@ -89,6 +96,8 @@ public:
     [[nodiscard]] bool asks_for_resends() const noexcept;
 
 private:
+    [[nodiscard]] bool is_from_device(const net::Datagram& datagram) const noexcept;
+    std::size_t take_in_landed(std::span<const net::Datagram> datagrams);
     PacketFate take_in(const net::Datagram& datagram);
     PacketFate take_in(const wire::gvsp::Packet& packet);
     PacketFate put_answer(const wire::gvsp::Packet& packet);

@@ -288,6 +288,36 @@ PacketFate BlockFrame::put_outside(std::uint32_t packet_id, std::uint64_t offset
     return PacketFate::no_room;
 }
 
+std::span<std::uint8_t> BlockFrame::places_ahead() const noexcept
+{
+    const bool tail_is_certain = trailer_seen_ || short_id_ != 0;
+    if (buffer_ == nullptr || placed_ || stride_ == 0 || highest_ == 0 || unplaced_id_ != 0 || tail_is_certain ||
+        !missing_packets_.is_in_order() || missing_packets_.next() != next_payload()) {
+        return {};
+    }
+    const std::uint64_t begin = std::uint64_t{highest_} * stride_;
+    const std::uint64_t end = std::min(capacity_, announced_.most);
+    if (begin >= end) {
+        return {};
+    }
+    constexpr std::uint64_t largest_id = 0xFFFFFF;  // of the standard form
+    const std::uint64_t packets =
+        std::min((end - begin) / stride_, largest_id - std::min<std::uint64_t>(highest_, largest_id));
+    return {memory_ + begin, static_cast<std::size_t>(packets * stride_)};
+}
+
+void BlockFrame::take_in_place(std::uint32_t count, Counters& counters)
+{
+    arrived_.set_run(next_payload(), count);
+    missing_packets_.arrived_in_order(count);
+    highest_ += count;
+    received_ += count;
+    const std::uint64_t bytes = std::uint64_t{count} * stride_;
+    bytes_ += bytes;
+    counters.stored_bytes += bytes;
+    extent_ = std::max(extent_, std::uint64_t{highest_} * stride_);
+}
+
 /// A packet that was taken for complete turned out to be cut.
 void BlockFrame::take_back(std::uint32_t packet_id, std::uint32_t length, Counters& counters) noexcept
 {

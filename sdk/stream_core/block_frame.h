@@ -96,6 +96,14 @@ public:
     /// The same for a packet that says where its data belong; `of_part` tells that this is within a part.
     PacketFate put_placed(std::uint32_t packet_id, const wire::gvsp::PlacedPayload& payload, bool of_part,
                           Counters& counters);
+    /// The places of the full packets that follow the highest one seen; empty where not even their size is certain.
+    [[nodiscard]] std::span<std::uint8_t> places_ahead() const noexcept;
+    /// Data bytes of each of them.
+    [[nodiscard]] std::uint32_t stride() const noexcept { return stride_; }
+    /// The ID of the first of them.
+    [[nodiscard]] std::uint32_t next_payload() const noexcept { return highest_ + 1; }
+    /// The first `count` of places_ahead() hold their packets' data. Throws std::bad_alloc, with nothing changed.
+    void take_in_place(std::uint32_t count, Counters& counters);
     PacketFate put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters);
 
     void note_overrun() noexcept { data_overrun_ = true; }

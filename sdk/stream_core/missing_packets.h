@@ -59,6 +59,10 @@ public:
         }
         return arrived_otherwise(id, now);
     }
+    /// The next `count` packets took their places in their order. Only while is_in_order().
+    void arrived_in_order(std::uint32_t count) noexcept { next_ += count; }
+    /// Whether the next packet in order is not one that was asked for.
+    [[nodiscard]] bool is_in_order() const noexcept { return !tail_asked_; }
     /// The trailer came: nothing follows.
     void close_tail() noexcept { tail_open_ = false; }
     /// A packet that had come turned out to be damaged.

@@ -37,6 +37,21 @@ public:
         words_[word] |= std::uint64_t{1} << (id % 64);
     }
 
+    /// Adds `count` IDs from `first` on. Throws std::bad_alloc, with the set unchanged.
+    void set_run(std::uint32_t first, std::uint32_t count)
+    {
+        if (count == 0) {
+            return;
+        }
+        const std::uint32_t last = first + count - 1;
+        set(last);
+        for (std::uint32_t id = first; id < last;) {
+            const std::uint32_t in_word = std::min(64 - id % 64, last - id);
+            words_[id / 64] |= (~std::uint64_t{0} >> (64 - in_word)) << (id % 64);
+            id += in_word;
+        }
+    }
+
     void reset(std::uint32_t id) noexcept
     {
         if (id / 64 < used_) {

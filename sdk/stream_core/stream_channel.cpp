@@ -310,16 +310,33 @@ void StreamChannel::receive_loop()
 {
     name_this_thread("pv-stream");
     favour_this_thread();
-    std::chrono::milliseconds wait = longest_wait;
     while (!stop_) {
-        const std::span<const net::Datagram> datagrams = receiver_->receive(wait);
         if (flush_wanted_) {
             flush_received();
             continue;
         }
-        const std::lock_guard work(work_);
-        wait = take_in(datagrams);
+        std::chrono::milliseconds wait = 0ms;
+        bool is_idle = false;
+        {
+            const std::lock_guard work(work_);
+            const std::span<const net::Datagram> datagrams = read();
+            wait = take_in(datagrams);
+            is_idle = datagrams.empty();
+        }
+        if (is_idle) {
+            // whether there is something now or not: the next read tells
+            static_cast<void>(receiver_->wait(wait));
+        }
     }
+}
+
+/// What has been received, its data where it belongs if it is what was expected. With `work_` held, because until they
+/// are looked at packets are written into a buffer.
+std::span<const net::Datagram> StreamChannel::read()
+{
+    const std::span<const net::Datagram> datagrams = receiver_->read(assembler_->landing());
+    receiver_->recall(assembler_->landed_well(datagrams));
+    return datagrams;
 }
 
 /// Takes a batch in and returns how long the next one may take to come. With `work_` held.

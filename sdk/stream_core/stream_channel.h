@@ -144,6 +144,7 @@ private:
 
     [[nodiscard]] net::UdpSocket open_socket(const Endpoints& endpoints) const;
     void receive_loop();
+    [[nodiscard]] std::span<const net::Datagram> read();
     [[nodiscard]] std::chrono::milliseconds take_in(std::span<const net::Datagram> datagrams);
     void flush_received();
     void give_all_back();

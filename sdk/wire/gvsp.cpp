@@ -1,6 +1,7 @@
 #include "sdk/wire/gvsp.h"
 
 #include <cassert>
+#include <cstring>
 
 #include "sdk/wire/bytes.h"
 
@@ -58,6 +59,26 @@ std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noe
         store_be24(&out[5], header.packet_id & packet_id_mask);
     }
     return header.size();
+}
+
+HeaderSequence::HeaderSequence(Header header, std::uint32_t first_id) noexcept : size_(header.size()), id_(first_id)
+{
+    encode_header(header, bytes_);
+    // the ID comes last in both forms
+    fixed_size_ = header.extended_ids ? extended_header_size - 4 : standard_header_size - 3;
+}
+
+bool HeaderSequence::next_is(std::span<const std::uint8_t> datagram) noexcept
+{
+    if (datagram.size() < size_ || std::memcmp(datagram.data(), bytes_.data(), fixed_size_) != 0) {
+        return false;
+    }
+    const std::uint32_t id = size_ == extended_header_size ? load_be32(&datagram[16]) : load_be24(&datagram[5]);
+    if (id != id_) {
+        return false;
+    }
+    ++id_;
+    return true;
 }
 
 }  // namespace vex::wire::gvsp

@@ -4,6 +4,7 @@
 // trust nothing in it and return nothing when it is malformed.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -88,6 +89,23 @@ struct Packet {
 
 /// Writes the header into `out`, which has room for header.size() bytes, and returns that size.
 std::size_t encode_header(const Header& header, std::span<std::uint8_t> out) noexcept;
+
+/// Tells whether packets follow each other, with one look at the bytes of each header and without decoding them.
+class HeaderSequence {
+public:
+    /// The headers of packets `first_id`, `first_id` + 1 and so on, otherwise equal to `header`. Of the standard form
+    /// the IDs must not exceed 24 bits.
+    HeaderSequence(Header header, std::uint32_t first_id) noexcept;
+
+    /// Whether the datagram begins with the next header; if so, the one after it comes next.
+    [[nodiscard]] bool next_is(std::span<const std::uint8_t> datagram) noexcept;
+
+private:
+    std::array<std::uint8_t, extended_header_size> bytes_{};
+    std::size_t fixed_size_;  ///< bytes in front of the packet ID
+    std::size_t size_;
+    std::uint32_t id_;
+};
 
 /// Block IDs of the standard form count from 1 to this and begin again at 1; those of the extended form just count up.
 /// 0 is no block's ID in either, though some devices count through it.

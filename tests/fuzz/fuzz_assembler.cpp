@@ -11,6 +11,7 @@
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/stream_core/block_assembler.h"
 #include "tests/fuzz/input.h"
+#include "tests/sdk/stream_core/lander.h"
 
 using namespace vex;
 
@@ -131,9 +132,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             break;
         default: {
-            const net::Datagram datagram{bytes, {action == 0xF4 ? Ipv4Address{1} : camera, 1}};
             now += std::chrono::microseconds(action);
-            assembler.process({&datagram, 1}, now);
+            // as a receiver that lets the data land before anybody has looked at the packet
+            assembly::Lander lander;
+            const Endpoint source{action == 0xF4 ? Ipv4Address{1} : camera, 1};
+            auto landed = lander.land({&bytes, 1}, source, assembler.landing(), true);
+            lander.recall(landed, assembler.landed_well(landed));
+            assembler.process(landed, now);
             ++datagrams;
         }
         }

@@ -146,6 +146,25 @@ TEST_P(Landed, OnlyWhatHasTheExpectedSize)
     }
 }
 
+/// More than one system call reads at once, with other sizes in between.
+TEST_P(Landed, ManyOfMixedSizesOneByOne)
+{
+    for (int round = 0; round < 50; ++round) {
+        std::vector<Bytes> sent;
+        for (int i = 0; i < 60; ++i) {
+            sent.push_back(random_bytes(random() % 4 == 0 ? 1 + random() % 1400 : header + data));
+            send(sent.back());
+        }
+        const Read result = read(70);
+        ASSERT_TRUE(result.datagrams == sent) << "round " << round;
+        std::ptrdiff_t latest = -1;
+        for (const std::ptrdiff_t place : result.places) {
+            EXPECT_TRUE(place == -1 || place > latest);
+            latest = std::max(latest, place);
+        }
+    }
+}
+
 TEST_P(Landed, NothingWithoutALanding)
 {
     send(random_bytes(header + data));
