@@ -14,6 +14,7 @@
 #include "tools/pvctl/discover_command.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_commands.h"
+#include "tools/pvctl/grab_command.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
 #include "tools/pvctl/switchover_command.h"
@@ -56,7 +57,7 @@ int main(int argc, char** argv)
     const Commands commands =
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
-                      pvctl::SwitchoverCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+                      pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
