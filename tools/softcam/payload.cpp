@@ -36,7 +36,6 @@ void send_as(PayloadKind kind, transmitter::Block& block)
     block.leader.payload_type = static_cast<std::uint16_t>(type_of(kind) | chunks);
     block.trailer.payload_type = block.leader.payload_type;
     block.leader.image.reset();
-    block.trailer.size_y.reset();
     block.leader.payload_size = block.data.size();
     if (kind == PayloadKind::file) {
         block.leader.file_name = file_name;

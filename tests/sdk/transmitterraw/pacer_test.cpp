@@ -99,10 +99,14 @@ TEST(Pacer, BeingLateIsNotForgivenBetweenBlocksThatFollowAtOnce)
     pacer.sent(start + 5ms, 1, 100);
     pacer.resume(start + 5ms);
     EXPECT_EQ(pacer.next(), start + 5500us);
-    pacer.resume(start + 6ms);
-    EXPECT_EQ(pacer.next(), start + 6ms) << "but by a pause";
+    pacer.sent(start + 5500us, 1, 100);
+    pacer.resume(start + 5500us);
     pacer.sent(start + 6ms, 1, 100);
-    EXPECT_EQ(pacer.next(), start + 7ms);
+    EXPECT_EQ(pacer.next(), start + 6500us) << "still catching up";
+    pacer.resume(start + 7ms);
+    EXPECT_EQ(pacer.next(), start + 7ms) << "a pause forgives";
+    pacer.sent(start + 7ms, 1, 100);
+    EXPECT_EQ(pacer.next(), start + 8ms);
 }
 
 TEST(Pacer, RestEarnsNothingAndForgivesNothing)
