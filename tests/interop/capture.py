@@ -28,7 +28,9 @@ FILTERS = {
     # the upper bit of the format byte marks 64-bit IDs
     "leader without pixel format": "gvsp.format in {0x01, 0x81} && !gvsp.pixel",
     "leader that is not packet 0": "gvsp.format in {0x01, 0x81} && (gvsp.packetid24!=0 || gvsp.packetid32!=0)",
-    "payload that is packet 0": "gvsp.format in {0x03, 0x83} && (gvsp.packetid24==0 || gvsp.packetid32==0)",
+    # the refusal to send a leader again has its number
+    "payload that is packet 0": "gvsp.format in {0x03, 0x83} && (gvsp.packetid24==0 || gvsp.packetid32==0)"
+    " && !(gvsp.status & 0x8000)",
 }
 
 MARKER_PORT = 9
