@@ -17,7 +17,9 @@
 
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/stream_core/block_assembler.h"
+#include "tests/fuzz/guarded_buffer.h"
 #include "tests/fuzz/stream_camera.h"
+#include "tests/sdk/stream_core/lander.h"
 
 using namespace vex;
 
@@ -25,6 +27,8 @@ namespace {
 
 using fuzz::Block;
 using fuzz::Bytes;
+using fuzz::guard;
+using fuzz::Guarded;
 using fuzz::make_block;
 using fuzz::require;
 using fuzz::Script;
@@ -32,38 +36,15 @@ using fuzz::View;
 namespace gvsp = wire::gvsp;
 namespace type = wire::gvsp::payload_type;
 
-constexpr std::size_t guard = 64;
 constexpr std::size_t buffers = 6;
 constexpr std::size_t most_steps = 2000;
 const Endpoint camera_endpoint{Ipv4Address{0x0A000001}, 40000};
 
-/// A buffer over a part of its memory. The rest must stay as it was.
-struct Guarded {
-    enum class Place { client, queue, assembler };
-
-    explicit Guarded(std::size_t bytes) : size(bytes), memory(guard + bytes + guard, 0)
-    {
-        require(buffer.Attach(memory.data() + guard, static_cast<std::uint32_t>(bytes)).IsOK());
-    }
-    void check_guards() const
-    {
-        const auto untouched = [](std::uint8_t byte) { return byte == 0; };
-        require(std::all_of(memory.begin(), memory.begin() + guard, untouched));
-        require(std::all_of(memory.end() - guard, memory.end(), untouched));
-    }
-    [[nodiscard]] View content() const { return View(memory).subspan(guard, size); }
-
-    std::size_t size;
-    Bytes memory;
-    Bytes handed_back;  ///< what it held when the client got it
-    PvBuffer buffer;
-    Place place = Place::client;
-};
-
 /// All that is around the assembler.
 class World final : public stream::BufferPort {
 public:
-    World()
+    /// `lands` lets packets land in the buffers before anybody has looked at them, `batch` at a time.
+    World(bool lands, std::size_t batch) : lands_(lands), most_in_batch_(batch)
     {
         for (std::size_t i = 0; i < buffers; ++i) {
             memory_.push_back(std::make_unique<Guarded>(60 + 90 * i));
@@ -120,11 +101,13 @@ private:
     void queue_a_buffer();
     void begin_block(Script& script);
     void send_true(Script& script);
+    static void bend(Block& block, Bytes& packet, unsigned how);
     void send_forged(Script& script);
     void flood(Script& script);
     void answer_request(Script& script);
     void set_settings(Script& script);
     void put_in(const Bytes& bytes, const Endpoint& from, bool drained = true);
+    void flush_batch();
     void check_sums() const;
     void check_contents(const Guarded& guarded) const;
     void check_good(const Guarded& guarded) const;
@@ -151,6 +134,12 @@ private:
     stream::BlockAssembler assembler_{*this, camera_endpoint.address};
     net::Clock::time_point now_{std::chrono::seconds(1)};
     std::uint64_t datagrams_ = 0;
+    const bool lands_;
+    const std::size_t most_in_batch_;
+    std::vector<Bytes> batch_;
+    Endpoint batch_source_;
+    bool batch_drained_ = true;
+    assembly::Lander lander_;
 };
 
 void World::queue_a_buffer()
@@ -184,15 +173,44 @@ void World::begin_block(Script& script)
 
 void World::put_in(const Bytes& bytes, const Endpoint& from, bool drained)
 {
-    const net::Datagram datagram{bytes, from};
-    assembler_.process({&datagram, 1}, now_, drained);
-    ++datagrams_;
+    if (batch_.size() >= most_in_batch_ || !(from == batch_source_)) {
+        flush_batch();
+    }
+    batch_.push_back(bytes);
+    batch_source_ = from;
+    batch_drained_ = drained;
+}
+
+void World::flush_batch()
+{
+    if (batch_.empty()) {
+        return;
+    }
+    auto landed =
+        lander_.land(batch_, batch_source_, lands_ ? assembler_.landing() : net::Landing{}, batch_.size() % 2 == 0);
+    lander_.recall(landed, assembler_.landed_well(landed));
+    assembler_.process(landed, now_, batch_drained_);
+    datagrams_ += batch_.size();
+    batch_.clear();
+}
+
+/// Cuts the packet off, or lets it say that it belongs elsewhere.
+void World::bend(Block& block, Bytes& packet, unsigned how)
+{
+    block.forged = true;
+    const std::size_t head = block.header.size();
+    const bool has_place = block.format == gvsp::Format::multi_zone || block.format == gvsp::Format::multi_part;
+    if (has_place && how % 2 == 0 && packet.size() > head + gvsp::payload_head_size) {
+        packet[head + gvsp::payload_head_size - 1] = static_cast<std::uint8_t>(how);
+    } else if (packet.size() > head) {
+        packet.resize(head + how % (packet.size() - head));
+    }
 }
 
 void World::send_true(Script& script)
 {
     const unsigned which = script.next();
-    const Block* const block = this->block(which >> 5);
+    Block* const block = this->block(which >> 5);
     if (block == nullptr) {
         return;
     }
@@ -200,7 +218,11 @@ void World::send_true(Script& script)
     if ((which & 0x10) != 0) {
         // one packet, as an answer or by accident
         const std::uint32_t id = script.next16() % (last + 1);
-        put_in(block->packet(id, (which & 0x08) != 0), camera_endpoint);
+        Bytes packet = block->packet(id, (which & 0x08) != 0);
+        if ((which & 0x07) == 0x07) {
+            bend(*block, packet, script.next());
+        }
+        put_in(packet, camera_endpoint);
         return;
     }
     // all of it but for what gets lost
@@ -346,6 +368,7 @@ void World::step(Script& script)
         }
     }
     }
+    flush_batch();
     if (requests_.size() > 256) {
         requests_.clear();
     }
@@ -415,7 +438,8 @@ void World::check_good(const Guarded& guarded) const
 {
     const PvBuffer& buffer = guarded.buffer;
     const View acquired = guarded.content().first(buffer.GetAcquiredSize());
-    require(std::ranges::find(acquired, std::uint8_t{0}) == acquired.end());
+    // what landed in the place of another and was taken back leaves its bytes there
+    require(lands_ || std::ranges::find(acquired, std::uint8_t{0}) == acquired.end());
     if (const PvImage* image = buffer.GetImage();
         image != nullptr && (static_cast<std::uint32_t>(image->GetPixelType()) & 0x80000000) == 0) {
         // lines of packed formats may lie without gaps
@@ -452,7 +476,8 @@ void World::check_true(const Guarded& guarded, const Block& block) const
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     Script script({data, size});
-    World world;
+    const unsigned how = script.next();
+    World world((how & 1) != 0, 1 + how / 16);
     for (std::size_t i = 0; i < most_steps && !script.is_over(); ++i) {
         world.step(script);
     }
