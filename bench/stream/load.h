@@ -30,14 +30,20 @@ struct Load {
     std::uint64_t blocks_ahead = 2;
     double bytes_per_second = 0;  ///< of payload, over all streams; 0: as fast as it can
     bool one_at_a_time = false;   ///< each block only when the receiver asks for it
+    double loss = 0;              ///< share of packets that the sender loses; it sends them again when asked
+    std::size_t burst = 1;        ///< packets that it loses in a row
+    std::uint64_t seed = 1;       ///< of the losses
 };
 
 /// What sender and receiver of one stream share; times are those of the steady clock, in nanoseconds.
 struct Progress {
     std::atomic<std::uint64_t> blocks_sent{0};
     std::atomic<std::uint64_t> blocks_received{0};
-    std::atomic<std::uint64_t> blocks_wanted{0};  ///< one_at_a_time: in all
-    std::atomic<std::int64_t> last_packet_at{0};  ///< before the system call that sent a block's last packet
+    std::atomic<std::uint64_t> blocks_wanted{0};      ///< one_at_a_time: in all
+    std::atomic<std::uint64_t> packets_lost{0};       ///< on purpose, also of those sent again
+    std::atomic<std::uint64_t> requests{0};           ///< to send again
+    std::atomic<std::uint64_t> packets_requested{0};  ///< by them
+    std::atomic<std::int64_t> last_packet_at{0};      ///< before the system call that sent a block's last packet
 };
 
 /// The sending process. It waits for the ports to send to, and ends with this object. For peers that must talk to a
