@@ -158,6 +158,18 @@ void Connection::enable_capabilities()
     }
 }
 
+void Connection::learn_stream_source(std::uint32_t channel)
+{
+    std::uint32_t capability = 0;
+    std::uint32_t source = 0;
+    if (!channel_.read_register(bootstrap::stream_channel_capability, capability).ok() ||
+        (capability & bootstrap::stream_channel_has_source_port) == 0 ||
+        !channel_.read_register(bootstrap::stream_register(channel, bootstrap::stream::source_port), source).ok()) {
+        return;
+    }
+    net::note_stream_source(target_.device.address, channel, static_cast<std::uint16_t>(source));
+}
+
 void Connection::close() noexcept
 {
     if (ended_.exchange(true)) {

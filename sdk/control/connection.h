@@ -93,6 +93,9 @@ public:
     [[nodiscard]] PvResult check_writable() const;
     /// OK, or that the device has no such stream channel.
     [[nodiscard]] PvResult check_stream_channel(std::uint32_t channel) const;
+    /// Asks the device for the port that it sends the channel from, where it tells, so that streams of this process
+    /// know.
+    void learn_stream_source(std::uint32_t channel);
 
 private:
     PvResult read_facts();

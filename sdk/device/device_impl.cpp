@@ -365,6 +365,9 @@ PvResult PvDevice::Impl::set_stream_destination(std::uint32_t channel, Ipv4Addre
     const std::array<control::RegisterWrite, 2> writes =
         port != 0 ? std::array{set_address, set_port} : std::array{set_port, set_address};
     outcome = current->channel().write_registers(writes);
+    if (outcome.ok() && port != 0) {
+        current->learn_stream_source(channel);
+    }
     const auto accesses = log.end();
     remember_stream(*current, channel);
     invalidate_features();

@@ -1,6 +1,7 @@
 #include "sdk/net/known_path.h"
 
 #include <algorithm>
+#include <map>
 #include <mutex>
 #include <vector>
 
@@ -13,6 +14,7 @@ struct Entry {
     Ipv4Address peer;
     Ipv4Address local;
     bool controls;
+    std::map<std::uint32_t, std::uint16_t> stream_sources;  ///< ports by channel
 };
 
 struct Paths {
@@ -33,7 +35,7 @@ KnownPath::KnownPath(Ipv4Address peer, Ipv4Address local, bool controls)
 {
     Paths& all = paths();
     const std::scoped_lock lock(all.mutex);
-    all.entries.push_back({this, peer, local, controls});
+    all.entries.push_back({this, peer, local, controls, {}});
 }
 
 KnownPath::~KnownPath()
@@ -58,6 +60,30 @@ bool is_controlled_from_here(Ipv4Address peer)
     const std::scoped_lock lock(all.mutex);
     return std::ranges::any_of(all.entries,
                                [peer](const Entry& entry) { return entry.peer == peer && entry.controls; });
+}
+
+void note_stream_source(Ipv4Address peer, std::uint32_t channel, std::uint16_t port)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    for (Entry& entry : all.entries) {
+        if (entry.peer == peer) {
+            entry.stream_sources[channel] = port;
+        }
+    }
+}
+
+std::uint16_t known_stream_source(Ipv4Address peer, std::uint32_t channel)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    for (const Entry& entry : all.entries) {
+        const auto source = entry.stream_sources.find(channel);
+        if (entry.peer == peer && source != entry.stream_sources.end() && source->second != 0) {
+            return source->second;
+        }
+    }
+    return 0;
 }
 
 }  // namespace vex::net

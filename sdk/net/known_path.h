@@ -1,6 +1,8 @@
 // Over which interface this process talks to a peer, for whoever opens another socket towards the same peer.
 #pragma once
 
+#include <cstdint>
+
 #include "sdk/base/address.h"
 
 namespace vex::net {
@@ -22,5 +24,10 @@ public:
 
 /// Whether this process controls `peer` over one of the paths.
 [[nodiscard]] bool is_controlled_from_here(Ipv4Address peer);
+
+/// Notes the port that `peer` sends a stream channel from, for as long as there is a path to it; 0 forgets it.
+void note_stream_source(Ipv4Address peer, std::uint32_t channel, std::uint16_t port);
+/// That port; 0 when it is not known.
+[[nodiscard]] std::uint16_t known_stream_source(Ipv4Address peer, std::uint32_t channel);
 
 }  // namespace vex::net

@@ -96,6 +96,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             failures_ = {};
             request_since_ = clock_.now();
         }
+        firewall_opener_ = {};
         stop_ = false;
         thread_ = std::thread([this] { receive_loop(); });
         return PvResult::OK;
@@ -349,6 +350,7 @@ std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> 
         // the rest of the batch is lost like packets on the wire
     }
     expire_request(now);
+    firewall_opener_.tend(socket_, endpoints_.device, endpoints_.channel, now);
     if (assembler_->take_flush_request()) {
         flush_wanted_ = true;
     }

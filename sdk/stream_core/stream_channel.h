@@ -20,6 +20,7 @@
 #include "sdk/net/clock.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/block_assembler.h"
+#include "sdk/stream_core/firewall_opener.h"
 #include "sdk/stream_core/rate_meter.h"
 
 namespace vex::stream {
@@ -167,6 +168,7 @@ private:
     // owned by the receive thread while it runs
     net::UdpSocket socket_;
     std::unique_ptr<net::PacketReceiver> receiver_;
+    FirewallOpener firewall_opener_;
     std::thread thread_;
     std::atomic<bool> stop_{false};
 

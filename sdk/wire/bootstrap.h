@@ -59,6 +59,7 @@ inline constexpr std::uint32_t action_signal_count = 0x0908;
 inline constexpr std::uint32_t action_device_key = 0x090C;
 inline constexpr std::uint32_t active_link_count = 0x0910;
 inline constexpr std::uint32_t stream_channel_capability = 0x092C;
+inline constexpr std::uint32_t stream_channel_has_source_port = 0x80000000;  ///< of the capabilities
 inline constexpr std::uint32_t message_channel_capability = 0x0930;
 inline constexpr std::uint32_t gvcp_capability = 0x0934;
 inline constexpr std::uint32_t heartbeat_timeout = 0x0938;  ///< milliseconds

@@ -39,4 +39,35 @@ TEST(KnownPath, TheNewestOfSeveralCounts)
     EXPECT_EQ(net::known_local_address_towards(camera), second);
 }
 
+TEST(KnownPath, TellsWhetherThePeerIsControlled)
+{
+    const net::KnownPath watching(camera, first);
+    EXPECT_FALSE(net::is_controlled_from_here(camera));
+    {
+        const net::KnownPath other(other_camera, first, true);
+        EXPECT_FALSE(net::is_controlled_from_here(camera));
+        const net::KnownPath controlling(camera, second, true);
+        EXPECT_TRUE(net::is_controlled_from_here(camera));
+    }
+    EXPECT_FALSE(net::is_controlled_from_here(camera));
+}
+
+TEST(KnownPath, KeepsThePortsThatStreamsComeFrom)
+{
+    net::note_stream_source(camera, 0, 1111);
+    EXPECT_EQ(net::known_stream_source(camera, 0), 0U) << "there is no path";
+    {
+        const net::KnownPath path(camera, first);
+        const net::KnownPath other(other_camera, first);
+        net::note_stream_source(camera, 1, 50001);
+        EXPECT_EQ(net::known_stream_source(camera, 1), 50001U);
+        EXPECT_EQ(net::known_stream_source(camera, 0), 0U);
+        EXPECT_EQ(net::known_stream_source(other_camera, 1), 0U);
+        net::note_stream_source(camera, 1, 0);
+        EXPECT_EQ(net::known_stream_source(camera, 1), 0U);
+        net::note_stream_source(camera, 1, 50001);
+    }
+    EXPECT_EQ(net::known_stream_source(camera, 1), 0U);
+}
+
 }  // namespace
