@@ -17,6 +17,7 @@
 #include "tools/pvctl/grab_command.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
+#include "tools/pvctl/serve_command.h"
 #include "tools/pvctl/switchover_command.h"
 #include "tools/pvctl/text_table.h"
 #include "tools/pvctl/watch_command.h"
@@ -57,7 +58,8 @@ int main(int argc, char** argv)
     const Commands commands =
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
-                      pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::XmlCommand, pvctl::ConvertCommand>(app);
+                      pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
+                      pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
