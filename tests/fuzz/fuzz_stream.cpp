@@ -308,7 +308,11 @@ void World::answer_request(Script& script)
          ++id) {
         if (how < 0xC0 && found != blocks_.end() && id <= found->payload_packets() + 1) {
             if ((how >> id % 6 & 1) == 0) {
-                put_in(found->packet(static_cast<std::uint32_t>(id), true), camera_endpoint);
+                Bytes packet = found->packet(static_cast<std::uint32_t>(id), true);
+                if (how >= 0x80) {
+                    bend(*found, packet, script.next());
+                }
+                put_in(packet, camera_endpoint);
             }
             continue;
         }
@@ -439,7 +443,12 @@ void World::check_good(const Guarded& guarded) const
     const PvBuffer& buffer = guarded.buffer;
     const View acquired = guarded.content().first(buffer.GetAcquiredSize());
     // what landed in the place of another and was taken back leaves its bytes there
-    require(lands_ || std::ranges::find(acquired, std::uint8_t{0}) == acquired.end());
+    const auto has_no_hole = [](View bytes) { return std::ranges::find(bytes, std::uint8_t{0}) == bytes.end(); };
+    require(lands_ || has_no_hole(acquired));
+    for (std::uint32_t i = 0; i < buffer.GetPartCount(); ++i) {
+        PvBufferPart part;
+        require(buffer.GetPart(i, part).IsOK() && has_no_hole({part.Data, part.Size}));
+    }
     if (const PvImage* image = buffer.GetImage();
         image != nullptr && (static_cast<std::uint32_t>(image->GetPixelType()) & 0x80000000) == 0) {
         // lines of packed formats may lie without gaps
