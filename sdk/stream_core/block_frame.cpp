@@ -290,8 +290,8 @@ PacketFate BlockFrame::put_outside(std::uint32_t packet_id, std::uint64_t offset
 
 std::span<std::uint8_t> BlockFrame::places_ahead() const noexcept
 {
-    const bool tail_is_certain = trailer_seen_ || short_id_ != 0;
-    if (buffer_ == nullptr || placed_ || stride_ == 0 || highest_ == 0 || unplaced_id_ != 0 || tail_is_certain ||
+    // behind the trailer, or where a packet is missing, the next one in order is not the next payload
+    if (buffer_ == nullptr || stride_ == 0 || highest_ == 0 || unplaced_id_ != 0 || short_id_ != 0 ||
         !missing_packets_.is_in_order() || missing_packets_.next() != next_payload()) {
         return {};
     }

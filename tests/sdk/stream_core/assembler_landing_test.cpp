@@ -214,6 +214,76 @@ TEST_F(AssemblerLanding, ThereAreNoPlacesWhereNothingIsCertain)
     expect_equal();
 }
 
+TEST_F(AssemblerLanding, BehindACutPacketNothingIsCertain)
+{
+    make_twins();
+    queue(256);
+    const Batch block = image(1);
+    receive(part(block, 0, 2));
+    Bytes cut = block[2];
+    cut.resize(15);
+    receive({cut});
+    EXPECT_EQ(landed->assembler.landing().packets(), 0U);
+    receive(part(block, 3, 6));
+    expect_equal();
+    receive({block[2]});
+    receive(part(block, 6, 15));
+    expect_equal();
+    ASSERT_EQ(landed->port.delivered.size(), 1U);
+    EXPECT_EQ(landed->port.delivered[0].fate, BlockFate::complete);
+}
+
+TEST_F(AssemblerLanding, ACutPacketAmongOthersEndsTheRun)
+{
+    make_twins();
+    queue(256);
+    const Batch block = image(1);
+    receive(part(block, 0, 2));
+    Bytes cut = block[4];
+    cut.resize(15);
+    EXPECT_EQ(receive({block[2], block[3], cut, block[5], block[6]}), 2U);
+    receive({block[4]});
+    receive(part(block, 7, 15));
+    expect_equal();
+    ASSERT_EQ(landed->port.delivered.size(), 1U);
+    EXPECT_EQ(landed->port.delivered[0].fate, BlockFate::complete);
+}
+
+TEST_F(AssemblerLanding, PacketsOfATailThatWasAskedForAreCountedAsAnswers)
+{
+    settings.resend_packet_enable = true;
+    make_twins();
+    for (int i = 0; i < 2; ++i) {
+        queue(256);
+    }
+    receive(image(1));
+    const Batch block = image(2);
+    receive(part(block, 0, 5));
+    while (landed->port.requests.empty()) {
+        now += 1ms;
+        plain->assembler.on_time(now);
+        landed->assembler.on_time(now);
+        ASSERT_LT(now.time_since_epoch(), 200s);
+    }
+    receive(part(block, 5, 9));
+    EXPECT_EQ(plain->assembler.counters().resends_expected, 4U);
+    expect_equal();
+}
+
+TEST_F(AssemblerLanding, AnEndedBlockReachesAsFarAsItsLastPacket)
+{
+    make_twins();
+    queue(2000);
+    const Batch block = packets::payload_packets({.id = 1}, picture(400, 1), 20);
+    receive({block[0]});
+    EXPECT_EQ(receive(part(block, 1, 9)), 8U);
+    plain->assembler.abort();
+    landed->assembler.abort();
+    ASSERT_EQ(plain->port.delivered.size(), 1U);
+    EXPECT_EQ(plain->port.delivered[0].buffer->GetAcquiredSize(), 180U);
+    expect_equal();
+}
+
 /// Blocks over a network that loses, doubles and holds back packets, in batches of any size.
 class RandomTraffic {
 public:
