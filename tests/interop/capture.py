@@ -10,6 +10,9 @@ import subprocess
 
 from lab import LabError, eventually
 
+# Packets of blocks. The zeros by which a receiver opens firewalls have no format.
+STREAM = "gvsp && (gvsp.format & 0x0F)"
+
 # Each selects packets that no correct device or host sends.
 FILTERS = {
     "malformed": "_ws.malformed",
@@ -24,7 +27,7 @@ FILTERS = {
     "command without acknowledge": "gvcp.cmd.command && gvcp.cmd.command != 0x0002 && gvcp.cmd.flag.acq_required==1"
     " && !gvcp.response_in",
     "acknowledge without command": "gvcp.ack && gvcp.ack != 0x0003 && !gvcp.response_to",
-    "block ID 0": "gvsp.blockid16==0 || gvsp.blockid64==0",
+    "block ID 0": f"{STREAM} && (gvsp.blockid16==0 || gvsp.blockid64==0)",
     # the upper bit of the format byte marks 64-bit IDs
     "leader without pixel format": "gvsp.format in {0x01, 0x81} && !gvsp.pixel",
     "leader that is not packet 0": "gvsp.format in {0x01, 0x81} && (gvsp.packetid24!=0 || gvsp.packetid32!=0)",
@@ -166,7 +169,7 @@ def blocks(file, extended=False, with_data=False):
     if with_data:
         fields.append("udp.payload")
     found = {}
-    for row in dissect(file, "gvsp", fields):
+    for row in dissect(file, STREAM, fields):
         if not row[1] or not row[3]:
             raise LabError(f"a stream packet without the expected form of IDs: {row[:6]}")
         port, block, packet, kind, length, status = (int(text, 0) for text in row[:6])
