@@ -46,19 +46,6 @@ void Failures::note(Failure& kind, const PvResult& result) noexcept
     kind.order = ++count;
 }
 
-PvResult StreamChannel::last_error(bool timeouts_count, bool aborts_count) const
-{
-    const std::lock_guard lock(queues_);
-    const Failures::Failure* last = &failures_.block;
-    if (timeouts_count && failures_.timeout.order > last->order) {
-        last = &failures_.timeout;
-    }
-    if (aborts_count && failures_.aborted.order > last->order) {
-        last = &failures_.aborted;
-    }
-    return last->result;
-}
-
 Statistics StreamChannel::statistics(TimeSource preferred) const
 {
     const net::Clock::time_point now = clock_.now();
@@ -86,14 +73,27 @@ SystemFacts StreamChannel::system_facts() const
     return receiver_ != nullptr ? SystemFacts{receiver_->buffer_bytes(), receiver_->dropped_by_system()} : ended_facts_;
 }
 
-PvResult StreamChannel::last_error() const
+PvResult StreamChannel::last_error() const { return last_error(false, true); }
+
+PvResult StreamChannel::last_error(bool timeouts_count, bool aborts_count) const
 {
-    const PvResult::Code code = statistics().counters.last_error;
-    const SystemFacts facts = system_facts();
-    if (code == PvResult::OK || facts.dropped.value_or(0) == 0) {
-        return code;
+    PvResult error;
+    {
+        const std::lock_guard lock(queues_);
+        const Failures::Failure* last = &failures_.block;
+        if (timeouts_count && failures_.timeout.order > last->order) {
+            last = &failures_.timeout;
+        }
+        if (aborts_count && failures_.aborted.order > last->order) {
+            last = &failures_.aborted;
+        }
+        error = last->result;
     }
-    return failure(code, PvResult::text_of(code), ". The system threw ", *facts.dropped,
+    const SystemFacts facts = system_facts();
+    if (error.IsOK() || facts.dropped.value_or(0) == 0) {
+        return error;
+    }
+    return failure(error.GetCode(), error.description(), ". The system threw ", *facts.dropped,
                    " packets away: the buffer of ", facts.buffer_bytes, " bytes that it keeps for them is too small");
 }
 
