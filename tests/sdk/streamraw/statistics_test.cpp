@@ -202,6 +202,10 @@ TEST_F(Statistics, CountBlocksThatAPipelineDrops)
     EXPECT_EQ(statistics.GetPipelineBlocksDropped(), 2U);
     EXPECT_EQ(statistics.GetBlocksDroppedCount(), 0U);
     EXPECT_EQ(statistics.GetBlocksCount(), 3U);
+    ASSERT_TRUE(stream.Close().IsOK());
+    EXPECT_EQ(statistics.GetPipelineBlocksDropped(), 2U);
+    open();
+    EXPECT_EQ(statistics.GetPipelineBlocksDropped(), 0U);
 }
 
 TEST_F(Statistics, CountImagesOfWhichTheDeviceLostData)
