@@ -97,6 +97,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             request_since_ = clock_.now();
         }
         firewall_opener_ = {};
+        flush_wanted_ = false;  // of an earlier opening
         stop_ = false;
         thread_ = std::thread([this] { receive_loop(); });
         return PvResult::OK;
