@@ -44,7 +44,8 @@ public:
 
 using SharedBackend = std::shared_ptr<const ReceiveBackend>;
 
-/// All backends, the best first: those of this system, before them the ones that were added. Any thread.
+/// All backends, those that suit most uses first: those of this system, before them the ones that were added. Any
+/// thread.
 [[nodiscard]] std::vector<SharedBackend> receive_backends();
 
 /// Adds a backend for as long as it lives; it comes before all others. For tests, and for drivers that come with a

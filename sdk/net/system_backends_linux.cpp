@@ -36,7 +36,8 @@ private:
 
 std::vector<SharedBackend> system_backends()
 {
-    return {std::make_shared<PacketRing>(), std::make_shared<Batches>(true), std::make_shared<Batches>(false)};
+    // the ring holds packets back for up to a millisecond: for those who ask for it
+    return {std::make_shared<Batches>(true), std::make_shared<PacketRing>(), std::make_shared<Batches>(false)};
 }
 
 }  // namespace vex::net

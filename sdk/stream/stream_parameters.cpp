@@ -42,6 +42,21 @@ public:
         parameters_.add(std::move(parameter));
     }
 
+    void backend()
+    {
+        SoftwareString parameter;
+        parameter.name = "ReceiveBackend";
+        parameter.category = "Settings";
+        parameter.display_name = "Receive Backend";
+        parameter.tool_tip = "The way to receive that the next opening uses, by its name; empty: the usual one.";
+        parameter.visibility = GenApi::Visibility::expert;
+        parameter.streamable = true;
+        StreamChannel& channel = channel_;
+        parameter.get = [&channel] { return channel.backend(); };
+        parameter.set = [&channel](const std::string& name) { return channel.set_backend(name); };
+        parameters_.add(std::move(parameter));
+    }
+
     /// `value` computes the figure from Statistics.
     template <typename Value>
     void count(const char* name, const char* display_name, const char* tool_tip, Value value, const char* unit = "")
@@ -150,6 +165,7 @@ void add_settings(Builder& add)
     for (const SwitchSetting& setting : switch_settings()) {
         add.setting(setting);
     }
+    add.backend();
 }
 
 void add_block_statistics(Builder& add)

@@ -19,6 +19,10 @@ class StreamChannel;
 /// order of the blocks, through RetrieveBuffer. The stream never owns a buffer: a queued buffer must live until it has
 /// been retrieved, the queue was aborted or the stream closed.
 ///
+/// Packets that are missing are asked for (GVCP PACKETRESEND, sent from the stream's port to the device's control
+/// port), and a block waits as long as they may come; settings and figures are parameters of PvStream and members of
+/// PvStreamRaw.
+///
 /// Opening a stream touches nothing on the device; its stream destination is set with PvDevice::SetStreamDestination to
 /// GetLocalIPAddress and GetLocalPort.
 ///
@@ -45,7 +49,8 @@ public:
 
     /// Opens the stream for a device that sends to the multicast group `multicast_ip`, port `data_port`, and joins that
     /// group on the interface `local_ip` (empty: the one that leads to the device). Several streams, on this host or on
-    /// others, may receive the same group.
+    /// others, may receive the same group. Missing packets are asked for only where this process controls the device
+    /// when the stream is opened.
     /// Errors as above; InvalidParameter also for an address that is no multicast group and for port 0.
     PvResult Open(const PvString& device_ip, const PvString& multicast_ip, std::uint16_t data_port,
                   std::uint16_t channel = 0, const PvString& local_ip = PvString());
@@ -64,12 +69,12 @@ public:
 
     /// Waits up to `timeout` milliseconds (`wait_forever`: without end) for the next block.
     ///
-    /// On OK `*buffer` is a buffer that the client queued and `*operation_result` tells how its acquisition ended (OK,
-    /// MissingPackets, BufferTooSmall, InvalidDataFormat, Aborted). On any failure `*buffer` is null and both results
-    /// are the same.
-    /// Errors: Timeout (the text tells when blocks arrived meanwhile for which no buffer was queued, or nothing ever
-    /// came); NotConnected (the stream is not open or was closed meanwhile); StateError (a pipeline runs on the
-    /// stream); InvalidParameter (a null pointer).
+    /// On OK `*buffer` is a buffer that the client queued and `*operation_result` tells how its acquisition ended: OK;
+    /// MissingPackets, TooManyResends, ResendsFailure, TooManyConsecutiveResends (packets are missing, by what was done
+    /// about them); BufferTooSmall, ImageError, InvalidDataFormat; Aborted, AutoAborted, Timeout. On any failure
+    /// `*buffer` is null and both results are the same. Errors: Timeout (the text tells when blocks arrived meanwhile
+    /// for which no buffer was queued, or nothing ever came); NotConnected (the stream is not open or was closed
+    /// meanwhile); StateError (a pipeline runs on the stream); InvalidParameter (a null pointer).
     PvResult RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, std::uint32_t timeout = wait_forever);
 
     /// Takes all buffers that are waiting to be filled, or are being filled, out of the queue; they can be retrieved
@@ -101,7 +106,7 @@ public:
 
     /// Tells whether a way of receiving that needs privileges, past the system's sockets, serves the interface that
     /// leads to `device_ip` (or has the address `local_ip`): on Linux a packet ring, which takes the right to open
-    /// packet sockets (CAP_NET_RAW); on Windows there is none. A stream that is opened without another choice uses it.
+    /// packet sockets (CAP_NET_RAW); on Windows there is none. A stream uses it when its parameters say so.
     /// Errors: InvalidParameter (an address that is none).
     static PvResult IsDriverInstalled(const PvString& device_ip, bool& installed,
                                       const PvString& local_ip = PvString());

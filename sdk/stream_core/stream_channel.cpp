@@ -76,7 +76,8 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
         receiver_ = net::create_receiver({.socket = socket_,
                                           .path = {endpoints.device, endpoints.local},
                                           .largest_packet = largest_packet,
-                                          .batch = packets_per_batch});
+                                          .batch = packets_per_batch},
+                                         backend());
         {
             const std::lock_guard work(work_);
             assembler_ = std::make_unique<BlockAssembler>(static_cast<BufferPort&>(*this), endpoints.device);

@@ -129,6 +129,10 @@ public:
     [[nodiscard]] SystemFacts system_facts() const;
     void count_pipeline_drop() noexcept;
     [[nodiscard]] StreamSettings settings() const;
+    /// Which way to receive the next opening uses, by its name; empty: the first that serves its path.
+    [[nodiscard]] std::string backend() const;
+    /// Errors: InvalidParameter (the text tells the names that there are).
+    PvResult set_backend(const std::string& name);
     /// Effective from the next packet on, and kept when the stream is closed.
     /// Errors: InvalidParameter (the text tells the values that are taken); nothing is changed then.
     PvResult set(const NumberSetting& setting, std::uint32_t value);
@@ -181,6 +185,7 @@ private:
     std::condition_variable changed_;  // for those who wait for a block
     std::condition_variable flushed_;
     bool open_ = false;
+    std::string backend_;
     std::uint64_t session_ = 0;  // of being open
     std::uint64_t claim_ = 0;    // 0 when nobody has the stream to itself
     std::uint64_t last_claim_ = 0;

@@ -1,8 +1,11 @@
 // What a channel tells of itself, and its settings.
+#include <algorithm>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
 
 namespace vex::stream {
@@ -120,6 +123,29 @@ void StreamChannel::set(const SwitchSetting& setting, bool value)
     const std::lock_guard work(work_);
     settings_.*setting.value = value;
     apply_settings();
+}
+
+std::string StreamChannel::backend() const
+{
+    const std::lock_guard lock(queues_);
+    return backend_;
+}
+
+PvResult StreamChannel::set_backend(const std::string& name)
+{
+    const std::vector<net::SharedBackend> backends = net::receive_backends();
+    if (!name.empty() &&
+        std::ranges::none_of(backends, [&name](const auto& backend) { return backend->name() == name; })) {
+        std::string names;
+        for (const net::SharedBackend& backend : backends) {
+            names += names.empty() ? "" : ", ";
+            names += backend->name();
+        }
+        return failure(PvResult::InvalidParameter, "There is no way to receive named '", name, "', but ", names);
+    }
+    const std::lock_guard lock(queues_);
+    backend_ = name;
+    return PvResult::OK;
 }
 
 /// With `work_` held.

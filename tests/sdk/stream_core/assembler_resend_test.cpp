@@ -211,6 +211,7 @@ TEST_F(AssemblerResend, ARefusalOfATailThatMayNotHaveBeenSentIsNoEnd)
     answer(1, 3, unavailable);
     pass(timeout);
     EXPECT_TRUE(port.delivered.empty());
+    EXPECT_EQ(requests(), (Ranges{{3, 5}})) << "it is asked for again";
     const std::vector<Bytes> rest = block(1);
     receive(std::vector<Bytes>(rest.begin() + 3, rest.end()));
     ASSERT_EQ(port.delivered.size(), 1U);

@@ -1,15 +1,21 @@
 // What a stream tells of the system that receives for it, shown with a receiver of the test's own.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
 #include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
+#include "sdk/wire/gvcp.h"
+#include "tests/sdk/net/wine.h"
 #include "tests/sdk/stream_core/packets.h"
 
 using namespace vex;
@@ -25,6 +31,9 @@ constexpr std::uint32_t ample = 10'000;
 
 /// What arrives, by the test's word.
 struct Line {
+    explicit Line(Ipv4Address sender = camera) : source{sender, 20000} {}
+
+    const Endpoint source;
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<Bytes> packets;
@@ -52,7 +61,7 @@ public:
         }
         packet_ = std::move(line_->packets.front());
         line_->packets.pop_front();
-        datagram_ = {.data = packet_, .source = {camera, 20000}};
+        datagram_ = {.data = packet_, .source = line_->source};
         return {&datagram_, 1};
     }
     bool wait(std::chrono::milliseconds timeout) override
@@ -160,6 +169,97 @@ TEST_F(ChannelFacts, ATimeoutTellsThatPacketsComeButNoBlockEnds)
     }
     channel.retrieve(retrieved, result, 1);
     EXPECT_EQ(result.description(), "No block was completed within 1 ms: packets have come, but no block has ended");
+}
+
+/// The device's control port, at an address that nobody else uses.
+class ChannelRequests : public testing::Test {
+protected:
+    void lose_a_packet()
+    {
+        std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
+        block.erase(block.begin() + 2);
+        for (Bytes& packet : block) {
+            line->arrive(std::move(packet));
+        }
+    }
+
+    static constexpr Ipv4Address device{0x7F00008F};  // 127.0.0.143
+    std::shared_ptr<Line> line = std::make_shared<Line>(device);
+    net::AddedBackend added{std::make_shared<LineBackend>(line)};
+    PvBuffer buffer;
+};
+
+TEST_F(ChannelRequests, GoToTheDevicesControlPortForTheStreamsChannel)
+{
+    SKIP_WHERE_BINDING_IS_LOOSE();
+    net::UdpSocket control = net::UdpSocket::open({device, wire::gvcp::port});
+    stream::StreamChannel channel;
+    ASSERT_TRUE(channel.open({.device = device, .channel = 3, .local = host}).IsOK());
+    ASSERT_TRUE(channel.queue(&buffer).IsOK());
+    lose_a_packet();
+    std::array<std::uint8_t, 576> bytes{};
+    const auto received = control.receive(bytes, std::chrono::milliseconds(ample));
+    ASSERT_TRUE(received.has_value());
+    EXPECT_EQ(received->source.port, channel.endpoints()->port);
+    const auto command = wire::gvcp::decode_command(std::span(bytes).first(received->size));
+    ASSERT_TRUE(command.has_value());
+    EXPECT_FALSE(command->acknowledge_required());
+    const auto range = wire::gvcp::decode_packet_resend(*command);
+    ASSERT_TRUE(range.has_value());
+    EXPECT_EQ(range->channel, 3U);
+    EXPECT_EQ(range->block_id, 1U);
+    EXPECT_EQ(range->first_packet, 2U);
+    EXPECT_EQ(range->last_packet, 2U);
+}
+
+TEST_F(ChannelRequests, AreLeftToTheControllerByWhoOnlyWatches)
+{
+    stream::StreamChannel channel;
+    ASSERT_TRUE(channel.open({.device = device, .local = host, .may_ask = false}).IsOK());
+    ASSERT_TRUE(channel.queue(&buffer).IsOK());
+    lose_a_packet();
+    PvBuffer* retrieved = nullptr;
+    PvResult result;
+    ASSERT_TRUE(channel.retrieve(retrieved, result, ample).IsOK());
+    EXPECT_EQ(result.GetCode(), PvResult::MissingPackets);
+    EXPECT_EQ(channel.statistics().counters.resend_requests, 0U);
+}
+
+TEST_F(ChannelFacts, OfTooManyFilledBuffersTheOldestIsFilledAgain)
+{
+    std::array<PvBuffer, 3> buffers;
+    for (PvBuffer& filled : buffers) {
+        ASSERT_TRUE(channel.queue(&filled).IsOK());
+    }
+    ASSERT_TRUE(channel.set(stream::setting_of(&stream::StreamSettings::maximum_internal_retrieve_buffers), 2).IsOK());
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        for (Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id)) {
+            line->arrive(std::move(packet));
+        }
+    }
+    for (int i = 0; i < 2000 && channel.statistics().queue.blocks_recycled == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    PvBuffer* retrieved = nullptr;
+    PvResult result;
+    for (const std::uint64_t id : {2U, 3U}) {
+        ASSERT_TRUE(channel.retrieve(retrieved, result, ample).IsOK());
+        EXPECT_EQ(retrieved->GetBlockID64(), id);
+    }
+}
+
+TEST_F(ChannelFacts, AWayToReceiveIsTakenByItsName)
+{
+    EXPECT_EQ(channel.backend(), "");
+    const PvResult refused = channel.set_backend("pigeon");
+    EXPECT_EQ(refused.GetCode(), PvResult::InvalidParameter);
+    EXPECT_NE(refused.description().find("line, "), std::string::npos) << refused.description();
+    EXPECT_EQ(channel.backend(), "");
+    ASSERT_TRUE(channel.set_backend("plain").IsOK());
+    EXPECT_EQ(channel.system_facts().buffer_bytes, 4096U) << "not before the next opening";
+    channel.close();
+    ASSERT_TRUE(channel.open({.device = camera, .local = host}).IsOK());
+    EXPECT_NE(channel.system_facts().buffer_bytes, 4096U);
 }
 
 }  // namespace

@@ -55,6 +55,36 @@ void check(View part, View whole)
     touch(part);
 }
 
+void decode_stream_packet(View bytes)
+{
+    if (const auto packet = wire::gvsp::decode_packet(bytes)) {
+        check(packet->payload, bytes);
+        if (const auto leader = wire::gvsp::decode_leader(packet->payload)) {
+            check(leader->file_name, bytes);
+            check(leader->parts, bytes);
+            for (std::size_t i = 0; i <= leader->parts.size() / wire::gvsp::part_size; ++i) {
+                std::ignore = wire::gvsp::decode_part(*leader, i);
+            }
+            if (const auto rest = wire::gvsp::decode_all_in(packet->payload, *leader)) {
+                check(rest->data, bytes);
+                EXPECT_FALSE(rest->data.empty());
+            }
+        }
+        if (const auto trailer = wire::gvsp::decode_trailer(packet->payload)) {
+            check(trailer->parts, bytes);
+            for (std::size_t i = 0; i <= trailer->parts.size() / wire::gvsp::trailer_part_size; ++i) {
+                std::ignore = wire::gvsp::decode_trailer_part(*trailer, i);
+            }
+        }
+        if (const auto payload = wire::gvsp::decode_h264_payload(packet->payload)) {
+            check(payload->data, bytes);
+        }
+        if (const auto payload = wire::gvsp::decode_placed_payload(packet->payload)) {
+            check(payload->data, bytes);
+        }
+    }
+}
+
 /// Feeds the bytes to every decoder and checks all views that come back.
 void decode_everything(View input)
 {
@@ -90,32 +120,7 @@ void decode_everything(View input)
             EXPECT_LE(device->user_defined_name.size(), 16U);
         }
     }
-    if (const auto packet = wire::gvsp::decode_packet(bytes)) {
-        check(packet->payload, bytes);
-        if (const auto leader = wire::gvsp::decode_leader(packet->payload)) {
-            check(leader->file_name, bytes);
-            check(leader->parts, bytes);
-            for (std::size_t i = 0; i <= leader->parts.size() / wire::gvsp::part_size; ++i) {
-                std::ignore = wire::gvsp::decode_part(*leader, i);
-            }
-            if (const auto rest = wire::gvsp::decode_all_in(packet->payload, *leader)) {
-                check(rest->data, bytes);
-                EXPECT_FALSE(rest->data.empty());
-            }
-        }
-        if (const auto trailer = wire::gvsp::decode_trailer(packet->payload)) {
-            check(trailer->parts, bytes);
-            for (std::size_t i = 0; i <= trailer->parts.size() / wire::gvsp::trailer_part_size; ++i) {
-                std::ignore = wire::gvsp::decode_trailer_part(*trailer, i);
-            }
-        }
-        if (const auto payload = wire::gvsp::decode_h264_payload(packet->payload)) {
-            check(payload->data, bytes);
-        }
-        if (const auto payload = wire::gvsp::decode_placed_payload(packet->payload)) {
-            check(payload->data, bytes);
-        }
-    }
+    decode_stream_packet(bytes);
 }
 
 TEST(Malformed, MessageCutBeforeItsEndIsNoCommandAndNoAcknowledge)
