@@ -5,94 +5,11 @@
 #include <numeric>
 #include <vector>
 
-#include "tests/com/devices/camera_client.h"
-#include "tests/sdk/transmitterraw/packets.h"
+#include "tests/com/streaming/transmitter_fixture.h"
 
 namespace {
 
-using namespace client;
-
-constexpr wchar_t prog_id[] = L"VexKamCOMWrapper.VexTransmitterRaw.1";
-constexpr unsigned int ample = 10'000;  // ms
-
-class Transmitter : public ComTest {
-protected:
-    [[nodiscard]] VexResultCode open(BSTR source) const
-    {
-        return code_of([&](IVexResult** result) {
-            return transmitter->Open(Text(L"127.0.0.1"), host.port(), source, 0, 0, result);
-        });
-    }
-    [[nodiscard]] VexResultCode open() const { return open(Text(L"127.0.0.1")); }
-    [[nodiscard]] VexResultCode close() const { return code_of(transmitter, &IVexTransmitterRaw::Close); }
-    [[nodiscard]] VexResultCode queue(IVexBuffer* buffer) const
-    {
-        return code_of([&](IVexResult** result) { return transmitter->QueueBuffer(buffer, result); });
-    }
-    [[nodiscard]] VexResultCode load(SAFEARRAY* buffers) const
-    {
-        return code_of([&](IVexResult** result) { return transmitter->LoadBufferPool(buffers, result); });
-    }
-    [[nodiscard]] VexResultCode load(std::initializer_list<IUnknown*> buffers, LONG lower = 0) const
-    {
-        const Array array(objects(buffers, lower));
-        return load(array.get());
-    }
-    [[nodiscard]] VexResultCode abort(VARIANT_BOOL wait, unsigned int timeout) const
-    {
-        return code_of([&](IVexResult** result) { return transmitter->AbortQueuedBuffers(wait, timeout, result); });
-    }
-    struct Retrieved {
-        Ref<IVexBuffer> buffer;
-        VexResultCode code = VexGenericError;
-        /// What the client keeps in the buffer's ID.
-        [[nodiscard]] unsigned __int64 id() const { return buffer ? value_of(buffer, &IVexBuffer::get_ID) : 0; }
-    };
-    [[nodiscard]] Retrieved retrieve(unsigned int timeout = 0) const
-    {
-        Retrieved retrieved;
-        retrieved.code = code_of([&](IVexResult** result) {
-            return transmitter->RetrieveFreeBuffer(retrieved.buffer.put(), timeout, result);
-        });
-        EXPECT_EQ(static_cast<bool>(retrieved.buffer), retrieved.code == VexOK);
-        return retrieved;
-    }
-
-    /// An array of references, as a typed client makes it.
-    static SAFEARRAY* objects(std::initializer_list<IUnknown*> elements, LONG lower = 0)
-    {
-        SAFEARRAY* array = nullptr;
-        SAFEARRAYBOUND bounds{static_cast<ULONG>(elements.size()), lower};
-        array = SafeArrayCreate(VT_UNKNOWN, 1, &bounds);
-        LONG at = lower;
-        for (IUnknown* element : elements) {
-            EXPECT_EQ(SafeArrayPutElement(array, &at, element), S_OK);
-            ++at;
-        }
-        return array;
-    }
-    static Ref<IVexBuffer> raw_buffer(unsigned int size, unsigned __int64 id = 0)
-    {
-        auto buffer = new_buffer();
-        EXPECT_EQ(buffer->put_PayloadType(VexPayloadTypeRawData), S_OK);
-        EXPECT_EQ(alloc(buffer.get(), size), VexOK);
-        EXPECT_EQ(buffer->put_ID(id), S_OK);
-        return buffer;
-    }
-    /// A quarter of a million bytes a second, so that a large block is under way while a test looks.
-    void throttle() const { EXPECT_EQ(transmitter->put_MaxPayloadThroughput(2.0F), S_OK); }
-    [[nodiscard]] unsigned int queued() const
-    {
-        return value_of(transmitter, &IVexTransmitterRaw::get_QueuedBufferCount);
-    }
-    [[nodiscard]] unsigned int blocks() const
-    {
-        return value_of(transmitter, &IVexTransmitterRaw::get_BlocksTransmitted);
-    }
-
-    HostSocket host;
-    Ref<IVexTransmitterRaw> transmitter = create<IVexTransmitterRaw>(prog_id);
-};
+using namespace transmitter_client;
 
 /// Another module's object that answers for a buffer.
 class ForeignBuffer final : public EarlyBoundOnly<IDispatch> {
@@ -488,74 +405,6 @@ TEST_F(Transmitter, CanBeReleasedWhileItSends)
     ASSERT_TRUE(host.receive());
     transmitter.reset();
     EXPECT_EQ(alloc(buffer.get(), 10), VexOK) << "the buffer is the client's again";
-}
-
-// ---- late bound ----
-
-TEST_F(Transmitter, WorksLateBound)
-{
-    LateBound late(transmitter.get());
-    const auto code = [](Variant& result) {
-        Variant value;
-        EXPECT_EQ(result.type(), VT_DISPATCH);
-        EXPECT_EQ(LateBound(result->pdispVal).get(L"Code", value), S_OK);
-        return value.text();
-    };
-    const auto first = raw_buffer(10, 1);
-    const auto second = raw_buffer(10, 2);
-    Variant result;
-    // a script's array of variants, in a variable of its own
-    Variant pool(VT_VARIANT, variant_array({Variant(first.get()), Variant(second.get())}));
-    ASSERT_EQ(late.call(L"LoadBufferPool", {Variant::by_reference(pool)}, &result), S_OK);
-    EXPECT_EQ(code(result), L"0");
-    ASSERT_EQ(
-        late.call(L"Open",
-                  {Variant(L"127.0.0.1"), Variant(static_cast<int>(host.port())), Variant(L""), Variant(0), Variant(0)},
-                  &result),
-        S_OK);
-    EXPECT_EQ(code(result), L"0");
-    Variant shown;
-    ASSERT_EQ(late.call(L"RetrieveFreeBuffer", {Variant::by_reference(shown), Variant(0)}, &result), S_OK);
-    EXPECT_EQ(code(result), L"0");
-    ASSERT_EQ(shown.type(), VT_DISPATCH);
-    const Variant kept = shown;
-    ASSERT_EQ(late.call(L"RetrieveFreeBuffer", {Variant::by_reference(shown), Variant(0)}, &result), S_OK);
-    EXPECT_NE(kept->pdispVal, shown->pdispVal);
-    Variant value;
-    ASSERT_EQ(LateBound(shown->pdispVal).get(L"ID", value), S_OK);
-    EXPECT_EQ(value.text(), L"2");
-    ASSERT_EQ(late.call(L"QueueBuffer", {shown}, &result), S_OK);
-    EXPECT_EQ(code(result), L"0");
-    EXPECT_EQ(data_of(receive_block(host)).size(), 10U);
-    ASSERT_EQ(late.call(L"AbortQueuedBuffers", {Variant(1), Variant(1000)}, &result), S_OK);
-    EXPECT_EQ(code(result), L"0");
-    ASSERT_EQ(late.get(L"BlocksTransmitted", value), S_OK);
-    EXPECT_EQ(value.text(), L"1");
-    ASSERT_EQ(late.get(L"IsOpen", value), S_OK);
-    EXPECT_EQ(value->boolVal, 1);
-    ASSERT_EQ(late.call(L"ResetStats", {}), S_OK);
-    ASSERT_EQ(late.call(L"Close", {}, &result), S_OK);
-    EXPECT_EQ(code(result), L"0");
-}
-
-TEST_F(Transmitter, ArraysOfScriptsAreChecked)
-{
-    LateBound late(transmitter.get());
-    const auto buffer = raw_buffer(10, 7);
-    Variant result;
-    EXPECT_EQ(late.call(L"LoadBufferPool", {Variant(VT_VARIANT, variant_array({Variant(buffer.get())}))}, &result),
-              S_OK);
-    EXPECT_EQ(late.call(L"LoadBufferPool", {Variant(VT_VARIANT, variant_array({Variant(3)}))}, &result),
-              DISP_E_TYPEMISMATCH);
-    const auto system = create<IVexSystem>(L"VexKamCOMWrapper.VexSystem.1");
-    EXPECT_EQ(late.call(L"LoadBufferPool", {Variant(VT_VARIANT, variant_array({Variant(system.get())}))}, &result),
-              DISP_E_EXCEPTION);
-    EXPECT_EQ(late.scode(), E_INVALIDARG);
-    EXPECT_EQ(late.description(), L"Element 0 of the buffers is no VexBuffer");
-    EXPECT_EQ(late.call(L"LoadBufferPool", {Variant(VT_VARIANT, variant_array({}))}, &result), S_OK);
-    EXPECT_EQ(retrieve().id(), 7U) << "none of these changed the pool";
-    EXPECT_EQ(late.call(L"LoadBufferPool", {Variant(VT_VARIANT, nullptr)}, &result), S_OK);
-    EXPECT_EQ(retrieve().code, VexNoAvailableData);
 }
 
 }  // namespace
