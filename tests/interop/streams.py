@@ -47,7 +47,7 @@ def many_frames(report, folder, tools):
         # the camera's description names the register of the frame period in microseconds but lists no feature for it
         done = host.run(
             [tools.stream_probe, "127.0.0.1", "--set", "Width=64", "Height=64", "--register", "138=500",
-             "--frames", str(frames)], 120,
+             "--buffers", "500", "--frames", str(frames)], 120,
         )  # fmt: skip
         report.check("camera is still there", camera.running(), camera.output().strip()[-200:])
         dropped = taken.finish()
