@@ -396,7 +396,7 @@ TEST_F(PacketRing, TakesAPrivilege)
         ASSERT_EQ(::syscall(SYS_capset, &header, none), 0);
         EXPECT_FALSE(net::privileged_backend_serves({there, here}));
         EXPECT_THROW(ring_on(*socket, there, here), std::system_error);
-        EXPECT_THROW(net::create_receiver({.socket = *socket, .path = {there, here}}, "packet-ring"),
+        EXPECT_THROW((void)net::create_receiver({.socket = *socket, .path = {there, here}}, "packet-ring"),
                      std::system_error);
         const auto receiver = net::create_receiver({.socket = *socket, .path = {there, here}});
         ASSERT_FALSE(sender->send_to(socket->local(), numbered(1, 100)));
