@@ -23,7 +23,6 @@ protected:
 };
 
 const BlockForm standard{.id = 1};
-const BlockForm extended{.id = 1, .extended = true};
 
 }  // namespace
 

@@ -21,7 +21,7 @@ protected:
         return text_.find("\n" + beginning) != std::string::npos;
     }
 
-    const StreamSettings defaults;
+    const StreamSettings defaults{};
 
 private:
     static std::string read()
