@@ -15,7 +15,7 @@ using Bytes = std::vector<std::uint8_t>;
 inline void put(Bytes& bytes, std::uint64_t value, int count)
 {
     for (int i = count - 1; i >= 0; --i) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+        bytes.push_back(i < 8 ? static_cast<std::uint8_t>(value >> (8 * i)) : std::uint8_t{0});
     }
 }
 
