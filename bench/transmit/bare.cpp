@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/udp.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
@@ -106,15 +107,47 @@ Sent send_trains(std::uint16_t port, std::size_t packet_size, std::chrono::milli
         return {};
     }
     const auto datagram = static_cast<std::size_t>(segment);
+    const std::size_t data = datagram - stream_header;
     const std::size_t count = std::min(batch, largest_train / datagram);
     std::vector<std::uint8_t> image(image_bytes);
+    std::array<std::array<std::uint8_t, stream_header>, batch> heads{};
+    std::array<std::array<iovec, 2>, batch> parts{};
     std::size_t offset = 0;
-    return run(datagram - stream_header, duration, [&] {
-        offset = offset + 2 * count * datagram > image.size() ? 0 : offset + count * datagram;
-        const auto sent = ::sendto(socket.descriptor(), image.data() + offset, count * datagram, 0,
-                                   reinterpret_cast<const sockaddr*>(&socket.address()), sizeof(sockaddr_in));
-        return sent > 0 ? static_cast<int>(count) : -1;
+    return run(data, duration, [&] {
+        for (std::size_t i = 0; i < count; ++i) {
+            offset = offset + 2 * data > image.size() ? 0 : offset + data;
+            parts[i] = {iovec{heads[i].data(), stream_header}, iovec{image.data() + offset, data}};
+        }
+        msghdr message{};
+        message.msg_name = &socket.address();
+        message.msg_namelen = sizeof(sockaddr_in);
+        message.msg_iov = parts[0].data();
+        message.msg_iovlen = 2 * count;
+        return ::sendmsg(socket.descriptor(), &message, 0) > 0 ? static_cast<int>(count) : -1;
     });
+}
+
+void send_paced(std::uint16_t port, std::size_t packet_size, double bytes_per_second,
+                std::chrono::milliseconds duration)
+{
+    constexpr unsigned long timer_slack_ns = 1000;
+    ::prctl(PR_SET_TIMERSLACK, timer_slack_ns, 0, 0, 0);
+    Socket socket(port);
+    const std::size_t data = packet_size - ip_udp_headers - stream_header;
+    std::vector<std::uint8_t> packet(data + stream_header);
+    packet[4] = 3;  // payload
+    const std::chrono::nanoseconds distance(
+        static_cast<std::int64_t>(static_cast<double>(data) / bytes_per_second * 1e9));
+    const auto begin = Clock::now();
+    for (auto next = begin; next - begin < duration; next += distance) {
+        if (const auto left = next - Clock::now(); left > Clock::duration::zero()) {
+            const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
+            const timespec time{static_cast<time_t>(ns / 1'000'000'000), static_cast<long>(ns % 1'000'000'000)};
+            ::nanosleep(&time, nullptr);
+        }
+        ::sendto(socket.descriptor(), packet.data(), packet.size(), 0,
+                 reinterpret_cast<const sockaddr*>(&socket.address()), sizeof(sockaddr_in));
+    }
 }
 
 }  // namespace bench

@@ -22,4 +22,8 @@ struct Sent {
 /// The same, as trains that the system cuts; nothing sent where it cannot.
 [[nodiscard]] Sent send_trains(std::uint16_t port, std::size_t packet_size, std::chrono::milliseconds duration);
 
+/// The same one by one, each at its time by the system's timer, to reach that rate of payload.
+void send_paced(std::uint16_t port, std::size_t packet_size, double bytes_per_second,
+                std::chrono::milliseconds duration);
+
 }  // namespace bench

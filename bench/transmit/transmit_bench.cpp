@@ -38,7 +38,8 @@ net::UdpSocket open_receiver(int buffer_bytes)
 /// Keeps a transmitter busy with images.
 class Load {
 public:
-    Load(std::uint16_t port, std::uint32_t packet_size, float megabits, std::uint32_t width, std::uint32_t height)
+    Load(std::uint16_t port, std::uint32_t packet_size, float megabits, std::uint32_t width, std::uint32_t height,
+         PvPacketTrains trains)
     {
         for (auto& buffer : buffers_) {
             buffer = std::make_unique<PvBuffer>();
@@ -48,6 +49,7 @@ public:
         require(transmitter_.LoadBufferPool(pool_.data(), static_cast<std::uint32_t>(pool_.size())));
         require(transmitter_.SetPacketSize(packet_size));
         require(transmitter_.SetMaxPayloadThroughput(megabits));
+        require(transmitter_.SetPacketTrains(trains));
         require(transmitter_.Open("127.0.0.1", port, "127.0.0.1"));
     }
 
@@ -80,9 +82,10 @@ private:
     PvTransmitterRaw transmitter_;
 };
 
-Sent send_with_transmitter(std::uint16_t port, std::uint32_t packet_size, std::chrono::milliseconds duration)
+Sent send_with_transmitter(std::uint16_t port, std::uint32_t packet_size, PvPacketTrains trains,
+                           std::chrono::milliseconds duration)
 {
-    Load load(port, packet_size, 0, 4096, 2048);
+    Load load(port, packet_size, 0, 4096, 2048, trains);
     const auto begin = Clock::now();
     const double processor = processor_seconds();
     load.run(duration);
@@ -96,10 +99,10 @@ void print(const char* what, const Sent& sent, const Sent& bare)
     const auto rate = [](const Sent& of) { return of.payload_bytes / of.seconds / 1e9; };
     const auto cost = [](const Sent& of) { return of.processor_seconds / (of.payload_bytes / 1e9); };
     if (sent.payload_bytes <= 0) {
-        std::printf("  %-12s not on this system\n", what);
+        std::printf("  %-13s not on this system\n", what);
         return;
     }
-    std::printf("  %-12s %6.3f s/GB (%.2f of bare)  %6.2f GB/s (%.2f of bare)\n", what, cost(sent),
+    std::printf("  %-13s %6.3f s/GB (%.2f of bare)  %6.2f GB/s (%.2f of bare)\n", what, cost(sent),
                 cost(sent) / cost(bare), rate(sent), rate(sent) / rate(bare));
 }
 
@@ -112,9 +115,13 @@ void measure_throughput(std::chrono::milliseconds duration)
     for (const std::uint32_t packet_size : {1500U, 9000U}) {
         std::printf(" packets of %u bytes\n", packet_size);
         const Sent bare = send_bare(port, packet_size, duration);
-        print("sendmmsg", bare, bare);
-        print("transmitter", send_with_transmitter(port, packet_size, duration), bare);
-        print("trains", send_trains(port, packet_size, duration), bare);
+        print("bare", bare, bare);
+        print("transmitter", send_with_transmitter(port, packet_size, PvPacketTrainsNever, duration), bare);
+        const Sent trains = send_trains(port, packet_size, duration);
+        print("bare, trains", trains, trains);
+        if (trains.payload_bytes > 0) {
+            print("transmitter", send_with_transmitter(port, packet_size, PvPacketTrainsAlways, duration), trains);
+        }
     }
 }
 
@@ -178,19 +185,18 @@ private:
     std::thread thread_;
 };
 
-void measure_pacing(float megabits)
+void print_pacing(const char* what, float megabits, const std::vector<Listener::Packet>& packets)
 {
-    Listener listener;
-    Load load(listener.port(), 1500, megabits, 1024, 256);
-    load.run(std::chrono::milliseconds(1300));
-    const auto& packets = listener.finish();
     // one second from the first packet on
     double payload = 0;
     double longest = 0;
+    std::size_t above = 0;
     std::size_t burst = 0;
     for (std::size_t i = 0, first = 0; i < packets.size() && packets[i].seconds < packets[0].seconds + 1.0; ++i) {
         payload += static_cast<double>(packets[i].payload);
-        longest = i > 0 ? std::max(longest, packets[i].seconds - packets[i - 1].seconds) : 0;
+        const double interval = i > 0 ? packets[i].seconds - packets[i - 1].seconds : 0;
+        longest = std::max(longest, interval);
+        above += interval > 2e-3 ? 1 : 0;
         while (packets[i].seconds - packets[first].seconds > 1e-3) {
             ++first;
         }
@@ -199,9 +205,26 @@ void measure_pacing(float megabits)
     const double reached = payload * 8 / 1e6;
     const double in_a_millisecond = static_cast<double>(megabits) * 1e6 / 8 / 1464 / 1e3;
     std::printf(
-        "  %6.0f Mbit/s: %8.2f reached (%+.2f %%), longest interval %.2f ms, most in 1 ms %zu (%.1f at the rate)\n",
-        static_cast<double>(megabits), reached, 100 * (reached / static_cast<double>(megabits) - 1), longest * 1e3,
-        burst, in_a_millisecond);
+        "  %6.0f Mbit/s, %-11s %8.2f reached (%+.2f %%), longest interval %5.2f ms, %zu above 2 ms, most in 1 ms "
+        "%zu (%.1f at the rate)\n",
+        static_cast<double>(megabits), what, reached, 100 * (reached / static_cast<double>(megabits) - 1),
+        longest * 1e3, above, burst, in_a_millisecond);
+}
+
+void measure_pacing(float megabits)
+{
+    constexpr std::chrono::milliseconds duration(1300);
+    {
+        Listener listener;
+        std::thread sender(
+            [&] { send_paced(listener.port(), 1500, static_cast<double>(megabits) * 1e6 / 8, duration); });
+        sender.join();
+        print_pacing("bare", megabits, listener.finish());
+    }
+    Listener listener;
+    Load load(listener.port(), 1500, megabits, 1024, 256, PvPacketTrainsNever);
+    load.run(duration);
+    print_pacing("transmitter", megabits, listener.finish());
 }
 
 }  // namespace

@@ -33,4 +33,10 @@ struct Interface {
 /// The local address from which the system would reach `destination`; 0.0.0.0 when there is no route.
 [[nodiscard]] Ipv4Address local_address_towards(Ipv4Address destination) noexcept;
 
+/// Whether what is sent from a local address (0.0.0.0: whichever the routes choose) to `destination` leaves by an
+/// adapter with a network device behind it: not over loopback, as everything between addresses of this host does, and
+/// not by an adapter that consists of software alone, such as a virtual cable, a bridge or a tunnel. False where it is
+/// not known.
+[[nodiscard]] bool reaches_device(Ipv4Address source, Ipv4Address destination) noexcept;
+
 }  // namespace vex::net

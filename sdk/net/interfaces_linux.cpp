@@ -1,6 +1,8 @@
 #include "sdk/net/interfaces.h"
 
 #include <ifaddrs.h>
+#include <linux/ethtool.h>
+#include <linux/sockios.h>
 #include <net/if.h>
 #include <netpacket/packet.h>
 #include <sys/ioctl.h>
@@ -50,6 +52,30 @@ std::uint32_t mtu_of(int descriptor, const std::string& name) noexcept
     }
     std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
     return ::ioctl(descriptor, SIOCGIFMTU, &request) == 0 ? static_cast<std::uint32_t>(request.ifr_mtu) : 0;
+}
+
+/// Whether the kernel tells by what bus it reaches the adapter; one made of software has none.
+bool is_on_a_bus(const std::string& name) noexcept
+{
+    try {
+        const UdpSocket probe = UdpSocket::open({});
+        ethtool_drvinfo driver{};
+        driver.cmd = ETHTOOL_GDRVINFO;
+        ifreq request{};
+        if (name.size() >= sizeof request.ifr_name) {
+            return false;
+        }
+        std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
+        request.ifr_data = reinterpret_cast<char*>(&driver);
+        if (::ioctl(descriptor_of(probe.handle()), SIOCETHTOOL, &request) != 0) {
+            return false;
+        }
+        const std::string bus(driver.bus_info, ::strnlen(driver.bus_info, sizeof driver.bus_info));
+        // the kernel's tunnels name themselves there
+        return !bus.empty() && bus != "N/A" && bus != "tun" && bus != "tap";
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 /// The adapter's name: an address label "eth0:1" names an address, not another adapter.
@@ -153,6 +179,28 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
     } catch (const std::exception&) {
         return any_address;
     }
+}
+
+bool reaches_device(Ipv4Address source, Ipv4Address destination) noexcept
+{
+    const Ipv4Address local = source.is_any() ? local_address_towards(destination) : source;
+    ifaddrs* raw = nullptr;
+    if (local.is_any() || ::getifaddrs(&raw) != 0) {
+        return false;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(raw, &::freeifaddrs);
+    bool found = false;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) {
+            continue;
+        }
+        if (address_of(entry->ifa_addr) == destination) {
+            return false;
+        }
+        found = found || (address_of(entry->ifa_addr) == local && (entry->ifa_flags & IFF_LOOPBACK) == 0 &&
+                          is_on_a_bus(adapter_name(entry->ifa_name)));
+    }
+    return found;
 }
 
 }  // namespace vex::net

@@ -127,4 +127,26 @@ Ipv4Address local_address_towards(Ipv4Address destination) noexcept
     }
 }
 
+bool reaches_device(Ipv4Address source, Ipv4Address destination) noexcept
+{
+    const Ipv4Address local = source.is_any() ? local_address_towards(destination) : source;
+    try {
+        const std::unique_ptr<std::byte[]> block = adapters();
+        bool found = false;
+        for (auto* adapter = reinterpret_cast<const IP_ADAPTER_ADDRESSES*>(block.get()); adapter != nullptr;
+             adapter = adapter->Next) {
+            const bool device = adapter->IfType == IF_TYPE_ETHERNET_CSMACD || adapter->IfType == IF_TYPE_IEEE80211;
+            for (const auto* unicast = adapter->FirstUnicastAddress; unicast != nullptr; unicast = unicast->Next) {
+                if (address_of(unicast->Address) == destination) {
+                    return false;
+                }
+                found = found || (device && !local.is_any() && address_of(unicast->Address) == local);
+            }
+        }
+        return found;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 }  // namespace vex::net

@@ -67,6 +67,15 @@ public:
     std::size_t send_batch(const Endpoint& destination, std::span<const OutgoingDatagram> datagrams,
                            std::error_code& error) noexcept;
 
+    /// Datagrams that one train has at most.
+    static constexpr std::size_t most_in_train = 64;
+    /// Whether the system cuts trains into their datagrams at all.
+    [[nodiscard]] bool cuts_trains() const noexcept;
+    /// Sends 1 to most_in_train datagrams as one message that the system cuts; only where cuts_trains(). All have the
+    /// size of the first, but the last may be shorter. Either all are sent or, with an error, none: invalid_argument
+    /// where one is longer than the path's MTU, io_error where a device cannot compute checksums.
+    std::error_code send_train(const Endpoint& destination, std::span<const OutgoingDatagram> train) noexcept;
+
     /// Waits up to `timeout` (0: not at all) for a datagram; empty on timeout or when the socket is closed.
     std::optional<Received> receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept;
 

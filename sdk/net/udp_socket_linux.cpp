@@ -1,11 +1,13 @@
 #include "sdk/net/udp_socket.h"
 
+#include <netinet/udp.h>
 #include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -13,6 +15,10 @@
 
 #include "sdk/net/interfaces.h"
 #include "sdk/net/posix_socket.h"
+
+#ifndef UDP_SEGMENT  // of kernel 4.18
+#define UDP_SEGMENT 103
+#endif
 
 namespace vex::net {
 
@@ -159,6 +165,48 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
         }
     }
     return sent;
+}
+
+bool UdpSocket::cuts_trains() const noexcept
+{
+    // an older kernel would not refuse a train, but send it uncut
+    int segment = 0;
+    socklen_t size = sizeof segment;
+    return is_open() && ::getsockopt(descriptor_of(handle_), SOL_UDP, UDP_SEGMENT, &segment, &size) == 0;
+}
+
+std::error_code UdpSocket::send_train(const Endpoint& destination, std::span<const OutgoingDatagram> train) noexcept
+{
+    if (!is_open() || train.empty() || train.size() > most_in_train) {
+        return std::make_error_code(is_open() ? std::errc::invalid_argument : std::errc::bad_file_descriptor);
+    }
+    std::array<iovec, 2 * most_in_train> parts;
+    std::size_t part = 0;
+    for (const OutgoingDatagram& datagram : train) {
+        parts[part++] = to_iovec(datagram.head);
+        parts[part++] = to_iovec(datagram.body);
+    }
+    const auto segment = static_cast<std::uint16_t>(train.front().head.size() + train.front().body.size());
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof segment)> control{};
+    sockaddr_in address = to_system(destination);
+    msghdr message{};
+    message.msg_name = &address;
+    message.msg_namelen = sizeof address;
+    message.msg_iov = parts.data();
+    message.msg_iovlen = part;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* const how = CMSG_FIRSTHDR(&message);
+    how->cmsg_level = SOL_UDP;
+    how->cmsg_type = UDP_SEGMENT;
+    how->cmsg_len = CMSG_LEN(sizeof segment);
+    std::memcpy(CMSG_DATA(how), &segment, sizeof segment);
+    while (::sendmsg(descriptor_of(handle_), &message, MSG_NOSIGNAL) < 0) {
+        if (errno != EINTR) {
+            return last_error();
+        }
+    }
+    return {};
 }
 
 std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept

@@ -1,6 +1,9 @@
 #include "sdk/net/udp_socket.h"
 
+#include <mswsock.h>
+
 #include <array>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -15,6 +18,9 @@ namespace {
 
 // of mstcpip.h, which not every toolchain has
 constexpr DWORD report_port_unreachable = 0x9800000C;
+
+// of ws2ipdef.h, which not every toolchain has whole; Windows 10 2004
+constexpr int send_message_size = 2;  // UDP_SEND_MSG_SIZE
 
 constexpr int longest_send_wait_ms = 1000;
 
@@ -31,15 +37,12 @@ WSABUF to_buffer(std::span<const std::uint8_t> bytes) noexcept
     return {static_cast<ULONG>(bytes.size()), reinterpret_cast<char*>(const_cast<std::uint8_t*>(bytes.data()))};
 }
 
-/// Sends one datagram. The sockets do not block, so a full send buffer is waited for here, as a blocking send would.
-std::error_code send_parts(SOCKET socket, const sockaddr_in& address, std::span<WSABUF> parts) noexcept
+/// Calls `send`, which returns 0 when the system took the message. The sockets do not block, so a full send buffer is
+/// waited for here, as a blocking send would.
+template <typename Send>
+std::error_code send_waiting(SOCKET socket, Send send) noexcept
 {
-    for (;;) {
-        DWORD sent = 0;
-        if (::WSASendTo(socket, parts.data(), static_cast<DWORD>(parts.size()), &sent, 0,
-                        reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr, nullptr) == 0) {
-            return {};
-        }
+    while (send() != 0) {
         const std::error_code error = last_socket_error();
         // an answer to an earlier datagram, not to this one
         if (error.value() == WSAECONNRESET || error.value() == WSAENETRESET) {
@@ -53,6 +56,16 @@ std::error_code send_parts(SOCKET socket, const sockaddr_in& address, std::span<
             return error;
         }
     }
+    return {};
+}
+
+std::error_code send_parts(SOCKET socket, const sockaddr_in& address, std::span<WSABUF> parts) noexcept
+{
+    return send_waiting(socket, [&] {
+        DWORD sent = 0;
+        return ::WSASendTo(socket, parts.data(), static_cast<DWORD>(parts.size()), &sent, 0,
+                           reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr, nullptr);
+    });
 }
 
 }  // namespace
@@ -154,6 +167,44 @@ std::size_t UdpSocket::send_batch(const Endpoint& destination, std::span<const O
         ++sent;
     }
     return sent;
+}
+
+bool UdpSocket::cuts_trains() const noexcept
+{
+    // a system that does not know the option would send a train uncut
+    return is_open() && !set_option(socket_of(handle_), IPPROTO_UDP, send_message_size, DWORD{0});
+}
+
+std::error_code UdpSocket::send_train(const Endpoint& destination, std::span<const OutgoingDatagram> train) noexcept
+{
+    if (!is_open() || train.empty() || train.size() > most_in_train) {
+        return std::make_error_code(is_open() ? std::errc::invalid_argument : std::errc::bad_file_descriptor);
+    }
+    std::array<WSABUF, 2 * most_in_train> parts;
+    DWORD part = 0;
+    for (const OutgoingDatagram& datagram : train) {
+        parts[part++] = to_buffer(datagram.head);
+        parts[part++] = to_buffer(datagram.body);
+    }
+    const auto segment = static_cast<DWORD>(train.front().head.size() + train.front().body.size());
+    alignas(WSACMSGHDR) std::array<char, WSA_CMSG_SPACE(sizeof segment)> control{};
+    sockaddr_in address = to_system(destination);
+    WSAMSG message{reinterpret_cast<sockaddr*>(&address),
+                   sizeof address,
+                   parts.data(),
+                   part,
+                   {static_cast<ULONG>(control.size()), control.data()},
+                   0};
+    WSACMSGHDR* const how = WSA_CMSG_FIRSTHDR(&message);
+    how->cmsg_level = IPPROTO_UDP;
+    how->cmsg_type = send_message_size;
+    how->cmsg_len = WSA_CMSG_LEN(sizeof segment);
+    std::memcpy(WSA_CMSG_DATA(how), &segment, sizeof segment);
+    const SOCKET socket = socket_of(handle_);
+    return send_waiting(socket, [&] {
+        DWORD sent = 0;
+        return ::WSASendMsg(socket, &message, 0, &sent, nullptr, nullptr);
+    });
 }
 
 std::optional<Received> UdpSocket::receive(std::span<std::uint8_t> buffer, std::chrono::milliseconds timeout) noexcept

@@ -44,6 +44,7 @@ public:
         case WSAETIMEDOUT: return std::errc::timed_out;
         case WSAEHOSTUNREACH: return std::errc::host_unreachable;
         case WSAENOPROTOOPT: return std::errc::no_protocol_option;
+        case WSAEOPNOTSUPP: return std::errc::operation_not_supported;
         default: return {value, *this};
         }
     }

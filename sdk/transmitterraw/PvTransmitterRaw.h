@@ -9,6 +9,18 @@
 
 class PvBuffer;
 
+/// When packets leave in trains, which the system or its network device cuts apart. A receiver sees no difference, and
+/// sending costs a fraction.
+enum PvPacketTrains : std::int32_t {
+    /// Where the system can cut them and a network device lies behind the interface; not over loopback and virtual
+    /// cables, which leave the cutting to the receiver, so that who captures there or uses a packet socket sees one
+    /// long
+    /// datagram.
+    PvPacketTrainsAutomatic = 0,
+    PvPacketTrainsAlways = 1,  ///< wherever the system can cut them
+    PvPacketTrainsNever = 2,
+};
+
 /// Sends filled buffers to one destination, in the order they were queued, from a thread of its own.
 ///
 /// The caller loads a pool of its own buffers, takes free ones with RetrieveFreeBuffer, fills and queues them; a buffer
@@ -72,6 +84,11 @@ public:
     /// number.
     PvResult SetMaxPayloadThroughput(float megabits_per_second);
     [[nodiscard]] float GetMaxPayloadThroughput() const;
+
+    /// Automatic by default. Trains never make packets leave closer together than the throughput or the receiver's
+    /// distance of packets allow. Takes effect with the next block. InvalidParameter for another value.
+    PvResult SetPacketTrains(PvPacketTrains trains);
+    [[nodiscard]] PvPacketTrains GetPacketTrains() const;
 
     /// The destination as opened; empty and 0 while closed.
     [[nodiscard]] PvString GetDestinationIPAddress() const;

@@ -12,7 +12,7 @@ namespace {
 namespace gvsp = wire::gvsp;
 using wire::gvcp::Status;
 
-constexpr std::size_t largest_batch = 64;
+constexpr std::size_t largest_batch = 128;
 // Refusals of one request: a receiver that asks for all of a lost block learns what it needs from the first of them.
 constexpr std::uint64_t most_refusals = 64;
 
@@ -56,7 +56,18 @@ struct BlockTransmitter::Sent {
 };
 
 BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
-    : socket_(socket), clock_(clock), history_size_(history),
+    : BlockTransmitter(std::make_unique<net::UdpSendingSocket>(socket), history, clock)
+{}
+
+BlockTransmitter::BlockTransmitter(std::unique_ptr<net::SendingSocket> socket, std::size_t history,
+                                   const net::Clock& clock)
+    : BlockTransmitter(*socket, history, clock)
+{
+    own_socket_ = std::move(socket);
+}
+
+BlockTransmitter::BlockTransmitter(net::SendingSocket& socket, std::size_t history, const net::Clock& clock)
+    : sender_(socket), clock_(clock), history_size_(history),
       wait_([&clock](net::Clock::time_point until, const std::atomic<bool>& aborted) {
           wait_with(clock, until, aborted);
       })
@@ -65,6 +76,11 @@ BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, 
 void BlockTransmitter::configure(const StreamSettings& settings)
 {
     const std::lock_guard guard(mutex_);
+    // what the system refused once it refuses for as long as nothing of this changes
+    if (settings.destination != settings_.destination || settings.packet_size != settings_.packet_size ||
+        settings.trains != settings_.trains) {
+        sender_.prepare(settings.destination, settings.trains);
+    }
     settings_ = settings;
     pacer_.configure(settings.packet_delay, settings.bytes_per_second);
 }
@@ -91,7 +107,15 @@ bool BlockTransmitter::send_held()
         destination = settings_.destination;
     }
     return faults && destination.port != 0 &&
-           faults->tick(clock_.now(), [&](StreamFaults::Datagram datagram) { socket_.send_to(destination, datagram); });
+           faults->tick(clock_.now(), [&](StreamFaults::Datagram datagram) { send_one(destination, datagram); });
+}
+
+std::error_code BlockTransmitter::send_one(const Endpoint& destination, std::span<const std::uint8_t> packet)
+{
+    const net::OutgoingDatagram datagram{packet, {}};
+    std::error_code error;
+    sender_.send(destination, {&datagram, 1}, error);
+    return error;
 }
 
 std::uint64_t BlockTransmitter::packet_count(std::size_t bytes, std::uint32_t packet_size, bool extended_ids)
@@ -219,11 +243,11 @@ std::size_t BlockTransmitter::hand_over(const Endpoint& destination, std::span<c
                                         bool resend, StreamFaults* faults, std::error_code& error)
 {
     if (faults == nullptr) {
-        return socket_.send_batch(destination, datagrams, error);
+        return sender_.send(destination, datagrams, error);
     }
     for (const net::OutgoingDatagram& datagram : datagrams) {
         faults->pass(datagram.head, datagram.body, resend, clock_.now(), [&](StreamFaults::Datagram whole) {
-            if (const std::error_code failed = socket_.send_to(destination, whole)) {
+            if (const std::error_code failed = send_one(destination, whole)) {
                 error = failed;
             }
         });
@@ -327,7 +351,7 @@ void BlockTransmitter::refuse(const wire::gvcp::PacketResend& range, std::uint32
     for (std::uint64_t id = range.first_packet; id <= last && refused < most_refusals; ++id) {
         header.packet_id = static_cast<std::uint32_t>(id);
         const std::size_t size = gvsp::encode_header(header, packet);
-        if (socket_.send_to(settings.destination, {packet.data(), size})) {
+        if (send_one(settings.destination, {packet.data(), size})) {
             break;
         }
         ++refused;
@@ -349,7 +373,7 @@ std::error_code BlockTransmitter::send_test_packet(const Endpoint& destination, 
     }
     // all zeros: block ID 0 keeps receivers from taking it for data
     const std::vector<std::uint8_t> packet(packet_size - gvsp::ip_udp_header_size);
-    return socket_.send_to(destination, packet);
+    return send_one(destination, packet);
 }
 
 TransmitterStatistics BlockTransmitter::statistics() const

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sdk/net/clock.h"
+#include "sdk/net/packet_sender.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/transmitterraw/pacer.h"
 #include "sdk/transmitterraw/stream_faults.h"
@@ -26,8 +27,9 @@ struct StreamSettings {
     Endpoint destination;
     std::uint32_t packet_size = 1500;  ///< bytes, IP and UDP headers included
     bool extended_ids = false;
-    net::Clock::duration packet_delay{};  ///< between the starts of two packets
-    double bytes_per_second = 0;          ///< upper bound on payload; 0 for none
+    net::Clock::duration packet_delay{};          ///< between the starts of two packets
+    double bytes_per_second = 0;                  ///< upper bound on payload; 0 for none
+    net::Trains trains = net::Trains::automatic;  ///< of packets that may leave together anyway
 };
 
 /// A block as it leaves. The data is sent from where it lies; `owner` keeps it alive for as long as a resend may need
@@ -68,6 +70,7 @@ public:
 
     /// `socket` and `clock` must outlive the transmitter. `history` is the number of blocks kept for resends.
     BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock = net::Clock::steady());
+    BlockTransmitter(net::SendingSocket& socket, std::size_t history, const net::Clock& clock);
 
     void configure(const StreamSettings& settings);
     void set_loss(std::shared_ptr<PacketLoss> loss);
@@ -113,7 +116,11 @@ private:
     std::error_code send_range(const Sent& sent, std::uint64_t first, std::uint64_t last, bool resend);
     void refuse(const wire::gvcp::PacketResend& range, std::uint32_t last, wire::gvcp::Status status);
 
-    net::UdpSocket& socket_;
+    BlockTransmitter(std::unique_ptr<net::SendingSocket> socket, std::size_t history, const net::Clock& clock);
+    std::error_code send_one(const Endpoint& destination, std::span<const std::uint8_t> packet);
+
+    std::unique_ptr<net::SendingSocket> own_socket_;  // where it was given a plain one
+    net::PacketSender sender_;
     const net::Clock& clock_;
     const std::size_t history_size_;
     Wait wait_;

@@ -71,8 +71,8 @@ Acquisition::Channel::Channel(Ipv4Address source, std::size_t history_blocks, co
 {}
 
 Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
-                         CameraEvents& events, const net::Clock& clock)
-    : payload_(payload), events_(events), clock_(clock), epoch_(clock.now())
+                         net::Trains trains, CameraEvents& events, const net::Clock& clock)
+    : payload_(payload), trains_(trains), events_(events), clock_(clock), epoch_(clock.now())
 {
     for (unsigned i = 0; i < channels; ++i) {
         channels_.push_back(std::make_unique<Channel>(source, history_blocks, clock));
@@ -350,7 +350,8 @@ std::vector<Acquisition::Outgoing> Acquisition::prepare_frame(const AcquisitionS
                          .settings = {.destination = state.destination,
                                       .packet_size = state.packet_size,
                                       .extended_ids = state.extended_ids,
-                                      .packet_delay = std::chrono::nanoseconds(state.packet_delay)},
+                                      .packet_delay = std::chrono::nanoseconds(state.packet_delay),
+                                      .trains = trains_},
                          .block = std::move(block)});
     }
     return frame;

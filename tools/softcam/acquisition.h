@@ -56,7 +56,7 @@ public:
     /// Sends from `source`, the same frames on each of the `channels`. Throws std::system_error when that cannot be
     /// bound. `events` and `clock` must outlive it.
     Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
-                CameraEvents& events, const vex::net::Clock& clock);
+                vex::net::Trains trains, CameraEvents& events, const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition();
@@ -122,6 +122,7 @@ private:
     [[nodiscard]] bool ready_for_frame() const;
 
     const PayloadKind payload_;
+    const vex::net::Trains trains_;
     CameraEvents& events_;
     const vex::net::Clock& clock_;
     std::vector<std::unique_ptr<Channel>> channels_;  // as many as there are from the beginning on

@@ -76,8 +76,8 @@ public:
         : adapter_(resolve(options.adapter)), archive_(zip_one_file("softcam.xml", description_xml())),
           mac_(virtual_device::made_up_mac(adapter_.address)), link_(responder_, clock),
           events_(adapter_.address, [this] { return link_.is_silent(); }),
-          acquisition_(adapter_.address, options.stream_channels, options.history_blocks, options.payload, events_,
-                       clock),
+          acquisition_(adapter_.address, options.stream_channels, options.history_blocks, options.payload,
+                       options.trains, events_, clock),
           responder_(describe(options), *this, clock),
           features_(responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }),
           server_(responder_, link_), state_(options.state_file)

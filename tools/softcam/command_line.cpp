@@ -137,6 +137,13 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
                                                       {"jpeg2000", PayloadKind::jpeg2000}};
     app.add_option("--payload", options.payload, "type of the blocks: image (default), raw, file, jpeg or jpeg2000")
         ->transform(CLI::CheckedTransformer(payloads));
+    const std::map<std::string, vex::net::Trains> trains{{"auto", vex::net::Trains::automatic},
+                                                         {"always", vex::net::Trains::always},
+                                                         {"never", vex::net::Trains::never}};
+    app.add_option("--trains", options.trains,
+                   "packets leave joined, for the system to cut: auto (default: where a network device is behind the "
+                   "interface), always or never")
+        ->transform(CLI::CheckedTransformer(trains));
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
     app.add_flag("-q,--quiet", line.quiet, "print errors only");
     add_faults(app, options);

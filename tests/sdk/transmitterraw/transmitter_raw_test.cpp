@@ -109,6 +109,25 @@ TEST_F(TransmitterRaw, SendsAnImageWithItsGeometry)
               std::vector<std::uint8_t>(buffer->GetDataPointer(), buffer->GetDataPointer() + 64 * 48));
 }
 
+TEST_F(TransmitterRaw, PacketTrainsAreSeenByNobodyButTheSystem)
+{
+    EXPECT_EQ(transmitter.GetPacketTrains(), PvPacketTrainsAutomatic);
+    EXPECT_EQ(transmitter.SetPacketTrains(static_cast<PvPacketTrains>(3)).GetCode(), PvResult::InvalidParameter);
+    EXPECT_EQ(transmitter.GetPacketTrains(), PvPacketTrainsAutomatic);
+    const auto buffer = image_buffer(640, 480);
+    ASSERT_TRUE(open().IsOK());
+    for (const PvPacketTrains trains : {PvPacketTrainsNever, PvPacketTrainsAlways, PvPacketTrainsAutomatic}) {
+        ASSERT_TRUE(transmitter.SetPacketTrains(trains).IsOK());
+        EXPECT_EQ(transmitter.GetPacketTrains(), trains);
+        ASSERT_TRUE(transmitter.QueueBuffer(buffer.get()).IsOK());
+        const auto packets = receive_block(host);
+        EXPECT_EQ(packets.size(), 2U + (640 * 480 + 1403) / 1404) << trains;
+        EXPECT_EQ(data_of(packets),
+                  std::vector<std::uint8_t>(buffer->GetDataPointer(), buffer->GetDataPointer() + buffer->GetSize()))
+            << trains;
+    }
+}
+
 TEST_F(TransmitterRaw, SendsRawDataWithItsLength)
 {
     const auto buffer = raw_buffer(5000);
