@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <thread>
+
+#include "sdk/net/precise_sleep.h"
 
 namespace vex::transmitter {
 
@@ -16,21 +17,11 @@ constexpr std::size_t largest_batch = 128;
 // Refusals of one request: a receiver that asks for all of a lost block learns what it needs from the first of them.
 constexpr std::uint64_t most_refusals = 64;
 
-// Sleeps while the system's timer is good enough, then yields.
 void wait_with(const net::Clock& clock, net::Clock::time_point until, const std::atomic<bool>& aborted)
 {
-#ifdef _WIN32
-    constexpr net::Clock::duration timer_error = std::chrono::milliseconds(2);
-#else
-    constexpr net::Clock::duration timer_error = std::chrono::microseconds(80);
-#endif
     constexpr net::Clock::duration longest_sleep = std::chrono::milliseconds(20);
     for (auto left = until - clock.now(); left > net::Clock::duration::zero() && !aborted; left = until - clock.now()) {
-        if (left > timer_error) {
-            std::this_thread::sleep_for(std::min(left - timer_error, longest_sleep));
-        } else {
-            std::this_thread::yield();
-        }
+        net::precise_sleep(std::min(left, longest_sleep));
     }
 }
 

@@ -10,7 +10,10 @@ namespace {
 constexpr Pacer::duration granularity = std::chrono::microseconds(200);
 
 // Where the scheduler lets this thread run rarely, more have to leave together, or the rate would never be reached.
-constexpr Pacer::duration largest_late_batch = std::chrono::milliseconds(1);
+constexpr Pacer::duration largest_late_batch = std::chrono::microseconds(500);
+
+// A wake-up that is no later does not hold up the packets behind: at any rate, each wake-up may be late.
+constexpr Pacer::duration usual_delay = std::chrono::microseconds(250);
 
 // Late wake-ups up to so late in all are caught up with, so that the mean rate holds.
 constexpr Pacer::duration longest_debt = std::chrono::milliseconds(50);
@@ -63,7 +66,7 @@ void Pacer::sent(time_point now, std::size_t packets, std::size_t bytes) noexcep
     }
     due_ = std::max(due_, now - longest_debt) + time;
     // no burst to catch up: twice the rate at most
-    next_ = std::max(due_, now + time / 2);
+    next_ = std::max(due_, std::max(next_, now - usual_delay) + time / 2);
     last_ = now;
 }
 

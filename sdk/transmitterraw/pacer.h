@@ -9,7 +9,8 @@
 namespace vex::transmitter {
 
 /// Spaces packets by a fixed delay and by an upper bound on bytes per second, whichever is slower. Packets that leave
-/// late are caught up with at twice the rate at most, never in a burst. It only computes; waiting is the caller's.
+/// late are caught up with at twice the rate: within any time t, no more leave than pass in 2 t + 1 ms at the rate, and
+/// one. Up to 50 ms are caught up with. It only computes; waiting is the caller's.
 ///
 /// Thread safety: one thread at a time.
 class Pacer {
@@ -23,7 +24,7 @@ public:
     [[nodiscard]] bool unlimited() const noexcept { return delay_ == duration::zero() && bytes_per_second_ <= 0; }
 
     /// How many packets of `packet_bytes` may be handed over in one go at `now`, from 1 to `most`: as many as pass in
-    /// the time that a sleep cannot resolve anyway, or in the time by which they are late, up to a millisecond.
+    /// the time that a sleep cannot resolve anyway, or in the time by which they are late, up to half a millisecond.
     [[nodiscard]] std::size_t batch(time_point now, std::size_t packet_bytes, std::size_t most) const noexcept;
 
     /// The earliest moment for the next packet.
