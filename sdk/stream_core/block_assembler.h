@@ -150,7 +150,7 @@ private:
     bool resends_allowed_ = true;
     MissingPackets::Terms terms_{settings_};
     bool answers_ = false;          // the device has answered a request at some time
-    std::uint32_t unanswered_ = 0;  // blocks given up while it had not
+    std::uint64_t unanswered_ = 0;  // blocks given up since it answered last
     bool flush_requested_ = false;
     std::uint32_t starved_ = 0;  // blocks in a row without a buffer
 

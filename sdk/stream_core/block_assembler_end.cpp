@@ -206,9 +206,7 @@ std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const 
 void BlockAssembler::end_first(Ending ending)
 {
     BlockFrame& frame = *open_[0];
-    if (frame.missing().exhausted() && !answers_) {
-        ++unanswered_;
-    }
+    unanswered_ += frame.missing().exhausted() ? 1 : 0;
     if (frame.has_begun()) {
         counters_.block_ids_missing += numbering_.note_end(
             frame.order(), {.leader_seen = frame.has_leader(), .timestamp = frame.timestamp(), .at = now_});

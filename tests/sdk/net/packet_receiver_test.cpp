@@ -40,9 +40,7 @@ class Receiver : public testing::TestWithParam<std::string> {
 protected:
     void SetUp() override
     {
-        if (PacketReceiver* const any = receiver_of(socket, 1, 1).release()) {
-            delete any;
-        } else {
+        if (receiver_of(socket, 1, 1) == nullptr) {
             GTEST_SKIP() << "this process may not receive so here";
         }
     }

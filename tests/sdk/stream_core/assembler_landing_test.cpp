@@ -7,6 +7,7 @@
 #include "sdk/stream_core/packet_bitmap.h"
 #include "tests/sdk/stream_core/assembler_fixture.h"
 #include "tests/sdk/stream_core/lander.h"
+#include "tests/sdk/stream_core/type_packets.h"
 
 using namespace vex;
 
@@ -281,6 +282,26 @@ TEST_F(AssemblerLanding, AnEndedBlockReachesAsFarAsItsLastPacket)
     landed->assembler.abort();
     ASSERT_EQ(plain->port.delivered.size(), 1U);
     EXPECT_EQ(plain->port.delivered[0].buffer->GetAcquiredSize(), 180U);
+    expect_equal();
+}
+
+TEST_F(AssemblerLanding, ABlockOfUnannouncedSizeReachesAsFarAsItsLastPacket)
+{
+    make_twins();
+    queue(200);
+    const Bytes data = packets::chunk(7, picture(92, 1));  // five full packets
+    Batch block{packets::chunk_leader({.id = 1}, 1)};
+    for (const Bytes& packet : packets::payload_packets({.id = 1}, data, 20)) {
+        block.push_back(packet);
+    }
+    block.push_back(packets::chunk_trailer({.id = 1}, 6, 100));
+    receive(part(block, 0, 2));
+    EXPECT_EQ(receive(part(block, 2, 7)), 4U);
+    ASSERT_EQ(landed->port.delivered.size(), 1U);
+    EXPECT_EQ(landed->port.delivered[0].data(100), data);
+    for (const Twin* twin : {plain.get(), landed.get()}) {
+        EXPECT_EQ(twin->port.delivered.at(0).buffer->GetChunkCount(), 1U);
+    }
     expect_equal();
 }
 

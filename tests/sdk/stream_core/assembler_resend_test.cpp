@@ -244,24 +244,46 @@ TEST_F(AssemblerResend, MoreInARowThanMayBeAskedForEndsTheBlock)
     EXPECT_EQ(results(), (std::vector{PvResult::TooManyConsecutiveResends}));
 }
 
-TEST_F(AssemblerResend, ADeviceThatNeverAnswersIsNotAskedAnyMore)
+/// A device that does not answer what it was asked for so far.
+class SilentDevice : public AssemblerResend {
+protected:
+    void ask_until_given_up(std::uint64_t first, std::uint64_t last)
+    {
+        for (std::uint64_t id = first; id <= last; ++id) {
+            EXPECT_TRUE(assembler.asks_for_resends()) << "block " << id;
+            receive(without(block(id), 2));
+            pass(delay);
+            for (int i = 0; i < 4; ++i) {
+                pass(timeout);
+            }
+        }
+        EXPECT_FALSE(assembler.asks_for_resends());
+        requests();
+    }
+};
+
+TEST_F(SilentDevice, IsNotAskedAnyMore)
 {
     queue(10, 64);
-    for (std::uint64_t id = 1; id <= 5; ++id) {
-        EXPECT_TRUE(assembler.asks_for_resends());
-        receive(without(block(id), 2));
-        pass(delay);
-        for (int i = 0; i < 4; ++i) {
-            pass(timeout);
-        }
-    }
-    EXPECT_FALSE(assembler.asks_for_resends());
-    requests();
+    ask_until_given_up(1, 5);
     receive(without(block(6), 2));
     pass(delay);
     pass(100ms);
     EXPECT_EQ(requests(), Ranges{});
     EXPECT_EQ(results().back(), PvResult::MissingPackets);
+}
+
+TEST_F(SilentDevice, IsAskedAnewWhenResendsAreSwitchedOnAgain)
+{
+    queue(20, 64);
+    ask_until_given_up(1, 5);
+    apply_settings();
+    EXPECT_FALSE(assembler.asks_for_resends()) << "other settings change nothing";
+    settings.resend_packet_enable = false;
+    apply_settings();
+    settings.resend_packet_enable = true;
+    apply_settings();
+    ask_until_given_up(6, 10);
 }
 
 TEST_F(AssemblerResend, ADeviceThatAnsweredOnceIsAskedOnAndOn)

@@ -274,6 +274,40 @@ TEST(Multicast, ReceivesFromTheGroup)
     EXPECT_EQ(retrieved, &buffers[1]);
 }
 
+TEST(Multicast, OnlyWhoControlsTheDeviceAsksForWhatIsMissing)
+{
+    constexpr Ipv4Address group{0xEFC0282BU};  // 239.192.40.43
+    const std::uint16_t port = net::UdpSocket::open({any_address, 0}).local().port;
+    const auto open = [port](Stream& stream) {
+        return stream.Open(camera_ip, "239.192.40.43", port, 0, "127.0.0.1").IsOK();
+    };
+    Stream watcher;
+    ASSERT_TRUE(open(watcher));
+    Stream controller;
+    {
+        const net::KnownPath path(camera, host, true);
+        ASSERT_TRUE(open(controller));
+    }
+    PvBuffer buffers[2];
+    ASSERT_TRUE(watcher.QueueBuffer(&buffers[0]).IsOK());
+    ASSERT_TRUE(controller.QueueBuffer(&buffers[1]).IsOK());
+    net::UdpSocket sender = net::UdpSocket::open({camera, 0});
+    ASSERT_FALSE(sender.set_multicast_interface(host, 1));
+    std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
+    block.erase(block.begin() + 2);
+    for (const Bytes& packet : block) {
+        ASSERT_FALSE(sender.send_to({group, port}, packet));
+    }
+    PvBuffer* retrieved = nullptr;
+    PvResult operation_result;
+    ASSERT_TRUE(watcher.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
+    EXPECT_EQ(operation_result.GetCode(), PvResult::MissingPackets);
+    EXPECT_EQ(watcher.counters().resend_requests, 0U);
+    ASSERT_TRUE(controller.RetrieveBuffer(&retrieved, &operation_result, ample).IsOK());
+    EXPECT_EQ(operation_result.GetCode(), PvResult::TooManyResends);
+    EXPECT_NE(controller.counters().resend_requests, 0U);
+}
+
 /// A backend that serves one interface and receives nothing.
 class OneInterface final : public net::ReceiveBackend {
 public:
