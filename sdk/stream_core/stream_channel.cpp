@@ -421,7 +421,7 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
     const net::Clock::time_point now = clock_.now();
     {
         const std::lock_guard lock(queues_);
-        --filling_;
+        end_filling(now);
         if (fate == BlockFate::aborted) {
             failures_.note(failures_.aborted, buffer.GetOperationResult());
         } else {
@@ -436,6 +436,14 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
         ready_.push_back(&buffer);
     }
     changed_.notify_one();
+}
+
+/// One buffer less is being filled. While one is, the others are not waited for. With `queues_` held.
+void StreamChannel::end_filling(net::Clock::time_point now) noexcept
+{
+    if (--filling_ == 0) {
+        request_since_ = now;
+    }
 }
 
 /// Nobody came for the oldest filled buffer. With `queues_` held.
@@ -460,7 +468,7 @@ void StreamChannel::request_resend(const wire::gvcp::PacketResend& range) noexce
 void StreamChannel::put_back(PvBuffer& buffer) noexcept
 {
     const std::lock_guard lock(queues_);
-    --filling_;
+    end_filling(clock_.now());
     idle_.insert(idle_.begin(), &buffer);
 }
 
@@ -471,7 +479,7 @@ void StreamChannel::buffer_destroyed(PvBuffer& buffer) noexcept
     const bool filling = assembler_ != nullptr && assembler_->forget(buffer);
     const std::lock_guard lock(queues_);
     if (filling) {
-        --filling_;
+        end_filling(clock_.now());
     }
     std::erase(idle_, &buffer);
     std::erase(ready_, &buffer);

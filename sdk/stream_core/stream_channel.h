@@ -157,6 +157,7 @@ private:
     void expire_request(net::Clock::time_point now);
     void recycle_oldest() noexcept;
     [[nodiscard]] Counters counters() const;
+    void end_filling(net::Clock::time_point now) noexcept;
     [[nodiscard]] std::string what_came_so_far() const;
     static void mark_unfilled(PvBuffer& buffer, PvResult::Code result) noexcept;
     void abort_all();
@@ -202,7 +203,7 @@ private:
     std::uint64_t pipeline_drops_ = 0;
     std::uint32_t most_idle_;               // by the settings
     std::uint32_t most_ready_;              // by the settings
-    net::Clock::time_point request_since_;  // a buffer has waited to be filled, and none was taken
+    net::Clock::time_point request_since_;  // a buffer has waited to be filled, and none was being filled
     QueueCounters queue_counters_;
     std::uint32_t latest_request_id_ = 0;  // the receive thread's
 };

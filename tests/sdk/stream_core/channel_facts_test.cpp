@@ -3,20 +3,21 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <span>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
+#include "sdk/net/known_path.h"
 #include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
 #include "sdk/wire/gvcp.h"
 #include "tests/sdk/net/wine.h"
+#include "tests/sdk/stream_core/line_backend.h"
 #include "tests/sdk/stream_core/packets.h"
+#include "tests/sdk/stream_core/stream_fixture.h"
 
 using namespace vex;
 
@@ -25,79 +26,12 @@ namespace {
 using packets::Bytes;
 using packets::picture;
 
+using stream_test::Line;
+using stream_test::LineBackend;
+
 constexpr Ipv4Address camera{0x7F000028};
 constexpr Ipv4Address host{0x7F000001};
 constexpr std::uint32_t ample = 10'000;
-
-/// What arrives, by the test's word.
-struct Line {
-    explicit Line(Ipv4Address sender = camera) : source{sender, 20000} {}
-
-    const Endpoint source;
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::deque<Bytes> packets;
-    std::uint64_t dropped = 0;
-
-    void arrive(Bytes packet)
-    {
-        {
-            const std::lock_guard lock(mutex);
-            packets.push_back(std::move(packet));
-        }
-        changed.notify_all();
-    }
-};
-
-class LineReceiver final : public net::PacketReceiver {
-public:
-    explicit LineReceiver(std::shared_ptr<Line> line) : line_(std::move(line)) {}
-
-    std::span<const net::Datagram> read(const net::Landing&) override
-    {
-        const std::lock_guard lock(line_->mutex);
-        if (line_->packets.empty()) {
-            return {};
-        }
-        packet_ = std::move(line_->packets.front());
-        line_->packets.pop_front();
-        datagram_ = {.data = packet_, .source = line_->source};
-        return {&datagram_, 1};
-    }
-    bool wait(std::chrono::milliseconds timeout) override
-    {
-        std::unique_lock lock(line_->mutex);
-        return line_->changed.wait_for(lock, timeout, [this] { return !line_->packets.empty(); });
-    }
-    bool drained() const noexcept override { return true; }
-    std::optional<std::uint64_t> dropped_by_system() const noexcept override
-    {
-        const std::lock_guard lock(line_->mutex);
-        return line_->dropped;
-    }
-    std::size_t buffer_bytes() const noexcept override { return 4096; }
-
-private:
-    std::shared_ptr<Line> line_;
-    Bytes packet_;
-    net::Datagram datagram_;
-};
-
-class LineBackend final : public net::ReceiveBackend {
-public:
-    explicit LineBackend(std::shared_ptr<Line> line) : line_(std::move(line)) {}
-
-    std::string_view name() const noexcept override { return "line"; }
-    bool privileged() const noexcept override { return false; }
-    bool serves(const net::ReceivePath&) const noexcept override { return true; }
-    std::unique_ptr<net::PacketReceiver> create(const net::ReceiverOptions&) const override
-    {
-        return std::make_unique<LineReceiver>(line_);
-    }
-
-private:
-    std::shared_ptr<Line> line_;
-};
 
 class ChannelFacts : public testing::Test {
 protected:
@@ -108,16 +42,14 @@ protected:
         ASSERT_TRUE(channel.queue(&buffer).IsOK());
         std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
         block[1] = packets::header({.id = 1}, 8, 1);
-        for (Bytes& packet : block) {
-            line->arrive(std::move(packet));
-        }
+        line->arrive(std::move(block));
         PvBuffer* retrieved = nullptr;
         PvResult operation_result;
         ASSERT_TRUE(channel.retrieve(retrieved, operation_result, ample).IsOK());
         ASSERT_EQ(operation_result.GetCode(), PvResult::InvalidDataFormat);
     }
 
-    std::shared_ptr<Line> line = std::make_shared<Line>();
+    std::shared_ptr<Line> line = std::make_shared<Line>(camera);
     net::AddedBackend added{std::make_shared<LineBackend>(line)};
     stream::StreamChannel channel;
     PvBuffer buffer;
@@ -178,9 +110,7 @@ protected:
     {
         std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
         block.erase(block.begin() + 2);
-        for (Bytes& packet : block) {
-            line->arrive(std::move(packet));
-        }
+        line->arrive(std::move(block));
     }
 
     static constexpr Ipv4Address device{0x7F00008F};  // 127.0.0.143
@@ -233,9 +163,7 @@ TEST_F(ChannelFacts, OfTooManyFilledBuffersTheOldestIsFilledAgain)
     }
     ASSERT_TRUE(channel.set(stream::setting_of(&stream::StreamSettings::maximum_internal_retrieve_buffers), 2).IsOK());
     for (std::uint64_t id = 1; id <= 3; ++id) {
-        for (Bytes& packet : packets::image_block({.id = id}, {}, picture(64, id), 20, id)) {
-            line->arrive(std::move(packet));
-        }
+        line->arrive(packets::image_block({.id = id}, {}, picture(64, id), 20, id));
     }
     for (int i = 0; i < 2000 && channel.statistics().queue.blocks_recycled == 0; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
