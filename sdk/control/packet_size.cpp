@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/net/known_path.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -135,6 +136,7 @@ public:
                                 std::to_string(now & stream::packet_size_mask));
         }
         settled_ = true;
+        net::note_packet_size(control_.device().address, channel_, size);
         return PvResult::OK;
     }
 

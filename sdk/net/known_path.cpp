@@ -9,12 +9,18 @@ namespace vex::net {
 
 namespace {
 
+/// 0 for what is not known.
+struct StreamFacts {
+    std::uint16_t source = 0;
+    std::uint32_t packet_size = 0;
+};
+
 struct Entry {
     const KnownPath* path;
     Ipv4Address peer;
     Ipv4Address local;
     bool controls;
-    std::map<std::uint32_t, std::uint16_t> stream_sources;  ///< ports by channel
+    std::map<std::uint32_t, StreamFacts> streams;  ///< by channel
 };
 
 struct Paths {
@@ -27,6 +33,32 @@ Paths& paths()
     // never destroyed: connections in static objects may outlive it
     static auto* const all = new Paths;
     return *all;
+}
+
+template <typename Value>
+void note(Ipv4Address peer, std::uint32_t channel, Value StreamFacts::*fact, Value value)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    for (Entry& entry : all.entries) {
+        if (entry.peer == peer) {
+            entry.streams[channel].*fact = value;
+        }
+    }
+}
+
+template <typename Value>
+Value known(Ipv4Address peer, std::uint32_t channel, Value StreamFacts::*fact)
+{
+    Paths& all = paths();
+    const std::scoped_lock lock(all.mutex);
+    for (const Entry& entry : all.entries) {
+        const auto stream = entry.streams.find(channel);
+        if (entry.peer == peer && stream != entry.streams.end() && stream->second.*fact != 0) {
+            return stream->second.*fact;
+        }
+    }
+    return 0;
 }
 
 }  // namespace
@@ -64,26 +96,22 @@ bool is_controlled_from_here(Ipv4Address peer)
 
 void note_stream_source(Ipv4Address peer, std::uint32_t channel, std::uint16_t port)
 {
-    Paths& all = paths();
-    const std::scoped_lock lock(all.mutex);
-    for (Entry& entry : all.entries) {
-        if (entry.peer == peer) {
-            entry.stream_sources[channel] = port;
-        }
-    }
+    note(peer, channel, &StreamFacts::source, port);
 }
 
 std::uint16_t known_stream_source(Ipv4Address peer, std::uint32_t channel)
 {
-    Paths& all = paths();
-    const std::scoped_lock lock(all.mutex);
-    for (const Entry& entry : all.entries) {
-        const auto source = entry.stream_sources.find(channel);
-        if (entry.peer == peer && source != entry.stream_sources.end() && source->second != 0) {
-            return source->second;
-        }
-    }
-    return 0;
+    return known(peer, channel, &StreamFacts::source);
+}
+
+void note_packet_size(Ipv4Address peer, std::uint32_t channel, std::uint32_t size)
+{
+    note(peer, channel, &StreamFacts::packet_size, size);
+}
+
+std::uint32_t known_packet_size(Ipv4Address peer, std::uint32_t channel)
+{
+    return known(peer, channel, &StreamFacts::packet_size);
 }
 
 }  // namespace vex::net

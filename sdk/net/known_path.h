@@ -30,4 +30,8 @@ void note_stream_source(Ipv4Address peer, std::uint32_t channel, std::uint16_t p
 /// That port; 0 when it is not known.
 [[nodiscard]] std::uint16_t known_stream_source(Ipv4Address peer, std::uint32_t channel);
 
+/// The same for the size of a channel's packets, from the IP header on, that was negotiated with `peer`.
+void note_packet_size(Ipv4Address peer, std::uint32_t channel, std::uint32_t size);
+[[nodiscard]] std::uint32_t known_packet_size(Ipv4Address peer, std::uint32_t channel);
+
 }  // namespace vex::net

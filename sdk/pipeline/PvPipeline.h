@@ -78,7 +78,8 @@ public:
     ///
     /// On OK `*buffer` is a buffer of the pool, the client's until ReleaseBuffer, and `*operation_result` tells how its
     /// acquisition ended. On any failure `*buffer` is null and both results are the same.
-    /// Errors: Timeout; StateError (not started, or stopped meanwhile); NotConnected (the stream was closed);
+    /// Errors: Timeout (the text tells what is known, as that of PvStreamBase::RetrieveBuffer does); StateError (not
+    /// started, or stopped meanwhile); NotConnected (the stream was closed);
     /// InvalidParameter (a null pointer).
     PvResult RetrieveNextBuffer(PvBuffer** buffer, std::uint32_t timeout, PvResult* operation_result);
     /// Gives a retrieved buffer back.

@@ -270,6 +270,7 @@ PvResult BufferRound::retrieve(PvBuffer*& buffer, std::uint32_t timeout_ms, PvRe
     buffer = nullptr;
     std::unique_lock lock(mutex_);
     const std::uint64_t start = starts_;
+    const std::uint64_t underruns = output_.empty() && channel_ != nullptr ? channel_->underruns() : 0;
     const auto over = [&] { return state_ != State::running || starts_ != start; };
     const auto done = [&] { return !output_.empty() || over(); };
     if (timeout_ms == stream::StreamChannel::wait_forever) {
@@ -278,7 +279,7 @@ PvResult BufferRound::retrieve(PvBuffer*& buffer, std::uint32_t timeout_ms, PvRe
         changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), done);
     }
     if (output_.empty() || starts_ != start) {
-        return operation_result = why_nothing(over(), timeout_ms);
+        return operation_result = why_nothing(over(), timeout_ms, underruns);
     }
     Member& first = *output_.front();
     output_.erase(output_.begin());
@@ -289,7 +290,7 @@ PvResult BufferRound::retrieve(PvBuffer*& buffer, std::uint32_t timeout_ms, PvRe
 }
 
 /// With the lock held.
-PvResult BufferRound::why_nothing(bool stopped, std::uint32_t timeout_ms) const
+PvResult BufferRound::why_nothing(bool stopped, std::uint32_t timeout_ms, std::uint64_t underruns) const
 {
     if (state_ == State::ended) {
         return failure(PvResult::NotConnected, "The pipeline's stream was closed");
@@ -303,7 +304,8 @@ PvResult BufferRound::why_nothing(bool stopped, std::uint32_t timeout_ms) const
         return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms: all ", with_client,
                        " buffers are with the client, which has to release them");
     }
-    return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms");
+    return failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
+                   channel_->why_nothing(underruns));
 }
 
 PvResult BufferRound::release(PvBuffer* buffer)

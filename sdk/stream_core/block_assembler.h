@@ -90,6 +90,9 @@ public:
     bool forget(const PvBuffer& buffer) noexcept;
 
     [[nodiscard]] const Counters& counters() const noexcept { return counters_; }
+    /// Bytes of a full payload packet of the newest block in flight that shows it, as a device's register for the
+    /// packet size counts them; 0 where none does.
+    [[nodiscard]] std::size_t packet_size() const noexcept;
     /// Of which a packet came.
     [[nodiscard]] std::size_t blocks_in_flight() const noexcept;
     /// Whether missing packets are asked for: allowed, wanted, and the device answers.

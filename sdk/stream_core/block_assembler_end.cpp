@@ -19,6 +19,20 @@ std::size_t BlockAssembler::blocks_in_flight() const noexcept
     return static_cast<std::size_t>(std::ranges::count_if(in_flight(), &BlockFrame::has_begun));
 }
 
+std::size_t BlockAssembler::packet_size() const noexcept
+{
+    std::size_t size = 0;
+    for (const BlockFrame* frame : in_flight()) {
+        // the only packet of a block may be shorter
+        if (frame->next_payload() > 2 && frame->stride() != 0) {
+            const std::size_t header =
+                numbering_.extended_ids() ? wire::gvsp::extended_header_size : wire::gvsp::standard_header_size;
+            size = wire::gvsp::ip_udp_header_size + header + frame->stride();
+        }
+    }
+    return size;
+}
+
 bool BlockAssembler::asks_for_resends() const noexcept
 {
     return resends_allowed_ && settings_.resend_packet_enable && !device_.is_any() &&

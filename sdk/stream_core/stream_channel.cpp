@@ -216,10 +216,9 @@ PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, 
     }
     if (result.GetCode() == PvResult::Timeout) {
         ++queue_counters_.retrievals_timed_out;
-        const bool starved = underruns_ != underruns;
         lock.unlock();
-        result = failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms",
-                         starved ? ": blocks arrived for which no buffer was queued" : what_came_so_far());
+        result =
+            failure(PvResult::Timeout, "No block was completed within ", timeout_ms, " ms", why_nothing(underruns));
         lock.lock();
         failures_.note(failures_.timeout, result);
     } else {

@@ -118,6 +118,12 @@ public:
     void release_claim(const Claim& claim);
     [[nodiscard]] bool is_claimed_by(const Claim& claim) const;
 
+    /// For the text of a timeout: what is known of why no block came, with a colon in front; empty where nothing is.
+    /// `underruns_before`: underruns() when the wait began.
+    [[nodiscard]] std::string why_nothing(std::uint64_t underruns_before) const;
+    /// Blocks for which no buffer was queued, of all openings.
+    [[nodiscard]] std::uint64_t underruns() const;
+
     [[nodiscard]] Statistics statistics(TimeSource preferred = TimeSource::host) const;
     /// OK for none.
     [[nodiscard]] PvResult last_error(bool timeouts_count, bool aborts_count) const;
@@ -159,6 +165,7 @@ private:
     [[nodiscard]] Counters counters() const;
     void end_filling(net::Clock::time_point now) noexcept;
     [[nodiscard]] std::string what_came_so_far() const;
+    [[nodiscard]] std::string odd_packet_size(const Endpoints& endpoints) const;
     static void mark_unfilled(PvBuffer& buffer, PvResult::Code result) noexcept;
     void abort_all();
     [[nodiscard]] PvResult wait_for_block(std::unique_lock<std::mutex>& lock, std::uint32_t timeout_ms,

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/net/known_path.h"
 #include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
 
@@ -26,7 +27,7 @@ std::string StreamChannel::what_came_so_far() const
         return {};
     }
     if (counters.blocks_begun != 0) {
-        return ": packets have come, but no block has ended";
+        return ": packets" + odd_packet_size(*endpoints) + " have come, but no block has ended";
     }
     const std::string way = endpoints->device.to_string() + " to " + endpoints->local.to_string() + ", port " +
                             std::to_string(endpoints->port);
@@ -37,6 +38,33 @@ std::string StreamChannel::what_came_so_far() const
         return ": what has come from " + way + " is not a stream";
     }
     return ": no packet has ever come from " + way;
+}
+
+/// What is to be said of packets that are larger or smaller than those that the device was set to send.
+std::string StreamChannel::odd_packet_size(const Endpoints& endpoints) const
+{
+    const std::uint32_t negotiated = net::known_packet_size(endpoints.device, endpoints.channel);
+    std::size_t size = 0;
+    {
+        const std::lock_guard work(work_);
+        size = assembler_ != nullptr ? assembler_->packet_size() : 0;
+    }
+    if (negotiated == 0 || size == 0 || size == negotiated) {
+        return {};
+    }
+    return " of another size than negotiated (" + std::to_string(size) + " bytes, not " + std::to_string(negotiated) +
+           ")";
+}
+
+std::string StreamChannel::why_nothing(std::uint64_t underruns_before) const
+{
+    return underruns() != underruns_before ? ": blocks arrived for which no buffer was queued" : what_came_so_far();
+}
+
+std::uint64_t StreamChannel::underruns() const
+{
+    const std::lock_guard lock(queues_);
+    return underruns_;
 }
 
 void Failures::note(Failure& kind, const PvResult& result) noexcept

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/net/known_path.h"
 #include "tests/sdk/control/raw_device.h"
 #include "tests/sdk/control/scripted_transport.h"
 
@@ -103,6 +104,18 @@ TEST_F(PacketSizeTest, FindsTheLargestThatTheWireCarries)
         EXPECT_EQ(camera->reg(0x0D04), 0x20000000U | (wire & ~3U)) << "wire " << wire;
         expect_channel_restored();
     }
+}
+
+TEST_F(PacketSizeTest, StreamsOfThisProcessKnowWhatWasNegotiated)
+{
+    const Ipv4Address device = device_test::ScriptedTransport::camera.address;
+    const net::KnownPath path(device, packets.local().address);
+    auto options = sound();
+    options.largest_on_wire = 1500;
+    start(options);
+    EXPECT_TRUE(negotiate().IsOK());
+    EXPECT_EQ(net::known_packet_size(device, 0), 1500U);
+    EXPECT_EQ(net::known_packet_size(device, 1), 0U);
 }
 
 TEST_F(PacketSizeTest, TakesTheDevicesOwnLimitWhereTheWireCarriesMore)

@@ -70,4 +70,18 @@ TEST(KnownPath, KeepsThePortsThatStreamsComeFrom)
     EXPECT_EQ(net::known_stream_source(camera, 1), 0U);
 }
 
+TEST(KnownPath, KeepsTheSizesOfPacketsThatWereNegotiated)
+{
+    {
+        const net::KnownPath path(camera, first);
+        const net::KnownPath other(other_camera, first);
+        net::note_packet_size(camera, 1, 9000);
+        net::note_stream_source(camera, 1, 50001);
+        EXPECT_EQ(net::known_packet_size(camera, 1), 9000U);
+        EXPECT_EQ(net::known_packet_size(camera, 0), 0U);
+        EXPECT_EQ(net::known_packet_size(other_camera, 1), 0U);
+    }
+    EXPECT_EQ(net::known_packet_size(camera, 1), 0U);
+}
+
 }  // namespace

@@ -103,6 +103,15 @@ TEST_F(PipelineNotifications, TellOfBuffersThatResetDeletesWhenItIsStopped)
     EXPECT_EQ(heard.created.size(), 6U);
 }
 
+TEST_F(PipelineNotifications, TellOfBuffersThatResetDeletesWhenTheStreamHasClosed)
+{
+    ASSERT_TRUE(pipeline->Start().IsOK());
+    ASSERT_TRUE(stream.Close().IsOK());
+    ASSERT_EQ(pipeline->RetrieveNextBuffer(&retrieved, ample, &operation_result).GetCode(), PvResult::NotConnected);
+    ASSERT_TRUE(pipeline->Reset().IsOK());
+    EXPECT_EQ(heard.deleted, heard.created);
+}
+
 TEST_F(PipelineNotifications, TellOfAllBuffersAtTheEndThoseOfTheClientIncluded)
 {
     ASSERT_TRUE(pipeline->Start().IsOK());

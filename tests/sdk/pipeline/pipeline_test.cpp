@@ -241,6 +241,48 @@ TEST_F(Pipeline, TimesOutWithNoBufferAndTellsWhenTheClientHasThemAll)
     EXPECT_EQ(pipeline.RetrieveNextBuffer(&retrieved, 0, nullptr).GetCode(), PvResult::InvalidParameter);
 }
 
+TEST_F(Pipeline, ATimeoutTellsWhatTheStreamKnows)
+{
+    start(2);
+    const std::string way = camera_ip.str() + " to 127.0.0.1, port " + std::to_string(stream.GetLocalPort());
+    ASSERT_EQ(next(0), PvResult::Timeout);
+    EXPECT_EQ(operation_result.description(),
+              "No block was completed within 0 ms: no packet has ever come from " + way);
+    send(packets::Bytes(5));
+    await([&] { return stream.counters().of(stream::PacketFate::malformed) == 1; });
+    ASSERT_EQ(next(0), PvResult::Timeout);
+    EXPECT_EQ(operation_result.description(),
+              "No block was completed within 0 ms: what has come from " + way + " is not a stream");
+    send(packets::image_leader({.id = 1}, {}, 1));
+    await([&] { return stream.counters().blocks_begun == 1; });
+    ASSERT_EQ(next(0), PvResult::Timeout);
+    EXPECT_EQ(operation_result.description(),
+              "No block was completed within 0 ms: packets have come, but no block has ended");
+}
+
+TEST_F(Pipeline, ATimeoutTellsThatBlocksCameForWhichNoBufferWasQueued)
+{
+    ASSERT_TRUE(pipeline.SetBufferCount(2).IsOK());
+    stream.set(&stream::StreamSettings::maximum_pre_queued_buffers, 1);
+    ASSERT_TRUE(pipeline.Start().IsOK());
+    send_block(1);
+    ASSERT_EQ(next(), PvResult::OK);  // and the other one waits beside the stream
+    std::atomic<bool> done{false};
+    std::thread camera_thread([&] {
+        for (std::uint64_t id = 2; !done; ++id) {
+            send_block(id);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    });
+    const std::string_view reason = ": blocks arrived for which no buffer was queued";
+    for (int i = 0; i < 50 && !operation_result.description().ends_with(reason); ++i) {
+        EXPECT_EQ(next(200), PvResult::Timeout);
+    }
+    done = true;
+    camera_thread.join();
+    EXPECT_EQ(operation_result.description(), "No block was completed within 200 ms" + std::string(reason));
+}
+
 TEST_F(Pipeline, LetsBlocksThatHadArrivedBeRetrievedAfterItStopped)
 {
     start(4);
@@ -296,6 +338,36 @@ TEST_F(Pipeline, FillsABufferAgainWhoseStreamWasAborted)
     ASSERT_EQ(next(0), PvResult::OK);
     EXPECT_TRUE(operation_result.IsOK());
     EXPECT_EQ(retrieved->GetDataPointer()[0], retrieved->GetBlockID());
+}
+
+TEST_F(Pipeline, QueuesABufferAgainThatNoBlockBeganToFill)
+{
+    stream.set(&stream::StreamSettings::request_timeout_ms, 1);
+    start(2);
+    await([&] { return stream.requests_expired() >= 3; });
+    stream.set(&stream::StreamSettings::request_timeout_ms, 0);
+    send_block(7);
+    ASSERT_EQ(next(), PvResult::OK);
+    EXPECT_EQ(operation_result.GetCode(), PvResult::OK);
+    EXPECT_EQ(retrieved->GetBlockID(), 7U);
+}
+
+TEST_F(Pipeline, OnTheWordOfALeaderItsBuffersGrowToNoMoreThanAGigabyte)
+{
+    start(1);
+    send_block(1);
+    ASSERT_EQ(next(), PvResult::OK);
+    std::vector<std::uint8_t> memory(10);
+    ASSERT_TRUE(retrieved->Attach(memory.data(), 10).IsOK());
+    pipeline.SetBufferSize(10);
+    ASSERT_TRUE(pipeline.ReleaseBuffer(retrieved).IsOK());
+    send(packets::image_leader({.id = 2}, {.width = 60'000, .height = 60'000}, 2));
+    send(packets::payload({.id = 2}, 1, packets::Bytes(20)));
+    send(packets::image_trailer({.id = 2}, 2, 60'000));
+    ASSERT_EQ(next(), PvResult::OK);
+    EXPECT_EQ(operation_result.GetCode(), PvResult::BufferTooSmall);
+    EXPECT_EQ(pipeline.GetBufferSize(), 1U << 30);
+    EXPECT_NE(retrieved->Detach(), nullptr);
 }
 
 TEST_F(Pipeline, HandsOutIncompleteBlocksWithTheirResult)

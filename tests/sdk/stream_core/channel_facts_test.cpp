@@ -103,6 +103,36 @@ TEST_F(ChannelFacts, ATimeoutTellsThatPacketsComeButNoBlockEnds)
     EXPECT_EQ(result.description(), "No block was completed within 1 ms: packets have come, but no block has ended");
 }
 
+TEST_F(ChannelFacts, ATimeoutTellsOfPacketsThatAreNotAsLargeAsNegotiated)
+{
+    const net::KnownPath path(camera, host);
+    ASSERT_TRUE(channel.queue(&buffer).IsOK());
+    const auto timeout_once = [this](std::uint64_t stored) {
+        stream_test::await([&] { return channel.statistics().counters.stored_bytes == stored; });
+        PvBuffer* retrieved = nullptr;
+        PvResult result;
+        channel.retrieve(retrieved, result, 0);
+        return std::string(result.description());
+    };
+    const std::string plain = "No block was completed within 0 ms: packets have come, but no block has ended";
+    const std::vector<Bytes> block = packets::image_block({.id = 1}, {}, picture(64, 1), 20, 1);
+    net::note_packet_size(camera, 0, 1500);
+    line->arrive(block[0]);
+    line->arrive(block[1]);
+    EXPECT_EQ(timeout_once(20), plain) << "the only packet of a block may be short";
+    line->arrive(block[2]);
+    // 20 bytes of data, 8 of their header, 28 of IP and UDP
+    EXPECT_EQ(timeout_once(40),
+              "No block was completed within 0 ms: packets of another size than negotiated (56 bytes, not 1500) have "
+              "come, but no block has ended");
+    net::note_packet_size(camera, 0, 56);
+    EXPECT_EQ(timeout_once(40), plain);
+    net::note_packet_size(camera, 0, 40);
+    EXPECT_NE(timeout_once(40).find("(56 bytes, not 40)"), std::string::npos);
+    net::note_packet_size(camera, 0, 0);
+    EXPECT_EQ(timeout_once(40), plain) << "nothing was negotiated";
+}
+
 /// The device's control port, at an address that nobody else uses.
 class ChannelRequests : public testing::Test {
 protected:

@@ -28,6 +28,11 @@ constexpr std::uint32_t ample = 10'000;
 class Stream : public PvStreamBase {
 public:
     [[nodiscard]] stream::Counters counters() { return channel().statistics().counters; }
+    void set(std::uint32_t stream::StreamSettings::*setting, std::uint32_t value)
+    {
+        EXPECT_TRUE(channel().set(stream::setting_of(setting), value).IsOK());
+    }
+    [[nodiscard]] std::uint64_t requests_expired() { return channel().statistics().queue.requests_expired; }
     [[nodiscard]] std::uint64_t pipeline_blocks_dropped() { return channel().statistics().pipeline_blocks_dropped; }
 };
 

@@ -90,4 +90,23 @@ TEST_F(Rates, GoByTheDevicesClockWhereThatIsPreferredAndBlocksCarryIt)
     EXPECT_EQ(statistics.GetTimestampSourceEffective(), PvTimestampSourceSoftware);
 }
 
+TEST_F(Rates, GoByTheHostsClockFromATimestampThatGoesBackOrStandsUntilTwoAreInOrderAgain)
+{
+    take_block(9'000);
+    clock.advance(20ms);
+    take_block(10'000);
+    EXPECT_EQ(statistics.GetTimestampSourceEffective(), PvTimestampSourceHardware);
+    for (const std::uint64_t odd : {500U, 500U}) {  // the camera began anew; and one that stands still
+        clock.advance(20ms);
+        take_block(odd);
+        EXPECT_EQ(statistics.GetTimestampSourceEffective(), PvTimestampSourceSoftware);
+        EXPECT_NEAR(statistics.GetAcquisitionRate(), 50, 0.001);
+        EXPECT_NEAR(statistics.GetBandwidth(), 50 * 64 * 8, 0.1);
+    }
+    clock.advance(20ms);
+    take_block(1'500);
+    EXPECT_EQ(statistics.GetTimestampSourceEffective(), PvTimestampSourceHardware);
+    EXPECT_NEAR(statistics.GetAcquisitionRate(), 50, 0.001) << "by the ticks since then";
+}
+
 }  // namespace

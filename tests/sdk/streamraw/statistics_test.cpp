@@ -189,6 +189,42 @@ TEST_F(Statistics, CountBlocksForWhichThereIsNoBuffer)
     EXPECT_EQ(statistics.GetErrorCount(), 3U);
 }
 
+TEST_F(Statistics, CountBlocksThatTheDeviceSaysItDropped)
+{
+    queue();
+    send(
+        packets::image_block({.id = 7, .extended = true, .flags = 2}, {}, packets::picture(image_bytes, 7), stride, 0));
+    ASSERT_EQ(retrieve(), PvResult::OK);
+    EXPECT_EQ(statistics.GetBlocksDroppedCount(), 1U);
+    EXPECT_EQ(statistics.GetImagesDroppedCount(), 0U);
+}
+
+TEST_F(Statistics, CountBlocksThatNobodyRetrieved)
+{
+    ASSERT_TRUE(stream.SetMaximumInternalRetrieveBuffers(1).IsOK());
+    queue(3);
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        send(image(id));
+    }
+    await([&] { return statistics.GetBlocksDroppedCount() == 2; });
+    EXPECT_EQ(statistics.GetBlocksDroppedCount(), 2U);
+    EXPECT_EQ(statistics.GetBlocksCount(), 3U);
+}
+
+TEST_F(Statistics, StayAtTheLargestValueThatTheyHold)
+{
+    ASSERT_TRUE(stream.SetResendPacketEnable(false).IsOK());
+    queue(2);
+    for (const std::uint64_t id : {1U, 2U}) {
+        const packets::BlockForm block{.id = id, .extended = true};
+        send(packets::image_leader(block, {}, 0));
+        send(packets::payload(block, 1, packets::picture(stride, id)));
+        send(packets::image_trailer(block, 0xC000'0000, 8));
+        ASSERT_EQ(retrieve(), PvResult::MissingPackets);
+        EXPECT_EQ(statistics.GetLostPacketCount(), id == 1 ? 0xC000'0000U - 2 : 0xFFFF'FFFFU);
+    }
+}
+
 TEST_F(Statistics, CountBlocksThatAPipelineDrops)
 {
     PvPipeline pipeline(&stream);
