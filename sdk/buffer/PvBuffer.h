@@ -22,8 +22,9 @@ struct Access;
 /// One block of data: an image, raw data, a file or chunk data, with its acquisition's attributes.
 ///
 /// Memory is the buffer's own (Alloc: 64-byte aligned, zeroed, freed with the buffer) or the caller's (Attach: only
-/// used, never freed). A stream that fills a buffer whose own memory is too small, or that has none, gives it a larger
-/// block; attached memory is never replaced by a stream.
+/// used, never freed). A stream gives a buffer whose own memory is too small, or that has none, a larger block: one for
+/// the largest block that it has received when the buffer is queued, else what a block needs when it comes. Attached
+/// memory is never replaced by a stream.
 ///
 /// While a stream holds the buffer (from queueing to retrieval), memory and payload type cannot be changed: the calls
 /// that would do so fail with StateError or, where they have no result, do nothing. A buffer that is destroyed while a

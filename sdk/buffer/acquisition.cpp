@@ -25,17 +25,34 @@ struct Access {
             return failure(PvResult::BufferTooSmall, "The attached memory has ", buffer.size_,
                            " bytes, the block needs ", needed);
         }
-        auto* grown = buffer_memory::allocate(static_cast<std::size_t>(needed));
-        if (grown == nullptr) {
+        if (!replace_memory(buffer, static_cast<std::uint32_t>(needed), keeps_bytes)) {
             return failure(PvResult::NotEnoughMemory, "There is no memory for a block of ", needed, " bytes");
         }
+        return PvResult::OK;
+    }
+
+    /// By memory of its own, where what it has is its own, too.
+    static bool replace_memory(PvBuffer& buffer, std::uint32_t size, bool keeps_bytes) noexcept
+    {
+        auto* const memory = buffer_memory::allocate(size);
+        if (memory == nullptr) {
+            return false;
+        }
         if (keeps_bytes && buffer.data_ != nullptr) {
-            std::memcpy(grown, buffer.data_, buffer.size_);
+            std::memcpy(memory, buffer.data_, buffer.size_);
         }
         buffer_memory::release(buffer.data_, buffer.size_);
-        buffer.data_ = grown;
-        buffer.size_ = static_cast<std::uint32_t>(needed);
-        return PvResult::OK;
+        buffer.data_ = memory;
+        buffer.size_ = size;
+        return true;
+    }
+
+    static void grow(PvBuffer& buffer, std::uint64_t size) noexcept
+    {
+        if (!buffer.attached_ && size > buffer.size_ && size <= std::numeric_limits<std::uint32_t>::max() &&
+            replace_memory(buffer, static_cast<std::uint32_t>(size), false)) {
+            buffer.forget_contents();
+        }
     }
 
     static PvResult begin(PvBuffer& buffer, const BlockStart& start)
@@ -235,6 +252,8 @@ std::uint64_t required_size(const ImageGeometry& geometry) noexcept
 }
 
 PvResult begin(PvBuffer& buffer, const BlockStart& start) { return Access::begin(buffer, start); }
+
+void grow(PvBuffer& buffer, std::uint64_t size) noexcept { Access::grow(buffer, size); }
 
 std::span<std::uint8_t> memory(PvBuffer& buffer) noexcept { return {buffer.GetDataPointer(), buffer.GetSize()}; }
 

@@ -58,6 +58,10 @@ struct BlockStart {
 /// attributes are set, the memory is as it was. Works on a held buffer.
 PvResult begin(PvBuffer& buffer, const BlockStart& start);
 
+/// Gives the buffer memory of at least that size for the block to come, so that begin() need not. The bytes are not
+/// kept. Attached memory, and what there is no memory for, stays as it is: that shows with the block.
+void grow(PvBuffer& buffer, std::uint64_t size) noexcept;
+
 /// The whole data block, for writing. Stays valid until the next begin() or the buffer is given back.
 [[nodiscard]] std::span<std::uint8_t> memory(PvBuffer& buffer) noexcept;
 /// Copies bytes to an offset of the block; false, and nothing written, when they do not fit whole.

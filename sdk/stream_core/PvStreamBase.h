@@ -62,7 +62,7 @@ public:
 
     [[nodiscard]] bool IsOpen() const;
 
-    /// Hands a buffer with memory to the stream.
+    /// Hands a buffer to the stream, which gives it more memory of its own if the largest block so far needs that.
     /// Errors: InvalidParameter (null), NotConnected (not open), StateError (this buffer is queued already, or a
     /// pipeline runs on the stream), ErrOverflow (GetQueuedBufferMaximum buffers are queued).
     PvResult QueueBuffer(PvBuffer* buffer);

@@ -1,6 +1,7 @@
 // From datagrams to blocks: the receive path without sockets, threads or a clock of its own.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -90,6 +91,11 @@ public:
     bool forget(const PvBuffer& buffer) noexcept;
 
     [[nodiscard]] const Counters& counters() const noexcept { return counters_; }
+    /// Bytes of memory that the largest block so far needed that came whole or, without a size of its own, was learnt.
+    [[nodiscard]] std::uint64_t largest_block() const noexcept
+    {
+        return std::max(typical_.largest, typical_.payload_size);
+    }
     /// Bytes of a full payload packet of the newest block in flight that shows it, as a device's register for the
     /// packet size counts them; 0 where none does.
     [[nodiscard]] std::size_t packet_size() const noexcept;

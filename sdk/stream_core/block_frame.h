@@ -26,6 +26,7 @@ struct TypicalBlock {
     std::uint32_t stride = 0;           ///< data bytes of a full payload packet; 0 until one was seen
     std::uint64_t payload_size = 0;     ///< bytes of the largest recent block of unannounced size
     std::uint64_t excess = 0;           ///< bytes of the latest block beyond what its leader announced
+    std::uint64_t largest = 0;          ///< bytes of memory that the largest block needed that came whole
     std::uint32_t payload_packets = 0;  ///< of the latest block whose trailer came; 0 until one did
     PvPayloadType payload_type = PvPayloadTypeUndefined;
 };
@@ -185,6 +186,7 @@ private:
     PvBuffer* buffer_ = nullptr;
     std::uint8_t* memory_ = nullptr;
     std::uint64_t capacity_ = 0;
+    std::uint64_t needed_memory_ = 0;  // by what is known of the block
     bool dropped_ = false;
 
     std::uint32_t stride_ = 0;           // 0 until certain

@@ -288,6 +288,9 @@ BlockFate BlockFrame::finish(Ending ending, bool list_missing_packets, TypicalBl
     if (end_fate == BlockFate::complete && payload_type_ == PvPayloadTypeImage) {
         ++counters.images;
     }
+    if (end_fate == BlockFate::complete) {
+        typical.largest = std::max(typical.largest, needed_memory_);
+    }
     if (!end.result.IsOK()) {
         counters.last_error = end.result.GetCode();
     }

@@ -66,11 +66,15 @@ void BlockFrame::begin_buffer(const TypicalBlock& typical)
     start.reception_time = microseconds(first_packet_);
     start.payload_size = announced_.ends() ? announced_.most + std::min(typical.excess, endless - announced_.most)
                                            : std::max(announced_.least, typical.payload_size);
+    if (!leader_seen_) {
+        start.payload_size = std::max(start.payload_size, typical.largest);
+    }
     start.keeps_bytes = received_ != 0;
     start.image = image_;
     start.announced_raw_length = raw_length_;
     start.raw_format = raw_format_of(base_of(wire_type_));
     start.file_name = {reinterpret_cast<const std::uint8_t*>(file_name_.data()), file_name_.size()};
+    needed_memory_ = start.payload_size;
     const PvResult result = acquisition::begin(*buffer_, start);
     // that memory of the client's own is too small shows when a packet does not fit
     if (result.GetCode() == PvResult::NotEnoughMemory || result.GetCode() == PvResult::ErrOverflow) {

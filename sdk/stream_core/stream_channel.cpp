@@ -96,6 +96,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             pipeline_drops_ = 0;
             failures_ = {};
             request_since_ = clock_.now();
+            largest_block_ = 0;
         }
         firewall_opener_ = {};
         flush_wanted_ = false;  // of an earlier opening
@@ -169,35 +170,6 @@ void StreamChannel::mark_unfilled(PvBuffer& buffer, PvResult::Code result) noexc
 {
     acquisition::begin(buffer, {.payload_type = buffer.GetPayloadType()});
     acquisition::finish(buffer, {.result = result});
-}
-
-PvResult StreamChannel::queue(PvBuffer* buffer, const Claim* claim)
-{
-    if (buffer == nullptr) {
-        return failure(PvResult::InvalidParameter, "There is no buffer to queue");
-    }
-    const std::lock_guard lock(queues_);
-    if (PvResult refused = refusal(claim); !refused.IsOK()) {
-        count_refusal(refused);
-        return refused;
-    }
-    if (idle_.size() + filling_ >= most_idle_) {
-        ++queue_counters_.refused_by_state;
-        return failure(PvResult::ErrOverflow, "The queue holds ", most_idle_, " buffers already");
-    }
-    // with room for all from the start, so that nothing can fail when a block is done
-    const std::size_t held = idle_.size() + ready_.size() + filling_ + 1;
-    idle_.reserve(held);
-    ready_.reserve(held);
-    if (!acquisition::hold(*buffer, *this)) {
-        ++queue_counters_.refused_by_state;
-        return failure(PvResult::StateError, "The buffer is queued already");
-    }
-    if (idle_.empty()) {
-        request_since_ = clock_.now();
-    }
-    idle_.push_back(buffer);
-    return PvResult::OK;
 }
 
 PvResult StreamChannel::retrieve(PvBuffer*& buffer, PvResult& operation_result, std::uint32_t timeout_ms,
@@ -421,6 +393,7 @@ void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
     {
         const std::lock_guard lock(queues_);
         end_filling(now);
+        largest_block_ = assembler_->largest_block();
         if (fate == BlockFate::aborted) {
             failures_.note(failures_.aborted, buffer.GetOperationResult());
         } else {

@@ -163,6 +163,7 @@ private:
     void expire_request(net::Clock::time_point now);
     void recycle_oldest() noexcept;
     [[nodiscard]] Counters counters() const;
+    [[nodiscard]] PvResult admit(const Claim* claim);
     void end_filling(net::Clock::time_point now) noexcept;
     [[nodiscard]] std::string what_came_so_far() const;
     [[nodiscard]] std::string odd_packet_size(const Endpoints& endpoints) const;
@@ -202,6 +203,7 @@ private:
     std::vector<PvBuffer*> ready_;
     std::uint32_t filling_ = 0;
     std::uint64_t underruns_ = 0;
+    std::uint64_t largest_block_ = 0;  // bytes that buffers are given before they are filled
     std::atomic<bool> flush_wanted_{false};
     std::uint64_t flushes_done_ = 0;
     Counters reset_at_;  // subtracted from the counters

@@ -15,6 +15,9 @@ public:
     AllocationCount(const AllocationCount&) = delete;
     AllocationCount& operator=(const AllocationCount&) = delete;
     [[nodiscard]] int value() const;
+
+    /// What the calling thread has allocated since it began.
+    [[nodiscard]] static int of_this_thread();
 };
 
 }  // namespace device_test
