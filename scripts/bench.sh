@@ -2,15 +2,16 @@
 
 run_benchmarks() {
     local names=("$@") name
-    [ ${#names[@]} -gt 0 ] || names=(com convert stream transmit genapi)
+    [ ${#names[@]} -gt 0 ] || names=(com com-stream convert stream transmit genapi)
     ensure_packages
     for name in "${names[@]}"; do
         case "$name" in
-            com)
+            com | com-stream)
                 build windows
                 wine_start
                 register_server
-                in_wine "$build_windows/bench/com/com_frame_bench.exe"
+                [ "$name" = com ] && name=com_frame || name=com_stream
+                in_wine "$build_windows/bench/com/${name}_bench.exe"
                 ;;
             *)
                 ensure_packages bench
