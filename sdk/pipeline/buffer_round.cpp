@@ -216,8 +216,7 @@ void BufferRound::end_run(bool only_if_over)
     {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return state_ != State::stopping; });
-        const bool over = state_ == State::ended || (state_ == State::running && !channel_->is_claimed_by(claim_));
-        if (state_ == State::stopped || (only_if_over && !over)) {
+        if (state_ == State::stopped || (only_if_over && !has_lost_stream())) {
             return;
         }
         state_ = State::stopping;
@@ -289,10 +288,16 @@ PvResult BufferRound::retrieve(PvBuffer*& buffer, std::uint32_t timeout_ms, PvRe
     return PvResult::OK;
 }
 
+/// Whether or not the thread has noticed yet. With the lock held.
+bool BufferRound::has_lost_stream() const
+{
+    return state_ == State::ended || (state_ == State::running && !channel_->is_claimed_by(claim_));
+}
+
 /// With the lock held.
 PvResult BufferRound::why_nothing(bool stopped, std::uint32_t timeout_ms, std::uint64_t underruns) const
 {
-    if (state_ == State::ended) {
+    if (has_lost_stream()) {
         return failure(PvResult::NotConnected, "The pipeline's stream was closed");
     }
     if (stopped) {

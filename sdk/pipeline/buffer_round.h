@@ -92,6 +92,7 @@ private:
     void run() noexcept;
     void take_in(PvBuffer& buffer, PvResult::Code operation_result) noexcept;
     void learn_size(const PvBuffer& buffer, PvResult::Code operation_result) noexcept;
+    [[nodiscard]] bool has_lost_stream() const;
     [[nodiscard]] PvResult why_nothing(bool stopped, std::uint32_t timeout_ms, std::uint64_t underruns) const;
 
     const std::shared_ptr<stream::StreamChannel> channel_;
