@@ -1,11 +1,11 @@
-#include "sdk/genapi/numbers.h"
+#include "sdk/base/numbers.h"
 
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <system_error>
 
-namespace GenApi {
+namespace vex {
 
 namespace {
 
@@ -160,4 +160,4 @@ std::optional<std::int64_t> rounded_to_integer(double value) noexcept
     return truncated_to_integer(std::round(value));
 }
 
-}  // namespace GenApi
+}  // namespace vex
