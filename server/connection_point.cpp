@@ -5,89 +5,12 @@
 #include <mutex>
 #include <shared_mutex>
 
-#include "server/object.h"
+#include "server/enumerator.h"
 #include "server/wall.h"
 
 namespace vex::server {
 
 namespace {
-
-/// An enumerator over a fixed list. Each item is copied out with a reference of the client's own.
-template <class Interface, class Item, class Copy>
-class Enumerator final : public Interface {
-public:
-    explicit Enumerator(std::vector<Item> items, std::size_t next = 0) : items_(std::move(items)), next_(next) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept override
-    {
-        if (object == nullptr) {
-            return E_POINTER;
-        }
-        if (iid != IID_IUnknown && iid != __uuidof(Interface)) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        *object = static_cast<Interface*>(this);
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() noexcept override { return references_.add(); }
-    ULONG STDMETHODCALLTYPE Release() noexcept override
-    {
-        const ULONG left = references_.remove();
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
-
-    HRESULT STDMETHODCALLTYPE Next(ULONG count, typename Copy::Out* items, ULONG* fetched) noexcept override
-    {
-        if (items == nullptr || (fetched == nullptr && count != 1)) {
-            return E_POINTER;
-        }
-        ULONG done = 0;
-        for (; done < count && next_ < items_.size(); ++done, ++next_) {
-            items[done] = Copy::copy(items_[next_]);
-        }
-        if (fetched != nullptr) {
-            *fetched = done;
-        }
-        return done == count ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept override
-    {
-        const std::size_t left = items_.size() - next_;
-        next_ += std::min<std::size_t>(count, left);
-        return count <= left ? S_OK : S_FALSE;
-    }
-    HRESULT STDMETHODCALLTYPE Reset() noexcept override
-    {
-        next_ = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Clone(Interface** clone) noexcept override
-    {
-        if (clone == nullptr) {
-            return E_POINTER;
-        }
-        *clone = nullptr;
-        return guarded([&] {
-            auto* made = new Enumerator(items_, next_);
-            made->AddRef();
-            *clone = made;
-            return S_OK;
-        });
-    }
-
-private:
-    ~Enumerator() = default;
-
-    std::vector<Item> items_;
-    std::size_t next_;
-    ModuleLock lock_;
-    ReferenceCount references_;
-};
 
 template <class Connection>
 struct CopyConnection {
@@ -252,10 +175,8 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcep
             std::copy_if(slots_.begin(), slots_.end(), std::back_inserter(advised),
                          [](const Slot& held) { return static_cast<bool>(held.sink); });
         }
-        auto* made = new Enumerator<IEnumConnections, Slot, CopyConnection<Slot>>(std::move(advised));
-        made->AddRef();
-        *connections = made;
-        return S_OK;
+        using Connections = Enumerator<IEnumConnections, Slot, CopyConnection<Slot>>;
+        *connections = Connections::create(std::move(advised)).detach();
     });
 }
 
@@ -297,10 +218,8 @@ HRESULT enumerate_connection_points(IConnectionPoint* point, IEnumConnectionPoin
     return guarded([&] {
         std::vector<Ref<IConnectionPoint>> only;
         only.emplace_back(point);
-        auto* made = new Enumerator<IEnumConnectionPoints, Ref<IConnectionPoint>, CopyPoint>(std::move(only));
-        made->AddRef();
-        *points = made;
-        return S_OK;
+        using Points = Enumerator<IEnumConnectionPoints, Ref<IConnectionPoint>, CopyPoint>;
+        *points = Points::create(std::move(only)).detach();
     });
 }
 

@@ -53,8 +53,9 @@ public:
     {
         return type_info_of<DefaultInterface>.GetIDsOfNames(iid, names, count, lcid, ids);
     }
+    /// A class may answer more than its type information has.
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* parameters,
-                                     VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) noexcept final
+                                     VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) noexcept override
     {
         return type_info_of<DefaultInterface>.Invoke(static_cast<DefaultInterface*>(this), id, iid, lcid, flags,
                                                      parameters, result, exception, bad_argument);
