@@ -252,6 +252,7 @@ TEST_F(SettingEffect, DefaultBlockTimeoutEndsOtherBlocks)
 TEST_F(SettingEffect, ResendPacketEnableAsksForPackets)
 {
     ASSERT_TRUE(stream.SetPacketTimeout(20).IsOK());
+    ASSERT_TRUE(stream.SetResendRequestTimeout(minute).IsOK());
     open();
     queue();
     send(without(image(1), 3));
