@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "sdk/net/precise_sleep.h"
+#include "sdk/transmitterraw/block_layout.h"
 
 namespace vex::transmitter {
 
@@ -29,21 +30,12 @@ void wait_with(const net::Clock& clock, net::Clock::time_point until, const std:
 
 struct BlockTransmitter::Sent {
     std::shared_ptr<const Block> block;
+    BlockLayout layout;
     Endpoint destination;
     bool extended_ids = false;
-    std::size_t data_per_packet = 0;
-    std::uint64_t trailer_id = 0;  // the last packet
     net::Clock::duration packet_delay{};
     double bytes_per_second = 0;
     mutable std::atomic<std::uint64_t> next_packet{0};  // the first that has not been handed over yet
-
-    /// What the packets of a range carry.
-    [[nodiscard]] std::size_t data_bytes(std::uint64_t first, std::uint64_t last) const
-    {
-        const std::uint64_t begin = (std::max<std::uint64_t>(first, 1) - 1) * data_per_packet;
-        const std::uint64_t end = std::min<std::uint64_t>(last * data_per_packet, block->data.size());
-        return end > begin ? static_cast<std::size_t>(end - begin) : 0;
-    }
 };
 
 BlockTransmitter::BlockTransmitter(net::UdpSocket& socket, std::size_t history, const net::Clock& clock)
@@ -125,11 +117,11 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         sent->extended_ids = settings_.extended_ids;
         sent->packet_delay = settings_.packet_delay;
         sent->bytes_per_second = settings_.bytes_per_second;
-        sent->data_per_packet = gvsp::data_per_packet(settings_.packet_size, settings_.extended_ids);
-        if (sent->data_per_packet == 0 || settings_.destination.port == 0 || sent->block->block_id == 0) {
+        auto layout = BlockLayout::of(*sent->block, settings_.packet_size, settings_.extended_ids);
+        if (!layout || settings_.destination.port == 0 || sent->block->block_id == 0) {
             return std::make_error_code(std::errc::invalid_argument);
         }
-        sent->trailer_id = packet_count(sent->block->data.size(), settings_.packet_size, settings_.extended_ids) - 1;
+        sent->layout = std::move(*layout);
         if (history_size_ > 0 && sent->block->owner) {
             while (history_.size() >= history_size_) {
                 history_.pop_front();
@@ -138,7 +130,7 @@ std::error_code BlockTransmitter::send(std::shared_ptr<const Block> block)
         }
     }
 
-    const std::error_code error = send_paced(*sent, 0, sent->trailer_id, false, pacer_, aborted_);
+    const std::error_code error = send_paced(*sent, 0, sent->layout.last_packet(), false, pacer_, aborted_);
     const std::lock_guard guard(mutex_);
     if (!error) {
         ++statistics_.blocks;
@@ -160,7 +152,7 @@ std::error_code BlockTransmitter::send_paced(const Sent& sent, std::uint64_t fir
             return std::make_error_code(std::errc::operation_canceled);
         }
         const std::uint64_t end =
-            std::min(next + pacer.batch(clock_.now(), sent.data_per_packet, largest_batch) - 1, last);
+            std::min(next + pacer.batch(clock_.now(), sent.layout.data_per_packet(), largest_batch) - 1, last);
         if (!resend) {
             // Before they leave: a receiver that misses one may ask for it while this thread is still in the call.
             sent.next_packet.store(end + 1, std::memory_order_release);
@@ -170,7 +162,7 @@ std::error_code BlockTransmitter::send_paced(const Sent& sent, std::uint64_t fir
         }
         if (!pacer.unlimited()) {
             const auto packets = static_cast<std::size_t>(end - next + 1);
-            pacer.sent(clock_.now(), packets, sent.data_bytes(next, end));
+            pacer.sent(clock_.now(), packets, sent.layout.data_bytes(next, end));
         }
         next = end + 1;
     }
@@ -200,33 +192,73 @@ public:
     {
         const Block& block = *sent_.block;
         header_.packet_id = static_cast<std::uint32_t>(packet_id);
-        net::OutgoingDatagram& datagram = datagrams_[count_];
-        if (packet_id == 0) {
-            header_.format = gvsp::Format::leader;
-            datagram.body = {leader_.data(), gvsp::encode_leader(block.leader, leader_)};
-        } else if (packet_id == sent_.trailer_id) {
-            header_.format = gvsp::Format::trailer;
-            datagram.body = {trailer_.data(), gvsp::encode_trailer(block.trailer, trailer_)};
+        header_.part_count = 0;
+        if (sent_.layout.all_in()) {
+            add_all_in();
+        } else if (packet_id == 0) {
+            header_.part_count = static_cast<std::uint8_t>(block.leader.parts.size() / gvsp::part_size);
+            add_packet(gvsp::Format::leader, {leader_.data(), gvsp::encode_leader(block.leader, leader_)});
+        } else if (packet_id == sent_.layout.last_packet()) {
+            add_packet(gvsp::Format::trailer, {trailer_.data(), gvsp::encode_trailer(block.trailer, trailer_)});
         } else {
-            header_.format = gvsp::Format::payload;
-            const std::size_t offset = static_cast<std::size_t>(packet_id - 1) * sent_.data_per_packet;
-            datagram.body = block.data.subspan(offset, std::min(sent_.data_per_packet, block.data.size() - offset));
-            payload_bytes_ += datagram.body.size();
+            const BlockLayout::Piece piece = sent_.layout.piece(packet_id);
+            add_packet(sent_.layout.payload_format(), block.data.subspan(piece.offset, piece.size));
+            if (header_.format != gvsp::Format::payload) {
+                add_payload_head(piece);
+            }
+            payload_bytes_ += piece.size;
         }
-        const std::span<std::uint8_t> head(heads_.data() + count_ * gvsp::extended_header_size,
-                                           gvsp::extended_header_size);
-        datagram.head = head.first(gvsp::encode_header(header_, head));
-        ++count_;
     }
 
 private:
+    static constexpr std::size_t head_room = gvsp::extended_header_size + gvsp::payload_head_size;
+
+    void add_packet(gvsp::Format format, std::span<const std::uint8_t> body)
+    {
+        header_.format = format;
+        const std::span<std::uint8_t> head(heads_.data() + count_ * head_room, head_room);
+        datagrams_[count_++] = {head.first(gvsp::encode_header(header_, head)), body};
+    }
+
+    /// Of the last packet that was added.
+    void add_payload_head(const BlockLayout::Piece& piece)
+    {
+        std::span<const std::uint8_t>& head = datagrams_[count_ - 1].head;
+        const std::span<std::uint8_t> at(heads_.data() + (count_ - 1) * head_room + head.size(),
+                                         gvsp::payload_head_size);
+        if (header_.format == gvsp::Format::h264) {
+            gvsp::encode_h264_head(sent_.block->timestamp, at);
+        } else {
+            gvsp::encode_placed_head({.part = static_cast<std::uint8_t>(piece.part),
+                                      .end_of_part = piece.ends_part,
+                                      .end_of_zone = piece.ends_part,
+                                      .offset = piece.in_part},
+                                     at);
+        }
+        head = {head.data(), head.size() + gvsp::payload_head_size};
+    }
+
+    void add_all_in()
+    {
+        const Block& block = *sent_.block;
+        header_.format = gvsp::Format::all_in;
+        std::size_t size = gvsp::encode_header(header_, all_in_);
+        size +=
+            gvsp::encode_all_in_head(block.leader, block.trailer, block.timestamp, std::span(all_in_).subspan(size));
+        datagrams_[count_++] = {{all_in_.data(), size}, block.data};
+        payload_bytes_ += block.data.size();
+    }
+
     const Sent& sent_;
     gvsp::Header header_;
     std::size_t count_ = 0;
     std::uint64_t payload_bytes_ = 0;
-    std::array<std::uint8_t, largest_batch * gvsp::extended_header_size> heads_;
+    std::array<std::uint8_t, largest_batch * head_room> heads_;
     std::array<std::uint8_t, gvsp::largest_leader> leader_;
     std::array<std::uint8_t, gvsp::largest_trailer> trailer_;
+    std::array<std::uint8_t,
+               gvsp::extended_header_size + gvsp::largest_leader + gvsp::largest_trailer + gvsp::payload_head_size>
+        all_in_;
     std::array<net::OutgoingDatagram, largest_batch> datagrams_;
 };
 
@@ -303,11 +335,11 @@ void BlockTransmitter::resend(const wire::gvcp::PacketResend& range, bool extend
         refuse(range, range.last_packet, extended_status ? gone : Status::packet_unavailable);
         return;
     }
-    if (range.first_packet > sent->trailer_id) {
+    if (range.first_packet > sent->layout.last_packet()) {
         refuse(range, range.first_packet, Status::packet_unavailable);
         return;
     }
-    const std::uint64_t last = std::min<std::uint64_t>(range.last_packet, sent->trailer_id);
+    const std::uint64_t last = std::min<std::uint64_t>(range.last_packet, sent->layout.last_packet());
     const std::uint64_t available = sent->next_packet.load(std::memory_order_acquire);
     if (range.first_packet < available) {
         resend_pacer_.configure(sent->packet_delay, sent->bytes_per_second);

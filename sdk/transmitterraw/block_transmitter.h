@@ -34,11 +34,17 @@ struct StreamSettings {
 
 /// A block as it leaves. The data is sent from where it lies; `owner` keeps it alive for as long as a resend may need
 /// it. A block without owner is not kept for resends.
+///
+/// The packets are those of the leader's type. Of a multi-part block the parts lie behind one another in `data`, in the
+/// order and with the lengths of the leader's records, and it needs extended IDs; multi-zone and GenDC blocks cannot be
+/// sent.
 struct Block {
     std::uint64_t block_id = 0;  ///< not 0; 16 bits without extended IDs
     wire::gvsp::Leader leader;
     wire::gvsp::Trailer trailer;
     std::span<const std::uint8_t> data;
+    bool all_in = false;          ///< travels in one packet where type and packet size allow it
+    std::uint64_t timestamp = 0;  ///< H.264: of the data, whose leader has none
     std::shared_ptr<const void> owner;
 };
 
@@ -82,7 +88,8 @@ public:
     void set_wait(Wait wait) { wait_ = std::move(wait); }
 
     /// Sends the whole block. Errors: std::errc::operation_canceled after abort(), invalid_argument when the packet
-    /// size leaves no room for data, else what the system said; the rest of the block is not sent then.
+    /// size leaves no room for data or the block cannot be sent, else what the system said; the rest of the block is
+    /// not sent then.
     std::error_code send(std::shared_ptr<const Block> block);
 
     /// Makes a running send() return soon; the next send() works again after clear_abort().
@@ -103,7 +110,8 @@ public:
 
     [[nodiscard]] TransmitterStatistics statistics() const;
 
-    /// Packets of a block of `bytes` data bytes: leader, payload, trailer. 0 when the packet size is too small.
+    /// Packets of an image or raw block of `bytes` data bytes: leader, payload, trailer. 0 when the packet size is too
+    /// small.
     [[nodiscard]] static std::uint64_t packet_count(std::size_t bytes, std::uint32_t packet_size, bool extended_ids);
 
 private:

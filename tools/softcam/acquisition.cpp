@@ -70,9 +70,9 @@ Acquisition::Channel::Channel(Ipv4Address source, std::size_t history_blocks, co
       })
 {}
 
-Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
-                         net::Trains trains, CameraEvents& events, const net::Clock& clock)
-    : payload_(payload), trains_(trains), events_(events), clock_(clock), epoch_(clock.now())
+Acquisition::Acquisition(Ipv4Address source, unsigned channels, std::size_t history_blocks,
+                         const SendingOptions& sending, CameraEvents& events, const net::Clock& clock)
+    : how_(sending), events_(events), clock_(clock), epoch_(clock.now())
 {
     for (unsigned i = 0; i < channels; ++i) {
         channels_.push_back(std::make_unique<Channel>(source, history_blocks, clock));
@@ -331,6 +331,7 @@ std::vector<Acquisition::Outgoing> Acquisition::prepare_frame(const AcquisitionS
         channel->transmitter.clear_abort();
         auto block = std::make_shared<transmitter::Block>();
         block->block_id = channel->block_id;
+        block->all_in = how_.all_in;
         block->leader.payload_type = wire::gvsp::payload_type::image;
         block->leader.timestamp = timestamp;
         block->leader.image = wire::gvsp::ImageInfo{.pixel_format = settings.frame.pixel_format,
@@ -351,7 +352,7 @@ std::vector<Acquisition::Outgoing> Acquisition::prepare_frame(const AcquisitionS
                                       .packet_size = state.packet_size,
                                       .extended_ids = state.extended_ids,
                                       .packet_delay = std::chrono::nanoseconds(state.packet_delay),
-                                      .trains = trains_},
+                                      .trains = how_.trains},
                          .block = std::move(block)});
     }
     return frame;
@@ -395,7 +396,7 @@ void Acquisition::take_frame(std::unique_lock<std::mutex>& lock)
         }
         out.block->data = *picture;
         out.block->owner = picture;
-        send_as(payload_, *out.block);
+        send_as(how_.payload, *out.block, out.settings.extended_ids);
         out.channel->transmitter.configure(out.settings);
         whole = !out.channel->transmitter.send(out.block) && whole;
     }

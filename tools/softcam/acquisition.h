@@ -23,6 +23,13 @@ namespace softcam {
 
 enum class AcquisitionMode : std::uint32_t { continuous = 0, single_frame = 1, multi_frame = 2 };
 
+/// How frames travel.
+struct SendingOptions {
+    PayloadKind payload = PayloadKind::image;
+    bool all_in = false;                                    ///< one packet for a whole block that fits it
+    vex::net::Trains trains = vex::net::Trains::automatic;  ///< of packets that leave together
+};
+
 struct AcquisitionSettings {
     vex::test_pattern::FrameSettings frame;
     ChunkSettings chunks;
@@ -55,8 +62,8 @@ class Acquisition {
 public:
     /// Sends from `source`, the same frames on each of the `channels`. Throws std::system_error when that cannot be
     /// bound. `events` and `clock` must outlive it.
-    Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, PayloadKind payload,
-                vex::net::Trains trains, CameraEvents& events, const vex::net::Clock& clock);
+    Acquisition(vex::Ipv4Address source, unsigned channels, std::size_t history_blocks, const SendingOptions& sending,
+                CameraEvents& events, const vex::net::Clock& clock);
     Acquisition(const Acquisition&) = delete;
     Acquisition& operator=(const Acquisition&) = delete;
     ~Acquisition();
@@ -121,8 +128,7 @@ private:
     void take_frame(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool ready_for_frame() const;
 
-    const PayloadKind payload_;
-    const vex::net::Trains trains_;
+    const SendingOptions how_;
     CameraEvents& events_;
     const vex::net::Clock& clock_;
     std::vector<std::unique_ptr<Channel>> channels_;  // as many as there are from the beginning on

@@ -76,10 +76,12 @@ public:
         : adapter_(resolve(options.adapter)), archive_(zip_one_file("softcam.xml", description_xml())),
           mac_(virtual_device::made_up_mac(adapter_.address)), link_(responder_, clock),
           events_(adapter_.address, [this] { return link_.is_silent(); }),
-          acquisition_(adapter_.address, options.stream_channels, options.history_blocks, options.payload,
-                       options.trains, events_, clock),
+          acquisition_(adapter_.address, options.stream_channels, options.history_blocks,
+                       {.payload = options.payload, .all_in = options.all_in, .trains = options.trains}, events_,
+                       clock),
           responder_(describe(options), *this, clock),
-          features_(responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }),
+          features_(
+              responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }, options.free_geometry),
           server_(responder_, link_), state_(options.state_file)
     {
         const auto guard = responder_.lock();
@@ -88,7 +90,7 @@ public:
         if (options.manifest) {
             map.add(manifest_of(archive_));
         }
-        if (options.extended_ids) {
+        if (options.extended_ids || options.payload == PayloadKind::multi_part) {
             map.set_value(wire::bootstrap::gvsp_configuration, wire::bootstrap::gvsp_extended_ids);
         }
         state_.load(map);

@@ -24,8 +24,10 @@ struct CameraOptions {
     std::size_t history_blocks = 16;  ///< blocks that can be sent again, of each channel
     unsigned stream_channels = 1;     ///< 1 to 8; all of them send the same pictures
     PayloadKind payload = PayloadKind::image;
+    bool all_in = false;                                    ///< blocks that fit one packet travel in one
     vex::net::Trains trains = vex::net::Trains::automatic;  ///< of packets that leave together
-    bool manifest = false;                                  ///< lists its description in a manifest table, too
+    bool free_geometry = false;  ///< size, position and format of images may change while frames are taken
+    bool manifest = false;       ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
     /// Of each channel by itself; their seeds follow one another from this one.
     vex::transmitter::StreamFaultSettings stream_faults{};

@@ -130,13 +130,18 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_flag("--manifest", options.manifest, "list the description in a manifest table, too");
     app.add_flag("--extended-ids", options.extended_ids, "start with 64-bit block IDs enabled");
     app.add_option("--seed", seed, "seed of all faults; without it one is chosen and printed");
-    const std::map<std::string, PayloadKind> payloads{{"image", PayloadKind::image},
-                                                      {"raw", PayloadKind::raw_data},
-                                                      {"file", PayloadKind::file},
-                                                      {"jpeg", PayloadKind::jpeg},
-                                                      {"jpeg2000", PayloadKind::jpeg2000}};
-    app.add_option("--payload", options.payload, "type of the blocks: image (default), raw, file, jpeg or jpeg2000")
+    const std::map<std::string, PayloadKind> payloads{
+        {"image", PayloadKind::image},         {"raw", PayloadKind::raw_data},      {"file", PayloadKind::file},
+        {"jpeg", PayloadKind::jpeg},           {"jpeg2000", PayloadKind::jpeg2000}, {"h264", PayloadKind::h264},
+        {"multipart", PayloadKind::multi_part}};
+    app.add_option(
+           "--payload", options.payload,
+           "type of the blocks: image (default), raw, file, jpeg, jpeg2000, h264 or multipart, which starts with "
+           "64-bit block IDs enabled")
         ->transform(CLI::CheckedTransformer(payloads));
+    app.add_flag("--all-in", options.all_in, "a block that fits one packet travels in one");
+    app.add_flag("--free-geometry", options.free_geometry,
+                 "image size, position and format may change while frames are taken");
     const std::map<std::string, vex::net::Trains> trains{{"auto", vex::net::Trains::automatic},
                                                          {"always", vex::net::Trains::always},
                                                          {"never", vex::net::Trains::never}};

@@ -24,9 +24,9 @@ double decibel_factor(std::uint32_t tenths) { return std::pow(10.0, static_cast<
 }  // namespace
 
 FeatureRegisters::FeatureRegisters(virtual_device::GvcpResponder& responder, Acquisition& acquisition,
-                                   CameraEvents& events, std::function<void()> reset)
+                                   CameraEvents& events, std::function<void()> reset, bool free_geometry)
     : responder_(responder), map_(responder.registers()), acquisition_(acquisition), events_(events),
-      reset_(std::move(reset))
+      reset_(std::move(reset)), free_geometry_(free_geometry)
 {
     const auto guard = responder_.lock();
     add_device_registers();
@@ -94,6 +94,15 @@ void FeatureRegisters::add_locked_setting(std::uint32_t address, std::uint32_t i
     add_setting(address, initial, [this, accept = std::move(accept)](std::uint32_t& proposed) {
         return acquisition_.is_running() ? Status::access_denied : accept(proposed);
     });
+}
+
+void FeatureRegisters::add_geometry_setting(std::uint32_t address, std::uint32_t initial, Accept accept)
+{
+    if (free_geometry_) {
+        add_setting(address, initial, std::move(accept));
+    } else {
+        add_locked_setting(address, initial, std::move(accept));
+    }
 }
 
 void FeatureRegisters::add_wide_setting(std::uint32_t address, std::uint64_t initial,

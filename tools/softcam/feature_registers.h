@@ -18,8 +18,9 @@ class FeatureRegisters {
 public:
     /// `reset` is called when an application asks for a restart. The references must outlive the object, and the object
     /// the responder's last datagram. Takes the responder's lock.
+    /// `free_geometry`: what images are like may change while frames are taken.
     FeatureRegisters(vex::virtual_device::GvcpResponder& responder, Acquisition& acquisition, CameraEvents& events,
-                     std::function<void()> reset);
+                     std::function<void()> reset, bool free_geometry = false);
     FeatureRegisters(const FeatureRegisters&) = delete;
     FeatureRegisters& operator=(const FeatureRegisters&) = delete;
 
@@ -49,6 +50,8 @@ private:
     void add_setting(std::uint32_t address, std::uint32_t initial, Accept accept);
     // One that must not change while frames are taken.
     void add_locked_setting(std::uint32_t address, std::uint32_t initial, Accept accept);
+    // One of the two, by what the camera was told.
+    void add_geometry_setting(std::uint32_t address, std::uint32_t initial, Accept accept);
     void add_wide_setting(std::uint32_t address, std::uint64_t initial, std::function<bool(std::uint64_t)> valid);
     void add_fixed(std::uint32_t address, std::uint32_t value);
     void add_computed(std::uint32_t address, std::function<std::uint32_t()> value);
@@ -76,6 +79,7 @@ private:
     Acquisition& acquisition_;
     CameraEvents& events_;
     std::function<void()> reset_;
+    const bool free_geometry_;
     std::uint32_t test_events_ = 0;
     std::vector<std::uint32_t> saved_;  // addresses of the regions that user sets contain
     std::array<UserSet, 3> user_sets_;  // the first is what the factory set

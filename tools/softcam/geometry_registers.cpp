@@ -61,24 +61,24 @@ void FeatureRegisters::add_geometry_registers()
         return static_cast<std::uint32_t>(test_pattern::image_bytes(frame_settings()) + chunk_bytes(chunk_settings()));
     });
 
-    add_locked_setting(reg::width, 640, [this](std::uint32_t& proposed) {
+    add_geometry_setting(reg::width, 640, [this](std::uint32_t& proposed) {
         const std::uint32_t most = sensor_width / value(reg::binning_horizontal) - value(reg::offset_x);
         const bool valid =
             proposed >= smallest_width && proposed <= most && proposed % step_x(value(reg::pixel_format)) == 0;
         return valid ? Status::success : Status::invalid_parameter;
     });
-    add_locked_setting(reg::height, 480, [this](std::uint32_t& proposed) {
+    add_geometry_setting(reg::height, 480, [this](std::uint32_t& proposed) {
         const std::uint32_t most = sensor_height / value(reg::binning_vertical) - value(reg::offset_y);
         const bool valid =
             proposed >= smallest_height && proposed <= most && proposed % step_y(value(reg::pixel_format)) == 0;
         return valid ? Status::success : Status::invalid_parameter;
     });
-    add_locked_setting(reg::offset_x, 0, [this](std::uint32_t& proposed) {
+    add_geometry_setting(reg::offset_x, 0, [this](std::uint32_t& proposed) {
         const std::uint32_t most = sensor_width / value(reg::binning_horizontal) - value(reg::width);
         const bool valid = proposed <= most && proposed % step_x(value(reg::pixel_format)) == 0;
         return valid ? Status::success : Status::invalid_parameter;
     });
-    add_locked_setting(reg::offset_y, 0, [this](std::uint32_t& proposed) {
+    add_geometry_setting(reg::offset_y, 0, [this](std::uint32_t& proposed) {
         const std::uint32_t most = sensor_height / value(reg::binning_vertical) - value(reg::height);
         const bool valid = proposed <= most && proposed % step_y(value(reg::pixel_format)) == 0;
         return valid ? Status::success : Status::invalid_parameter;
@@ -98,13 +98,13 @@ void FeatureRegisters::add_sampling_registers()
             return Status::success;
         };
     };
-    add_locked_setting(reg::binning_horizontal, 1, binning(reg::binning_horizontal, reg::offset_x));
-    add_locked_setting(reg::binning_vertical, 1, binning(reg::binning_vertical, reg::offset_y));
-    add_locked_setting(reg::reverse, 0, [](std::uint32_t& proposed) {
+    add_geometry_setting(reg::binning_horizontal, 1, binning(reg::binning_horizontal, reg::offset_x));
+    add_geometry_setting(reg::binning_vertical, 1, binning(reg::binning_vertical, reg::offset_y));
+    add_geometry_setting(reg::reverse, 0, [](std::uint32_t& proposed) {
         proposed &= reverse_x_bit | reverse_y_bit;
         return Status::success;
     });
-    add_locked_setting(reg::pixel_format, mono8, [this](std::uint32_t& proposed) {
+    add_geometry_setting(reg::pixel_format, mono8, [this](std::uint32_t& proposed) {
         if (!test_pattern::supports(proposed)) {
             return Status::invalid_parameter;
         }
