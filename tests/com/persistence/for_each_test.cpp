@@ -72,14 +72,16 @@ TEST_F(ForEach, AnswersEitherWayOfAsking)
 TEST_F(ForEach, LeavesTheListsOwnWalkAlone)
 {
     EXPECT_EQ(shown(first(properties)), L"a=1");
+    EXPECT_EQ(shown(next(properties)), L"b=2");
     EXPECT_EQ(first(strings), L"one");
+    EXPECT_EQ(next(strings), L"");
     const auto outer = begin(properties.get());
     EXPECT_EQ(step(outer), L"a=1");
     EXPECT_EQ(rest(begin(properties.get())), (Texts{L"a=1", L"b=2", L"c=3"})) << "one loop in another";
     EXPECT_EQ(step(outer), L"b=2");
     EXPECT_EQ(rest(begin(strings.get())).size(), 3u);
-    EXPECT_EQ(shown(next(properties)), L"b=2");
-    EXPECT_EQ(next(strings), L"");
+    EXPECT_EQ(shown(next(properties)), L"c=3");
+    EXPECT_EQ(next(strings), L"three");
 }
 
 TEST_F(ForEach, WalksWhatTheListHadWhenItBegan)
