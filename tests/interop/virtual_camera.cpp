@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "sdk/buffer/PvBuffer.h"
+#include "sdk/device/PvDevice.h"
+#include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/test_pattern/test_pattern.h"
 #include "sdk/transmitterraw/PvTransmitterRaw.h"
 #include "sdk/virtualdevice/PvVirtualDevice.h"
@@ -36,7 +38,35 @@ struct Options {
     unsigned rate = 20;  // frames per second
 };
 
-/// Sends pictures to wherever the device's stream channel leads, for as long as it is open.
+/// A device, and what its client wants: read from the device as any other program can.
+class WatchedDevice {
+public:
+    explicit WatchedDevice(const std::string& address)
+    {
+        const PvResult listening = device_.StartListening(PvString(address));
+        require(listening, "listen");
+        description_ = listening.GetDescription().str();
+        require(monitor_.Connect(PvString(address), PvAccessReadOnly), "look on");
+    }
+
+    [[nodiscard]] const std::string& description() const { return description_; }
+    [[nodiscard]] PvString destination() const { return device_.GetStreamDestinationIPAddress(); }
+    [[nodiscard]] std::uint16_t port() const { return device_.GetStreamDestinationPort(); }
+    /// A client opens its stream before it is ready to receive; only then it starts the acquisition.
+    [[nodiscard]] bool acquires()
+    {
+        bool started = false;
+        require(monitor_.GetGenParameters()->GetBooleanValue("AcquisitionStatus", started), "read the status");
+        return started;
+    }
+
+private:
+    PvVirtualDevice device_;
+    PvDevice monitor_;
+    std::string description_;
+};
+
+/// Sends pictures to wherever the device's stream channel leads, while the acquisition runs.
 class Feeder {
 public:
     explicit Feeder(const Options& options) : options_(options)
@@ -49,16 +79,16 @@ public:
         require(transmitter_.LoadBufferPool(pool_.data(), static_cast<std::uint32_t>(pool_.size())), "load the pool");
     }
 
-    void turn(const PvVirtualDevice& device)
+    void turn(WatchedDevice& device)
     {
-        const PvString address = device.GetStreamDestinationIPAddress();
-        const std::uint16_t port = device.GetStreamDestinationPort();
+        const PvString address = device.destination();
+        const std::uint16_t port = device.port();
         const bool elsewhere = transmitter_.IsOpen() && (address != transmitter_.GetDestinationIPAddress() ||
                                                          port != transmitter_.GetDestinationPort());
         if (elsewhere) {
             require(transmitter_.Close(), "close");
         }
-        if (port == 0) {
+        if (port == 0 || !device.acquires()) {
             return;
         }
         if (!transmitter_.IsOpen()) {
@@ -86,10 +116,8 @@ private:
 void run(const Options& options)
 {
     Feeder feeder(options);
-    PvVirtualDevice device;
-    const PvResult listening = device.StartListening(PvString(options.address));
-    require(listening, "listen");
-    std::printf("virtual_camera: %s\n", listening.GetDescription().str().c_str());
+    WatchedDevice device(options.address);
+    std::printf("virtual_camera: %s\n", device.description().c_str());
     std::fflush(stdout);
     auto next = std::chrono::steady_clock::now();
     while (stop_requested == 0) {

@@ -8,6 +8,8 @@ from lab import GVCP_PORT, Host
 from third_party_client import check_stream, stream
 
 CAMERA = "127.0.0.1"
+# a write to the register of AcquisitionStart
+START = "gvcp.cmd.command in {0x0082, 0x0086} && udp.payload[8:4] == 00:01:00:24"
 
 
 def start_camera(host, tools, *arguments):
@@ -36,6 +38,13 @@ def control(report, host):
     )
 
 
+def check_start(report, file):
+    """A client that has opened its stream may not be ready to receive before it starts the acquisition."""
+    rows = capture.dissect(file, f"({START}) || ({capture.STREAM})", ["frame.number", "gvsp.format"])
+    good = len(rows) > 1 and rows[0][1] == "" and rows[1][1] != ""
+    report.check("virtual camera sends nothing before the acquisition starts", good, str(rows[:2]))
+
+
 def run(report, folder, tools):
     with Host(folder) as host:
         camera = start_camera(host, tools, "--width", "640", "--height", "480")
@@ -44,6 +53,7 @@ def run(report, folder, tools):
         done, numbers = stream(host, "-i", "1500")
         check_stream(report, "client streams from the virtual camera", done, numbers, 40)
         capture.check(report, "virtual camera", taken, 640 * 480, 40)
+        check_start(report, taken.file)
         report.check("virtual camera ends when asked", camera.stop() == 0, camera.output().strip().splitlines()[-1])
 
     with Host(folder) as host:
