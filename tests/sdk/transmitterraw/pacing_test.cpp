@@ -206,3 +206,14 @@ TEST_F(Pacing, WithoutARateTrainsAreFull)
     EXPECT_EQ(lengths[0], 44U);
     EXPECT_EQ(lengths[1], 44U);
 }
+
+TEST_F(Pacing, TrainsBeginAndEndWithTheSetting)
+{
+    for (const net::Trains trains : {net::Trains::never, net::Trains::always, net::Trains::automatic}) {
+        set_rate(0, trains);
+        socket.departures.clear();
+        send_for(1us);
+        const bool any = std::ranges::any_of(socket.departures, [](const auto& departure) { return departure.train; });
+        EXPECT_EQ(any, trains == net::Trains::always) << "there is no device";
+    }
+}
