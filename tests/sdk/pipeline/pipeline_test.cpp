@@ -356,22 +356,42 @@ TEST_F(Pipeline, QueuesABufferAgainThatNoBlockBeganToFill)
     EXPECT_EQ(retrieved->GetDataPointer()[0], retrieved->GetBlockID());
 }
 
-TEST_F(Pipeline, OnTheWordOfALeaderItsBuffersGrowToNoMoreThanAGigabyte)
+/// A pool of one buffer with memory that the stream may not replace.
+class PipelineWithTenBytes : public Pipeline {
+protected:
+    void SetUp() override
+    {
+        Pipeline::SetUp();
+        start(1);
+        send_block(1);
+        ASSERT_EQ(next(), PvResult::OK);
+        ASSERT_TRUE(retrieved->Attach(memory.data(), 10).IsOK());
+        pipeline.SetBufferSize(10);
+        ASSERT_TRUE(pipeline.ReleaseBuffer(retrieved).IsOK());
+    }
+    void TearDown() override { EXPECT_NE(retrieved->Detach(), nullptr); }
+
+    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(10);
+};
+
+TEST_F(PipelineWithTenBytes, OnTheWordOfALeaderGrowsToNoMoreThanAGigabyte)
 {
-    start(1);
-    send_block(1);
-    ASSERT_EQ(next(), PvResult::OK);
-    std::vector<std::uint8_t> memory(10);
-    ASSERT_TRUE(retrieved->Attach(memory.data(), 10).IsOK());
-    pipeline.SetBufferSize(10);
-    ASSERT_TRUE(pipeline.ReleaseBuffer(retrieved).IsOK());
     send(packets::image_leader({.id = 2}, {.width = 60'000, .height = 60'000}, 2));
     send(packets::payload({.id = 2}, 1, packets::Bytes(20)));
     send(packets::image_trailer({.id = 2}, 2, 60'000));
     ASSERT_EQ(next(), PvResult::OK);
     EXPECT_EQ(operation_result.GetCode(), PvResult::BufferTooSmall);
     EXPECT_EQ(pipeline.GetBufferSize(), 1U << 30);
-    EXPECT_NE(retrieved->Detach(), nullptr);
+}
+
+TEST_F(PipelineWithTenBytes, DoublesForABlockThatDoesNotSayItsSize)
+{
+    send(packets::chunk_leader({.id = 2}, 2));
+    send(packets::payload({.id = 2}, 1, packets::Bytes(64)));
+    send(packets::chunk_trailer({.id = 2}, 2, 64));
+    ASSERT_EQ(next(), PvResult::OK);
+    EXPECT_EQ(operation_result.GetCode(), PvResult::BufferTooSmall);
+    EXPECT_EQ(pipeline.GetBufferSize(), 20U);
 }
 
 TEST_F(Pipeline, HandsOutIncompleteBlocksWithTheirResult)
