@@ -359,6 +359,40 @@ TEST_F(Statistics, CountTimeoutsAndAsErrorsWhereThatIsWanted)
     EXPECT_EQ(statistics.GetLastError().description(), text);
 }
 
+TEST_F(Statistics, TellTheLatestErrorOfWhateverKind)
+{
+    statistics.SetTimeoutCountedAsError(true);
+    statistics.SetAbortCountedAsError(true);
+    ASSERT_TRUE(stream.SetResendPacketEnable(false).IsOK());
+    ASSERT_TRUE(stream.SetInterPacketTimeout(60'000).IsOK());
+    std::uint64_t id = 0;
+    const auto lose_a_packet = [&] {
+        queue();
+        send(without(image(++id), 2));
+        ASSERT_EQ(retrieve(), PvResult::MissingPackets);
+    };
+    const auto abort_a_block = [&] {
+        queue();
+        const std::uint64_t bytes = statistics.GetBytesCount();
+        send(packets::image_leader({.id = ++id}, {}, 0));
+        send(packet_of(id, 1));
+        await([&] { return statistics.GetBytesCount() != bytes; });
+        ASSERT_TRUE(stream.AbortQueuedBuffers().IsOK());
+        ASSERT_EQ(retrieve(), PvResult::Aborted);
+    };
+    const auto latest = [&] { return statistics.GetLastError().GetCode(); };
+    abort_a_block();
+    EXPECT_EQ(latest(), PvResult::Aborted);
+    ASSERT_EQ(retrieve(0), PvResult::Timeout);
+    EXPECT_EQ(latest(), PvResult::Timeout);
+    lose_a_packet();
+    EXPECT_EQ(latest(), PvResult::MissingPackets);
+    ASSERT_EQ(retrieve(0), PvResult::Timeout);
+    EXPECT_EQ(latest(), PvResult::Timeout);
+    abort_a_block();
+    EXPECT_EQ(latest(), PvResult::Aborted);
+}
+
 TEST_F(Statistics, CountCallsThatTheStateDoesNotAllow)
 {
     queue();
