@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sdk/net/coalesced.h"
+#include "sdk/net/packet_filter_linux.h"
 #include "sdk/net/posix_socket.h"
 #include "sdk/net/receivers_linux.h"
 
@@ -67,9 +68,12 @@ public:
 
     ~BatchReceiver() override
     {
-        // whoever reads the socket next knows nothing of coalescing
+        // whoever reads the socket next knows nothing of coalescing, and wants what comes
         if (coalescing_) {
             set_coalescing(socket_, false);
+        }
+        if (refusing_ && socket_.is_open()) {
+            take_again(descriptor_of(socket_.handle()));
         }
     }
 
@@ -84,6 +88,20 @@ public:
         // the kernel's counter has 32 bits and goes round
         return now.has_value() && dropped_before_.has_value() ? std::optional<std::uint64_t>(*now - *dropped_before_)
                                                               : std::nullopt;
+    }
+
+    [[nodiscard]] bool refuse_new(bool on) noexcept override
+    {
+        if (socket_.is_open() && on != refusing_) {
+            const int descriptor = descriptor_of(socket_.handle());
+            if (!on) {
+                take_again(descriptor);
+                refusing_ = false;
+            } else {
+                refusing_ = !refuse_all(descriptor);
+            }
+        }
+        return on == refusing_;
     }
 
     [[nodiscard]] std::size_t buffer_bytes() const noexcept override { return socket_.receive_buffer_bytes(); }
@@ -312,7 +330,8 @@ private:
     std::size_t single_messages_ = 0;  ///< in a row
     std::size_t last_read_ = 0;        ///< of datagrams_, where the last batch begins
     std::size_t delivered_ = 0;        ///< of datagrams_, in earlier calls
-    bool all_read_ = true;             ///< the last system call found less than it had room for
+    bool refusing_ = false;
+    bool all_read_ = true;  ///< the last system call found less than it had room for
     std::optional<std::uint32_t> dropped_before_ = drop_count();
 };
 

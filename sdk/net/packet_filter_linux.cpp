@@ -108,6 +108,13 @@ try {
     return std::make_error_code(std::errc::not_enough_memory);
 }
 
+std::error_code refuse_all(int udp_socket) noexcept
+try {
+    return Filter().attach(udp_socket, false);
+} catch (const std::bad_alloc&) {
+    return std::make_error_code(std::errc::not_enough_memory);
+}
+
 void take_again(int udp_socket) noexcept
 {
     const int none = 0;

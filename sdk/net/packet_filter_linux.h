@@ -1,4 +1,5 @@
-// Socket filters (classic BPF) that part a stream's packets between a packet ring and the socket. Only for this folder.
+// Socket filters (classic BPF) that part a stream's packets between a packet ring and the socket, or keep all of them
+// out. Only for this folder.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,9 @@ std::error_code accept_only(int packet_socket, const RingTraffic& traffic) noexc
 
 /// Keeps from a UDP socket what accept_only gives to a ring, and nothing else.
 std::error_code leave_to_ring(int udp_socket, const RingTraffic& traffic) noexcept;
+/// Keeps everything that arrives from a UDP socket.
+std::error_code refuse_all(int udp_socket) noexcept;
+/// Ends the work of either.
 void take_again(int udp_socket) noexcept;
 
 }  // namespace vex::net

@@ -61,6 +61,11 @@ public:
     /// packet. May be called from any thread, as long as the socket is open.
     [[nodiscard]] virtual std::optional<std::uint64_t> dropped_by_system() const noexcept = 0;
 
+    /// While `on`, the system throws away what arrives instead of keeping it; what it keeps already can still be read.
+    /// What is thrown away is dropped by the system, trains that it keeps joined count as one. Ends the use of what was
+    /// read. False where it cannot.
+    [[nodiscard]] virtual bool refuse_new(bool on) noexcept { return !on; }
+
     /// The system's buffer for packets that wait to be received, as the system tells it: bytes, 0 when not known. A
     /// system call, from any thread as above.
     [[nodiscard]] virtual std::size_t buffer_bytes() const noexcept = 0;

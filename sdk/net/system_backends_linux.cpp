@@ -36,7 +36,8 @@ private:
 
 std::vector<SharedBackend> system_backends()
 {
-    // the ring holds packets back for up to a millisecond: for those who ask for it
+    // the ring takes memory that the system cannot swap out, and no firewall of the host stands before it: for those
+    // who ask for it
     return {std::make_shared<Batches>(true), std::make_shared<PacketRing>(), std::make_shared<Batches>(false)};
 }
 

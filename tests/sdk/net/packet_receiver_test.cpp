@@ -190,6 +190,55 @@ TEST_P(Receiver, WakesWithinItsTimeout)
     }
 }
 
+TEST_P(Receiver, HasTheSystemThrowAwayWhatComesWhenTold)
+{
+    const auto receiver = receiver_of(socket, 1500, 64);
+    std::size_t kept = 0;
+    std::size_t sent = 0;
+    const auto send_until = [&](auto condition) {
+        const Clock::time_point end = Clock::now() + long_enough;
+        while (!condition() && Clock::now() < end) {
+            ASSERT_FALSE(sender.send_to(socket.local(), numbered(7, 100)));
+            ++sent;
+        }
+    };
+    const auto dropped = [&] { return receiver->dropped_by_system().value_or(0); };
+    const auto read_all = [&] {
+        while (const std::size_t count = receiver->read({}).size()) {
+            kept += count;
+        }
+        return kept + dropped() == sent;
+    };
+    send_until([&] { return sent == 10; });
+    ASSERT_TRUE(receiver->wait(long_enough));
+    if (!receiver->refuse_new(true)) {
+        GTEST_SKIP() << "this system cannot be told";
+    }
+    send_until([&] { return dropped() != 0; });
+    for (const auto end = Clock::now() + long_enough; !read_all() && Clock::now() < end;)
+        ;
+    EXPECT_EQ(kept + dropped(), sent);
+    EXPECT_GE(kept, 1U) << "what had arrived before";
+    EXPECT_TRUE(receiver->drained());
+    EXPECT_TRUE(receiver->read({}).empty());
+
+    EXPECT_TRUE(receiver->refuse_new(false));
+    const std::uint64_t before = dropped();
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(8, 100)));
+    EXPECT_TRUE(collect(*receiver, 1, 64) == std::vector<Bytes>{numbered(8, 100)});
+    EXPECT_EQ(dropped(), before);
+}
+
+TEST_P(Receiver, EndsWithTheSocketOpenToWhatComes)
+{
+    auto receiver = receiver_of(socket, 1500, 64);
+    static_cast<void>(receiver->refuse_new(true));
+    receiver.reset();
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 100)));
+    Bytes buffer(200);
+    EXPECT_TRUE(socket.receive(buffer, long_enough).has_value());
+}
+
 TEST_P(Receiver, GivesNothingOnceTheSocketIsClosed)
 {
     const auto receiver = receiver_of(socket, 100, 8);

@@ -321,22 +321,46 @@ TEST_F(PacketRing, CountsWhatFoundNoRoom)
 {
     const auto receiver = ring_on(*socket, there, here);
     EXPECT_GE(receiver->buffer_bytes(), std::size_t{2} << 20);
-    const Bytes large = numbered(1, 60'000);
-    const auto sent = static_cast<unsigned>(receiver->buffer_bytes() / large.size() * 3 / 2);
-    ASSERT_TRUE(hosts.go_there());
-    ASSERT_TRUE(TwoHosts::run("ip link set cable mtu 65000"));
-    ASSERT_TRUE(hosts.go_here());
-    ASSERT_TRUE(TwoHosts::run("ip link set cable mtu 65000"));
+    // a slot is larger than such a packet
+    const auto sent = static_cast<unsigned>(receiver->buffer_bytes() / 1400);
     for (unsigned i = 0; i < sent; ++i) {
-        ASSERT_FALSE(sender->send_to(socket->local(), large));
+        ASSERT_FALSE(sender->send_to(socket->local(), numbered(i, 1400)));
     }
+    const std::size_t kept = collect(*receiver, 1).size();
     const std::uint64_t dropped = receiver->dropped_by_system().value_or(0);
     EXPECT_GT(dropped, 0U);
-    EXPECT_EQ(collect(*receiver, 1).size() + dropped, sent);
+    EXPECT_EQ(kept + dropped, sent);
     EXPECT_EQ(receiver->dropped_by_system(), dropped);
     // and there is room again
-    ASSERT_FALSE(sender->send_to(socket->local(), large));
+    ASSERT_FALSE(sender->send_to(socket->local(), numbered(1, 1400)));
     EXPECT_EQ(collect(*receiver, 1).size(), 1U);
+}
+
+TEST_F(PacketRing, CountsWhatWasTooLargeForASlotAndFoundNoRoom)
+{
+    const auto receiver = ring_on(*socket, there, here);
+    const unsigned sent = 1500;
+    for (unsigned i = 0; i < sent; ++i) {
+        ASSERT_FALSE(sender->send_to(socket->local(), numbered(i, 60'000)));
+    }
+    const std::size_t kept = collect(*receiver, 1).size();
+    const std::uint64_t dropped = receiver->dropped_by_system().value_or(0);
+    EXPECT_GT(dropped, 0U);
+    EXPECT_EQ(kept + dropped, sent);
+    ASSERT_FALSE(sender->send_to(socket->local(), numbered(1, 60'000)));
+    EXPECT_EQ(collect(*receiver, 1).size(), 1U);
+}
+
+TEST_F(PacketRing, KeepsTheOrderOfPacketsOfAllSizes)
+{
+    const auto receiver = ring_on(*socket, there, here);
+    std::vector<Bytes> sent;
+    for (unsigned i = 0; i < 90; ++i) {
+        sent.push_back(numbered(i, i % 3 == 0 ? 100 : 1400 + i * 100));
+        ASSERT_FALSE(sender->send_to(socket->local(), sent.back()));
+    }
+    EXPECT_TRUE(collect(*receiver, sent.size()) == sent);
+    EXPECT_EQ(receiver->dropped_by_system(), 0U);
 }
 
 TEST_F(PacketRing, IsNotDrainedInTheMiddleOfWhatItHolds)
@@ -356,11 +380,70 @@ TEST_F(PacketRing, IsNotDrainedInTheMiddleOfWhatItHolds)
     EXPECT_LT(drained, sent / 2);
 }
 
-TEST_F(PacketRing, GivesWhatHasArrivedWithoutATimeoutToo)
+/// Sees what arrives on the cable after those who were there later.
+class Witness {
+public:
+    Witness() : descriptor_(::socket(AF_PACKET, SOCK_RAW, 0))
+    {
+        sockaddr_ll address{};
+        address.sll_family = AF_PACKET;
+        address.sll_protocol = htons(ETH_P_IP);
+        address.sll_ifindex = static_cast<int>(::if_nametoindex("cable"));
+        const timeval time{5, 0};
+        EXPECT_EQ(::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time), 0);
+        EXPECT_EQ(::bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~Witness() { ::close(descriptor_); }
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+
+    /// Waits for a datagram of `size` bytes.
+    [[nodiscard]] bool sees(std::size_t size) const
+    {
+        Bytes frame(2000);
+        for (;;) {
+            const ssize_t length = ::recv(descriptor_, frame.data(), frame.size(), 0);
+            if (length < 0 || static_cast<std::size_t>(length) == 14 + 28 + size) {
+                return length >= 0;
+            }
+        }
+    }
+
+private:
+    int descriptor_;
+};
+
+TEST_F(PacketRing, HandsOutAtOnceWhatHasArrived)
+{
+    // a packet that waits where it cannot be read cannot be told from one that was lost
+    const Witness witness;
+    const auto receiver = ring_on(*socket, there, here);
+    for (unsigned i = 0; i < 50; ++i) {
+        ASSERT_FALSE(sender->send_to(socket->local(), numbered(i, 100)));
+        ASSERT_TRUE(witness.sees(100));
+        ASSERT_EQ(receiver->read({}).size(), 1U) << "packet " << i;
+        ASSERT_TRUE(receiver->drained());
+    }
+}
+
+TEST_F(PacketRing, FillsUpWhenTheSystemShallThrowAwayWhatComes)
 {
     const auto receiver = ring_on(*socket, there, here);
-    ASSERT_FALSE(sender->send_to(socket->local(), numbered(1, 100)));
-    EXPECT_EQ(receiver->receive(0ms).size(), 1U);
+    ASSERT_TRUE(receiver->refuse_new(true));
+    const auto sent = static_cast<unsigned>(receiver->buffer_bytes() / 1400);
+    std::size_t kept = 0;
+    // slots that were read are not used again
+    for (unsigned i = 0; i < sent; ++i) {
+        ASSERT_FALSE(sender->send_to(socket->local(), numbered(i, 1400)));
+        kept += receiver->read({}).size();
+    }
+    kept += collect(*receiver, 0).size();
+    EXPECT_GT(receiver->dropped_by_system(), 0U);
+    EXPECT_EQ(kept + receiver->dropped_by_system().value_or(0), sent);
+    EXPECT_TRUE(receiver->drained());
+    ASSERT_TRUE(receiver->refuse_new(false));
+    ASSERT_FALSE(sender->send_to(socket->local(), numbered(7, 100)));
+    EXPECT_EQ(collect(*receiver, 1), (std::vector<Bytes>{numbered(7, 100)}));
 }
 
 TEST_F(PacketRing, GivesTheSocketBackAsItWas)
