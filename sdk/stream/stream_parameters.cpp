@@ -202,6 +202,9 @@ void add_block_statistics(Builder& add)
     add.blocks("BlocksDropped", "Blocks Dropped", "Blocks for which no buffer was queued.", BlockFate::no_buffer);
     add.sum("BlockIDsMissing", "Block IDs Missing", "Block IDs of which no packet came.", &Counters::block_ids_missing);
     add.sum("RestartCount", "Restart Count", "Times the device began to number its blocks anew.", &Counters::restarts);
+    add.sum("OverloadCount", "Overload Count",
+            "Times blocks were given up because more was sent than could be taken in, so that the others are whole.",
+            &Counters::overloads);
     add.sum("DataOverrunCount", "Data Overrun Count", "Blocks that the device could not send fast enough.",
             &Counters::data_overruns);
     add.count("ResultTimeout", "Result Timeout", "Buffers that came back unfilled after the request timeout.",

@@ -350,6 +350,10 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
         numbering_.extended_ids() == header.extended_ids && leader == nullptr) {
         return current_;
     }
+    if (awaits_leader_ && (leader == nullptr || gvsp::is_resent(header))) {
+        return nullptr;
+    }
+    const bool resumes = std::exchange(awaits_leader_, false);
     if (!numbering_.has_begun()) {
         return &begin_numbering(header);
     }
@@ -372,7 +376,9 @@ BlockFrame* BlockAssembler::frame_of(const gvsp::Header& header, const gvsp::Lea
     if (numbering_.has_ended(*order)) {
         return nullptr;
     }
-    open_missing_before(*order, header);
+    if (!resumes) {
+        open_missing_before(*order, header);
+    }
     return &open(*order, header.block_id);
 }
 

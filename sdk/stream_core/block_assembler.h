@@ -78,6 +78,10 @@ public:
     /// The next time at which something may be due without a further packet; empty when nothing waits.
     [[nodiscard]] std::optional<time_point> next_deadline() const noexcept;
 
+    /// How long the newest block's payload goes on, by the pace at which it has come so far; 0 when that cannot be
+    /// told.
+    [[nodiscard]] net::Clock::duration payload_left() const noexcept;
+
     /// Ends all blocks in flight, by the client's wish or the stream's own; their buffers are delivered. Then any block
     /// may come, when the stream reset itself.
     void abort(Ending ending = Ending::aborted);
@@ -86,6 +90,12 @@ public:
     [[nodiscard]] bool take_flush_request() noexcept { return std::exchange(flush_requested_, false); }
     /// Throws all blocks in flight away; their buffers are put back. The next packet may belong to any block.
     void discard();
+    /// The system throws packets away by this stream's own wish: until resume(), nothing is asked for, and a block ends
+    /// when the next one begins.
+    void shed() noexcept { shedding_ = true; }
+    /// Ends the blocks in flight. The next one is the first whose leader comes, packets of others are late: nothing is
+    /// to be asked for of what the system threw away.
+    void resume(time_point now);
     /// Ends the use of a buffer that is about to go away; what is left of its block is dropped. False when the buffer
     /// is not in use.
     bool forget(const PvBuffer& buffer) noexcept;
@@ -155,6 +165,9 @@ private:
 
     bool drained_ = true;
     time_point latest_packet_;  // of any block
+
+    bool shedding_ = false;
+    bool awaits_leader_ = false;  // of the first block after shedding
 
     bool resends_allowed_ = true;
     MissingPackets::Terms terms_{settings_};

@@ -35,7 +35,7 @@ std::size_t BlockAssembler::packet_size() const noexcept
 
 bool BlockAssembler::asks_for_resends() const noexcept
 {
-    return resends_allowed_ && settings_.resend_packet_enable && !device_.is_any() &&
+    return resends_allowed_ && !shedding_ && settings_.resend_packet_enable && !device_.is_any() &&
            (answers_ || unanswered_ < enough_unanswered);
 }
 
@@ -135,7 +135,7 @@ bool BlockAssembler::is_over(const BlockFrame& first) const noexcept
     if (is_newest(first) && first.missing().tail_is_open()) {
         return false;
     }
-    if (settings_.force_missing_packets_at_next_block_start && !is_newest(first)) {
+    if ((settings_.force_missing_packets_at_next_block_start || shedding_) && !is_newest(first)) {
         return true;
     }
     const MissingPackets& missing = first.missing();
@@ -217,6 +217,20 @@ std::optional<BlockAssembler::time_point> BlockAssembler::next_deadline() const 
     return next;
 }
 
+net::Clock::duration BlockAssembler::payload_left() const noexcept
+{
+    if (open_count_ == 0) {
+        return {};
+    }
+    const BlockFrame& newest = *open_[open_count_ - 1];
+    const std::optional<std::uint32_t> trailer = newest.probable_trailer(typical_);
+    const std::uint32_t next = newest.next_payload();
+    if (!newest.has_payload() || !newest.missing().tail_is_open() || !trailer.has_value() || *trailer <= next) {
+        return {};
+    }
+    return (now_ - newest.first_payload()) / (next - 1) * (*trailer - next);
+}
+
 void BlockAssembler::end_first(Ending ending)
 {
     BlockFrame& frame = *open_[0];
@@ -262,6 +276,19 @@ void BlockAssembler::abort(Ending ending)
     if (ending == Ending::auto_aborted) {
         numbering_.forget();
     }
+}
+
+void BlockAssembler::resume(time_point now)
+{
+    now_ = now;
+    while (open_count_ != 0) {
+        end_first(Ending::by_itself);
+    }
+    // answers were thrown away like all else
+    unanswered_ = 0;
+    shedding_ = false;
+    awaits_leader_ = true;
+    ++counters_.overloads;
 }
 
 void BlockAssembler::discard()

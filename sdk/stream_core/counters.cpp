@@ -20,6 +20,7 @@ constexpr std::array sums{
     &Counters::block_ids_missing,
     &Counters::blocks_dropped_by_device,
     &Counters::restarts,
+    &Counters::overloads,
     &Counters::resend_requests,
     &Counters::resend_packets_requested,
     &Counters::resends_expected,

@@ -59,6 +59,8 @@ struct Counters {
     std::uint64_t blocks_dropped_by_device = 0;  ///< that the device says it could not send
     std::uint64_t restarts = 0;                  ///< times the device began to number its blocks anew
 
+    std::uint64_t overloads = 0;  ///< times blocks were given up as more came than could be taken in
+
     std::uint64_t resend_requests = 0;           ///< sent
     std::uint64_t resend_packets_requested = 0;  ///< packets that the requests asked for
     std::uint64_t resends_expected = 0;          ///< packets that came after they had been asked for

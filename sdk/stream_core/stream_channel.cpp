@@ -8,8 +8,6 @@
 #include <system_error>
 
 #include "sdk/base/failure.h"
-#include "sdk/base/thread_name.h"
-#include "sdk/base/thread_priority.h"
 #include "sdk/net/receive_backends.h"
 
 namespace vex::stream {
@@ -23,10 +21,6 @@ constexpr std::size_t largest_packet = 65507;
 constexpr std::size_t packets_per_batch = 64;
 /// Bridges the receive thread's pauses: 100 ms at a gigabit per second. The system may give less.
 constexpr int socket_buffer_bytes = 16 * 1024 * 1024;
-/// How soon the receive thread notices that it shall stop or flush.
-constexpr std::chrono::milliseconds longest_wait = 20ms;
-/// A flush that a device keeps feeding ends after this time; what was there when it began is read much sooner.
-constexpr std::chrono::milliseconds longest_flush = 50ms;
 
 PvResult not_open() { return failure(PvResult::NotConnected, "The stream is not open"); }
 
@@ -99,6 +93,7 @@ PvResult StreamChannel::open(const Endpoints& endpoints)
             largest_block_ = 0;
         }
         firewall_opener_ = {};
+        overload_guard_ = {};
         flush_wanted_ = false;  // of an earlier opening
         stop_ = false;
         thread_ = std::thread([this] { receive_loop(); });
@@ -278,163 +273,6 @@ std::optional<Endpoints> StreamChannel::endpoints() const
 {
     const std::lock_guard lock(queues_);
     return open_ ? std::optional(endpoints_) : std::nullopt;
-}
-
-void StreamChannel::receive_loop()
-{
-    name_this_thread("pv-stream");
-    favour_this_thread();
-    while (!stop_) {
-        if (flush_wanted_) {
-            flush_received();
-            continue;
-        }
-        std::chrono::milliseconds wait = 0ms;
-        bool is_idle = false;
-        {
-            const std::lock_guard work(work_);
-            const std::span<const net::Datagram> datagrams = read();
-            wait = take_in(datagrams);
-            is_idle = datagrams.empty();
-        }
-        if (is_idle) {
-            // whether there is something now or not: the next read tells
-            static_cast<void>(receiver_->wait(wait));
-        }
-    }
-}
-
-/// What has been received, its data where it belongs if it is what was expected. With `work_` held, because until they
-/// are looked at packets are written into a buffer.
-std::span<const net::Datagram> StreamChannel::read()
-{
-    const std::span<const net::Datagram> datagrams = receiver_->read(assembler_->landing());
-    receiver_->recall(assembler_->landed_well(datagrams));
-    return datagrams;
-}
-
-/// Takes a batch in and returns how long the next one may take to come. With `work_` held.
-std::chrono::milliseconds StreamChannel::take_in(std::span<const net::Datagram> datagrams)
-{
-    const net::Clock::time_point now = clock_.now();
-    try {
-        assembler_->process(datagrams, now, receiver_->drained());
-    } catch (const std::bad_alloc&) {
-        // the rest of the batch is lost like packets on the wire
-    }
-    expire_request(now);
-    firewall_opener_.tend(socket_, endpoints_.device, endpoints_.channel, now);
-    if (assembler_->take_flush_request()) {
-        flush_wanted_ = true;
-    }
-    const auto deadline = assembler_->next_deadline();
-    if (!deadline.has_value()) {
-        return longest_wait;
-    }
-    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(*deadline - now), 0ms, longest_wait);
-}
-
-/// Gives the first buffer back when no block has come for it in time. With `work_` held.
-void StreamChannel::expire_request(net::Clock::time_point now)
-{
-    if (settings_.request_timeout_ms == 0) {
-        return;
-    }
-    {
-        const std::lock_guard lock(queues_);
-        if (idle_.empty() || filling_ != 0 ||
-            now < request_since_ + std::chrono::milliseconds(settings_.request_timeout_ms)) {
-            return;
-        }
-        PvBuffer* buffer = idle_.front();
-        idle_.erase(idle_.begin());
-        request_since_ = now;
-        ++queue_counters_.requests_expired;
-        mark_unfilled(*buffer, PvResult::Timeout);
-        failures_.note(failures_.timeout, buffer->GetOperationResult());
-        ready_.push_back(buffer);
-    }
-    changed_.notify_one();
-}
-
-/// Throws away what the system has received, and the blocks in flight.
-void StreamChannel::flush_received()
-{
-    const net::Clock::time_point end = clock_.now() + longest_flush;
-    while (!receiver_->receive(0ms).empty() && clock_.now() < end)
-        ;
-    {
-        const std::lock_guard work(work_);
-        assembler_->discard();
-        const std::lock_guard lock(queues_);
-        flush_wanted_ = false;
-        ++flushes_done_;
-    }
-    flushed_.notify_all();
-}
-
-PvBuffer* StreamChannel::take() noexcept
-{
-    const std::lock_guard lock(queues_);
-    if (idle_.empty()) {
-        ++underruns_;
-        return nullptr;
-    }
-    PvBuffer* buffer = idle_.front();
-    idle_.erase(idle_.begin());
-    ++filling_;
-    request_since_ = clock_.now();
-    return buffer;
-}
-
-void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
-{
-    const net::Clock::time_point now = clock_.now();
-    {
-        const std::lock_guard lock(queues_);
-        end_filling(now);
-        largest_block_ = assembler_->largest_block();
-        if (fate == BlockFate::aborted) {
-            failures_.note(failures_.aborted, buffer.GetOperationResult());
-        } else {
-            rates_.add(buffer.GetAcquiredSize(), now, buffer.GetTimestamp());
-        }
-        if (fate != BlockFate::aborted && fate != BlockFate::complete) {
-            failures_.note(failures_.block, buffer.GetOperationResult());
-        }
-        if (ready_.size() >= most_ready_) {
-            recycle_oldest();
-        }
-        ready_.push_back(&buffer);
-    }
-    changed_.notify_one();
-}
-
-/// One buffer less is being filled. While one is, the others are not waited for. With `queues_` held.
-void StreamChannel::end_filling(net::Clock::time_point now) noexcept
-{
-    if (--filling_ == 0) {
-        request_since_ = now;
-    }
-}
-
-/// Nobody came for the oldest filled buffer. With `queues_` held.
-void StreamChannel::recycle_oldest() noexcept
-{
-    idle_.push_back(ready_.front());
-    ready_.erase(ready_.begin());
-    ++queue_counters_.blocks_recycled;
-}
-
-/// On the receive thread, which sends from the stream's own port: the device answers there, in the stream.
-void StreamChannel::request_resend(const wire::gvcp::PacketResend& range) noexcept
-{
-    wire::gvcp::PacketResend request = range;
-    request.channel = endpoints_.channel;
-    latest_request_id_ = latest_request_id_ % 0xFFFF + 1;
-    const auto message = wire::gvcp::packet_resend(static_cast<std::uint16_t>(latest_request_id_), request);
-    // one that gets lost, here or on its way, is repeated
-    static_cast<void>(socket_.send_to({endpoints_.device, wire::gvcp::port}, message.bytes()));
 }
 
 void StreamChannel::put_back(PvBuffer& buffer) noexcept

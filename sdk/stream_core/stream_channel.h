@@ -21,6 +21,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/block_assembler.h"
 #include "sdk/stream_core/firewall_opener.h"
+#include "sdk/stream_core/overload_guard.h"
 #include "sdk/stream_core/rate_meter.h"
 
 namespace vex::stream {
@@ -157,6 +158,8 @@ private:
     void receive_loop();
     [[nodiscard]] std::span<const net::Datagram> read();
     [[nodiscard]] std::chrono::milliseconds take_in(std::span<const net::Datagram> datagrams);
+    void choose_pause(net::Clock::time_point now, std::optional<net::Clock::time_point> deadline);
+    void tend_overload(std::size_t packets, net::Clock::time_point now);
     void flush_received();
     void give_all_back();
     void apply_settings();
@@ -182,6 +185,8 @@ private:
     net::UdpSocket socket_;
     std::unique_ptr<net::PacketReceiver> receiver_;
     FirewallOpener firewall_opener_;
+    OverloadGuard overload_guard_;
+    std::chrono::microseconds pause_{};  // before the next read
     std::thread thread_;
     std::atomic<bool> stop_{false};
 

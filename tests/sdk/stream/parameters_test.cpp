@@ -10,6 +10,7 @@
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream/PvStream.h"
 #include "tests/sdk/net/wine.h"
+#include "tests/sdk/stream_core/flood.h"
 #include "tests/sdk/stream_core/packets.h"
 
 using namespace vex;
@@ -281,6 +282,26 @@ TEST_F(StreamParameters, OddPacketsCount)
     EXPECT_EQ(count("RedundantPacket"), 1);
     EXPECT_EQ(count("MalformedPacket"), 1);
     EXPECT_EQ(count("IgnoredPacketCount"), 2);
+}
+
+TEST(StreamOverload, Counts)
+{
+    flooding::Flood flood;
+    flood.blocks = 60'000;
+    const net::AddedBackend added(std::make_shared<flooding::FloodBackend>(flood));
+    PvStream stream;
+    ASSERT_TRUE(stream.Open(flooding::camera.to_string(), 0, 0, host.to_string()).IsOK());
+    const auto overloads = [&stream] {
+        std::int64_t value = -1;
+        EXPECT_TRUE(stream.GetParameters()->GetIntegerValue("OverloadCount", value).IsOK());
+        return value;
+    };
+    EXPECT_EQ(overloads(), 0);
+    flood.begin();
+    for (int i = 0; i < 2000 && overloads() == 0; ++i) {
+        std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_GT(overloads(), 0);
 }
 
 TEST_F(StreamParameters, ForeignPacketsCount)
