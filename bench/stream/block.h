@@ -17,20 +17,20 @@ namespace gvsp = vex::wire::gvsp;
 /// One block as a train of equal datagrams; the last payload packet is filled up so that all have one size.
 class Block {
 public:
-    explicit Block(std::size_t packet_size)
-        : data_(gvsp::data_per_packet(packet_size, false)), datagram_(data_ + gvsp::standard_header_size),
-          packets_((image_bytes + data_ - 1) / data_), bytes_(packets_ * datagram_, 0x5A)
+    explicit Block(const Load& load)
+        : data_(gvsp::data_per_packet(load.packet_size, false)), datagram_(data_ + gvsp::standard_header_size),
+          packets_((load.block_bytes() + data_ - 1) / data_), bytes_(packets_ * datagram_, 0x5A)
     {
         std::array<std::uint8_t, gvsp::largest_leader> fields{};
         gvsp::Leader leader;
         leader.payload_type = gvsp::payload_type::image;
-        leader.image = gvsp::ImageInfo{.pixel_format = 0x01080001, .size_x = width, .size_y = height};
+        leader.image = gvsp::ImageInfo{.pixel_format = 0x01080001, .size_x = width, .size_y = load.lines};
         std::size_t size = gvsp::encode_leader(leader, fields);
         leader_.assign(gvsp::standard_header_size, 0);
         leader_.insert(leader_.end(), fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(size));
         gvsp::Trailer trailer;
         trailer.payload_type = gvsp::payload_type::image;
-        trailer.size_y = height;
+        trailer.size_y = load.lines;
         size = gvsp::encode_trailer(trailer, fields);
         trailer_.assign(gvsp::standard_header_size, 0);
         trailer_.insert(trailer_.end(), fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(size));

@@ -15,7 +15,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
+#include <string>
 #include <thread>
 
 #include "bench/stream/block.h"
@@ -36,7 +38,7 @@ namespace {
 /// Sends a block whole, or a part of it, so that a pace can be kept within it.
 class BlockSender {
 public:
-    explicit BlockSender(const Load& load) : load_(load), block_(load.packet_size)
+    explicit BlockSender(const Load& load) : load_(load), block_(load)
     {
         to_.sin_family = AF_INET;
         to_.sin_addr.s_addr = htonl(host.value);
@@ -124,6 +126,9 @@ private:
 
 bool may_send(const Load& load, const Progress& progress, std::uint64_t sent)
 {
+    if (load.blocks != 0 && sent >= load.blocks) {
+        return false;
+    }
     if (load.one_at_a_time) {
         return sent < progress.blocks_wanted.load(std::memory_order_acquire);
     }
@@ -138,7 +143,8 @@ bool may_send(const Load& load, const Progress& progress, std::uint64_t sent)
     softcam::CameraOptions options;
     options.adapter = camera.to_string();
     softcam::Camera control(options);
-    if (load.loss == 0) {
+    const bool answers = load.loss != 0 || load.answers;
+    if (!answers) {
         control.start();
     }
     std::vector<std::uint16_t> ports(load.streams);
@@ -148,7 +154,8 @@ bool may_send(const Load& load, const Progress& progress, std::uint64_t sent)
         ::recv(ports_pipe, ports.data(), static_cast<std::size_t>(size), MSG_WAITALL) != size) {
         std::_Exit(1);
     }
-    if (load.loss != 0) {
+    progress[0].first_packet_at.store(now_ns(), std::memory_order_release);
+    if (answers) {
         run_lossy_sender(load, progress[0], ports.at(0));
     }
     BlockSender sender(load);
@@ -222,6 +229,20 @@ std::int64_t now_ns()
 {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+double resident_megabytes()
+{
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word) {
+        if (word == "VmRSS:") {
+            double kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes / 1e3;
+        }
+    }
+    return 0;
 }
 
 double processor_seconds()

@@ -28,11 +28,16 @@ struct Load {
     std::size_t streams = 1;    ///< served in turn
     /// Blocks that the sender may be ahead of the receiver; 0: it never waits.
     std::uint64_t blocks_ahead = 2;
-    double bytes_per_second = 0;  ///< of payload, over all streams; 0: as fast as it can
-    bool one_at_a_time = false;   ///< each block only when the receiver asks for it
-    double loss = 0;              ///< share of packets that the sender loses; it sends them again when asked
-    std::size_t burst = 1;        ///< packets that it loses in a row
-    std::uint64_t seed = 1;       ///< of the losses
+    double bytes_per_second = 0;   ///< of payload, over all streams; 0: as fast as it can
+    bool one_at_a_time = false;    ///< each block only when the receiver asks for it
+    double loss = 0;               ///< share of packets that the sender loses; it sends them again when asked
+    std::size_t burst = 1;         ///< packets that it loses in a row
+    std::uint64_t seed = 1;        ///< of the losses
+    bool answers = false;          ///< takes requests to send packets again, also where it loses none
+    std::uint32_t lines = height;  ///< of an image
+    std::uint64_t blocks = 0;      ///< it sends so many; 0: it never ends
+
+    [[nodiscard]] std::size_t block_bytes() const { return std::size_t{width} * lines; }
 };
 
 /// What sender and receiver of one stream share; times are those of the steady clock, in nanoseconds.
@@ -43,6 +48,7 @@ struct Progress {
     std::atomic<std::uint64_t> packets_lost{0};       ///< on purpose, also of those sent again
     std::atomic<std::uint64_t> requests{0};           ///< to send again
     std::atomic<std::uint64_t> packets_requested{0};  ///< by them
+    std::atomic<std::int64_t> first_packet_at{0};     ///< before the first block
     std::atomic<std::int64_t> last_packet_at{0};      ///< before the system call that sent a block's last packet
 };
 
@@ -66,6 +72,8 @@ private:
 };
 
 [[nodiscard]] std::int64_t now_ns();
+/// Memory of this process, in megabytes; a ring's belongs to the system and is not in it.
+[[nodiscard]] double resident_megabytes();
 /// Processor time of this process, all threads, in its programs and in the kernel.
 [[nodiscard]] double processor_seconds();
 

@@ -28,7 +28,7 @@ constexpr std::size_t packets_per_call = 16;
 class LossySender {
 public:
     LossySender(const Load& load, Progress& progress, std::uint16_t port)
-        : load_(load), progress_(progress), block_(load.packet_size), random_(load.seed)
+        : load_(load), progress_(progress), block_(load), random_(load.seed)
     {
         to_.sin_family = AF_INET;
         to_.sin_addr.s_addr = htonl(host.value);
@@ -136,11 +136,13 @@ void run_lossy_sender(const Load& load, Progress& progress, std::uint16_t port)
 {
     LossySender sender(load, progress, port);
     for (std::uint64_t sent = 0;; ++sent) {
-        while (load.blocks_ahead != 0 && sent >= progress.blocks_received.load() + load.blocks_ahead) {
+        while ((load.blocks != 0 && sent >= load.blocks) ||
+               (load.blocks_ahead != 0 && sent >= progress.blocks_received.load() + load.blocks_ahead)) {
             sender.answer_requests();
             ::sched_yield();
         }
         sender.send(sent % 65535 + 1);
+        progress.last_packet_at.store(now_ns(), std::memory_order_release);
         progress.blocks_sent.store(sent + 1, std::memory_order_release);
     }
 }

@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
+#include "bench/stream/arrival.h"
 #include "bench/stream/load.h"
 #include "bench/stream/measure.h"
 #include "bench/stream/ways.h"
@@ -14,21 +12,6 @@
 namespace bench {
 
 namespace {
-
-/// Memory of this process, in megabytes; a ring's belongs to the system and is not in it.
-double resident_megabytes()
-{
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word) {
-        if (word == "VmRSS:") {
-            double kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes / 1e3;
-        }
-    }
-    return 0;
-}
 
 void measure_streams(const Way& way, std::size_t count, std::chrono::milliseconds duration, double& of_one)
 {
@@ -82,11 +65,7 @@ void measure_many(std::chrono::milliseconds duration)
 {
     std::printf("Several streams in one process, 1,500 bytes one by one, 8 buffers of 1 MB each, %lld ms\n",
                 static_cast<long long>(duration.count()));
-    std::vector<Way> ways{stream_way("coalescing")};
-    if (has_packet_ring()) {
-        ways.push_back(stream_way("packet-ring"));
-    }
-    for (const Way& way : ways) {
+    for (const Way& way : our_ways()) {
         double of_one = 0;
         for (const std::size_t count : {1U, 4U, 16U, 64U}) {
             measure_streams(way, count, duration, of_one);

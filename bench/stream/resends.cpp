@@ -1,6 +1,10 @@
 // A line that loses packets, and a camera that sends them again.
 #include <cstdio>
 
+#include <utility>
+#include <vector>
+
+#include "bench/stream/arrival.h"
 #include "bench/stream/load.h"
 #include "bench/stream/measure.h"
 #include "bench/stream/ways.h"
@@ -9,8 +13,8 @@ namespace bench {
 
 namespace {
 
-/// Payload bytes a second; 0: as fast as the slower side.
-constexpr double rates[] = {0.1e9, 0.3e9, 0};
+/// Of the highest rate without loss.
+constexpr double shares[] = {0.8, 0.95};
 
 void measure_one(const Way& way, Load load, unsigned frames)
 {
@@ -36,26 +40,32 @@ void measure_one(const Way& way, Load load, unsigned frames)
     const auto lost = static_cast<double>(sender.progress().packets_lost.load());
     std::printf(
         "  %-24s loss %3.0f %% in bursts of %2zu, %4.0f MB/s: %u of %u whole, %5.0f packets lost, %.2f requests and"
-        " %.2f packets asked for each, %.2f s/GB\n",
+        " %.2f packets asked for each, %llu dropped by the system, %.2f s/GB\n",
         way.name.c_str(), load.loss * 100, load.burst, gigabytes * 1e3 / seconds, whole, seen, lost,
         static_cast<double>(sender.progress().requests.load()) / lost,
         static_cast<double>(sender.progress().packets_requested.load()) / lost,
-        (processor_seconds() - processor) / gigabytes);
+        static_cast<unsigned long long>(receiver->dropped()), (processor_seconds() - processor) / gigabytes);
 }
 
 }  // namespace
 
-void measure_resends(unsigned frames)
+void measure_resends(unsigned frames, std::chrono::milliseconds duration)
 {
-    std::printf("With loss, 1,500 bytes one by one, %u frames; the last rate is that of the slower side\n", frames);
-    std::vector<Way> ways{stream_way("coalescing")};
-    if (has_packet_ring()) {
-        ways.push_back(stream_way("packet-ring"));
-    }
-    for (const Way& way : ways) {
-        for (const double rate : rates) {
+    std::printf("With loss, 1,500 bytes one by one, %u frames, at 80 and 95 %% of the highest rate without loss\n",
+                frames);
+    for (const Way& way : our_ways()) {
+        const LossFree found = find_loss_free_rate(way, {.answers = true}, duration);
+        std::printf("  %-24s without loss %4.0f MB/s%s\n", way.name.c_str(), found.bytes_per_second / 1e6,
+                    found.of_the_sender ? ", as fast as the sender" : "");
+        for (const double share : shares) {
             for (const auto& [loss, burst] : {std::pair{0.01, 1U}, std::pair{0.05, 1U}, std::pair{0.01, 20U}}) {
-                measure_one(way, {.bytes_per_second = rate, .loss = loss, .burst = burst}, frames);
+                measure_one(way,
+                            {.blocks_ahead = 0,
+                             .bytes_per_second = found.bytes_per_second * share,
+                             .loss = loss,
+                             .burst = burst,
+                             .blocks = frames},
+                            frames);
             }
         }
     }

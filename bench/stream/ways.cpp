@@ -15,6 +15,7 @@
 #include "sdk/net/receive_backends.h"
 #include "sdk/net/udp_socket.h"
 #include "sdk/stream_core/PvStreamBase.h"
+#include "sdk/stream_core/stream_channel.h"
 #include "sdk/wire/gvsp.h"
 
 using namespace vex;
@@ -186,7 +187,10 @@ private:
     net::SharedBackend backend_;
 };
 
-class Stream : public PvStreamBase {};
+class Stream : public PvStreamBase {
+public:
+    [[nodiscard]] std::uint64_t dropped() { return channel().system_facts().dropped.value_or(0); }
+};
 
 class StreamReceiver final : public Receiver {
 public:
@@ -203,6 +207,7 @@ public:
     }
     [[nodiscard]] std::uint16_t port() const override { return stream_.GetLocalPort(); }
     [[nodiscard]] bool nothing_came() const override { return nothing_came_; }
+    [[nodiscard]] std::uint64_t dropped() override { return stream_.dropped(); }
     bool receive_block() override
     {
         PvBuffer* buffer = nullptr;
