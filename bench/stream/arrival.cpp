@@ -38,7 +38,11 @@ Arrived receive(const Way& way, const Load& load, std::chrono::milliseconds dura
     arrived.seconds = std::chrono::duration<double>(elapsed()).count();
     arrived.sent = sender->progress().blocks_sent.load();
     sender.reset();
-    while (load.blocks == 0) {
+    if (load.blocks == 0) {
+        arrived.bytes_per_second = static_cast<double>(arrived.whole * load.block_bytes()) / arrived.seconds;
+    }
+    constexpr std::chrono::seconds longest_rest{3};
+    while (load.blocks == 0 && elapsed() < duration + longest_rest) {
         const bool whole = receiver->receive_block();
         if (!whole && receiver->nothing_came()) {
             break;

@@ -14,8 +14,9 @@ struct Arrived {
     std::uint64_t sent = 0;
     std::uint64_t whole = 0;
     std::uint64_t in_parts = 0;
-    double seconds = 0;           ///< of receiving
-    double bytes_per_second = 0;  ///< of payload, by the sender's clock; only where the load has an end
+    double seconds = 0;  ///< of receiving, while it was sent
+    /// Of payload: as it was sent where the load has an end, else of what came whole while it was sent.
+    double bytes_per_second = 0;
 
     [[nodiscard]] std::uint64_t lost() const { return sent - (whole < sent ? whole : sent); }
 };

@@ -1,6 +1,8 @@
 // Flooding, and the highest rate at which nothing is lost.
+#include <algorithm>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "bench/stream/arrival.h"
 #include "bench/stream/measure.h"
@@ -13,11 +15,6 @@ constexpr std::pair<std::size_t, bool> kinds[] = {{1500, false}, {1500, true}, {
 
 const char* name_of(bool segmentation) { return segmentation ? "in trains " : "one by one"; }
 
-double whole_megabytes(const Arrived& arrived)
-{
-    return static_cast<double>(arrived.whole * image_bytes) / 1e6 / arrived.seconds;
-}
-
 double percent(double part, double all) { return all == 0 ? 0.0 : 100.0 * part / all; }
 
 }  // namespace
@@ -28,18 +25,20 @@ void measure_flood(std::chrono::milliseconds duration)
                 static_cast<long long>(duration.count()));
     for (const auto& [packet_size, segmentation] : kinds) {
         std::printf("packet size %zu, %s\n", packet_size, name_of(segmentation));
-        for (const Way& way : whole_ways()) {
+        std::vector<Way> ways = whole_ways();
+        ways.insert(ways.begin(), stream_way("plain"));
+        for (const Way& way : ways) {
             const Load waiting{.packet_size = packet_size, .segmentation = segmentation};
             Load flooding = waiting;
             flooding.blocks_ahead = 0;
-            const double can = whole_megabytes(receive(way, waiting, duration));
+            const double can = receive(way, waiting, duration).bytes_per_second / 1e6;
             const Arrived arrived = receive(way, flooding, duration);
-            const double whole = whole_megabytes(arrived);
+            const double sent = static_cast<double>(arrived.sent * image_bytes) / 1e6 / arrived.seconds;
+            const double whole = arrived.bytes_per_second / 1e6;
             std::printf(
-                "  %-28s %6.0f MB/s whole of %6.0f MB/s sent: %5.1f %% of the %6.0f MB/s that it can take;"
+                "  %-28s %6.0f MB/s sent, it can take %6.0f MB/s: %6.0f MB/s whole, %5.1f %% of the lesser;"
                 " %5.1f %% of the blocks that came are whole\n",
-                way.name.c_str(), whole, static_cast<double>(arrived.sent * image_bytes) / 1e6 / arrived.seconds,
-                percent(whole, can), can,
+                way.name.c_str(), sent, can, whole, percent(whole, std::min(sent, can)),
                 percent(static_cast<double>(arrived.whole), static_cast<double>(arrived.whole + arrived.in_parts)));
         }
     }
