@@ -348,4 +348,26 @@ TEST_F(AssemblerBlocks, ForgetsABufferThatGoesAway)
     EXPECT_EQ(blocks(BlockFate::no_buffer), 1U);
 }
 
+TEST_F(AssemblerBlocks, TellTheirPace)
+{
+    queue(1, 64);
+    const std::vector<Bytes> block = packets::image_block({.id = 1}, image_8x8, packets::picture(64, 1), stride, 1);
+    EXPECT_EQ(assembler.payload_left(), 0ns);
+    receive(block[0]);
+    EXPECT_EQ(assembler.payload_left(), 0ns) << "nothing of it has come";
+    receive(block[1]);
+    EXPECT_EQ(assembler.payload_left(), 0ns) << "its pace is not known";
+    now += 8ms;
+    receive(block[2]);
+    // two packets in 8 ms, and two more to come
+    EXPECT_EQ(assembler.payload_left(), 8ms);
+    now += 1ms;
+    receive(block[4]);
+    EXPECT_EQ(assembler.payload_left(), 0ns) << "what is missing before its end is not in order";
+    receive(block[3]);
+    receive(block[5]);
+    EXPECT_EQ(assembler.payload_left(), 0ns);
+    EXPECT_EQ(blocks(vex::stream::BlockFate::complete), 1U);
+}
+
 }  // namespace

@@ -479,26 +479,4 @@ TEST_F(AssemblerResend, SilenceResetsTheStream)
     EXPECT_EQ(assembler.blocks_in_flight(), 0U);
 }
 
-TEST_F(AssemblerResend, TellsHowLongABlocksPayloadGoesOn)
-{
-    queue(3, 64);
-    EXPECT_EQ(assembler.payload_left(), 0ns);
-    const std::vector<Bytes> packets = block(1);
-    receive(packets[0]);
-    EXPECT_EQ(assembler.payload_left(), 0ns) << "nothing of it has come";
-    receive(packets[1]);
-    EXPECT_EQ(assembler.payload_left(), 0ns) << "its pace is not known";
-    now += 8ms;
-    receive(packets[2]);
-    // two packets in 8 ms, and two more to come
-    EXPECT_EQ(assembler.payload_left(), 8ms);
-    now += 4ms;
-    receive(packets[4]);
-    EXPECT_EQ(assembler.payload_left(), 0ns) << "what is missing before its end is not in order";
-    receive(packets[3]);
-    receive(packets[5]);
-    EXPECT_EQ(assembler.payload_left(), 0ns);
-    EXPECT_EQ(results(), std::vector<PvResult::Code>{PvResult::OK});
-}
-
 }  // namespace
