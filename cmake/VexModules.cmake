@@ -23,6 +23,13 @@ else()
     target_link_libraries(vex_options INTERFACE Threads::Threads)
 endif()
 
+# Lets ccache see through the precompiled headers of a target.
+function(vex_cached_headers name)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${name} PRIVATE -fpch-preprocess)
+    endif()
+endfunction()
+
 # The address build is clang's and also holds the fuzz targets, which need its coverage instrumentation.
 set(VEX_FUZZ OFF)
 if(VEX_SANITIZE)
@@ -41,11 +48,26 @@ elseif(VEX_SANITIZE STREQUAL "thread")
     add_link_options(-fsanitize=thread)
 endif()
 
+# The standard headers that nearly every file of sdk/ includes, compiled once. The native build goes without, so that a
+# file that forgets to include what it uses is found there.
+if(WIN32 OR VEX_SANITIZE)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/vex_sdk_headers.cpp CONTENT "")
+    add_library(vex_sdk_headers STATIC ${CMAKE_BINARY_DIR}/vex_sdk_headers.cpp)
+    target_link_libraries(vex_sdk_headers PRIVATE vex_options)
+    target_precompile_headers(vex_sdk_headers PRIVATE <algorithm> <atomic> <chrono> <condition_variable> <functional>
+        <map> <memory> <mutex> <optional> <span> <string> <string_view> <thread> <variant> <vector>)
+    vex_cached_headers(vex_sdk_headers)
+endif()
+
 # vex_sdk_module(NAME SOURCES file... [DEPS module...]): a static library of sdk/, in the folder of its sources.
 function(vex_sdk_module name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC vex_options ${ARG_DEPS})
+    if(TARGET vex_sdk_headers)
+        target_precompile_headers(${name} REUSE_FROM vex_sdk_headers)
+        vex_cached_headers(${name})
+    endif()
 endfunction()
 
 # vex_test_headers(NAME DEPS module... HEADERS header...): headers compiled once for the test programs that take NAME as
@@ -61,9 +83,7 @@ endfunction()
 # A test's own code is built for quick compiling: what it tests is optimised.
 function(vex_test_options name)
     target_compile_options(${name} PRIVATE -O0)
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        target_compile_options(${name} PRIVATE -fpch-preprocess)  # lets ccache see through precompiled headers
-    endif()
+    vex_cached_headers(${name})
     target_link_libraries(${name} PRIVATE vex_options ${ARGN} vex_gtest)
 endfunction()
 
