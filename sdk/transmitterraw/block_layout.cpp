@@ -91,7 +91,7 @@ std::size_t BlockLayout::data_before(std::uint64_t packet_id) const noexcept
 
 std::size_t BlockLayout::data_bytes(std::uint64_t first, std::uint64_t last) const noexcept
 {
-    return all_in_ ? data_size_ : data_before(last + 1) - data_before(first);
+    return data_before(last + 1) - data_before(first);
 }
 
 }  // namespace vex::transmitter
