@@ -92,11 +92,11 @@ LossFree find_loss_free_rate(const Way& way, Load load, std::chrono::millisecond
     return found;
 }
 
-std::vector<Way> our_ways()
+std::vector<Way> our_ways(std::size_t buffers)
 {
-    std::vector<Way> ways{stream_way("coalescing")};
+    std::vector<Way> ways{stream_way("coalescing", buffers)};
     if (has_packet_ring()) {
-        ways.push_back(stream_way("packet-ring"));
+        ways.push_back(stream_way("packet-ring", buffers));
     }
     return ways;
 }

@@ -35,6 +35,6 @@ struct LossFree {
 /// Whole streams, and the peers.
 [[nodiscard]] std::vector<Way> whole_ways();
 /// Of these the streams, on the backends that there are.
-[[nodiscard]] std::vector<Way> our_ways();
+[[nodiscard]] std::vector<Way> our_ways(std::size_t buffers = 8);
 
 }  // namespace bench

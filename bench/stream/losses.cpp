@@ -61,11 +61,12 @@ void measure_loss_free_rate(std::chrono::milliseconds duration)
 void measure_many_frames(std::chrono::milliseconds duration, std::uint64_t frames)
 {
     constexpr std::uint32_t lines = 64;
+    constexpr std::size_t buffers = 128;  // as many bytes of frames as elsewhere
     std::printf("%llu frames of %u KB at the highest rate without loss, searched with %lld ms each\n",
                 static_cast<unsigned long long>(frames), lines * width / 1024,
                 static_cast<long long>(duration.count()));
     for (const auto& [packet_size, segmentation] : kinds) {
-        for (const Way& way : our_ways()) {
+        for (const Way& way : our_ways(buffers)) {
             Load load{.packet_size = packet_size, .segmentation = segmentation, .lines = lines};
             const LossFree found = find_loss_free_rate(way, load, duration);
             load.blocks_ahead = 0;

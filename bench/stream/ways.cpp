@@ -194,7 +194,7 @@ public:
 
 class StreamReceiver final : public Receiver {
 public:
-    explicit StreamReceiver(const std::string& backend)
+    StreamReceiver(const std::string& backend, std::size_t buffers) : buffers_(buffers)
     {
         const net::AddedBackend first(std::make_shared<OnlyBackend>(backend));
         if (!stream_.Open(camera.to_string(), 0, 0, host.to_string()).IsOK()) {
@@ -221,7 +221,7 @@ public:
     }
 
 private:
-    std::array<PvBuffer, 8> buffers_;
+    std::vector<PvBuffer> buffers_;
     Stream stream_;
     bool nothing_came_ = false;
 };
@@ -239,9 +239,9 @@ Way packet_way(const std::string& backend)
     return {"PacketReceiver, " + backend, [backend] { return std::make_unique<PacketLoop>(backend); }};
 }
 
-Way stream_way(const std::string& backend)
+Way stream_way(const std::string& backend, std::size_t buffers)
 {
-    return {"PvStream, " + backend, [backend] { return std::make_unique<StreamReceiver>(backend); }};
+    return {"PvStream, " + backend, [backend, buffers] { return std::make_unique<StreamReceiver>(backend, buffers); }};
 }
 
 bool has_packet_ring() { return net::privileged_backend_serves({camera, host}); }

@@ -33,7 +33,7 @@ struct Way {
 /// The SDK's packet receiver of a backend, and nothing done with the packets.
 [[nodiscard]] Way packet_way(const std::string& backend);
 /// A whole stream over a backend: assembled, delivered through the queue, retrieved, queued again.
-[[nodiscard]] Way stream_way(const std::string& backend);
+[[nodiscard]] Way stream_way(const std::string& backend, std::size_t buffers = 8);
 /// libaravis, on an ordinary or on a packet socket; nothing where the benchmark was built without it.
 [[nodiscard]] std::vector<Way> peer_ways();
 
