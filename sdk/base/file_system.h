@@ -44,6 +44,8 @@ public:
     [[nodiscard]] bool is_open() const noexcept { return handle_ != none; }
     /// Writes all of the bytes, or tells why not all could be written.
     [[nodiscard]] std::error_code write(std::span<const std::uint8_t> bytes) noexcept;
+    /// Waits until what was written is on the disk.
+    [[nodiscard]] std::error_code flush() noexcept;
     /// Nothing happens to a file that is not open.
     [[nodiscard]] std::error_code close() noexcept;
 

@@ -75,6 +75,11 @@ std::error_code File::write(std::span<const std::uint8_t> bytes) noexcept
     return {};
 }
 
+std::error_code File::flush() noexcept
+{
+    return ::fsync(static_cast<int>(handle_)) == 0 ? std::error_code() : last_error();
+}
+
 std::error_code File::close() noexcept
 {
     const auto handle = std::exchange(handle_, none);

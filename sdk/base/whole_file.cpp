@@ -82,8 +82,14 @@ PvResult WholeFile::write(std::span<const std::uint8_t> bytes)
     return error ? system_failure(PvResult::FileError, "Cannot write", error) : PvResult();
 }
 
-PvResult WholeFile::commit()
+PvResult WholeFile::commit(Durability durability)
 {
+    if (durability == Durability::on_disk && beside()) {
+        if (const auto error = file_.flush(); error) {
+            discard();
+            return system_failure(PvResult::FileError, "Cannot write", error);
+        }
+    }
     if (const auto error = file_.close(); error) {
         discard();
         return system_failure(PvResult::FileError, "Cannot write", error);
@@ -98,7 +104,7 @@ PvResult WholeFile::commit()
     return PvResult::OK;
 }
 
-PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes)
+PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes, Durability durability)
 {
     WholeFile file;
     try {
@@ -111,7 +117,7 @@ PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> by
     if (auto written = file.write(bytes); !written.IsOK()) {
         return written;
     }
-    return file.commit();
+    return file.commit(durability);
 }
 
 }  // namespace vex

@@ -11,6 +11,12 @@
 
 namespace vex {
 
+/// What is certain of a file that was stored when power fails.
+enum class Durability {
+    in_system,  ///< nothing: the system writes it to the disk when it likes
+    on_disk,    ///< it, or the older one, is there whole
+};
+
 /// Written beside its name and renamed by commit(); destroyed before that, it leaves nothing behind and an older file
 /// of the name as it was. A name that is a device or a pipe is written to directly. Every failure carries the name and
 /// the system's reason.
@@ -26,7 +32,7 @@ public:
     PvResult open(const PvString& name);
     PvResult write(std::span<const std::uint8_t> bytes);
     /// After a failure nothing is left of the new file.
-    PvResult commit();
+    PvResult commit(Durability durability = Durability::in_system);
 
 private:
     [[nodiscard]] PvResult system_failure(PvResult::Code code, const char* what, std::error_code error) const;
@@ -43,6 +49,7 @@ private:
 
 /// A whole file of these bytes, with the failures of WholeFile; CannotOpenFile also for a name that the system's file
 /// names cannot express.
-PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes);
+PvResult write_whole_file(const PvString& name, std::span<const std::uint8_t> bytes,
+                          Durability durability = Durability::in_system);
 
 }  // namespace vex

@@ -37,6 +37,9 @@ public:
     /// As a decimal number.
     void SetValue(std::int64_t aValue);
 
+    /// The same name and the same text.
+    friend bool operator==(const PvProperty&, const PvProperty&) = default;
+
 private:
     [[nodiscard]] PvResult unreadable(std::string_view wanted) const noexcept;
 
