@@ -85,7 +85,7 @@ private:
 [[noreturn]] void send_blocks(const std::wstring& shared, std::size_t packet_size, std::uint16_t port)
 {
     const SharedProgress progress(shared);
-    bench::Block block(packet_size);
+    bench::Block block({.packet_size = packet_size});
     net::UdpSocket socket = net::UdpSocket::open({here, 0}, {.send_buffer_bytes = 4 << 20});
     for (std::uint64_t sent = 0;; ++sent) {
         while (sent >= progress->received.load(std::memory_order_acquire) + blocks_ahead) {
