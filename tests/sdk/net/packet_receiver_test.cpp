@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "sdk/net/receive_backends.h"
@@ -116,6 +117,22 @@ TEST_P(Receiver, HandsOutWhatArrivedInOrder)
     }
     EXPECT_TRUE(collect(*receiver, sent.size(), 16) == sent);
     EXPECT_TRUE(receiver->receive(0ms).empty());
+}
+
+TEST_P(Receiver, GoesOnWhenTheThreadThatReadFirstHasEnded)
+{
+    const auto receiver = receiver_of(socket, 100, 4);
+    std::thread([&] { EXPECT_TRUE(receiver->receive(0ms).empty()); }).join();
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 50)));
+    EXPECT_EQ(collect(*receiver, 1, 4), std::vector<Bytes>{numbered(1, 50)});
+}
+
+TEST_P(Receiver, TakesNothingFromTheOneAfterIt)
+{
+    EXPECT_TRUE(receiver_of(socket, 100, 4)->receive(0ms).empty());
+    const auto receiver = receiver_of(socket, 100, 4);
+    ASSERT_FALSE(sender.send_to(socket.local(), numbered(1, 50)));
+    EXPECT_EQ(collect(*receiver, 1, 4), std::vector<Bytes>{numbered(1, 50)});
 }
 
 TEST_P(SocketReceiver, TakesSeveralDatagramsWithOneCall)
