@@ -83,6 +83,7 @@ suite_scripts() {
     count_script examples/vbscript/features.vbs 127.0.0.2
     count_script examples/vbscript/pipeline.vbs 127.0.0.2
     count_script examples/vbscript/save_bmp.vbs "$folder"
+    count_script examples/vbscript/configuration.vbs "$folder\\configuration.xml" 127.0.0.2
     # a disk of its own that is soon full
     mkdir -p build/full_disk
     if mount -t tmpfs -o size=64k none build/full_disk 2>/dev/null; then
