@@ -343,7 +343,8 @@ int wmain(int count, wchar_t** arguments)
     if (count == 5 && std::wstring(arguments[1]) == L"send") {
         send_blocks(arguments[2], std::stoul(arguments[3]), static_cast<std::uint16_t>(std::stoul(arguments[4])));
     }
-    require(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "CoInitializeEx");
+    // the apartment of the classes: from another one every call would be carried across by the system
+    require(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "CoInitializeEx");
     std::printf("1024x1024 Mono8 blocks over loopback from another process, never more than two ahead; medians of %u "
                 "rounds of %lld s\n  (processor time of this process; what a Wine server does for it is not in it)\n",
                 rounds, static_cast<long long>(round_time.count()));
