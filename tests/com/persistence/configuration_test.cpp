@@ -1,10 +1,11 @@
 // VexConfigurationWriter and VexConfigurationReader as clients use them, with a software camera.
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <vector>
 
-#include "tests/com/devices/camera_client.h"
+#include "tests/com/devices/device_sink.h"
 
 namespace {
 
@@ -277,6 +278,48 @@ TEST_F(Configuration, KeepsWhatWasLoadedWhenAnotherFileCannotBe)
     fs::remove(folder / "configuration.xml");
     EXPECT_EQ(load(), VexCannotOpenFile);
     EXPECT_EQ(text_of_key(Text(L"n")), L"v");
+}
+
+TEST_F(Configuration, TakesADeviceObjectThatAnEventMade)
+{
+    auto device = connected();
+    auto features = features_of(device);
+    Ref<IVexDevice> made;
+    std::atomic<bool> told = false;
+    DeviceSink sink([&](const DeviceNotification& notification) {
+        if (notification.event == 3 && !told) {
+            made = Ref<IVexDevice>(notification.device);
+            told = true;
+        }
+    });
+    EXPECT_EQ(device->RegisterEventSink(&sink), S_OK);
+    for (const auto& [feature, value] :
+         {std::pair(L"EventSelector", L"Test"), std::pair(L"EventNotification", L"On")}) {
+        EXPECT_EQ(
+            code_of([&](IVexResult** result) { return features->SetEnumValueStr(Text(feature), Text(value), result); }),
+            VexOK);
+    }
+    EXPECT_EQ(
+        code_of([&](IVexResult** result) { return features->ExecuteCommand(Text(L"TestEventGenerate"), result); }),
+        VexOK);
+    ASSERT_TRUE(await([&] { return told.load(); }));
+    EXPECT_EQ(device->UnregisterEventSink(nullptr), S_OK);
+    ASSERT_NE(made.get(), device.get());
+
+    set(features, L"Width", 320);
+    const auto store_made = [&](IVexResult** result) { return writer->StoreDbyN(made.get(), Text(L"d"), result); };
+    const auto restore_made = [&](IVexResult** result) { return reader->RestoreDbyI(0, made.get(), result); };
+    EXPECT_EQ(code_of(store_made), VexOK);
+    set(features, L"Width", 64);
+    save_and_load();
+    EXPECT_EQ(code_of(restore_made), VexOK);
+    EXPECT_EQ(get(features, L"Width"), 320);
+    EXPECT_EQ(code_of(device, &IVexDevice::Disconnect), VexOK);
+    features = {};
+    device = {};
+    Ref<IVexResult> result;
+    EXPECT_EQ(store_made(result.put()), E_POINTER) << "the device has gone";
+    EXPECT_EQ(restore_made(result.put()), E_POINTER);
 }
 
 TEST_F(Configuration, RefusesNullAndForeignObjects)
