@@ -52,9 +52,10 @@ PvResult store(PvGenParameterArray& array, const persistence::ErrorList& errors,
     errors.report(stored.skipped, {});
     values = std::move(stored.values);
     if (stored.result.IsOK() && !stored.skipped.empty()) {
-        const ParameterFailure& first = stored.skipped.front();
-        return {PvResult::OK, std::to_string(stored.skipped.size()) +
-                                  " settings were passed over, the first: " + std::string(first.reason.description())};
+        const std::size_t count = stored.skipped.size();
+        return {PvResult::OK, (count == 1 ? std::string("1 setting was passed over: ")
+                                          : std::to_string(count) + " settings were passed over, the first: ") +
+                                  std::string(stored.skipped.front().reason.description())};
     }
     return stored.result;
 }

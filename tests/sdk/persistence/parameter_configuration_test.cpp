@@ -1,6 +1,7 @@
 // Parameter arrays and streams through a file.
 #include <optional>
 
+#include "sdk/genapi/errors.h"
 #include "sdk/genapi/node_map.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/genicam/software_parameters.h"
@@ -154,6 +155,34 @@ TEST_F(ParameterFile, MayBeLoadedAnewByACallbackOfARestore)
     EXPECT_EQ(own, nullptr);
     EXPECT_EQ(large_, 2);
     array->Get(PvString("Large"))->UnregisterEventSink(&sink);
+}
+
+TEST_F(ParameterFile, ListsWhatCannotBeStoredAndStoresTheRest)
+{
+    SoftwareParameters parameters("Test");
+    SoftwareInteger broken;
+    broken.name = "Broken";
+    broken.streamable = true;
+    broken.get = []() -> std::int64_t { throw GenApi::Error(PvResult::GenericError, "It does not answer"); };
+    broken.set = [](std::int64_t) { return PvResult(); };
+    parameters.add(broken);
+    SoftwareInteger sound;
+    sound.name = "Sound";
+    sound.streamable = true;
+    sound.get = [] { return 7; };
+    sound.set = [](std::int64_t) { return PvResult(); };
+    parameters.add(sound);
+    const auto partly = parameters.build();
+    PvStringList errors;
+    writer.SetErrorList(&errors, PvString("w"));
+    const PvResult stored = writer.Store(partly.get(), PvString("p"));
+    EXPECT_TRUE(stored.IsOK());
+    EXPECT_EQ(errors.GetSize(), 1U);
+    EXPECT_TRUE(lines(errors).starts_with("w: Broken: ")) << lines(errors);
+    EXPECT_TRUE(stored.description().starts_with("1 setting was passed over: ")) << stored.description();
+    ASSERT_TRUE(writer.Save(name()).IsOK());
+    EXPECT_NE(get().find("name=\"Sound\" value=\"7\""), std::string::npos);
+    EXPECT_EQ(get().find("Broken"), std::string::npos);
 }
 
 class EmptyArray : public PvGenParameterArray {
