@@ -37,6 +37,14 @@ public:
         std::uint64_t most_pending;
         std::uint64_t budget;
         bool may_repeat = true;  ///< false while an answer may wait to be read
+
+        /// How long an answer to the latest of so many requests is waited for: twice as long for each further one. What
+        /// is not answered soon comes from a sender or a host that is held up, and asking faster would hold it up more.
+        [[nodiscard]] duration patience(std::uint32_t requests) const noexcept
+        {
+            constexpr std::uint32_t most_doublings = 4;
+            return timeout * (1 << std::min(requests - 1, most_doublings));
+        }
     };
 
     /// One request: packets `first` to `last`.
@@ -122,7 +130,7 @@ private:
         [[nodiscard]] std::uint64_t size() const noexcept { return std::uint64_t{last} - first + 1; }
         [[nodiscard]] time_point due(const Terms& terms) const noexcept
         {
-            return since + (requests == 0 ? terms.delay : terms.timeout);
+            return since + (requests == 0 ? terms.delay : terms.patience(requests));
         }
     };
 
@@ -210,7 +218,7 @@ void MissingPackets::ask_for_tail(time_point now, Terms& terms, std::optional<st
     tail_spent_ = tail_requests_ >= terms.most_requests;
     tail_first_ = next_;
     tail_last_ = static_cast<std::uint32_t>(end);
-    tail_due_ = now + terms.timeout;
+    tail_due_ = now + terms.patience(tail_requests_);
     ask_in_groups(next_, tail_last_, terms, ask);
 }
 

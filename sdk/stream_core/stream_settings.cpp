@@ -44,9 +44,11 @@ constexpr std::array numbers{
                   "Time between noticing that packets are missing and asking for them; packets that only came out of "
                   "order are not asked for.",
                   "us", 0, million, &S::resend_delay_us},
-    NumberSetting{"ResendRequestTimeout", "Resend Request Timeout",
-                  "Packets that were asked for and did not come are asked for again after this time.", "ms", 1,
-                  minute_ms, &S::resend_request_timeout_ms},
+    NumberSetting{
+        "ResendRequestTimeout", "Resend Request Timeout",
+        "Packets that were asked for and did not come are asked for again after this time, and then each time "
+        "after twice the time before, up to 16 times this.",
+        "ms", 1, minute_ms, &S::resend_request_timeout_ms},
     NumberSetting{"MaximumResendRequestRetryByPacket", "Maximum Resend Request Retry by Packet",
                   "How often a packet is asked for again after the first request.", "", 0, 100,
                   &S::maximum_resend_request_retry_by_packet},

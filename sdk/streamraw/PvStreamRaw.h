@@ -74,7 +74,8 @@ public:
     /// The most packets that one request asks for: 1 to 65535, at first 64.
     PvResult SetMaximumResendGroupSize(std::uint32_t value);
     [[nodiscard]] std::uint32_t GetMaximumResendGroupSize() const;
-    /// Packets that were asked for and did not come are asked for again after this time: ms, 1 to 60000, at first 10.
+    /// Packets that were asked for and did not come are asked for again after this time, and then each time after twice
+    /// the time before, up to 16 times this: ms, 1 to 60000, at first 10.
     PvResult SetResendRequestTimeout(std::uint32_t value);
     [[nodiscard]] std::uint32_t GetResendRequestTimeout() const;
     /// After this time without a packet the blocks being received end with the result AutoAborted and any block ID

@@ -223,12 +223,13 @@ TEST_F(AssemblerResend, PacketsThatDoNotComeAreGivenUp)
     queue(1, 64);
     receive(without(block(1), 2));
     pass(delay);
-    for (std::uint32_t i = 0; i < settings.maximum_resend_request_retry_by_packet; ++i) {
-        pass(timeout);
-    }
-    EXPECT_EQ(requests().size(), 4U);
-    EXPECT_TRUE(port.delivered.empty());
     pass(timeout);
+    pass(2 * timeout);
+    pass(4 * timeout);
+    EXPECT_EQ(requests().size(), 4U);
+    pass(8 * timeout - 1us);
+    EXPECT_TRUE(port.delivered.empty());
+    pass(1us);
     EXPECT_EQ(results(), (std::vector{PvResult::TooManyResends}));
     EXPECT_EQ(blocks(BlockFate::too_many_resends), 1U);
 }
@@ -253,9 +254,7 @@ protected:
             EXPECT_TRUE(assembler.asks_for_resends()) << "block " << id;
             receive(without(block(id), 2));
             pass(delay);
-            for (int i = 0; i < 4; ++i) {
-                pass(timeout);
-            }
+            pass_all_requests();
         }
         EXPECT_FALSE(assembler.asks_for_resends());
         requests();
@@ -295,9 +294,7 @@ TEST_F(AssemblerResend, ADeviceThatAnsweredOnceIsAskedOnAndOn)
     for (std::uint64_t id = 2; id <= 9; ++id) {
         receive(without(block(id), 2));
         pass(delay);
-        for (int i = 0; i < 4; ++i) {
-            pass(timeout);
-        }
+        pass_all_requests();
         EXPECT_EQ(results().back(), PvResult::TooManyResends);
     }
     EXPECT_TRUE(assembler.asks_for_resends());

@@ -86,6 +86,21 @@ TEST_F(MissingPacketsTest, AGapIsAskedForAfterTheDelayAndAgainAfterTheTimeout)
     EXPECT_EQ(ask(), (Ranges{{2, 4}}));
 }
 
+TEST_F(MissingPacketsTest, IsWaitedForTwiceAsLongAfterEachRequest)
+{
+    settings.maximum_resend_request_retry_by_packet = 6;
+    arrive({0, 3});
+    now += delay;
+    EXPECT_EQ(ask(), (Ranges{{1, 2}}));
+    for (const int times : {1, 2, 4, 8, 16, 16}) {
+        EXPECT_EQ(missing.due(terms()), now + times * timeout);
+        now += times * timeout - 1us;
+        EXPECT_EQ(ask(), Ranges{}) << times;
+        now += 1us;
+        EXPECT_EQ(ask(), (Ranges{{1, 2}})) << times;
+    }
+}
+
 TEST_F(MissingPacketsTest, IsGivenUpAfterTheLastRepetition)
 {
     settings.maximum_resend_request_retry_by_packet = 2;
@@ -94,7 +109,7 @@ TEST_F(MissingPacketsTest, IsGivenUpAfterTheLastRepetition)
     for (int request = 0; request < 3; ++request) {
         EXPECT_EQ(ask(), (Ranges{{1, 2}})) << request;
         EXPECT_FALSE(missing.gave_up());
-        now += timeout;
+        now += timeout * (1 << request);
     }
     EXPECT_EQ(ask(), Ranges{});
     EXPECT_EQ(given_up, 2U);
@@ -192,7 +207,7 @@ TEST_F(MissingPacketsTest, ARefusedPacketIsNotAskedForAgain)
     EXPECT_EQ(ask(), (Ranges{{1, 2}, {4, 5}}));
     missing.refuse(1, false);
     missing.refuse(5, false);
-    now += timeout;
+    now += 2 * timeout;
     EXPECT_EQ(ask(), (Ranges{{2, 2}, {4, 4}}));
 }
 
@@ -266,8 +281,10 @@ TEST_F(MissingPacketsTest, TheTailIsGivenUpAfterTheLastRepetition)
     settings.maximum_resend_request_retry_by_packet = 1;
     arrive({0, 1});
     EXPECT_EQ(ask_for_tail(3).size(), 1U);
+    EXPECT_EQ(missing.tail_due(), now + timeout);
     EXPECT_FALSE(missing.exhausted());
     EXPECT_EQ(ask_for_tail(3).size(), 1U);
+    EXPECT_EQ(missing.tail_due(), now + 2 * timeout);
     EXPECT_TRUE(missing.exhausted());
     EXPECT_FALSE(missing.may_ask_for_tail(terms()));
     missing.arrived(2, now);

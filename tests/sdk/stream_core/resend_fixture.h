@@ -57,6 +57,14 @@ protected:
         EXPECT_EQ(delivered.data(64), packets::picture(64, delivered.id()));
     }
 
+    /// Until the last of the requests for a packet has been waited for in vain.
+    void pass_all_requests()
+    {
+        for (std::uint32_t i = 0; i <= settings.maximum_resend_request_retry_by_packet; ++i) {
+            pass(timeout * (1 << i));
+        }
+    }
+
     static constexpr std::uint16_t unavailable = 0x800C;
     static constexpr std::uint16_t not_yet = 0x8010;
     static constexpr std::uint16_t and_previous_gone = 0x8011;
