@@ -109,9 +109,10 @@ struct MessageReceiver : testing::Test {
     template <class Condition>
     control::MessageReceiverStatistics await(Condition&& condition)
     {
-        const auto end = std::chrono::steady_clock::now() + 10s;
+        const auto end = std::chrono::steady_clock::now() + 60s;
         while (!condition(receiver->statistics()) && std::chrono::steady_clock::now() < end) {
-            std::this_thread::yield();
+            // looking all the time would take the lock from the thread that is waited for
+            std::this_thread::sleep_for(1ms);
         }
         EXPECT_TRUE(condition(receiver->statistics()));
         return receiver->statistics();
