@@ -283,9 +283,10 @@ TEST_F(DeviceEvents, InMassesHoldUpNothingAndAreBounded)
     EXPECT_EQ(link_value("EventCount") + link_value("EventDroppedCount"), static_cast<std::int64_t>(flood));
     gate.open();
     EXPECT_TRUE(device->WaitForMessagingChannelIdle(20'000).IsOK());
-    EXPECT_EQ(sink.told().size(), static_cast<std::size_t>(link_value("EventCount")));
+    const std::size_t told = sink.told().size();
+    EXPECT_EQ(told, static_cast<std::size_t>(link_value("EventCount")));
     generate();
-    EXPECT_TRUE(sink.wait_for(static_cast<std::size_t>(link_value("EventCount"))));
+    EXPECT_TRUE(sink.wait_for(told + 1));  // its handler has left the gate then
 }
 
 TEST_F(DeviceEvents, LetALossBeToldInBetween)
