@@ -11,7 +11,8 @@ namespace vex::persistence {
 /// bytes that are no UTF-8 or one of the two characters that are none, or it begins or ends with a space.
 [[nodiscard]] bool needs_escapes(std::string_view text) noexcept;
 
-/// With \uXXXX for what XML cannot hold, \xXX for a byte that is no UTF-8 and \\ for a backslash.
+/// With \u and four hexadecimal digits for what XML cannot hold, \x and two for a byte that is no UTF-8, and \\ for a
+/// backslash.
 [[nodiscard]] std::string with_escapes(std::string_view text);
 
 /// The text before with_escapes; nothing when a backslash begins none of its escapes.
