@@ -19,7 +19,7 @@ Arrived receive(const Way& way, const Load& load, std::chrono::milliseconds dura
         const bool whole = receiver->receive_block();
         arrived.whole += whole ? 1 : 0;
         arrived.in_parts += whole || receiver->nothing_came() ? 0 : 1;
-        sender->progress().blocks_received.store(sender->progress().blocks_sent.load(), std::memory_order_release);
+        sender->go_on(*receiver);
     };
     if (load.blocks == 0) {
         while (elapsed() < duration) {

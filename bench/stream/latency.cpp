@@ -28,6 +28,7 @@ public:
 
     [[nodiscard]] std::uint16_t port() const override { return loop_->port(); }
     [[nodiscard]] bool nothing_came() const override { return nothing_came_; }
+    [[nodiscard]] std::uint64_t block_id() const override { return loop_->block_id(); }
     bool receive_block() override
     {
         std::unique_lock lock(mutex_);

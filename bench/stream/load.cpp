@@ -35,6 +35,11 @@ namespace bench {
 
 namespace {
 
+constexpr std::uint64_t block_ids = 65535;
+
+/// Of the block that follows so many.
+std::uint64_t id_of(std::uint64_t sent) { return sent % block_ids + 1; }
+
 /// Sends a block whole, or a part of it, so that a pace can be kept within it.
 class BlockSender {
 public:
@@ -166,7 +171,7 @@ bool may_send(const Load& load, const Progress& progress, std::uint64_t sent)
             if (!may_send(load, progress[i], sent)) {
                 continue;
             }
-            sender.send(sent % 65535 + 1, ports[i], progress[i]);
+            sender.send(id_of(sent), ports[i], progress[i]);
             progress[i].blocks_sent.store(sent + 1, std::memory_order_release);
             idle = false;
         }
@@ -229,6 +234,18 @@ std::int64_t now_ns()
 {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+void Sender::go_on(const Receiver& receiver, std::size_t stream)
+{
+    Progress& shared = progress(stream);
+    const std::uint64_t sent = shared.blocks_sent.load(std::memory_order_acquire);
+    std::uint64_t received = sent;
+    if (!receiver.nothing_came()) {
+        // the newest that has this ID; the one that is being sent is not counted as sent
+        received = sent + 1 - (id_of(sent) + block_ids - receiver.block_id()) % block_ids;
+    }
+    shared.blocks_received.store(received, std::memory_order_release);
 }
 
 double resident_megabytes()

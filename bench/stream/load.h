@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "bench/stream/ways.h"
 #include "sdk/base/address.h"
 
 namespace bench {
@@ -64,6 +65,8 @@ public:
     /// Begins to send, to as many ports as there are streams.
     void start(std::span<const std::uint16_t> ports);
     [[nodiscard]] Progress& progress(std::size_t stream = 0) { return shared_[stream]; }
+    /// Lets the sender go on by what the receiver received last: blocks before that one are not waited for.
+    void go_on(const Receiver& receiver, std::size_t stream = 0);
 
 private:
     Progress* shared_ = nullptr;

@@ -33,8 +33,7 @@ void measure_streams(const Way& way, std::size_t count, std::chrono::millisecond
         clients.emplace_back([&, i] {
             while (!stop) {
                 whole[i] += streams[i]->receive_block() ? 1 : 0;
-                sender.progress(i).blocks_received.store(sender.progress(i).blocks_sent.load(),
-                                                         std::memory_order_release);
+                sender.go_on(*streams[i], i);
             }
         });
     }

@@ -51,6 +51,7 @@ public:
 
     [[nodiscard]] std::uint16_t port() const override { return arv_gv_stream_get_port(ARV_GV_STREAM(stream_)); }
     [[nodiscard]] bool nothing_came() const override { return nothing_came_; }
+    [[nodiscard]] std::uint64_t block_id() const override { return block_id_; }
 
     bool receive_block() override
     {
@@ -60,6 +61,7 @@ public:
             return false;
         }
         const bool whole = arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS;
+        block_id_ = arv_buffer_get_frame_id(buffer);
         arv_stream_push_buffer(stream_, buffer);
         return whole;
     }
@@ -68,6 +70,7 @@ private:
     ArvDevice* device_ = nullptr;
     ArvStream* stream_ = nullptr;
     bool nothing_came_ = false;
+    std::uint64_t block_id_ = 0;
 };
 
 }  // namespace

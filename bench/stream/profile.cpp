@@ -98,7 +98,7 @@ void profile(const Way& way, const Load& load, std::chrono::milliseconds duratio
     sender.start({&port, 1});
     const auto next = [&] {
         const bool whole = receiver->receive_block();
-        sender.progress().blocks_received.store(sender.progress().blocks_sent.load(), std::memory_order_release);
+        sender.go_on(*receiver);
         return whole;
     };
     for (int i = 0; i < 50; ++i) {

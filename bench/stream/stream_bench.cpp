@@ -17,6 +17,11 @@
 int main(int argc, char** argv)
 {
     const std::chrono::milliseconds duration(argc > 1 ? std::atoi(argv[1]) : 1000);
+    if (duration.count() <= 0) {
+        std::fputs("stream_bench [MILLISECONDS [throughput|flood|rate|latency|many|loss|profile|frames|memory...]]\n",
+                   stderr);
+        return 2;
+    }
     const std::vector<std::string> names(argv + std::min(argc, 2), argv + argc);
     const auto is_named = [&names](const char* name) { return std::ranges::find(names, name) != names.end(); };
     const auto is_wanted = [&](const char* name) { return names.empty() || is_named(name); };

@@ -35,6 +35,7 @@ class Loop : public Receiver {
 public:
     [[nodiscard]] std::uint16_t port() const override { return socket_.local().port; }
     [[nodiscard]] bool nothing_came() const override { return nothing_came_; }
+    [[nodiscard]] std::uint64_t block_id() const override { return block_id_; }
 
 protected:
     /// Whether it ended a block.
@@ -43,6 +44,7 @@ protected:
         if (datagram[4] == 3) {
             bytes_ += size - wire::gvsp::standard_header_size;
         }
+        block_id_ = static_cast<std::uint64_t>(datagram[2] << 8 | datagram[3]);
         return datagram[4] == 2;
     }
     bool end_block()
@@ -57,6 +59,7 @@ protected:
 
 private:
     std::size_t bytes_ = 0;
+    std::uint64_t block_id_ = 0;
 };
 
 class BareLoop final : public Loop {
@@ -207,6 +210,7 @@ public:
     }
     [[nodiscard]] std::uint16_t port() const override { return stream_.GetLocalPort(); }
     [[nodiscard]] bool nothing_came() const override { return nothing_came_; }
+    [[nodiscard]] std::uint64_t block_id() const override { return block_id_; }
     [[nodiscard]] std::uint64_t dropped() override { return stream_.dropped(); }
     bool receive_block() override
     {
@@ -216,6 +220,7 @@ public:
         if (nothing_came_) {
             return false;
         }
+        block_id_ = buffer->GetBlockID();
         stream_.QueueBuffer(buffer);
         return operation_result.IsOK();
     }
@@ -224,6 +229,7 @@ private:
     std::vector<PvBuffer> buffers_;
     Stream stream_;
     bool nothing_came_ = false;
+    std::uint64_t block_id_ = 0;
 };
 
 }  // namespace

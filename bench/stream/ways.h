@@ -19,6 +19,8 @@ public:
     virtual bool receive_block() = 0;
     /// Whether the last receive_block found nothing at all.
     [[nodiscard]] virtual bool nothing_came() const = 0;
+    /// The ID of the block that came last.
+    [[nodiscard]] virtual std::uint64_t block_id() const = 0;
     /// Packets that the system threw away, where the way can tell.
     [[nodiscard]] virtual std::uint64_t dropped() { return 0; }
 };
