@@ -340,19 +340,19 @@ bool is_driver_installed(const PvString& device, const PvString& local = PvStrin
 
 TEST(IsDriverInstalled, TellsOfABackendWithPrivilegesThatServesTheInterface)
 {
-    // no system serves addresses of documentation
-    const Ipv4Address served = *Ipv4Address::parse("192.0.2.1");
-    EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+    // no system has reserved addresses
+    const Ipv4Address served = *Ipv4Address::parse("240.0.0.1");
+    EXPECT_FALSE(is_driver_installed("240.0.0.9", "240.0.0.1"));
     {
         const net::AddedBackend ordinary(std::make_shared<OneInterface>(served, false));
-        EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+        EXPECT_FALSE(is_driver_installed("240.0.0.9", "240.0.0.1"));
     }
     {
         const net::AddedBackend driver(std::make_shared<OneInterface>(served, true));
-        EXPECT_TRUE(is_driver_installed("192.0.2.9", "192.0.2.1"));
-        EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.2"));
+        EXPECT_TRUE(is_driver_installed("240.0.0.9", "240.0.0.1"));
+        EXPECT_FALSE(is_driver_installed("240.0.0.9", "240.0.0.2"));
     }
-    EXPECT_FALSE(is_driver_installed("192.0.2.9", "192.0.2.1"));
+    EXPECT_FALSE(is_driver_installed("240.0.0.9", "240.0.0.1"));
 }
 
 TEST(IsDriverInstalled, TellsOfTheSystemsOwn)
