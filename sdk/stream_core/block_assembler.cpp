@@ -314,6 +314,7 @@ void BlockAssembler::account(BlockFrame& frame, const gvsp::Header& header, Pack
     }
     if (arrival != MissingPackets::Arrival::unasked) {
         note_answer();
+        answered_ = std::max(answered_, frame.missing().answered());
         frame.note_expected_resend();
         ++counters_.resends_expected;
         counters_.resends_expected_single += arrival == MissingPackets::Arrival::asked_alone ? 1 : 0;

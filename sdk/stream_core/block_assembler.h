@@ -141,7 +141,7 @@ private:
 
     void look_after();
     void ask();
-    void send_request(const BlockFrame& frame, const MissingPackets::Request& request);
+    std::uint64_t send_request(const BlockFrame& frame, const MissingPackets::Request& request);
     void note_answer() noexcept { unanswered_ = 0, answers_ = true; }
     [[nodiscard]] std::optional<time_point> tail_time(const BlockFrame& frame) const noexcept;
     void settle(bool by_time);
@@ -173,6 +173,7 @@ private:
     MissingPackets::Terms terms_{settings_};
     bool answers_ = false;          // the device has answered a request at some time
     std::uint64_t unanswered_ = 0;  // blocks given up since it answered last
+    std::uint64_t answered_ = 0;    // the request with the highest number of those to which answers came
     bool flush_requested_ = false;
     std::uint32_t starved_ = 0;  // blocks in a row without a buffer
 

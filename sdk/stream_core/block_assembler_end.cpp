@@ -73,20 +73,24 @@ void BlockAssembler::ask()
     }
     terms_.budget = terms_.most_pending - std::min(terms_.most_pending, pending);
     terms_.may_repeat = drained_;
+    terms_.answered.look(answered_, now_, terms_.delay);
     for (BlockFrame* frame : in_flight()) {
         if (!frame->wants_missing()) {
             continue;
         }
-        const auto send = [&](const MissingPackets::Request& request) { send_request(*frame, request); };
+        const auto send = [&](const MissingPackets::Request& request) { return send_request(*frame, request); };
         frame->missing().ask_for_gaps(now_, terms_, send);
         const std::optional<time_point> tail = tail_time(*frame);
-        if (tail.has_value() && *tail <= now_ && (drained_ || !frame->missing().tail_was_asked_for())) {
-            frame->missing().ask_for_tail(now_, terms_, frame->probable_trailer(typical_), send);
+        if (tail.has_value() && *tail <= now_ &&
+            (drained_ || !frame->missing().tail_was_asked_for() || frame->missing().tail_is_overtaken(terms_))) {
+            frame->missing().ask_for_tail(
+                now_, terms_, {.last = frame->probable_trailer(typical_), .may_follow = is_newest(*frame)}, send);
         }
     }
 }
 
-void BlockAssembler::send_request(const BlockFrame& frame, const MissingPackets::Request& request)
+/// Returns the request's number.
+std::uint64_t BlockAssembler::send_request(const BlockFrame& frame, const MissingPackets::Request& request)
 {
     ++counters_.resend_requests;
     counters_.resend_packets_requested += std::uint64_t{request.last} - request.first + 1;
@@ -94,6 +98,7 @@ void BlockAssembler::send_request(const BlockFrame& frame, const MissingPackets:
                           .first_packet = request.first,
                           .last_packet = request.last,
                           .extended_ids = numbering_.extended_ids()});
+    return counters_.resend_requests;
 }
 
 /// When the block's tail is to be asked for; empty when it is not. That of the newest block may just not have been sent
@@ -106,8 +111,14 @@ std::optional<BlockAssembler::time_point> BlockAssembler::tail_time(const BlockF
         (newest && !frame.has_payload())) {
         return std::nullopt;
     }
-    const net::Clock::duration silence = newest || missing.tail_was_asked_for() ? terms_.timeout : terms_.delay;
-    return std::max(missing.tail_due(), frame.last_packet() + silence);
+    const bool may_come = newest || (missing.tail_was_asked_for() && !missing.tail_is_overtaken(terms_));
+    net::Clock::duration silence = may_come ? terms_.timeout : terms_.delay;
+    if (missing.tail_stopped_again()) {
+        constexpr int spacings = 4;
+        silence = std::clamp(frame.packet_spacing() * spacings, terms_.delay, std::max(terms_.delay, terms_.timeout));
+        return frame.last_packet() + silence;
+    }
+    return std::max(missing.tail_due(terms_), frame.last_packet() + silence);
 }
 
 /// Ends, in block order, what is complete or given up; `by_time` also what waited for long enough.
@@ -139,7 +150,7 @@ bool BlockAssembler::is_over(const BlockFrame& first) const noexcept
         return true;
     }
     const MissingPackets& missing = first.missing();
-    const bool tail_may_come = tail_time(first).has_value() || missing.awaits_tail(now_);
+    const bool tail_may_come = tail_time(first).has_value() || missing.awaits_tail(now_, terms_);
     return asks_for_resends() && missing.gave_up() && !missing.has_gaps() && !tail_may_come;
 }
 
@@ -170,8 +181,8 @@ std::optional<BlockAssembler::time_point> BlockAssembler::patience(const BlockFr
         if (!newest && tail_time(first).has_value()) {
             return std::nullopt;
         }
-        if (!newest && missing.awaits_tail(now_)) {
-            return missing.tail_due();
+        if (!newest && missing.awaits_tail(now_, terms_)) {
+            return missing.tail_due(terms_);
         }
     }
     const time_point since = first.last_packet();

@@ -103,6 +103,11 @@ public:
     [[nodiscard]] std::uint32_t stride() const noexcept { return stride_; }
     /// The ID of the first of them.
     [[nodiscard]] std::uint32_t next_payload() const noexcept { return highest_ + 1; }
+    /// The time from one payload packet to the next, on average over those that were sent; 0 before the second one.
+    [[nodiscard]] net::Clock::duration packet_spacing() const noexcept
+    {
+        return highest_ > 1 ? (last_packet_ - first_payload_) / (highest_ - 1) : net::Clock::duration{};
+    }
     /// The first `count` of places_ahead() hold their packets' data. Throws std::bad_alloc, with nothing changed.
     void take_in_place(std::uint32_t count, Counters& counters);
     PacketFate put_trailer(std::uint32_t packet_id, const wire::gvsp::Trailer& trailer, Counters& counters);

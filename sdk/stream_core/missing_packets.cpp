@@ -28,6 +28,11 @@ void MissingPackets::open() noexcept
     tail_first_ = 0;
     tail_last_ = 0;
     tail_due_ = {};
+    tail_asked_at_ = {};
+    tail_numbers_ = {};
+    answered_ = 0;
+    tail_probed_ = false;
+    probe_answered_ = false;
     refused_ = false;
     exhausted_ = false;
     too_many_ = false;
@@ -45,15 +50,22 @@ MissingPackets::Arrival MissingPackets::arrived_otherwise(std::uint32_t id, time
         const bool asked = tail_asked_ && id >= tail_first_ && id <= tail_last_;
         if (id > next_) {
             // what was asked for with the tail is asked for again in its turn
-            add({.first = next_, .last = id - 1, .since = now, .requests = asked ? std::max(tail_requests_, 1U) : 0});
+            add({.first = next_,
+                 .last = id - 1,
+                 .since = now,
+                 .requests = asked ? std::max(tail_requests_, 1U) : 0,
+                 .numbers = asked ? tail_numbers_ : Requests{}});
         }
+        probe_answered_ = tail_probed_ && id == tail_first_;
         next_ = id + 1;
         tail_requests_ = 0;
+        tail_due_ = {};
         tail_spent_ = false;
         tail_refused_ = false;
         if (!asked) {
             return Arrival::unasked;
         }
+        answered_ = std::max(answered_, tail_numbers_.first);
         return tail_first_ == tail_last_ ? Arrival::asked_alone : Arrival::asked;
     }
     const auto gap = find(id);
@@ -76,6 +88,7 @@ MissingPackets::Arrival MissingPackets::arrived_otherwise(std::uint32_t id, time
     if (whole.requests == 0) {
         return Arrival::unasked;
     }
+    answered_ = std::max(answered_, whole.numbers.first);
     return whole.alone ? Arrival::asked_alone : Arrival::asked;
 }
 
@@ -133,6 +146,7 @@ void MissingPackets::postpone(std::uint32_t id, time_point until) noexcept
         gap->since = std::max(gap->since, until);
     } else if (id >= next_) {
         tail_due_ = std::max(tail_due_, until);
+        tail_numbers_ = {};
     }
 }
 

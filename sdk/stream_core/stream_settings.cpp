@@ -46,8 +46,8 @@ constexpr std::array numbers{
                   "us", 0, million, &S::resend_delay_us},
     NumberSetting{
         "ResendRequestTimeout", "Resend Request Timeout",
-        "Packets that were asked for and did not come are asked for again after this time, and then each time "
-        "after twice the time before, up to 16 times this.",
+        "Packets that were asked for and did not come are asked for again after this time, or as soon as a later "
+        "request was answered, and then each time after twice the time before, up to 16 times this.",
         "ms", 1, minute_ms, &S::resend_request_timeout_ms},
     NumberSetting{"MaximumResendRequestRetryByPacket", "Maximum Resend Request Retry by Packet",
                   "How often a packet is asked for again after the first request.", "", 0, 100,

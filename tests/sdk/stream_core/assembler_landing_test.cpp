@@ -259,15 +259,20 @@ TEST_F(AssemblerLanding, PacketsOfATailThatWasAskedForAreCountedAsAnswers)
     }
     receive(image(1));
     const Batch block = image(2);
+    const auto pass_until_asked = [&](std::size_t requests) {
+        while (landed->port.requests.size() < requests) {
+            now += 1ms;
+            plain->assembler.on_time(now);
+            landed->assembler.on_time(now);
+            ASSERT_LT(now.time_since_epoch(), 200s);
+        }
+    };
     receive(part(block, 0, 5));
-    while (landed->port.requests.empty()) {
-        now += 1ms;
-        plain->assembler.on_time(now);
-        landed->assembler.on_time(now);
-        ASSERT_LT(now.time_since_epoch(), 200s);
-    }
-    receive(part(block, 5, 9));
-    EXPECT_EQ(plain->assembler.counters().resends_expected, 4U);
+    pass_until_asked(1);
+    receive(part(block, 5, 6));
+    pass_until_asked(2);
+    receive(part(block, 6, 10));
+    EXPECT_EQ(plain->assembler.counters().resends_expected, 5U);
     expect_equal();
 }
 

@@ -98,13 +98,61 @@ TEST_F(AssemblerResend, TheTailOfTheNewestBlockIsAskedForAfterASilence)
     pass(timeout - 1us);
     EXPECT_EQ(requests(), Ranges{});
     pass(1us);
-    EXPECT_EQ(requests(), (Ranges{{3, 5}}));
+    EXPECT_EQ(requests(), (Ranges{{3, 3}})) << "the sender may only have paused";
     receive(block(1, 0x0100)[3]);
+    EXPECT_EQ(requests(), Ranges{});
+    EXPECT_EQ(assembler.next_deadline(), now + timeout) << "nothing came faster so far";
+    pass(timeout);
+    EXPECT_EQ(requests(), (Ranges{{4, 5}})) << "one packet came and none after it";
     receive(block(1, 0x0100)[4]);
     EXPECT_TRUE(port.delivered.empty());
     pass(std::chrono::milliseconds(settings.reordering_timeout_ms));
     ASSERT_EQ(port.delivered.size(), 1U) << "all of the image is there";
     expect_exact(0);
+}
+
+TEST_F(AssemblerResend, ASenderThatPausedGoesOn)
+{
+    queue(1, 64);
+    receive(without(block(1), 2, 4));
+    pass(timeout);
+    EXPECT_EQ(requests(), (Ranges{{2, 2}}));
+    receive(block(1)[2]);
+    receive(block(1)[3]);
+    pass(timeout - 1us);
+    EXPECT_EQ(requests(), Ranges{});
+    pass(1us);
+    EXPECT_EQ(requests(), (Ranges{{4, 4}})) << "a second pause";
+    receive(block(1)[4]);
+    receive(block(1)[5]);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+}
+
+TEST_F(AssemblerResend, TheRestOfALostTailIsAskedForAsSoonAsItIsSilentForFourPackets)
+{
+    queue(1, 4096);
+    const std::vector<Bytes> packets =
+        packets::image_block({.id = 1}, {.width = 64, .height = 64}, picture(4096, 1), 20, 1);
+    constexpr std::size_t came = 101;
+    for (std::size_t i = 0; i < came; ++i) {
+        receive(packets[i]);
+        now += 10us;
+    }
+    now -= 10us;
+    pass(timeout);
+    EXPECT_EQ(requests(), (Ranges{{came, came}}));
+    receive(packets[came]);
+    const net::Clock::duration spacing = (timeout + 99 * 10us) / 100;
+    ASSERT_LT(4 * spacing, delay);
+    EXPECT_EQ(assembler.next_deadline(), now + delay);
+    pass(delay - 1us);
+    EXPECT_EQ(requests(), Ranges{});
+    pass(1us);
+    const Ranges rest = requests();
+    ASSERT_FALSE(rest.empty());
+    EXPECT_EQ(rest.front().first, came + 1);
+    EXPECT_EQ(rest.back().second, packets.size() - 1);
 }
 
 TEST_F(AssemblerResend, ALeaderAloneAsksForNothing)
@@ -207,15 +255,58 @@ TEST_F(AssemblerResend, ARefusalOfATailThatMayNotHaveBeenSentIsNoEnd)
     queue(1, 64);
     receive(without(block(1), 3, 3));
     pass(timeout);
-    EXPECT_EQ(requests(), (Ranges{{3, 5}}));
+    EXPECT_EQ(requests(), (Ranges{{3, 3}}));
     answer(1, 3, unavailable);
     pass(timeout);
     EXPECT_TRUE(port.delivered.empty());
-    EXPECT_EQ(requests(), (Ranges{{3, 5}})) << "it is asked for again";
+    EXPECT_EQ(requests(), (Ranges{{3, 3}})) << "it is asked for again";
     const std::vector<Bytes> rest = block(1);
     receive(std::vector<Bytes>(rest.begin() + 3, rest.end()));
     ASSERT_EQ(port.delivered.size(), 1U);
     expect_exact(0);
+}
+
+TEST_F(AssemblerResend, AnAnswerThatALaterOneOvertookIsAskedForAtOnce)
+{
+    queue(1, 64);
+    receive(without(without(block(1), 3), 1));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{1, 1}, {3, 3}}));
+    receive(block(1, 0x0100)[3]);
+    EXPECT_EQ(assembler.next_deadline(), now + delay);
+    pass(delay - 1us);
+    EXPECT_EQ(requests(), Ranges{});
+    pass(1us);
+    EXPECT_EQ(requests(), (Ranges{{1, 1}}));
+    receive(block(1, 0x0100)[1]);
+    ASSERT_EQ(port.delivered.size(), 1U);
+    expect_exact(0);
+}
+
+TEST_F(AssemblerResend, AnAnswerInALaterBlockOvertakesOneInAnEarlier)
+{
+    queue(2, 64);
+    receive(without(block(1), 1));
+    pass(delay);
+    receive(without(block(2), 2));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{1, 1}, {2, 2}}));
+    receive(block(2, 0x0100)[2]);
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{1, 1}}));
+}
+
+TEST_F(AssemblerResend, AnOvertakenTailIsAskedForAgainThoughMoreMayWaitToBeRead)
+{
+    queue(2, 64);
+    receive(without(block(1), 3, 3));
+    receive(without(block(2), 2));
+    pass(delay);
+    EXPECT_EQ(requests(), (Ranges{{3, 5}, {2, 2}}));
+    receive(block(2, 0x0100)[2]);
+    now += delay;
+    assembler.process({}, now, false);
+    EXPECT_EQ(requests(), (Ranges{{3, 5}}));
 }
 
 TEST_F(AssemblerResend, PacketsThatDoNotComeAreGivenUp)
