@@ -204,7 +204,7 @@ pugi::xml_node root_of(const pugi::xml_document& document)
 struct Depth : pugi::xml_tree_walker {
     bool for_each(pugi::xml_node& node) override
     {
-        if (depth() > deepest_nesting) {
+        if (depth() >= deepest_nesting) {
             refuse(node, "Elements are nested more than " + std::to_string(deepest_nesting) + " deep");
         }
         return true;

@@ -130,14 +130,29 @@ TEST(ConfigurationXml, RefusesWhatIsTooMuch)
     EXPECT_EQ(error_of(std::string(largest_file + 1, ' ')), "It is larger than 64 MiB");
     EXPECT_EQ(error_of(std::string(most_tags + 1, '<')), "Line 1: There are more than 4000000 tags");
     EXPECT_EQ(error_of(std::string(most_attributes + 1, '=')), "Line 1: There are more than 4000000 attributes");
-    std::string deep;
-    for (int i = 0; i < 1'000'000; ++i) {
-        deep += "<a>";
-    }
-    for (int i = 0; i < 1'000'000; ++i) {
-        deep += "</a>";
-    }
-    EXPECT_EQ(error_of(inside(deep)), "Line 2: Elements are nested more than 32 deep");
+    const auto nested = [](int count) {
+        std::string elements;
+        for (int i = 0; i < count; ++i) {
+            elements += "<a>";
+        }
+        for (int i = 0; i < count; ++i) {
+            elements += "</a>";
+        }
+        return inside(elements);
+    };
+    constexpr int most = deepest_nesting - 1;  // beside the configuration itself
+    Configuration read;
+    EXPECT_TRUE(from_xml(nested(most), read).IsOK());
+    EXPECT_EQ(error_of(nested(most + 1)), "Line 2: Elements are nested more than 32 deep");
+    EXPECT_EQ(error_of(nested(1'000'000)), "Line 2: Elements are nested more than 32 deep");
+}
+
+TEST(ConfigurationXml, ReadsLineEndsInValuesAsSpaces)
+{
+    Configuration read;
+    ASSERT_TRUE(from_xml(inside("<string name='a' value='x\ty\r\nz\n'/>"), read).IsOK());
+    ASSERT_EQ(read.items().size(), 1U);
+    EXPECT_EQ(read.items().front().text, "x y z ");
 }
 
 TEST(ConfigurationXml, SurvivesDamage)

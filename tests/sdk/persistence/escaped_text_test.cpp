@@ -25,6 +25,8 @@ TEST(EscapedText, WritesWhatXmlCannotHold)
         {"\x7F\\"sv, "\\u007F\\\\"},
         {" a b "sv, "\\u0020a b\\u0020"},
         {" "sv, "\\u0020"},
+        {" a"sv, "\\u0020a"},
+        {"a "sv, "a\\u0020"},
         {"\xC2\x85"sv, "\\u0085"},
         {"\xED\xA0\xBD"sv, "\\uD83D"},
         {"\xEF\xBF\xBF"sv, "\\uFFFF"},

@@ -90,6 +90,7 @@ TEST_F(ParameterFile, ListsWhatCannotBeSetAndSetsTheRest)
 {
     put("<configuration version='1'><parameters name='p'><feature name='Other' value='7'>"
         "<for selector='OtherSelector' value='A'/></feature><feature name='Large' value='900'/>"
+        "<feature name='Other' value='8'><for selector='OtherSelector' value='B'/></feature>"
         "<feature name='Small' value='20'/></parameters></configuration>");
     ASSERT_TRUE(reader.Load(name()).IsOK());
     most_ = 100;
@@ -100,7 +101,8 @@ TEST_F(ParameterFile, ListsWhatCannotBeSetAndSetsTheRest)
     EXPECT_EQ(restored.GetCode(), PvResult::GenericError) << restored.description();
     EXPECT_EQ(small_, 20);
     EXPECT_EQ(lines(errors), "Left: Large = 900: Large cannot be written: It does not fit\n"
-                             "Left: Other (OtherSelector A) = 7: There is no parameter named \"Other\"\n");
+                             "Left: Other (OtherSelector A) = 7: There is no parameter named \"Other\"\n"
+                             "Left: Other (OtherSelector B) = 8: There is no parameter named \"Other\"\n");
     reader.SetErrorList(&errors, PvString());
     errors.Clear();
     static_cast<void>(reader.Restore(PvString("p"), *array));
