@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "sdk/base/PvResult.h"
 #include "sdk/base/PvString.h"
@@ -109,6 +110,7 @@ protected:
     void clear() noexcept;
 
 private:
+    friend class PvGenFile;
     struct Contents;
     template <class Parameter>
     [[nodiscard]] Parameter* typed(const PvString& aName) const noexcept;
@@ -118,5 +120,8 @@ private:
     PvResult by_name(const PvString& aName, const char* type, Operation&& operation) const;
 
     std::unique_ptr<Contents> contents_;
+    /// Held for each step with a file of the device: all its files share the features that such a step sets. An event
+    /// sink that a step calls may work with files, too.
+    std::recursive_mutex files_;
     std::shared_ptr<const char> lifetime_ = std::make_shared<const char>();
 };

@@ -38,5 +38,13 @@ enum PvGenRepresentation : std::int32_t {
     PvGenRepresentationUndefined = 999,
 };
 
+/// What a file of a device is opened for.
+enum PvGenOpenMode : std::int32_t {
+    PvGenOpenModeWrite = 0,
+    PvGenOpenModeRead = 1,
+    PvGenOpenModeUndefined = 999,
+};
+
 static_assert(sizeof(PvGenType) == 4 && sizeof(PvGenNameSpace) == 4);
 static_assert(sizeof(PvGenVisibility) == 4 && sizeof(PvGenRepresentation) == 4);
+static_assert(sizeof(PvGenOpenMode) == 4);
