@@ -15,13 +15,12 @@ namespace {
 constexpr std::string_view success = "Success";
 constexpr std::size_t word = 4;
 
-/// The node of a feature of that type; null when there is none or the device does not implement it.
+/// The node of a feature of that type; null when there is none.
 GenApi::INode* feature(const PvGenParameterArray& array, const char* name, InterfaceType type)
 {
     const PvGenParameter* const parameter = array.Get(PvString(name));
     GenApi::INode* const node = parameter != nullptr ? parameter->GetNode() : nullptr;
-    return node != nullptr && node->type() == type && node->access() != GenApi::AccessMode::not_implemented ? node
-                                                                                                            : nullptr;
+    return node != nullptr && node->type() == type ? node : nullptr;
 }
 
 GenApi::INode* needed(const PvGenParameterArray& array, const char* name, InterfaceType type)
@@ -69,7 +68,11 @@ bool FileFeatures::are_in(const PvGenParameterArray& array)
 {
     try {
         const FileFeatures all(array, Time::zero());
-        return true;
+        const std::initializer_list<GenApi::INode*> nodes{all.selector_, all.operation_, all.execute_,
+                                                          all.mode_,     all.buffer_,    all.offset_,
+                                                          all.length_,   all.status_,    all.result_};
+        return std::ranges::none_of(
+            nodes, [](GenApi::INode* node) { return node->access() == GenApi::AccessMode::not_implemented; });
     } catch (const GenApi::Error&) {
         return false;
     }

@@ -82,6 +82,12 @@ public:
           responder_(describe(options), *this, clock),
           features_(
               responder_, acquisition_, events_, [this] { responder_.restart_when_answered(); }, options.free_geometry),
+          files_(
+              responder_.registers(),
+              {.get = [this](std::uint32_t set) { return features_.user_set_file(set); },
+               .put = [this](std::uint32_t set,
+                             std::span<const std::uint8_t> file) { return features_.load_user_set_file(set, file); }},
+              clock),
           server_(responder_, link_), state_(options.state_file)
     {
         const auto guard = responder_.lock();
@@ -99,6 +105,7 @@ public:
         set_loss(nullptr);
         acquisition_.set_faults(options.stream_faults);
         link_.set_faults(options.control_faults);
+        files_.set_faults(options.file_faults);
     }
 
     ~Impl() override { stop(); }
@@ -154,6 +161,11 @@ public:
     [[nodiscard]] virtual_device::GvcpResponder& responder() { return responder_; }
     [[nodiscard]] CameraEvents& events() { return events_; }
     [[nodiscard]] Acquisition& acquisition() { return acquisition_; }
+    void set_file_faults(const FileFaults& faults)
+    {
+        const auto guard = responder_.lock();
+        files_.set_faults(faults);
+    }
 
 private:
     [[nodiscard]] virtual_device::DeviceDescription describe(const CameraOptions& options) const
@@ -236,6 +248,7 @@ private:
     {
         if (!controlled) {
             acquisition_.abort();
+            files_.close_all();
         } else if (server_.is_running()) {
             // an address that was given later is where pictures and events come from, too
             acquisition_.reopen(server_.address());
@@ -250,6 +263,7 @@ private:
     {
         acquisition_.abort();
         features_.power_on();
+        files_.power_on();
         acquisition_.reset_timestamp();
         publish_source_ports();
     }
@@ -305,6 +319,7 @@ private:
     Acquisition acquisition_;
     virtual_device::GvcpResponder responder_;
     FeatureRegisters features_;
+    Files files_;
     virtual_device::GvcpServer server_;
     const StateFile state_;
 };
@@ -331,6 +346,7 @@ transmitter::StreamFaultStatistics Camera::stream_fault_statistics() const
 void Camera::go_silent(bool silent) { impl_->link().set_silent(silent); }
 void Camera::go_silent_for(std::chrono::milliseconds time) { impl_->link().be_silent_for(time); }
 void Camera::reboot(const RebootOptions& options) { impl_->reboot(options); }
+void Camera::set_file_faults(const FileFaults& faults) { impl_->set_file_faults(faults); }
 void Camera::set_control_faults(const ControlFaults& faults) { impl_->link().set_faults(faults); }
 FaultStatistics Camera::fault_statistics() const { return impl_->link().statistics(); }
 

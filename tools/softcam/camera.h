@@ -12,6 +12,7 @@
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/virtualdevice/message_channel.h"
 #include "tools/softcam/faults.h"
+#include "tools/softcam/files.h"
 #include "tools/softcam/payload.h"
 
 namespace softcam {
@@ -29,6 +30,7 @@ struct CameraOptions {
     bool free_geometry = false;  ///< size, position and format of images may change while frames are taken
     bool manifest = false;       ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
+    FileFaults file_faults{};
     /// Of each channel by itself; their seeds follow one another from this one.
     vex::transmitter::StreamFaultSettings stream_faults{};
     /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.
@@ -83,6 +85,8 @@ public:
     void reboot(const RebootOptions& options = {});
     void set_control_faults(const ControlFaults& faults);
     [[nodiscard]] FaultStatistics fault_statistics() const;
+    /// From the next operation on a file on.
+    void set_file_faults(const FileFaults& faults);
 
     /// Loses packets as `loss` decides, beside the stream's faults.
     void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss);

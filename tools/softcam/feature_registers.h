@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <span>
 #include <vector>
 
 #include "sdk/virtualdevice/gvcp_responder.h"
@@ -28,6 +29,10 @@ public:
     void power_on();
     /// The trigger source that ACTION commands are, if chosen, fires.
     void action();
+
+    /// A user set as a file, and back; false, and nothing has changed, for bytes that are none of this camera's.
+    [[nodiscard]] std::vector<std::uint8_t> user_set_file(std::uint32_t set) const;
+    [[nodiscard]] bool load_user_set_file(std::uint32_t set, std::span<const std::uint8_t> file);
 
 private:
     using Status = vex::virtual_device::Status;

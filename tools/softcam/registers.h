@@ -67,7 +67,18 @@
     X(test_event_generate, 0x00017020)                                                                                 \
     /* chunks */                                                                                                       \
     X(chunk_mode_active, 0x00018000)                                                                                   \
-    X(chunk_enable, 0x00018010) /* nine, by ChunkSelector */
+    X(chunk_enable, 0x00018010) /* nine, by ChunkSelector */                                                           \
+    /* file access control */                                                                                          \
+    X(file_selector, 0x00019000)                                                                                       \
+    X(file_operation, 0x00019004)                                                                                      \
+    X(file_execute, 0x00019008) /* reads 1 while the operation goes on */                                              \
+    X(file_open_mode, 0x0001900C)                                                                                      \
+    X(file_access_offset, 0x00019010)                                                                                  \
+    X(file_access_length, 0x00019014)                                                                                  \
+    X(file_status, 0x00019018)                                                                                         \
+    X(file_result, 0x0001901C)                                                                                         \
+    X(file_size, 0x00019020)                                                                                           \
+    X(file_buffer, 0x00040000) /* 131072 bytes */
 
 namespace softcam::reg {
 
