@@ -44,6 +44,9 @@ auto with_name(const PvString& name, Use&& use)
 /// Open for reading from its beginning. Throws CannotOpenFile.
 std::ifstream local_file(const PvString& name)
 {
+    if (name.empty()) {
+        throw GenApi::ValueError("There is no file name");
+    }
     const auto path = with_name(name, [&] { return file_system::path_of(name); });
     std::ifstream file;
     if (file_system::kind_of(path) != file_system::Kind::folder) {

@@ -23,7 +23,8 @@ class PvGenParameterArray;
 ///
 /// Results: StateError for what the open file does not allow, NotSupported for an array without files, NotFound for a
 /// file that the device does not have, FileError with the device's status when the device reports a failure, Timeout
-/// when it does not finish, CannotOpenFile and FileError for the local file, and what the transport gives.
+/// when it does not finish, InvalidParameter, CannotOpenFile and FileError for the local file, and what the transport
+/// gives.
 ///
 /// Thread safety: one thread at a time; several files of one array may be used from several threads.
 class PvGenFile {

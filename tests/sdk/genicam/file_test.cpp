@@ -364,11 +364,12 @@ TEST_F(DeviceFile, SaysWhichLocalFileIsToBlame)
     EXPECT_EQ(missing.GetCode(), PvResult::CannotOpenFile);
     EXPECT_NE(text(missing).find("missing"), std::string::npos);
     EXPECT_EQ(file.WriteFrom(PvString(folder.path("."))).GetCode(), PvResult::CannotOpenFile) << "a folder";
-    EXPECT_EQ(file.WriteFrom(PvString()).GetCode(), PvResult::CannotOpenFile);
+    EXPECT_EQ(file.WriteFrom(PvString()).GetCode(), PvResult::InvalidParameter);
     EXPECT_TRUE(port.done.empty());
     EXPECT_TRUE(file.Close().IsOK());
     open(PvGenOpenModeRead);
     EXPECT_EQ(file.ReadTo(PvString(folder.path("."))).GetCode(), PvResult::CannotOpenFile);
+    EXPECT_EQ(file.ReadTo(PvString()).GetCode(), PvResult::InvalidParameter);
     EXPECT_EQ(file.ReadTo(PvString(folder.path("no/such"))).GetCode(), PvResult::CannotOpenFile);
     EXPECT_TRUE(port.done.empty()) << "before anything is read";
 }
