@@ -14,6 +14,7 @@
 #include "tools/pvctl/discover_command.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_commands.h"
+#include "tools/pvctl/file_command.h"
 #include "tools/pvctl/grab_command.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
@@ -59,7 +60,7 @@ int main(int argc, char** argv)
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
-                      pvctl::ConvertCommand>(app);
+                      pvctl::FileCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

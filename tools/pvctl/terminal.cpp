@@ -44,6 +44,12 @@ Progress::~Progress()
     thread_.join();
 }
 
+void Progress::update(std::string what)
+{
+    const std::scoped_lock lock(mutex_);
+    what_ = std::move(what);
+}
+
 void Progress::show()
 {
     const auto begin = std::chrono::steady_clock::now();
@@ -52,7 +58,7 @@ void Progress::show()
     bool shown = false;
     while (!ended_changed_.wait_until(lock, next, [this] { return ended_; })) {
         const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
-        std::fprintf(stderr, "\r%s ... %.1f s", what_.c_str(), waited.count());
+        std::fprintf(stderr, "\r%s ... %.1f s\x1b[K", what_.c_str(), waited.count());
         shown = true;
         next += step;
     }

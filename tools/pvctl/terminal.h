@@ -21,6 +21,9 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// From now on it is this.
+    void update(std::string what);
+
 private:
     void show();
 

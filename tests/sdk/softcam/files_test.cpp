@@ -11,7 +11,7 @@
 #include "sdk/device/PvDevice.h"
 #include "sdk/genicam/PvGenFile.h"
 #include "sdk/genicam/PvGenParameterArray.h"
-#include "tests/sdk/net/wine.h"
+#include "tests/sdk/virtualdevice/host_socket.h"
 #include "tools/softcam/camera.h"
 
 namespace {
