@@ -85,6 +85,16 @@ void add_faults(CLI::App& app, CameraOptions& options)
     add_time(app, "--pending-time", faults.pending_time, "milliseconds (default 200)", "Faults, of 1000");
 }
 
+void add_file_faults(CLI::App& app, FileFaults& faults)
+{
+    constexpr const char* group = "Faults of files";
+    add_time(app, "--file-time", faults.time, "milliseconds that each operation on a file takes (default 0)", group);
+    app.add_option("--file-fails-after", faults.fails_after,
+                   "bytes of a file that can be transferred until it fails (default: it never does)")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 32))
+        ->group(group);
+}
+
 void add_schedule(CLI::App& app, Schedule& schedule, std::string& description_file)
 {
     constexpr const char* group = "Faults, at a time";
@@ -152,12 +162,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_option("--history", options.history_blocks, "blocks kept for resend requests")->check(CLI::Range(0, 1024));
     app.add_flag("-q,--quiet", line.quiet, "print errors only");
     add_faults(app, options);
-    add_time(app, "--file-time", options.file_faults.time, "milliseconds that each operation on a file takes",
-             "Faults of files");
-    app.add_option("--file-fails-after", options.file_faults.fails_after,
-                   "bytes of a file that can be transferred until it fails (default: it never does)")
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 32))
-        ->group("Faults of files");
+    add_file_faults(app, options.file_faults);
     add_stream_faults(app, options.stream_faults);
     add_schedule(app, line.schedule, description_file);
     try {
