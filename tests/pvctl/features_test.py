@@ -73,7 +73,7 @@ class Features(programs.PvctlTest):
         self.assertRegex(lines[0], "^FEATURE +VALUE +ACCESS$")
         self.assertIn("ImageFormatControl", lines)
         for row in (r"^  Width +640 +rw$", r"^  Gain +0 dB +rw$", r"^  DeviceID +FIRST +ro$",
-                    r"^  AcquisitionStop +\(command\) +wo$"):
+                    r"^  AcquisitionStop +\(command\) +wo$", r"^  FileAccessBuffer +\(131072 bytes\) +rw$"):
             self.assertTrue(any(re.match(row, line) for line in lines), row)
         (width,) = [line for line in lines if line.startswith("  Width ")]
         self.assertEqual(width.index("640"), lines[0].index("VALUE"))

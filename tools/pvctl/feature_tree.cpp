@@ -12,12 +12,18 @@ namespace pvctl {
 namespace {
 
 constexpr std::size_t least_value_width = 12;
+constexpr std::int64_t longest_shown = 256;  // bytes of a register
 
 /// What the table shows for a feature's value.
 std::string shown_value(const PvGenParameter& feature)
 {
     if (dynamic_cast<const PvGenCommand*>(&feature) != nullptr) {
         return "(command)";
+    }
+    std::int64_t length = 0;
+    const auto* const block = dynamic_cast<const PvGenRegister*>(&feature);
+    if (block != nullptr && block->GetLength(length).IsOK() && length > longest_shown) {
+        return "(" + std::to_string(length) + " bytes)";
     }
     std::string value;
     const PvResult result = value_of(feature, value);
