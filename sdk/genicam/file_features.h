@@ -59,7 +59,7 @@ private:
     void choose(const std::string& file);
     void choose(const std::string& file, std::string_view operation);
     void place(std::int64_t offset, std::size_t count);
-    void perform(const std::string& file, std::string_view operation);
+    void perform(const std::string& file, std::string_view done);
     [[nodiscard]] std::size_t transferred(const std::string& file, std::size_t asked) const;
     /// The register's bytes, whole words of it where it has them: not every device takes less.
     [[nodiscard]] std::span<std::uint8_t> words(std::size_t count);
