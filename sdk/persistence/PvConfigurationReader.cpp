@@ -1,19 +1,16 @@
 #include "sdk/persistence/PvConfigurationReader.h"
 
 #include <array>
-#include <fstream>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "sdk/base/failure.h"
-#include "sdk/base/file_system.h"
 #include "sdk/device/PvDevice.h"
 #include "sdk/device/access.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/persistence/configuration.h"
-#include "sdk/persistence/configuration_xml.h"
+#include "sdk/persistence/configuration_file.h"
 #include "sdk/persistence/error_list.h"
 #include "sdk/stream/PvStream.h"
 
@@ -68,29 +65,6 @@ PvResult name_at(const Configuration& loaded, ItemKind kind, std::uint32_t index
     }
     name = PvString(std::string_view(item->name));
     return PvResult::OK;
-}
-
-PvResult read_file(const PvString& name, std::string& text)
-{
-    if (name.empty()) {
-        return failure(PvResult::InvalidParameter, "There is no file name");
-    }
-    std::ifstream file;
-    try {
-        file.open(file_system::path_of(name), std::ios::binary);
-    } catch (const std::system_error& error) {
-        return failure(PvResult::CannotOpenFile, "The file name \"", name.view(), "\" cannot be used: ", error.what());
-    }
-    if (!file.is_open()) {
-        return failure(PvResult::CannotOpenFile, "Cannot open ", name.view());
-    }
-    std::vector<char> block(1U << 20);
-    // one byte too many is enough to be refused
-    while (file && text.size() <= persistence::largest_file) {
-        file.read(block.data(), static_cast<std::streamsize>(block.size()));
-        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
-    }
-    return file.bad() ? failure(PvResult::FileError, "Cannot read ", name.view()) : PvResult();
 }
 
 PvResult check_idle(const PvGenParameterArray& array)
@@ -200,13 +174,9 @@ PvConfigurationReader::~PvConfigurationReader() = default;
 
 PvResult PvConfigurationReader::Load(const PvString& aFileName)
 {
-    std::string text;
-    if (PvResult read = read_file(aFileName, text); !read.IsOK()) {
-        return read;
-    }
     auto loaded = std::make_shared<Configuration>();
-    if (const PvResult result = persistence::from_xml(text, *loaded); !result.IsOK()) {
-        return failure(result.GetCode(), "Cannot load ", aFileName.view(), ": ", result.description());
+    if (PvResult result = persistence::load_configuration(aFileName, *loaded); !result.IsOK()) {
+        return result;
     }
     loaded_ = std::move(loaded);
     return PvResult::OK;

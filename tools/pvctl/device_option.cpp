@@ -54,6 +54,11 @@ void DeviceOption::add_name(CLI::App& command)
 void DeviceOption::add(CLI::App& command)
 {
     add_name(command);
+    add_description(command);
+}
+
+void DeviceOption::add_description(CLI::App& command)
+{
     command.add_option("--description-folder", description_folder,
                        "folder with the description files of cameras that do not hold their own");
     auto* download =

@@ -26,6 +26,8 @@ struct DeviceOption {
 
     /// Adds DEVICE alone, for commands that need no features.
     void add_name(CLI::App& command);
+    /// Adds where descriptions may be read from.
+    void add_description(CLI::App& command);
     /// Adds DEVICE and where its description may be read from.
     void add(CLI::App& command);
 

@@ -14,6 +14,7 @@ inline constexpr int success = 0;
 inline constexpr int failed = 1;       ///< it was tried and did not work
 inline constexpr int wrong_usage = 2;  ///< the command line cannot be understood; nothing was tried
 inline constexpr int not_found = 3;    ///< there is no such device or feature, or none answers
+inline constexpr int differs = 4;      ///< what was compared is not the same
 }  // namespace exit_code
 
 /// Ends the command with this text and exit code.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/pvctl/action_command.h"
+#include "tools/pvctl/configuration_commands.h"
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
 #include "tools/pvctl/failure.h"
@@ -55,12 +56,13 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     app.footer(
         "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
-        "camera or feature.");
+        "camera or feature, 4 when what was compared differs.");
     const Commands commands =
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
-                      pvctl::FileCommand, pvctl::ConvertCommand>(app);
+                      pvctl::FileCommand, pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand,
+                      pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
