@@ -1,6 +1,12 @@
-// Restoring: in passes over all values, because what one parameter takes may depend on others that come later.
+// Restoring: in passes, because what one parameter takes may depend on others that come later. A value that is in force
+// is looked at again only when something may have changed it.
 
 #include <algorithm>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -45,6 +51,47 @@ bool is_exact(const INode& node) noexcept
            node.type() == InterfaceType::boolean;
 }
 
+/// Hears which nodes may have changed.
+class Changes {
+public:
+    Changes() = default;
+    ~Changes()
+    {
+        for (const auto& [node, id] : callbacks_) {
+            node->remove_callback(id);
+        }
+    }
+    Changes(const Changes&) = delete;
+    Changes& operator=(const Changes&) = delete;
+
+    void listen_to(INode& node)
+    {
+        if (callbacks_.contains(&node)) {
+            return;
+        }
+        callbacks_.emplace(&node, node.on_change([heard = heard_](INode& changed) {
+            const std::lock_guard lock(heard->mutex);
+            heard->nodes.insert(&changed);
+        }));
+    }
+
+    /// Those since the last call.
+    std::set<INode*> take()
+    {
+        const std::lock_guard lock(heard_->mutex);
+        return std::exchange(heard_->nodes, {});
+    }
+
+private:
+    struct Heard {
+        std::mutex mutex;
+        std::set<INode*> nodes;
+    };
+
+    std::map<INode*, GenApi::CallbackId> callbacks_;
+    std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();  // a call under way outlives the registration
+};
+
 class Restoring {
 public:
     Restoring(PvGenParameterArray& array, std::span<const StoredValue> values)
@@ -62,14 +109,20 @@ public:
         // the more a selector depends on others, the earlier it gets its own value
         std::ranges::stable_sort(selectors_, std::ranges::greater(),
                                  [](const Item& item) { return item.value->selectors.size(); });
+        for (std::vector<Item>* items : {&items_, &selectors_}) {
+            for (Item& item : *items) {
+                items_of_[item.node].push_back(&item);
+                changes_.listen_to(*item.node);
+            }
+        }
     }
 
     RestoredValues run()
     {
-        constexpr int most_passes = 6;
         try {
             const bool prepared = genicam::execute_if_there(map_, "DeviceRegistersStreamingStart", unusable_);
-            for (int pass = 0; pass < most_passes && makes_changes(); ++pass) {
+            if (!comes_to_rest()) {
+                look_again();
             }
             if (prepared) {
                 genicam::execute_if_there(map_, "DeviceRegistersStreamingEnd", unusable_);
@@ -87,6 +140,7 @@ private:
         const StoredValue* value;
         INode* node;
         std::optional<PvResult> failure{};
+        bool is_settled = false;  ///< in force, and nothing has been heard since that may have changed it
     };
 
     void add(const StoredValue& value, bool is_selector)
@@ -103,59 +157,134 @@ private:
         }
     }
 
+    /// Goes on until nothing changes any more. False when it is not to be expected that this ever happens.
+    bool comes_to_rest()
+    {
+        constexpr int most_in_vain = 6;
+        std::size_t fewest = std::numeric_limits<std::size_t>::max();
+        for (int in_vain = 0; in_vain < most_in_vain; ++in_vain) {
+            open_ = 0;
+            if (!makes_changes()) {
+                return true;
+            }
+            if (open_ < fewest) {
+                fewest = open_;
+                in_vain = -1;
+            }
+        }
+        return false;
+    }
+
     /// One pass; true when it is worth another one.
     bool makes_changes()
     {
         not_put_back_.clear();
         genicam::Selection selection(map_);
         bool changed = false;
+        const auto attempt = [&](Item& item) {
+            const bool has_changed = restore(item, selection);
+            changed |= has_changed;
+            open_ += has_changed || item.failure ? 1 : 0;
+        };
         for (Item& item : items_) {
-            changed |= restore(item, selection);
+            attempt(item);
         }
         selection.put_back(not_put_back_);
         for (Item& item : selectors_) {
             if (item.value->selectors.empty()) {
                 selection.put_back(not_put_back_);
             }
-            changed |= restore(item, selection);
+            attempt(item);
         }
         selection.put_back(not_put_back_);
         return changed;
     }
 
     /// True when the parameter has another value afterwards.
-    static bool restore(Item& item, genicam::Selection& selection)
+    bool restore(Item& item, genicam::Selection& selection)
     {
+        if (item.is_settled) {
+            return false;
+        }
         INode& node = *item.node;
         const std::string& wanted = item.value->value;
         item.failure.reset();
         try {
             selection.select(item.value->selectors);
+            // that a selector was turned has changed no value that was stored
+            static_cast<void>(changes_.take());
             const std::optional<std::string> before = text_of(node);
             if (before && is_same(node, *before, wanted)) {
+                item.is_settled = node.is_cached();
                 return false;
             }
             node.from_string(wanted);
-            const std::optional<std::string> after = text_of(node);
-            if (after && is_exact(node) && !is_same(node, *after, wanted)) {
-                item.failure = failure(PvResult::InvalidParameter, item.value->name, " is ", *after, " after ", wanted,
-                                       " was written");
-            }
+            const std::optional<std::string> after = text_of(node, GenApi::ReadMode::fresh);
+            unsettle_others(node);
+            compare(item, after);
+            item.is_settled = after && is_same(node, *after, wanted) && node.is_cached();
             return before != after;
         } catch (const GenApi::Error& error) {
             if (genicam::is_gone(error.code())) {
                 throw;
             }
             item.failure = failure(error.code(), error.what());
+            // a device may also have taken what it complains about
+            unsettle_others(node);
             return false;
         }
     }
 
+    /// After a write of that node, which is itself the same still for other values of its selectors. When it is a
+    /// selector, so is what it selects.
+    void unsettle_others(const INode& written)
+    {
+        for (INode* const node : changes_.take()) {
+            if (node == &written) {
+                continue;
+            }
+            for (Item* const item : items_of_[node]) {
+                item->is_settled = item->is_settled && is_selected_by(*item, written);
+            }
+        }
+    }
+
+    static bool is_selected_by(const Item& item, const INode& selector)
+    {
+        return std::ranges::any_of(item.value->selectors,
+                                   [&](const SelectorValue& each) { return each.name == selector.name(); });
+    }
+
+    static void compare(Item& item, const std::optional<std::string>& after)
+    {
+        if (after && is_exact(*item.node) && !is_same(*item.node, *after, item.value->value)) {
+            item.failure = failure(PvResult::InvalidParameter, item.value->name, " is ", *after, " after ",
+                                   item.value->value, " was written");
+        }
+    }
+
+    /// Finds what others have changed after it was written for the last time.
+    void look_again()
+    {
+        genicam::Selection selection(map_);
+        for (std::vector<Item>* items : {&items_, &selectors_}) {
+            for (Item& item : *items) {
+                if (!item.is_settled && !item.failure) {
+                    genicam::noting(unusable_, item.value->name, item.value->selectors, [&] {
+                        selection.select(item.value->selectors);
+                        compare(item, text_of(*item.node));
+                    });
+                }
+            }
+        }
+        selection.put_back(not_put_back_);
+    }
+
     /// Nothing when it cannot be read at present.
-    static std::optional<std::string> text_of(INode& node)
+    static std::optional<std::string> text_of(INode& node, GenApi::ReadMode mode = GenApi::ReadMode::cached)
     {
         try {
-            return node.to_string();
+            return node.to_string(mode);
         } catch (const GenApi::Error& error) {
             if (genicam::is_gone(error.code())) {
                 throw;
@@ -189,7 +318,10 @@ private:
             }
         }
         failures.insert(failures.end(), unusable_.begin(), unusable_.end());
-        failures.insert(failures.end(), not_put_back_.begin(), not_put_back_.end());
+        // a selector's former value may be one that it does not take any longer
+        std::ranges::copy_if(not_put_back_, std::back_inserter(failures), [](const ParameterFailure& each) {
+            return each.reason.GetCode() != PvResult::InvalidParameter;
+        });
         return failures;
     }
 
@@ -228,6 +360,9 @@ private:
     GenApi::INodeMap& map_;
     std::vector<Item> items_;
     std::vector<Item> selectors_;  ///< what other values are stored for
+    std::map<const INode*, std::vector<Item*>> items_of_;
+    Changes changes_;
+    std::size_t open_ = 0;  ///< what the pass under way has changed, or failed to
     std::vector<ParameterFailure> unusable_;
     std::vector<ParameterFailure> not_put_back_;
 };

@@ -85,8 +85,8 @@ struct RestoredValues {
 };
 
 /// Writes what differs. A value that is refused is tried again after the others have been written, and so is one that
-/// another write has changed, until nothing changes any more. Selectors end with their stored values, or else with
-/// those that they had. Rounding of floats is no failure.
+/// another write has changed, until nothing changes any more; each is read back from the device. Selectors end with
+/// their stored values, or else with those that they had, where they still take them. Rounding of floats is no failure.
 ///
 /// A device that wants to know (SFNC DeviceRegistersStreamingStart and ...End) is told, and asked afterwards whether
 /// its settings fit together (DeviceRegistersValid).

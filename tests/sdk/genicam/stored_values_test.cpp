@@ -305,6 +305,107 @@ TEST_F(Stored, WritesAgainWhatAnotherWriteHasChanged)
     EXPECT_EQ(port.get32(4), 9U);
 }
 
+TEST_F(Stored, GoesOnForAsLongAsItHelps)
+{
+    Names names;
+    std::string nodes;
+    std::vector<StoredValue> values;
+    for (int i = 0; i < 12; ++i) {
+        const std::string name = "Step" + std::to_string(i);
+        nodes += integer(name, {.streamable = "Yes",
+                                .value = name + "Reg",
+                                .min = 0,
+                                .max = i == 11 ? Number(1000) : Number("Step" + std::to_string(i + 1))}) +
+                 int_reg(name + "Reg", 4 * i);
+        names.push_back(name);
+        values.push_back({name, "500", {}});
+    }
+    load(names, nodes);
+    const RestoredValues restored = restore_values(*array, values);
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+    EXPECT_EQ(get("Step0"), "500");
+}
+
+TEST_F(Stored, NamesWhatAnotherWriteUndoesEveryTime)
+{
+    load({"Left", "Right"}, int_reg("Left", 0, {.streamable = "Yes", .cachable = "NoCache"}) +
+                                int_reg("Right", 4, {.streamable = "Yes", .cachable = "NoCache"}));
+    port.on_access = [&, left = std::uint32_t{0}]() mutable {
+        if (port.get32(4) != 0 && port.get32(0) != 0) {
+            port.set32(left == port.get32(0) ? 0 : 4, 0);
+        }
+        left = port.get32(0);
+    };
+    const RestoredValues restored =
+        restore_values(*array, std::vector<StoredValue>{{"Left", "5", {}}, {"Right", "6", {}}});
+    EXPECT_EQ(restored.result.GetCode(), PvResult::GenericError);
+    ASSERT_EQ(restored.failures.size(), 1U) << text(restored.result);
+    EXPECT_EQ(restored.failures[0].name, "Left");
+    EXPECT_EQ(text(restored.failures[0].reason), "Left is 0 after 5 was written");
+}
+
+TEST_F(Stored, ReadsBackWhateverIsCached)
+{
+    load({"Stuck"}, int_reg("Stuck", 8, streamable));
+    port.on_access = [&] { port.set32(8, 0); };
+    const RestoredValues restored = restore_values(*array, std::vector<StoredValue>{{"Stuck", "5", {}}});
+    EXPECT_EQ(text(restored.result), "1 parameter could not be restored: Stuck is 0 after 5 was written");
+}
+
+TEST_F(Stored, LooksOnceAtWhatNothingHasChanged)
+{
+    load(nested_features, nested);
+    port.set32(0x20, 1);
+    port.set32(0x24, 1);
+    const StoredValues stored = store();
+    port.set32(0x104, 99);
+    EXPECT_TRUE(array->InvalidateCache().IsOK());
+    std::size_t turned = 0;
+    std::uint32_t source = 0;
+    port.on_access = [&] {
+        turned += port.get32(0) != source ? 1 : 0;
+        source = port.get32(0);
+    };
+    EXPECT_TRUE(restore_values(*array, stored.values).result.IsOK());
+    EXPECT_EQ(port.get32(0x104), 0U);
+    EXPECT_LE(turned, 8U) << "there and back for each group, and again for Gain, which may change by itself";
+}
+
+TEST_F(Stored, LeavesASelectorWhoseValueHasGone)
+{
+    load({"Last", "Index", "Gain"},
+         integer("Last", {.streamable = "Yes", .value = "LastReg", .min = 0, .max = 3}) + int_reg("LastReg", 0) +
+             integer("Index", {.value = "IndexReg", .min = 0, .max = "Last", .selected = {"Gain"}}) +
+             int_reg("IndexReg", 4) + int_reg("Gain", 0x10, {.streamable = "Yes", .more = indexed_by("IndexReg", 4)}));
+    const StoredValues stored = store();
+    set("Last", "3");
+    set("Index", "3");
+    set("Gain", "9");
+    const RestoredValues restored = restore_values(*array, stored.values);
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+    EXPECT_EQ(get("Last"), "0");
+    EXPECT_EQ(port.get32(0x10), 0U);
+
+    port.set32(4, 3);
+    port.set32(0x10, 8);
+    EXPECT_TRUE(array->InvalidateCache().IsOK());
+    const RestoredValues again = restore_values(*array, stored.values);
+    EXPECT_TRUE(again.result.IsOK()) << text(again.result);
+    EXPECT_EQ(port.get32(0x10), 0U);
+}
+
+TEST_F(Stored, LeavesASelectorThatStoodWhereItCannotEvenIfNothingDiffers)
+{
+    load({"Index", "Gain"}, integer("Index", {.value = "IndexReg", .min = 0, .max = 1, .selected = {"Gain"}}) +
+                                int_reg("IndexReg", 4) +
+                                int_reg("Gain", 0x10, {.streamable = "Yes", .more = indexed_by("IndexReg", 4)}));
+    const StoredValues stored = store();
+    port.set32(4, 3);
+    EXPECT_TRUE(array->InvalidateCache().IsOK());
+    const RestoredValues restored = restore_values(*array, stored.values);
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+}
+
 TEST_F(Stored, PutsSelectorsBackThatWereNotStored)
 {
     load({"Line", "Inverter"}, enumeration("Line", "LineReg", {{"L0", 0}, {"L1", 1}}, {.selected = {"Inverter"}}) +
