@@ -106,9 +106,8 @@ public:
         for (const StoredValue& value : values) {
             add(value, selectors.contains(value.name));
         }
-        // the more a selector depends on others, the earlier it gets its own value
-        std::ranges::stable_sort(selectors_, std::ranges::greater(),
-                                 [](const Item& item) { return item.value->selectors.size(); });
+        // a selector that depends on others after them
+        std::ranges::stable_sort(selectors_, {}, [](const Item& item) { return item.value->selectors.size(); });
         for (std::vector<Item>* items : {&items_, &selectors_}) {
             for (Item& item : *items) {
                 items_of_[item.node].push_back(&item);
@@ -186,15 +185,9 @@ private:
             changed |= has_changed;
             open_ += has_changed || item.failure ? 1 : 0;
         };
-        for (Item& item : items_) {
-            attempt(item);
-        }
-        selection.put_back(not_put_back_);
-        for (Item& item : selectors_) {
-            if (item.value->selectors.empty()) {
-                selection.put_back(not_put_back_);
-            }
-            attempt(item);
+        // what is put back is then what was restored
+        for (std::vector<Item>* items : {&selectors_, &items_}) {
+            std::ranges::for_each(*items, attempt);
         }
         selection.put_back(not_put_back_);
         return changed;

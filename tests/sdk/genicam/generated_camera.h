@@ -1,5 +1,5 @@
-// Cameras made up from a seed: features of every type, selectors one or two deep, ranges and locks that depend on other
-// features, and writes that reset others.
+// Cameras made up from a seed: features of every type, selectors up to three deep, ranges and locks that depend on
+// other features, and writes that reset others.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,11 @@ public:
             const Scope outer = add_selector(whole);
             fill(outer);
             if (dice_.chance()) {
-                fill(add_selector(outer));
+                const Scope inner = add_selector(outer);
+                fill(inner);
+                if (dice_.pick(4) == 0) {
+                    fill(add_selector(inner));
+                }
             }
         }
         add_selector_nodes();

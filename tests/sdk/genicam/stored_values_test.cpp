@@ -260,6 +260,35 @@ TEST_F(Stored, ComesBackAsItWas)
     }
 }
 
+TEST_F(Stored, ComesBackWithSelectorsThreeDeep)
+{
+    load({"Bank", "Source", "Tap", "Offset"},
+         integer("Bank", {.streamable = "Yes", .value = "BankReg", .min = 0, .max = 1, .selected = {"Source"}}) +
+             int_reg("BankReg", 0) +
+             integer("Source", {.streamable = "Yes", .value = "SourceReg", .min = 0, .max = 1, .selected = {"Tap"}}) +
+             int_reg("SourceReg", 0x10, {.more = indexed_by("BankReg", 4)}) +
+             integer("Tap", {.streamable = "Yes", .value = "TapReg", .min = 0, .max = 1, .selected = {"Offset"}}) +
+             int_reg("TapReg", 0x20, {.more = indexed_by("BankReg", 8) + indexed_by("SourceReg", 4)}) +
+             int_reg("Offset", 0x40,
+                     {.streamable = "Yes",
+                      .more = indexed_by("BankReg", 16) + indexed_by("SourceReg", 8) + indexed_by("TapReg", 4)}));
+    for (const int address : {0, 0x10, 0x24, 0x28, 0x44, 0x50, 0x5c}) {
+        port.set32(address, 1);
+    }
+    const StoredValues stored = store();
+    EXPECT_EQ(stored.values.size(), 1U + 2 + 4 + 8);
+    const auto bytes = port.bytes;
+    for (int address = 0; address < 0x60; address += 4) {
+        port.set32(address, address < 0x40 ? 1 - port.get32(address) : 7);
+    }
+    EXPECT_TRUE(array->InvalidateCache().IsOK());
+    const RestoredValues restored = restore_values(*array, stored.values);
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+    for (const int address : {0, 0x10, 0x14, 0x20, 0x24, 0x28, 0x2c, 0x40, 0x44, 0x48, 0x4c, 0x50, 0x54, 0x58, 0x5c}) {
+        EXPECT_EQ(port.bytes[address + 3], bytes.contains(address + 3) ? bytes.at(address + 3) : 0) << address;
+    }
+}
+
 TEST_F(Stored, WritesOnlyWhatDiffers)
 {
     load({"A", "B", "C"}, int_reg("A", 0, {.streamable = "Yes", .representation = "HexNumber"}) +
