@@ -116,6 +116,15 @@ function(vex_test name)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
 
+# vex_with_com_ports(TEST): under Wine the test gets the two ends of a serial line as COM ports; elsewhere it makes its own.
+function(vex_with_com_ports name)
+    if(WIN32 AND CMAKE_CROSSCOMPILING)
+        set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR
+            "${CMAKE_SOURCE_DIR}/tests/sdk/net/with_com_ports.py;${CMAKE_CROSSCOMPILING_EMULATOR}")
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK com_ports)
+    endif()
+endfunction()
+
 # vex_fuzz(NAME SOURCES file... [DEPS module...]): a libFuzzer program; only in the address build.
 function(vex_fuzz name)
     if(NOT VEX_FUZZ)

@@ -58,20 +58,29 @@ void ReceiveBuffer::end(PvResult why) noexcept
 
 std::size_t ReceiveBuffer::put(std::span<const std::uint8_t> bytes) noexcept
 {
-    std::size_t taken = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        if (ended()) {
-            return 0;
-        }
-        taken = std::min(bytes.size(), ring_.size() - held_);
-        const std::size_t at = (first_ + held_) % ring_.size();
-        const std::size_t up_to_end = std::min(taken, ring_.size() - at);
-        std::copy_n(bytes.begin(), up_to_end, ring_.begin() + static_cast<std::ptrdiff_t>(at));
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(up_to_end), taken - up_to_end, ring_.begin());
-        held_ += taken;
-        dropped_ += bytes.size() - taken;
+    const std::lock_guard lock(mutex_);
+    const std::size_t taken = add(bytes);
+    dropped_ += ended() ? 0 : bytes.size() - taken;
+    return taken;
+}
+
+std::size_t ReceiveBuffer::offer(std::span<const std::uint8_t> bytes) noexcept
+{
+    const std::lock_guard lock(mutex_);
+    return add(bytes);
+}
+
+std::size_t ReceiveBuffer::add(std::span<const std::uint8_t> bytes) noexcept
+{
+    if (ended()) {
+        return 0;
     }
+    const std::size_t taken = std::min(bytes.size(), ring_.size() - held_);
+    const std::size_t at = (first_ + held_) % ring_.size();
+    const std::size_t up_to_end = std::min(taken, ring_.size() - at);
+    std::copy_n(bytes.begin(), up_to_end, ring_.begin() + static_cast<std::ptrdiff_t>(at));
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(up_to_end), taken - up_to_end, ring_.begin());
+    held_ += taken;
     changed_.notify_all();
     return taken;
 }

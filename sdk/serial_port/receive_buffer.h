@@ -39,6 +39,8 @@ public:
     /// Takes received bytes, as many as there is room for, and counts the rest as dropped. The number taken. A buffer
     /// that is closed or at its end takes none and counts none.
     std::size_t put(std::span<const std::uint8_t> bytes) noexcept;
+    /// The same for who keeps the rest: it is not counted.
+    std::size_t offer(std::span<const std::uint8_t> bytes) noexcept;
     /// Waits up to `time` until there is room or nothing more can come; the room in bytes.
     [[nodiscard]] std::size_t wait_for_room(std::chrono::milliseconds time);
 
@@ -61,6 +63,8 @@ public:
     void nudge() noexcept;
 
 private:
+    /// Takes what there is room for, under the lock.
+    std::size_t add(std::span<const std::uint8_t> bytes) noexcept;
     /// Moves up to `wanted.size()` held bytes out; the number moved.
     std::size_t take(std::span<std::uint8_t> wanted) noexcept;
     [[nodiscard]] bool ended() const noexcept { return !end_.IsOK(); }

@@ -1,0 +1,266 @@
+#include "sdk/serial_port/host_serial_port.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <span>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "sdk/base/failure.h"
+#include "sdk/base/thread_name.h"
+
+namespace vex::serial_port {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// How often a thread that waits looks whether the line is still there.
+constexpr milliseconds look_interval{250};
+
+PvResult not_open() noexcept { return failure(PvResult::NotConnected, "The serial port is not open"); }
+PvResult gone(const std::string& name) noexcept
+{
+    return failure(PvResult::NotConnected, "The serial port ", name, " has gone");
+}
+
+net::SerialSettings to_line(const PvSerialPortConfiguration& configuration) noexcept
+{
+    net::SerialSettings settings;
+    settings.baud_rate = configuration.BaudRate;
+    settings.parity = configuration.Parity == PvParityEven  ? net::LineParity::even
+                      : configuration.Parity == PvParityOdd ? net::LineParity::odd
+                                                            : net::LineParity::none;
+    settings.data_bits = configuration.ByteSize;
+    settings.stop_bits = configuration.StopBits;
+    return settings;
+}
+
+/// Why a line refuses: `name` and the configuration that was asked for, in words.
+PvResult unsupported(const std::string& name, const PvSerialPortConfiguration& configuration) noexcept
+{
+    const char* const parity = configuration.Parity == PvParityEven  ? "even"
+                               : configuration.Parity == PvParityOdd ? "odd"
+                                                                     : "no";
+    return failure(PvResult::NotSupported, "The serial port ", name, " cannot be set to ", configuration.BaudRate,
+                   " baud, ", configuration.ByteSize, " data bits, ", parity, " parity, ", configuration.StopBits,
+                   " stop bits");
+}
+
+PvResult refused(const std::error_code& error, const std::string& name,
+                 const PvSerialPortConfiguration& configuration) noexcept
+{
+    if (error == std::errc::no_such_device) {
+        return failure(PvResult::NotFound, "There is no serial port ", name);
+    }
+    if (error == std::errc::device_or_resource_busy) {
+        return failure(PvResult::StateError, "The serial port ", name, " is in use by another program");
+    }
+    if (error == std::errc::permission_denied) {
+        return failure(PvResult::GenericError, "This user may not open the serial port ", name);
+    }
+    if (error == std::errc::invalid_argument) {
+        return failure(PvResult::InvalidParameter, "'", name, "' cannot be the name of a serial port");
+    }
+    if (error == std::errc::inappropriate_io_control_operation) {
+        return failure(PvResult::InvalidParameter, name, " is not a serial port");
+    }
+    if (error == std::errc::not_supported) {
+        return unsupported(name, configuration);
+    }
+    return failure(PvResult::GenericError, "The serial port ", name, " cannot be opened: ", error.message());
+}
+
+/// How long a write may take: twice what the line needs, and a second.
+milliseconds write_time(std::uint32_t bytes, const PvSerialPortConfiguration& configuration) noexcept
+{
+    constexpr std::uint64_t most_bits = 12;  // start, 8 data bits, parity, 2 stop bits
+    return milliseconds(1000 + 2 * 1000 * most_bits * bytes / configuration.BaudRate);
+}
+
+}  // namespace
+
+HostSerialPort::~HostSerialPort() { (void)HostSerialPort::Close(); }
+
+PvResult HostSerialPort::open(const PvString& name, const PvSerialPortConfiguration& configuration)
+{
+    if (PvResult invalid = configuration.IsValid(); !invalid.IsOK()) {
+        return invalid;
+    }
+    const std::lock_guard control(control_mutex_);
+    if (IsOpened()) {
+        return failure(PvResult::StateError, "The serial port ", opened().name, " is open already");
+    }
+    close_line();
+    try {
+        const auto line = net::SerialLine::open(name.str(), to_line(configuration));
+        Opened made{name.str(), configuration, line, false};
+        if (PvResult no_memory = received_.open(); !no_memory.IsOK()) {
+            return no_memory;
+        }
+        const std::lock_guard lock(mutex_);  // which the thread takes to say that the line has gone
+        receiver_ = std::thread([this, line] { receive(*line); });
+        opened_ = std::move(made);
+        return PvResult::OK;
+    } catch (const std::system_error& error) {
+        return refused(error.code(), name.str(), configuration);
+    } catch (const std::bad_alloc&) {
+        return PvResult::NotEnoughMemory;
+    }
+}
+
+PvResult HostSerialPort::configure(const PvSerialPortConfiguration& configuration)
+{
+    if (PvResult invalid = configuration.IsValid(); !invalid.IsOK()) {
+        return invalid;
+    }
+    const Opened now = opened();
+    if (now.line == nullptr) {
+        return not_open();
+    }
+    if (const std::error_code error = now.line->configure(to_line(configuration)); error) {
+        return error == std::errc::not_supported ? unsupported(now.name, configuration) : gone(now.name);
+    }
+    const std::lock_guard lock(mutex_);
+    opened_.configuration = configuration;
+    return PvResult::OK;
+}
+
+PvResult HostSerialPort::Close()
+{
+    const std::lock_guard control(control_mutex_);
+    close_line();
+    return PvResult::OK;
+}
+
+void HostSerialPort::close_line()
+{
+    Opened closed;
+    {
+        const std::lock_guard lock(mutex_);
+        closed = std::exchange(opened_, {});
+    }
+    if (closed.line == nullptr) {
+        return;
+    }
+    received_.close(failure(PvResult::Aborted, "The serial port ", closed.name, " was closed"), not_open());
+    closed.line->close();
+    receiver_.join();
+}
+
+HostSerialPort::Opened HostSerialPort::opened() const
+{
+    const std::lock_guard lock(mutex_);
+    return opened_;
+}
+
+bool HostSerialPort::IsOpened()
+{
+    const std::lock_guard lock(mutex_);
+    return opened_.line != nullptr && !opened_.gone;
+}
+
+PvResult HostSerialPort::Write(const std::uint8_t* aBuffer, std::uint32_t aSize, std::uint32_t& aBytesWritten)
+{
+    aBytesWritten = 0;
+    if (aBuffer == nullptr && aSize != 0) {
+        return failure(PvResult::InvalidParameter, "There is no buffer to write ", aSize, " bytes from");
+    }
+    const std::lock_guard one(write_mutex_);
+    const Opened now = opened();
+    if (now.line == nullptr) {
+        return not_open();
+    }
+    if (now.gone) {
+        return gone(now.name);
+    }
+    const milliseconds time = write_time(aSize, now.configuration);
+    std::error_code error;
+    aBytesWritten = static_cast<std::uint32_t>(now.line->write({aBuffer, aSize}, time, error));
+    if (!error) {
+        return PvResult::OK;
+    }
+    if (error == std::errc::timed_out) {
+        return failure(PvResult::Timeout, "The serial port ", now.name, " took ", aBytesWritten, " of ", aSize,
+                       " bytes within ", time.count(), " ms");
+    }
+    if (error == std::errc::operation_canceled) {
+        return failure(PvResult::Aborted, "The serial port ", now.name, " was closed");
+    }
+    return gone(now.name);
+}
+
+PvResult HostSerialPort::Read(std::uint8_t* aBuffer, std::uint32_t aBufferSize, std::uint32_t& aBytesRead,
+                              std::uint32_t aTimeout)
+{
+    aBytesRead = 0;
+    if (aBuffer == nullptr && aBufferSize != 0) {
+        return failure(PvResult::InvalidParameter, "There is no buffer to read ", aBufferSize, " bytes into");
+    }
+    return received_.read({aBuffer, aBufferSize}, aBytesRead, milliseconds(aTimeout));
+}
+
+PvResult HostSerialPort::GetRxBytesReady(std::uint32_t& aBytes)
+{
+    aBytes = received_.ready();
+    return opened().line != nullptr ? PvResult(PvResult::OK) : not_open();
+}
+
+PvResult HostSerialPort::FlushRxBuffer()
+{
+    const Opened now = opened();
+    if (now.line == nullptr) {
+        return not_open();
+    }
+    (void)now.line->discard_input();  // one that has gone has none
+    received_.flush();
+    return PvResult::OK;
+}
+
+PvResult HostSerialPort::GetRxBufferSize(std::uint32_t& aSize)
+{
+    aSize = received_.size();
+    return PvResult::OK;
+}
+
+PvResult HostSerialPort::SetRxBufferSize(std::uint32_t aSize) { return received_.resize(aSize); }
+
+net::LineErrors HostSerialPort::line_errors()
+{
+    const auto line = opened().line;
+    return line != nullptr ? line->errors() : net::LineErrors();
+}
+
+void HostSerialPort::receive(net::SerialLine& line)
+{
+    name_this_thread("VexSerialPort");
+    std::array<std::uint8_t, 4096> bytes{};
+    std::span<std::uint8_t> left;  // read from the line; a buffer that was made smaller meanwhile has no room yet
+    for (;;) {
+        std::error_code error;
+        if (const std::size_t room = received_.wait_for_room(look_interval); room == 0) {
+            error = line.check();
+        } else if (left.empty()) {
+            const std::size_t most = std::min(room, bytes.size());
+            left = std::span(bytes).first(line.read(std::span(bytes).first(most), look_interval, error));
+        }
+        left = left.subspan(received_.offer(left));
+        if (error && error != std::errc::timed_out) {
+            if (error != std::errc::operation_canceled) {
+                received_.end(gone(mark_gone()));
+            }
+            return;
+        }
+    }
+}
+
+std::string HostSerialPort::mark_gone()
+{
+    const std::lock_guard lock(mutex_);
+    opened_.gone = true;
+    return opened_.name;
+}
+
+}  // namespace vex::serial_port
