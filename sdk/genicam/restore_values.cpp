@@ -2,6 +2,7 @@
 // is looked at again only when something may have changed it.
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -27,6 +28,15 @@ namespace {
 using GenApi::INode;
 using GenApi::InterfaceType;
 
+/// The hexadecimal digits of a register, as it writes them itself.
+std::string digits_of(std::string_view text)
+{
+    std::string digits(text.substr(text.starts_with("0x") || text.starts_with("0X") ? 2 : 0));
+    std::ranges::transform(digits, digits.begin(),
+                           [](char c) { return c >= 'a' && c <= 'f' ? char(c - 'a' + 'A') : c; });
+    return digits;
+}
+
 /// The texts mean the same value of that node.
 bool is_same(const INode& node, std::string_view a, std::string_view b)
 {
@@ -41,7 +51,25 @@ bool is_same(const INode& node, std::string_view a, std::string_view b)
         const auto number = GenApi::parse_float(GenApi::trimmed(a));
         return number && number == GenApi::parse_float(GenApi::trimmed(b));
     }
+    if (node.type() == InterfaceType::raw_register) {
+        return digits_of(a) == digits_of(b);
+    }
     return false;
+}
+
+/// A device may have made `is` of what was written: a float rounded, a text cut, a register filled up.
+bool is_made_of(const INode& node, std::string_view is, std::string_view written)
+{
+    if (node.type() == InterfaceType::floating) {
+        constexpr double most = 0.1;
+        const auto a = GenApi::parse_float(GenApi::trimmed(is));
+        const auto b = GenApi::parse_float(GenApi::trimmed(written));
+        return a && b && std::abs(*a - *b) <= most * std::max(std::abs(*a), std::abs(*b));
+    }
+    const bool is_register = node.type() == InterfaceType::raw_register;
+    const std::string a = is_register ? digits_of(is) : std::string(is);
+    const std::string b = is_register ? digits_of(written) : std::string(written);
+    return !a.empty() && !b.empty() && (a.starts_with(b) || b.starts_with(a));
 }
 
 /// Devices round floats, cut texts and fill registers up; of these types a value is either taken or not.
@@ -139,7 +167,8 @@ private:
         const StoredValue* value;
         INode* node;
         std::optional<PvResult> failure{};
-        bool is_settled = false;  ///< in force, and nothing has been heard since that may have changed it
+        std::optional<std::string> original{};  ///< what it had before the first write
+        bool is_settled = false;                ///< in force, and nothing has been heard since that may have changed it
     };
 
     void add(const StoredValue& value, bool is_selector)
@@ -211,6 +240,9 @@ private:
                 item.is_settled = node.is_cached();
                 return false;
             }
+            if (!item.original) {
+                item.original = before;
+            }
             node.from_string(wanted);
             const std::optional<std::string> after = text_of(node, GenApi::ReadMode::fresh);
             unsettle_others(node);
@@ -248,11 +280,18 @@ private:
                                    [&](const SelectorValue& each) { return each.name == selector.name(); });
     }
 
+    /// What a device makes of a value that it takes is no failure; that it does not take it is one.
     static void compare(Item& item, const std::optional<std::string>& after)
     {
-        if (after && is_exact(*item.node) && !is_same(*item.node, *after, item.value->value)) {
-            item.failure = failure(PvResult::InvalidParameter, item.value->name, " is ", *after, " after ",
-                                   item.value->value, " was written");
+        const INode& node = *item.node;
+        const std::string& wanted = item.value->value;
+        if (!after || is_same(node, *after, wanted)) {
+            return;
+        }
+        if (is_exact(node) || (item.original == after && !is_made_of(node, *after, wanted))) {
+            item.failure =
+                failure(PvResult::InvalidParameter, item.value->name, " is ", after->empty() ? "empty" : *after,
+                        " after ", wanted.empty() ? "nothing" : wanted, " was written");
         }
     }
 

@@ -86,7 +86,8 @@ struct RestoredValues {
 
 /// Writes what differs. A value that is refused is tried again after the others have been written, and so is one that
 /// another write has changed, until nothing changes any more; each is read back from the device. Selectors end with
-/// their stored values, or else with those that they had, where they still take them. Rounding of floats is no failure.
+/// their stored values, or else with those that they had, where they still take them. That a device rounds a float or
+/// cuts a text is no failure; that it keeps what it had is one.
 ///
 /// A device that wants to know (SFNC DeviceRegistersStreamingStart and ...End) is told, and asked afterwards whether
 /// its settings fit together (DeviceRegistersValid).

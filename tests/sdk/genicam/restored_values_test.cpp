@@ -63,11 +63,13 @@ TEST_F(Stored, ComesBackWithSelectorsThreeDeep)
 
 TEST_F(Stored, WritesOnlyWhatDiffers)
 {
-    load({"A", "B", "C"}, int_reg("A", 0, {.streamable = "Yes", .representation = "HexNumber"}) +
-                              int_reg("B", 4, streamable) + floating("C", {.streamable = "Yes", .value = 2.5}));
+    load({"A", "B", "C", "D"}, int_reg("A", 0, {.streamable = "Yes", .representation = "HexNumber"}) +
+                                   int_reg("B", 4, streamable) + floating("C", {.streamable = "Yes", .value = 2.5}) +
+                                   raw_reg("D", 0x10, {.streamable = "Yes", .length = 4}));
     set("A", "255");
     port.writes = 0;
-    const std::vector<StoredValue> values{{"A", "255", {}}, {"B", "1", {}}, {"C", "2.50", {}}};
+    port.set32(0x10, 0x0A0B0C0D);
+    const std::vector<StoredValue> values{{"A", "255", {}}, {"B", "1", {}}, {"C", "2.50", {}}, {"D", "0x0a0B0C0D", {}}};
     EXPECT_TRUE(restore_values(*array, values).result.IsOK());
     EXPECT_EQ(port.writes, 1);
     EXPECT_EQ(get("B"), "1");
@@ -184,6 +186,43 @@ TEST_F(Stored, ReadsBackWhateverIsCached)
     port.on_access = [&] { port.set32(8, 0); };
     const RestoredValues restored = restore_values(*array, std::vector<StoredValue>{{"Stuck", "5", {}}});
     EXPECT_EQ(text(restored.result), "1 parameter could not be restored: Stuck is 0 after 5 was written");
+}
+
+TEST_F(Stored, NamesNumbersAndTextsThatTheDeviceDoesNotTake)
+{
+    load({"Gain", "Name", "Mask", "Label"}, float_reg("Gain", 0, {.streamable = "Yes"}) +
+                                                string_reg("Name", 0x10, {.streamable = "Yes", .length = 8}) +
+                                                raw_reg("Mask", 0x20, {.streamable = "Yes", .length = 4}) +
+                                                string_reg("Label", 0x30, {.streamable = "Yes", .length = 4}));
+    set("Label", "old");
+    const auto nothing = port.bytes;
+    port.on_access = [&] { port.bytes = nothing; };
+    const std::vector<StoredValue> values{
+        {"Gain", "2.5", {}}, {"Name", "left", {}}, {"Mask", "01020304", {}}, {"Label", "", {}}};
+    EXPECT_EQ(
+        text(restore_values(*array, values).result),
+        "4 parameters could not be restored: Gain is 0 after 2.5 was written; Name is empty after left was written; "
+        "Mask is 00000000 after 01020304 was written; Label is old after nothing was written");
+}
+
+TEST_F(Stored, TakesWhatTheDeviceMakesOfNumbersAndTexts)
+{
+    load({"Gain", "Name"}, float_reg("Gain", 0, {.streamable = "Yes"}) +
+                               string_reg("Name", 0x10, {.streamable = "Yes", .length = 8}) +
+                               integer("Width", {.streamable = "Yes", .value = "W"}) + int_reg("W", 0x20));
+    array->GetNodeMap()->node("Gain")->set_float_value(2.5);
+    const std::vector<std::uint8_t> rounded{port.bytes[0], port.bytes[1], port.bytes[2], port.bytes[3]};
+    port.on_access = [&] {
+        port.set(0, rounded);
+        port.bytes[0x13] = 0;
+    };
+    const std::vector<StoredValue> values{{"Gain", "2.51", {}}, {"Name", "left", {}}};
+    const RestoredValues restored = restore_values(*array, values);
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+    EXPECT_EQ(get("Gain"), "2.5");
+    EXPECT_EQ(get("Name"), "lef");
+    const RestoredValues again = restore_values(*array, values);
+    EXPECT_TRUE(again.result.IsOK()) << text(again.result);
 }
 
 TEST_F(Stored, LooksOnceAtWhatNothingHasChanged)
