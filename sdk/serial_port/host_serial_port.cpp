@@ -10,6 +10,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
+#include "sdk/serial_port/line_settings.h"
 
 namespace vex::serial_port {
 
@@ -24,18 +25,6 @@ PvResult not_open() noexcept { return failure(PvResult::NotConnected, "The seria
 PvResult gone(const std::string& name) noexcept
 {
     return failure(PvResult::NotConnected, "The serial port ", name, " has gone");
-}
-
-net::SerialSettings to_line(const PvSerialPortConfiguration& configuration) noexcept
-{
-    net::SerialSettings settings;
-    settings.baud_rate = configuration.BaudRate;
-    settings.parity = configuration.Parity == PvParityEven  ? net::LineParity::even
-                      : configuration.Parity == PvParityOdd ? net::LineParity::odd
-                                                            : net::LineParity::none;
-    settings.data_bits = configuration.ByteSize;
-    settings.stop_bits = configuration.StopBits;
-    return settings;
 }
 
 /// Why a line refuses: `name` and the configuration that was asked for, in words.

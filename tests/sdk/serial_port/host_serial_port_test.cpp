@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sdk/serial_port/line_settings.h"
 #include "tests/sdk/net/serial_wire.h"
 
 using vex::serial_port::HostSerialPort;
@@ -181,6 +182,9 @@ TEST_F(HostSerialPorts, EndAWriteWhenTheyAreClosed)
 
 TEST_F(HostSerialPorts, TellHowMuchOfAWriteWasTaken)
 {
+    ASSERT_TRUE(port.Close().IsOK());
+    ASSERT_TRUE(port.open(PvString(wire->name()), {300, PvParityNone, 8, 1}).IsOK());
+    ASSERT_TRUE(port.configure(fast).IsOK());  // which is what the time is for
     const Bytes much(40'000, 'x');
     const PvResult late = port.Write(much.data(), static_cast<std::uint32_t>(much.size()), count);
     EXPECT_EQ(late.GetCode(), PvResult::Timeout);
@@ -263,6 +267,15 @@ TEST_F(HostSerialPorts, GoWhileTheyAreOpen)
         ASSERT_TRUE(other.open(PvString(wire->name()), fast).IsOK());
         wire->send("x");
     }
+}
+
+TEST(HostSerialPort, SetsItsLineToItsConfiguration)
+{
+    using vex::net::LineParity;
+    using vex::serial_port::to_line;
+    EXPECT_EQ(to_line({9600, PvParityNone, 8, 1}), (vex::net::SerialSettings{9600, LineParity::none, 8, 1}));
+    EXPECT_EQ(to_line({1200, PvParityEven, 7, 2}), (vex::net::SerialSettings{1200, LineParity::even, 7, 2}));
+    EXPECT_EQ(to_line({300, PvParityOdd, 5, 1}), (vex::net::SerialSettings{300, LineParity::odd, 5, 1}));
 }
 
 TEST(HostSerialPort, SaysWhyItCannotBeOpened)

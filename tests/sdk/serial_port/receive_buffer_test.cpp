@@ -262,6 +262,14 @@ TEST_F(ReceiveBuffer, EndsAReadThatWaitedThroughClosingAndOpening)
     EXPECT_EQ(text(4), "abcd");
 }
 
+TEST_F(ReceiveBuffer, DiscardsWhatNobodyHasReadWhenItIsClosed)
+{
+    put("abc");
+    buffer.close(PvResult::Aborted, {PvResult::NotConnected, "not open"});
+    EXPECT_EQ(buffer.ready(), 0u);
+    EXPECT_EQ(take(2).result.description(), "not open");
+}
+
 TEST_F(ReceiveBuffer, KeepsWhatCameBeforeTheEnd)
 {
     put("abc");
