@@ -225,6 +225,21 @@ TEST_F(Stored, TakesWhatTheDeviceMakesOfNumbersAndTexts)
     EXPECT_TRUE(again.result.IsOK()) << text(again.result);
 }
 
+TEST_F(Stored, TakesANumberThatHasMovedAsRoundedHoweverOftenItIsTried)
+{
+    load({"Gain"}, float_reg("Gain", 0, {.streamable = "Yes"}));
+    array->GetNodeMap()->node("Gain")->set_float_value(2.5);
+    const auto coarse = port.bytes;
+    port.bytes.clear();
+    EXPECT_TRUE(array->InvalidateCache().IsOK());
+    port.writes = 0;
+    port.on_access = [&] { port.bytes = port.writes > 0 ? coarse : port.bytes; };
+    const RestoredValues restored = restore_values(*array, std::vector<StoredValue>{{"Gain", "2", {}}});
+    EXPECT_TRUE(restored.result.IsOK()) << text(restored.result);
+    EXPECT_EQ(port.writes, 2) << "written, and once more because it had changed";
+    EXPECT_EQ(get("Gain"), "2.5");
+}
+
 TEST_F(Stored, LooksOnceAtWhatNothingHasChanged)
 {
     load(nested_features, nested);
