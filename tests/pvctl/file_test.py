@@ -24,9 +24,10 @@ class Files(programs.PvctlTest):
     def test_files_are_listed(self):
         self.start_camera("-a", CAMERA)
         self.assertRegex(self.good("file", "ls", CAMERA),
-                         r"^FILE +BYTES\nUserSet1 +\d+\nUserSet2 +\d+\nLUTLuminance +8192\nFirmware +-\n$")
+                         r"^FILE +BYTES\nUserSet1 +\d+\nUserSet2 +\d+\nLUTLuminance +8192\nFirmware +-\nUserFile +0\n$")
         listed = self.good_json("file", "ls", CAMERA)
-        self.assertEqual(listed[2:], [{"name": "LUTLuminance", "bytes": 8192}, {"name": "Firmware", "bytes": None}])
+        self.assertEqual(listed[2:], [{"name": "LUTLuminance", "bytes": 8192}, {"name": "Firmware", "bytes": None},
+                                     {"name": "UserFile", "bytes": 0}])
 
     def test_a_file_travels_there_and_back(self):
         self.start_camera("-a", CAMERA)

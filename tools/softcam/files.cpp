@@ -169,7 +169,12 @@ Files::Outcome Files::open(File& file)
     if (!writing && selected_name() == FileName::firmware) {
         return Outcome::failure;
     }
-    file.content = writing ? Bytes() : stored(selected_name());
+    if (writing) {
+        // its memory is kept: growing once more takes time that a camera's storage would not
+        file.content.clear();
+    } else {
+        file.content = stored(selected_name());
+    }
     file.open = true;
     file.writing = writing;
     file.transferred = 0;
@@ -179,8 +184,7 @@ Files::Outcome Files::open(File& file)
 Files::Outcome Files::close(File& file)
 {
     file.open = false;
-    const Bytes content = std::exchange(file.content, {});
-    return !file.writing || store(selected_name(), content) ? Outcome::success : Outcome::failure;
+    return !file.writing || store(selected_name(), file.content) ? Outcome::success : Outcome::failure;
 }
 
 bool Files::fails(File& file, std::size_t count) const
@@ -213,9 +217,10 @@ Files::Outcome Files::write(File& file)
         return Outcome::failure;
     }
     const std::size_t taken = std::min(count, largest_file - offset);
-    file.content.resize(std::max(file.content.size(), offset + taken));
-    std::ranges::copy(std::as_const(map_).bytes(reg::file_buffer).first(taken),
-                      file.content.begin() + static_cast<std::ptrdiff_t>(offset));
+    const std::span<const std::uint8_t> bytes = std::as_const(map_).bytes(reg::file_buffer).first(taken);
+    const std::size_t within = std::min(taken, file.content.size() - offset);
+    std::ranges::copy(bytes.first(within), file.content.begin() + static_cast<std::ptrdiff_t>(offset));
+    file.content.insert(file.content.end(), bytes.begin() + static_cast<std::ptrdiff_t>(within), bytes.end());
     file.result = static_cast<std::uint32_t>(taken);
     return taken == count ? Outcome::success : Outcome::overflow;
 }
@@ -229,6 +234,7 @@ Files::Bytes Files::stored(FileName name) const
     case FileName::user_set_2: return user_sets_.get(1 + static_cast<std::uint32_t>(name));
     case FileName::look_up_table: return look_up_table_;
     case FileName::firmware: return firmware_;
+    case FileName::user_file: return user_file_;
     }
     return {};
 }
@@ -250,6 +256,7 @@ bool Files::store(FileName name, const Bytes& content)
         }
         firmware_ = content;
         return true;
+    case FileName::user_file: user_file_ = content; return true;
     }
     return false;
 }

@@ -1,4 +1,5 @@
-// The files of the camera: two user sets, a look-up table and the firmware, through the file access registers.
+// The files of the camera: two user sets, a look-up table, the firmware and a file for whatever its user likes, through
+// the file access registers.
 #pragma once
 
 #include <array>
@@ -20,15 +21,15 @@ struct FileFaults {
     std::int64_t fails_after = -1;      ///< bytes of a file that can be transferred until it fails; -1: it never does
 };
 
-enum class FileName : std::uint32_t { user_set_1, user_set_2, look_up_table, firmware };
-inline constexpr std::size_t file_count = 4;
+enum class FileName : std::uint32_t { user_set_1, user_set_2, look_up_table, firmware, user_file };
+inline constexpr std::size_t file_count = 5;
 
 /// A firmware image that the camera takes, with the version that it then tells, at most 31 characters.
 [[nodiscard]] std::vector<std::uint8_t> firmware_image(const std::string& version, std::size_t size);
 
 /// The camera's side of the file access features, as strict as hardware: what was written counts from closing on, and
-/// only when it is a whole and sound file of its kind; else the older one stays. Firmware can only be written, and runs
-/// from the next restart on.
+/// only when it is a whole and sound file of its kind; else the older one stays. The user's file may hold anything.
+/// Firmware can only be written, and runs from the next restart on.
 ///
 /// Thread safety: everything happens with the responder's lock held.
 class Files {
@@ -85,6 +86,7 @@ private:
     std::array<File, file_count> files_;
     Bytes look_up_table_;
     Bytes firmware_;
+    Bytes user_file_;
     vex::net::Clock::time_point busy_until_{};
 };
 

@@ -101,7 +101,7 @@ TEST_F(CameraFiles, AreOfferedByTheDeviceAndNotByItsLink)
     EXPECT_EQ(file.Open(device.GetGenLink(), "Firmware", PvGenOpenModeRead).GetCode(), PvResult::NotSupported);
     std::vector<std::string> names;
     EXPECT_TRUE(PvGenFile::GetNames(features(), names).IsOK());
-    EXPECT_EQ(names, (std::vector<std::string>{"UserSet1", "UserSet2", "LUTLuminance", "Firmware"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"UserSet1", "UserSet2", "LUTLuminance", "Firmware", "UserFile"}));
 }
 
 TEST_F(CameraFiles, KeepALookUpTable)
@@ -120,6 +120,19 @@ TEST_F(CameraFiles, KeepALookUpTable)
     EXPECT_EQ(text(refused), "LUTLuminance cannot be closed: the device reports Failure");
     EXPECT_FALSE(file.IsOpened()) << "closed all the same";
     EXPECT_EQ(fetch("LUTLuminance").size(), 8192U) << "the older one stays";
+}
+
+TEST_F(CameraFiles, KeepAnythingInTheUsersFile)
+{
+    EXPECT_TRUE(fetch("UserFile").empty());
+    for (const std::size_t size : {1U, 3U, 540U, 99'999U, 0U}) {
+        Bytes bytes(size);
+        for (std::size_t i = 0; i < size; ++i) {
+            bytes[i] = static_cast<std::uint8_t>(i * 31 + (i >> 8));
+        }
+        EXPECT_TRUE(send("UserFile", bytes).IsOK()) << size;
+        EXPECT_EQ(fetch("UserFile"), bytes) << size;
+    }
 }
 
 TEST_F(CameraFiles, FirmwareOfEveryLengthArrivesWhole)
