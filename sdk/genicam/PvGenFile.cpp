@@ -238,13 +238,11 @@ void PvGenFile::write(std::span<const std::uint8_t> bytes, std::int64_t& done)
     }
 }
 
-std::span<const std::uint8_t> PvGenFile::read(std::int64_t most, std::vector<std::uint8_t>& buffer)
+std::size_t PvGenFile::read(std::span<std::uint8_t> out)
 {
-    const std::span<std::uint8_t> part =
-        std::span(buffer).first(static_cast<std::size_t>(std::min(most, static_cast<std::int64_t>(buffer.size()))));
-    const std::size_t count = step([&](FileFeatures& features) { return features.read(name_, position_, part); });
+    const std::size_t count = step([&](FileFeatures& features) { return features.read(name_, position_, out); });
     position_ += static_cast<std::int64_t>(count);
-    return part.first(count);
+    return count;
 }
 
 PvResult PvGenFile::Read(std::uint8_t* aBuffer, std::int64_t aLength, std::int64_t& aBytesRead)
@@ -258,14 +256,13 @@ PvResult PvGenFile::Read(std::uint8_t* aBuffer, std::int64_t aLength, std::int64
         const std::int64_t most = largest_step();
         const std::int64_t all = size();
         const std::int64_t wanted = all < 0 ? aLength : std::min(aLength, std::max<std::int64_t>(all - position_, 0));
-        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::min(wanted, most)));
         while (aBytesRead < wanted) {
-            const std::span<const std::uint8_t> got = read(wanted - aBytesRead, bytes);
-            if (got.empty()) {
+            const auto part = static_cast<std::size_t>(std::min(wanted - aBytesRead, most));
+            const std::size_t got = read({aBuffer + aBytesRead, part});
+            if (got == 0) {
                 break;
             }
-            std::ranges::copy(got, aBuffer + aBytesRead);
-            aBytesRead += static_cast<std::int64_t>(got.size());
+            aBytesRead += static_cast<std::int64_t>(got);
         }
     });
 }
@@ -315,11 +312,13 @@ void PvGenFile::read_to(const PvString& local_name)
     const std::int64_t all = size();
     position_ = 0;
     while (all < 0 || position_ < all) {
-        const std::span<const std::uint8_t> got = read(all < 0 ? largest_position : all - position_, bytes);
-        if (got.empty()) {
+        const std::int64_t left = all < 0 ? largest_position : all - position_;
+        const auto part = static_cast<std::size_t>(std::min(left, static_cast<std::int64_t>(bytes.size())));
+        const std::size_t got = read(std::span(bytes).first(part));
+        if (got == 0) {
             break;
         }
-        check(local.write(got));
+        check(local.write(std::span(bytes).first(got)));
         if (progress_) {
             progress_(position_, all);
         }

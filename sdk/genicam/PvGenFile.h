@@ -87,8 +87,8 @@ private:
     void write(std::span<const std::uint8_t> bytes, std::int64_t& done);
     [[nodiscard]] std::int64_t largest_step();
     [[nodiscard]] std::int64_t size();
-    /// At most as many bytes as the buffer has, and what the device gave of them; moves the position.
-    std::span<const std::uint8_t> read(std::int64_t most, std::vector<std::uint8_t>& buffer);
+    /// One step; how many bytes the device gave. Moves the position.
+    std::size_t read(std::span<std::uint8_t> out);
     void write_from(const PvString& local_name);
     void read_to(const PvString& local_name);
 
