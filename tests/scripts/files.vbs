@@ -10,6 +10,7 @@ Const Undefined = 999                  ' VexGenOpenModeUndefined
 Const OK = 0                           ' VexOK
 Const CannotOpenFile = 6               ' VexCannotOpenFile
 Const FileError = 16                   ' VexFileError
+Const NotConnected = &H17              ' VexNotConnected
 Const NotFound = &H19                  ' VexNotFound
 Const NotSupported = &H1A              ' VexNotSupported
 Const StateError = &H1C                ' VexStateError
@@ -81,10 +82,36 @@ Set file = Nothing
 Set file = CreateObject("VexKamCOMWrapper.VexGenFile")
 ExpectCode "opening what was released", file.Open(features, "LUTLuminance", ForWriting), OK
 ExpectCode "sending", file.WriteFrom(local), OK
-files.DeleteFile local
-ExpectCode "sending what is not there", file.WriteFrom(local), CannotOpenFile
 ExpectCode "closing", file.Close(), OK
+ExpectCode "opening the user's file", file.Open(features, "UserFile", ForWriting), OK
+ExpectCode "sending bytes", file.Write(bytes, 10, count), OK
+ExpectCode "closing", file.Close(), OK
+ExpectCode "opening the user's file", file.Open(features, "UserFile", ForWriting), OK
+files.CreateTextFile(local & "-empty", True).Close
+ExpectCode "sending an empty file", file.WriteFrom(local & "-empty"), OK
+files.DeleteFile local & "-empty"
+ExpectCode "sending what is not there", file.WriteFrom(local & "-empty"), CannotOpenFile
+ExpectCode "closing", file.Close(), OK
+ExpectCode "opening the user's file", file.Open(features, "UserFile", ForReading), OK
+ExpectCode "a negative length", file.Read(got, -1, count), InvalidParameter
+ExpectCode "reading", file.Read(got, 10, count), OK
+Expect "count", CStr(count), "0"
+
+' ---- a device that goes while its file is open ----
+
 ExpectCode "disconnecting", device.Disconnect(), OK
+ExpectCode "reading", file.Read(got, 10, count), NotConnected
+ExpectCode "storing", file.ReadTo(local), NotConnected
+Expect "size of the older file", CStr(files.GetFile(local).Size), "8192"
+files.DeleteFile local
+Set features = Nothing
+Set device = Nothing
+Expect "open", CInt(file.IsOpened), 0
+count = -7
+ExpectCode "reading", file.Read(got, 10, count), StateError
+Expect "count", CStr(count), "0"
+Expect "last error", file.LastErrorMessage, "The features that UserFile was opened through are gone"
+ExpectCode "closing", file.Close(), OK
 WScript.Echo "Done."
 WScript.Quit 0
 

@@ -135,8 +135,14 @@ TEST_F(DeviceFile, IsSupportedByArraysWithTheFeatures)
     EXPECT_EQ(is_supported(features), 1);
     const Ref<IVexGenParameterArray> link = object_of(device, &IVexDevice::get_GenLink);
     EXPECT_EQ(is_supported(link), 0);
+    const auto unbound = create<IVexGenParameterArray>(L"VexKamCOMWrapper.VexGenParameterArray.1");
     VARIANT_BOOL supported = 5;
     EXPECT_EQ(file->IsSupported(nullptr, &supported), E_POINTER);
+    EXPECT_EQ(file->IsSupported(unbound.get(), &supported), E_INVALIDARG) << "an array that is nobody's";
+    Ref<IVexResult> none;
+    EXPECT_EQ(file->Open(unbound.get(), Text(table), VexGenOpenModeRead, none.put()), E_INVALIDARG);
+    EXPECT_FALSE(none);
+    EXPECT_FALSE(is_opened());
     EXPECT_EQ(
         code_of([&](IVexResult** result) { return file->Open(link.get(), Text(table), VexGenOpenModeRead, result); }),
         VexNotSupported);
@@ -209,7 +215,8 @@ TEST_F(DeviceFile, AModeOrNameThatIsNoneIsRefused)
     EXPECT_EQ(open(VexGenOpenModeUndefined), VexInvalidParameter);
     EXPECT_EQ(open(unnamed<VexGenOpenMode>(2)), VexInvalidParameter);
     EXPECT_EQ(open(VexGenOpenModeRead, L"Nothing"), VexNotFound);
-    EXPECT_EQ(last_error(), L"The device has no file \"Nothing\"; it has UserSet1, UserSet2, LUTLuminance, Firmware");
+    EXPECT_EQ(last_error(), L"The device has no file \"Nothing\"; it has UserSet1, UserSet2, LUTLuminance, Firmware, "
+                            L"UserFile");
     EXPECT_EQ(
         code_of([&](IVexResult** result) { return file->Open(features.get(), nullptr, VexGenOpenModeRead, result); }),
         VexNotFound);
@@ -261,6 +268,8 @@ TEST_F(DeviceFile, AllowsOnlyWhatItIsOpenFor)
     ASSERT_EQ(open(VexGenOpenModeWrite), VexOK);
     EXPECT_EQ(read(bytes, 10), VexStateError);
     EXPECT_EQ(read_to(folder / "any"), VexStateError);
+    EXPECT_EQ(write(bytes, -1), VexInvalidParameter);
+    EXPECT_EQ(count, 0);
 }
 
 TEST_F(DeviceFile, IsClosedOnTheCameraWhenItIsReleased)

@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <memory>
+#include <thread>
 
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "tests/sdk/genicam/file_port.h"
@@ -287,6 +288,29 @@ TEST_F(DeviceFile, TakesTurnsWithOthersOfTheSameDevice)
     }
 }
 
+TEST_F(DeviceFile, MayBeUsedWhileAnotherThreadUsesAnother)
+{
+    constexpr unsigned rounds = 300;
+    const auto fill = [this](const char* name, unsigned seed) {
+        PvGenFile own;
+        EXPECT_TRUE(own.Open(array.get(), PvString(name), PvGenOpenModeWrite).IsOK());
+        for (unsigned round = 0; round < rounds; ++round) {
+            std::int64_t taken = 0;
+            EXPECT_TRUE(own.Write(pattern(5, seed + round).data(), 5, taken).IsOK());
+        }
+    };
+    std::thread other(fill, "B", 100);
+    fill("A", 0);
+    other.join();
+    for (unsigned of = 0; of < 2; ++of) {
+        ASSERT_EQ(port.files[of].content.size(), 5 * rounds);
+        for (unsigned round = 0; round < rounds; ++round) {
+            const auto begin = port.files[of].content.begin() + 5 * static_cast<std::ptrdiff_t>(round);
+            ASSERT_EQ(Bytes(begin, begin + 5), pattern(5, 100 * of + round)) << of << " " << round;
+        }
+    }
+}
+
 TEST_F(DeviceFile, IsClosedOnTheDeviceWhenItsObjectGoes)
 {
     {
@@ -385,6 +409,7 @@ TEST_F(DeviceFile, TakesAnEmptyLocalFileAndTellsHowFarItIs)
     folder.put("full", pattern(150));
     std::vector<std::pair<std::int64_t, std::int64_t>> told;
     file.SetProgress([&](std::int64_t done, std::int64_t all) { told.emplace_back(done, all); });
+    ASSERT_TRUE(write(pattern(3, 50)).IsOK());
     const PvResult sent = file.WriteFrom(PvString(folder.path("full")));
     EXPECT_TRUE(sent.IsOK()) << text(sent);
     EXPECT_EQ(port.files[0].content, pattern(150));
@@ -396,6 +421,9 @@ TEST_F(DeviceFile, TakesAnEmptyLocalFileAndTellsHowFarItIs)
     EXPECT_TRUE(file.ReadTo(PvString(folder.path("back"))).IsOK());
     EXPECT_EQ(folder.get("back"), pattern(150));
     EXPECT_EQ(told, steps);
+
+    EXPECT_TRUE(file.ReadTo(PvString(folder.path("back"))).IsOK());
+    EXPECT_EQ(folder.get("back"), pattern(150)) << "from the beginning again";
 
     port.files[1].content.clear();
     PvGenFile nothing;
