@@ -2,6 +2,7 @@
 // something else, than they say.
 #include "sdk/genicam/PvGenFile.h"
 
+#include <barrier>
 #include <limits>
 #include <memory>
 #include <thread>
@@ -290,10 +291,12 @@ TEST_F(DeviceFile, TakesTurnsWithOthersOfTheSameDevice)
 
 TEST_F(DeviceFile, MayBeUsedWhileAnotherThreadUsesAnother)
 {
-    constexpr unsigned rounds = 300;
-    const auto fill = [this](const char* name, unsigned seed) {
+    constexpr unsigned rounds = 10'000;
+    std::barrier both_open(2);
+    const auto fill = [&](const char* name, unsigned seed) {
         PvGenFile own;
         EXPECT_TRUE(own.Open(array.get(), PvString(name), PvGenOpenModeWrite).IsOK());
+        both_open.arrive_and_wait();
         for (unsigned round = 0; round < rounds; ++round) {
             std::int64_t taken = 0;
             EXPECT_TRUE(own.Write(pattern(5, seed + round).data(), 5, taken).IsOK());
