@@ -67,10 +67,26 @@ PvResult name_at(const Configuration& loaded, ItemKind kind, std::uint32_t index
     return PvResult::OK;
 }
 
-PvResult check_idle(const PvGenParameterArray& array)
+/// By the lock that streaming programs set, and by the device's own word where it stands ready: no selector is turned
+/// before it is known that anything may be changed.
+bool is_acquiring(const PvGenParameterArray& array)
 {
     std::int64_t locked = 0;
     if (array.GetIntegerValue(PvString("TLParamsLocked"), locked).IsOK() && locked != 0) {
+        return true;
+    }
+    PvString asked_about;
+    if (array.GetEnumValue(PvString("AcquisitionStatusSelector"), asked_about).IsOK() &&
+        asked_about != PvString("AcquisitionActive")) {
+        return false;
+    }
+    bool active = false;
+    return array.GetBooleanValue(PvString("AcquisitionStatus"), active).IsOK() && active;
+}
+
+PvResult check_idle(const PvGenParameterArray& array)
+{
+    if (is_acquiring(array)) {
         return failure(PvResult::StateError, "Settings cannot be restored while an acquisition runs");
     }
     return PvResult::OK;

@@ -56,14 +56,14 @@ public:
     PvResult GetPropertyListName(std::uint32_t aIndex, PvString& aName) const;
 
     /// The settings of the link, then the features. Before anything is changed, StateError: the device is connected for
-    /// reading only, or an acquisition runs (TLParamsLocked); NotConnected; InvalidParameter for null. A device of
-    /// another model gets what it has a feature for.
+    /// reading only, or an acquisition runs (TLParamsLocked, AcquisitionStatus); NotConnected; InvalidParameter for
+    /// null. A device of another model gets what it has a feature for.
     PvResult Restore(const PvString& aName, PvDevice* aDevice);
     PvResult Restore(std::uint32_t aIndex, PvDevice* aDevice);
     /// The stream may be open or closed.
     PvResult Restore(const PvString& aName, PvStream& aStream);
     PvResult Restore(std::uint32_t aIndex, PvStream& aStream);
-    /// StateError as for a device, where the array has TLParamsLocked; NotInitialized for an array without parameters.
+    /// StateError as for a device, where the array has these features; NotInitialized for an array without parameters.
     PvResult Restore(const PvString& aName, PvGenParameterArray& aArray);
     PvResult Restore(std::uint32_t aIndex, PvGenParameterArray& aArray);
     /// In the place of what the list had, which a failure leaves.

@@ -117,6 +117,19 @@ TEST_F(DeviceFile, ChangesNothingWhileAnAcquisitionRuns)
     EXPECT_NE(link("AnswerTimeout"), 900);
 }
 
+TEST_F(DeviceFile, ChangesNothingWhileTheDeviceSaysThatItAcquires)
+{
+    ASSERT_TRUE(writer.Store(device.get(), PvString("camera")).IsOK());
+    save_and_load();
+    ASSERT_TRUE(device->GetGenLink()->SetIntegerValue(PvString("AnswerTimeout"), 900).IsOK());
+    ASSERT_TRUE(device->GetGenParameters()->ExecuteCommand(PvString("AcquisitionStart")).IsOK());
+    ASSERT_EQ(integer("TLParamsLocked"), 0);
+    EXPECT_EQ(reader.Restore(PvString("camera"), device.get()).GetCode(), PvResult::StateError);
+    EXPECT_EQ(link("AnswerTimeout"), 900);
+    ASSERT_TRUE(device->GetGenParameters()->ExecuteCommand(PvString("AcquisitionStop")).IsOK());
+    EXPECT_TRUE(reader.Restore(PvString("camera"), device.get()).IsOK());
+}
+
 TEST_F(DeviceFile, ChangesNothingWithoutThePrivilege)
 {
     ASSERT_TRUE(writer.Store(device.get(), PvString("camera")).IsOK());
