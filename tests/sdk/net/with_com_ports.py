@@ -5,10 +5,13 @@ VEX_COM_PORTS names them. Each is a pseudo terminal; what is written to one can 
 sends the words of PULL, the first is taken away as if its plug were pulled, and a new one stands in its place; with those
 of NEW, both.
 """
+import fcntl
 import os
 import select
+import signal
 import subprocess
 import sys
+import termios
 import threading
 import tty
 from pathlib import Path
@@ -19,6 +22,40 @@ NEW = b'\x10a new wire\x10'
 devices = Path(os.environ.get('WINEPREFIX', Path.home() / '.wine'), 'dosdevices')
 
 
+class Owner:
+    """A process whose controlling terminal a terminal is, until it ends, or this process does.
+
+    Otherwise the terminal becomes that of the Wine server, which has none, when it opens it. The server is then told
+    when the terminal goes, and answers by writing out every object that it has.
+    """
+
+    def __init__(self, terminal):
+        ready, told = os.pipe()
+        alive, self.lifeline = os.pipe()
+        self.process = os.fork()
+        if self.process == 0:
+            try:
+                signal.signal(signal.SIGHUP, signal.SIG_IGN)
+                os.setsid()
+                fcntl.ioctl(terminal, termios.TIOCSCTTY, 0)
+                os.write(told, b'.')
+                os.dup2(alive, 0)
+                os.closerange(3, 1024)
+                os.read(0, 1)
+            finally:
+                os._exit(0)
+        os.close(told)
+        os.close(alive)
+        is_owned = os.read(ready, 1) == b'.'
+        os.close(ready)
+        if not is_owned:
+            raise OSError('the pseudo terminal does not become a controlling terminal')
+
+    def end(self):
+        os.close(self.lifeline)
+        os.waitpid(self.process, 0)
+
+
 class End:
     """A pseudo terminal under the name of a COM port."""
 
@@ -27,6 +64,7 @@ class End:
         self.master, self.slave = os.openpty()
         os.set_blocking(self.master, False)
         tty.setraw(self.slave)  # and kept open, so that the master can be read before and after anybody uses the port
+        self.owner = Owner(self.slave)
         link = devices / port.lower()
         link.unlink(missing_ok=True)
         link.symlink_to(os.ttyname(self.slave))
@@ -35,6 +73,7 @@ class End:
         (devices / self.port.lower()).unlink(missing_ok=True)
         os.close(self.slave)
         os.close(self.master)
+        self.owner.end()
 
 
 class Wire(threading.Thread):
