@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "sdk/net/coalesced.h"
+#include "sdk/net/descriptor_linux.h"
 #include "sdk/net/interfaces.h"
 #include "sdk/net/ipv4_udp.h"
 #include "sdk/net/packet_filter_linux.h"
@@ -74,25 +75,6 @@ struct Offload {
     std::uint16_t checksum_at = 0;
 };
 static_assert(sizeof(Offload) == 10);
-
-/// A descriptor, closed at its end.
-class Descriptor {
-public:
-    explicit Descriptor(int value) noexcept : value_(value) {}
-    Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor()
-    {
-        if (value_ >= 0) {
-            ::close(value_);
-        }
-    }
-    [[nodiscard]] int get() const noexcept { return value_; }
-    [[nodiscard]] explicit operator bool() const noexcept { return value_ >= 0; }
-
-private:
-    int value_;
-};
 
 /// The ring's memory.
 class Mapping {

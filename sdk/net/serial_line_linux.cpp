@@ -11,6 +11,7 @@
 #include <mutex>
 #include <utility>
 
+#include "sdk/net/descriptor_linux.h"
 #include "sdk/net/serial_settings_linux.h"
 #include "sdk/net/system_serial_line.h"
 
@@ -19,24 +20,6 @@ namespace vex::net {
 namespace {
 
 std::error_code gone() noexcept { return std::make_error_code(std::errc::no_such_device); }
-
-/// A descriptor that is closed with its owner.
-class Descriptor {
-public:
-    explicit Descriptor(int value) noexcept : value_(value) {}
-    Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor()
-    {
-        if (value_ >= 0) {
-            ::close(value_);
-        }
-    }
-    [[nodiscard]] int get() const noexcept { return value_; }
-
-private:
-    int value_;
-};
 
 /// The error of an open that failed, as SerialLine::open throws it.
 std::error_code open_error(int error) noexcept

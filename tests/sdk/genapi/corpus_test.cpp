@@ -4,16 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <string_view>
 
-#include "sdk/description/zip.h"
 #include "sdk/genapi/node_map.h"
+#include "tests/sdk/genapi/corpus.h"
 
 namespace {
 
@@ -49,27 +45,6 @@ private:
 
     std::uint32_t seed_;
 };
-
-std::vector<std::filesystem::path> corpus()
-{
-    std::vector<std::filesystem::path> files;
-    if (const char* const folder = std::getenv("VEX_CAMERA_XML"); folder != nullptr && *folder != '\0') {
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            if (entry.path().extension() == ".xml" || entry.path().extension() == ".zip") {
-                files.push_back(entry.path());
-            }
-        }
-    }
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-std::string load(const std::filesystem::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    return vex::description::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-}
 
 /// What a made-up image may keep a feature from giving: each is the image's fault, because a camera's own registers
 /// hold what the description expects.
@@ -243,7 +218,7 @@ void check_image(const std::string& xml, std::uint32_t seed)
 
 TEST(CameraCorpus, EveryDescriptionLoadsAndItsFeaturesAnswer)
 {
-    const auto files = corpus();
+    const auto files = corpus::files();
     if (files.empty()) {
         GTEST_SKIP() << "VEX_CAMERA_XML names no folder with descriptions";
     }
@@ -252,7 +227,7 @@ TEST(CameraCorpus, EveryDescriptionLoadsAndItsFeaturesAnswer)
         std::cout << file.filename().string() << '\n';
         // one that fails must not keep the others from being tried
         std::string xml;
-        EXPECT_NO_THROW(xml = load(file));
+        EXPECT_NO_THROW(xml = corpus::load(file));
         for (const std::uint32_t seed : {0U, 1U, 2U, 3U, 4U}) {
             SCOPED_TRACE("image " + std::to_string(seed));
             EXPECT_NO_THROW(check_image(xml, seed));

@@ -3,17 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <unordered_map>
 
-#include "sdk/description/zip.h"
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/genicam/stored_values.h"
+#include "tests/sdk/genapi/corpus.h"
 #include "tests/sdk/genicam/generated_camera.h"
 #include "tests/sdk/genicam/scrambling.h"
 
@@ -188,27 +184,6 @@ private:
     std::unordered_map<std::int64_t, std::uint8_t> written_;
 };
 
-std::vector<std::filesystem::path> corpus()
-{
-    std::vector<std::filesystem::path> files;
-    if (const char* const folder = std::getenv("VEX_CAMERA_XML"); folder != nullptr && *folder != '\0') {
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            if (entry.path().extension() == ".xml" || entry.path().extension() == ".zip") {
-                files.push_back(entry.path());
-            }
-        }
-    }
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-std::string load(const std::filesystem::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    return description::load_description({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-}
-
 /// As if the maker had let every value be stored that can be: few of them have.
 std::string with_everything_streamable(const std::string& xml)
 {
@@ -310,14 +285,14 @@ void check_image(const std::string& xml, std::uint32_t seed, Compared& sum)
 
 TEST(CameraCorpusRoundTrip, EveryValueComesBackOrIsReported)
 {
-    const auto files = corpus();
+    const auto files = corpus::files();
     if (files.empty()) {
         GTEST_SKIP() << "VEX_CAMERA_XML names no folder with descriptions";
     }
     for (const auto& file : files) {
         SCOPED_TRACE(file.filename().string());
         std::string xml;
-        ASSERT_NO_THROW(xml = with_everything_streamable(load(file)));
+        ASSERT_NO_THROW(xml = with_everything_streamable(corpus::load(file)));
         Compared sum;
         for (const std::uint32_t seed : {0U, 1U, 2U, 3U}) {
             SCOPED_TRACE("image " + std::to_string(seed));
