@@ -70,8 +70,8 @@ std::error_code SerialLine::configure(const SerialSettings& settings) noexcept
     return system ? system->configure(settings) : canceled();
 }
 
-std::size_t SerialLine::read(std::span<std::uint8_t> bytes, std::chrono::milliseconds timeout,
-                             std::error_code& error) noexcept
+template <class Bytes, class Move>
+std::size_t SerialLine::transfer(Bytes bytes, std::error_code& error, Move&& move) noexcept
 {
     error = {};
     const Use system(*this);
@@ -79,19 +79,21 @@ std::size_t SerialLine::read(std::span<std::uint8_t> bytes, std::chrono::millise
         error = canceled();
         return 0;
     }
-    return bytes.empty() ? 0 : system->read(bytes, Deadline(timeout), error);
+    return bytes.empty() ? 0 : move(*system.operator->());
+}
+
+std::size_t SerialLine::read(std::span<std::uint8_t> bytes, std::chrono::milliseconds timeout,
+                             std::error_code& error) noexcept
+{
+    return transfer(bytes, error,
+                    [&](SystemSerialLine& system) { return system.read(bytes, Deadline(timeout), error); });
 }
 
 std::size_t SerialLine::write(std::span<const std::uint8_t> bytes, std::chrono::milliseconds timeout,
                               std::error_code& error) noexcept
 {
-    error = {};
-    const Use system(*this);
-    if (!system) {
-        error = canceled();
-        return 0;
-    }
-    return bytes.empty() ? 0 : system->write(bytes, Deadline(timeout), error);
+    return transfer(bytes, error,
+                    [&](SystemSerialLine& system) { return system.write(bytes, Deadline(timeout), error); });
 }
 
 std::error_code SerialLine::discard_input() noexcept

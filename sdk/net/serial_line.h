@@ -77,6 +77,9 @@ public:
 private:
     class Use;
 
+    template <class Bytes, class Move>
+    std::size_t transfer(Bytes bytes, std::error_code& error, Move&& move) noexcept;
+
     std::mutex mutex_;
     std::condition_variable unused_;
     int users_ = 0;
