@@ -64,7 +64,15 @@ class Program:
         return eventually(done, seconds, f"{self.name}: {what}")
 
     def wait_for_output(self, pattern, seconds=10):
-        return self.wait_for(lambda: re.search(pattern, self.output()), f"output {pattern!r}", seconds)
+        def said():
+            return re.search(pattern, self.output())
+
+        try:
+            return self.wait_for(said, f"output {pattern!r}", seconds)
+        except LabError:
+            if found := said():  # the last that it said before it ended
+                return found
+            raise
 
     def wait_for_port(self, port, address=None, seconds=10):
         """Waits until some socket of the program's host is bound to a UDP port, at `address` or anywhere."""
