@@ -42,11 +42,23 @@ struct Entry {
     std::uint32_t length = 0;  ///< bytes, not 0
 };
 
+/// The same in a device whose memory has addresses of 64 bits.
+struct LongEntry {
+    Version file;
+    Version schema;
+    Format format = Format::xml;
+    std::uint64_t address = 0;
+    std::uint64_t length = 0;  ///< bytes, not 0
+};
+
 /// The number of entries; empty when there are none or more than a table can have.
 [[nodiscard]] std::optional<std::size_t> decode_count(std::span<const std::uint8_t, count_size> bytes) noexcept;
 
 /// Empty for a format that is none, and for a file that is empty or does not lie within 32 bits of address.
 [[nodiscard]] std::optional<Entry> decode_entry(std::span<const std::uint8_t, entry_size> bytes) noexcept;
+
+/// Empty for a format that is none, and for a file that is empty or goes beyond the last address.
+[[nodiscard]] std::optional<LongEntry> decode_long_entry(std::span<const std::uint8_t, entry_size> bytes) noexcept;
 
 /// The other way, for devices. The bytes after the length are 0.
 void encode_count(std::size_t count, std::span<std::uint8_t, count_size> bytes) noexcept;

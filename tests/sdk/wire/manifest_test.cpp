@@ -82,3 +82,17 @@ TEST(Manifest, CountIsWhatATableCanHave)
     manifest::encode_count(7, encoded);
     EXPECT_EQ(encoded, count(7));
 }
+
+TEST(Manifest, LongEntryMayLieBeyond32Bits)
+{
+    EntryBytes far = entry();
+    far[8] = 0x01;
+    EXPECT_FALSE(manifest::decode_entry(far));
+    const auto read = manifest::decode_long_entry(far);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->address, 0x0100000000A00000U);
+    EXPECT_EQ(read->length, 0x1234U);
+    EXPECT_EQ(read->file, (manifest::Version{3, 7, 300}));
+    far[16] = 0xFF;
+    EXPECT_FALSE(manifest::decode_long_entry(far)) << "it goes beyond the last address";
+}
