@@ -14,12 +14,12 @@ namespace {
 constexpr manifest::Version oldest_schema{1, 0, 0};
 constexpr manifest::Version newest_schema{1, 1, 0};
 
-bool is_usable(const manifest::Entry& entry)
-{
-    return entry.schema >= oldest_schema && entry.schema <= newest_schema && entry.length <= largest_stored_description;
-}
-
 }  // namespace
+
+bool is_usable(const manifest::Version& schema, std::uint64_t length) noexcept
+{
+    return schema >= oldest_schema && schema <= newest_schema && length <= largest_stored_description;
+}
 
 PvResult choose_from_manifest(const DeviceMemory& device, std::optional<manifest::Entry>& entry)
 {
@@ -39,7 +39,7 @@ PvResult choose_from_manifest(const DeviceMemory& device, std::optional<manifest
     for (std::size_t i = 0; i < *count; ++i) {
         const auto candidate =
             manifest::decode_entry(std::span(bytes).subspan(i * manifest::entry_size).first<manifest::entry_size>());
-        if (candidate && is_usable(*candidate) &&
+        if (candidate && is_usable(candidate->schema, candidate->length) &&
             (!entry || std::tie(candidate->schema, candidate->file) > std::tie(entry->schema, entry->file))) {
             entry = candidate;
         }
