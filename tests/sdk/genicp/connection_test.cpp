@@ -1,0 +1,244 @@
+// A connection to a simulated camera: bootstrap registers, privilege, heartbeat, descriptions.
+#include "sdk/genicp/connection.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "sdk/genicp/descriptions.h"
+#include "sdk/genicp/memory_port.h"
+#include "sdk/wire/bytes.h"
+#include "tests/sdk/genicp/camera_files.h"
+#include "tests/sdk/genicp/scripted_port.h"
+
+using namespace vex;
+using namespace genicp_test;
+
+namespace {
+
+namespace gencp = wire::gencp;
+namespace abrm = wire::gencp::abrm;
+
+class GencpConnection : public testing::Test {
+protected:
+    void connect(const softlink::DeviceOptions& options = {})
+    {
+        device = std::make_unique<softlink::GencpDevice>(options, clock);
+        auto link = std::make_unique<ScriptedLink>(*device, clock);
+        port = &link->scripted();
+        genicp::Client client(link->port(), clock);
+        genicp::DeviceFacts facts;
+        const PvResult read = genicp::read_device_facts(client, "COM3", facts);
+        ASSERT_TRUE(read.IsOK()) << read.description();
+        facts.heartbeat_timeout_ms = 0;  // the tests beat themselves
+        const PvResult opened =
+            genicp::Connection::open(std::move(link), "COM3", facts, genicp::Timing(), clock, connection);
+        ASSERT_TRUE(opened.IsOK()) << opened.description();
+    }
+    std::uint32_t privilege() { return device->word(abrm::access_privilege); }
+    PvResult write(std::uint64_t address, std::uint32_t value)
+    {
+        std::array<std::uint8_t, 4> bytes{};
+        wire::store_be32(bytes.data(), value);
+        return connection->write(address, bytes);
+    }
+
+    ManualClock clock;
+    std::unique_ptr<softlink::GencpDevice> device;
+    ScriptedPort* port = nullptr;
+    std::shared_ptr<genicp::Connection> connection;
+};
+
+}  // namespace
+
+TEST_F(GencpConnection, KnowsTheDevice)
+{
+    softlink::DeviceOptions options;
+    options.user_defined_name = "left";
+    options.heartbeat = milliseconds(3000);
+    connect(options);
+    genicp::DeviceFacts facts;
+    ASSERT_TRUE(genicp::read_device_facts(connection->client(), "COM3", facts).IsOK());
+    EXPECT_EQ(facts.version, 0x00010002U);
+    EXPECT_EQ(facts.manufacturer, "Vex");
+    EXPECT_EQ(facts.model, "SoftLink");
+    EXPECT_EQ(facts.family, "Soft cameras");
+    EXPECT_EQ(facts.device_version, "1.0");
+    EXPECT_EQ(facts.serial_number, "SL-0001");
+    EXPECT_EQ(facts.user_defined_name, "left");
+    EXPECT_TRUE(facts.has(gencp::capability::access_privilege));
+    EXPECT_EQ(facts.maximum_response_time_ms, 200U);
+    EXPECT_EQ(facts.manifest_table, softlink::address::manifest);
+    EXPECT_EQ(facts.sbrm, softlink::address::sbrm);
+    EXPECT_EQ(facts.heartbeat_timeout_ms, 3000U);
+}
+
+TEST_F(GencpConnection, RefusesADeviceOfAnotherVersion)
+{
+    softlink::GencpDevice other({}, clock);
+    other.set_word(abrm::version, 0xFFFFFFFF);
+    ScriptedLink link(other, clock);
+    genicp::Client client(link.port(), clock);
+    genicp::DeviceFacts facts;
+    const PvResult result = genicp::read_device_facts(client, "COM3", facts);
+    EXPECT_EQ(result.GetCode(), PvResult::NotSupported);
+    EXPECT_EQ(result.description(), "COM3: the version 0xFFFFFFFF is none of GenCP 1");
+}
+
+TEST_F(GencpConnection, TakesThePrivilegeAndGivesItBack)
+{
+    connect();
+    EXPECT_EQ(privilege(), gencp::privilege::taken);
+    EXPECT_TRUE(write(softlink::address::width, 800).IsOK());
+    EXPECT_EQ(device->word(softlink::address::width), 800U);
+    connection->close();
+    EXPECT_EQ(privilege(), gencp::privilege::available);
+    EXPECT_FALSE(port->is_open);
+    EXPECT_EQ(write(softlink::address::width, 900).GetCode(), PvResult::NotConnected);
+    connection->close();
+}
+
+TEST_F(GencpConnection, WritesNoPrivilegeThatTheDeviceDoesNotHave)
+{
+    softlink::DeviceOptions options;
+    options.privilege = false;
+    connect(options);
+    connection->close();
+    EXPECT_EQ(device->statistics().refused, 0U);
+}
+
+TEST_F(GencpConnection, BeatsKeepThePrivilegeAndTakeItAgain)
+{
+    softlink::DeviceOptions options;
+    options.heartbeat = milliseconds(3000);
+    connect(options);
+    for (int i = 0; i < 10; ++i) {
+        clock.advance(milliseconds(1000));
+        EXPECT_TRUE(connection->beat());
+    }
+    EXPECT_TRUE(write(softlink::address::width, 800).IsOK());
+    clock.advance(milliseconds(3001));
+    EXPECT_EQ(write(softlink::address::width, 816).GetCode(), PvResult::StateError) << "the device has forgotten";
+    EXPECT_TRUE(connection->beat());
+    EXPECT_TRUE(write(softlink::address::width, 816).IsOK());
+}
+
+TEST_F(GencpConnection, IsLostAfterSeveralBeatsWithoutAnAnswer)
+{
+    connect();
+    port->on_write = nullptr;
+    for (int beat = 1; beat < genicp::Connection::most_missed_beats; ++beat) {
+        EXPECT_TRUE(connection->beat());
+    }
+    EXPECT_FALSE(connection->beat());
+    EXPECT_TRUE(connection->is_lost());
+    const PvResult result = write(softlink::address::width, 800);
+    EXPECT_EQ(result.GetCode(), PvResult::NotConnected);
+    EXPECT_EQ(result.description(), "COM3: the connection was lost");
+}
+
+TEST_F(GencpConnection, IsLostWhenTheLineHasGone)
+{
+    connect();
+    port->read_result = PvResult(PvResult::NotConnected, "The serial port COM3 has gone");
+    EXPECT_EQ(write(softlink::address::width, 800).GetCode(), PvResult::NotConnected);
+    EXPECT_TRUE(connection->is_lost());
+}
+
+TEST_F(GencpConnection, NodeMapsReadAndWriteThroughIt)
+{
+    connect();
+    genicp::MemoryPort memory;
+    std::array<std::uint8_t, 4> bytes{};
+    EXPECT_FALSE(memory.is_open());
+    EXPECT_THROW(memory.read(softlink::address::width, bytes), GenApi::PortError);
+    memory.attach(connection);
+    EXPECT_TRUE(memory.is_open());
+    memory.read(softlink::address::width, bytes);
+    EXPECT_EQ(wire::load_be32(bytes.data()), 640U);
+    memory.write(softlink::address::height, bytes);
+    EXPECT_EQ(device->word(softlink::address::height), 640U);
+    try {
+        memory.read(0x77777777, bytes);
+        ADD_FAILURE() << "there is nothing";
+    } catch (const GenApi::PortError& error) {
+        EXPECT_EQ(error.code(), PvResult::InvalidParameter);
+    }
+}
+
+TEST_F(GencpConnection, ReadsTheDescriptionPlainAndPacked)
+{
+    connect();
+    const CameraFiles files;
+    std::string best;
+    std::string plain;
+    std::string packed;
+    ASSERT_TRUE(genicp::read_description(connection.get(), files.folder(), "Device", best).IsOK());
+    ASSERT_TRUE(genicp::read_description(connection.get(), files.folder(), "Device:0", plain).IsOK());
+    ASSERT_TRUE(genicp::read_description(connection.get(), files.folder(), "Device:1", packed).IsOK());
+    EXPECT_NE(plain.find("TriggerSoftware"), std::string::npos);
+    EXPECT_EQ(plain, packed);
+    EXPECT_EQ(plain, best);
+    EXPECT_EQ(genicp::read_description(connection.get(), files.folder(), "Device:2", plain).GetCode(),
+              PvResult::NotFound);
+}
+
+TEST_F(GencpConnection, ListsWhatTheDeviceAndTheFolderHave)
+{
+    const CameraFiles files;
+    files.put("b.xml", small_description);
+    files.put("a.ZIP", "no archive");
+    files.put("notes.txt", "");
+    std::vector<std::string> identifiers;
+    ASSERT_TRUE(genicp::list_descriptions(nullptr, files.folder(), identifiers).IsOK());
+    EXPECT_EQ(identifiers, (std::vector<std::string>{"a.ZIP", "b.xml"}));
+    connect();
+    ASSERT_TRUE(genicp::list_descriptions(connection.get(), files.folder(), identifiers).IsOK());
+    EXPECT_EQ(identifiers, (std::vector<std::string>{"Device", "Device:0", "Device:1", "a.ZIP", "b.xml"}));
+    port->on_write = nullptr;
+    EXPECT_EQ(genicp::list_descriptions(connection.get(), files.folder(), identifiers).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(identifiers, (std::vector<std::string>{"a.ZIP", "b.xml"}));
+}
+
+TEST_F(GencpConnection, DeviceWithoutAManifestWantsAFile)
+{
+    softlink::DeviceOptions options;
+    options.manifest = false;
+    connect(options);
+    const CameraFiles files;
+    files.put("own.xml", small_description);
+    std::vector<std::string> identifiers;
+    EXPECT_TRUE(genicp::list_descriptions(connection.get(), files.folder(), identifiers).IsOK());
+    EXPECT_EQ(identifiers, (std::vector<std::string>{"own.xml"}));
+    std::string xml;
+    EXPECT_EQ(genicp::read_description(connection.get(), files.folder(), "", xml).GetCode(), PvResult::NotFound);
+    ASSERT_TRUE(genicp::read_description(connection.get(), files.folder(), "own.xml", xml).IsOK());
+    EXPECT_EQ(xml, small_description);
+}
+
+TEST_F(GencpConnection, FilesAreThoseOfTheFolderOnly)
+{
+    const CameraFiles files;
+    files.put("broken.zip", "PK\x03\x04 and nothing behind it");
+    std::string xml;
+    EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "broken.zip", xml).GetCode(),
+              PvResult::GenICamXMLError);
+    for (const char* const name : {"missing.xml", "../passwd.xml", "/etc/passwd", ".."}) {
+        EXPECT_EQ(genicp::read_description(nullptr, files.folder(), name, xml).GetCode(), PvResult::NotFound) << name;
+    }
+    EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "Device", xml).GetCode(), PvResult::NotConnected);
+    EXPECT_EQ(genicp::read_description(nullptr, "", "a.xml", xml).GetCode(), PvResult::NotFound);
+}
+
+TEST_F(GencpConnection, ManifestsOfAnythingAreBounded)
+{
+    connect();
+    for (const std::uint32_t count : {0U, 32U, 0xFFFFFFFFU}) {
+        device->set_word(softlink::address::manifest + 4, count);
+        std::vector<wire::manifest::LongEntry> entries;
+        EXPECT_EQ(genicp::read_manifest(*connection, entries).GetCode(), PvResult::NotFound) << count;
+        EXPECT_TRUE(entries.empty());
+    }
+}
