@@ -10,7 +10,7 @@ void CVexGenParameterArrayCL::final_construct()
 {
     own_new();
     plain_ = server::make<CVexGenParameterArray>();
-    plain_->AttachSdkObject(static_cast<PvGenParameterArray*>(sdk()));
+    attached(sdk());
 }
 
 HRESULT CVexGenParameterArrayCL::hand_out_templates(IVexStringList** list) noexcept

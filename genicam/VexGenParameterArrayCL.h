@@ -142,6 +142,11 @@ public:
     }
 
 private:
+    /// The plain object shows the same array.
+    void attached(PvGenParameterArrayCL* borrowed) noexcept override
+    {
+        plain_->AttachSdkObject(static_cast<PvGenParameterArray*>(borrowed));
+    }
     HRESULT hand_out_templates(IVexStringList** list) noexcept;
 
     PvStringList templates_;

@@ -130,7 +130,7 @@ private:
     std::optional<gencp::FrameView> receive()
     {
         FrameReader& reader = client_.reader_;
-        std::array<std::uint8_t, gencp::largest_frame> bytes;
+        std::array<std::uint8_t, gencp::largest_frame> bytes{};
         for (;;) {
             const auto frame = reader.next();
             client_.statistics_.passed_over = reader.passed_over();

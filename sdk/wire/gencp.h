@@ -119,7 +119,7 @@ public:
 private:
     void seal() noexcept;
 
-    std::array<std::uint8_t, largest_frame> bytes_;
+    std::array<std::uint8_t, largest_frame> bytes_{};
     std::size_t size_ = 0;
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "genicam/VexGenParameterArray.h"
+#include "genicam/VexGenParameterArrayCL.h"
 #include "genicam/VexGenParameterList.h"
 #include "sdk/genapi/port.h"
 #include "tests/com/genicam/feature_client.h"
@@ -30,21 +31,33 @@ private:
     bool refuses_ = false;
 };
 
+/// The classes that a client has an array from.
+enum class ArrayKind {
+    plain,
+    camera_link,
+};
+
 /// A parameter array over registers of its own.
 struct CameraParameters {
-    explicit CameraParameters(const std::string& description = camera_description());
+    explicit CameraParameters(const std::string& description = camera_description(), ArrayKind kind = ArrayKind::plain);
 
     MemoryPort port;
     std::unique_ptr<PvGenParameterArray> array;
 };
 
-/// A parameter array object as a device hands it out.
+/// A parameter array object as a device hands it out, or one of a Camera Link camera.
 class ParameterTest : public ParameterLookUps<ComTest> {
 protected:
-    ParameterTest();
+    explicit ParameterTest(ArrayKind kind = ArrayKind::plain);
+
+    /// Points the object at another SDK array, which is of the same kind; null for none.
+    void attach(PvGenParameterArray* other);
+    /// Lets go of the object.
+    void release();
 
     CameraParameters camera;
-    Ref<CVexGenParameterArray> implementation;
+    Ref<CVexGenParameterArray> implementation;  ///< null for the other kind
+    Ref<CVexGenParameterArrayCL> implementation_cl;
 };
 
 }  // namespace client

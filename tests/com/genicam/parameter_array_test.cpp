@@ -5,23 +5,32 @@ using namespace vex;
 namespace client {
 namespace {
 
-using ParameterArray = ParameterTest;
+/// The members of IVexGenParameterArray are the same for every class that has them.
+class ParameterArray : public ParameterTest, public testing::WithParamInterface<ArrayKind> {
+protected:
+    ParameterArray() : ParameterTest(GetParam()) {}
+};
 
-TEST_F(ParameterArray, CountsParametersAndCategories)
+INSTANTIATE_TEST_SUITE_P(OfEachClass, ParameterArray, testing::Values(ArrayKind::plain, ArrayKind::camera_link),
+                         [](const testing::TestParamInfo<ArrayKind>& kind) {
+                             return kind.param == ArrayKind::plain ? "Plain" : "CameraLink";
+                         });
+
+TEST_P(ParameterArray, CountsParametersAndCategories)
 {
     EXPECT_EQ(read(array, &IVexGenParameterArray::get_Count), 11u);
     EXPECT_EQ(read(array, &IVexGenParameterArray::get_CategoryCount), 2u);
     EXPECT_EQ(read(array, &IVexGenParameterArray::get_NodeMap), reinterpret_cast<INT_PTR>(camera.array->GetNodeMap()));
 }
 
-TEST_F(ParameterArray, GivesTheSameObjectForTheSameName)
+TEST_P(ParameterArray, GivesTheSameObjectForTheSameName)
 {
     const Ref<IVexGenParameter> first = by_name(L"Width");
     ASSERT_TRUE(first);
     EXPECT_EQ(by_name(L"Width").get(), first.get());
 }
 
-TEST_F(ParameterArray, SharesObjectsBetweenGetByNameAndTypedLookUp)
+TEST_P(ParameterArray, SharesObjectsBetweenGetByNameAndTypedLookUp)
 {
     const Ref<IVexGenParameter> parameter = by_name(L"Width");
     const Ref<IVexGenInteger> typed = integer(L"Width");
@@ -29,7 +38,7 @@ TEST_F(ParameterArray, SharesObjectsBetweenGetByNameAndTypedLookUp)
     EXPECT_EQ(query<IUnknown>(typed.get()).get(), query<IUnknown>(parameter.get()).get());
 }
 
-TEST_F(ParameterArray, GivesAnotherObjectByIndexThanByName)
+TEST_P(ParameterArray, GivesAnotherObjectByIndexThanByName)
 {
     const Ref<IVexGenParameter> named = by_name(L"Width");
     Ref<IVexGenParameter> indexed;
@@ -43,7 +52,7 @@ TEST_F(ParameterArray, GivesAnotherObjectByIndexThanByName)
     EXPECT_EQ(again.get(), indexed.get());
 }
 
-TEST_F(ParameterArray, GivesNullForUnknownNamesAndIndexes)
+TEST_P(ParameterArray, GivesNullForUnknownNamesAndIndexes)
 {
     IVexGenParameter* found = reinterpret_cast<IVexGenParameter*>(1);
     EXPECT_EQ(array->GetByName(Text(L"NoSuchThing"), &found), S_OK);
@@ -55,14 +64,14 @@ TEST_F(ParameterArray, GivesNullForUnknownNamesAndIndexes)
     EXPECT_EQ(found, nullptr);
 }
 
-TEST_F(ParameterArray, GivesNullForAParameterOfAnotherType)
+TEST_P(ParameterArray, GivesNullForAParameterOfAnotherType)
 {
     IVexGenInteger* found = reinterpret_cast<IVexGenInteger*>(1);
     EXPECT_EQ(array->GetInteger(Text(L"Gain"), &found), S_OK);
     EXPECT_EQ(found, nullptr);
 }
 
-TEST_F(ParameterArray, MakesAnObjectOfTheParametersKind)
+TEST_P(ParameterArray, MakesAnObjectOfTheParametersKind)
 {
     EXPECT_TRUE(integer(L"Width"));
     EXPECT_TRUE(floating(L"Gain"));
@@ -81,7 +90,7 @@ TEST_F(ParameterArray, MakesAnObjectOfTheParametersKind)
     EXPECT_TRUE(query<IVexGenRegister>(by_name(L"LookupTable").get()));
 }
 
-TEST_F(ParameterArray, ReportsValuesOfAnotherTypeInTheResultObject)
+TEST_P(ParameterArray, ReportsValuesOfAnotherTypeInTheResultObject)
 {
     __int64 value = 5;
     Ref<IVexResult> result;
@@ -91,7 +100,7 @@ TEST_F(ParameterArray, ReportsValuesOfAnotherTypeInTheResultObject)
     EXPECT_EQ(code_of(result), VexInvalidParameter);
 }
 
-TEST_F(ParameterArray, ReportsAFloatAskedForAsAnInteger)
+TEST_P(ParameterArray, ReportsAFloatAskedForAsAnInteger)
 {
     __int64 value = 5;
     Ref<IVexResult> result;
@@ -99,7 +108,7 @@ TEST_F(ParameterArray, ReportsAFloatAskedForAsAnInteger)
     EXPECT_EQ(read(result, &IVexResult::get_IsOK), 0);
 }
 
-TEST_F(ParameterArray, GivesAnEmptyStringWithAFailingResultForAMissingEnumeration)
+TEST_P(ParameterArray, GivesAnEmptyStringWithAFailingResultForAMissingEnumeration)
 {
     BSTR value = nullptr;
     Ref<IVexResult> result;
@@ -109,7 +118,7 @@ TEST_F(ParameterArray, GivesAnEmptyStringWithAFailingResultForAMissingEnumeratio
     EXPECT_EQ(code_of(result), VexNotFound);
 }
 
-TEST_F(ParameterArray, GivesTrueAsOne)
+TEST_P(ParameterArray, GivesTrueAsOne)
 {
     Ref<IVexResult> result;
     ASSERT_EQ(array->SetBooleanValue(Text(L"ReverseX"), VARIANT_TRUE, result.put()), S_OK);
@@ -123,7 +132,7 @@ TEST_F(ParameterArray, GivesTrueAsOne)
     EXPECT_EQ(value, 0);
 }
 
-TEST_F(ParameterArray, ReadsAndWritesValuesByName)
+TEST_P(ParameterArray, ReadsAndWritesValuesByName)
 {
     Ref<IVexResult> result;
     EXPECT_EQ(array->SetIntegerValue(Text(L"Width"), 320, result.put()), S_OK);
@@ -157,7 +166,7 @@ TEST_F(ParameterArray, ReadsAndWritesValuesByName)
     EXPECT_EQ(camera.port.at(0x123), 1);
 }
 
-TEST_F(ParameterArray, ReportsValuesOutOfRangeInTheResultObject)
+TEST_P(ParameterArray, ReportsValuesOutOfRangeInTheResultObject)
 {
     Ref<IVexResult> result;
     EXPECT_EQ(array->SetIntegerValue(Text(L"Width"), 2048, result.put()), S_OK);
@@ -165,7 +174,7 @@ TEST_F(ParameterArray, ReportsValuesOutOfRangeInTheResultObject)
     EXPECT_NE(read_text(result, &IVexResult::get_Description).find(L"Width"), std::wstring::npos);
 }
 
-TEST_F(ParameterArray, ReadsAnewAfterInvalidateCache)
+TEST_P(ParameterArray, ReadsAnewAfterInvalidateCache)
 {
     Ref<IVexResult> result;
     __int64 number = 0;
@@ -180,12 +189,12 @@ TEST_F(ParameterArray, ReadsAnewAfterInvalidateCache)
     EXPECT_EQ(number, 648);
 }
 
-TEST_F(ParameterArray, ReplacesObjectsOfAnotherKindWhenAnotherArrayIsAttached)
+TEST_P(ParameterArray, ReplacesObjectsOfAnotherKindWhenAnotherArrayIsAttached)
 {
     const Ref<IVexGenParameter> old_width = by_name(L"Width");
     const Ref<IVexGenParameter> old_gain = by_name(L"Gain");
-    const CameraParameters other(other_description());
-    implementation->AttachSdkObject(other.array.get());
+    const CameraParameters other(other_description(), GetParam());
+    attach(other.array.get());
 
     const Ref<IVexGenParameter> width = by_name(L"Width");
     ASSERT_TRUE(width);
@@ -197,21 +206,20 @@ TEST_F(ParameterArray, ReplacesObjectsOfAnotherKindWhenAnotherArrayIsAttached)
     EXPECT_EQ(by_name(L"Gain").get(), old_gain.get());
     EXPECT_EQ(read(query<IVexGenFloat>(old_gain.get()), &IVexGenFloat::get_Value), 7.25);
 
-    implementation->AttachSdkObject(camera.array.get());
+    attach(camera.array.get());
 }
 
-TEST_F(ParameterArray, KeepsItsObjectsUntilItGoes)
+TEST_P(ParameterArray, KeepsItsObjectsUntilItGoes)
 {
     IVexGenInteger* kept = integer(L"Width").get();
     kept->AddRef();
     EXPECT_EQ(references(kept), 2u);
-    array.reset();
-    implementation.reset();
+    release();
     EXPECT_EQ(references(kept), 1u);
     kept->Release();
 }
 
-TEST_F(ParameterArray, FailsCleanlyWithNothingAttached)
+TEST_P(ParameterArray, FailsCleanlyWithNothingAttached)
 {
     Ref<CVexGenParameterArray> nothing;
     ASSERT_EQ(server::create_object(nothing), S_OK);
@@ -224,7 +232,7 @@ TEST_F(ParameterArray, FailsCleanlyWithNothingAttached)
     EXPECT_EQ(code_of(result), VexNotInitialized);
 }
 
-TEST_F(ParameterArray, GivesTheSameCategoryObjectForTheSameName)
+TEST_P(ParameterArray, GivesTheSameCategoryObjectForTheSameName)
 {
     Ref<IVexGenCategory> first;
     Ref<IVexGenCategory> second;
@@ -234,7 +242,7 @@ TEST_F(ParameterArray, GivesTheSameCategoryObjectForTheSameName)
     EXPECT_EQ(first.get(), second.get());
 }
 
-TEST_F(ParameterArray, KeepsCategoriesByIndexApartFromThoseByName)
+TEST_P(ParameterArray, KeepsCategoriesByIndexApartFromThoseByName)
 {
     Ref<IVexGenCategory> indexed;
     Ref<IVexGenCategory> again;
@@ -248,14 +256,14 @@ TEST_F(ParameterArray, KeepsCategoriesByIndexApartFromThoseByName)
     EXPECT_NE(named.get(), indexed.get());
 }
 
-TEST_F(ParameterArray, PointsItsCategoriesAtAnArrayAttachedLater)
+TEST_P(ParameterArray, PointsItsCategoriesAtAnArrayAttachedLater)
 {
     Ref<IVexGenCategory> named;
     Ref<IVexGenCategory> indexed;
     EXPECT_EQ(array->GetCategoryByName(Text(L"Control"), named.put()), S_OK);
     EXPECT_EQ(array->GetCategoryByIndex(1, indexed.put()), S_OK);
-    const CameraParameters other;
-    implementation->AttachSdkObject(other.array.get());
+    const CameraParameters other(camera_description(), GetParam());
+    attach(other.array.get());
     Ref<IVexGenCategory> named_again;
     Ref<IVexGenCategory> indexed_again;
     EXPECT_EQ(array->GetCategoryByName(Text(L"Control"), named_again.put()), S_OK);
@@ -265,10 +273,10 @@ TEST_F(ParameterArray, PointsItsCategoriesAtAnArrayAttachedLater)
     const auto node = reinterpret_cast<INT_PTR>(other.array->GetCategory("Control")->GetNode());
     EXPECT_EQ(read(named, &IVexGenCategory::get_Node), node);
     EXPECT_EQ(read(indexed, &IVexGenCategory::get_Node), node);
-    implementation->AttachSdkObject(camera.array.get());
+    attach(camera.array.get());
 }
 
-TEST_F(ParameterArray, GivesNullForUnknownCategories)
+TEST_P(ParameterArray, GivesNullForUnknownCategories)
 {
     IVexGenCategory* found = reinterpret_cast<IVexGenCategory*>(1);
     EXPECT_EQ(array->GetCategoryByIndex(2, &found), S_OK);
@@ -278,7 +286,7 @@ TEST_F(ParameterArray, GivesNullForUnknownCategories)
     EXPECT_EQ(found, nullptr);
 }
 
-TEST_F(ParameterArray, DescribesCategories)
+TEST_P(ParameterArray, DescribesCategories)
 {
     Ref<IVexGenCategory> category;
     ASSERT_EQ(array->GetCategoryByName(Text(L"ImageFormat"), category.put()), S_OK);
