@@ -50,7 +50,8 @@ public:
     /// and what reading the camera reports.
     PvResult Build(const PvString& aXMLID);
 
-    /// Opens the port, finds the device and takes control of it. A connection that the array has is ended first.
+    /// Opens the port, finds the device, at the rate that is given or as ProbeDevice does with the serial time-out, and
+    /// takes control of it. A connection that the array has is ended first.
     /// InvalidParameter for texts that are no port or device, NotFound when no such device answers, StateError when
     /// somebody else has the port, NotSupported for a port that is not served, and what the device reports.
     PvResult Connect(const PvString& aPortID, const PvString& aDeviceID);

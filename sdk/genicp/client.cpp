@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 #include <mutex>
+#include <random>
 #include <utility>
 
 namespace vex::genicp {
@@ -292,6 +293,13 @@ Outcome Client::close_with(std::uint64_t address, std::span<const std::uint8_t> 
     Outcome outcome = write_block(address, source);
     is_last_ = false;
     return outcome;
+}
+
+std::uint16_t some_request_id()
+{
+    constexpr std::uint32_t step = 0x3571;  // more than a probe or a short connection uses up
+    static std::atomic<std::uint32_t> next{std::random_device{}()};
+    return static_cast<std::uint16_t>(next.fetch_add(step));
 }
 
 Timing Client::timing() const noexcept

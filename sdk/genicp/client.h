@@ -59,9 +59,11 @@ public:
     /// A block that is refused is not made smaller than this, in bytes.
     static constexpr std::size_t smallest_block = 64;
 
-    /// The port, which is open, and the clock must outlive the client. Nobody else uses the port meanwhile.
-    explicit Client(PvSerialPort& port, const net::Clock& clock = net::Clock::steady()) noexcept
-        : port_(port), clock_(clock)
+    /// The port, which is open, and the clock must outlive the client. Nobody else uses the port meanwhile. The first
+    /// request ID is the one behind `last_request_id`.
+    explicit Client(PvSerialPort& port, const net::Clock& clock = net::Clock::steady(),
+                    std::uint16_t last_request_id = 0) noexcept
+        : port_(port), clock_(clock), request_id_(last_request_id)
     {}
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -98,7 +100,7 @@ private:
     PvSerialPort& port_;
     const net::Clock& clock_;
     mutable TurnMutex mutex_;  ///< held during an exchange
-    std::uint16_t request_id_ = 0;
+    std::uint16_t request_id_;
     bool is_last_ = false;  ///< the exchange under way is the one that may run on a closed client
     FrameReader reader_;
     Statistics statistics_;
@@ -108,5 +110,9 @@ private:
     std::atomic<unsigned> attempts_{Timing().attempts};
     std::atomic<std::uint32_t> baud_rate_{0};
 };
+
+/// A request ID for a client to begin behind, another one for each: a device that has heard somebody else before takes
+/// a request that is marked as sent again for the last one, when it has the same ID.
+[[nodiscard]] std::uint16_t some_request_id();
 
 }  // namespace vex::genicp

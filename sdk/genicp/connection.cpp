@@ -42,7 +42,8 @@ PvResult Connection::open(std::unique_ptr<SerialLink> link, std::string name, De
 
 Connection::Connection(std::unique_ptr<SerialLink> link, std::string name, DeviceFacts facts, const Timing& timing,
                        const net::Clock& clock)
-    : link_(std::move(link)), name_(std::move(name)), facts_(std::move(facts)), client_(link_->port(), clock)
+    : link_(std::move(link)), name_(std::move(name)), facts_(std::move(facts)),
+      client_(link_->port(), clock, some_request_id())
 {
     client_.set_timing(timing);
 }

@@ -15,7 +15,7 @@ PvResult ask(PvSerialPort& port, std::string_view name, const Timing& timing, co
     if (PvResult gone = port.FlushRxBuffer(); !gone.IsOK()) {
         return gone;
     }
-    Client client(port, clock);
+    Client client(port, clock, some_request_id());
     client.set_timing(timing);
     std::uint32_t version = 0;
     if (PvResult silent = read_version(client, name, version); !silent.IsOK()) {
