@@ -1,5 +1,6 @@
 #include "sdk/genicp/device_template.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <utility>
@@ -93,6 +94,18 @@ bool read_setting(std::string_view key, std::string_view value, DeviceTemplate& 
     return false;
 }
 
+std::vector<std::string> template_files(const std::string& folder)
+{
+    constexpr std::array suffixes = {template_suffix};
+    return files_of_folder(folder, suffixes);
+}
+
+/// A file's name without the suffix, in whatever case that is.
+std::string_view stem_of(std::string_view file) noexcept
+{
+    return file.substr(0, file.size() - template_suffix.size());
+}
+
 }  // namespace
 
 PvResult parse_template(std::string_view text, DeviceTemplate& made)
@@ -122,11 +135,9 @@ PvResult parse_template(std::string_view text, DeviceTemplate& made)
 std::vector<std::string> template_names(const std::string& folder)
 {
     std::vector<std::string> names{std::string(built_in_template)};
-    constexpr std::array suffixes = {template_suffix};
-    for (const std::string& file : files_of_folder(folder, suffixes)) {
-        const std::string name = file.substr(0, file.size() - template_suffix.size());
-        if (name != built_in_template) {
-            names.push_back(name);
+    for (const std::string& file : template_files(folder)) {
+        if (stem_of(file) != built_in_template) {
+            names.emplace_back(stem_of(file));
         }
     }
     return names;
@@ -139,11 +150,14 @@ PvResult find_template(std::string_view name, const std::string& folder, DeviceT
         found.name = built_in_template;
         return PvResult::OK;
     }
+    const std::vector<std::string> files = template_files(folder);
+    const auto file = std::ranges::find(files, name, [](const std::string& each) { return stem_of(each); });
+    if (file == files.end()) {
+        return failure(PvResult::NotFound, "There is no device template \"", name, "\" in the folder \"", folder, "\"");
+    }
     std::vector<std::uint8_t> bytes;
-    const PvResult read =
-        read_file_of_folder(std::string(name) + std::string(template_suffix), folder, longest_template, bytes);
-    if (!read.IsOK()) {
-        return failure(read.GetCode(), "There is no device template \"", name, "\": ", read.description());
+    if (PvResult read = read_file_of_folder(*file, folder, longest_template, bytes); !read.IsOK()) {
+        return read;
     }
     DeviceTemplate made;
     made.name = name;

@@ -128,13 +128,15 @@ TEST(GencpTemplates, AreTheBuiltInOneAndThoseOfTheFolder)
     files.put("Zebra.template", lines);
     files.put("Ant.template", "Speed = 9");
     files.put("GenCP.template", lines);
+    files.put("Upper.TEMPLATE", lines);
     files.put("camera.xml", "");
-    EXPECT_EQ(genicp::template_names(files.folder()), (std::vector<std::string>{"GenCP", "Ant", "Zebra"}));
+    EXPECT_EQ(genicp::template_names(files.folder()), (std::vector<std::string>{"GenCP", "Ant", "Upper", "Zebra"}));
     EXPECT_EQ(genicp::template_names(""), (std::vector<std::string>{"GenCP"}));
     genicp::DeviceTemplate found;
     ASSERT_TRUE(genicp::find_template("", files.folder(), found).IsOK());
     EXPECT_EQ(found.name, "GenCP");
     EXPECT_EQ(found.baud_rates.size(), 8U) << "the built-in one cannot be replaced";
+    EXPECT_TRUE(genicp::find_template("Upper", files.folder(), found).IsOK());
     ASSERT_TRUE(genicp::find_template("Zebra", files.folder(), found).IsOK());
     EXPECT_EQ(found.name, "Zebra");
     EXPECT_EQ(found.model, "SoftLink");
