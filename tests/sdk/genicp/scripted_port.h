@@ -93,7 +93,7 @@ public:
         std::copy_n(ready_.begin(), count, aBuffer);
         ready_.erase(ready_.begin(), ready_.begin() + static_cast<std::ptrdiff_t>(count));
         aBytesRead = static_cast<std::uint32_t>(count);
-        return count > 0 || aBufferSize == 0 ? PvResult::OK : PvResult::Timeout;
+        return (count > 0 || aBufferSize == 0) ? PvResult::OK : PvResult::Timeout;
     }
     PvResult GetRxBytesReady(std::uint32_t& aBytes) override
     {
