@@ -39,6 +39,25 @@ PvResult check_version(std::string_view name, std::uint32_t version)
     return PvResult::OK;
 }
 
+/// Reads them at once, or one by one where the device refuses that. A register that it does not have stays 0.
+Outcome read_registers(Client& client, Registers& registers)
+{
+    Outcome outcome = client.read(abrm::version, registers);
+    if (outcome.kind != Outcome::Kind::refused) {
+        return outcome;
+    }
+    for (const gencp::Register& one : abrm::registers) {
+        if (one.address >= registers.size()) {
+            break;
+        }
+        outcome = client.read(one.address, std::span(registers).subspan(one.address, one.length));
+        if (!outcome.ok() && (outcome.kind != Outcome::Kind::refused || one.address == abrm::version)) {
+            return outcome;
+        }
+    }
+    return {};
+}
+
 }  // namespace
 
 PvResult read_version(Client& client, std::string_view name, std::uint32_t& version)
@@ -54,7 +73,7 @@ PvResult read_version(Client& client, std::string_view name, std::uint32_t& vers
 PvResult read_device_facts(Client& client, std::string_view name, DeviceFacts& facts)
 {
     Registers registers{};
-    if (const Outcome outcome = client.read(abrm::version, registers); !outcome.ok()) {
+    if (const Outcome outcome = read_registers(client, registers); !outcome.ok()) {
         return to_result(outcome, name);
     }
     const auto at = [&](std::uint64_t address) { return registers.data() + address; };

@@ -165,6 +165,11 @@ struct Event {
 
 // ---- bootstrap registers ----
 
+struct Register {
+    std::uint64_t address = 0;
+    std::size_t length = 0;  ///< bytes
+};
+
 /// The registers that every device has (ABRM): addresses, and lengths in bytes where they are not four.
 namespace abrm {
 inline constexpr std::uint64_t version = 0x000;  ///< major in the upper half, minor in the lower one
@@ -191,6 +196,31 @@ inline constexpr std::uint64_t implementation_endianness = 0x20C;
 inline constexpr std::uint64_t end = 0x210;
 
 inline constexpr std::size_t text_length = 64;  ///< of each name
+
+/// All of them, in order, without a gap.
+inline constexpr std::array<Register, 21> registers{{
+    {version, 4},
+    {manufacturer_name, text_length},
+    {model_name, text_length},
+    {family_name, text_length},
+    {device_version, text_length},
+    {manufacturer_info, text_length},
+    {serial_number, text_length},
+    {user_defined_name, text_length},
+    {device_capability, 8},
+    {maximum_response_time, 4},
+    {manifest_table, 8},
+    {sbrm, 8},
+    {device_configuration, 8},
+    {heartbeat_timeout, 4},
+    {message_channel, 4},
+    {timestamp, 8},
+    {timestamp_latch, 4},
+    {timestamp_increment, 8},
+    {access_privilege, 4},
+    {protocol_endianness, 4},
+    {implementation_endianness, 4},
+}};
 }  // namespace abrm
 
 namespace capability {  // of abrm::device_capability

@@ -190,7 +190,18 @@ gencp::Frame GencpDevice::read(std::uint16_t id, std::span<const std::uint8_t> s
         return refuse(Status::invalid_parameter);
     }
     const auto bytes = memory(wanted->address, wanted->count);
-    return bytes.empty() ? refuse(Status::invalid_address) : gencp::read_memory_acknowledge(id, bytes);
+    return bytes.empty() || refuses_range(*wanted) ? refuse(Status::invalid_address)
+                                                   : gencp::read_memory_acknowledge(id, bytes);
+}
+
+bool GencpDevice::refuses_range(const gencp::MemoryRead& read) const
+{
+    if (!options_.single_registers || read.address >= abrm::end) {
+        return false;
+    }
+    return std::ranges::none_of(abrm::registers, [&](const gencp::Register& one) {
+        return is_within(read.address, read.count, one.address, one.address + one.length);
+    });
 }
 
 gencp::Frame GencpDevice::write(std::uint16_t id, std::span<const std::uint8_t> scd)

@@ -46,6 +46,7 @@ struct DeviceOptions {
     std::chrono::milliseconds heartbeat{};  ///< the privilege is forgotten after such a silence; 0 for no heartbeat
     bool written_length = true;             ///< acknowledges of WriteMem tell a length
     std::size_t longest_access = 1008;      ///< bytes; longer accesses are refused as invalid parameters
+    bool single_registers = false;          ///< bootstrap registers are read one by one only
     bool manifest = true;
     bool plain_description = true;
     bool packed_description = true;
@@ -102,6 +103,7 @@ private:
     [[nodiscard]] vex::wire::gencp::Frame execute(const vex::wire::gencp::FrameView& command);
     [[nodiscard]] vex::wire::gencp::Frame read(std::uint16_t id, std::span<const std::uint8_t> scd);
     [[nodiscard]] vex::wire::gencp::Frame write(std::uint16_t id, std::span<const std::uint8_t> scd);
+    [[nodiscard]] bool refuses_range(const vex::wire::gencp::MemoryRead& read) const;
     [[nodiscard]] Status write_status(const vex::wire::gencp::MemoryWrite& write);
     void act_on_write(std::uint64_t address);
     void forget_silent_host();

@@ -37,6 +37,7 @@ void declare(CLI::App& app, CommandLine& line)
     app.add_option("--heartbeat", line.heartbeat_ms, "Milliseconds until a silent host is forgotten; 0: no heartbeat");
     app.add_option("--longest-access", line.device.longest_access, "Bytes of the longest access that is not refused")
         ->check(CLI::Range(4, 1008));
+    app.add_flag("--single-registers", line.device.single_registers, "Bootstrap registers are read one by one only");
     app.add_flag("!--no-privilege", line.device.privilege, "Features can be written without the access privilege");
     app.add_flag("!--no-manifest", line.device.manifest, "The device has no description of its own");
     app.add_flag("!--no-packed", line.device.packed_description, "Its description is not there as an archive");

@@ -75,6 +75,19 @@ TEST_F(GencpConnection, KnowsTheDevice)
     EXPECT_EQ(facts.heartbeat_timeout_ms, 3000U);
 }
 
+TEST_F(GencpConnection, ReadsRegistersOneByOneWhereTheDeviceWantsThat)
+{
+    softlink::DeviceOptions options;
+    options.single_registers = true;
+    options.user_defined_name = "left";
+    connect(options);
+    EXPECT_EQ(connection->facts().manufacturer, "Vex");
+    EXPECT_EQ(connection->facts().user_defined_name, "left");
+    EXPECT_EQ(connection->facts().manifest_table, softlink::address::manifest);
+    EXPECT_EQ(privilege(), gencp::privilege::taken);
+    EXPECT_EQ(connection->client().block_size(), gencp::largest_block);
+}
+
 TEST_F(GencpConnection, RefusesADeviceOfAnotherVersion)
 {
     softlink::GencpDevice other({}, clock);

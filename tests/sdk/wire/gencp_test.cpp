@@ -187,22 +187,14 @@ TEST(GencpFrame, AnnouncesNoMoreThanTheLongestScd)
 
 TEST(GencpRegisters, AreOneAfterTheOther)
 {
-    using namespace gencp::abrm;
-    constexpr std::uint64_t text = text_length;
-    EXPECT_EQ(manufacturer_name + text, model_name);
-    EXPECT_EQ(model_name + text, family_name);
-    EXPECT_EQ(family_name + text, device_version);
-    EXPECT_EQ(device_version + text, manufacturer_info);
-    EXPECT_EQ(manufacturer_info + text, serial_number);
-    EXPECT_EQ(serial_number + text, user_defined_name);
-    EXPECT_EQ(user_defined_name + text, device_capability);
-    EXPECT_EQ(device_capability + 8, maximum_response_time);
-    EXPECT_EQ(maximum_response_time + 4, manifest_table);
-    EXPECT_EQ(sbrm + 8, device_configuration);
-    EXPECT_EQ(heartbeat_timeout + 4, gencp::abrm::message_channel);
-    EXPECT_EQ(gencp::abrm::timestamp + 8, timestamp_latch);
-    EXPECT_EQ(timestamp_increment + 8, gencp::abrm::access_privilege);
-    EXPECT_EQ(implementation_endianness + 4, end);
+    std::uint64_t next = 0;
+    for (const gencp::Register& one : gencp::abrm::registers) {
+        EXPECT_EQ(one.address, next);
+        next = one.address + one.length;
+    }
+    EXPECT_EQ(next, gencp::abrm::end);
+    EXPECT_EQ(gencp::abrm::device_capability, 0x1C4U);
+    EXPECT_EQ(gencp::abrm::access_privilege, 0x204U);
 }
 
 TEST(GencpStatus, HasWordsForEachCodeAndForOthers)
