@@ -38,6 +38,7 @@ GencpDevice::GencpDevice(const DeviceOptions& options, const vex::net::Clock& cl
     regions_.push_back({address::sbrm, Bytes(gencp::sbrm::end)});
     regions_.push_back({address::width, Bytes(address::features_end - address::width)});
     regions_.push_back({address::table, Bytes(address::table_end - address::table)});
+    regions_.push_back({address::file_buffer, Bytes(address::file_buffer_end - address::file_buffer)});
     set_word(address::sbrm, all_bit_rates);
     set_word(address::width, 640);
     set_word(address::height, 480);
@@ -236,7 +237,9 @@ GencpDevice::Status GencpDevice::write_status(const gencp::MemoryWrite& write)
     const bool writable = lies_in(abrm::user_defined_name, abrm::device_capability) ||
                           lies_in(abrm::device_configuration, abrm::message_channel) ||
                           lies_in(address::width, address::trigger_count) ||
-                          lies_in(address::reset, address::reset + 4) || lies_in(address::table, address::table_end);
+                          lies_in(address::reset, address::reset + 4) || lies_in(address::table, address::table_end) ||
+                          lies_in(address::file_selector, address::file_status) ||
+                          lies_in(address::file_buffer, address::file_buffer_end);
     if (!writable) {
         return Status::write_protect;
     }
@@ -251,7 +254,23 @@ void GencpDevice::act_on_write(std::uint64_t address)
     } else if (address == address::reset) {
         set_word(address::width, 640);
         set_word(address::height, 480);
+    } else if (address == address::file_execute) {
+        act_on_file();
     }
+}
+
+void GencpDevice::act_on_file()
+{
+    const UserFile::Request request{.operation = static_cast<UserFile::Operation>(word(address::file_operation)),
+                                    .mode = static_cast<UserFile::Mode>(word(address::file_open_mode)),
+                                    .offset = word(address::file_offset),
+                                    .length = word(address::file_length)};
+    const UserFile::Done done =
+        file_.perform(request, memory(address::file_buffer, address::file_buffer_end - address::file_buffer));
+    set_word(address::file_status, static_cast<std::uint32_t>(done.status));
+    set_word(address::file_result, static_cast<std::uint32_t>(done.transferred));
+    set_word(address::file_size, static_cast<std::uint32_t>(file_.size()));
+    set_word(address::file_execute, 0);  // it is done
 }
 
 }  // namespace softlink

@@ -12,6 +12,7 @@
 #include "sdk/genicp/frame_reader.h"
 #include "sdk/net/clock.h"
 #include "sdk/wire/gencp.h"
+#include "tools/softlink/user_file.h"
 
 namespace softlink {
 
@@ -30,9 +31,20 @@ inline constexpr std::uint64_t trigger = 0x10018;
 inline constexpr std::uint64_t trigger_count = 0x1001C;
 inline constexpr std::uint64_t command_count = 0x10030;
 inline constexpr std::uint64_t reset = 0x10034;
-inline constexpr std::uint64_t features_end = 0x10040;
+inline constexpr std::uint64_t file_selector = 0x10040;
+inline constexpr std::uint64_t file_operation = 0x10044;
+inline constexpr std::uint64_t file_open_mode = 0x10048;
+inline constexpr std::uint64_t file_offset = 0x1004C;
+inline constexpr std::uint64_t file_length = 0x10050;
+inline constexpr std::uint64_t file_execute = 0x10054;
+inline constexpr std::uint64_t file_status = 0x10058;
+inline constexpr std::uint64_t file_result = 0x1005C;
+inline constexpr std::uint64_t file_size = 0x10060;
+inline constexpr std::uint64_t features_end = 0x10064;
 inline constexpr std::uint64_t table = 0x11000;
 inline constexpr std::uint64_t table_end = 0x12000;
+inline constexpr std::uint64_t file_buffer = 0x12000;
+inline constexpr std::uint64_t file_buffer_end = 0x12800;
 inline constexpr std::uint64_t plain_description = 0x100000;
 inline constexpr std::uint64_t packed_description = 0x800000;
 }  // namespace address
@@ -106,12 +118,14 @@ private:
     [[nodiscard]] bool refuses_range(const vex::wire::gencp::MemoryRead& read) const;
     [[nodiscard]] Status write_status(const vex::wire::gencp::MemoryWrite& write);
     void act_on_write(std::uint64_t address);
+    void act_on_file();
     void forget_silent_host();
 
     DeviceOptions options_;
     const vex::net::Clock& clock_;
     vex::genicp::FrameReader reader_;
     std::vector<Region> regions_;
+    UserFile file_;
     DeviceStatistics statistics_;
     vex::net::Clock::time_point last_command_;
     std::chrono::milliseconds busy_{};

@@ -112,6 +112,14 @@ protected:
         return take(found);
     }
 
+    [[nodiscard]] bool has_files(const Ref<IVexGenFile>& file) const
+    {
+        VARIANT_BOOL supported = 7;
+        EXPECT_EQ(file->IsSupported(array.get(), &supported), S_OK);
+        EXPECT_NE(supported, 7);
+        return supported != 0;
+    }
+
     const genicp_test::CameraFiles files;
     Ref<IVexGenParameterArrayCL> array;
 };
@@ -231,6 +239,26 @@ TEST_F(CameraOnLine, TellsWhereItIs)
     EXPECT_EQ(texts_of(xml_ids()), (Texts{L"Device", L"Device:0", L"Device:1"}));
 }
 
+// That a port in use is refused is tested natively: Wine lets a port be opened twice.
+TEST_F(CameraOnLine, GivesPortAndPrivilegeFreeWhenItGoes)
+{
+    array = create<IVexGenParameterArrayCL>(__uuidof(VexGenParameterArrayCL));
+    ASSERT_EQ(connect(camera->port()), VexOK);
+    ASSERT_EQ(build(L"Device"), VexOK);
+    EXPECT_EQ(set_width(800), VexOK);
+    EXPECT_EQ(connect(camera->port()), VexOK) << "again, over its own connection";
+    EXPECT_EQ(set_width(816), VexOK);
+}
+
+TEST_F(CameraOnLine, IsProbedWhereNobodyIsConnected)
+{
+    array.reset();
+    array = create<IVexGenParameterArrayCL>(__uuidof(VexGenParameterArrayCL));
+    EXPECT_EQ(probe(camera->port(), L"GenCP"), L"GenCP:9600:Vex:SoftLink:SL-0001");
+    EXPECT_EQ(connect(camera->port(), L"GenCP:9600:Vex:Other"), VexNotFound) << "another camera is wanted";
+    EXPECT_EQ(text_of(array, &IVexGenParameterArrayCL::get_DeviceID), L"");
+}
+
 TEST_F(CameraOnLine, GivesParametersLikeAnyArray)
 {
     EXPECT_EQ(width(), 640);
@@ -279,12 +307,37 @@ TEST_F(CameraOnLine, IsStoredAndRestoredByConfigurationFiles)
     EXPECT_EQ(width(), 1600);
 }
 
-TEST_F(CameraOnLine, IsAnArrayForFiles)
+TEST_F(CameraOnLine, ItsFilesAreReadAndWritten)
 {
     const auto file = create<IVexGenFile>(__uuidof(VexGenFile));
-    VARIANT_BOOL supported = 7;
-    EXPECT_EQ(file->IsSupported(array.get(), &supported), S_OK);
-    EXPECT_EQ(supported, 0) << "the simulated camera has no files";
+    EXPECT_TRUE(has_files(file));
+    const auto open = [&](VexGenOpenMode mode) {
+        return code_of([&](IVexResult** result) { return file->Open(array.get(), Text(L"UserFile"), mode, result); });
+    };
+    std::string content(5000, 'x');  // more than one step, and no round number of words
+    content += "the end";
+    files.put("there.bin", content);
+    const std::filesystem::path folder(files.folder());
+    ASSERT_EQ(open(VexGenOpenModeWrite), VexOK);
+    EXPECT_EQ(
+        code_of([&](IVexResult** result) { return file->WriteFrom(Text((folder / "there.bin").wstring()), result); }),
+        VexOK);
+    ASSERT_EQ(code_of(file, &IVexGenFile::Close), VexOK);
+    ASSERT_EQ(open(VexGenOpenModeRead), VexOK);
+    EXPECT_EQ(code_of([&](IVexResult** result) { return file->ReadTo(Text((folder / "back.bin").wstring()), result); }),
+              VexOK);
+    ASSERT_EQ(code_of(file, &IVexGenFile::Close), VexOK);
+    EXPECT_EQ(files.get("back.bin"), content);
+}
+
+TEST_F(CameraLink, HasNoFilesWithoutACamera)
+{
+    const auto file = create<IVexGenFile>(__uuidof(VexGenFile));
+    EXPECT_FALSE(has_files(file));
+    EXPECT_EQ(code_of([&](IVexResult** result) {
+                  return file->Open(array.get(), Text(L"UserFile"), VexGenOpenModeRead, result);
+              }),
+              VexNotSupported);
 }
 
 TEST_F(CameraOnLine, AccessesFailOnceTheCameraIsSilent)

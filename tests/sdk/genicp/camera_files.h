@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <string_view>
@@ -28,6 +29,12 @@ public:
     void put(const std::string& name, std::string_view text) const
     {
         std::ofstream(path_ / name, std::ios::binary) << text;
+    }
+    /// Empty for a file that is not there.
+    [[nodiscard]] std::string get(const std::string& name) const
+    {
+        std::ifstream file(path_ / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
 private:

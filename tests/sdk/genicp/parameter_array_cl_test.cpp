@@ -5,11 +5,13 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <numeric>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "sdk/genicam/PvGenFile.h"
 #include "tests/sdk/genicp/camera_files.h"
 #include "tools/softlink/pty_device.h"
 
@@ -94,6 +96,29 @@ TEST_F(CameraLinkArray, ReadsAndWritesFeaturesOfTheCamera)
     std::int64_t triggers = 0;
     ASSERT_TRUE(array.GetIntegerValue("TriggerCount", triggers).IsOK());
     EXPECT_EQ(triggers, 1);
+}
+
+TEST_F(CameraLinkArray, GivesAccessToFilesOfTheCamera)
+{
+    connect();
+    build();
+    PvGenFile file;
+    ASSERT_TRUE(file.Open(&array, "UserFile", PvGenOpenModeWrite).IsOK());
+    std::vector<std::uint8_t> content(5001);  // more than one step, and no round number of words
+    std::iota(content.begin(), content.end(), std::uint8_t{0});
+    std::int64_t count = 0;
+    const auto size = static_cast<std::int64_t>(content.size());
+    const PvResult written = file.Write(content.data(), size, count);
+    EXPECT_TRUE(written.IsOK()) << written.description();
+    EXPECT_EQ(count, size);
+    ASSERT_TRUE(file.Close().IsOK());
+    ASSERT_TRUE(file.Open(&array, "UserFile", PvGenOpenModeRead).IsOK());
+    std::vector<std::uint8_t> back(content.size() + 1);
+    EXPECT_TRUE(file.Read(back.data(), size + 1, count).IsOK());
+    EXPECT_EQ(count, size);
+    back.pop_back();
+    EXPECT_EQ(back, content);
+    EXPECT_EQ(file.Open(&array, "OtherFile", PvGenOpenModeRead).IsOK(), false);
 }
 
 TEST_F(CameraLinkArray, IsBuiltFromAFileBeforeItIsConnected)

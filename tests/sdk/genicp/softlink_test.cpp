@@ -96,6 +96,47 @@ TEST_F(SoftLink, GuardsItsRegisters)
     EXPECT_EQ(device.word(softlink::address::width), 800U);
 }
 
+TEST(SoftLinkFile, IsKeptWhenItIsClosed)
+{
+    using softlink::UserFile;
+    using Operation = UserFile::Operation;
+    using Status = UserFile::Status;
+    UserFile file;
+    Bytes buffer(100, 7);
+    const auto perform = [&](Operation operation, UserFile::Mode mode = {}, std::size_t offset = 0,
+                             std::size_t length = 0) {
+        return file.perform({operation, mode, offset, length}, buffer);
+    };
+    EXPECT_EQ(perform(Operation::close).status, Status::failure) << "it is not open";
+    EXPECT_EQ(perform(Operation::open, UserFile::Mode::write).status, Status::success);
+    EXPECT_EQ(perform(Operation::open).status, Status::failure) << "it is open";
+    EXPECT_EQ(perform(Operation::write, {}, 0, 60).transferred, 60U);
+    EXPECT_EQ(perform(Operation::write, {}, 61, 1).status, Status::failure) << "it has no gaps";
+    EXPECT_EQ(perform(Operation::write, {}, 0, 101).status, Status::failure) << "the buffer has no more";
+    EXPECT_EQ(perform(Operation::read, {}, 0, 1).status, Status::failure);
+    EXPECT_EQ(perform(Operation::close).status, Status::success);
+    EXPECT_EQ(file.size(), 60U);
+    buffer.assign(100, 0);
+    EXPECT_EQ(perform(Operation::open, UserFile::Mode::read).status, Status::success);
+    EXPECT_EQ(perform(Operation::write, {}, 0, 1).status, Status::failure);
+    EXPECT_EQ(perform(Operation::read, {}, 50, 100).transferred, 10U);
+    EXPECT_EQ(buffer[9], 7);
+    EXPECT_EQ(buffer[10], 0);
+    EXPECT_EQ(perform(Operation::read, {}, 61, 1).status, Status::failure);
+}
+
+TEST(SoftLinkFile, HasRoomForSoMuch)
+{
+    softlink::UserFile file;
+    Bytes buffer(softlink::UserFile::largest + 1);
+    using Operation = softlink::UserFile::Operation;
+    using Mode = softlink::UserFile::Mode;
+    ASSERT_EQ(file.perform({Operation::open, Mode::write}, buffer).status, softlink::UserFile::Status::success);
+    const auto done = file.perform({Operation::write, Mode::write, 0, buffer.size()}, buffer);
+    EXPECT_EQ(done.status, softlink::UserFile::Status::overflow);
+    EXPECT_EQ(done.transferred, softlink::UserFile::largest);
+}
+
 TEST_F(SoftLink, SendsFaultsFromASeed)
 {
     const auto run = [&](std::uint64_t seed) {
