@@ -71,7 +71,7 @@ count_script() {
 }
 
 suite_scripts() {
-    build native softcam
+    build native softcam softlink
     build windows VexKamCOMWrapper
     source scripts/demo.sh
     wine_start
@@ -92,6 +92,9 @@ suite_scripts() {
     else
         echo "-- tests/scripts/full_disk/full_disk.vbs: not run: no file system can be mounted here"
     fi
+    stop_camera
+    start_camera build/softlink.log listening "$build_native/tools/softlink/softlink" --link "$WINEPREFIX/dosdevices/com7"
+    count_script examples/vbscript/camera_link.vbs COM7
     stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]

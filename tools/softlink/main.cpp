@@ -14,6 +14,7 @@
 
 #include "tools/softcam/stop_signal.h"
 #include "tools/softlink/pty_device.h"
+#include "tools/softlink/terminal_owner.h"
 
 namespace {
 
@@ -100,6 +101,7 @@ int main(int argc, char** argv)
         const softcam::StopSignal stop;
         const std::string xml = line.xml.empty() ? std::string() : text_of_file(line.xml);
         const softlink::PtyDevice device(line.device, line.faults, xml);
+        const softlink::TerminalOwner owner(device.name());
         const Link link(line.link, device.name());
         if (line.faults.any()) {
             std::printf("softlink: faults on the line, seed %llu\n", static_cast<unsigned long long>(line.faults.seed));
