@@ -6,35 +6,7 @@
 
 namespace vex::net {
 
-/// Keeps the line open for the length of a call.
-class SerialLine::Use {
-public:
-    explicit Use(SerialLine& line) noexcept : line_(line)
-    {
-        const std::lock_guard lock(line_.mutex_);
-        if (!line_.closing_) {
-            ++line_.users_;
-            system_ = line_.system_.get();
-        }
-    }
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
-    ~Use()
-    {
-        if (system_ != nullptr) {
-            const std::lock_guard lock(line_.mutex_);
-            --line_.users_;
-            line_.unused_.notify_all();
-        }
-    }
-
-    explicit operator bool() const noexcept { return system_ != nullptr; }
-    SystemSerialLine* operator->() const noexcept { return system_; }
-
-private:
-    SerialLine& line_;
-    SystemSerialLine* system_ = nullptr;
-};
+using Use = Closable<SystemSerialLine>::Use;
 
 namespace {
 
@@ -49,24 +21,13 @@ std::shared_ptr<SerialLine> SerialLine::open(const std::string& name, const Seri
 
 SerialLine::SerialLine(std::unique_ptr<SystemSerialLine> system) : system_(std::move(system)) {}
 
-SerialLine::~SerialLine() { close(); }
+SerialLine::~SerialLine() = default;
 
-void SerialLine::close() noexcept
-{
-    std::unique_ptr<SystemSerialLine> closed;
-    std::unique_lock lock(mutex_);
-    closing_ = true;
-    if (system_ != nullptr) {
-        system_->wake();
-    }
-    unused_.wait(lock, [this] { return users_ == 0; });
-    closed = std::move(system_);
-    lock.unlock();
-}
+void SerialLine::close() noexcept { system_.close(); }
 
 std::error_code SerialLine::configure(const SerialSettings& settings) noexcept
 {
-    const Use system(*this);
+    const Use system(system_);
     return system ? system->configure(settings) : canceled();
 }
 
@@ -74,7 +35,7 @@ template <class Bytes, class Move>
 std::size_t SerialLine::transfer(Bytes bytes, std::error_code& error, Move&& move) noexcept
 {
     error = {};
-    const Use system(*this);
+    const Use system(system_);
     if (!system) {
         error = canceled();
         return 0;
@@ -98,19 +59,19 @@ std::size_t SerialLine::write(std::span<const std::uint8_t> bytes, std::chrono::
 
 std::error_code SerialLine::discard_input() noexcept
 {
-    const Use system(*this);
+    const Use system(system_);
     return system ? system->discard_input() : canceled();
 }
 
 std::error_code SerialLine::check() noexcept
 {
-    const Use system(*this);
+    const Use system(system_);
     return system ? system->check() : canceled();
 }
 
 LineErrors SerialLine::errors() noexcept
 {
-    const Use system(*this);
+    const Use system(system_);
     return system ? system->errors() : LineErrors();
 }
 

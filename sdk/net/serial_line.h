@@ -2,14 +2,14 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <system_error>
+
+#include "sdk/net/closable.h"
 
 namespace vex::net {
 
@@ -75,16 +75,10 @@ public:
     [[nodiscard]] LineErrors errors() noexcept;
 
 private:
-    class Use;
-
     template <class Bytes, class Move>
     std::size_t transfer(Bytes bytes, std::error_code& error, Move&& move) noexcept;
 
-    std::mutex mutex_;
-    std::condition_variable unused_;
-    int users_ = 0;
-    bool closing_ = false;
-    std::unique_ptr<SystemSerialLine> system_;
+    Closable<SystemSerialLine> system_;
 };
 
 }  // namespace vex::net

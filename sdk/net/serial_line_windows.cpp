@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "sdk/net/owned_handle_windows.h"
 #include "sdk/net/serial_settings_windows.h"
 #include "sdk/net/system_serial_line.h"
 
@@ -14,27 +15,6 @@ namespace {
 std::error_code gone() noexcept { return std::make_error_code(std::errc::no_such_device); }
 std::error_code timed_out() noexcept { return std::make_error_code(std::errc::timed_out); }
 std::error_code canceled() noexcept { return std::make_error_code(std::errc::operation_canceled); }
-
-/// A handle that is closed with its owner.
-class OwnedHandle {
-public:
-    explicit OwnedHandle(HANDLE value) noexcept : value_(value) {}
-    OwnedHandle(OwnedHandle&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
-    OwnedHandle& operator=(OwnedHandle&&) = delete;
-    ~OwnedHandle()
-    {
-        if (is_valid()) {
-            ::CloseHandle(value_);
-        }
-    }
-    [[nodiscard]] bool is_valid() const noexcept { return value_ != nullptr && value_ != INVALID_HANDLE_VALUE; }
-    [[nodiscard]] HANDLE get() const noexcept { return value_; }
-
-private:
-    HANDLE value_;
-};
-
-OwnedHandle new_event() noexcept { return OwnedHandle(::CreateEventW(nullptr, TRUE, FALSE, nullptr)); }
 
 /// The error of an open that failed, as SerialLine::open throws it.
 std::error_code open_error(DWORD error) noexcept
