@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "sdk/base/address.h"
 
@@ -31,6 +32,8 @@ public:
 
     [[nodiscard]] bool is_open() const noexcept { return handle_ != invalid_handle; }
     void close() noexcept;
+    /// Gives the system's socket, which is non-blocking, to the caller.
+    [[nodiscard]] std::uintptr_t release() noexcept { return std::exchange(handle_, invalid_handle); }
 
     /// Sends all of it; timed_out when the server does not take it in time.
     std::error_code send(std::span<const std::uint8_t> data, std::chrono::milliseconds timeout) noexcept;
