@@ -59,6 +59,7 @@ struct DeviceOptions {
     bool written_length = true;             ///< acknowledges of WriteMem tell a length
     std::size_t longest_access = 1008;      ///< bytes; longer accesses are refused as invalid parameters
     bool single_registers = false;          ///< bootstrap registers are read one by one only
+    std::uint32_t baud_rate = 0;            ///< answers take their time at this rate; 0: no time
     bool manifest = true;
     bool plain_description = true;
     bool packed_description = true;

@@ -36,6 +36,7 @@ void declare(CLI::App& app, CommandLine& line)
     app.add_option("--serial", line.device.serial_number, "Serial number");
     app.add_option("--user-name", line.device.user_defined_name, "User-defined name");
     app.add_option("--heartbeat", line.heartbeat_ms, "Milliseconds until a silent host is forgotten; 0: no heartbeat");
+    app.add_option("--baud", line.device.baud_rate, "Answers take their time at this rate; 0: no time");
     app.add_option("--longest-access", line.device.longest_access, "Bytes of the longest access that is not refused")
         ->check(CLI::Range(4, 1008));
     app.add_flag("--single-registers", line.device.single_registers, "Bootstrap registers are read one by one only");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 
@@ -23,6 +24,9 @@ public:
     /// What the line is opened by: /dev/pts/3.
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
+    /// From now on commands are taken and nothing is answered, or no longer so.
+    void be_silent(bool silent) noexcept { silent_ = silent; }
+
 private:
     void serve();
     void send(const Answer& answer);
@@ -30,7 +34,9 @@ private:
     GencpDevice device_;
     FaultyDevice faulty_;
     std::string name_;
+    std::chrono::microseconds byte_time_{};
     int master_ = -1;
+    std::atomic<bool> silent_{false};
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };

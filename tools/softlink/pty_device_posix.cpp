@@ -16,13 +16,15 @@ namespace softlink {
 namespace {
 
 constexpr int look_interval_ms = 50;
+constexpr std::int64_t bits_of_character = 10;  // start, 8 data bits, stop
 
 [[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
 }  // namespace
 
 PtyDevice::PtyDevice(const DeviceOptions& options, const FaultRates& rates, std::string_view xml)
-    : device_(options, vex::net::Clock::steady(), xml), faulty_(device_, rates)
+    : device_(options, vex::net::Clock::steady(), xml), faulty_(device_, rates),
+      byte_time_(options.baud_rate == 0 ? 0 : 1'000'000 * bits_of_character / options.baud_rate)
 {
     master_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (master_ < 0) {
@@ -62,7 +64,9 @@ void PtyDevice::serve()
         const ssize_t got = ::read(master_, bytes.data(), bytes.size());
         if (got > 0) {
             for (const Answer& answer : faulty_.receive(std::span(bytes).first(static_cast<std::size_t>(got)))) {
-                send(answer);
+                if (!silent_) {
+                    send(answer);
+                }
             }
         }
     }
@@ -70,7 +74,7 @@ void PtyDevice::serve()
 
 void PtyDevice::send(const Answer& answer)
 {
-    const auto due = std::chrono::steady_clock::now() + answer.after;
+    const auto due = std::chrono::steady_clock::now() + answer.after + answer.bytes.size() * byte_time_;
     while (!stop_ && std::chrono::steady_clock::now() < due) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

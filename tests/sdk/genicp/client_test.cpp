@@ -98,6 +98,22 @@ TEST_F(GencpClient, TakesTheAnswerToAnEarlierAttempt)
     EXPECT_EQ(client.statistics().stale, 1U);
 }
 
+TEST_F(GencpClient, TakesNoAnswerToAnotherCommandOrOnAnotherChannel)
+{
+    Bytes elsewhere = bytes_of(gencp::read_memory_acknowledge(1, Bytes{9, 9, 9, 9}));
+    elsewhere[7] = 1;  // the channel; both check sums count it
+    for (const std::size_t sum : {2U, 4U}) {
+        const auto counted = std::span(elsewhere).subspan(6, sum == 2 ? 10 : elsewhere.size() - 6);
+        wire::store_be16(&elsewhere[sum], gencp::checksum(counted));
+    }
+    ASSERT_TRUE(gencp::decode_frame(elsewhere));
+    answer_with({{{{}, elsewhere}, {{}, bytes_of(gencp::write_memory_acknowledge(1, 4))}, {milliseconds(1), good}}});
+    ASSERT_TRUE(read().ok());
+    EXPECT_EQ(wire::load_be32(word.data()), 0x00010002U);
+    EXPECT_EQ(port.written.size(), 1U);
+    EXPECT_EQ(client.statistics().stale, 2U);
+}
+
 TEST_F(GencpClient, StaleFramesDoNotProlongTheWait)
 {
     port.on_write = [&](std::span<const std::uint8_t>) {
@@ -184,6 +200,19 @@ TEST_F(GencpClient, DoesNotTakeDataOfAnotherLength)
     EXPECT_EQ(client.statistics().malformed, 4U);
 }
 
+TEST_F(GencpClient, TakesTheWrittenLengthWhereItIsTold)
+{
+    std::uint16_t id = 0;
+    for (const std::optional<std::uint16_t> told :
+         {std::optional<std::uint16_t>(4), std::optional<std::uint16_t>(0), std::optional<std::uint16_t>()}) {
+        answer_with({{{{}, bytes_of(gencp::write_memory_acknowledge(++id, told))}}});
+        EXPECT_TRUE(client.write(0, word).ok()) << told.value_or(99);
+    }
+    const Bytes half = bytes_of(gencp::write_memory_acknowledge(++id, 2));
+    answer_with({{{{}, half}}, {{{}, half}}, {{{}, half}}, {{{}, half}}});
+    EXPECT_EQ(client.write(0, word).kind, Kind::malformed) << "a part of the bytes is not the bytes";
+}
+
 TEST_F(GencpClient, TellsWhatThePortReports)
 {
     port.read_result = PvResult(PvResult::NotConnected, "The serial port COM3 has gone");
@@ -201,6 +230,17 @@ TEST_F(GencpClient, IsClosedWithOneLastWrite)
     EXPECT_EQ(client.close_with(0x204, word).kind, Kind::no_answer);
     EXPECT_EQ(port.written.size(), 1U);
     EXPECT_EQ(read().kind, Kind::closed);
+    EXPECT_EQ(port.written.size(), 1U);
+}
+
+TEST_F(GencpClient, ClosingEndsTheExchangeUnderWay)
+{
+    port.on_write = [&](std::span<const std::uint8_t>) {
+        client.close();
+        return std::vector<Answer>();
+    };
+    EXPECT_EQ(read().kind, Kind::closed);
+    EXPECT_LE(took, milliseconds(100));
     EXPECT_EQ(port.written.size(), 1U);
 }
 
@@ -242,6 +282,24 @@ TEST_F(GencpClient, LearnsHowMuchTheDeviceTakesAtOnce)
     ASSERT_TRUE(client.read(softlink::address::table, back).ok());
     EXPECT_EQ(back, block);
     EXPECT_EQ(device.statistics().refused, 2U) << "what was learned is kept";
+}
+
+TEST_F(GencpClient, MakesBlocksNoSmallerThanTheSmallest)
+{
+    softlink::DeviceOptions options;
+    options.privilege = false;
+    options.longest_access = 70;
+    softlink::GencpDevice device(options, clock);
+    port.on_write = [&](std::span<const std::uint8_t> bytes) { return device.receive(bytes); };
+    const Bytes block(1008, 0x5A);
+    ASSERT_TRUE(client.write(softlink::address::table, block).ok());
+    EXPECT_EQ(client.block_size(), Client::smallest_block);
+
+    options.longest_access = Client::smallest_block - 4;
+    softlink::GencpDevice smaller(options, clock);
+    port.on_write = [&](std::span<const std::uint8_t> bytes) { return smaller.receive(bytes); };
+    EXPECT_EQ(client.write(softlink::address::table, block).kind, Kind::refused);
+    EXPECT_EQ(smaller.statistics().refused, 1U);
 }
 
 TEST_F(GencpClient, ARefusalThatIsNotForTheLengthLeavesTheBlocks)

@@ -88,6 +88,45 @@ TEST_F(GencpConnection, ReadsRegistersOneByOneWhereTheDeviceWantsThat)
     EXPECT_EQ(connection->client().block_size(), gencp::largest_block);
 }
 
+TEST_F(GencpConnection, PassesOverRegistersThatTheDeviceDoesNotHave)
+{
+    softlink::DeviceOptions options;
+    options.single_registers = true;
+    softlink::GencpDevice other(options, clock);
+    ScriptedLink link(other, clock);
+    link.scripted().on_write = [&](std::span<const std::uint8_t> bytes) {
+        const auto command = gencp::decode_frame(bytes);
+        const auto asked = gencp::decode_read_memory(command->scd);
+        if (!asked || asked->address != abrm::manufacturer_info) {
+            return other.receive(bytes);
+        }
+        const auto refused =
+            gencp::refusal(gencp::Command::read_memory_ack, command->request_id, gencp::Status::invalid_address);
+        return std::vector<Answer>{{{}, Bytes(refused.bytes().begin(), refused.bytes().end())}};
+    };
+    genicp::Client client(link.port(), clock);
+    genicp::DeviceFacts facts;
+    const PvResult read = genicp::read_device_facts(client, "COM3", facts);
+    ASSERT_TRUE(read.IsOK()) << read.description();
+    EXPECT_EQ(facts.manufacturer_info, "");
+    EXPECT_EQ(facts.serial_number, "SL-0001");
+}
+
+TEST_F(GencpConnection, BelievesNoRegisterThatTheDeviceDoesNotAnnounce)
+{
+    softlink::GencpDevice other({}, clock);
+    other.set_word(abrm::device_capability + 4, 0);
+    other.set_word(abrm::heartbeat_timeout, 3000);
+    ScriptedLink link(other, clock);
+    genicp::Client client(link.port(), clock);
+    genicp::DeviceFacts facts;
+    ASSERT_TRUE(genicp::read_device_facts(client, "COM3", facts).IsOK());
+    EXPECT_EQ(facts.family, "");
+    EXPECT_EQ(facts.user_defined_name, "");
+    EXPECT_EQ(facts.sbrm, 0U);
+    EXPECT_EQ(facts.heartbeat_timeout_ms, 0U);
+}
+
 TEST_F(GencpConnection, RefusesADeviceOfAnotherVersion)
 {
     softlink::GencpDevice other({}, clock);
@@ -111,6 +150,24 @@ TEST_F(GencpConnection, TakesThePrivilegeAndGivesItBack)
     EXPECT_FALSE(port->is_open);
     EXPECT_EQ(write(softlink::address::width, 900).GetCode(), PvResult::NotConnected);
     connection->close();
+}
+
+TEST_F(GencpConnection, IsNoneWhenThePrivilegeIsRefused)
+{
+    softlink::GencpDevice other({}, clock);
+    auto link = std::make_unique<ScriptedLink>(other, clock);
+    genicp::Client client(link->port(), clock);
+    genicp::DeviceFacts facts;
+    ASSERT_TRUE(genicp::read_device_facts(client, "COM3", facts).IsOK());
+    link->scripted().on_write = [&](std::span<const std::uint8_t> bytes) {
+        const auto refused = gencp::refusal(gencp::Command::write_memory_ack, gencp::decode_frame(bytes)->request_id,
+                                            gencp::Status::access_denied);
+        return std::vector<Answer>{{{}, Bytes(refused.bytes().begin(), refused.bytes().end())}};
+    };
+    const PvResult opened =
+        genicp::Connection::open(std::move(link), "COM3", facts, genicp::Timing(), clock, connection);
+    EXPECT_EQ(opened.GetCode(), PvResult::StateError);
+    EXPECT_EQ(connection, nullptr);
 }
 
 TEST_F(GencpConnection, WritesNoPrivilegeThatTheDeviceDoesNotHave)
@@ -138,12 +195,25 @@ TEST_F(GencpConnection, BeatsKeepThePrivilegeAndTakeItAgain)
     EXPECT_TRUE(write(softlink::address::width, 816).IsOK());
 }
 
+TEST(GencpHeartbeat, BeatsSeveralTimesWithinTheTimeOfTheDevice)
+{
+    EXPECT_EQ(genicp::interval_for(milliseconds(3000)), milliseconds(1000));
+    EXPECT_EQ(genicp::interval_for(milliseconds(1)), milliseconds(50)) << "a line is not there for beats alone";
+    EXPECT_EQ(genicp::interval_for(std::chrono::hours(1)), milliseconds(10'000));
+}
+
 TEST_F(GencpConnection, IsLostAfterSeveralBeatsWithoutAnAnswer)
 {
     connect();
-    port->on_write = nullptr;
+    const auto alive = std::exchange(port->on_write, nullptr);
     for (int beat = 1; beat < genicp::Connection::most_missed_beats; ++beat) {
         EXPECT_TRUE(connection->beat());
+    }
+    const auto dead = std::exchange(port->on_write, alive);
+    EXPECT_TRUE(connection->beat());
+    port->on_write = dead;
+    for (int beat = 1; beat < genicp::Connection::most_missed_beats; ++beat) {
+        EXPECT_TRUE(connection->beat()) << "an answer begins the count again";
     }
     EXPECT_FALSE(connection->beat());
     EXPECT_TRUE(connection->is_lost());
@@ -196,6 +266,27 @@ TEST_F(GencpConnection, ReadsTheDescriptionPlainAndPacked)
     EXPECT_EQ(plain, best);
     EXPECT_EQ(genicp::read_description(connection.get(), files.folder(), "Device:2", plain).GetCode(),
               PvResult::NotFound);
+}
+
+TEST_F(GencpConnection, PrefersTheNewerSchemaAndThenTheNewerFile)
+{
+    connect();
+    constexpr std::uint64_t kinds = softlink::address::manifest + 8 + 4;
+    constexpr std::uint64_t second = 64;  // bytes from one entry to the next
+    constexpr std::uint32_t schema_1_0 = 0x01000000;
+    std::string xml;
+    device->set_word(softlink::address::plain_description, 0);
+    ASSERT_TRUE(genicp::read_description(connection.get(), "", "Device", xml).IsOK());
+    EXPECT_TRUE(xml.starts_with("<?xml")) << "the second entry's file has the higher version";
+    device->set_word(kinds + second, schema_1_0 | (device->word(kinds + second) & 0xFFFF));
+    ASSERT_TRUE(genicp::read_description(connection.get(), "", "Device", xml).IsOK());
+    EXPECT_FALSE(xml.starts_with("<?xml")) << "the first entry's schema has the higher version";
+    std::vector<std::string> identifiers;
+    ASSERT_TRUE(genicp::list_descriptions(connection.get(), "", identifiers).IsOK());
+    EXPECT_EQ(identifiers.size(), 3U);
+    device->set_word(kinds + second, 2 * schema_1_0);
+    ASSERT_TRUE(genicp::list_descriptions(connection.get(), "", identifiers).IsOK());
+    EXPECT_EQ(identifiers, (std::vector<std::string>{"Device"})) << "schema 2.0 cannot be read";
 }
 
 TEST_F(GencpConnection, ListsWhatTheDeviceAndTheFolderHave)

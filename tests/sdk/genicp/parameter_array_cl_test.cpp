@@ -11,7 +11,11 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
+#include <termios.h>
+
 #include "sdk/genicam/PvGenFile.h"
+#include "sdk/net/descriptor_linux.h"
 #include "tests/sdk/genicp/camera_files.h"
 #include "tools/softlink/pty_device.h"
 
@@ -189,6 +193,85 @@ TEST_F(CameraLinkArray, ProbingNamesTheDeviceThatConnectTakes)
     EXPECT_EQ(found, PvString("GenCP:9600:Vex:SoftLink:SL-0001"));
     EXPECT_TRUE(array.Connect(port(), found).IsOK());
     EXPECT_TRUE(PvGenParameterArrayCL::ProbeDevice(port(), "NoTemplate", 0).empty());
+}
+
+TEST_F(CameraLinkArray, AsksAtTheRateThatTheDeviceTextGives)
+{
+    ASSERT_TRUE(array.Connect(port(), "GenCP:115200").IsOK());
+    EXPECT_EQ(array.GetDeviceID(), PvString("GenCP:115200:Vex:SoftLink:SL-0001"));
+}
+
+TEST_F(CameraLinkArray, LeavesTheLineAsItWas)
+{
+    const vex::net::Descriptor line(::open(camera.name().c_str(), O_RDWR | O_NOCTTY));
+    termios before{};
+    ASSERT_EQ(::tcgetattr(line.get(), &before), 0);
+    ::cfsetspeed(&before, B38400);
+    before.c_cflag |= CSTOPB;
+    before.c_lflag |= ISIG;
+    ASSERT_EQ(::tcsetattr(line.get(), TCSANOW, &before), 0);
+    EXPECT_FALSE(PvGenParameterArrayCL::ProbeDevice(port(), "GenCP", 0).empty());
+    termios after{};
+    ASSERT_EQ(::tcgetattr(line.get(), &after), 0);
+    EXPECT_EQ(::cfgetospeed(&after), speed_t{B38400});
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+    EXPECT_EQ(after.c_cflag, before.c_cflag);
+}
+
+TEST_F(CameraLinkArray, FeaturesShowTheCameraThatIsConnectedLast)
+{
+    const softlink::PtyDevice other(options, {});
+    const PvString second(std::string_view(other.name()));
+    connect();
+    build();
+    EXPECT_EQ(width(), 640);
+    {
+        PvGenParameterArrayCL writer;
+        ASSERT_TRUE(writer.Connect(second, "GenCP:9600").IsOK());
+        ASSERT_TRUE(writer.Build("Device").IsOK());
+        ASSERT_TRUE(writer.SetIntegerValue("Width", 800).IsOK());
+    }
+    ASSERT_TRUE(array.Connect(second, "GenCP:9600").IsOK());
+    EXPECT_EQ(array.GetPortID(), second);
+    EXPECT_EQ(width(), 800);
+    EXPECT_FALSE(array.Connect("/dev/no-such-line", "GenCP").IsOK());
+    EXPECT_TRUE(array.GetPortID().empty()) << "the connection before has ended";
+    array.InvalidateCache();
+    std::int64_t value = 0;
+    EXPECT_EQ(array.GetIntegerValue("Width", value).GetCode(), PvResult::NotConnected);
+}
+
+TEST_F(CameraLinkArray, TimeoutsHoldForTheConnectionToo)
+{
+    const auto wait_in_vain = [&] {
+        camera.be_silent(true);
+        array.InvalidateCache();
+        const auto begin = std::chrono::steady_clock::now();
+        std::int64_t value = 0;
+        EXPECT_EQ(array.GetIntegerValue("Width", value).GetCode(), PvResult::Timeout);
+        camera.be_silent(false);
+        return std::chrono::steady_clock::now() - begin;
+    };
+    constexpr std::chrono::seconds with_the_default(4);  // for all attempts, at least
+    ASSERT_TRUE(array.SetSerialTimeout(50).IsOK());
+    connect();
+    build();
+    EXPECT_LT(wait_in_vain(), with_the_default);
+    ASSERT_TRUE(array.SetSerialTimeout(1000).IsOK());
+    connect();
+    ASSERT_TRUE(array.SetSerialTimeout(50).IsOK());
+    EXPECT_LT(wait_in_vain(), with_the_default);
+}
+
+TEST_F(CameraLinkArray, WaitsForTheLineBesideTheTimeout)
+{
+    options.baud_rate = 57'600;
+    const softlink::PtyDevice slow(options, {});
+    // four times 20 ms are not enough for the longest messages at this rate
+    ASSERT_TRUE(array.SetSerialTimeout(20).IsOK());
+    ASSERT_TRUE(array.Connect(PvString(std::string_view(slow.name())), "GenCP:57600").IsOK());
+    build();
+    EXPECT_EQ(width(), 640);
 }
 
 TEST_F(CameraLinkArray, ListsTemplatesAndDescriptions)

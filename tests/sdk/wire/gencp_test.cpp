@@ -138,6 +138,8 @@ TEST(GencpChecksum, IsTheInvertedSumInOnesComplement)
     EXPECT_EQ(gencp::checksum({}), 0xFFFF);
     EXPECT_EQ(gencp::checksum(std::array<std::uint8_t, 1>{0x12}), 0xEDFF);
     EXPECT_EQ(gencp::checksum(std::array<std::uint8_t, 4>{0xFF, 0xFF, 0x00, 0x01}), 0xFFFE);
+    EXPECT_EQ(gencp::checksum(std::array<std::uint8_t, 6>{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x01}), 0xFFFE)
+        << "the carry of a carry counts, too";
     EXPECT_TRUE(gencp::decode_frame(frames::sum_is_zero()));
     EXPECT_TRUE(gencp::decode_frame(frames::sum_carries()));
     const Bytes full(gencp::largest_scd, 0xFF);
