@@ -99,6 +99,9 @@ net::Clock::duration GvcpResponder::tick(const Send& send)
     expire();
     const net::Clock::time_point now = clock_.now();
     net::Clock::duration wait = run_due_actions();
+    if (const auto next = hooks_.on_tick()) {
+        wait = std::min(wait, std::max(*next - now, net::Clock::duration::zero()));
+    }
     for (auto entry = deferred_.begin(); entry != deferred_.end();) {
         if (entry->due > now) {
             wait = std::min(wait, entry->due - now);

@@ -62,6 +62,9 @@ public:
     /// The device's time in ticks of DeviceDescription::timestamp_frequency.
     virtual std::uint64_t timestamp() = 0;
     virtual void reset_timestamp() {}
+    /// Called now and then, at the latest at the time that the last call gave, and after each datagram: for what goes
+    /// on in the device by itself.
+    virtual std::optional<net::Clock::time_point> on_tick() { return std::nullopt; }
     /// An application wrote to a register that outlives restarts, which has its new value. Anything but success becomes
     /// the answer.
     virtual Status on_persistent_change() { return Status::success; }
