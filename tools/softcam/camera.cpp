@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -88,6 +89,12 @@ public:
                .put = [this](std::uint32_t set,
                              std::span<const std::uint8_t> file) { return features_.load_user_set_file(set, file); }},
               clock),
+          side_channels_(
+              responder_.registers(), "SoftCam " + options.serial_number,
+              [this](std::uint32_t port, std::uint32_t count) {
+                  events_.tell_received(port, acquisition_.timestamp(), count);
+              },
+              clock),
           server_(responder_, link_), state_(options.state_file)
     {
         const auto guard = responder_.lock();
@@ -106,6 +113,7 @@ public:
         acquisition_.set_faults(options.stream_faults);
         link_.set_faults(options.control_faults);
         files_.set_faults(options.file_faults);
+        side_channels_.set_faults(options.side_channel_faults);
     }
 
     ~Impl() override { stop(); }
@@ -165,6 +173,11 @@ public:
     {
         const auto guard = responder_.lock();
         files_.set_faults(faults);
+    }
+    void set_side_channel_faults(const SideChannelFaults& faults)
+    {
+        const auto guard = responder_.lock();
+        side_channels_.set_faults(faults);
     }
 
 private:
@@ -264,6 +277,7 @@ private:
         acquisition_.abort();
         features_.power_on();
         files_.power_on();
+        side_channels_.power_on();
         acquisition_.reset_timestamp();
         publish_source_ports();
     }
@@ -306,6 +320,8 @@ private:
         return virtual_device::Status::success;
     }
 
+    std::optional<net::Clock::time_point> on_tick() override { return side_channels_.update(); }
+
     std::uint64_t timestamp() override { return acquisition_.timestamp(); }
     void reset_timestamp() override { acquisition_.reset_timestamp(); }
 
@@ -320,6 +336,7 @@ private:
     virtual_device::GvcpResponder responder_;
     FeatureRegisters features_;
     Files files_;
+    SideChannels side_channels_;
     virtual_device::GvcpServer server_;
     const StateFile state_;
 };
@@ -347,6 +364,7 @@ void Camera::go_silent(bool silent) { impl_->link().set_silent(silent); }
 void Camera::go_silent_for(std::chrono::milliseconds time) { impl_->link().be_silent_for(time); }
 void Camera::reboot(const RebootOptions& options) { impl_->reboot(options); }
 void Camera::set_file_faults(const FileFaults& faults) { impl_->set_file_faults(faults); }
+void Camera::set_side_channel_faults(const SideChannelFaults& faults) { impl_->set_side_channel_faults(faults); }
 void Camera::set_control_faults(const ControlFaults& faults) { impl_->link().set_faults(faults); }
 FaultStatistics Camera::fault_statistics() const { return impl_->link().statistics(); }
 

@@ -14,6 +14,7 @@
 #include "tools/softcam/faults.h"
 #include "tools/softcam/files.h"
 #include "tools/softcam/payload.h"
+#include "tools/softcam/side_channels.h"
 
 namespace softcam {
 
@@ -31,6 +32,8 @@ struct CameraOptions {
     bool manifest = false;       ///< lists its description in a manifest table, too
     ControlFaults control_faults{};
     FileFaults file_faults{};
+    /// Their seeds follow one another from this one, a port after the other.
+    SideChannelFaults side_channel_faults{};
     /// Of each channel by itself; their seeds follow one another from this one.
     vex::transmitter::StreamFaultSettings stream_faults{};
     /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.
@@ -87,6 +90,8 @@ public:
     [[nodiscard]] FaultStatistics fault_statistics() const;
     /// From the next operation on a file on.
     void set_file_faults(const FileFaults& faults);
+    /// Of serial ports and the I2C bus, from now on; the draws begin anew.
+    void set_side_channel_faults(const SideChannelFaults& faults);
 
     /// Loses packets as `loss` decides, beside the stream's faults.
     void set_loss(std::shared_ptr<vex::transmitter::PacketLoss> loss);

@@ -95,6 +95,15 @@ void add_file_faults(CLI::App& app, FileFaults& faults)
         ->group(group);
 }
 
+void add_side_channel_faults(CLI::App& app, SideChannelFaults& faults)
+{
+    constexpr const char* group = "Faults of serial ports and the I2C bus, of 1000";
+    add_rate(app, "--uart-lost", faults.uart.lost, "received characters that get lost", group);
+    add_rate(app, "--uart-overruns", faults.uart.overruns, "received characters that the FIFO does not take", group);
+    add_rate(app, "--i2c-no-ack", faults.i2c.no_acknowledge, "I2C transfers that no slave acknowledges", group);
+    add_rate(app, "--i2c-stuck", faults.i2c.stuck, "I2C transfers that find the data wire held low", group);
+}
+
 void add_schedule(CLI::App& app, Schedule& schedule, std::string& description_file)
 {
     constexpr const char* group = "Faults, at a time";
@@ -163,6 +172,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     app.add_flag("-q,--quiet", line.quiet, "print errors only");
     add_faults(app, options);
     add_file_faults(app, options.file_faults);
+    add_side_channel_faults(app, options.side_channel_faults);
     add_stream_faults(app, options.stream_faults);
     add_schedule(app, line.schedule, description_file);
     try {
@@ -174,6 +184,8 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
 
     options.stream_faults.seed = seed != 0 ? seed : std::random_device{}() | 1U;
     options.control_faults.seed = options.stream_faults.seed;
+    options.side_channel_faults.uart.seed = options.stream_faults.seed;
+    options.side_channel_faults.i2c.seed = options.stream_faults.seed;
     if (!description_file.empty()) {
         line.schedule.reboot.description = contents_of(description_file);
     }

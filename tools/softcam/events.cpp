@@ -8,6 +8,7 @@ namespace softcam {
 
 namespace {
 constexpr std::uint16_t first_event_id = 0x9000;
+constexpr std::uint16_t first_received_id = 0x9010;
 }
 
 void CameraEvents::raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number)
@@ -27,6 +28,16 @@ void CameraEvents::raise(EventKind kind, std::uint64_t timestamp, std::uint64_t 
         event.data.resize(4);
         wire::store_be32(event.data.data(), static_cast<std::uint32_t>(number));
     }
+    channel_.post(std::move(event));
+}
+
+void CameraEvents::tell_received(std::uint32_t port, std::uint64_t timestamp, std::uint32_t count)
+{
+    virtual_device::DeviceEvent event;
+    event.event_id = static_cast<std::uint16_t>(first_received_id + port);
+    event.timestamp = timestamp;
+    event.data.resize(4);
+    wire::store_be32(event.data.data(), count);
     channel_.post(std::move(event));
 }
 

@@ -27,6 +27,9 @@ public:
 
     /// The data of frame events is the block ID, that of the test event `number` in 4 bytes; the others have none.
     void raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number = 0);
+    /// Bytes wait at the serial port with this number; the event ID is 0x9010 plus it, the data their count in 4 bytes.
+    /// Whether it is wanted is up to the port's registers.
+    void tell_received(std::uint32_t port, std::uint64_t timestamp, std::uint32_t count);
 
     [[nodiscard]] vex::virtual_device::MessageChannel& channel() noexcept { return channel_; }
 

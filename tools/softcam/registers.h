@@ -78,7 +78,12 @@
     X(file_status, 0x00019018)                                                                                         \
     X(file_result, 0x0001901C)                                                                                         \
     X(file_size, 0x00019020)                                                                                           \
-    X(file_buffer, 0x00040000) /* 131072 bytes */
+    X(file_buffer, 0x00040000) /* 131072 bytes */                                                                      \
+    /* serial ports and the I2C bus: blocks of 4096 bytes each */                                                      \
+    X(serial0, 0x00070000)                                                                                             \
+    X(serial1, 0x00071000)                                                                                             \
+    X(bulk0, 0x00072000)                                                                                               \
+    X(bulk1, 0x00073000)
 
 namespace softcam::reg {
 
