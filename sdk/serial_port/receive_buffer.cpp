@@ -29,6 +29,7 @@ PvResult ReceiveBuffer::open()
     held_ = 0;
     dropped_ = 0;
     end_ = PvResult::OK;
+    open_ = true;
     return PvResult::OK;
 }
 
@@ -38,6 +39,7 @@ void ReceiveBuffer::close(PvResult now, PvResult later) noexcept
         const std::lock_guard lock(mutex_);
         closed_with_ = std::move(now);
         end_ = std::move(later);
+        open_ = false;
         ++closings_;
         held_ = 0;
     }
@@ -54,6 +56,14 @@ void ReceiveBuffer::end(PvResult why) noexcept
         end_ = std::move(why);
     }
     changed_.notify_all();
+}
+
+void ReceiveBuffer::resume() noexcept
+{
+    const std::lock_guard lock(mutex_);
+    if (open_) {
+        end_ = PvResult::OK;
+    }
 }
 
 std::size_t ReceiveBuffer::put(std::span<const std::uint8_t> bytes) noexcept

@@ -35,6 +35,8 @@ public:
     void close(PvResult now, PvResult later) noexcept;
     /// No more will come. What is there can still be read; then reads answer `why`.
     void end(PvResult why) noexcept;
+    /// After end(): more comes again. What is there stays. Nothing happens to a buffer that is closed.
+    void resume() noexcept;
 
     /// Takes received bytes, as many as there is room for, and counts the rest as dropped. The number taken. A buffer
     /// that is closed or at its end takes none and counts none.
@@ -80,6 +82,7 @@ private:
     std::size_t held_ = 0;
     std::uint64_t dropped_ = 0;
     std::uint64_t closings_ = 0;
+    bool open_ = false;
     PvResult end_ = PvResult(PvResult::NotConnected);  ///< why no more comes; OK while it may
     PvResult closed_with_;                             ///< for the reads that the last closing interrupted
 };
