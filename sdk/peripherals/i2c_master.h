@@ -18,7 +18,7 @@ struct I2cTransfer {
     std::optional<std::uint8_t> offset{};  ///< sent to the slave before the data
     bool read = false;
     bool combined = false;  ///< between a read's offset and its data stands a repeated start, not a stop and a start
-    bool stop = true;       ///< after the last byte; otherwise the master keeps the bus, and a repeated start comes next
+    bool stop = true;  ///< after the last byte; otherwise the master keeps the bus, and a repeated start comes next
 };
 
 /// Drives the wires. A slave that does not acknowledge ends the transfer with a stop. A data wire that is low where the

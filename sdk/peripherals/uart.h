@@ -37,7 +37,7 @@ struct UartFaults {
 struct UartModel {
     std::size_t receive_size = 4096;   ///< of the FIFO, bytes
     std::size_t transmit_size = 1024;  ///< of the FIFO, bytes
-    bool real_rate = false;  ///< characters take the time that they take on a line; otherwise none
+    bool real_rate = false;            ///< characters take the time that they take on a line; otherwise none
     /// The far end waits while the receive FIFO is full; otherwise what finds no room is lost and counted.
     bool flow_control = true;
 };

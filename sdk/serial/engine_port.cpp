@@ -86,7 +86,7 @@ PvResult EnginePort::begin(PvIPEngineSerial port)
     if (PvResult result = connection->check_writable(); !result.IsOK()) {
         return result;
     }
-    if (PvResult result = claim_.take(device_.identity(), port, "a serial port", name_); !result.IsOK()) {
+    if (PvResult result = claim_.take(device_.identity(), port, "a serial port object", name_); !result.IsOK()) {
         return result;
     }
     mac_ = connection->facts().mac;
@@ -119,8 +119,7 @@ PvResult EnginePort::attach(const std::shared_ptr<control::Connection>& connecti
     }
     const bool anew = !again || !connection->kept_control();
     if (anew) {
-        if (PvResult result = features->flush_receive();
-            !result.IsOK() && result.GetCode() != PvResult::NotSupported) {
+        if (PvResult result = features->flush_receive(); !result.IsOK() && result.GetCode() != PvResult::NotSupported) {
             return result;
         }
     }
@@ -182,7 +181,11 @@ void EnginePort::close() noexcept
     }
     if (features && !in_notification && is_up()) {
         const device::OwnAccesses own;
-        (void)features->notify(false);
+        try {
+            (void)features->notify(false);
+        } catch (const std::bad_alloc&) {
+            // then it tells nobody
+        }
     }
     up_ = false;
     claim_.release();
@@ -308,7 +311,8 @@ milliseconds EnginePort::look()
     if (more) {
         return milliseconds(0);
     }
-    return tells_ ? told_interval : polling_interval;
+    // a read that wants more than the buffer holds makes room while it waits, and says nothing of it
+    return tells_ && !full_ ? told_interval : polling_interval;
 }
 
 bool EnginePort::follow_connection()

@@ -29,10 +29,7 @@ PvResult usable_size(const PvGenRegister& block, std::size_t header, std::size_t
     return PvResult::OK;
 }
 
-PvString feature(const std::string& port_name, const char* name)
-{
-    return PvString(feature_prefix(port_name) + name);
-}
+PvString feature(const std::string& port_name, const char* name) { return PvString(feature_prefix(port_name) + name); }
 
 }  // namespace
 

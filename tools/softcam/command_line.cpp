@@ -118,6 +118,14 @@ void add_schedule(CLI::App& app, Schedule& schedule, std::string& description_fi
         ->group(group);
 }
 
+void set_seed(CameraOptions& options, std::uint64_t seed)
+{
+    options.stream_faults.seed = seed;
+    options.control_faults.seed = seed;
+    options.side_channel_faults.uart.seed = seed;
+    options.side_channel_faults.i2c.seed = seed;
+}
+
 std::string contents_of(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -182,10 +190,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
         return std::nullopt;
     }
 
-    options.stream_faults.seed = seed != 0 ? seed : std::random_device{}() | 1U;
-    options.control_faults.seed = options.stream_faults.seed;
-    options.side_channel_faults.uart.seed = options.stream_faults.seed;
-    options.side_channel_faults.i2c.seed = options.stream_faults.seed;
+    set_seed(options, seed != 0 ? seed : std::random_device{}() | 1U);
     if (!description_file.empty()) {
         line.schedule.reboot.description = contents_of(description_file);
     }

@@ -9,7 +9,7 @@ namespace softcam {
 namespace {
 constexpr std::uint16_t first_event_id = 0x9000;
 constexpr std::uint16_t first_received_id = 0x9010;
-}
+}  // namespace
 
 void CameraEvents::raise(EventKind kind, std::uint64_t timestamp, std::uint64_t number)
 {
