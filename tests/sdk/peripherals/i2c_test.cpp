@@ -58,7 +58,7 @@ private:
         if (bits_.size() < 9) {
             return;
         }
-        char item[8];
+        char item[24];
         std::snprintf(item, sizeof item, "%02lX%c", std::stoul(bits_.substr(0, 8), nullptr, 2),
                       bits_[8] == '0' ? '+' : '-');
         add(item);
