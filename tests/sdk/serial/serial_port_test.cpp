@@ -199,7 +199,7 @@ TEST_F(EngineSerialPort, LosesNothingToALossyControlChannel)
     SCOPED_TRACE("seed " + std::to_string(seed));
     ASSERT_TRUE(open().IsOK());
     device->GetGenLink()->SetIntegerValue("HeartbeatTimeout", 5000);
-    camera->set_control_faults({.lost = 10, .seed = seed});
+    camera->set_control_faults({.seed = seed, .lost = 10});
     const Bytes bytes = random_bytes(20'000, seed);
     auto writer = std::async(std::launch::async, [&] {
         std::uint32_t written = 0;
