@@ -82,6 +82,8 @@ suite_scripts() {
     for script in tests/scripts/*.vbs; do count_script "$script" "$folder" 127.0.0.2; done
     count_script examples/vbscript/features.vbs 127.0.0.2
     count_script examples/vbscript/pipeline.vbs 127.0.0.2
+    count_script examples/vbscript/serial.vbs 127.0.0.2
+    count_script examples/vbscript/i2c.vbs 127.0.0.2
     count_script examples/vbscript/save_bmp.vbs "$folder"
     count_script examples/vbscript/configuration.vbs "$folder\\configuration.xml" 127.0.0.2
     # a disk of its own that is soon full

@@ -182,7 +182,8 @@ TEST_F(SideChannels, WorkLateBound)
     VARIANT first{};
     LONG index = 0;
     ASSERT_EQ(SafeArrayGetElement(answer->parray, &index, &first), S_OK);
-    EXPECT_EQ(V_UI1(&first), 'S');  // of SoftCam
+    ASSERT_EQ(VariantChangeType(&first, &first, 0, VT_I4), S_OK);
+    EXPECT_EQ(V_I4(&first), 'S');  // of SoftCam
     VariantClear(&first);
 }
 
