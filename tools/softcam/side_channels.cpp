@@ -30,12 +30,12 @@ constexpr std::uint32_t bulk0 = 2;
 
 SideChannels::SideChannels(virtual_device::RegisterMap& map, const std::string& id, Announce announce,
                            const net::Clock& clock)
-    : uarts_{Uart({}, std::make_unique<Loopback>(), clock), Uart({}, std::make_unique<CommandLineDevice>(id), clock),
-             Uart({.real_rate = true, .flow_control = false}, std::make_unique<Loopback>(), clock)},
+    : uarts_{{Uart({}, std::make_unique<Loopback>(), clock), Uart({}, std::make_unique<CommandLineDevice>(id), clock),
+              Uart({.real_rate = true, .flow_control = false}, std::make_unique<Loopback>(), clock)}},
       uart_registers_{
-          UartRegisters(map, reg::serial0, uarts_[0], [announce](std::uint32_t count) { announce(serial0, count); }),
-          UartRegisters(map, reg::serial1, uarts_[1], [announce](std::uint32_t count) { announce(serial1, count); }),
-          UartRegisters(map, reg::bulk0, uarts_[2], [announce](std::uint32_t count) { announce(bulk0, count); })},
+          {UartRegisters(map, reg::serial0, uarts_[0], [announce](std::uint32_t count) { announce(serial0, count); }),
+           UartRegisters(map, reg::serial1, uarts_[1], [announce](std::uint32_t count) { announce(serial1, count); }),
+           UartRegisters(map, reg::bulk0, uarts_[2], [announce](std::uint32_t count) { announce(bulk0, count); })}},
       i2c_registers_(map, reg::bulk1, bus_, clock)
 {
     bus_.attach(std::make_unique<peripherals::Eeprom>(eeprom_address, eeprom_write_time, clock));
