@@ -17,8 +17,10 @@
 #include "tools/pvctl/feature_commands.h"
 #include "tools/pvctl/file_command.h"
 #include "tools/pvctl/grab_command.h"
+#include "tools/pvctl/i2c_command.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
+#include "tools/pvctl/serial_command.h"
 #include "tools/pvctl/serve_command.h"
 #include "tools/pvctl/switchover_command.h"
 #include "tools/pvctl/text_table.h"
@@ -61,8 +63,8 @@ int main(int argc, char** argv)
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
-                      pvctl::FileCommand, pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand,
-                      pvctl::ConvertCommand>(app);
+                      pvctl::FileCommand, pvctl::SerialCommand, pvctl::I2cCommand, pvctl::SaveCommand,
+                      pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
