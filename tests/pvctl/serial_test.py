@@ -65,8 +65,9 @@ class Serial(programs.PvctlTest):
         self.assertEqual(self.good_json("i2c", "read", CAMERA, "Bulk1", "0x90", "2", "--offset", "2", "--separate"),
                          [0x12, 52])
         self.assertEqual(self.good("i2c", "read", CAMERA, "Bulk1", "0xA0", "--slow"), "FF\n")
-        self.fails(1, "0x50 did not acknowledge", "i2c", "read", CAMERA, "Bulk1", "0x50")
+        self.fails(3, "0x50 did not acknowledge", "i2c", "read", CAMERA, "Bulk1", "0x50")
         self.fails(2, "no byte", "i2c", "write", CAMERA, "Bulk1", "0x90", "256")
 
 
-programs.main()
+if __name__ == "__main__":
+    programs.main()
