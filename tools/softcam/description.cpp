@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "tools/softcam/description_template.h"
@@ -12,14 +13,18 @@ namespace softcam {
 
 namespace {
 
-std::string address_text(std::string_view name)
+/// The address of "name", or of "name+0x10" in a block of registers.
+std::string address_text(std::string_view place)
 {
+    const std::size_t plus = std::min(place.find('+'), place.size());
+    const std::string_view name = place.substr(0, plus);
     const auto found = std::ranges::find(reg::all, name, &reg::Named::name);
     if (found == reg::all.end()) {
         throw std::logic_error("the description names an unknown register: " + std::string(name));
     }
+    const unsigned long offset = plus < place.size() ? std::stoul(std::string(place.substr(plus + 1)), nullptr, 0) : 0;
     char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(found->address));
+    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(found->address + offset));
     return text;
 }
 

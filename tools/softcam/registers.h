@@ -1,4 +1,4 @@
-// The camera's own registers. The names are those that the description refers to as @name@.
+// The camera's own registers. The names are those that the description refers to as @name@, or @name+offset@.
 #pragma once
 
 #include <array>
