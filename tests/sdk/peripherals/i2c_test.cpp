@@ -11,7 +11,7 @@
 
 #include "sdk/peripherals/i2c_master.h"
 #include "sdk/peripherals/i2c_slaves.h"
-#include "tests/sdk/peripherals/moved_clock.h"
+#include "tests/sdk/virtualdevice/manual_clock.h"
 
 using namespace vex::peripherals;
 using namespace std::chrono_literals;
@@ -104,7 +104,7 @@ protected:
     }
     std::string wires() { return analyser.take(); }
 
-    MovedClock clock;
+    ManualClock clock;
     I2cBus bus;
     I2cMaster master{bus};
     Analyser analyser;

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/sdk/peripherals/moved_clock.h"
+#include "tests/sdk/virtualdevice/manual_clock.h"
 
 using namespace vex::peripherals;
 using namespace std::chrono_literals;
@@ -53,7 +53,7 @@ protected:
         return {answer.begin(), answer.end()};
     }
 
-    MovedClock clock;
+    ManualClock clock;
     std::unique_ptr<Uart> uart;
 };
 

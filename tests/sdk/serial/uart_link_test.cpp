@@ -17,7 +17,7 @@
 #include "sdk/serial/port_names.h"
 #include "sdk/virtualdevice/uart_registers.h"
 #include "sdk/wire/bytes.h"
-#include "tests/sdk/peripherals/moved_clock.h"
+#include "tests/sdk/virtualdevice/manual_clock.h"
 
 using namespace vex;
 using serial::UartLink;
@@ -127,7 +127,7 @@ protected:
         return bytes;
     }
 
-    MovedClock clock;
+    ManualClock clock;
     std::shared_ptr<WiredUart> port = std::make_shared<WiredUart>(peripherals::UartModel{}, clock);
     ReceiveBuffer buffer;
     UartLink link;
