@@ -286,10 +286,14 @@ void EnginePort::run(control::Worker::Signals& signals)
     const device::OwnAccesses own;
     milliseconds wait{0};
     while (signals.pause(wait)) {
+        const bool gone = device_.is_gone();
         try {
             wait = look();
         } catch (const std::bad_alloc&) {
             wait = away_interval;
+        }
+        if (gone && !up_) {
+            return;  // it never comes back
         }
     }
 }
