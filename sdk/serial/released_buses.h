@@ -8,8 +8,8 @@ class PvIPEngineI2CBus;
 
 namespace vex::serial {
 
-/// Keeps buses whose owner went without closing them: they stay open, and nobody can open their port, as long as the
-/// process lives. Whoever tries is told why.
+/// Keeps buses whose owner went without closing them: they stay open as long as the process lives, and nobody can
+/// open their port through the same device object. Whoever tries is told why.
 ///
 /// Thread safety: all members may be called from any thread.
 class ReleasedBuses {
