@@ -336,4 +336,24 @@ TEST(ReceiveBufferBeforeItIsOpen, AnswersThatItIsNot)
     EXPECT_EQ(buffer.put(bytes), 0u);
 }
 
+TEST_F(ReceiveBuffer, GoesOnAfterItsEnd)
+{
+    EXPECT_EQ(put("abc"), 3U);
+    buffer.end(PvResult::NotConnected);
+    EXPECT_EQ(put("x"), 0U);
+    buffer.resume();
+    EXPECT_EQ(put("de"), 2U);
+    EXPECT_EQ(text(5), "abcde");
+    EXPECT_EQ(take(1).result.GetCode(), PvResult::Timeout);
+    EXPECT_EQ(buffer.dropped(), 0U);
+}
+
+TEST_F(ReceiveBuffer, ThatIsClosedDoesNotGoOn)
+{
+    buffer.close(PvResult::Aborted, PvResult::NotConnected);
+    buffer.resume();
+    EXPECT_EQ(put("x"), 0U);
+    EXPECT_EQ(take(1).result.GetCode(), PvResult::NotConnected);
+}
+
 }  // namespace
