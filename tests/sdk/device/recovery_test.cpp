@@ -64,6 +64,16 @@ TEST_F(Recovery, PutsBackWhatWasSet)
     EXPECT_GT(sink.accesses, accesses);
 }
 
+TEST_F(Recovery, PutsBackWhatWasSetRightAfterItWasTurnedOn)
+{
+    link().SetBooleanValue("LinkRecoveryEnabled", false);
+    connect();
+    link().SetBooleanValue("LinkRecoveryEnabled", true);
+    set("Width", "320");
+    reboot();
+    EXPECT_EQ(text("Width"), "320");
+}
+
 TEST_F(Recovery, OfSettingsIsNoAccessOfTheApplication)
 {
     link().SetBooleanValue("LinkRecoveryEnabled", false);

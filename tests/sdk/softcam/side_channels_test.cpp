@@ -11,8 +11,8 @@ constexpr std::uint32_t receive_count = 0x10;
 constexpr std::uint32_t receive_position = 0x14;
 constexpr std::uint32_t transmit_room = 0x1C;
 constexpr std::uint32_t receive_notification = 0x28;
-constexpr std::uint32_t receive_block = 0x200;
-constexpr std::uint32_t transmit_block = 0x400;
+constexpr std::uint32_t receive_window = 0x200;
+constexpr std::uint32_t transmit_window = 0x400;
 
 class SideChannels : public SoftCam {
 protected:
@@ -29,7 +29,7 @@ protected:
     {
         Bytes block = {0, 0, 0, static_cast<std::uint8_t>(bytes.size())};
         block.insert(block.end(), bytes.begin(), bytes.end());
-        return host.write_bytes(port + transmit_block, block);
+        return host.write_bytes(port + transmit_window, block);
     }
 
     HostSocket messages;
@@ -41,7 +41,7 @@ TEST_F(SideChannels, LoopBytesBack)
 {
     EXPECT_EQ(send(reg::serial0, {1, 2, 3, 4}), status::success);
     EXPECT_EQ(host.read(reg::serial0 + receive_count), 4U);
-    EXPECT_EQ(host.read_bytes(reg::serial0 + receive_block, 16),
+    EXPECT_EQ(host.read_bytes(reg::serial0 + receive_window, 16),
               (Bytes{0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1, 2, 3, 4}));
     // reading takes nothing; a position does, once
     EXPECT_EQ(host.read(reg::serial0 + receive_count), 4U);
@@ -54,7 +54,7 @@ TEST_F(SideChannels, LoopBytesBack)
 TEST_F(SideChannels, SendABlockOnceThatIsRepeatedUnderItsRequestId)
 {
     const unsigned id = host.next_id();
-    const Bytes request = write_memory(id, reg::serial0 + transmit_block, Bytes{0, 0, 0, 4, 1, 2, 3, 4});
+    const Bytes request = write_memory(id, reg::serial0 + transmit_window, Bytes{0, 0, 0, 4, 1, 2, 3, 4});
     EXPECT_EQ(status_of(host.ask(request)), status::success);
     EXPECT_EQ(status_of(host.ask(request)), status::success);
     EXPECT_EQ(host.read(reg::serial0 + receive_count), 4U);
