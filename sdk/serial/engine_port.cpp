@@ -123,10 +123,12 @@ PvResult EnginePort::attach(const std::shared_ptr<control::Connection>& connecti
             return result;
         }
     }
+    if (PvResult result = link_.begin(features, anew); !result.IsOK()) {
+        return result;
+    }
     PvGenParameter* const announcement = features->announcement();
     tells_ = announcement != nullptr && features->notify(true).IsOK();
     listen(announcement);
-    link_.begin(features, anew);
     connection_ = connection;
     const std::lock_guard lock(mutex_);
     features_ = std::move(features);

@@ -11,14 +11,39 @@ namespace vex::serial {
 using uart_blocks::receive_header;
 using uart_blocks::transmit_header;
 
-void UartLink::begin(std::shared_ptr<UartAccess> access, bool anew)
+struct UartLink::Header {
+    std::uint32_t position = 0;
+    std::uint32_t count = 0;
+    std::uint32_t overruns = 0;
+};
+
+PvResult UartLink::look(UartAccess& port, Header& header)
 {
+    received_.resize(port.receive_block_size());
+    if (PvResult result = port.read_block(received_); !result.IsOK()) {
+        return result;
+    }
+    header.position = wire::load_be32(received_.data());
+    header.count = wire::load_be32(received_.data() + 4);
+    header.overruns = wire::load_be32(received_.data() + 8);
+    return PvResult::OK;
+}
+
+PvResult UartLink::begin(std::shared_ptr<UartAccess> access, bool anew)
+{
+    if (anew) {
+        Header header;
+        if (PvResult result = look(*access, header); !result.IsOK()) {
+            return result;
+        }
+        next_.reset();
+        first_overruns_ = header.overruns;
+        overruns_ = 0;
+    }
     const std::lock_guard lock(mutex_);
     access_ = std::move(access);
     room_ = 0;
-    if (anew) {
-        anew_ = true;
-    }
+    return PvResult::OK;
 }
 
 std::shared_ptr<UartAccess> UartLink::access() const
@@ -38,37 +63,28 @@ PvResult UartLink::receive(serial_port::ReceiveBuffer& buffer, bool& more)
 {
     more = false;
     const auto port = access();
-    if (anew_.exchange(false)) {
-        next_.reset();
-        first_overruns_.reset();
-        overruns_ = 0;
-    }
     const std::size_t room = buffer.wait_for_room(std::chrono::milliseconds(0));
     if (room == 0) {
         return PvResult::OK;
     }
-    received_.resize(port->receive_block_size());
-    if (PvResult result = port->read_block(received_); !result.IsOK()) {
+    Header header;
+    if (PvResult result = look(*port, header); !result.IsOK()) {
         return result;
     }
-    const std::uint32_t position = wire::load_be32(received_.data());
-    const std::uint32_t count = wire::load_be32(received_.data() + 4);
-    const std::uint32_t overruns = wire::load_be32(received_.data() + 8);
-    first_overruns_ = first_overruns_.value_or(overruns);
-    overruns_ = overruns - *first_overruns_;
-    if (count == 0) {
+    overruns_ = header.overruns - first_overruns_;
+    if (header.count == 0) {
         return PvResult::OK;
     }
     const auto bytes = std::span<const std::uint8_t>(received_).subspan(receive_header);
-    const auto here = static_cast<std::uint32_t>(std::min<std::size_t>(count, bytes.size()));
-    const std::uint32_t skipped = std::min(known(position, count), here);
+    const auto here = static_cast<std::uint32_t>(std::min<std::size_t>(header.count, bytes.size()));
+    const std::uint32_t skipped = std::min(known(header.position, header.count), here);
     const auto fresh = bytes.first(here).subspan(skipped);
     const auto taken = static_cast<std::uint32_t>(buffer.offer(fresh));
-    next_ = position + skipped + taken;
+    next_ = header.position + skipped + taken;
     if (PvResult result = port->take_until(*next_); !result.IsOK()) {
         return result;
     }
-    more = count > skipped + taken && taken == fresh.size();
+    more = header.count > skipped + taken && taken == fresh.size();
     return PvResult::OK;
 }
 

@@ -17,11 +17,13 @@ namespace vex::serial {
 /// What the device has received is read and then taken by its position, so that a transfer whose acknowledge was lost
 /// neither doubles nor loses a byte. What there is room for in the device is asked only when what was known is used up.
 ///
-/// Thread safety: receive() from one thread, transmit() from one thread beside it; begin() and the rest from any.
+/// Thread safety: begin() and receive() from one thread at a time, transmit() from one thread beside it; the rest from
+/// any.
 class UartLink {
 public:
-    /// Goes on with this port. `anew`: its counters have begun anew, or what it holds is not wanted.
-    void begin(std::shared_ptr<UartAccess> access, bool anew);
+    /// Goes on with this port. `anew`: its counters have begun anew, or what it holds is not wanted. Fails only then,
+    /// when they cannot be read.
+    [[nodiscard]] PvResult begin(std::shared_ptr<UartAccess> access, bool anew);
 
     /// Moves at most a block into `buffer`, no more than it has room for. `more`: there is more in the device, and room
     /// for it.
@@ -34,18 +36,21 @@ public:
     [[nodiscard]] std::uint32_t overruns() const noexcept { return overruns_; }
 
 private:
+    struct Header;
+
     [[nodiscard]] std::shared_ptr<UartAccess> access() const;
+    /// Reads the received block.
+    [[nodiscard]] PvResult look(UartAccess& port, Header& header);
     /// How many bytes of a block that begins at `position` with `count` were handed on already.
     [[nodiscard]] std::uint32_t known(std::uint32_t position, std::uint32_t count);
 
     mutable std::mutex mutex_;
     std::shared_ptr<UartAccess> access_;
-    std::atomic<bool> anew_{true};
     std::atomic<std::uint32_t> room_{0};  ///< in the device, at least
     std::atomic<std::uint32_t> overruns_{0};
     // the receiving thread's
     std::optional<std::uint32_t> next_;  ///< position of the byte to hand on next
-    std::optional<std::uint32_t> first_overruns_;
+    std::uint32_t first_overruns_ = 0;
     std::vector<std::uint8_t> received_;
     // the transmitting thread's
     std::vector<std::uint8_t> sent_;

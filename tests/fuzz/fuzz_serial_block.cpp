@@ -85,14 +85,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     serial_port::ReceiveBuffer buffer;
     require(buffer.resize(buffer_size).IsOK() && buffer.open().IsOK());
     serial::UartLink link;
-    link.begin(port, true);
+    require(link.begin(port, true).IsOK());
     const std::vector<std::uint8_t> sent(100, 1);
     for (View script(data, size); script.size() > port->header.size();) {
         port->how = script[0];
         std::copy_n(script.begin() + 1, port->header.size(), port->header.begin());
         script = script.subspan(1 + port->header.size());
         if ((port->how & 0x08) != 0) {
-            link.begin(port, (port->how & 0x20) != 0);
+            (void)link.begin(port, (port->how & 0x20) != 0);
         }
         if ((port->how & 0x01) != 0) {
             std::uint32_t written = 0;

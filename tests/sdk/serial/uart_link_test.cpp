@@ -103,7 +103,7 @@ protected:
     UartLinkTest()
     {
         EXPECT_TRUE(buffer.open().IsOK());
-        link.begin(port, true);
+        EXPECT_TRUE(link.begin(port, true).IsOK());
     }
 
     /// Sends all, as long as there is room.
@@ -167,7 +167,7 @@ TEST_F(UartLinkTest, AsksForRoomOnlyWhenItIsUsedUp)
 TEST_F(UartLinkTest, WritesNothingWithoutRoom)
 {
     port = std::make_shared<WiredUart>(peripherals::UartModel{.transmit_size = 8, .real_rate = true}, clock);
-    link.begin(port, true);
+    ASSERT_TRUE(link.begin(port, true).IsOK());
     const Bytes bytes = random_bytes(20, 4);
     EXPECT_EQ(send(bytes), 8U);
     EXPECT_EQ(send(bytes), 0U);
@@ -213,7 +213,7 @@ TEST_F(UartLinkTest, GoesOnWhenThePortHasBegunAnew)
     (void)receive();
     (void)held();
     port->registers.power_on();
-    link.begin(port, true);
+    ASSERT_TRUE(link.begin(port, true).IsOK());
     const Bytes bytes = random_bytes(200, 8);
     EXPECT_EQ(send(bytes), 200U);
     (void)receive();
@@ -224,9 +224,8 @@ TEST_F(UartLinkTest, CountsWhatTheDeviceHadNoRoomFor)
 {
     port = std::make_shared<WiredUart>(
         peripherals::UartModel{.receive_size = 16, .real_rate = true, .flow_control = false}, clock);
-    link.begin(port, true);
+    ASSERT_TRUE(link.begin(port, true).IsOK());
     EXPECT_EQ(send(random_bytes(20, 9)), 20U);
-    (void)receive();
     clock.advance(std::chrono::seconds(1));
     (void)receive();
     EXPECT_EQ(link.overruns(), 4U);
