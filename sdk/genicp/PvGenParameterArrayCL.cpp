@@ -96,6 +96,9 @@ PvResult reach(const PvString& port, const genicp::DeviceId& wanted, std::chrono
     std::vector<std::uint32_t> rates = how.baud_rates;
     if (wanted.baud_rate != 0) {
         rates = {wanted.baud_rate};
+    } else if (genicp::kind_of_port(port.view()) == genicp::PortKind::pipe) {
+        // the line behind it is somebody else's to set; its bytes get the time of the slowest one
+        rates = {std::ranges::min(rates)};
     }
     PvSerialPortConfiguration line = how.line;
     line.BaudRate = rates.front();

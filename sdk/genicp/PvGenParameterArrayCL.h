@@ -13,7 +13,9 @@
 /// to the camera, in either order; without a connection features tell what is known without one, and accesses fail with
 /// NotConnected.
 ///
-/// Ports: a serial port of this computer by the system's name (COM3, \\.\COM12, /dev/ttyS0). Devices:
+/// Ports: a serial port of this computer by the system's name (COM3, \\.\COM12, /dev/ttyS0), or what another program
+/// serves, as a bridge does: pipe:NAME, tcp:PORT, tcp:ADDRESS:PORT. Such a line's rate is not set from here; what is
+/// given as the rate, or the slowest one of the template, tells how long its bytes take. Devices:
 /// TEMPLATE[:BAUD[:MANUFACTURER[:MODEL[:SERIAL]]]], as ProbeDevice and GetDeviceID give it; what is left out is left
 /// open, so that "GenCP" means whatever device is there, and the empty text, too. Descriptions: "Device", the best one
 /// in the camera's own memory, "Device:0" and so on for the entries of its manifest, or the name of a file, plain or
@@ -53,7 +55,8 @@ public:
     /// Opens the port, finds the device, at the rate that is given or as ProbeDevice does with the serial time-out, and
     /// takes control of it. A connection that the array has is ended first.
     /// InvalidParameter for texts that are no port or device, NotFound when no such device answers, StateError when
-    /// somebody else has the port, NotSupported for a port that is not served, and what the device reports.
+    /// somebody else has the port, NotSupported for a line that cannot be what the template wants, and what the device
+    /// reports.
     PvResult Connect(const PvString& aPortID, const PvString& aDeviceID);
 
     /// The time that the device has for the answer to each message, in milliseconds; what the line needs to carry the

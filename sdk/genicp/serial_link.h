@@ -21,7 +21,8 @@ public:
 
     /// Open until the link is destroyed or somebody closes it.
     [[nodiscard]] virtual PvSerialPort& port() noexcept = 0;
-    /// Changes the line. NotSupported for a rate that it cannot have, NotConnected.
+    /// Changes the line; a pipe takes any rate, which is not its own. NotSupported for a rate that it cannot have,
+    /// NotConnected.
     [[nodiscard]] virtual PvResult set_baud_rate(std::uint32_t baud_rate) = 0;
 
 protected:
@@ -30,8 +31,7 @@ protected:
 
 enum class PortKind : std::uint8_t {
     host,  ///< a serial port of this computer: COM3, \\.\COM12, /dev/ttyS0
-    pipe,  ///< pipe:NAME, the end of a bridge on this computer
-    tcp,   ///< tcp:PORT, the same
+    pipe,  ///< pipe:NAME or tcp:PORT, what another program serves: the end of a bridge
 };
 
 [[nodiscard]] PortKind kind_of_port(std::string_view name) noexcept;
@@ -39,8 +39,8 @@ enum class PortKind : std::uint8_t {
 /// Opens a port for its caller alone. `link` is set on success only.
 ///
 /// InvalidParameter for a name that cannot be one, NotFound, StateError when somebody has the port, NotSupported for a
-/// kind that is not served or a configuration that the line cannot take. What was set on the line before is put back
-/// when the link goes.
+/// configuration that the line cannot take, Timeout for a pipe that does not answer. What was set on the line before is
+/// put back when the link goes.
 [[nodiscard]] PvResult open_link(const PvString& name, const PvSerialPortConfiguration& configuration,
                                  std::unique_ptr<SerialLink>& link);
 

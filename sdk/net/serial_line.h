@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "sdk/net/closable.h"
+#include "sdk/net/pipe_name.h"
 
 namespace vex::net {
 
@@ -49,6 +50,10 @@ public:
     /// device_or_resource_busy when someone else has it, permission_denied, inappropriate_io_control_operation for what
     /// is no serial line, not_supported for settings that it cannot take.
     [[nodiscard]] static std::shared_ptr<SerialLine> open(const std::string& name, const SerialSettings& settings);
+
+    /// The end of a pipe that another program serves (Pipe::connect, which throws the same): carries bytes as a line
+    /// does, has gone when the other program ends it, takes any settings, which mean nothing to it, and has no errors.
+    [[nodiscard]] static std::shared_ptr<SerialLine> over_pipe(const PipeName& name, std::chrono::milliseconds timeout);
 
     explicit SerialLine(std::unique_ptr<SystemSerialLine> system);
     SerialLine(const SerialLine&) = delete;

@@ -55,6 +55,9 @@ TcpConnection TcpConnection::open(const Endpoint& server, std::chrono::milliseco
     if (::getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&outcome), &size) != 0) {
         fail(last_socket_error());
     }
+    if (outcome == WSAECONNREFUSED) {
+        fail(std::make_error_code(std::errc::connection_refused));  // whose Windows number compares equal to nothing
+    }
     if (outcome != 0) {
         ::WSASetLastError(outcome);
         fail(last_socket_error());

@@ -62,6 +62,20 @@ PvResult refused(const std::error_code& error, const std::string& name,
     return failure(PvResult::GenericError, "The serial port ", name, " cannot be opened: ", error.message());
 }
 
+PvResult pipe_refused(const std::error_code& error, const std::string& name) noexcept
+{
+    if (error == std::errc::no_such_file_or_directory || error == std::errc::connection_refused) {
+        return failure(PvResult::NotFound, "Nobody serves ", name);
+    }
+    if (error == std::errc::device_or_resource_busy) {
+        return failure(PvResult::StateError, name, " is in use by another program");
+    }
+    if (error == std::errc::timed_out) {
+        return failure(PvResult::Timeout, name, " does not answer");
+    }
+    return failure(PvResult::GenericError, name, " cannot be opened: ", error.message());
+}
+
 /// How long a write may take: twice what the line needs, and a second.
 milliseconds write_time(std::uint32_t bytes, const PvSerialPortConfiguration& configuration) noexcept
 {
@@ -75,6 +89,25 @@ HostSerialPort::~HostSerialPort() { (void)HostSerialPort::Close(); }
 
 PvResult HostSerialPort::open(const PvString& name, const PvSerialPortConfiguration& configuration)
 {
+    return open_over(name, configuration, [&] { return net::SerialLine::open(name.str(), to_line(configuration)); });
+}
+
+PvResult HostSerialPort::open_pipe(const net::PipeName& pipe, const PvSerialPortConfiguration& configuration,
+                                   milliseconds timeout)
+{
+    const std::string name = pipe.to_string();
+    try {
+        const std::shared_ptr<net::SerialLine> line = net::SerialLine::over_pipe(pipe, timeout);
+        return open_over(PvString(name), configuration, [&] { return line; });
+    } catch (const std::system_error& error) {
+        return pipe_refused(error.code(), name);
+    }
+}
+
+template <class OpenLine>
+PvResult HostSerialPort::open_over(const PvString& name, const PvSerialPortConfiguration& configuration,
+                                   OpenLine&& open_line)
+{
     if (PvResult invalid = configuration.IsValid(); !invalid.IsOK()) {
         return invalid;
     }
@@ -84,7 +117,7 @@ PvResult HostSerialPort::open(const PvString& name, const PvSerialPortConfigurat
     }
     close_line();
     try {
-        const auto line = net::SerialLine::open(name.str(), to_line(configuration));
+        const std::shared_ptr<net::SerialLine> line = open_line();
         Opened made{name.str(), configuration, line, false};
         if (PvResult no_memory = received_.open(); !no_memory.IsOK()) {
             return no_memory;

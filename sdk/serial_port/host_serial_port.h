@@ -36,6 +36,12 @@ public:
     /// somebody else has the line, NotSupported for a configuration that the line cannot take. The texts name the line.
     [[nodiscard]] PvResult open(const PvString& name, const PvSerialPortConfiguration& configuration);
 
+    /// Opens the end of a pipe that another program serves, as of a bridge, within `timeout`. The configuration tells
+    /// nothing but how fast bytes go. NotFound when nobody serves it, StateError when the port is open or the pipe is
+    /// somebody else's, Timeout.
+    [[nodiscard]] PvResult open_pipe(const net::PipeName& pipe, const PvSerialPortConfiguration& configuration,
+                                     std::chrono::milliseconds timeout);
+
     /// Changes the line at once. InvalidParameter or NotSupported leave it as it was; NotConnected.
     [[nodiscard]] PvResult configure(const PvSerialPortConfiguration& configuration);
 
@@ -61,6 +67,10 @@ private:
         bool gone = false;
     };
 
+    /// `open_line` gives the line or throws as net::SerialLine::open does.
+    template <class OpenLine>
+    [[nodiscard]] PvResult open_over(const PvString& name, const PvSerialPortConfiguration& configuration,
+                                     OpenLine&& open_line);
     [[nodiscard]] Opened opened() const;
     void close_line();  ///< under control_mutex_
     void receive(net::SerialLine& line);

@@ -8,7 +8,6 @@ Option Explicit
 Const OK = 0                           ' VexOK
 Const NotConnected = &H17              ' VexNotConnected
 Const NotFound = &H19                  ' VexNotFound
-Const NotSupported = &H1A              ' VexNotSupported
 Const InvalidParameter = &H4001        ' VexInvalidParameter
 
 Dim cl, list, ports, timeout, value
@@ -41,7 +40,7 @@ Expect "probing a port that there is not", cl.ProbeDevice("COM250", "GenCP", 100
 ExpectCode "a port that there is not", cl.Connect("COM250", "GenCP"), NotFound
 ExpectCode "a device that is none", cl.Connect("COM250", "GenCP:fast"), InvalidParameter
 ExpectCode "a template that there is not", cl.Connect("COM250", "no such template"), NotFound
-ExpectCode "the end of a bridge", cl.Connect("pipe:camera", "GenCP"), NotSupported
+ExpectCode "a pipe that nobody serves", cl.Connect("pipe:camera", "GenCP"), NotFound
 
 ' the members of any array
 If Not cl.GetByName("Width") Is Nothing Then Fail "there is a parameter"

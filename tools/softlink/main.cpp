@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/softcam/stop_signal.h"
+#include "tools/softlink/pipe_device.h"
 #include "tools/softlink/pty_device.h"
 #include "tools/softlink/terminal_owner.h"
 
@@ -22,6 +23,7 @@ struct CommandLine {
     softlink::DeviceOptions device;
     softlink::FaultRates faults;
     std::string link;
+    std::string serve;
     std::string xml;
     std::uint32_t heartbeat_ms = 0;
     std::uint32_t pending_ms = 200;
@@ -30,6 +32,7 @@ struct CommandLine {
 void declare(CLI::App& app, CommandLine& line)
 {
     app.add_option("--link", line.link, "Name of a link to make to the line, removed at the end");
+    app.add_option("--serve", line.serve, "pipe:NAME or tcp:PORT to serve, in place of a pseudo terminal");
     app.add_option("--xml", line.xml, "File with the description of the features, in place of the built-in one");
     app.add_option("--manufacturer", line.device.manufacturer, "Manufacturer's name");
     app.add_option("--model", line.device.model, "Model's name");
@@ -88,6 +91,17 @@ private:
     std::string name_;
 };
 
+/// Says where the camera is, and lets it run.
+void run(const CommandLine& line, const std::string& name, const softcam::StopSignal& stop)
+{
+    if (line.faults.any()) {
+        std::printf("softlink: faults on the line, seed %llu\n", static_cast<unsigned long long>(line.faults.seed));
+    }
+    std::printf("softlink: listening on %s (serial %s)\n", name.c_str(), line.device.serial_number.c_str());
+    std::fflush(stdout);
+    stop.wait();
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -101,16 +115,19 @@ int main(int argc, char** argv)
         line.faults.pending_time = std::chrono::milliseconds(line.pending_ms);
         const softcam::StopSignal stop;
         const std::string xml = line.xml.empty() ? std::string() : text_of_file(line.xml);
-        const softlink::PtyDevice device(line.device, line.faults, xml);
-        const softlink::TerminalOwner owner(device.name());
-        const Link link(line.link, device.name());
-        if (line.faults.any()) {
-            std::printf("softlink: faults on the line, seed %llu\n", static_cast<unsigned long long>(line.faults.seed));
+        if (line.serve.empty()) {
+            const softlink::PtyDevice device(line.device, line.faults, xml);
+            const softlink::TerminalOwner owner(device.name());
+            const Link link(line.link, device.name());
+            run(line, device.name(), stop);
+        } else {
+            const auto pipe = vex::net::PipeName::parse(line.serve);
+            if (!pipe) {
+                throw std::runtime_error(line.serve + " does not name a pipe");
+            }
+            const softlink::PipeDevice device(*pipe, line.device, line.faults, xml);
+            run(line, device.name(), stop);
         }
-        std::printf("softlink: listening on %s (serial %s)\n", device.name().c_str(),
-                    line.device.serial_number.c_str());
-        std::fflush(stdout);
-        stop.wait();
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "softlink: %s\n", error.what());

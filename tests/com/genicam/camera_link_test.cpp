@@ -15,6 +15,7 @@
 #include "tests/com/devices/camera_client.h"
 #include "tests/sdk/genicp/camera_files.h"
 #include "tools/softlink/gencp_device.h"
+#include "tools/softlink/pipe_device.h"
 
 namespace {
 
@@ -201,7 +202,25 @@ TEST_F(CameraLink, RefusesPortsAndDevicesThatAreNone)
     EXPECT_EQ(connect(L"COM250"), VexNotFound);
     EXPECT_EQ(connect(L"COM250", L"GenCP:fast"), VexInvalidParameter);
     EXPECT_EQ(connect(L"COM250", L"NoTemplate"), VexNotFound);
-    EXPECT_EQ(connect(L"tcp:5000"), VexNotSupported);
+    EXPECT_EQ(connect(L"pipe:no camera"), VexInvalidParameter);
+    EXPECT_EQ(connect(L"pipe:no-camera"), VexNotFound);
+}
+
+TEST_F(CameraLink, ReachesCamerasByPipes)
+{
+    for (const std::string& name : {std::string("tcp:0"), "pipe:com-" + std::to_string(GetCurrentProcessId())}) {
+        const softlink::PipeDevice camera(*vex::net::PipeName::parse(name), {}, {});
+        const std::string found = camera.name();
+        const std::wstring port(found.begin(), found.end());
+        EXPECT_EQ(probe(port, L"GenCP"), L"GenCP:9600:Vex:SoftLink:SL-0001");
+        ASSERT_EQ(connect(port), VexOK) << found;
+        EXPECT_EQ(text_of(array, &IVexGenParameterArrayCL::get_PortID), port);
+        ASSERT_EQ(build(L"Device"), VexOK);
+        __int64 value = 0;
+        EXPECT_EQ(code_of([&](IVexResult** result) { return array->GetIntegerValue(Text(L"Width"), &value, result); }),
+                  VexOK);
+        EXPECT_EQ(value, 640);
+    }
 }
 
 /// With a camera at the port.

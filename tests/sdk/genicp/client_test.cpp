@@ -258,6 +258,12 @@ TEST_F(GencpClient, GivesTheLineItsTime)
     EXPECT_EQ(clock.now() - begin, milliseconds(100 + 1315));
 }
 
+TEST(GencpRequestId, IsAnotherOneForEachClientToBeginBehind)
+{
+    const std::uint16_t first = genicp::some_request_id();
+    EXPECT_NE(genicp::some_request_id(), first);
+}
+
 TEST_F(GencpClient, KeepsToMemory)
 {
     EXPECT_EQ(client.read(~std::uint64_t{0}, word).kind, Kind::outside);

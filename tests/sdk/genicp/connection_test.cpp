@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -202,6 +203,17 @@ TEST(GencpHeartbeat, BeatsSeveralTimesWithinTheTimeOfTheDevice)
     EXPECT_EQ(genicp::interval_for(std::chrono::hours(1)), milliseconds(10'000));
 }
 
+TEST(GencpHeartbeat, EndsWithoutWaitingForTheNextBeat)
+{
+    std::atomic<int> beats{0};
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        const genicp::Heartbeat heartbeat(std::chrono::hours(1), [&] { return ++beats > 0; });
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::hours(1));
+    EXPECT_LE(beats, 1);
+}
+
 TEST_F(GencpConnection, IsLostAfterSeveralBeatsWithoutAnAnswer)
 {
     connect();
@@ -329,7 +341,9 @@ TEST_F(GencpConnection, FilesAreThoseOfTheFolderOnly)
     std::string xml;
     EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "broken.zip", xml).GetCode(),
               PvResult::GenICamXMLError);
-    for (const char* const name : {"missing.xml", "../passwd.xml", "/etc/passwd", ".."}) {
+    std::filesystem::create_directory(std::filesystem::path(files.folder()) / "below");
+    files.put("below/own.xml", small_description);
+    for (const char* const name : {"missing.xml", "below/own.xml", "../passwd.xml", "/etc/passwd", ".."}) {
         EXPECT_EQ(genicp::read_description(nullptr, files.folder(), name, xml).GetCode(), PvResult::NotFound) << name;
     }
     EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "Device", xml).GetCode(), PvResult::NotConnected);
