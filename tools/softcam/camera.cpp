@@ -42,6 +42,13 @@ private:
     const std::shared_ptr<transmitter::PacketLoss> other_;
 };
 
+std::unique_ptr<peripherals::SerialDevice> serial1_device(const CameraOptions& options)
+{
+    return options.serial1_device
+               ? options.serial1_device()
+               : std::make_unique<peripherals::CommandLineDevice>("SoftCam " + options.serial_number);
+}
+
 // A table of the one description that there is.
 virtual_device::Region manifest_of(const std::string& archive)
 {
@@ -90,7 +97,7 @@ public:
                              std::span<const std::uint8_t> file) { return features_.load_user_set_file(set, file); }},
               clock),
           side_channels_(
-              responder_.registers(), "SoftCam " + options.serial_number,
+              responder_.registers(), serial1_device(options),
               [this](std::uint32_t port, std::uint32_t count) {
                   events_.tell_received(port, acquisition_.timestamp(), count);
               },

@@ -3,11 +3,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "sdk/base/address.h"
 #include "sdk/net/clock.h"
+#include "sdk/peripherals/serial_device.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/virtualdevice/message_channel.h"
@@ -34,6 +36,8 @@ struct CameraOptions {
     FileFaults file_faults{};
     /// Their seeds follow one another from this one, a port after the other.
     SideChannelFaults side_channel_faults{};
+    /// What hangs on Serial1, made for each camera; empty: a command line device.
+    std::function<std::unique_ptr<vex::peripherals::SerialDevice>()> serial1_device{};
     /// Of each channel by itself; their seeds follow one another from this one.
     vex::transmitter::StreamFaultSettings stream_faults{};
     /// Where the user-defined name and the persistent address configuration are kept between runs; empty: nowhere.

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <utility>
 
 #include "sdk/peripherals/i2c_slaves.h"
 #include "tools/softcam/registers.h"
@@ -10,7 +11,6 @@ using namespace vex;
 
 namespace softcam {
 
-using peripherals::CommandLineDevice;
 using peripherals::Loopback;
 using peripherals::Uart;
 using virtual_device::UartRegisters;
@@ -28,9 +28,9 @@ constexpr std::uint32_t bulk0 = 2;
 
 }  // namespace
 
-SideChannels::SideChannels(virtual_device::RegisterMap& map, const std::string& id, Announce announce,
-                           const net::Clock& clock)
-    : uarts_{{Uart({}, std::make_unique<Loopback>(), clock), Uart({}, std::make_unique<CommandLineDevice>(id), clock),
+SideChannels::SideChannels(virtual_device::RegisterMap& map, std::unique_ptr<peripherals::SerialDevice> on_serial1,
+                           Announce announce, const net::Clock& clock)
+    : uarts_{{Uart({}, std::make_unique<Loopback>(), clock), Uart({}, std::move(on_serial1), clock),
               Uart({.real_rate = true, .flow_control = false}, std::make_unique<Loopback>(), clock)}},
       uart_registers_{
           {UartRegisters(map, reg::serial0, uarts_[0], [announce](std::uint32_t count) { announce(serial0, count); }),
