@@ -38,6 +38,11 @@ PvResult PvGenInteger::GetIncrement(std::int64_t& aIncrement) const
     return run([&] { aIncrement = node_->int_increment(); });
 }
 
+PvResult PvGenInteger::GetValidValues(std::vector<std::int64_t>& aValues) const
+{
+    return run([&] { aValues = node_->valid_int_values(); });
+}
+
 PvResult PvGenInteger::GetRepresentation(PvGenRepresentation& aRepresentation) const
 {
     aRepresentation = genicam::representation_of(node_->representation());
