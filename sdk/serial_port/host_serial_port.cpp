@@ -10,6 +10,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
+#include "sdk/serial_port/line_outcome.h"
 #include "sdk/serial_port/line_settings.h"
 
 namespace vex::serial_port {
@@ -25,41 +26,6 @@ PvResult not_open() noexcept { return failure(PvResult::NotConnected, "The seria
 PvResult gone(const std::string& name) noexcept
 {
     return failure(PvResult::NotConnected, "The serial port ", name, " has gone");
-}
-
-/// Why a line refuses: `name` and the configuration that was asked for, in words.
-PvResult unsupported(const std::string& name, const PvSerialPortConfiguration& configuration) noexcept
-{
-    const char* const parity = configuration.Parity == PvParityEven  ? "even"
-                               : configuration.Parity == PvParityOdd ? "odd"
-                                                                     : "no";
-    return failure(PvResult::NotSupported, "The serial port ", name, " cannot be set to ", configuration.BaudRate,
-                   " baud, ", configuration.ByteSize, " data bits, ", parity, " parity, ", configuration.StopBits,
-                   " stop bits");
-}
-
-PvResult refused(const std::error_code& error, const std::string& name,
-                 const PvSerialPortConfiguration& configuration) noexcept
-{
-    if (error == std::errc::no_such_device) {
-        return failure(PvResult::NotFound, "There is no serial port ", name);
-    }
-    if (error == std::errc::device_or_resource_busy) {
-        return failure(PvResult::StateError, "The serial port ", name, " is in use by another program");
-    }
-    if (error == std::errc::permission_denied) {
-        return failure(PvResult::GenericError, "This user may not open the serial port ", name);
-    }
-    if (error == std::errc::invalid_argument) {
-        return failure(PvResult::InvalidParameter, "'", name, "' cannot be the name of a serial port");
-    }
-    if (error == std::errc::inappropriate_io_control_operation) {
-        return failure(PvResult::InvalidParameter, name, " is not a serial port");
-    }
-    if (error == std::errc::not_supported) {
-        return unsupported(name, configuration);
-    }
-    return failure(PvResult::GenericError, "The serial port ", name, " cannot be opened: ", error.message());
 }
 
 PvResult pipe_refused(const std::error_code& error, const std::string& name) noexcept
@@ -127,7 +93,7 @@ PvResult HostSerialPort::open_over(const PvString& name, const PvSerialPortConfi
         opened_ = std::move(made);
         return PvResult::OK;
     } catch (const std::system_error& error) {
-        return refused(error.code(), name.str(), configuration);
+        return line_refused(error.code(), name.str(), configuration);
     } catch (const std::bad_alloc&) {
         return PvResult::NotEnoughMemory;
     }
@@ -143,7 +109,7 @@ PvResult HostSerialPort::configure(const PvSerialPortConfiguration& configuratio
         return not_open();
     }
     if (const std::error_code error = now.line->configure(to_line(configuration)); error) {
-        return error == std::errc::not_supported ? unsupported(now.name, configuration) : gone(now.name);
+        return error == std::errc::not_supported ? line_refused(error, now.name, configuration) : gone(now.name);
     }
     const std::lock_guard lock(mutex_);
     opened_.configuration = configuration;
