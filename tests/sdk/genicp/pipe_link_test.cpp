@@ -1,6 +1,7 @@
 // Cameras that are reached by pipes, as behind a bridge.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
@@ -75,6 +76,18 @@ TEST_F(CameraLinkPipe, ProbingNamesTheDeviceThatConnectTakes)
     EXPECT_EQ(device, PvString(found));
     EXPECT_TRUE(array.Connect(port, device).IsOK());
     EXPECT_TRUE(PvGenParameterArrayCL::ProbeDevice(port, "GenCP", 0).empty()) << "the camera is in use";
+}
+
+TEST_F(CameraLinkPipe, IsAskedOnceBecauseItsRateIsNotSetFromHere)
+{
+    softlink::FaultRates rates;
+    rates.lost_answers = 1000;
+    serve("tcp:0", rates);
+    ASSERT_TRUE(array.SetSerialTimeout(500).IsOK());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(array.Connect(port, "GenCP").GetCode(), PvResult::NotFound);
+    constexpr std::chrono::seconds at_each_rate(8);  // twice half a second, at least
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, at_each_rate);
 }
 
 TEST_F(CameraLinkPipe, TellsOfNamesThatNobodyServes)

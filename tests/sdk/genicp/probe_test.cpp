@@ -71,6 +71,16 @@ TEST_F(GencpProbe, PassesOverRatesThatTheLineCannotHave)
     EXPECT_EQ(found.baud_rate, 115'200U);
 }
 
+TEST_F(GencpProbe, IsNotHeldUpByWhatHasComeBefore)
+{
+    link = std::make_unique<ScriptedLink>(device, clock, 9600);
+    const auto frame = wire::gencp::read_memory_acknowledge(9, Bytes(500, 0));
+    link->scripted().deliver(Bytes(frame.bytes().begin(), frame.bytes().begin() + 20));
+    const auto begin = clock.now();
+    ASSERT_TRUE(genicp::find_device(*link, "COM3", how, how.baud_rates, milliseconds(250), clock, found).IsOK());
+    EXPECT_LT(clock.now() - begin, milliseconds(250));
+}
+
 TEST_F(GencpProbe, WritesNothingToTheDevice)
 {
     ASSERT_TRUE(find(9600).IsOK());

@@ -42,7 +42,6 @@ public:
     PvResult write_result;
     PvResult read_result;  ///< of reads, when it is not OK
     bool is_open = true;
-    int flushes = 0;
 
     void deliver(Bytes bytes, milliseconds after = {})
     {
@@ -103,7 +102,7 @@ public:
     }
     PvResult FlushRxBuffer() override
     {
-        ++flushes;
+        arrive();
         ready_.clear();
         return PvResult::OK;
     }
