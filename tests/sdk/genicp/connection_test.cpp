@@ -341,9 +341,9 @@ TEST_F(GencpConnection, FilesAreThoseOfTheFolderOnly)
     std::string xml;
     EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "broken.zip", xml).GetCode(),
               PvResult::GenICamXMLError);
-    std::filesystem::create_directory(std::filesystem::path(files.folder()) / "below");
-    files.put("below/own.xml", small_description);
-    for (const char* const name : {"missing.xml", "below/own.xml", "../passwd.xml", "/etc/passwd", ".."}) {
+    files.put("own.xml", small_description);
+    for (const char* const name :
+         {"missing.xml", "other/own.xml", "C:own.xml", "..\\own.xml", "../passwd.xml", "/etc/passwd", ".."}) {
         EXPECT_EQ(genicp::read_description(nullptr, files.folder(), name, xml).GetCode(), PvResult::NotFound) << name;
     }
     EXPECT_EQ(genicp::read_description(nullptr, files.folder(), "Device", xml).GetCode(), PvResult::NotConnected);

@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/bridge/PvSerialBridge.h"
 #include "sdk/device/PvDevice.h"
+#include "sdk/genicp/PvGenParameterArrayCL.h"
 #include "sdk/genicp/connection.h"
 #include "sdk/genicp/descriptions.h"
 #include "sdk/serial/PvSerialPortIPEngine.h"
@@ -121,6 +123,32 @@ TEST_F(GencpOnEnginePort, ComesThroughLostCharacters)
         ASSERT_NO_FATAL_FAILURE(write_and_read_back(value));
     }
     EXPECT_GT(connection->client().statistics().retries, 0U);
+}
+
+TEST_F(GencpOnEnginePort, CameraLinkArraysReachItByABridge)
+{
+    PvSerialBridge bridge;
+    const PvResult started = bridge.Start("tcp:0", &device, PvIPEngineSerial1);
+    ASSERT_TRUE(started.IsOK()) << started.description();
+    PvGenParameterArrayCL array;
+    ASSERT_TRUE(array.SetSerialTimeout(5000).IsOK());
+    for (int round = 0; round < 2; ++round) {
+        const PvResult connected = array.Connect(bridge.GetName(), "GenCP");
+        ASSERT_TRUE(connected.IsOK()) << connected.description();
+        EXPECT_EQ(array.GetDeviceID(), PvString("GenCP:9600:Vex:SoftLink:SL-0001"));
+        const PvResult built = array.Build("Device");
+        ASSERT_TRUE(built.IsOK()) << built.description();
+        ASSERT_TRUE(array.SetIntegerValue("Width", 800).IsOK());
+        array.InvalidateCache();
+        std::int64_t width = 0;
+        ASSERT_TRUE(array.GetIntegerValue("Width", width).IsOK());
+        EXPECT_EQ(width, 800);
+        ASSERT_TRUE(bridge.Stop().IsOK());
+        array.InvalidateCache();
+        EXPECT_EQ(array.GetIntegerValue("Width", width).GetCode(), PvResult::NotConnected);
+        ASSERT_TRUE(bridge.Start("tcp:0", &device, PvIPEngineSerial1).IsOK());
+    }
+    EXPECT_EQ(bridge.GetBytesDropped(), 0U);
 }
 
 TEST_F(GencpOnEnginePort, EndsWithTheDevice)
