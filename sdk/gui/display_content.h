@@ -1,0 +1,55 @@
+// The inside of a display window.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sdk/display/pictures.h"
+#include "sdk/display/view.h"
+#include "sdk/gui/content.h"
+#include "sdk/gui/painter.h"
+
+namespace vex::gui {
+
+/// Thread safety: show, clear and converter as Pictures; everything else on the window's thread.
+class DisplayContent final : public Content {
+public:
+    PvResult show(const PvBuffer* buffer, bool vsync);
+    void clear();
+    void set_background(COLORREF color);
+    void fit();
+    [[nodiscard]] PvBufferConverter& converter() noexcept { return pictures_.converter(); }
+
+    [[nodiscard]] const wchar_t* title() const noexcept override;
+    [[nodiscard]] DesignSize usual_size() const noexcept override;
+    [[nodiscard]] DesignSize least_size() const noexcept override;
+    [[nodiscard]] bool is_dialog() const noexcept override { return false; }
+    [[nodiscard]] bool created(HWND window) override;
+    void destroyed() noexcept override;
+    [[nodiscard]] std::optional<LRESULT> message(UINT message, WPARAM wparam, LPARAM lparam) override;
+    void resized(int width, int height, unsigned dpi) override;
+
+private:
+    /// From any thread: the window draws, once for however many calls.
+    void redraw() noexcept;
+    void paint();
+    [[nodiscard]] std::string pixel_text(const display::Picture& picture) const;
+    void wheel(WPARAM wparam, LPARAM lparam);
+    void begin_drag(LPARAM lparam);
+    void drag(LPARAM lparam);
+    [[nodiscard]] bool press(WPARAM key);
+
+    display::Pictures pictures_;
+    display::View view_;
+    std::atomic<HWND> window_{nullptr};
+    std::atomic<bool> told_{false};  ///< a message to draw is on its way
+    COLORREF background_ = RGB(0, 0, 0);
+    unsigned dpi_ = 96;
+    std::unique_ptr<Painter> painter_;
+    std::optional<POINT> dragged_from_;
+    POINT pointer_{-1, -1};
+};
+
+}  // namespace vex::gui

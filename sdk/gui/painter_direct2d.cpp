@@ -1,0 +1,228 @@
+#include <d2d1.h>
+#include <dwrite.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "sdk/gui/painter.h"
+
+namespace vex::gui {
+
+namespace {
+
+/// An interface of the system's, released with this object.
+template <class Interface>
+class Held {
+public:
+    Held() = default;
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    ~Held() { reset(); }
+
+    void reset() noexcept
+    {
+        if (Interface* const held = std::exchange(interface_, nullptr)) {
+            held->Release();
+        }
+    }
+    [[nodiscard]] Interface** out() noexcept
+    {
+        reset();
+        return &interface_;
+    }
+    [[nodiscard]] Interface* operator->() const noexcept { return interface_; }
+    [[nodiscard]] Interface* get() const noexcept { return interface_; }
+    [[nodiscard]] explicit operator bool() const noexcept { return interface_ != nullptr; }
+
+private:
+    Interface* interface_ = nullptr;
+};
+
+/// A library of the system's that may be missing; it stays loaded.
+template <class Function>
+Function function_of(const wchar_t* library, const char* name) noexcept
+{
+    const HMODULE module = LoadLibraryExW(library, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    return module != nullptr ? reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)))
+                             : nullptr;
+}
+
+D2D1_COLOR_F color_of(COLORREF color) noexcept
+{
+    return {static_cast<float>(GetRValue(color)) / 255.0F, static_cast<float>(GetGValue(color)) / 255.0F,
+            static_cast<float>(GetBValue(color)) / 255.0F, 1.0F};
+}
+
+class Direct2dPainter final : public Painter {
+public:
+    explicit Direct2dPainter(HWND window) : window_(window) {}
+
+    [[nodiscard]] bool begin()
+    {
+        using Create2d = HRESULT(WINAPI*)(D2D1_FACTORY_TYPE, REFIID, const D2D1_FACTORY_OPTIONS*, void**);
+        using CreateWrite = HRESULT(WINAPI*)(DWRITE_FACTORY_TYPE, REFIID, IUnknown**);
+        const auto create_2d = function_of<Create2d>(L"d2d1.dll", "D2D1CreateFactory");
+        const auto create_write = function_of<CreateWrite>(L"dwrite.dll", "DWriteCreateFactory");
+        return create_2d != nullptr && create_write != nullptr &&
+               SUCCEEDED(create_2d(D2D1_FACTORY_TYPE_SINGLE_THREADED, __uuidof(ID2D1Factory), nullptr,
+                                   reinterpret_cast<void**>(factory_.out()))) &&
+               SUCCEEDED(create_write(DWRITE_FACTORY_TYPE_SHARED, __uuidof(IDWriteFactory),
+                                      reinterpret_cast<IUnknown**>(write_.out())));
+    }
+
+    bool draw(const PAINTSTRUCT& /*paint*/, display::Size window, const Scene& scene) override
+    {
+        const auto width = static_cast<UINT32>(window.width);
+        const auto height = static_cast<UINT32>(window.height);
+        if (!target_ && !make_target(width, height)) {
+            return false;
+        }
+        const D2D1_SIZE_U now = target_->GetPixelSize();
+        if ((now.width != width || now.height != height) && FAILED(target_->Resize({width, height}))) {
+            return false;
+        }
+        if (!upload(scene)) {
+            return false;
+        }
+        target_->BeginDraw();
+        const D2D1_COLOR_F background = color_of(scene.background);
+        target_->Clear(&background);
+        draw_image(scene);
+        draw_texts(window, scene);
+        if (SUCCEEDED(target_->EndDraw())) {
+            return true;
+        }
+        // the card was lost or changed: another target may do, and if not, another painter
+        bitmap_.reset();
+        brush_.reset();
+        target_.reset();
+        return ++losses_ < most_losses;
+    }
+
+private:
+    static constexpr int most_losses = 3;
+
+    [[nodiscard]] bool make_target(UINT32 width, UINT32 height)
+    {
+        D2D1_RENDER_TARGET_PROPERTIES properties{};
+        properties.pixelFormat = {DXGI_FORMAT_B8G8R8A8_UNORM, D2D1_ALPHA_MODE_IGNORE};
+        properties.dpiX = properties.dpiY = 96;  // a unit is a pixel
+        D2D1_HWND_RENDER_TARGET_PROPERTIES of_window{};
+        of_window.hwnd = window_;
+        of_window.pixelSize = {width, height};
+        of_window.presentOptions = D2D1_PRESENT_OPTIONS_IMMEDIATELY;
+        const D2D1_COLOR_F white{1, 1, 1, 1};
+        return SUCCEEDED(factory_->CreateHwndRenderTarget(&properties, &of_window, target_.out())) &&
+               SUCCEEDED(target_->CreateSolidColorBrush(&white, nullptr, brush_.out()));
+    }
+
+    /// The picture's pixels to the card. False for an image that is too large for it.
+    [[nodiscard]] bool upload(const Scene& scene)
+    {
+        const display::Size size = scene.picture != nullptr ? scene.picture->size() : display::Size{};
+        if (size.empty()) {
+            return true;
+        }
+        const D2D1_SIZE_U wanted{static_cast<UINT32>(size.width), static_cast<UINT32>(size.height)};
+        const UINT32 most = target_->GetMaximumBitmapSize();
+        if (wanted.width > most || wanted.height > most) {
+            return false;
+        }
+        const std::uint8_t* const bytes = scene.picture->pixels.GetDataPointer();
+        const UINT32 stride = scene.picture->pixels.GetImage()->GetLineStride();
+        if (bitmap_) {
+            const D2D1_SIZE_U now = bitmap_->GetPixelSize();
+            if (now.width == wanted.width && now.height == wanted.height) {
+                return SUCCEEDED(bitmap_->CopyFromMemory(nullptr, bytes, stride));
+            }
+        }
+        D2D1_BITMAP_PROPERTIES properties{};
+        properties.pixelFormat = {DXGI_FORMAT_B8G8R8A8_UNORM, D2D1_ALPHA_MODE_IGNORE};
+        properties.dpiX = properties.dpiY = 96;
+        return SUCCEEDED(target_->CreateBitmap(wanted, bytes, stride, &properties, bitmap_.out()));
+    }
+
+    void draw_image(const Scene& scene)
+    {
+        if (!bitmap_ || scene.picture == nullptr || scene.picture->size().empty()) {
+            return;
+        }
+        const auto& [corner, scale] = scene.placement;
+        const display::Size image = scene.picture->size();
+        const D2D1_RECT_F place{static_cast<float>(corner.x), static_cast<float>(corner.y),
+                                static_cast<float>(corner.x + image.width * scale),
+                                static_cast<float>(corner.y + image.height * scale)};
+        // enlarged pixels stay squares, as whoever looks at single ones expects
+        const auto mode =
+            scale >= 1 ? D2D1_BITMAP_INTERPOLATION_MODE_NEAREST_NEIGHBOR : D2D1_BITMAP_INTERPOLATION_MODE_LINEAR;
+        target_->DrawBitmap(bitmap_.get(), &place, 1.0F, mode, nullptr);
+    }
+
+    void draw_texts(display::Size window, const Scene& scene)
+    {
+        const std::string text = scene.picture != nullptr ? scene.picture->text : std::string();
+        if ((text.empty() && scene.note.empty()) || !choose_font(scene.dpi)) {
+            return;
+        }
+        const auto width = static_cast<float>(window.width);
+        const auto height = static_cast<float>(window.height);
+        if (!text.empty()) {
+            const bool dark = 77 * GetRValue(scene.background) + 150 * GetGValue(scene.background) +
+                                  29 * GetBValue(scene.background) <
+                              128 * 256;
+            brush_->SetColor(color_of(dark ? RGB(255, 255, 255) : RGB(0, 0, 0)));
+            font_->SetTextAlignment(DWRITE_TEXT_ALIGNMENT_CENTER);
+            font_->SetParagraphAlignment(DWRITE_PARAGRAPH_ALIGNMENT_CENTER);
+            write(text, {0, 0, width, height});
+        }
+        if (!scene.note.empty()) {
+            const auto line = static_cast<float>(scaled(24, scene.dpi));
+            const D2D1_RECT_F place{0, height - line, width, height};
+            brush_->SetColor(D2D1_COLOR_F{0.125F, 0.125F, 0.125F, 0.75F});
+            target_->FillRectangle(&place, brush_.get());
+            brush_->SetColor(color_of(RGB(255, 255, 255)));
+            font_->SetTextAlignment(DWRITE_TEXT_ALIGNMENT_LEADING);
+            font_->SetParagraphAlignment(DWRITE_PARAGRAPH_ALIGNMENT_CENTER);
+            write(scene.note, {line / 4, place.top, width, height});
+        }
+    }
+
+    void write(const std::string& text, const D2D1_RECT_F& place)
+    {
+        const std::wstring letters = wide(text);
+        target_->DrawText(letters.c_str(), static_cast<UINT32>(letters.size()), font_.get(), &place, brush_.get(),
+                          D2D1_DRAW_TEXT_OPTIONS_CLIP, DWRITE_MEASURING_MODE_NATURAL);
+    }
+
+    [[nodiscard]] bool choose_font(unsigned dpi)
+    {
+        if (font_ && font_dpi_ == dpi) {
+            return true;
+        }
+        font_dpi_ = dpi;
+        return SUCCEEDED(write_->CreateTextFormat(L"Segoe UI", nullptr, DWRITE_FONT_WEIGHT_NORMAL,
+                                                  DWRITE_FONT_STYLE_NORMAL, DWRITE_FONT_STRETCH_NORMAL,
+                                                  static_cast<float>(scaled(14, dpi)), L"", font_.out()));
+    }
+
+    HWND window_;
+    Held<ID2D1Factory> factory_;
+    Held<IDWriteFactory> write_;
+    Held<ID2D1HwndRenderTarget> target_;
+    Held<ID2D1Bitmap> bitmap_;
+    Held<ID2D1SolidColorBrush> brush_;
+    Held<IDWriteTextFormat> font_;
+    unsigned font_dpi_ = 0;
+    int losses_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Painter> make_direct2d_painter(HWND window)
+{
+    auto painter = std::make_unique<Direct2dPainter>(window);
+    return painter->begin() ? std::move(painter) : nullptr;
+}
+
+}  // namespace vex::gui
