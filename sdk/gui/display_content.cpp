@@ -3,6 +3,7 @@
 #include <dwmapi.h>
 #include <windowsx.h>
 
+#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -16,6 +17,10 @@ constexpr UINT redraw_message = WM_APP + 1;
 /// From so many window pixels for each pixel of the image on, the pixel under the pointer is told.
 constexpr double telling_scale = 8;
 constexpr double wheel_factor = 1.25;
+
+/// A graphics card that takes so long, so often in a row, is none: the processor does what it should do.
+constexpr std::chrono::milliseconds slow_drawing{12};
+constexpr int most_slow_draws = 5;
 
 POINT point_of(LPARAM lparam) noexcept { return {GET_X_LPARAM(lparam), GET_Y_LPARAM(lparam)}; }
 
@@ -76,7 +81,8 @@ bool DisplayContent::created(HWND window)
 void DisplayContent::destroyed() noexcept
 {
     window_ = nullptr;
-    painter_.reset();
+    card_.reset();
+    processor_.reset();
     dragged_from_.reset();
 }
 
@@ -100,6 +106,7 @@ std::optional<LRESULT> DisplayContent::message(UINT message, WPARAM wparam, LPAR
         return 0;
     case WM_ERASEBKGND: return 1;
     case WM_PAINT: paint(); return 0;
+    case WM_PRINTCLIENT: print(reinterpret_cast<HDC>(wparam)); return 0;
     case WM_MOUSEWHEEL: wheel(wparam, lparam); return 0;
     case WM_LBUTTONDOWN: begin_drag(lparam); return 0;
     case WM_MOUSEMOVE: drag(lparam); return 0;
@@ -118,32 +125,67 @@ std::optional<LRESULT> DisplayContent::message(UINT message, WPARAM wparam, LPAR
 void DisplayContent::paint()
 {
     PAINTSTRUCT paint;
-    BeginPaint(window_, &paint);
-    RECT inside{};
-    GetClientRect(window_, &inside);
-    const display::Size size{static_cast<int>(inside.right), static_cast<int>(inside.bottom)};
-    if (!size.empty()) {
-        Scene scene;
-        scene.background = background_;
-        scene.dpi = dpi_;
-        scene.picture = pictures_.drawn();
-        if (scene.picture != nullptr && !scene.picture->size().empty()) {
-            view_.set_image(scene.picture->size());
-            scene.placement = view_.placement();
-            scene.note = pixel_text(*scene.picture);
-        }
-        if (!painter_) {
-            painter_ = make_direct2d_painter(window_);
-        }
-        if (!painter_ || !painter_->draw(paint, size, scene)) {
-            painter_ = make_gdi_painter();
-            static_cast<void>(painter_->draw(paint, size, scene));
-        }
+    const HDC dc = BeginPaint(window_, &paint);
+    if (const display::Size size = inside(); !size.empty()) {
+        const Scene scene = make_scene();
+        draw(dc, size, scene);
         if (scene.picture != nullptr && scene.picture->vsync) {
             DwmFlush();
         }
     }
     EndPaint(window_, &paint);
+}
+
+void DisplayContent::print(HDC dc)
+{
+    if (const display::Size size = inside(); !size.empty()) {
+        static_cast<void>(make_gdi_painter()->draw(dc, size, make_scene()));
+    }
+}
+
+display::Size DisplayContent::inside() const
+{
+    RECT all{};
+    GetClientRect(window_, &all);
+    return {static_cast<int>(all.right), static_cast<int>(all.bottom)};
+}
+
+Scene DisplayContent::make_scene()
+{
+    Scene scene;
+    scene.background = background_;
+    scene.dpi = dpi_;
+    scene.picture = pictures_.drawn();
+    if (scene.picture != nullptr && !scene.picture->size().empty()) {
+        view_.set_image(scene.picture->size());
+        scene.placement = view_.placement();
+        scene.note = pixel_text(*scene.picture);
+    }
+    return scene;
+}
+
+void DisplayContent::draw(HDC dc, display::Size size, const Scene& scene)
+{
+    // zoomed in, notes come and go with the pointer
+    if (!scene.has_text() && view_.is_fitted() && !card_is_slow_) {
+        if (!card_) {
+            card_ = make_direct2d_painter(window_);
+        }
+        const auto begin = std::chrono::steady_clock::now();
+        const bool drawn = card_ && card_->draw(dc, size, scene);
+        // a window that is drawn for the first time loads drivers
+        const bool slow = std::chrono::steady_clock::now() - begin > slow_drawing && card_draws_++ > 0;
+        slow_draws_ = slow ? slow_draws_ + 1 : 0;
+        card_is_slow_ = !drawn || slow_draws_ == most_slow_draws;
+        if (drawn) {
+            return;
+        }
+    }
+    card_.reset();  // what it has drawn would cover the rest
+    if (!processor_) {
+        processor_ = make_gdi_painter();
+    }
+    static_cast<void>(processor_->draw(dc, size, scene));
 }
 
 std::string DisplayContent::pixel_text(const display::Picture& picture) const
@@ -201,9 +243,8 @@ bool DisplayContent::press(WPARAM key)
     case VK_NUMPAD0: fit(); return true;
     case '1':
     case VK_NUMPAD1: {
-        RECT inside{};
-        GetClientRect(window_, &inside);
-        view_.show_one_to_one({inside.right / 2.0, inside.bottom / 2.0});
+        const display::Size size = inside();
+        view_.show_one_to_one({size.width / 2.0, size.height / 2.0});
         redraw();
         return true;
     }

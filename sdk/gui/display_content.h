@@ -35,6 +35,11 @@ private:
     /// From any thread: the window draws, once for however many calls.
     void redraw() noexcept;
     void paint();
+    /// Into a picture of the window that somebody takes.
+    void print(HDC dc);
+    [[nodiscard]] display::Size inside() const;
+    [[nodiscard]] Scene make_scene();
+    void draw(HDC dc, display::Size size, const Scene& scene);
     [[nodiscard]] std::string pixel_text(const display::Picture& picture) const;
     void wheel(WPARAM wparam, LPARAM lparam);
     void begin_drag(LPARAM lparam);
@@ -47,7 +52,11 @@ private:
     std::atomic<bool> told_{false};  ///< a message to draw is on its way
     COLORREF background_ = RGB(0, 0, 0);
     unsigned dpi_ = 96;
-    std::unique_ptr<Painter> painter_;
+    std::unique_ptr<Painter> card_;       ///< Direct2D, for images
+    std::unique_ptr<Painter> processor_;  ///< GDI, for what the other cannot or should not draw
+    bool card_is_slow_ = false;           ///< or cannot draw at all
+    int card_draws_ = 0;
+    int slow_draws_ = 0;  ///< in a row
     std::optional<POINT> dragged_from_;
     POINT pointer_{-1, -1};
 };

@@ -17,6 +17,11 @@ struct Scene {
     display::Placement placement{};
     std::string note{};  ///< UTF-8, in the lower left corner; empty for none
     unsigned dpi = 96;
+
+    [[nodiscard]] bool has_text() const noexcept
+    {
+        return !note.empty() || (picture != nullptr && !picture->text.empty());
+    }
 };
 
 /// One window's, of its thread.
@@ -27,13 +32,13 @@ public:
     Painter& operator=(const Painter&) = delete;
     virtual ~Painter() = default;
 
-    /// False when it cannot: another painter is to be used from then on. `paint` is what BeginPaint gave.
-    [[nodiscard]] virtual bool draw(const PAINTSTRUCT& paint, display::Size window, const Scene& scene) = 0;
+    /// False when it cannot: another painter is to be used from then on. `dc` is the window's, as BeginPaint gave it.
+    [[nodiscard]] virtual bool draw(HDC dc, display::Size window, const Scene& scene) = 0;
 };
 
-/// By the graphics card; null where the system has no Direct2D.
+/// By the graphics card, images only: texts are left out. Null where the system has no Direct2D.
 [[nodiscard]] std::unique_ptr<Painter> make_direct2d_painter(HWND window);
-/// On every system.
+/// On every system, everything.
 [[nodiscard]] std::unique_ptr<Painter> make_gdi_painter();
 
 }  // namespace vex::gui

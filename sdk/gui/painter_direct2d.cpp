@@ -1,8 +1,5 @@
 #include <d2d1.h>
-#include <dwrite.h>
 
-#include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "sdk/gui/painter.h"
@@ -61,17 +58,12 @@ public:
     [[nodiscard]] bool begin()
     {
         using Create2d = HRESULT(WINAPI*)(D2D1_FACTORY_TYPE, REFIID, const D2D1_FACTORY_OPTIONS*, void**);
-        using CreateWrite = HRESULT(WINAPI*)(DWRITE_FACTORY_TYPE, REFIID, IUnknown**);
         const auto create_2d = function_of<Create2d>(L"d2d1.dll", "D2D1CreateFactory");
-        const auto create_write = function_of<CreateWrite>(L"dwrite.dll", "DWriteCreateFactory");
-        return create_2d != nullptr && create_write != nullptr &&
-               SUCCEEDED(create_2d(D2D1_FACTORY_TYPE_SINGLE_THREADED, __uuidof(ID2D1Factory), nullptr,
-                                   reinterpret_cast<void**>(factory_.out()))) &&
-               SUCCEEDED(create_write(DWRITE_FACTORY_TYPE_SHARED, __uuidof(IDWriteFactory),
-                                      reinterpret_cast<IUnknown**>(write_.out())));
+        return create_2d != nullptr && SUCCEEDED(create_2d(D2D1_FACTORY_TYPE_SINGLE_THREADED, __uuidof(ID2D1Factory),
+                                                           nullptr, reinterpret_cast<void**>(factory_.out())));
     }
 
-    bool draw(const PAINTSTRUCT& /*paint*/, display::Size window, const Scene& scene) override
+    bool draw(HDC /*dc*/, display::Size window, const Scene& scene) override
     {
         const auto width = static_cast<UINT32>(window.width);
         const auto height = static_cast<UINT32>(window.height);
@@ -89,13 +81,11 @@ public:
         const D2D1_COLOR_F background = color_of(scene.background);
         target_->Clear(&background);
         draw_image(scene);
-        draw_texts(window, scene);
         if (SUCCEEDED(target_->EndDraw())) {
             return true;
         }
         // the card was lost or changed: another target may do, and if not, another painter
         bitmap_.reset();
-        brush_.reset();
         target_.reset();
         return ++losses_ < most_losses;
     }
@@ -112,9 +102,7 @@ private:
         of_window.hwnd = window_;
         of_window.pixelSize = {width, height};
         of_window.presentOptions = D2D1_PRESENT_OPTIONS_IMMEDIATELY;
-        const D2D1_COLOR_F white{1, 1, 1, 1};
-        return SUCCEEDED(factory_->CreateHwndRenderTarget(&properties, &of_window, target_.out())) &&
-               SUCCEEDED(target_->CreateSolidColorBrush(&white, nullptr, brush_.out()));
+        return SUCCEEDED(factory_->CreateHwndRenderTarget(&properties, &of_window, target_.out()));
     }
 
     /// The picture's pixels to the card. False for an image that is too large for it.
@@ -159,61 +147,10 @@ private:
         target_->DrawBitmap(bitmap_.get(), &place, 1.0F, mode, nullptr);
     }
 
-    void draw_texts(display::Size window, const Scene& scene)
-    {
-        const std::string text = scene.picture != nullptr ? scene.picture->text : std::string();
-        if ((text.empty() && scene.note.empty()) || !choose_font(scene.dpi)) {
-            return;
-        }
-        const auto width = static_cast<float>(window.width);
-        const auto height = static_cast<float>(window.height);
-        if (!text.empty()) {
-            const bool dark = 77 * GetRValue(scene.background) + 150 * GetGValue(scene.background) +
-                                  29 * GetBValue(scene.background) <
-                              128 * 256;
-            brush_->SetColor(color_of(dark ? RGB(255, 255, 255) : RGB(0, 0, 0)));
-            font_->SetTextAlignment(DWRITE_TEXT_ALIGNMENT_CENTER);
-            font_->SetParagraphAlignment(DWRITE_PARAGRAPH_ALIGNMENT_CENTER);
-            write(text, {0, 0, width, height});
-        }
-        if (!scene.note.empty()) {
-            const auto line = static_cast<float>(scaled(24, scene.dpi));
-            const D2D1_RECT_F place{0, height - line, width, height};
-            brush_->SetColor(D2D1_COLOR_F{0.125F, 0.125F, 0.125F, 0.75F});
-            target_->FillRectangle(&place, brush_.get());
-            brush_->SetColor(color_of(RGB(255, 255, 255)));
-            font_->SetTextAlignment(DWRITE_TEXT_ALIGNMENT_LEADING);
-            font_->SetParagraphAlignment(DWRITE_PARAGRAPH_ALIGNMENT_CENTER);
-            write(scene.note, {line / 4, place.top, width, height});
-        }
-    }
-
-    void write(const std::string& text, const D2D1_RECT_F& place)
-    {
-        const std::wstring letters = wide(text);
-        target_->DrawText(letters.c_str(), static_cast<UINT32>(letters.size()), font_.get(), &place, brush_.get(),
-                          D2D1_DRAW_TEXT_OPTIONS_CLIP, DWRITE_MEASURING_MODE_NATURAL);
-    }
-
-    [[nodiscard]] bool choose_font(unsigned dpi)
-    {
-        if (font_ && font_dpi_ == dpi) {
-            return true;
-        }
-        font_dpi_ = dpi;
-        return SUCCEEDED(write_->CreateTextFormat(L"Segoe UI", nullptr, DWRITE_FONT_WEIGHT_NORMAL,
-                                                  DWRITE_FONT_STYLE_NORMAL, DWRITE_FONT_STRETCH_NORMAL,
-                                                  static_cast<float>(scaled(14, dpi)), L"", font_.out()));
-    }
-
     HWND window_;
     Held<ID2D1Factory> factory_;
-    Held<IDWriteFactory> write_;
     Held<ID2D1HwndRenderTarget> target_;
     Held<ID2D1Bitmap> bitmap_;
-    Held<ID2D1SolidColorBrush> brush_;
-    Held<IDWriteTextFormat> font_;
-    unsigned font_dpi_ = 0;
     int losses_ = 0;
 };
 

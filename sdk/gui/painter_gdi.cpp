@@ -73,12 +73,12 @@ public:
         }
     }
 
-    bool draw(const PAINTSTRUCT& paint, display::Size window, const Scene& scene) override
+    bool draw(HDC dc, display::Size window, const Scene& scene) override
     {
-        if (scene.note.empty() && (scene.picture == nullptr || scene.picture->text.empty())) {
-            draw_image(paint.hdc, window, scene);
+        if (!scene.has_text()) {
+            draw_image(dc, window, scene);
         } else {
-            const Layers layers(paint.hdc, window);
+            const Layers layers(dc, window);
             draw_image(layers.dc(), window, scene);
             draw_texts(layers.dc(), window, scene);
         }

@@ -117,12 +117,12 @@ TEST_F(FailureTexts, SayThatNothingIsBehindAView)
 
 TEST_F(FailureTexts, SayThatAMemberIsNotBuilt)
 {
-    const auto window = make<IVexDisplayWnd>(L"VexDisplayWnd");
-    const Told told = told_by([&] { return window->Display(buffer.get(), 0, result.put()); });
+    const auto window = make<IVexDeviceFinderWnd>(L"VexDeviceFinderWnd");
+    const Told told = told_by([&] { return window->DoEvents(result.put()); });
     EXPECT_EQ(told.code, E_NOTIMPL);
     EXPECT_EQ(told.text, L"This version does not have this member");
-    EXPECT_EQ(told.source, L"VexKamCOMWrapper.VexDisplayWnd.1");
-    EXPECT_EQ(told.interface_id, __uuidof(IVexDisplayWnd));
+    EXPECT_EQ(told.source, L"VexKamCOMWrapper.VexDeviceFinderWnd.1");
+    EXPECT_EQ(told.interface_id, __uuidof(IVexDeviceFinderWnd));
 }
 
 TEST_F(FailureTexts, ReachLateBoundCallers)
