@@ -7,6 +7,8 @@
 #include <cmath>
 #include <utility>
 
+#include "sdk/gui/texts.h"
+
 namespace vex::gui {
 
 namespace {
@@ -66,7 +68,7 @@ void DisplayContent::fit()
     redraw();
 }
 
-const wchar_t* DisplayContent::title() const noexcept { return L"Display"; }
+const wchar_t* DisplayContent::title() const noexcept { return text(Text::display_title); }
 DesignSize DisplayContent::usual_size() const noexcept { return {800, 600}; }
 DesignSize DisplayContent::least_size() const noexcept { return {160, 120}; }
 

@@ -28,9 +28,9 @@ buffer.Data = square
 ExpectError "a square of bytes", ArgumentWrong, "VexBuffer", "The array does not have exactly one dimension"
 
 Dim window
-Set window = CreateObject("VexKamCOMWrapper.VexDeviceFinderWnd")
+Set window = CreateObject("VexKamCOMWrapper.VexGenBrowserWnd")
 window.DoEvents
-ExpectError "a member that is not built", NotBuilt, "VexDeviceFinderWnd", "This version does not have this member"
+ExpectError "a member that is not built", NotBuilt, "VexGenBrowserWnd", "This version does not have this member"
 
 ' an image whose buffer has gone
 Dim left_over

@@ -117,12 +117,12 @@ TEST_F(FailureTexts, SayThatNothingIsBehindAView)
 
 TEST_F(FailureTexts, SayThatAMemberIsNotBuilt)
 {
-    const auto window = make<IVexDeviceFinderWnd>(L"VexDeviceFinderWnd");
+    const auto window = make<IVexGenBrowserWnd>(L"VexGenBrowserWnd");
     const Told told = told_by([&] { return window->DoEvents(result.put()); });
     EXPECT_EQ(told.code, E_NOTIMPL);
     EXPECT_EQ(told.text, L"This version does not have this member");
-    EXPECT_EQ(told.source, L"VexKamCOMWrapper.VexDeviceFinderWnd.1");
-    EXPECT_EQ(told.interface_id, __uuidof(IVexDeviceFinderWnd));
+    EXPECT_EQ(told.source, L"VexKamCOMWrapper.VexGenBrowserWnd.1");
+    EXPECT_EQ(told.interface_id, __uuidof(IVexGenBrowserWnd));
 }
 
 TEST_F(FailureTexts, ReachLateBoundCallers)

@@ -1,0 +1,150 @@
+#include "sdk/gui/theme.h"
+
+#include <dwmapi.h>
+#include <uxtheme.h>
+
+#include <cwchar>
+#include <string>
+
+namespace vex::gui {
+
+namespace {
+
+/// DWMWA_USE_IMMERSIVE_DARK_MODE, which older headers do not have.
+constexpr DWORD dark_title_bar = 20;
+
+bool has_high_contrast() noexcept
+{
+    HIGHCONTRASTW contrast{};
+    contrast.cbSize = sizeof contrast;
+    return SystemParametersInfoW(SPI_GETHIGHCONTRAST, sizeof contrast, &contrast, 0) &&
+           (contrast.dwFlags & HCF_HIGHCONTRASTON) != 0;
+}
+
+bool wants_dark() noexcept
+{
+    DWORD light = 1;
+    DWORD size = sizeof light;
+    RegGetValueW(HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion\\Themes\\Personalize",
+                 L"AppsUseLightTheme", RRF_RT_REG_DWORD, nullptr, &light, &size);
+    return light == 0 && !has_high_contrast();
+}
+
+Colors dark_colors() noexcept
+{
+    Colors colors;
+    colors.dark = true;
+    colors.window = RGB(32, 32, 32);
+    colors.text = RGB(240, 240, 240);
+    colors.dimmed = RGB(150, 150, 150);
+    colors.field = RGB(24, 24, 24);
+    colors.field_text = RGB(240, 240, 240);
+    colors.line = RGB(64, 64, 64);
+    colors.accent = RGB(0, 90, 158);
+    colors.accent_text = RGB(255, 255, 255);
+    colors.wrong = RGB(255, 140, 120);
+    colors.flash = RGB(92, 76, 16);
+    return colors;
+}
+
+Colors system_colors() noexcept
+{
+    Colors colors;
+    colors.window = GetSysColor(COLOR_BTNFACE);
+    colors.text = GetSysColor(COLOR_BTNTEXT);
+    colors.dimmed = GetSysColor(COLOR_GRAYTEXT);
+    colors.field = GetSysColor(COLOR_WINDOW);
+    colors.field_text = GetSysColor(COLOR_WINDOWTEXT);
+    colors.line = GetSysColor(COLOR_3DSHADOW);
+    colors.accent = GetSysColor(COLOR_HIGHLIGHT);
+    colors.accent_text = GetSysColor(COLOR_HIGHLIGHTTEXT);
+    colors.wrong = has_high_contrast() ? colors.text : RGB(176, 0, 32);
+    colors.flash = has_high_contrast() ? colors.field : RGB(255, 241, 168);
+    return colors;
+}
+
+std::wstring class_of(HWND control)
+{
+    wchar_t name[64] = {};
+    GetClassNameW(control, name, 64);
+    return name;
+}
+
+}  // namespace
+
+Theme::Theme(unsigned dpi) : dpi_(dpi), colors_(wants_dark() ? dark_colors() : system_colors())
+{
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoForDpi(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0, dpi);
+    LOGFONTW facts = metrics.lfMessageFont;
+    font_ = CreateFontIndirectW(&facts);
+    facts.lfWeight = FW_BOLD;
+    bold_font_ = CreateFontIndirectW(&facts);
+    facts.lfWeight = FW_NORMAL;
+    facts.lfPitchAndFamily = FIXED_PITCH | FF_MODERN;
+    std::wcscpy(facts.lfFaceName, L"Consolas");
+    fixed_font_ = CreateFontIndirectW(&facts);
+    window_brush_ = CreateSolidBrush(colors_.window);
+    field_brush_ = CreateSolidBrush(colors_.field);
+}
+
+Theme::~Theme()
+{
+    for (const HGDIOBJ object :
+         {static_cast<HGDIOBJ>(font_), static_cast<HGDIOBJ>(bold_font_), static_cast<HGDIOBJ>(fixed_font_),
+          static_cast<HGDIOBJ>(window_brush_), static_cast<HGDIOBJ>(field_brush_)}) {
+        DeleteObject(object);
+    }
+}
+
+void Theme::dress(HWND window) const
+{
+    if (!(GetWindowLongW(window, GWL_STYLE) & WS_CHILD)) {
+        const BOOL dark = colors_.dark;
+        DwmSetWindowAttribute(window, dark_title_bar, &dark, sizeof dark);
+    }
+    EnumChildWindows(window, &Theme::dress_child, reinterpret_cast<LPARAM>(this));
+    InvalidateRect(window, nullptr, TRUE);
+}
+
+BOOL CALLBACK Theme::dress_child(HWND control, LPARAM theme) noexcept
+{
+    reinterpret_cast<const Theme*>(theme)->dress_control(control);
+    return TRUE;
+}
+
+void Theme::dress_control(HWND control) const
+{
+    SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(font_), TRUE);
+    const std::wstring kind = class_of(control);
+    SetWindowTheme(control,
+                   colors_.dark ? (kind == WC_COMBOBOXW ? L"DarkMode_CFD" : L"DarkMode_Explorer")
+                                : (kind == WC_LISTVIEWW || kind == WC_TREEVIEWW ? L"Explorer" : nullptr),
+                   nullptr);
+    if (kind == WC_LISTVIEWW) {
+        ListView_SetBkColor(control, colors_.field);
+        ListView_SetTextBkColor(control, colors_.field);
+        ListView_SetTextColor(control, colors_.field_text);
+    } else if (kind == WC_TREEVIEWW) {
+        TreeView_SetBkColor(control, colors_.field);
+        TreeView_SetTextColor(control, colors_.field_text);
+        TreeView_SetLineColor(control, colors_.line);
+    }
+}
+
+HBRUSH Theme::color_control(UINT message, HDC dc, HWND control) const noexcept
+{
+    const bool is_field = message == WM_CTLCOLOREDIT || message == WM_CTLCOLORLISTBOX;
+    SetTextColor(dc, !IsWindowEnabled(control) ? colors_.dimmed : is_field ? colors_.field_text : colors_.text);
+    SetBkColor(dc, is_field ? colors_.field : colors_.window);
+    return is_field ? field_brush_ : window_brush_;
+}
+
+bool Theme::is_about_colors(LPARAM lparam) noexcept
+{
+    const auto* const area = reinterpret_cast<const wchar_t*>(lparam);
+    return area != nullptr && std::wcscmp(area, L"ImmersiveColorSet") == 0;
+}
+
+}  // namespace vex::gui

@@ -1,0 +1,62 @@
+// Colours and fonts as the system has them, dark where the user chose dark.
+#pragma once
+
+#include "sdk/gui/win32.h"
+
+namespace vex::gui {
+
+struct Colors {
+    bool dark = false;
+    COLORREF window = 0;  ///< behind labels and buttons
+    COLORREF text = 0;
+    COLORREF dimmed = 0;  ///< text that matters less, or cannot be used
+    COLORREF field = 0;   ///< behind what is listed or typed
+    COLORREF field_text = 0;
+    COLORREF line = 0;    ///< between parts
+    COLORREF accent = 0;  ///< behind what is chosen
+    COLORREF accent_text = 0;
+    COLORREF wrong = 0;  ///< text that tells of a failure
+    COLORREF flash = 0;  ///< behind a value that has just changed
+};
+
+/// One window's colours, fonts and brushes, on its thread. Made when the window is and again when the user changes the
+/// system's colours or the window comes to a screen with other pixels.
+class Theme {
+public:
+    explicit Theme(unsigned dpi);
+    Theme(const Theme&) = delete;
+    Theme& operator=(const Theme&) = delete;
+    ~Theme();
+
+    [[nodiscard]] const Colors& colors() const noexcept { return colors_; }
+    [[nodiscard]] unsigned dpi() const noexcept { return dpi_; }
+    /// The system's font for dialogs; lives as long as the theme.
+    [[nodiscard]] HFONT font() const noexcept { return font_; }
+    [[nodiscard]] HFONT bold_font() const noexcept { return bold_font_; }
+    /// Every letter as wide as any other.
+    [[nodiscard]] HFONT fixed_font() const noexcept { return fixed_font_; }
+
+    /// Dresses a top-level window's title bar, and every control in `window`.
+    void dress(HWND window) const;
+    /// The answer to WM_CTLCOLORSTATIC, -EDIT, -LISTBOX, -BTN and -DLG.
+    [[nodiscard]] HBRUSH color_control(UINT message, HDC dc, HWND control) const noexcept;
+    /// Behind labels and buttons.
+    [[nodiscard]] HBRUSH window_brush() const noexcept { return window_brush_; }
+
+    /// WM_SETTINGCHANGE that tells of other colours.
+    [[nodiscard]] static bool is_about_colors(LPARAM lparam) noexcept;
+
+private:
+    static BOOL CALLBACK dress_child(HWND control, LPARAM theme) noexcept;
+    void dress_control(HWND control) const;
+
+    unsigned dpi_;
+    Colors colors_;
+    HFONT font_ = nullptr;
+    HFONT bold_font_ = nullptr;
+    HFONT fixed_font_ = nullptr;
+    HBRUSH window_brush_ = nullptr;
+    HBRUSH field_brush_ = nullptr;
+};
+
+}  // namespace vex::gui
