@@ -1,5 +1,7 @@
 #include "sdk/gui/dialog.h"
 
+#include <cwchar>
+
 namespace vex::gui {
 
 bool Dialog::created(HWND window)
@@ -60,7 +62,7 @@ std::optional<LRESULT> Dialog::message(UINT message, WPARAM wparam, LPARAM lpara
     case WM_COMMAND:
         return command(LOWORD(wparam), HIWORD(wparam), reinterpret_cast<HWND>(lparam)) ? std::optional<LRESULT>(0)
                                                                                        : std::nullopt;
-    case WM_NOTIFY: return notify(*reinterpret_cast<NMHDR*>(lparam));
+    case WM_NOTIFY: return told(*reinterpret_cast<NMHDR*>(lparam));
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLOREDIT:
     case WM_CTLCOLORLISTBOX:
@@ -93,6 +95,18 @@ std::optional<LRESULT> Dialog::message(UINT message, WPARAM wparam, LPARAM lpara
         return std::nullopt;
     default: return other(message, wparam, lparam);
     }
+}
+
+std::optional<LRESULT> Dialog::told(NMHDR& header)
+{
+    if (header.code == static_cast<UINT>(NM_CUSTOMDRAW) && theme_) {
+        wchar_t kind[16] = {};
+        GetClassNameW(header.hwndFrom, kind, 16);
+        if (std::wcscmp(kind, WC_BUTTONW) == 0) {
+            return theme_->draw_button(reinterpret_cast<const NMCUSTOMDRAW&>(header));
+        }
+    }
+    return notify(header);
 }
 
 std::optional<LRESULT> Dialog::notify(NMHDR& /*header*/) { return std::nullopt; }

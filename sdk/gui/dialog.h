@@ -48,6 +48,7 @@ protected:
     void close();
 
 private:
+    [[nodiscard]] std::optional<LRESULT> told(NMHDR& header);
     void restyle(unsigned dpi);
     void arrange();
 

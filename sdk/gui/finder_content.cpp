@@ -318,6 +318,12 @@ LRESULT FinderContent::draw(NMLVCUSTOMDRAW& drawing) const
                           ? (row.device->access == PvAccessOpen ? colors.field_text : colors.dimmed)
                           : colors.wrong;
     drawing.clrTextBk = colors.field;
+    const auto item = static_cast<int>(drawing.nmcd.dwItemSpec);
+    if (ListView_GetItemState(list_, item, LVIS_SELECTED) != 0) {
+        drawing.clrText = colors.accent_text;
+        drawing.clrTextBk = colors.accent;
+        drawing.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);  // whose colours are never dark
+    }
     return CDRF_DODEFAULT;
 }
 

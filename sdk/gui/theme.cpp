@@ -123,14 +123,97 @@ void Theme::dress_control(HWND control) const
                                 : (kind == WC_LISTVIEWW || kind == WC_TREEVIEWW ? L"Explorer" : nullptr),
                    nullptr);
     if (kind == WC_LISTVIEWW) {
-        ListView_SetBkColor(control, colors_.field);
-        ListView_SetTextBkColor(control, colors_.field);
-        ListView_SetTextColor(control, colors_.field_text);
+        dress_table(control);
     } else if (kind == WC_TREEVIEWW) {
         TreeView_SetBkColor(control, colors_.field);
         TreeView_SetTextColor(control, colors_.field_text);
         TreeView_SetLineColor(control, colors_.line);
     }
+}
+
+void Theme::dress_table(HWND table) const
+{
+    ListView_SetBkColor(table, colors_.field);
+    ListView_SetTextBkColor(table, colors_.field);
+    ListView_SetTextColor(table, colors_.field_text);
+    constexpr UINT_PTR id = 1;
+    if (colors_.dark) {
+        SetWindowSubclass(table, &Theme::on_table_message, id, reinterpret_cast<DWORD_PTR>(this));
+    } else {
+        RemoveWindowSubclass(table, &Theme::on_table_message, id);
+    }
+}
+
+/// The heading of a table tells its table, not the window.
+LRESULT CALLBACK Theme::on_table_message(HWND table, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR /*id*/,
+                                         DWORD_PTR theme) noexcept
+{
+    if (message == WM_NOTIFY) {
+        const auto& header = *reinterpret_cast<const NMHDR*>(lparam);
+        if (header.code == static_cast<UINT>(NM_CUSTOMDRAW) && header.hwndFrom == ListView_GetHeader(table)) {
+            return reinterpret_cast<const Theme*>(theme)->draw_header(reinterpret_cast<const NMCUSTOMDRAW&>(header));
+        }
+    }
+    return DefSubclassProc(table, message, wparam, lparam);
+}
+
+LRESULT Theme::draw_header(const NMCUSTOMDRAW& drawing) const
+{
+    if (drawing.dwDrawStage == CDDS_PREPAINT) {
+        RECT all{};
+        GetClientRect(drawing.hdr.hwndFrom, &all);
+        FillRect(drawing.hdc, &all, window_brush_);
+        return CDRF_NOTIFYITEMDRAW;
+    }
+    if (drawing.dwDrawStage != CDDS_ITEMPREPAINT) {
+        return CDRF_DODEFAULT;
+    }
+    wchar_t title[64] = {};
+    HDITEMW item{};
+    item.mask = HDI_TEXT;
+    item.pszText = title;
+    item.cchTextMax = 64;
+    SendMessageW(drawing.hdr.hwndFrom, HDM_GETITEMW, drawing.dwItemSpec, reinterpret_cast<LPARAM>(&item));
+    RECT place = drawing.rc;
+    FillRect(drawing.hdc, &place, window_brush_);
+    RECT line = place;
+    line.left = line.right - 1;
+    SetDCBrushColor(drawing.hdc, colors_.line);
+    FillRect(drawing.hdc, &line, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+    place.left += scaled(6, dpi_);
+    SetTextColor(drawing.hdc, colors_.text);
+    SetBkMode(drawing.hdc, TRANSPARENT);
+    DrawTextW(drawing.hdc, title, -1, &place, DT_SINGLELINE | DT_VCENTER | DT_END_ELLIPSIS | DT_NOPREFIX);
+    return CDRF_SKIPDEFAULT;
+}
+
+LRESULT Theme::draw_button(const NMCUSTOMDRAW& drawing) const
+{
+    const HWND button = drawing.hdr.hwndFrom;
+    const auto kind = GetWindowLongW(button, GWL_STYLE) & BS_TYPEMASK;
+    if (!colors_.dark || (kind != BS_PUSHBUTTON && kind != BS_DEFPUSHBUTTON)) {
+        return CDRF_DODEFAULT;
+    }
+    if (drawing.dwDrawStage != CDDS_PREERASE) {
+        return CDRF_DODEFAULT;
+    }
+    const bool hot = (drawing.uItemState & (CDIS_HOT | CDIS_SELECTED)) != 0;
+    RECT place{};
+    GetClientRect(button, &place);
+    SetDCBrushColor(drawing.hdc, hot ? colors_.line : colors_.window);
+    FillRect(drawing.hdc, &place, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+    SetDCBrushColor(drawing.hdc, kind == BS_DEFPUSHBUTTON ? colors_.accent : colors_.dimmed);
+    FrameRect(drawing.hdc, &place, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+    wchar_t words[128] = {};
+    GetWindowTextW(button, words, 128);
+    SetTextColor(drawing.hdc, IsWindowEnabled(button) ? colors_.text : colors_.dimmed);
+    SetBkMode(drawing.hdc, TRANSPARENT);
+    DrawTextW(drawing.hdc, words, -1, &place, DT_SINGLELINE | DT_VCENTER | DT_CENTER);
+    if (drawing.uItemState & CDIS_FOCUS) {
+        InflateRect(&place, -scaled(3, dpi_), -scaled(3, dpi_));
+        DrawFocusRect(drawing.hdc, &place);
+    }
+    return CDRF_SKIPDEFAULT;
 }
 
 HBRUSH Theme::color_control(UINT message, HDC dc, HWND control) const noexcept

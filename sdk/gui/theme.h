@@ -43,12 +43,19 @@ public:
     /// Behind labels and buttons.
     [[nodiscard]] HBRUSH window_brush() const noexcept { return window_brush_; }
 
+    /// The answer to a button's NM_CUSTOMDRAW: in the dark it is drawn here, where the system's has no dark one.
+    [[nodiscard]] LRESULT draw_button(const NMCUSTOMDRAW& drawing) const;
+
     /// WM_SETTINGCHANGE that tells of other colours.
     [[nodiscard]] static bool is_about_colors(LPARAM lparam) noexcept;
 
 private:
     static BOOL CALLBACK dress_child(HWND control, LPARAM theme) noexcept;
     void dress_control(HWND control) const;
+    void dress_table(HWND table) const;
+    static LRESULT CALLBACK on_table_message(HWND table, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR id,
+                                             DWORD_PTR theme) noexcept;
+    [[nodiscard]] LRESULT draw_header(const NMCUSTOMDRAW& drawing) const;
 
     unsigned dpi_;
     Colors colors_;
