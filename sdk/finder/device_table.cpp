@@ -48,10 +48,7 @@ bool matches(const Device& device, const std::string& filter)
 
 std::string key_of(const Device& device) { return device.interface_id + '\n' + device.id; }
 
-std::string heading_of(const Interface& interface)
-{
-    return interface.description + "  " + interface.address;
-}
+std::string heading_of(const Interface& interface) { return interface.description + "  " + interface.address; }
 
 }  // namespace
 
@@ -176,8 +173,8 @@ void DeviceTable::arrange()
         sections.emplace_back(interface.id, heading_of(interface));
     }
     for (const auto& device : listed_) {
-        const bool has_section = std::ranges::any_of(
-            sections, [&](const auto& section) { return section.first == device->interface_id; });
+        const bool has_section =
+            std::ranges::any_of(sections, [&](const auto& section) { return section.first == device->interface_id; });
         if (!has_section) {
             sections.emplace_back(device->interface_id, std::string());
         }
@@ -212,7 +209,8 @@ std::optional<int> DeviceTable::chosen_row() const
     if (!chosen_) {
         return std::nullopt;
     }
-    const auto found = std::ranges::find_if(rows_, [this](const Row& row) { return row.device && row.device->is(*chosen_); });
+    const auto found =
+        std::ranges::find_if(rows_, [this](const Row& row) { return row.device && row.device->is(*chosen_); });
     return found != rows_.end() ? std::optional(static_cast<int>(found - rows_.begin())) : std::nullopt;
 }
 

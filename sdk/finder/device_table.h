@@ -18,8 +18,8 @@ inline constexpr int column_count = 6;
 
 /// An interface's heading, or a device under it.
 struct Row {
-    std::string heading{};                       ///< empty for a device
-    std::shared_ptr<const Device> device{};      ///< null for a heading
+    std::string heading{};                   ///< empty for a device
+    std::shared_ptr<const Device> device{};  ///< null for a heading
 };
 
 /// What a row says in a column; a device without a name of the user's is named after its model.
@@ -28,8 +28,8 @@ struct Row {
 [[nodiscard]] std::string state_text(const Device& device);
 /// Everything known of a device, a line for each fact.
 [[nodiscard]] std::string details(const Device& device);
-/// A free address for a device in the subnet of the interface that found it; empty where the interface has no usable one.
-/// `taken` are the addresses of devices that were found. The upper end of the subnet is tried first.
+/// A free address for a device in the subnet of the interface that found it; empty where the interface has no usable
+/// one. `taken` are the addresses of devices that were found. The upper end of the subnet is tried first.
 [[nodiscard]] std::string proposed_address(const Interface& interface, const std::vector<std::string>& taken);
 
 /// Thread safety: none.

@@ -188,13 +188,14 @@ void LiveSearch::start(Listener listener)
         worker_->wake();
         return;
     }
-    worker_ = std::make_unique<control::Worker>("pv-finder", [state = state_, pause = pause_](control::Worker::Signals& signals) {
-        do {
-            if (state->is_heard()) {
-                state->search();
-            }
-        } while (signals.pause(state->is_heard() ? pause : idle_pause));
-    });
+    worker_ = std::make_unique<control::Worker>("pv-finder",
+                                                [state = state_, pause = pause_](control::Worker::Signals& signals) {
+                                                    do {
+                                                        if (state->is_heard()) {
+                                                            state->search();
+                                                        }
+                                                    } while (signals.pause(state->is_heard() ? pause : idle_pause));
+                                                });
 }
 
 void LiveSearch::stop() noexcept { state_->listen(nullptr); }

@@ -60,8 +60,8 @@ struct Found {
     PvResult result{};              ///< of the last search that ended
 };
 
-/// Searches, pauses and searches again on a thread of its own. A device is told as soon as it answers; it is missing only
-/// when it did not answer two searches one after the other, because datagrams get lost.
+/// Searches, pauses and searches again on a thread of its own. A device is told as soon as it answers; it is missing
+/// only when it did not answer two searches one after the other, because datagrams get lost.
 ///
 /// Thread safety: start, stop and refresh from one thread at a time.
 class LiveSearch {
@@ -85,7 +85,8 @@ public:
     /// Begins; the listener is called on the search's thread with all that is known whenever that has changed. What was
     /// known before is forgotten.
     void start(Listener listener);
-    /// The listener is not called any more once this returns, and there is no other search. Not from within the listener.
+    /// The listener is not called any more once this returns, and there is no other search. Not from within the
+    /// listener.
     void stop() noexcept;
     /// Searches now, and forgets what does not answer.
     void refresh();

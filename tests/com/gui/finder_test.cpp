@@ -179,10 +179,9 @@ TEST_F(Finder, GivesWhatConnectDeviceInfoTakes)
     const auto device = create<IVexDevice>(L"VexKamCOMWrapper.VexDevice.1");
     const auto chosen = selected();
     ASSERT_TRUE(chosen);
-    EXPECT_EQ(code_of([&](IVexResult** result) {
-                  return device->ConnectDeviceInfo(chosen.get(), VexAccessControl, result);
-              }),
-              VexOK);
+    EXPECT_EQ(
+        code_of([&](IVexResult** result) { return device->ConnectDeviceInfo(chosen.get(), VexAccessControl, result); }),
+        VexOK);
 }
 
 TEST_F(Finder, MayBeReleasedByASink)

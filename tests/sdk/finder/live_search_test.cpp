@@ -83,9 +83,8 @@ TEST_F(LiveSearchTest, TellsWhatHasChanged)
     const auto before = latest;
     camera.set_control(2, {{0x7F000001}, 1});
     search.refresh();
-    ASSERT_TRUE(await([](const Found& found) {
-        return found.devices.size() == 1 && found.devices[0].access == PvAccessControl;
-    }));
+    ASSERT_TRUE(await(
+        [](const Found& found) { return found.devices.size() == 1 && found.devices[0].access == PvAccessControl; }));
     search.stop();
     EXPECT_EQ(before->devices[0].access, PvAccessOpen);  // what was told stays
     EXPECT_FALSE(before->devices[0].says_the_same(latest->devices[0]));
