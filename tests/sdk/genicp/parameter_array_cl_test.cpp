@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <numeric>
@@ -13,6 +16,7 @@
 
 #include <fcntl.h>
 #include <termios.h>
+#include <unistd.h>
 
 #include "sdk/genicam/PvGenFile.h"
 #include "sdk/net/descriptor_linux.h"
@@ -214,6 +218,34 @@ TEST_F(CameraLinkArray, LeavesTheLineAsItWas)
     EXPECT_EQ(::cfgetospeed(&after), speed_t{B38400});
     EXPECT_EQ(after.c_lflag, before.c_lflag);
     EXPECT_EQ(after.c_cflag, before.c_cflag);
+}
+
+TEST_F(CameraLinkArray, ALineOfNoiseIsNoCamera)
+{
+    const vex::net::Descriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK));
+    ASSERT_EQ(::grantpt(master.get()), 0);
+    ASSERT_EQ(::unlockpt(master.get()), 0);
+    const PvString noisy(std::string_view(::ptsname(master.get())));
+    const auto seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::atomic<bool> stop{false};
+    std::thread noise([&] {
+        std::mt19937 random(seed);
+        while (!stop) {
+            std::array<std::uint8_t, 512> bytes{};
+            std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(random() % 3); });
+            if (::write(master.get(), bytes.data(), bytes.size()) < 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));  // nobody reads at present
+            }
+        }
+    });
+    ASSERT_TRUE(array.SetSerialTimeout(20).IsOK());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(PvGenParameterArrayCL::ProbeDevice(noisy, "GenCP", 20).empty());
+    EXPECT_EQ(array.Connect(noisy, "GenCP:9600").GetCode(), PvResult::NotFound);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    stop = true;
+    noise.join();
 }
 
 TEST_F(CameraLinkArray, FeaturesShowTheCameraThatIsConnectedLast)
