@@ -137,6 +137,7 @@ TEST_F(CameraLink, IsAParameterArrayWithoutParametersAtFirst)
     EXPECT_EQ(text_of(array, &IVexGenParameterArrayCL::get_DeviceID), L"");
     EXPECT_EQ(text_of(array, &IVexGenParameterArrayCL::get_PortID), L"");
     EXPECT_EQ(text_of(array, &IVexGenParameterArrayCL::get_XMLID), L"");
+    EXPECT_EQ(texts_of(xml_ids()), Texts()) << "a list that is empty";
 }
 
 TEST_F(CameraLink, GivesTheTemplatesAsPortsToo)
