@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <span>
 #include <string>
@@ -222,6 +223,40 @@ TEST_F(CameraLink, ReachesCamerasByPipes)
                   VexOK);
         EXPECT_EQ(value, 640);
     }
+}
+
+TEST_F(CameraLink, IsBuiltBeforeItIsConnected)
+{
+    files.put("small.xml", genicp_test::small_description);
+    ASSERT_EQ(build(L"small.xml"), VexOK);
+    Ref<IVexGenInteger> width;
+    ASSERT_EQ(array->GetInteger(Text(L"Width"), width.put()), S_OK);
+    ASSERT_TRUE(width);
+    const softlink::PipeDevice camera(*vex::net::PipeName::parse("tcp:0"), {}, {});
+    const std::string port = camera.name();
+    ASSERT_EQ(connect({port.begin(), port.end()}), VexOK);
+    EXPECT_EQ(value_of(width, &IVexGenInteger::get_Value), 640) << "the object of before shows the camera";
+}
+
+TEST_F(CameraLink, IsReleasedWhileACallRuns)
+{
+    const auto silent = vex::net::PipeServer::serve(*vex::net::PipeName::parse("tcp:0"));
+    const std::string name = silent->name().to_string();
+    ASSERT_EQ(set_timeout(50), VexOK);
+    VexResultCode connected = VexOK;
+    std::promise<void> released;
+    std::thread calling([&, held = array]() mutable {
+        connected = code_of([&](IVexResult** result) {
+            return held->Connect(Text(std::wstring(name.begin(), name.end())), Text(L"GenCP"), result);
+        });
+        released.get_future().wait();
+        EXPECT_EQ(held.detach()->Release(), 0U) << "the last one is the caller";
+    });
+    EXPECT_FALSE(silent->accept(std::chrono::seconds(10))) << "so the call is under way";
+    array.reset();
+    released.set_value();
+    calling.join();
+    EXPECT_EQ(connected, VexNotFound);
 }
 
 /// With a camera at the port.
