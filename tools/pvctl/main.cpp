@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/pvctl/action_command.h"
+#include "tools/pvctl/bridge_command.h"
 #include "tools/pvctl/configuration_commands.h"
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
@@ -63,8 +64,8 @@ int main(int argc, char** argv)
         make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
-                      pvctl::FileCommand, pvctl::SerialCommand, pvctl::I2cCommand, pvctl::SaveCommand,
-                      pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::ConvertCommand>(app);
+                      pvctl::FileCommand, pvctl::SerialCommand, pvctl::BridgeCommand, pvctl::I2cCommand,
+                      pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::ConvertCommand>(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
