@@ -98,6 +98,9 @@ suite_scripts() {
     start_camera build/softlink.log listening "$build_native/tools/softlink/softlink" --link "$WINEPREFIX/dosdevices/com7"
     count_script examples/vbscript/camera_link.vbs COM7
     stop_camera
+    start_camera build/softlink.log listening "$build_native/tools/softlink/softlink" --serve tcp:0
+    count_script examples/vbscript/camera_link.vbs "$(sed -n 's/.*listening on \(tcp:[0-9]*\) .*/\1/p' build/softlink.log)"
+    stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
 }

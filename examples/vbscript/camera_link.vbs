@@ -2,8 +2,8 @@
 '
 '   cscript camera_link.vbs PORT [DEVICE]
 '
-' PORT is a serial port as the system names it: COM3. DEVICE is what to look for there (default: "GenCP", any camera at any
-' rate); "GenCP:115200" asks at that rate only.
+' PORT is a serial port as the system names it, COM3, or what another program serves, pipe:NAME or tcp:PORT. DEVICE is what
+' to look for there (default: "GenCP", any camera at any rate); "GenCP:115200" asks at that rate only.
 ' Ends with 0 and the line "Done." when every step succeeded, with 1 when one failed. What it sets it sets back.
 Option Explicit
 
