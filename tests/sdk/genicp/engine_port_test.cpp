@@ -16,28 +16,12 @@
 #include "sdk/serial/PvSerialPortIPEngine.h"
 #include "sdk/wire/bytes.h"
 #include "tests/sdk/control/raw_camera.h"
+#include "tests/sdk/genicp/gencp_on_uart.h"
 #include "tools/softcam/camera.h"
-#include "tools/softlink/gencp_device.h"
 
 using namespace vex;
 
 namespace {
-
-/// The simulated serial camera on the far end of a UART.
-class GencpOnUart final : public peripherals::SerialDevice {
-public:
-    std::vector<std::uint8_t> receive(std::uint8_t byte) override
-    {
-        std::vector<std::uint8_t> sent;
-        for (const softlink::Answer& answer : device_.receive({&byte, 1})) {
-            sent.insert(sent.end(), answer.bytes.begin(), answer.bytes.end());
-        }
-        return sent;
-    }
-
-private:
-    softlink::GencpDevice device_{softlink::DeviceOptions{}};
-};
 
 /// A camera's port as what a connection goes over. Its rate is a feature of the camera.
 class EngineLink final : public genicp::SerialLink {
@@ -60,7 +44,7 @@ protected:
     {
         softcam::CameraOptions options;
         options.adapter = address_;
-        options.serial1_device = [] { return std::make_unique<GencpOnUart>(); };
+        options.serial1_device = [] { return std::make_unique<genicp_test::GencpOnUart>(); };
         camera = std::make_unique<softcam::Camera>(options);
         camera->start();
         const PvResult connected = device.Connect(PvString(address_));
