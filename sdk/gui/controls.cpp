@@ -24,7 +24,9 @@ HWND add_label(HWND parent, unsigned id, Text words)
 
 HWND add_edit(HWND parent, unsigned id, Text name, DWORD style)
 {
-    const HWND edit = add(parent, L"EDIT", id, name, WS_TABSTOP | ES_AUTOHSCROLL | style, WS_EX_CLIENTEDGE);
+    // several lines are broken, one is not
+    const DWORD scrolling = (style & ES_MULTILINE) != 0 ? ES_AUTOVSCROLL : ES_AUTOHSCROLL;
+    const HWND edit = add(parent, L"EDIT", id, name, WS_TABSTOP | scrolling | style, WS_EX_CLIENTEDGE);
     SetWindowTextW(edit, L"");  // its window text is what is typed; the label before it is its name
     return edit;
 }

@@ -37,6 +37,26 @@ constexpr auto texts = [] {
     set(Text::address_mask, L"Subnet &mask");
     set(Text::address_gateway, L"&Gateway");
     set(Text::address_setting, L"Setting the address\u2026");
+    set(Text::terminal_title, L"Serial Terminal");
+    set(Text::terminal_port, L"&Port");
+    set(Text::terminal_baud_rate, L"&Baud rate");
+    set(Text::terminal_local_echo, L"Local &echo");
+    set(Text::terminal_hexadecimal, L"&Hexadecimal");
+    set(Text::terminal_ending, L"E&nd of line");
+    set(Text::terminal_ending_none, L"none");
+    set(Text::terminal_ending_cr, L"CR");
+    set(Text::terminal_ending_lf, L"LF");
+    set(Text::terminal_ending_cr_lf, L"CR LF");
+    set(Text::terminal_output, L"What came from the device");
+    set(Text::terminal_input, L"&Text");
+    set(Text::terminal_send, L"&Send");
+    set(Text::terminal_clear, L"&Clear");
+    set(Text::terminal_log, L"&Log to file\u2026");
+    set(Text::terminal_log_stop, L"End &log");
+    set(Text::terminal_log_files, L"Log files");
+    set(Text::terminal_no_device, L"No device");
+    set(Text::terminal_away, L"The device is not connected; the terminal goes on when it is back.");
+    set(Text::terminal_ready, L"Connected");
     return all;
 }();
 
