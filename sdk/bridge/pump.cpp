@@ -18,6 +18,10 @@ using std::chrono::milliseconds;
 constexpr milliseconds wait_interval{250};
 /// Bytes that are taken at a time: a multiple of what goes to a device in one message.
 constexpr std::size_t block_size = 8 * 508;
+/// When nothing comes for so long, a device holds no more of what it received before; and how long that is awaited from
+/// one that sends all the time.
+constexpr milliseconds quiet_time{20};
+constexpr milliseconds longest_drain{100};
 
 }  // namespace
 
@@ -110,18 +114,20 @@ void Pump::leave()
     host_.part();
     const std::lock_guard lock(delivery_mutex_);
     attached_ = false;
-    // what the device sent to who has gone, and nobody took, is not for who comes next
+    // what the device sent to who has gone, and nobody took, is not for who comes next; the device may hold more of it
     std::array<std::uint8_t, block_size> block{};
-    std::uint32_t size = 0;
     bool any = std::exchange(cut_, false);
-    while (!stopping_ && port_.Read(block.data(), block_size, size, 0).IsOK() && size != 0) {
+    const auto end = std::chrono::steady_clock::now() + longest_drain;
+    do {
+        std::uint32_t size = 0;
+        (void)port_.Read(block.data(), block_size, size, any ? static_cast<std::uint32_t>(quiet_time.count()) : 0);
+        if (size == 0) {
+            break;
+        }
         counters_.received_from_device += size;
         counters_.dropped += size;
         any = true;
-    }
-    if (any) {
-        (void)port_.FlushRxBuffer();  // the device may hold more of it
-    }
+    } while (!stopping_ && std::chrono::steady_clock::now() < end);
     ++visit_;  // what the other thread has in its hands is not, either
 }
 

@@ -91,11 +91,6 @@ public:
         const std::lock_guard lock(mutex_);
         return refused_reads_;
     }
-    [[nodiscard]] int flushes() const
-    {
-        const std::lock_guard lock(mutex_);
-        return flushes_;
-    }
 
     // ---- the bridge's side ----
     PvResult Close() override
@@ -147,8 +142,6 @@ public:
     PvResult FlushRxBuffer() override
     {
         received_.flush();
-        const std::lock_guard lock(mutex_);
-        ++flushes_;
         return PvResult::OK;
     }
     PvResult GetRxBufferSize(std::uint32_t& size) override
@@ -167,7 +160,6 @@ private:
     std::size_t most_ = SIZE_MAX;
     bool away_ = false;
     bool closed_ = false;
-    int flushes_ = 0;
     int refused_reads_ = 0;
 };
 
