@@ -22,7 +22,7 @@ class PvDevice;
 /// by Connect, the port goes on by itself. What came in between is lost when the device has restarted, or has noticed
 /// that it was left alone. A port whose device object was destroyed stays NotConnected, and is closed as any other.
 ///
-/// A write is given the time that its bytes take twice over, and a second.
+/// Once the device has no room for more, a write is given twice the time that the rest takes, and a second.
 ///
 /// Thread safety: as PvSerialPort.
 class PvSerialPortIPEngine final : public PvSerialPort {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -217,33 +218,36 @@ PvResult EnginePort::write(std::span<const std::uint8_t> bytes, std::uint32_t& w
     if (!is_up()) {
         return not_connected();
     }
-    const milliseconds time = write_time(bytes.size(), features()->baud_rate());
-    const auto deadline = steady_clock::now() + time;
+    std::optional<steady_clock::time_point> deadline;  ///< once the device has had no room
+    milliseconds time{0};
     milliseconds pause = first_room_pause;
-    while (written < bytes.size()) {
+    for (;;) {
         std::uint32_t count = 0;
         const PvResult result = link_.transmit(bytes.subspan(written), count);
         written += count;
-        if (!result.IsOK()) {
+        if (!result.IsOK() || written == bytes.size()) {
             return result;
-        }
-        if (steady_clock::now() >= deadline && written < bytes.size()) {
-            return failure(PvResult::Timeout, "The serial port ", name_, " took ", written, " of ", bytes.size(),
-                           " bytes within ", time.count(), " ms");
         }
         if (count != 0) {
             pause = first_room_pause;
         } else {
+            if (!deadline) {
+                time = write_time(bytes.size() - written, features()->baud_rate());
+                deadline = steady_clock::now() + time;
+            }
             if (!wait_for_room(pause)) {
                 return closed();
             }
             pause = std::min(2 * pause, longest_room_pause);
         }
+        if (deadline && steady_clock::now() >= *deadline) {
+            return failure(PvResult::Timeout, "The serial port ", name_, " took ", written, " of ", bytes.size(),
+                           " bytes, and not the rest within ", time.count(), " ms");
+        }
         if (!is_up()) {
             return not_connected();
         }
     }
-    return PvResult::OK;
 }
 
 bool EnginePort::wait_for_room(milliseconds time)

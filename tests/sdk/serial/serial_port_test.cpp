@@ -46,6 +46,12 @@ protected:
         const Bytes bytes = read(size);
         return {bytes.begin(), bytes.end()};
     }
+    bool notifies()
+    {
+        bool on = false;
+        EXPECT_TRUE(device->GetGenParameters()->GetBooleanValue("IPEngineSerial0ReceiveNotification", on).IsOK());
+        return on;
+    }
     void lose_link()
     {
         device->GetGenLink()->SetIntegerValue("HeartbeatTimeout", 400);
@@ -81,8 +87,10 @@ TEST_F(EngineSerialPort, OpensAndCloses)
     result = open();
     ASSERT_TRUE(result.IsOK()) << result.description();
     EXPECT_TRUE(port.IsOpened());
+    EXPECT_TRUE(notifies());
     EXPECT_TRUE(port.Close().IsOK());
     EXPECT_FALSE(port.IsOpened());
+    EXPECT_FALSE(notifies());
     EXPECT_TRUE(open().IsOK());
 }
 
@@ -208,7 +216,7 @@ TEST_F(EngineSerialPort, LosesNothingToALossyControlChannel)
     });
     EXPECT_TRUE(read(bytes.size(), 60'000) == bytes);
     writer.get();
-    EXPECT_GT(camera->control_statistics().repeated, 0U);
+    EXPECT_GT(camera->fault_statistics().lost, 0U);
 }
 
 TEST_F(EngineSerialPort, DiscardsWhatCameBeforeItWasOpened)
@@ -240,6 +248,18 @@ TEST_F(EngineSerialPort, LeavesBytesWithTheDeviceWhileItsBufferIsFull)
     ASSERT_TRUE(write(bytes).IsOK());
     EXPECT_TRUE(read(1000) == bytes);
     EXPECT_EQ(port.dropped_bytes(), 0U);
+}
+
+TEST_F(EngineSerialPort, FailsToWriteWhatTheDeviceDoesNotTake)
+{
+    ASSERT_TRUE(port.SetRxBufferSize(10).IsOK());
+    ASSERT_TRUE(open().IsOK());
+    set("IPEngineSerial0BaudRate", 4'000'000);
+    result = write(random_bytes(200'000, 11));  // more than both sides hold when nobody reads
+    EXPECT_EQ(result.GetCode(), PvResult::Timeout);
+    EXPECT_TRUE(says(result, "of 200000 bytes")) << result.description();
+    EXPECT_GT(count, 65'536U);
+    EXPECT_LT(count, 200'000U);
 }
 
 TEST_F(EngineSerialPort, CountsWhatTheDeviceLost)
@@ -294,6 +314,8 @@ TEST_F(EngineSerialPort, GoesOnWhenTheLinkIsRecovered)
     device->GetGenLink()->SetBooleanValue("LinkRecoveryEnabled", true);
     ASSERT_TRUE(open().IsOK());
     set("IPEngineSerial0BaudRate", 19'200);
+    ASSERT_TRUE(write(Bytes{8, 9}).IsOK());
+    EXPECT_EQ(read(2), (Bytes{8, 9}));
     lose_link();
     EXPECT_EQ(write(Bytes{1}).GetCode(), PvResult::NotConnected);
     camera->reboot({.silence = 0ms});

@@ -50,7 +50,7 @@ public:
     [[nodiscard]] std::size_t transmit_block_size() const noexcept override { return 512; }
     [[nodiscard]] PvResult read_block(std::span<std::uint8_t> block) override
     {
-        return outcome(map.read(base + virtual_device::uart_block::receive_block, block));
+        return outcome([&] { return map.read(base + virtual_device::uart_block::receive_block, block); });
     }
     [[nodiscard]] PvResult take_until(std::uint32_t position) override
     {
@@ -63,13 +63,13 @@ public:
     }
     [[nodiscard]] PvResult write_block(std::span<const std::uint8_t> block) override
     {
-        return outcome(map.write(base + virtual_device::uart_block::transmit_block, block));
+        return outcome([&] { return map.write(base + virtual_device::uart_block::transmit_block, block); });
     }
 
     [[nodiscard]] PvResult read(std::uint32_t offset, std::uint32_t& value)
     {
         std::array<std::uint8_t, 4> bytes{};
-        const PvResult result = outcome(map.read(base + offset, bytes));
+        const PvResult result = outcome([&] { return map.read(base + offset, bytes); });
         value = wire::load_be32(bytes.data());
         return result;
     }
@@ -77,7 +77,7 @@ public:
     {
         std::array<std::uint8_t, 4> bytes{};
         wire::store_be32(bytes.data(), value);
-        return outcome(map.write(base + offset, bytes));
+        return outcome([&] { return map.write(base + offset, bytes); });
     }
 
     virtual_device::RegisterMap map;
@@ -85,13 +85,20 @@ public:
     virtual_device::UartRegisters registers;
     std::vector<std::uint32_t> announced;
     int rooms_asked = 0;
+    unsigned lost_requests = 0;      ///< of 1000
     unsigned lost_acknowledges = 0;  ///< of 1000; what was asked for was done
     std::mt19937_64 random{1};
 
 private:
-    PvResult outcome(Status status)
+    bool happens(unsigned rate) { return rate != 0 && random() % 1000 < rate; }
+    template <class Access>
+    PvResult outcome(const Access& access)
     {
-        if (lost_acknowledges != 0 && random() % 1000 < lost_acknowledges) {
+        if (happens(lost_requests)) {
+            return PvResult::Timeout;
+        }
+        const Status status = access();
+        if (happens(lost_acknowledges)) {
             return PvResult::Timeout;
         }
         return status == Status::success ? PvResult::OK : PvResult::GenericError;
@@ -166,6 +173,7 @@ TEST_F(UartLinkTest, AsksForRoomOnlyWhenItIsUsedUp)
 
 TEST_F(UartLinkTest, WritesNothingWithoutRoom)
 {
+    EXPECT_EQ(send(random_bytes(100, 4)), 100U);  // the room of another port counts no more
     port = std::make_shared<WiredUart>(peripherals::UartModel{.transmit_size = 8, .real_rate = true}, clock);
     ASSERT_TRUE(link.begin(port, true).IsOK());
     const Bytes bytes = random_bytes(20, 4);
@@ -187,7 +195,7 @@ TEST_F(UartLinkTest, LeavesWithTheDeviceWhatTheBufferHasNoRoomFor)
     EXPECT_EQ(buffer.dropped(), 0U);
 }
 
-TEST_F(UartLinkTest, NeitherDoublesNorLosesWhenAcknowledgesOfReadingGetLost)
+TEST_F(UartLinkTest, NeitherDoublesNorLosesWhenReadingGetsLost)
 {
     constexpr std::uint64_t seed = 6;
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -196,9 +204,11 @@ TEST_F(UartLinkTest, NeitherDoublesNorLosesWhenAcknowledgesOfReadingGetLost)
     std::size_t sent = 0;
     port->random.seed(seed);
     while (received.size() < bytes.size()) {
+        port->lost_requests = 0;
         port->lost_acknowledges = 0;
         sent += send(std::span(bytes).subspan(sent));
-        port->lost_acknowledges = 300;
+        port->lost_requests = 200;
+        port->lost_acknowledges = 200;
         bool more = true;
         (void)link.receive(buffer, more);
         const Bytes now = held();
@@ -229,6 +239,69 @@ TEST_F(UartLinkTest, CountsWhatTheDeviceHadNoRoomFor)
     clock.advance(std::chrono::seconds(1));
     (void)receive();
     EXPECT_EQ(link.overruns(), 4U);
+    ASSERT_TRUE(link.begin(port, true).IsOK());
+    EXPECT_EQ(link.overruns(), 0U);
+    (void)receive();
+    EXPECT_EQ(link.overruns(), 0U);
+}
+
+TEST_F(UartLinkTest, AsksForRoomAgainAfterAWriteThatFailed)
+{
+    port = std::make_shared<WiredUart>(peripherals::UartModel{.transmit_size = 600, .real_rate = true}, clock);
+    ASSERT_TRUE(link.begin(port, true).IsOK());
+    const Bytes bytes = random_bytes(508, 10);
+    EXPECT_EQ(send(std::span(bytes).first(20)), 20U);
+    port->lost_acknowledges = 1000;
+    std::uint32_t written = 77;
+    EXPECT_EQ(link.transmit(bytes, written).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(written, 0U);
+    port->lost_acknowledges = 0;
+    EXPECT_EQ(send(bytes), 72U);
+}
+
+/// What a port holds, at any position.
+class HeldBytes final : public serial::UartAccess {
+public:
+    [[nodiscard]] std::size_t receive_block_size() const noexcept override { return 64; }
+    [[nodiscard]] std::size_t transmit_block_size() const noexcept override { return 64; }
+    [[nodiscard]] PvResult read_block(std::span<std::uint8_t> block) override
+    {
+        wire::store_be32(block.data(), position);
+        wire::store_be32(block.data() + 4, static_cast<std::uint32_t>(bytes.size()));
+        wire::store_be32(block.data() + 8, 0);
+        std::ranges::copy(bytes, block.begin() + serial::uart_blocks::receive_header);
+        return PvResult::OK;
+    }
+    [[nodiscard]] PvResult take_until(std::uint32_t until) override
+    {
+        asked_until = until;
+        return takes ? PvResult::OK : PvResult::Timeout;
+    }
+    [[nodiscard]] PvResult room(std::uint32_t&) override { return PvResult::NotSupported; }
+    [[nodiscard]] PvResult write_block(std::span<const std::uint8_t>) override { return PvResult::NotSupported; }
+
+    Bytes bytes;
+    std::uint32_t position = 0;
+    bool takes = true;
+    std::uint32_t asked_until = 0;
+};
+
+TEST_F(UartLinkTest, KnowsBytesAgainWhosePositionsGoRound)
+{
+    const auto round = std::make_shared<HeldBytes>();
+    round->position = 0xFFFF'FFFE;
+    round->bytes = {1, 2, 3, 4};
+    round->takes = false;
+    ASSERT_TRUE(link.begin(round, true).IsOK());
+    bool more = false;
+    EXPECT_EQ(link.receive(buffer, more).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(round->asked_until, 2U);
+    EXPECT_EQ(held(), (Bytes{1, 2, 3, 4}));
+    round->takes = true;
+    round->bytes.push_back(5);
+    EXPECT_FALSE(receive());
+    EXPECT_EQ(round->asked_until, 3U);
+    EXPECT_EQ(held(), Bytes{5});
 }
 
 // ---- the registers ----
