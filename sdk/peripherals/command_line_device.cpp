@@ -1,22 +1,26 @@
 #include "sdk/peripherals/serial_device.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace vex::peripherals {
 
-std::vector<std::uint8_t> CommandLineDevice::receive(std::uint8_t byte)
+void CommandLineDevice::receive(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>& said)
 {
-    const char character = static_cast<char>(byte);
-    if (character != '\r' && character != '\n') {
-        if (line_.size() <= longest_line) {
-            line_ += character;
+    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\r'), text.find('\n'));
+        line_ += text.substr(0, std::min(end, longest_line + 1 - line_.size()));
+        if (end == std::string_view::npos) {
+            return;
         }
-        return {};
+        text.remove_prefix(end + 1);
+        if (!line_.empty()) {  // otherwise it is the second of the two that end a line
+            const std::string said_now = answer() + "\r\n";
+            line_.clear();
+            said.insert(said.end(), said_now.begin(), said_now.end());
+        }
     }
-    if (line_.empty()) {
-        return {};  // the second of the two that end a line
-    }
-    const std::string text = answer() + "\r\n";
-    line_.clear();
-    return {text.begin(), text.end()};
 }
 
 std::string CommandLineDevice::answer() const

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,8 +16,8 @@ namespace vex::peripherals {
 class SerialDevice {
 public:
     virtual ~SerialDevice() = default;
-    /// What it sends when `byte` has come whole; mostly nothing.
-    virtual std::vector<std::uint8_t> receive(std::uint8_t byte) = 0;
+    /// `bytes` have come whole. Appends what it sends then, mostly nothing, to `said`.
+    virtual void receive(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>& said) = 0;
     /// As when it was switched on.
     virtual void power_on() {}
 };
@@ -24,7 +25,10 @@ public:
 /// A plug that joins the sending wire to the receiving one.
 class Loopback final : public SerialDevice {
 public:
-    std::vector<std::uint8_t> receive(std::uint8_t byte) override { return {byte}; }
+    void receive(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>& said) override
+    {
+        said.insert(said.end(), bytes.begin(), bytes.end());
+    }
 };
 
 /// A device that answers lines of text, ended by carriage return, line feed or both: "?" with its commands, "id" with
@@ -35,7 +39,7 @@ public:
 
     explicit CommandLineDevice(std::string id) : id_(std::move(id)) {}
 
-    std::vector<std::uint8_t> receive(std::uint8_t byte) override;
+    void receive(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>& said) override;
     void power_on() override { line_.clear(); }
 
 private:

@@ -9,6 +9,8 @@ namespace {
 
 /// A far end that is not listened to keeps this much of what it has to say; a line that is held is held from there on.
 constexpr std::size_t most_incoming = 65'536;
+/// Characters that go to the far end in one step where they take no time.
+constexpr std::size_t most_at_once = 256;
 
 }  // namespace
 
@@ -57,6 +59,10 @@ bool Uart::arrives(net::Clock::time_point now) const
 
 void Uart::update()
 {
+    if (!model_.real_rate) {
+        move_at_once();
+        return;
+    }
     const net::Clock::time_point now = clock_.now();
     for (;;) {
         const bool in = arrives(now);
@@ -71,19 +77,67 @@ void Uart::update()
     }
 }
 
+void Uart::move_at_once()
+{
+    while (arrive_at_once() + leave_at_once() != 0) {
+    }
+}
+
+std::size_t Uart::arrive_at_once()
+{
+    std::size_t count = incoming_.size();
+    if (model_.flow_control) {
+        count = std::min(count, model_.receive_size - received_.size());
+    }
+    if (faults_.lost != 0 || faults_.overruns != 0 || !model_.flow_control) {
+        for (std::size_t n = 0; n < count; ++n) {
+            arrive();
+        }
+        return count;
+    }
+    const auto end = incoming_.begin() + static_cast<std::ptrdiff_t>(count);
+    received_.insert(received_.end(), incoming_.begin(), end);
+    incoming_.erase(incoming_.begin(), end);
+    return count;
+}
+
+std::size_t Uart::leave_at_once()
+{
+    std::size_t count = std::min(outgoing_.size(), most_at_once);
+    if (model_.flow_control) {
+        count = std::min(count, most_incoming - std::min(most_incoming, incoming_.size()));
+    }
+    const auto end = outgoing_.begin() + static_cast<std::ptrdiff_t>(count);
+    left_.assign(outgoing_.begin(), end);
+    said_.clear();
+    far_end_->receive(left_, said_);
+    outgoing_.erase(outgoing_.begin(), end);
+    hear();
+    return count;
+}
+
 void Uart::leave()
 {
     const net::Clock::time_point at = leaves_at_;
     const std::uint8_t byte = outgoing_.front();
     outgoing_.pop_front();
     leaves_at_ = at + character_time();
-    const auto said = far_end_->receive(byte);
+    said_.clear();
+    far_end_->receive(std::span(&byte, 1), said_);
+    if (said_.empty()) {
+        return;
+    }
     if (incoming_.empty()) {
         arrives_at_ = at + character_time();
     }
+    hear();
+}
+
+void Uart::hear()
+{
     const std::size_t room = most_incoming - std::min(most_incoming, incoming_.size());
-    const std::size_t kept = std::min(said.size(), room);
-    incoming_.insert(incoming_.end(), said.begin(), said.begin() + static_cast<std::ptrdiff_t>(kept));
+    const std::size_t kept = std::min(said_.size(), room);
+    incoming_.insert(incoming_.end(), said_.begin(), said_.begin() + static_cast<std::ptrdiff_t>(kept));
 }
 
 void Uart::arrive()

@@ -9,6 +9,7 @@
 #include <optional>
 #include <random>
 #include <span>
+#include <vector>
 
 #include "sdk/net/clock.h"
 #include "sdk/peripherals/serial_device.h"
@@ -81,8 +82,14 @@ private:
     [[nodiscard]] bool leaves(net::Clock::time_point now) const;
     [[nodiscard]] bool arrives(net::Clock::time_point now) const;
     [[nodiscard]] std::chrono::nanoseconds character_time() const noexcept;
+    /// Without a rate: all that can move does.
+    void move_at_once();
+    std::size_t arrive_at_once();
+    std::size_t leave_at_once();
     void leave();
     void arrive();
+    /// Puts what the far end has said on the line.
+    void hear();
     [[nodiscard]] bool happens(unsigned rate) { return rate != 0 && random_() % 1000 < rate; }
 
     const UartModel model_;
@@ -92,6 +99,8 @@ private:
     UartFaults faults_;
     std::mt19937_64 random_;
 
+    std::vector<std::uint8_t> left_;  ///< just now
+    std::vector<std::uint8_t> said_;  ///< by the far end to that
     std::deque<std::uint8_t> outgoing_;
     std::deque<std::uint8_t> incoming_;  ///< what the far end sends and has not arrived
     std::deque<std::uint8_t> received_;

@@ -21,6 +21,9 @@ constexpr std::uint8_t eeprom_address = 0xA0;
 constexpr std::uint8_t sensor_address = 0x90;
 constexpr std::chrono::milliseconds eeprom_write_time{5};
 
+/// Bytes of the transmit FIFOs of ports that take no time.
+constexpr std::size_t transmit_size = 65'536;
+
 // ports by their numbers: the two serial ones come first, then the bulk ones
 constexpr std::uint32_t serial0 = 0;
 constexpr std::uint32_t serial1 = 1;
@@ -30,7 +33,8 @@ constexpr std::uint32_t bulk0 = 2;
 
 SideChannels::SideChannels(virtual_device::RegisterMap& map, std::unique_ptr<peripherals::SerialDevice> on_serial1,
                            Announce announce, const net::Clock& clock)
-    : uarts_{{Uart({}, std::make_unique<Loopback>(), clock), Uart({}, std::move(on_serial1), clock),
+    : uarts_{{Uart({.transmit_size = transmit_size}, std::make_unique<Loopback>(), clock),
+              Uart({.transmit_size = transmit_size}, std::move(on_serial1), clock),
               Uart({.real_rate = true, .flow_control = false}, std::make_unique<Loopback>(), clock)}},
       uart_registers_{
           {UartRegisters(map, reg::serial0, uarts_[0], [announce](std::uint32_t count) { announce(serial0, count); }),

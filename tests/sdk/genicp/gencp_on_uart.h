@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "sdk/peripherals/serial_device.h"
@@ -11,13 +12,11 @@ namespace genicp_test {
 
 class GencpOnUart final : public vex::peripherals::SerialDevice {
 public:
-    std::vector<std::uint8_t> receive(std::uint8_t byte) override
+    void receive(std::span<const std::uint8_t> bytes, std::vector<std::uint8_t>& said) override
     {
-        std::vector<std::uint8_t> sent;
-        for (const softlink::Answer& answer : device_.receive({&byte, 1})) {
-            sent.insert(sent.end(), answer.bytes.begin(), answer.bytes.end());
+        for (const softlink::Answer& answer : device_.receive(bytes)) {
+            said.insert(said.end(), answer.bytes.begin(), answer.bytes.end());
         }
-        return sent;
     }
 
 private:

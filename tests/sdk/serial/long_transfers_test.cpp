@@ -21,7 +21,7 @@ constexpr std::size_t many = 10'000'000;
 constexpr std::size_t some = 2'000'000;
 constexpr std::ptrdiff_t block = 508;
 /// Both FIFOs, and what flow control holds back in the plug.
-constexpr std::ptrdiff_t most_held = 4096 + 1024 + 65'536;
+constexpr std::ptrdiff_t most_held = 4096 + 65'536 + 65'536;
 
 Bytes random_bytes(std::size_t count, std::uint64_t seed)
 {
