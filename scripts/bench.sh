@@ -2,7 +2,7 @@
 
 run_benchmarks() {
     local names=("$@") name
-    [ ${#names[@]} -gt 0 ] || names=(com com-stream convert stream transmit genapi persistence files)
+    [ ${#names[@]} -gt 0 ] || names=(com com-stream convert stream transmit genapi persistence files serial)
     ensure_packages
     for name in "${names[@]}"; do
         case "$name" in
