@@ -254,7 +254,7 @@ TEST_F(EngineSerialPort, FailsToWriteWhatTheDeviceDoesNotTake)
 {
     ASSERT_TRUE(port.SetRxBufferSize(10).IsOK());
     ASSERT_TRUE(open().IsOK());
-    set("IPEngineSerial0BaudRate", 4'000'000);
+    set("IPEngineSerial0BaudRate", 921'600);
     result = write(random_bytes(200'000, 11));  // more than both sides hold when nobody reads
     EXPECT_EQ(result.GetCode(), PvResult::Timeout);
     EXPECT_TRUE(says(result, "of 200000 bytes")) << result.description();
