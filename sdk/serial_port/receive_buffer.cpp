@@ -50,7 +50,7 @@ void ReceiveBuffer::end(PvResult why) noexcept
 {
     {
         const std::lock_guard lock(mutex_);
-        if (ended()) {
+        if (!open_) {
             return;
         }
         end_ = std::move(why);

@@ -33,7 +33,8 @@ public:
     [[nodiscard]] PvResult open();
     /// Ends reads that wait, discards what nobody has read, and answers later reads with `later`.
     void close(PvResult now, PvResult later) noexcept;
-    /// No more will come. What is there can still be read; then reads answer `why`.
+    /// No more will come. What is there can still be read; then reads answer `why`, the latest that was told. Nothing
+    /// happens to a buffer that is closed.
     void end(PvResult why) noexcept;
     /// After end(): more comes again. What is there stays. Nothing happens to a buffer that is closed.
     void resume() noexcept;

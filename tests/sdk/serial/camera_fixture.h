@@ -20,6 +20,24 @@ namespace serial_test {
 
 using Bytes = std::vector<std::uint8_t>;
 
+/// A camera in the place of the fixture's, which has been stopped: under Wine there is one at a time.
+class OtherCamera {
+public:
+    explicit OtherCamera(std::uint8_t host) : address(device_test::loopback(host).to_string())
+    {
+        softcam::CameraOptions options;
+        options.adapter = address;
+        options.serial_number = "SC-OTHER";
+        camera_ = std::make_unique<softcam::Camera>(options);
+        camera_->start();
+    }
+
+    const std::string address;
+
+private:
+    std::unique_ptr<softcam::Camera> camera_;
+};
+
 class CameraTest : public testing::Test {
 protected:
     explicit CameraTest(std::uint8_t host) : address(device_test::loopback(host).to_string())

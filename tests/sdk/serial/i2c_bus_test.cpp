@@ -10,6 +10,7 @@ using namespace std::chrono_literals;
 namespace {
 
 using serial_test::Bytes;
+using serial_test::OtherCamera;
 
 constexpr std::uint8_t memory = 0xA0;
 constexpr std::uint8_t sensor = 0x90;
@@ -69,11 +70,11 @@ TEST_F(EngineI2CBus, WritesAndReadsTheMemory)
 
 TEST_F(EngineI2CBus, TellsOfNoAcknowledgeWhileTheMemoryStores)
 {
-    ASSERT_TRUE(write_from(memory, 0x30, {1}).IsOK());
     // seen at least once, unless this thread stood still for the 5 ms that it takes
     const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(write_from(memory, 0x30, {1}).IsOK());
     const PvResult busy = bus.BurstWrite(memory, nullptr, 0, true);
-    if (std::chrono::steady_clock::now() - begin < 2ms) {
+    if (std::chrono::steady_clock::now() - begin < 5ms) {
         EXPECT_EQ(busy.GetCode(), PvResult::NotFound);
     }
     await_stored();
@@ -158,6 +159,16 @@ TEST_F(EngineI2CBus, WorksAgainWhenItsDeviceIsConnectedAgain)
     connect();
     EXPECT_TRUE(bus.IsOpened());
     EXPECT_TRUE(bus.BurstWrite(memory, nullptr, 0, true).IsOK());
+}
+
+TEST_F(EngineI2CBus, DoesNotGoOnWithAnotherDevice)
+{
+    ASSERT_TRUE(device->Disconnect().IsOK());
+    camera.reset();
+    const OtherCamera other(76);
+    ASSERT_TRUE(device->Connect(PvString(other.address)).IsOK());
+    EXPECT_FALSE(bus.IsOpened());
+    EXPECT_EQ(bus.BurstWrite(memory, nullptr, 0, true).GetCode(), PvResult::NotConnected);
 }
 
 TEST_F(EngineI2CBus, OutlivesItsDevice)

@@ -12,6 +12,7 @@ using namespace std::chrono_literals;
 namespace {
 
 using serial_test::Bytes;
+using serial_test::OtherCamera;
 
 constexpr std::uint32_t long_time = 20'000;
 
@@ -240,6 +241,17 @@ TEST_F(EngineSerialPort, Flushes)
     EXPECT_EQ(count, 0U);
 }
 
+TEST_F(EngineSerialPort, FlushesWhatTheDeviceHolds)
+{
+    ASSERT_TRUE(port.SetRxBufferSize(10).IsOK());
+    ASSERT_TRUE(open().IsOK());
+    ASSERT_TRUE(write(random_bytes(100, 12)).IsOK());
+    ASSERT_TRUE(await([&] { return port.GetRxBytesReady(count).IsOK() && count == 10; }));
+    EXPECT_TRUE(port.FlushRxBuffer().IsOK());
+    EXPECT_EQ(get("IPEngineSerial0ReceiveCount"), 0);
+    EXPECT_EQ(read(1, 0), Bytes());
+}
+
 TEST_F(EngineSerialPort, LeavesBytesWithTheDeviceWhileItsBufferIsFull)
 {
     ASSERT_TRUE(port.SetRxBufferSize(10).IsOK());
@@ -328,6 +340,21 @@ TEST_F(EngineSerialPort, GoesOnWhenTheLinkIsRecovered)
     result = write(Bytes{1, 2});
     EXPECT_TRUE(result.IsOK()) << result.description();
     EXPECT_EQ(read(2), (Bytes{1, 2}));
+}
+
+TEST_F(EngineSerialPort, DoesNotGoOnWithAnotherDevice)
+{
+    ASSERT_TRUE(open().IsOK());
+    ASSERT_TRUE(device->Disconnect().IsOK());
+    camera.reset();
+    const OtherCamera other(75);
+    ASSERT_TRUE(device->Connect(PvString(other.address)).IsOK());
+    ASSERT_TRUE(await([&] {
+        (void)read(1, 0);
+        return says(result, "another device is connected");
+    }));
+    EXPECT_FALSE(port.IsOpened());
+    EXPECT_EQ(write(Bytes{1}).GetCode(), PvResult::NotConnected);
 }
 
 TEST_F(EngineSerialPort, OutlivesItsDevice)

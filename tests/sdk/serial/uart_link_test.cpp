@@ -297,6 +297,8 @@ TEST_F(UartLinkTest, KnowsBytesAgainWhosePositionsGoRound)
     EXPECT_EQ(link.receive(buffer, more).GetCode(), PvResult::Timeout);
     EXPECT_EQ(round->asked_until, 2U);
     EXPECT_EQ(held(), (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(link.receive(buffer, more).GetCode(), PvResult::Timeout);
+    EXPECT_EQ(held(), Bytes());
     round->takes = true;
     round->bytes.push_back(5);
     EXPECT_FALSE(receive());
