@@ -164,7 +164,6 @@ PvResult PvSerialPortIPEngine::FlushRxBuffer()
         return not_open();
     }
     const PvResult result = port->flush_receive();
-    impl_->received->flush();
     port->on_read();
     return result;
 }

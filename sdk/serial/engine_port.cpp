@@ -260,11 +260,12 @@ bool EnginePort::wait_for_room(milliseconds time)
 
 PvResult EnginePort::flush_receive()
 {
-    if (!is_up()) {
-        return PvResult::OK;  // one that is away has nothing
+    PvResult result;
+    if (is_up()) {  // one that is away has nothing
+        const device::OwnAccesses own;
+        result = features()->flush_receive();
     }
-    const device::OwnAccesses own;
-    const PvResult result = features()->flush_receive();
+    link_.discard(*received_);
     return result.GetCode() == PvResult::NotSupported ? PvResult(PvResult::OK) : result;
 }
 

@@ -68,6 +68,7 @@ PvResult UartLink::receive(serial_port::ReceiveBuffer& buffer, bool& more)
         return PvResult::OK;
     }
     Header header;
+    const std::uint64_t discards = discards_so_far();
     if (PvResult result = look(*port, header); !result.IsOK()) {
         return result;
     }
@@ -79,13 +80,33 @@ PvResult UartLink::receive(serial_port::ReceiveBuffer& buffer, bool& more)
     const auto here = static_cast<std::uint32_t>(std::min<std::size_t>(header.count, bytes.size()));
     const std::uint32_t skipped = std::min(known(header.position, header.count), here);
     const auto fresh = bytes.first(here).subspan(skipped);
-    const auto taken = static_cast<std::uint32_t>(buffer.offer(fresh));
+    const std::uint32_t taken = hand_on(fresh, buffer, discards);
     next_ = header.position + skipped + taken;
     if (PvResult result = port->take_until(*next_); !result.IsOK()) {
         return result;
     }
     more = header.count > skipped + taken && taken == fresh.size();
     return PvResult::OK;
+}
+
+std::uint64_t UartLink::discards_so_far() const
+{
+    const std::lock_guard lock(mutex_);
+    return discards_;
+}
+
+std::uint32_t UartLink::hand_on(std::span<const std::uint8_t> bytes, serial_port::ReceiveBuffer& buffer,
+                                std::uint64_t discards)
+{
+    const std::lock_guard lock(mutex_);
+    return static_cast<std::uint32_t>(discards == discards_ ? buffer.offer(bytes) : bytes.size());
+}
+
+void UartLink::discard(serial_port::ReceiveBuffer& buffer)
+{
+    const std::lock_guard lock(mutex_);
+    ++discards_;
+    buffer.flush();
 }
 
 PvResult UartLink::transmit(std::span<const std::uint8_t> bytes, std::uint32_t& written)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <random>
 #include <span>
@@ -50,7 +51,12 @@ public:
     [[nodiscard]] std::size_t transmit_block_size() const noexcept override { return 512; }
     [[nodiscard]] PvResult read_block(std::span<std::uint8_t> block) override
     {
-        return outcome([&] { return map.read(base + virtual_device::uart_block::receive_block, block); });
+        const PvResult result =
+            outcome([&] { return map.read(base + virtual_device::uart_block::receive_block, block); });
+        if (after_reading) {
+            after_reading();
+        }
+        return result;
     }
     [[nodiscard]] PvResult take_until(std::uint32_t position) override
     {
@@ -85,8 +91,9 @@ public:
     virtual_device::UartRegisters registers;
     std::vector<std::uint32_t> announced;
     int rooms_asked = 0;
-    unsigned lost_requests = 0;      ///< of 1000
-    unsigned lost_acknowledges = 0;  ///< of 1000; what was asked for was done
+    std::function<void()> after_reading{};  ///< while a block is on its way to the buffer
+    unsigned lost_requests = 0;             ///< of 1000
+    unsigned lost_acknowledges = 0;         ///< of 1000; what was asked for was done
     std::mt19937_64 random{1};
 
 private:
@@ -228,6 +235,19 @@ TEST_F(UartLinkTest, GoesOnWhenThePortHasBegunAnew)
     EXPECT_EQ(send(bytes), 200U);
     (void)receive();
     EXPECT_EQ(held(), bytes);
+}
+
+TEST_F(UartLinkTest, HandsOnNothingThatWasReadBeforeAFlush)
+{
+    EXPECT_EQ(send(random_bytes(100, 8)), 100U);
+    port->after_reading = [this] { link.discard(buffer); };
+    EXPECT_FALSE(receive());
+    EXPECT_EQ(buffer.ready(), 0U);
+    port->after_reading = nullptr;
+    const Bytes later = random_bytes(50, 9);
+    EXPECT_EQ(send(later), 50U);
+    EXPECT_FALSE(receive());
+    EXPECT_EQ(held(), later);
 }
 
 TEST_F(UartLinkTest, CountsWhatTheDeviceHadNoRoomFor)
