@@ -110,7 +110,9 @@ PvResult PvDevice::Impl::connect(const control::ConnectionTarget& target)
     }
     if (result.IsOK()) {
         features()->array->InvalidateCache();
-        begin_memory();
+        if (begin_memory()) {
+            read_memory();
+        }
     }
     return result;
 }

@@ -127,8 +127,11 @@ private:
     PvResult restore_streams(vex::control::Connection& recovered);
     void tell(void (PvDeviceEventSink::*notification)(PvDevice*));
 
-    /// Begins to remember what the application sets in the device just connected, if recovery is to put it back.
-    void begin_memory();
+    /// Begins to remember what the application sets in the device that is connected; false, and nothing is remembered,
+    /// when recovery is not to put it back.
+    [[nodiscard]] bool begin_memory();
+    /// Reads the settings that the device has now, behind begin_memory().
+    void read_memory();
     void on_written(PvGenParameter& parameter);
     void remember_stream(vex::control::Connection& connection, std::uint32_t channel);
 

@@ -227,14 +227,22 @@ PvResult PvDevice::Impl::restore_streams(control::Connection& recovered)
     return result;
 }
 
-void PvDevice::Impl::begin_memory()
+bool PvDevice::Impl::begin_memory()
 {
     const auto current = connection();
-    if (link.settings().recovery && current && current->check_writable().IsOK()) {
-        const device::OwnAccesses own;
-        memory_.begin(*features()->array);
-    } else {
+    if (!link.settings().recovery || !current || !current->check_writable().IsOK()) {
         memory_.end();
+        return false;
+    }
+    memory_.begin(*features()->array);
+    return true;
+}
+
+void PvDevice::Impl::read_memory()
+{
+    if (connection() && memory_.has_begun()) {
+        const device::OwnAccesses own;
+        memory_.read(*features()->array);
     }
 }
 
@@ -245,8 +253,8 @@ void PvDevice::Impl::on_recovery_changed(bool on)
         memory_.end();
         return;
     }
-    if (connection()) {
-        post([self = shared_from_this()] { self->begin_memory(); });
+    if (begin_memory()) {
+        post([self = shared_from_this()] { self->read_memory(); });
     }
 }
 

@@ -44,12 +44,16 @@ bool follow_acquisition(std::string_view name, std::atomic<bool>& acquiring)
 
 }  // namespace
 
-void SessionMemory::begin(PvGenParameterArray& array)
+void SessionMemory::begin(const PvGenParameterArray& array)
 {
     end();
     tells_persistent_ = std::ranges::any_of(array.GetNodeMap()->features(),
                                             [](const GenApi::INode* node) { return node->is_streamable(); });
-    begun_ = true;  // what is written while the values are read counts already, and comes after them
+    begun_ = true;
+}
+
+void SessionMemory::read(PvGenParameterArray& array)
+{
     // a connection must not take long: of tables with more places than this only what is written is remembered
     constexpr StoreLimits limits{.combinations = 256, .all_combinations = 2048};
     StoredValues stored = store_values(array, limits);

@@ -34,8 +34,10 @@ struct StreamSetting {
 /// Thread safety: all members may be called from any thread.
 class SessionMemory {
 public:
-    /// Forgets what was, and reads the persistent parameters of a device that was just connected.
-    void begin(PvGenParameterArray& array);
+    /// Forgets what was, and remembers what is written from now on. No transfers.
+    void begin(const PvGenParameterArray& array);
+    /// Reads the persistent parameters as they are, after begin(): what is written meanwhile comes after them.
+    void read(PvGenParameterArray& array);
     /// Forgets, and remembers nothing until it begins again.
     void end();
     [[nodiscard]] bool has_begun() const noexcept { return begun_; }

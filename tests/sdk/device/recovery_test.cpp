@@ -74,6 +74,25 @@ TEST_F(Recovery, PutsBackWhatWasSetRightAfterItWasTurnedOn)
     EXPECT_EQ(text("Width"), "320");
 }
 
+TEST_F(Recovery, PutsBackWhatWasSetBeforeTheSettingsCouldBeRead)
+{
+    connect();
+    sink.on("acquisition", [this] {
+        // on the thread that reads the settings, later
+        link().SetBooleanValue("LinkRecoveryEnabled", false);
+        link().SetBooleanValue("LinkRecoveryEnabled", true);
+        set("IPEngineSerial0BaudRate", "19200");
+        camera->go_silent(true);
+    });
+    reboot();
+    sink.on("acquisition", nullptr);
+    ASSERT_TRUE(sink.wait_for("disconnected", 2));
+    camera->reboot({.silence = 0ms});
+    camera->go_silent(false);
+    ASSERT_TRUE(sink.wait_for("acquisition", 2));
+    EXPECT_EQ(text("IPEngineSerial0BaudRate"), "19200");
+}
+
 TEST_F(Recovery, OfSettingsIsNoAccessOfTheApplication)
 {
     link().SetBooleanValue("LinkRecoveryEnabled", false);
