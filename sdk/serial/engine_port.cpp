@@ -130,8 +130,8 @@ PvResult EnginePort::attach(const std::shared_ptr<control::Connection>& connecti
     PvGenParameter* const announcement = features->announcement();
     tells_ = announcement != nullptr && features->notify(true).IsOK();
     listen(announcement);
-    connection_ = connection;
     const std::lock_guard lock(mutex_);
+    connection_ = connection;
     features_ = std::move(features);
     return PvResult::OK;
 }
@@ -194,7 +194,13 @@ void EnginePort::close() noexcept
     claim_.release();
 }
 
-bool EnginePort::is_up() const { return up_ && device_.connection() != nullptr; }
+bool EnginePort::is_up() const
+{
+    const auto now = device_.connection();
+    const std::lock_guard lock(mutex_);
+    // over a connection that this port does not use yet, bytes would be discarded when it does
+    return up_ && now != nullptr && now == connection_.lock();
+}
 
 PvResult EnginePort::not_connected() const
 {

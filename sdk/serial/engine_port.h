@@ -78,12 +78,12 @@ private:
     // of the opening thread, then of the port's own
     MacAddress mac_;
     std::string serial_number_;
-    std::weak_ptr<control::Connection> connection_;
     bool tells_ = false;  ///< the device announces what it receives
 
     mutable std::mutex mutex_;  ///< for what follows
     std::condition_variable closed_now_;
     bool closing_ = false;
+    std::weak_ptr<control::Connection> connection_;  ///< written by the port's thread only
     std::shared_ptr<UartFeatures> features_;
     std::shared_ptr<control::Worker> worker_;
     std::shared_ptr<Waker> waker_;

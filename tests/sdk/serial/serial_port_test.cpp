@@ -53,12 +53,6 @@ protected:
         EXPECT_TRUE(device->GetGenParameters()->GetBooleanValue("IPEngineSerial0ReceiveNotification", on).IsOK());
         return on;
     }
-    void lose_link()
-    {
-        device->GetGenLink()->SetIntegerValue("HeartbeatTimeout", 400);
-        camera->go_silent(true);
-        ASSERT_TRUE(await([&] { return !device->IsConnected(); }));
-    }
 
     PvSerialPortIPEngine port;
     PvResult result;
@@ -321,22 +315,31 @@ TEST_F(EngineSerialPort, FailsWhenTheDeviceIsDisconnectedAndGoesOnLater)
     EXPECT_EQ(read(2), (Bytes{1, 2}));
 }
 
+TEST_F(EngineSerialPort, KeepsWhatIsWrittenAsSoonAsItIsOpenAgain)
+{
+    ASSERT_TRUE(open().IsOK());
+    ASSERT_TRUE(device->Disconnect().IsOK());
+    connect();
+    ASSERT_TRUE(await([&] { return port.IsOpened(); }));
+    ASSERT_TRUE(write(Bytes{1, 2}).IsOK());
+    EXPECT_EQ(read(2), (Bytes{1, 2}));
+}
+
 TEST_F(EngineSerialPort, GoesOnWhenTheLinkIsRecovered)
 {
     device->GetGenLink()->SetBooleanValue("LinkRecoveryEnabled", true);
+    device->GetGenLink()->SetIntegerValue("HeartbeatTimeout", 400);
     ASSERT_TRUE(open().IsOK());
     set("IPEngineSerial0BaudRate", 19'200);
     ASSERT_TRUE(write(Bytes{8, 9}).IsOK());
     EXPECT_EQ(read(2), (Bytes{8, 9}));
-    lose_link();
-    EXPECT_EQ(write(Bytes{1}).GetCode(), PvResult::NotConnected);
-    camera->reboot({.silence = 0ms});
-    camera->go_silent(false);
-    ASSERT_TRUE(await([&] { return port.IsOpened(); }));
+    camera->reboot();
+    std::int64_t recoveries = 0;
     ASSERT_TRUE(await([&] {
-        std::int64_t rate = 0;
-        return device->GetGenParameters()->GetIntegerValue("IPEngineSerial0BaudRate", rate).IsOK() && rate == 19'200;
+        return device->GetGenLink()->GetIntegerValue("LinkRecoveryCount", recoveries).IsOK() && recoveries == 1;
     }));
+    ASSERT_TRUE(await([&] { return port.IsOpened(); }));
+    EXPECT_EQ(get("IPEngineSerial0BaudRate"), 19'200);
     result = write(Bytes{1, 2});
     EXPECT_TRUE(result.IsOK()) << result.description();
     EXPECT_EQ(read(2), (Bytes{1, 2}));
