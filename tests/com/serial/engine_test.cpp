@@ -216,6 +216,24 @@ TEST_F(SideChannels, TransferOverI2c)
     EXPECT_EQ(code_of(bus, &IVexIPEngineI2CBus::Close), VexOK);
 }
 
+TEST_F(SideChannels, TakeAnyTruthForTheFastMode)
+{
+    const auto bus = new_bus();
+    ASSERT_EQ(open(bus), VexOK);
+    const auto features = object_of(device, &IVexDevice::get_GenParameters);
+    const auto speed_after = [&](VARIANT_BOOL fast) {
+        Variant none(VT_UI1, byte_array({0}));
+        EXPECT_EQ(bus->BurstWrite(memory, none->parray, 0, fast, result.put()), S_OK);
+        BSTR speed = nullptr;
+        EXPECT_EQ(features->GetEnumValueStr(Text(L"IPEngineBulk1I2CSpeed"), &speed, result.put()), S_OK);
+        return take(speed);
+    };
+    EXPECT_EQ(speed_after(0), L"Standard");
+    EXPECT_EQ(speed_after(1), L"Fast");
+    EXPECT_EQ(speed_after(0), L"Standard");
+    EXPECT_EQ(speed_after(-1), L"Fast");
+}
+
 TEST_F(SideChannels, LeaveABusOpenThatIsReleasedOpen)
 {
     auto bus = new_bus();
