@@ -98,6 +98,38 @@ TEST_F(EngineI2CBus, KeepsTheBusForACombinedTransferOfTwoCalls)
     EXPECT_EQ(bytes, (Bytes{0x50, 0x00}));
 }
 
+TEST_F(EngineI2CBus, AsksTheDeviceForWhatTheCallSays)
+{
+    const auto command = [&] {
+        PvString name;
+        EXPECT_TRUE(device->GetGenParameters()->GetEnumValue("IPEngineBulk1I2CCommand", name).IsOK());
+        return name.str();
+    };
+    const auto is_fast = [&] {
+        PvString name;
+        EXPECT_TRUE(device->GetGenParameters()->GetEnumValue("IPEngineBulk1I2CSpeed", name).IsOK());
+        return name == PvString("Fast");
+    };
+    const auto stops = [&] {
+        bool stop = false;
+        EXPECT_TRUE(device->GetGenParameters()->GetBooleanValue("IPEngineBulk1I2CStop", stop).IsOK());
+        return stop;
+    };
+    (void)read_from(sensor, 2, 2, true, true);
+    EXPECT_EQ(command(), "ReceiveFromOffsetCombined");
+    EXPECT_TRUE(is_fast());
+    EXPECT_TRUE(stops());
+    EXPECT_EQ(get("IPEngineBulk1I2COffset"), 2);
+    (void)read_from(sensor, 0, 2, false, false);
+    EXPECT_EQ(command(), "ReceiveFromOffset");
+    EXPECT_FALSE(is_fast());
+    EXPECT_EQ(get("IPEngineBulk1I2COffset"), 0);
+    const std::uint8_t offset = 3;
+    EXPECT_TRUE(bus.MasterTransmitter(sensor, &offset, 1, true, false).IsOK());
+    EXPECT_EQ(command(), "Transmit");
+    EXPECT_FALSE(stops());
+}
+
 TEST_F(EngineI2CBus, MakesTheLongestTransferAndNoLongerOne)
 {
     Bytes bytes(1024);
@@ -131,6 +163,8 @@ TEST_F(EngineI2CBus, ClearsABusThatIsStuck)
 
 TEST_F(EngineI2CBus, HasOneOpener)
 {
+    result = bus.Open(device.get(), PvIPEngineSerialBulk1);
+    EXPECT_TRUE(says(result, "This I2C bus object")) << result.description();
     PvIPEngineI2CBus other;
     result = other.Open(device.get(), PvIPEngineSerialBulk1);
     EXPECT_EQ(result.GetCode(), PvResult::StateError);
