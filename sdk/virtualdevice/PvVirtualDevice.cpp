@@ -1,17 +1,24 @@
 #include "sdk/virtualdevice/PvVirtualDevice.h"
 
 #include <chrono>
+#include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 
 #include "sdk/base/failure.h"
 #include "sdk/buffer/PvPixelType.h"
 #include "sdk/description/description_url.h"
+#include "sdk/peripherals/i2c_bus.h"
+#include "sdk/peripherals/i2c_slaves.h"
+#include "sdk/peripherals/uart.h"
 #include "sdk/transmitterraw/block_transmitter.h"
 #include "sdk/transmitterraw/stream_outlet.h"
 #include "sdk/virtualdevice/bootstrap_device.h"
 #include "sdk/virtualdevice/gvcp_server.h"
+#include "sdk/virtualdevice/i2c_registers.h"
 #include "sdk/virtualdevice/register_map.h"
+#include "sdk/virtualdevice/uart_registers.h"
 #include "sdk/virtualdevice/virtual_device_description.h"
 #include "sdk/virtualdevice/virtual_device_registers.h"
 #include "sdk/wire/bootstrap.h"
@@ -28,6 +35,12 @@ namespace reg = wire::bootstrap;
 
 // In microseconds, as transmitters stamp their blocks.
 constexpr std::uint64_t timestamp_frequency = 1'000'000;
+
+// What hangs on the side channels; addresses as on the wire.
+constexpr std::uint8_t eeprom_address = 0xA0;
+constexpr std::uint8_t sensor_address = 0x90;
+constexpr std::chrono::milliseconds eeprom_write_time{5};
+constexpr std::size_t uart_transmit_size = 65'536;
 
 // What the device tells before anything was sent.
 transmitter::BlockFormat first_format()
@@ -66,6 +79,7 @@ public:
         map.add(virtual_device::memory_region(own::description, description_));
         add_format_registers(map);
         add_acquisition_registers(map);
+        add_side_channels(map);
         responder_.remember_power_on();
     }
 
@@ -136,6 +150,16 @@ private:
         add_command(own::acquisition_stop, 0);
     }
 
+    /// A loopback plug on the serial port; an EEPROM and a sensor on the I2C bus. Neither takes time on its line, and
+    /// nobody is told of received bytes: there is no message channel.
+    void add_side_channels(virtual_device::RegisterMap& map)
+    {
+        bus_.attach(std::make_unique<peripherals::Eeprom>(eeprom_address, eeprom_write_time, net::Clock::steady()));
+        bus_.attach(std::make_unique<peripherals::Sensor>(sensor_address));
+        uart_registers_.emplace(map, own::serial0, uart_, [](std::uint32_t) {});
+        i2c_registers_.emplace(map, own::bulk0, bus_, net::Clock::steady());
+    }
+
     void on_control_changed(bool /*controlled*/) override
     {
         responder_.registers().set_value(own::acquisition_status, 0);
@@ -175,6 +199,12 @@ private:
     net::Clock::time_point started_ = net::Clock::steady().now();
     net::UdpSocket socket_;  // for test packets
     transmitter::BlockTransmitter test_packets_;
+    // what hangs on the side channels goes after the registers that reach it
+    peripherals::Uart uart_{
+        {.transmit_size = uart_transmit_size}, std::make_unique<peripherals::Loopback>(), net::Clock::steady()};
+    peripherals::I2cBus bus_;
+    std::optional<virtual_device::UartRegisters> uart_registers_;
+    std::optional<virtual_device::I2cRegisters> i2c_registers_;
     virtual_device::GvcpResponder responder_;
     virtual_device::GvcpServer server_;
 };

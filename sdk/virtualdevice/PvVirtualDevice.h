@@ -15,6 +15,9 @@
 /// reach the transmitter. Commands to start and stop the acquisition show in AcquisitionStatus; what they mean for the
 /// transmitter is the program's decision.
 ///
+/// The serial port Serial0 sends back what it is sent; on the I2C bus of Bulk0 are an EEPROM at 0xA0 and a sensor at
+/// 0x90, as on the wire (docs/serial.md).
+///
 /// Thread safety: start and stop from one thread at a time, the rest not beside them.
 class PvVirtualDevice {
 public:

@@ -6,6 +6,7 @@
 
 #include "sdk/buffer/PvPixelType.h"
 #include "sdk/buffer/pixel_type_names.h"
+#include "sdk/virtualdevice/side_channel_description.h"
 #include "sdk/virtualdevice/virtual_device_registers.h"
 #include "sdk/wire/bootstrap.h"
 
@@ -235,8 +236,10 @@ std::string categories()
                                         "GevSCPSDoNotFragment", "GevSCPSPacketSize", "TLParamsLocked"}) {
         transport.push_back(name);
     }
-    return category("Root", {"DeviceControl", "ImageFormatControl", "AcquisitionControl", "TransportLayerControl"}) +
-           category("DeviceControl", device) + category("ImageFormatControl", image) +
+    return category("Root", {"DeviceControl", "ImageFormatControl", "AcquisitionControl", "TransportLayerControl",
+                             "IPEngine"}) +
+           category("IPEngine", {"IPEngineSerial0", "IPEngineBulk0"}) + category("DeviceControl", device) +
+           category("ImageFormatControl", image) +
            category("AcquisitionControl",
                     {"AcquisitionMode", "AcquisitionStart", "AcquisitionStop", "AcquisitionStatus"}) +
            category("TransportLayerControl", transport);
@@ -260,6 +263,8 @@ std::string virtual_device_description()
     for (const auto& node : transport_numbers) {
         text += number(node);
     }
+    text += uart_nodes("Serial0", own::serial0);
+    text += i2c_nodes("Bulk0", own::bulk0);
     constexpr std::string_view mark = "@formats@";
     const std::size_t at = fixed_nodes.find(mark);
     text.append(fixed_nodes.substr(0, at)).append(pixel_formats()).append(fixed_nodes.substr(at + mark.size()));

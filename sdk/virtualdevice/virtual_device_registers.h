@@ -18,6 +18,10 @@ inline constexpr std::uint32_t acquisition_start = 0x00010024;
 inline constexpr std::uint32_t acquisition_stop = 0x00010028;
 inline constexpr std::uint32_t acquisition_status = 0x0001002C;
 
+// blocks of UartRegisters and I2cRegisters
+inline constexpr std::uint32_t serial0 = 0x00020000;
+inline constexpr std::uint32_t bulk0 = 0x00021000;
+
 inline constexpr std::uint32_t description = 0x00100000;
 
 }  // namespace vex::virtual_device::own
