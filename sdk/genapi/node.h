@@ -129,6 +129,8 @@ public:
     bool limits_busy : 1 = false;
     bool has_callbacks : 1 = false;
     bool notify : 1 = false;
+    // the flags above change with the map's lock held, those below never do and are read without it: other memory
+    bool : 0;
     // properties
     bool broken : 1 = false;
     bool streamable : 1 = false;
