@@ -4,8 +4,10 @@
 // go by. Then follow the offset in words, in two bytes, the length in words, in one, and for a write the bytes.
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <vector>
 
+#include "sdk/peripherals/serial_device.h"
 #include "tests/fuzz/input.h"
 #include "tools/softcam/registers.h"
 #include "tools/softcam/side_channels.h"
@@ -33,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ManualClock clock;
     virtual_device::RegisterMap map;
     softcam::SideChannels channels(
-        map, "fuzzed", [](std::uint32_t port, std::uint32_t count) { require(port <= 2 && count != 0); }, clock);
+        map, std::make_unique<peripherals::CommandLineDevice>("fuzzed"),
+        [](std::uint32_t port, std::uint32_t count) { require(port <= 2 && count != 0); }, clock);
     channels.set_faults({.uart = {.lost = 10, .overruns = 10, .seed = 1}, .i2c = {.stuck = 10, .seed = 1}});
     std::vector<std::uint8_t> bytes;
     for (View script(data, size); script.size() >= 4;) {
