@@ -154,12 +154,8 @@ void PvIPEngineI2CBus::NoteRelease() { impl_->note_release(); }
 
 PvResult PvIPEngineI2CBus::Open(PvDevice* aDevice, PvIPEngineSerial aPort)
 {
-    if (aDevice == nullptr) {
-        return failure(PvResult::InvalidParameter, "The device is null");
-    }
-    if (serial::name_of(aPort).empty()) {
-        return failure(PvResult::InvalidParameter, "There is no port ", static_cast<std::int32_t>(aPort),
-                       ": ports are Serial0 (0), Serial1 (1) and Bulk0 (2) to Bulk7 (9)");
+    if (PvResult refused = serial::check_opening(aDevice, aPort); !refused.IsOK()) {
+        return refused;
     }
     try {
         return impl_->open(*aDevice, aPort);
