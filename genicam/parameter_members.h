@@ -3,7 +3,7 @@
 
 #include "genicam/VexGenParameter.h"
 
-/// Implements IVexGenParameter for an interface that extends it. Base is that interface, or server::NotBuilt of it.
+/// Implements IVexGenParameter for an interface that extends it. Base is that interface.
 template <class Base>
 class ParameterMembers : public Base {
 public:

@@ -4,7 +4,7 @@
 # same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, and `tidy` takes
 # minutes when much has changed
 not_run=77  # what a suite returns that cannot run here
-suites_all=(style windows scripts interop address thread fuzz)
+suites_all=(style windows scripts gui interop address thread fuzz)
 
 # ctest in a build folder; WHAT names it in the summary.
 run_ctest() {
@@ -103,6 +103,14 @@ suite_scripts() {
     stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
+
+# Real windows on a screen of their own, with mouse and keyboard; pictures of them go to out/windows.
+suite_gui() {
+    [ -n "${VEX_PRIVATE_NETWORK:-}" ] || { echo "the desktop needs a network namespace, and that needs root"; return "$not_run"; }
+    build native softcam pvctl
+    build windows VexKamCOMWrapper gui_client gui_host viewer
+    tests/gui/run_all
 }
 
 suite_interop() {

@@ -30,7 +30,7 @@ template <class Interface>
 inline constinit TypeInfoHolder type_info_of{__uuidof(Interface)};
 
 /// Implements IDispatch for a dual interface. Base is the interface, or a class that implements some of its members and
-/// names it as DefaultInterface (NotBuilt, a mixin).
+/// names it as DefaultInterface (a mixin).
 template <class Base>
 class Dispatch : public Base {
 public:

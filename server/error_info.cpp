@@ -19,7 +19,6 @@ std::string_view text_of(HRESULT failure) noexcept
     case E_POINTER: return "A pointer is null";
     case E_INVALIDARG: return "An argument is not what the member takes";
     case E_OUTOFMEMORY: return "Not enough memory";
-    case E_NOTIMPL: return "This version does not have this member";
     case E_UNEXPECTED: return "The object is in a state in which this cannot be done";
     case E_ACCESSDENIED: return "Access is denied";
     case DISP_E_ARRAYISLOCKED: return "The array is locked";

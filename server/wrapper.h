@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "generated/class_facts.h"
-#include "generated/not_built.h"
+#include "generated/interface_bases.h"
 #include "server/connection_point.h"
 #include "server/dispatch.h"
 #include "server/error_info.h"
@@ -25,8 +25,8 @@ inline constinit TypeInfoHolder class_info_of{ClassFacts<T>::clsid};
 
 /// The base of implementation class T: its interfaces, and helpers that make a member one line.
 ///
-/// Base is the class's default interface, NotBuilt of it, or a mixin over either. A class with a source interface fires
-/// its events with fire(). ComObject<T> completes T; T itself stays without a reference count.
+/// Base is the class's default interface, or a mixin over it. A class with a source interface fires its events with
+/// fire(). ComObject<T> completes T; T itself stays without a reference count.
 ///
 /// Thread safety: as the SDK object behind it; reference counting and firing work from any thread.
 template <class T, class Base = typename ClassFacts<T>::Interface>
@@ -230,9 +230,6 @@ protected:
             wrapper.AttachSdkObject(part, static_cast<T*>(this)->lifetime());
         }
     }
-
-    /// What NotBuilt answers for the members that it still has.
-    HRESULT not_built() noexcept { return describe(E_NOTIMPL); }
 
     /// Chooses among an SDK member's overloads: overload<PvResult(PvString&) const>(&PvGenEnum::GetValue).
     template <class Signature>

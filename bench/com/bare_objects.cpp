@@ -5,7 +5,7 @@
 #include <string>
 
 #include "generated/class_facts.h"
-#include "generated/not_built.h"
+#include "generated/interface_stubs.h"
 #include "sdk/base/PvResult.h"
 
 using namespace vex;
@@ -148,7 +148,7 @@ HRESULT make_result(IVexResult** out) noexcept
     return S_OK;
 }
 
-class BareDevice final : public Bare<server::NotBuilt<IVexDevice>, IVexDevice> {
+class BareDevice final : public Bare<vex::idl::Stub<IVexDevice>, IVexDevice> {
 public:
     HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
                                            IVexResult** out) noexcept override
@@ -161,7 +161,7 @@ private:
     void destroy() noexcept override { delete this; }
 };
 
-class BareInteger final : public Bare<server::NotBuilt<IVexGenInteger>, IVexGenInteger> {
+class BareInteger final : public Bare<vex::idl::Stub<IVexGenInteger>, IVexGenInteger> {
 public:
     HRESULT STDMETHODCALLTYPE get_Value(__int64* pVal) noexcept override
     {
@@ -173,7 +173,7 @@ private:
     void destroy() noexcept override { delete this; }
 };
 
-class BareParameters final : public Bare<server::NotBuilt<IVexGenParameterArray>, IVexGenParameterArray> {
+class BareParameters final : public Bare<vex::idl::Stub<IVexGenParameterArray>, IVexGenParameterArray> {
 public:
     HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR /*aName*/, __int64* aValue, IVexResult** out) noexcept override
     {

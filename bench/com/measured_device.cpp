@@ -1,5 +1,6 @@
 #include "bench/com/measured_device.h"
 
+#include "generated/interface_stubs.h"
 #include "server/wrapper.h"
 
 using namespace vex;
@@ -13,7 +14,7 @@ struct ClassFacts<CMeasuredDevice> : ClassFacts<CVexDevice> {};
 
 }  // namespace vex::server
 
-class CMeasuredDevice : public server::Wrapper<CMeasuredDevice, server::NotBuilt<IVexDevice>> {
+class CMeasuredDevice : public server::Wrapper<CMeasuredDevice, vex::idl::Stub<IVexDevice>> {
 public:
     HRESULT STDMETHODCALLTYPE ReadRegister(unsigned int aAddress, unsigned int* aValue,
                                            IVexResult** out) noexcept override

@@ -167,7 +167,7 @@ void DeviceTable::arrange()
     if (!found_) {
         return;
     }
-    // interfaces are known at a search's end; until then devices stand without heading
+    // a device whose interface has gone stands without heading until it is missing
     std::vector<std::pair<std::string, std::string>> sections;
     for (const Interface& interface : found_->interfaces) {
         sections.emplace_back(interface.id, heading_of(interface));

@@ -83,10 +83,12 @@ public:
     {
         begin();
         const auto system = make_system_();
+        system_ = system.get();
         system->RegisterEventSink(this);
         PvResult result = system->Find();
         system->UnregisterEventSink(this);
-        end(*system, std::move(result));
+        end(std::move(result));
+        system_ = nullptr;
     }
 
     void OnDeviceFound(PvInterface* found_by, PvDeviceInfo* info, bool& /*ignore*/) override
@@ -103,6 +105,7 @@ public:
             }
             known->device = std::move(device);
         }
+        take_interfaces();
         tell();
     }
 
@@ -132,13 +135,19 @@ private:
         }
     }
 
-    void end(const PvSystem& system, PvResult result)
+    /// Those of the search under way: a system lists them before it asks for devices.
+    void take_interfaces()
+    {
+        found_.interfaces.clear();
+        for (std::uint32_t index = 0; index < system_->GetInterfaceCount(); ++index) {
+            found_.interfaces.push_back(interface_of(*system_->GetInterface(index)));
+        }
+    }
+
+    void end(PvResult result)
     {
         std::erase_if(known_, [](Known& known) { return !known.answered && known.misses++ >= most_misses; });
-        found_.interfaces.clear();
-        for (std::uint32_t index = 0; index < system.GetInterfaceCount(); ++index) {
-            found_.interfaces.push_back(interface_of(*system.GetInterface(index)));
-        }
+        take_interfaces();
         found_.result = std::move(result);
         found_.is_complete = true;
         tell();
@@ -159,6 +168,7 @@ private:
 
     const MakeSystem make_system_;
     // of the searching thread
+    const PvSystem* system_ = nullptr;  ///< while it searches
     std::vector<Known> known_;
     Found found_;
 

@@ -54,10 +54,10 @@ struct Interface {
 
 /// What is known so far.
 struct Found {
-    std::vector<Interface> interfaces{};
-    std::vector<Device> devices{};  ///< in the order in which they were found first
-    bool is_complete = false;       ///< a search has ended since the start or the last refresh
-    PvResult result{};              ///< of the last search that ended
+    std::vector<Interface> interfaces{};  ///< known when the first device is
+    std::vector<Device> devices{};        ///< in the order in which they were found first
+    bool is_complete = false;             ///< a search has ended since the start or the last refresh
+    PvResult result{};                    ///< of the last search that ended
 };
 
 /// Searches, pauses and searches again on a thread of its own. A device is told as soon as it answers; it is missing

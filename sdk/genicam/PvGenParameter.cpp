@@ -253,6 +253,13 @@ void PvGenParameter::notify()
     }
 }
 
+void PvGenParameter::forget_event_sinks() noexcept
+{
+    std::vector<State::Registered> forgotten;  // kept sinks go after the lock
+    const std::lock_guard lock(state_->mutex);
+    forgotten.swap(state_->sinks);
+}
+
 void PvGenParameter::remember(const PvResult& result) const
 {
     const std::lock_guard lock(state_->mutex);

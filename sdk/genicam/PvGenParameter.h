@@ -94,6 +94,8 @@ private:
     struct State;
     void remember(const PvResult& result) const;
     void notify();
+    /// The parameter's array is going while the parameter is still in use.
+    void forget_event_sinks() noexcept;
     PvResult add_sink(PvGenEventSink* sink, std::shared_ptr<PvGenEventSink> kept);
     template <class Related>
     PvResult list(PvGenParameterList& aList, Related&& related) const;

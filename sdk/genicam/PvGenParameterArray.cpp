@@ -78,18 +78,34 @@ std::vector<GenApi::Chunk> chunks_of(const PvBuffer& buffer)
 
 }  // namespace
 
-PvGenParameterArray::PvGenParameterArray() : contents_(std::make_unique<Contents>()) {}
+PvGenParameterArray::PvGenParameterArray() : contents_(std::make_shared<Contents>()) {}
 
 PvGenParameterArray::PvGenParameterArray(std::unique_ptr<GenApi::INodeMap> node_map) : PvGenParameterArray()
 {
     build(std::move(node_map));
 }
 
-PvGenParameterArray::~PvGenParameterArray() = default;
+PvGenParameterArray::~PvGenParameterArray() { close_gate(nullptr); }
+
+void PvGenParameterArray::close_gate(std::shared_ptr<genicam::ArrayGate> next) noexcept
+{
+    if (gate_->close(std::move(next))) {
+        return;
+    }
+    for (const auto& parameter : contents_->parameters) {
+        parameter->forget_event_sinks();
+    }
+    if (contents_->node_map != nullptr) {
+        // waits for a transfer that is under way
+        static_cast<void>(genicam::result_of(
+            [&] { static_cast<void>(contents_->node_map->connect_port(GenApi::device_port_name, nullptr)); }));
+    }
+    gate_->keep(contents_);
+}
 
 void PvGenParameterArray::build(std::unique_ptr<GenApi::INodeMap> node_map)
 {
-    auto contents = std::make_unique<Contents>();
+    auto contents = std::make_shared<Contents>();
     contents->node_map = std::move(node_map);
     const PvGenParameter::Owner& owner = contents->owner;
     for (GenApi::INode* const node : contents->node_map->features()) {
@@ -117,18 +133,19 @@ void PvGenParameterArray::build(std::unique_ptr<GenApi::INodeMap> node_map)
         root != nullptr && root->type() == GenApi::InterfaceType::category) {
         contents->root = std::make_unique<PvGenCategory>(*root);
     }
+    auto gate = std::make_shared<genicam::ArrayGate>(genicam::ArrayGate::State::preparing);
+    close_gate(gate);
     contents_ = std::move(contents);
+    gate_ = std::move(gate);
+    gate_->open();
 }
 
 void PvGenParameterArray::clear() noexcept
 {
-    contents_->root.reset();
-    contents_->categories.clear();
-    contents_->names = {};
-    contents_->parameter_names.clear();
-    contents_->owner.parameters.clear();
-    contents_->parameters.clear();
-    contents_->node_map.reset();
+    // empty for good, and made without memory
+    static Contents nothing;
+    close_gate(nullptr);
+    contents_ = std::shared_ptr<Contents>(std::shared_ptr<Contents>(), &nothing);
 }
 
 void PvGenParameterArray::SetWriteObserver(std::function<void(PvGenParameter&)> observer)

@@ -17,6 +17,7 @@
 #include "sdk/genicam/PvGenParameter.h"
 #include "sdk/genicam/PvGenRegister.h"
 #include "sdk/genicam/PvGenString.h"
+#include "sdk/genicam/array_gate.h"
 
 class PvBuffer;
 
@@ -99,14 +100,18 @@ public:
 
     /// Expires when the array goes: for whoever holds the array without owning it.
     [[nodiscard]] std::weak_ptr<const void> lifetime() const noexcept { return lifetime_; }
+    /// The gate of the parameters that there are now: for threads that cannot know how long they last. It is closed
+    /// before they go, when the array is rebuilt, emptied or destroyed. To be asked for where the array may be used.
+    [[nodiscard]] std::shared_ptr<vex::genicam::ArrayGate> gate() const noexcept { return gate_; }
 
 protected:
     /// An array without parameters, to be built later.
     PvGenParameterArray();
     /// Replaces node map and parameters; parameters handed out before are gone. Not while another thread uses the
-    /// array.
+    /// array, except for those behind its gate, who are waited for.
     void build(std::unique_ptr<GenApi::INodeMap> node_map);
-    /// Makes the array empty, and calls no event sink. For a derived class whose port goes before the array does.
+    /// Closes the gate and makes the array empty, and calls no event sink. For a derived class whose port, or what its
+    /// port uses, goes before the array does.
     void clear() noexcept;
 
 private:
@@ -119,7 +124,11 @@ private:
     template <class Parameter, class Operation>
     PvResult by_name(const PvString& aName, const char* type, Operation&& operation) const;
 
-    std::unique_ptr<Contents> contents_;
+    /// Closes the gate; what is still in use behind it stays until it is not, without port and event sinks.
+    void close_gate(std::shared_ptr<vex::genicam::ArrayGate> next) noexcept;
+
+    std::shared_ptr<Contents> contents_;  ///< shared with the gate while somebody is still behind it
+    std::shared_ptr<vex::genicam::ArrayGate> gate_ = std::make_shared<vex::genicam::ArrayGate>();
     /// Held for each step with a file of the device: all its files share the features that such a step sets. An event
     /// sink that a step calls may work with files, too.
     std::recursive_mutex files_;

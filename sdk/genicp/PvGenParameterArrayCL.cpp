@@ -208,6 +208,15 @@ PvResult PvGenParameterArrayCL::Connect(const PvString& aPortID, const PvString&
     });
 }
 
+PvResult PvGenParameterArrayCL::Disconnect()
+{
+    return result_of([&] {
+        const std::scoped_lock one(impl_->connect_mutex);
+        impl_->bind({});
+        return PvResult(PvResult::OK);
+    });
+}
+
 PvResult PvGenParameterArrayCL::GetSerialTimeout(std::uint32_t& aTimeout) const
 {
     const std::scoped_lock lock(impl_->mutex);

@@ -25,7 +25,8 @@
 /// VexKamCOMWrapper/CameraLink in the place for the user's data. It holds descriptions (*.xml, *.zip) and templates
 /// (*.template), which tell of a class of devices and how to speak with it.
 ///
-/// Thread safety: as PvGenParameterArray. Build must not be called while another thread uses the array.
+/// Thread safety: as PvGenParameterArray. Build must not be called while another thread uses the array, except behind
+/// its gate.
 class PvGenParameterArrayCL : public PvGenParameterArray {
 public:
     /// Of the serial time-out, milliseconds.
@@ -58,6 +59,9 @@ public:
     /// somebody else has the port, NotSupported for a line that cannot be what the template wants, and what the device
     /// reports.
     PvResult Connect(const PvString& aPortID, const PvString& aDeviceID);
+    /// Gives control of the device back and closes the port. The features stay, and accesses fail with NotConnected, as
+    /// those that are under way on other threads may. OK without a connection, too.
+    PvResult Disconnect();
 
     /// The time that the device has for the answer to each message, in milliseconds; what the line needs to carry the
     /// message is not counted. Unanswered messages are sent again, three times.

@@ -81,7 +81,7 @@ private:
 
     void set()
     {
-        EnableWindow(ok_, FALSE);
+        set_enabled(ok_, false, cancel_);
         set_text(state_, Text::address_setting);
         settings_.address = text_of(address_);
         settings_.mask = text_of(mask_);

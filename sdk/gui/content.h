@@ -26,6 +26,8 @@ public:
     [[nodiscard]] virtual DesignSize least_size() const noexcept = 0;
     /// A dialog: Escape leaves it, and tab and the like go from control to control.
     [[nodiscard]] virtual bool is_dialog() const noexcept { return true; }
+    /// Whether a key that the content has not taken may go to another control, or press one.
+    [[nodiscard]] virtual bool is_dialog_key(const MSG& /*message*/) const noexcept { return is_dialog(); }
 
     /// The window is there, not yet shown. False when the inside cannot be made: then the window goes again.
     [[nodiscard]] virtual bool created(HWND window) = 0;

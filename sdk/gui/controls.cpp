@@ -17,10 +17,7 @@ HWND add(HWND parent, const wchar_t* kind, unsigned id, Text words, DWORD style,
 
 }  // namespace
 
-HWND add_label(HWND parent, unsigned id, Text words)
-{
-    return add(parent, L"STATIC", id, words, SS_CENTERIMAGE | SS_ENDELLIPSIS);
-}
+HWND add_label(HWND parent, unsigned id, Text words, DWORD style) { return add(parent, L"STATIC", id, words, style); }
 
 HWND add_edit(HWND parent, unsigned id, Text name, DWORD style)
 {
@@ -46,10 +43,10 @@ HWND add_choice(HWND parent, unsigned id, Text name)
     return add(parent, WC_COMBOBOXW, id, name, WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST);
 }
 
-HWND add_table(HWND parent, unsigned id, Text name)
+HWND add_table(HWND parent, unsigned id, Text name, DWORD style)
 {
-    const HWND table = add(parent, WC_LISTVIEWW, id, name, WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SHOWSELALWAYS,
-                           WS_EX_CLIENTEDGE);
+    const HWND table = add(parent, WC_LISTVIEWW, id, name,
+                           WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SHOWSELALWAYS | style, WS_EX_CLIENTEDGE);
     ListView_SetExtendedListViewStyle(table, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | LVS_EX_LABELTIP);
     return table;
 }
@@ -60,6 +57,16 @@ HWND add_tree(HWND parent, unsigned id, Text name)
                WS_TABSTOP | TVS_HASBUTTONS | TVS_LINESATROOT | TVS_SHOWSELALWAYS | TVS_FULLROWSELECT, WS_EX_CLIENTEDGE);
 }
 
+HWND add_slider(HWND parent, unsigned id, Text name)
+{
+    return add(parent, TRACKBAR_CLASSW, id, name, WS_TABSTOP | TBS_HORZ | TBS_NOTICKS);
+}
+
+HWND add_tabs(HWND parent, unsigned id, Text name)
+{
+    return add(parent, WC_TABCONTROLW, id, name, WS_TABSTOP | WS_CLIPSIBLINGS | TCS_FOCUSONBUTTONDOWN);
+}
+
 void add_column(HWND table, int index, Text title, int width)
 {
     LVCOLUMNW column{};
@@ -68,6 +75,39 @@ void add_column(HWND table, int index, Text title, int width)
     column.cx = width;
     column.iSubItem = index;
     ListView_InsertColumn(table, index, &column);
+}
+
+void add_entry(HWND choice, const std::string& utf8)
+{
+    SendMessageW(choice, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(wide(utf8).c_str()));
+}
+
+void add_entry(HWND choice, Text words)
+{
+    SendMessageW(choice, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text(words)));
+}
+
+int chosen_in(HWND choice) { return static_cast<int>(SendMessageW(choice, CB_GETCURSEL, 0, 0)); }
+
+void choose_in(HWND choice, int index) { SendMessageW(choice, CB_SETCURSEL, static_cast<WPARAM>(index), 0); }
+
+void copy_text(const std::string& utf8, wchar_t* out, int room)
+{
+    if (out == nullptr || room <= 0) {
+        return;
+    }
+    const std::wstring letters = wide(utf8);
+    const std::size_t count = std::min(letters.size(), static_cast<std::size_t>(room) - 1);
+    std::copy_n(letters.begin(), count, out);
+    out[count] = L'\0';
+}
+
+void set_enabled(HWND control, bool enabled, HWND next)
+{
+    if (!enabled && control != nullptr && GetFocus() == control) {
+        SetFocus(next);  // before: some systems take the focus away from what is disabled
+    }
+    EnableWindow(control, enabled);
 }
 
 std::string text_of(HWND control)
@@ -104,6 +144,14 @@ void Placing::put(HWND control, const RECT& place) noexcept
     const UINT shown = width > 0 && height > 0 ? SWP_SHOWWINDOW : SWP_HIDEWINDOW;
     places_ = DeferWindowPos(places_, control, nullptr, place.left, place.top, std::max(width, 0), std::max(height, 0),
                              SWP_NOZORDER | SWP_NOACTIVATE | shown);
+}
+
+RECT centred(HWND control, const RECT& place) noexcept
+{
+    RECT own{};
+    GetWindowRect(control, &own);
+    const LONG top = place.top + (place.bottom - place.top - (own.bottom - own.top)) / 2;
+    return {place.left, top, place.right, top + (own.bottom - own.top)};
 }
 
 RECT cut_top(RECT& rest, int height, int gap) noexcept

@@ -49,7 +49,7 @@ void Dialog::resized(int width, int height, unsigned dpi)
 
 void Dialog::arrange()
 {
-    if (width_ > 0 && height_ > 0) {
+    if (theme_ != nullptr && width_ > 0 && height_ > 0) {
         const Metrics metrics(theme_->dpi());
         place({metrics.margin, metrics.margin, width_ - metrics.margin, height_ - metrics.margin}, metrics);
     }
@@ -62,6 +62,7 @@ std::optional<LRESULT> Dialog::message(UINT message, WPARAM wparam, LPARAM lpara
     case WM_COMMAND:
         return command(LOWORD(wparam), HIWORD(wparam), reinterpret_cast<HWND>(lparam)) ? std::optional<LRESULT>(0)
                                                                                        : std::nullopt;
+    case WM_NEXTDLGCTL: move_focus(wparam, LOWORD(lparam) != 0); return 0;
     case WM_NOTIFY: return told(*reinterpret_cast<NMHDR*>(lparam));
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLOREDIT:
@@ -94,6 +95,19 @@ std::optional<LRESULT> Dialog::message(UINT message, WPARAM wparam, LPARAM lpara
         }
         return std::nullopt;
     default: return other(message, wparam, lparam);
+    }
+}
+
+void Dialog::move_focus(WPARAM where, bool to_control)
+{
+    const HWND next =
+        to_control ? reinterpret_cast<HWND>(where) : GetNextDlgTabItem(window_, GetFocus(), where != 0 ? TRUE : FALSE);
+    if (next == nullptr) {
+        return;
+    }
+    SetFocus(next);
+    if ((SendMessageW(next, WM_GETDLGCODE, 0, 0) & DLGC_HASSETSEL) != 0) {
+        SendMessageW(next, EM_SETSEL, 0, -1);
     }
 }
 

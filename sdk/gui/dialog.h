@@ -46,11 +46,14 @@ protected:
     [[nodiscard]] const std::shared_ptr<Calls>& calls() const noexcept { return calls_; }
     /// Closes the window, as the user does.
     void close();
+    /// Places the controls anew.
+    void arrange();
 
 private:
     [[nodiscard]] std::optional<LRESULT> told(NMHDR& header);
+    /// WM_NEXTDLGCTL, which the label of a field sends when its key is pressed.
+    void move_focus(WPARAM where, bool to_control);
     void restyle(unsigned dpi);
-    void arrange();
 
     HWND window_ = nullptr;
     std::unique_ptr<Theme> theme_;

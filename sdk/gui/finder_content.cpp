@@ -8,6 +8,7 @@
 #include "sdk/gui/PvDeviceFinderWnd.h"
 #include "sdk/gui/address_dialog.h"
 #include "sdk/gui/clipboard.h"
+#include "sdk/gui/device_icons.h"
 
 namespace vex::gui {
 
@@ -23,9 +24,16 @@ struct ColumnFacts {
     int width;  // of the design
 };
 constexpr ColumnFacts columns[finder::column_count] = {
-    {Text::finder_column_name, 150}, {Text::finder_column_model, 170},         {Text::finder_column_address, 110},
+    {Text::finder_column_name, 160}, {Text::finder_column_model, 170},         {Text::finder_column_address, 110},
     {Text::finder_column_mac, 130},  {Text::finder_column_serial_number, 100}, {Text::finder_column_state, 180},
 };
+
+DeviceIcon icon_of(const finder::Device& device) noexcept
+{
+    return !device.is_reachable            ? DeviceIcon::astray
+           : device.access == PvAccessOpen ? DeviceIcon::available
+                                           : DeviceIcon::in_use;
+}
 
 std::string utf8(Text which) { return PvString(text(which)).str(); }
 
@@ -71,6 +79,9 @@ void FinderContent::restyled()
 {
     for (int index = 0; index < finder::column_count; ++index) {
         ListView_SetColumnWidth(list_, index, scaled(columns[index].width, theme()->dpi()));
+    }
+    if (const HIMAGELIST before = ListView_SetImageList(list_, make_device_icons(*theme()), LVSIL_SMALL)) {
+        ImageList_Destroy(before);
     }
 }
 
@@ -130,8 +141,8 @@ void FinderContent::show_rows()
 void FinderContent::show_chosen()
 {
     const auto chosen = table_.chosen();
-    EnableWindow(ok_, chosen != nullptr);
-    EnableWindow(set_address_, chosen != nullptr);
+    set_enabled(ok_, chosen != nullptr, list_);
+    set_enabled(set_address_, chosen != nullptr, list_);
     if (chosen) {
         set_text(details_, finder::details(*chosen));
     } else {
@@ -276,16 +287,19 @@ void FinderContent::copy_details() const
 
 void FinderContent::fill(LVITEMW& item) const
 {
-    if (!(item.mask & LVIF_TEXT) || item.iItem < 0 || item.iItem >= static_cast<int>(table_.rows().size())) {
+    if (item.iItem < 0 || item.iItem >= static_cast<int>(table_.rows().size())) {
         return;
     }
     const finder::Row& row = table_.rows()[static_cast<std::size_t>(item.iItem)];
-    const std::wstring words = row.device ? wide(finder::cell(*row.device, static_cast<finder::Column>(item.iSubItem)))
-                                          : wide(item.iSubItem == 0 ? row.heading : std::string());
-    const std::size_t room = static_cast<std::size_t>(std::max(item.cchTextMax, 1)) - 1;
-    const std::size_t letters = std::min(words.size(), room);
-    std::copy_n(words.begin(), letters, item.pszText);
-    item.pszText[letters] = L'\0';
+    if (item.mask & LVIF_IMAGE) {
+        item.iImage = row.device ? static_cast<int>(icon_of(*row.device)) : I_IMAGENONE;
+    }
+    if (!(item.mask & LVIF_TEXT)) {
+        return;
+    }
+    const std::string heading = item.iSubItem == 0 ? row.heading : std::string();
+    copy_text(row.device ? finder::cell(*row.device, static_cast<finder::Column>(item.iSubItem)) : heading,
+              item.pszText, item.cchTextMax);
 }
 
 LRESULT FinderContent::draw(NMLVCUSTOMDRAW& drawing) const
@@ -314,17 +328,10 @@ LRESULT FinderContent::draw(NMLVCUSTOMDRAW& drawing) const
         SelectObject(dc, before);
         return CDRF_SKIPDEFAULT;
     }
-    drawing.clrText = row.device->is_reachable
-                          ? (row.device->access == PvAccessOpen ? colors.field_text : colors.dimmed)
-                          : colors.wrong;
-    drawing.clrTextBk = colors.field;
-    const auto item = static_cast<int>(drawing.nmcd.dwItemSpec);
-    if (ListView_GetItemState(list_, item, LVIS_SELECTED) != 0) {
-        drawing.clrText = colors.accent_text;
-        drawing.clrTextBk = colors.accent;
-        drawing.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);  // whose colours are never dark
-    }
-    return CDRF_DODEFAULT;
+    const DeviceIcon icon = icon_of(*row.device);
+    return theme()->color_row(drawing, icon == DeviceIcon::available ? colors.field_text
+                                       : icon == DeviceIcon::in_use  ? colors.dimmed
+                                                                     : colors.wrong);
 }
 
 }  // namespace vex::gui

@@ -178,7 +178,12 @@ PvResult Frame::create_in(HWND parent, unsigned id)
     making.style = child_style;
     making.extended_style = WS_EX_CONTROLPARENT;
     making.id = id;
-    return make(making);
+    const HWND focus = GetFocus();
+    PvResult result = make(making);
+    if (focus != nullptr && IsWindow(focus)) {
+        SetFocus(focus);  // which control of the program has the keys is not for a new one to say
+    }
+    return result;
 }
 
 PvResult Frame::show_modal(HWND parent)
@@ -328,7 +333,14 @@ void Frame::on_destroy() noexcept
 bool Frame::take_key(MSG& message)
 {
     const auto content = content_;
-    return content->key(message) || (window_ != nullptr && content->is_dialog() && IsDialogMessageW(window_, &message));
+    if (content->key(message)) {
+        return true;
+    }
+    if (window_ == nullptr || !content->is_dialog_key(message)) {
+        return false;
+    }
+    const bool is_control = (GetWindowLongW(window_, GWL_STYLE) & WS_CHILD) != 0;
+    return !(is_control && leaves_control(window_, message)) && IsDialogMessageW(window_, &message);
 }
 
 }  // namespace vex::gui

@@ -68,7 +68,57 @@ LRESULT CALLBACK on_message(int code, WPARAM removed, LPARAM lparam) noexcept
     return CallNextHookEx(nullptr, code, removed, lparam);
 }
 
+struct Wanted {
+    wchar_t letter;
+    bool found = false;
+};
+
+wchar_t upper(wchar_t letter) noexcept
+{
+    CharUpperBuffW(&letter, 1);
+    return letter;
+}
+
+/// Whether a button or a label has the letter behind a single ampersand.
+BOOL CALLBACK look_at_words(HWND control, LPARAM wanted_address) noexcept
+{
+    auto& wanted = *reinterpret_cast<Wanted*>(wanted_address);
+    wchar_t words[128] = {};
+    const bool pressed = IsWindowVisible(control) && IsWindowEnabled(control) &&
+                         (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_BUTTON | DLGC_STATIC)) != 0;
+    const int length = pressed ? GetWindowTextW(control, words, 128) : 0;
+    for (int at = 0; at + 1 < length; ++at) {
+        if (words[at] == L'&') {
+            ++at;
+            wanted.found = wanted.found || (words[at] != L'&' && upper(words[at]) == wanted.letter);
+        }
+    }
+    return !wanted.found;
+}
+
+bool asks_for(HWND control, wchar_t letter) noexcept
+{
+    Wanted wanted{upper(letter)};
+    EnumChildWindows(control, &look_at_words, reinterpret_cast<LPARAM>(&wanted));
+    return wanted.found;
+}
+
 }  // namespace
+
+bool leaves_control(HWND control, const MSG& message) noexcept
+{
+    switch (message.message) {
+    case WM_SYSKEYDOWN: return true;
+    case WM_SYSCHAR: return !asks_for(control, static_cast<wchar_t>(message.wParam));
+    case WM_KEYDOWN:
+        if (message.wParam == VK_TAB) {
+            const BOOL back = GetKeyState(VK_SHIFT) < 0 ? TRUE : FALSE;
+            return GetNextDlgTabItem(control, message.hwnd, back) == GetNextDlgTabItem(control, nullptr, back);
+        }
+        return false;
+    default: return false;
+    }
+}
 
 void add_to_keyboard(HWND window, std::weak_ptr<Frame> frame)
 {

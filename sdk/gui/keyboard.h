@@ -15,4 +15,8 @@ void add_to_keyboard(HWND window, std::weak_ptr<Frame> frame);
 /// On the same thread. A window that was not added is nothing.
 void remove_from_keyboard(HWND window) noexcept;
 
+/// Whether a key that was pressed in a control is for the program around it: one that no label or button in the control
+/// asks for, or a tab beyond its last field or before its first.
+[[nodiscard]] bool leaves_control(HWND control, const MSG& message) noexcept;
+
 }  // namespace vex::gui

@@ -36,7 +36,8 @@ public:
     [[nodiscard]] virtual bool draw(HDC dc, display::Size window, const Scene& scene) = 0;
 };
 
-/// By the graphics card, images only: texts are left out. Null where the system has no Direct2D.
+/// By the graphics card, images only: texts are left out. Null where the system has no Direct2D, or none
+/// to be used.
 [[nodiscard]] std::unique_ptr<Painter> make_direct2d_painter(HWND window);
 /// On every system, everything.
 [[nodiscard]] std::unique_ptr<Painter> make_gdi_painter();

@@ -45,6 +45,14 @@ Function function_of(const wchar_t* library, const char* name) noexcept
                              : nullptr;
 }
 
+/// Wine draws by OpenGL: nothing of it is seen in a control, GDI is slower in the window from then on, and where OpenGL
+/// is software, as without a screen, it takes several times as long as GDI.
+bool is_wine() noexcept
+{
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    return system != nullptr && GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
 D2D1_COLOR_F color_of(COLORREF color) noexcept
 {
     return {static_cast<float>(GetRValue(color)) / 255.0F, static_cast<float>(GetGValue(color)) / 255.0F,
@@ -158,6 +166,9 @@ private:
 
 std::unique_ptr<Painter> make_direct2d_painter(HWND window)
 {
+    if (is_wine()) {
+        return nullptr;
+    }
     auto painter = std::make_unique<Direct2dPainter>(window);
     return painter->begin() ? std::move(painter) : nullptr;
 }

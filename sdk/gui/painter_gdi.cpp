@@ -140,17 +140,16 @@ private:
 
     static void draw_note(HDC dc, display::Size window, const Scene& scene)
     {
+        const int edge = scaled(8, scene.dpi);  // from the window's to the strip's
         const int margin = scaled(4, scene.dpi);
         const std::wstring text = wide(scene.note);
         SIZE size{};
         GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
-        fill(dc,
-             {0, window.height - static_cast<int>(size.cy) - 2 * margin, static_cast<int>(size.cx) + 2 * margin,
-              window.height},
-             RGB(32, 32, 32));
+        const int bottom = window.height - edge;
+        const int top = bottom - static_cast<int>(size.cy) - 2 * margin;
+        fill(dc, {edge, top, edge + static_cast<int>(size.cx) + 2 * margin, bottom}, RGB(32, 32, 32));
         SetTextColor(dc, RGB(255, 255, 255));
-        TextOutW(dc, margin, window.height - static_cast<int>(size.cy) - margin, text.c_str(),
-                 static_cast<int>(text.size()));
+        TextOutW(dc, edge + margin, top + margin, text.c_str(), static_cast<int>(text.size()));
     }
 
     void choose_font(unsigned dpi)

@@ -40,15 +40,6 @@ constexpr std::uint32_t usual_rates[] = {9600, 19'200, 38'400, 57'600, 115'200, 
 /// What an edit control holds at most: what a screen of the most bytes shows in hexadecimal.
 constexpr WPARAM most_output = terminal::Screen::most_bytes / 16 * 80 + 1024;
 
-void add_entry(HWND choice, const std::string& words)
-{
-    SendMessageW(choice, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(wide(words).c_str()));
-}
-
-int chosen_in(HWND choice) { return static_cast<int>(SendMessageW(choice, CB_GETCURSEL, 0, 0)); }
-
-void choose_in(HWND choice, int index) { SendMessageW(choice, CB_SETCURSEL, static_cast<WPARAM>(index), 0); }
-
 std::vector<std::uint8_t> bytes_of(std::string_view text) { return {text.begin(), text.end()}; }
 
 }  // namespace
@@ -174,7 +165,7 @@ bool TerminalContent::make_controls(HWND window)
         add_entry(port_choice_, serial::name_of(static_cast<PvIPEngineSerial>(port)));
     }
     for (const Text name : ending_names) {
-        add_entry(ending_choice_, PvString(text(name)).str());
+        add_entry(ending_choice_, name);
     }
     SendMessageW(output_, EM_SETLIMITTEXT, most_output, 0);
     return output_ != nullptr;
@@ -270,7 +261,7 @@ void TerminalContent::show_state()
     } else {
         set_text(status_, Text::terminal_ready);
     }
-    EnableWindow(baud_choice_, session_ != nullptr && !state_.baud_rates.empty());
+    set_enabled(baud_choice_, session_ != nullptr && !state_.baud_rates.empty(), input_);
     const auto found = std::ranges::find(state_.baud_rates, state_.line.BaudRate);
     const int wanted = found != state_.baud_rates.end() ? static_cast<int>(found - state_.baud_rates.begin()) : -1;
     if (SendMessageW(baud_choice_, CB_GETCOUNT, 0, 0) != static_cast<LRESULT>(state_.baud_rates.size())) {
@@ -310,6 +301,12 @@ bool TerminalContent::key(const MSG& message)
     case VK_DOWN: recall(1); return true;
     default: return false;
     }
+}
+
+/// In the output, Tab, Enter and Escape are for the device.
+bool TerminalContent::is_dialog_key(const MSG& message) const noexcept
+{
+    return message.hwnd != output_ || message.message == WM_SYSKEYDOWN || message.message == WM_SYSCHAR;
 }
 
 bool TerminalContent::command(unsigned id, unsigned notification, HWND /*control*/)

@@ -33,7 +33,8 @@ public:
     [[nodiscard]] const wchar_t* title() const noexcept override { return text(Text::terminal_title); }
     [[nodiscard]] DesignSize usual_size() const noexcept override { return {720, 480}; }
     [[nodiscard]] DesignSize least_size() const noexcept override { return {560, 300}; }
-    [[nodiscard]] bool is_dialog() const noexcept override { return false; }
+    [[nodiscard]] bool is_dialog() const noexcept override { return false; }  // Escape is typed, too
+    [[nodiscard]] bool is_dialog_key(const MSG& message) const noexcept override;
     [[nodiscard]] bool key(const MSG& message) override;
 
 private:
@@ -69,7 +70,7 @@ private:
     std::ofstream log_;
     std::vector<std::string> history_;
     std::size_t recalled_ = 0;
-    bool local_echo_ = false;
+    bool local_echo_ = true;
     int ending_ = 1;
 
     HWND port_label_ = nullptr;

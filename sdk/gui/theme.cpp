@@ -3,6 +3,7 @@
 #include <dwmapi.h>
 #include <uxtheme.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <string>
 
@@ -52,7 +53,7 @@ Colors system_colors() noexcept
     Colors colors;
     colors.window = GetSysColor(COLOR_BTNFACE);
     colors.text = GetSysColor(COLOR_BTNTEXT);
-    colors.dimmed = GetSysColor(COLOR_GRAYTEXT);
+    colors.dimmed = has_high_contrast() ? GetSysColor(COLOR_GRAYTEXT) : RGB(109, 109, 109);
     colors.field = GetSysColor(COLOR_WINDOW);
     colors.field_text = GetSysColor(COLOR_WINDOWTEXT);
     colors.line = GetSysColor(COLOR_3DSHADOW);
@@ -128,7 +129,74 @@ void Theme::dress_control(HWND control) const
         TreeView_SetBkColor(control, colors_.field);
         TreeView_SetTextColor(control, colors_.field_text);
         TreeView_SetLineColor(control, colors_.line);
+    } else if (kind == WC_TABCONTROLW) {
+        dress_tabs(control);
     }
+}
+
+/// The system has no dark tabs.
+void Theme::dress_tabs(HWND tabs) const
+{
+    constexpr UINT_PTR id = 1;
+    if (colors_.dark) {
+        SetWindowSubclass(tabs, &Theme::on_tabs_message, id, reinterpret_cast<DWORD_PTR>(this));
+    } else {
+        RemoveWindowSubclass(tabs, &Theme::on_tabs_message, id);
+    }
+}
+
+LRESULT CALLBACK Theme::on_tabs_message(HWND tabs, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR /*id*/,
+                                        DWORD_PTR theme) noexcept
+{
+    if (message == WM_ERASEBKGND) {
+        return TRUE;
+    }
+    if (message == WM_PAINT) {
+        PAINTSTRUCT paint{};
+        reinterpret_cast<const Theme*>(theme)->draw_tabs(tabs, BeginPaint(tabs, &paint));
+        EndPaint(tabs, &paint);
+        return 0;
+    }
+    return DefSubclassProc(tabs, message, wparam, lparam);
+}
+
+void Theme::draw_tabs(HWND tabs, HDC dc) const
+{
+    const auto brush = static_cast<HBRUSH>(GetStockObject(DC_BRUSH));
+    RECT all{};
+    GetClientRect(tabs, &all);
+    FillRect(dc, &all, window_brush_);
+    RECT page = all;
+    TabCtrl_AdjustRect(tabs, FALSE, &page);
+    all.top = page.top - scaled(3, dpi_);
+    SetDCBrushColor(dc, colors_.line);
+    FrameRect(dc, &all, brush);
+    const HGDIOBJ before = SelectObject(dc, font_);
+    SetBkMode(dc, TRANSPARENT);
+    for (int index = 0; index < TabCtrl_GetItemCount(tabs); ++index) {
+        RECT place{};
+        TabCtrl_GetItemRect(tabs, index, &place);
+        const bool is_chosen = index == TabCtrl_GetCurSel(tabs);
+        wchar_t words[128] = {};
+        TCITEMW item{};
+        item.mask = TCIF_TEXT;
+        item.pszText = words;
+        item.cchTextMax = 128;
+        SendMessageW(tabs, TCM_GETITEMW, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(&item));
+        if (is_chosen) {
+            RECT mark = place;
+            mark.top = mark.bottom - scaled(3, dpi_);
+            SetDCBrushColor(dc, colors_.accent);
+            FillRect(dc, &mark, brush);
+        }
+        SetTextColor(dc, is_chosen ? colors_.text : colors_.dimmed);
+        DrawTextW(dc, item.pszText, -1, &place, DT_SINGLELINE | DT_VCENTER | DT_CENTER | DT_NOPREFIX);
+        if (is_chosen && GetFocus() == tabs) {
+            InflateRect(&place, -scaled(3, dpi_), -scaled(3, dpi_));
+            DrawFocusRect(dc, &place);
+        }
+    }
+    SelectObject(dc, before);
 }
 
 void Theme::dress_table(HWND table) const
@@ -157,13 +225,35 @@ LRESULT CALLBACK Theme::on_table_message(HWND table, UINT message, WPARAM wparam
     return DefSubclassProc(table, message, wparam, lparam);
 }
 
+/// The system draws what is behind the last column in its own colours.
+void Theme::fill_header_end(const NMCUSTOMDRAW& drawing) const
+{
+    const HWND header = drawing.hdr.hwndFrom;
+    const int columns = Header_GetItemCount(header);
+    RECT all{};
+    GetClientRect(header, &all);
+    for (int column = 0; column < columns; ++column) {
+        RECT place{};
+        if (Header_GetItemRect(header, column, &place)) {
+            all.left = std::max(all.left, place.right);
+        }
+    }
+    if (all.left < all.right) {
+        FillRect(drawing.hdc, &all, window_brush_);
+    }
+}
+
 LRESULT Theme::draw_header(const NMCUSTOMDRAW& drawing) const
 {
     if (drawing.dwDrawStage == CDDS_PREPAINT) {
         RECT all{};
         GetClientRect(drawing.hdr.hwndFrom, &all);
         FillRect(drawing.hdc, &all, window_brush_);
-        return CDRF_NOTIFYITEMDRAW;
+        return CDRF_NOTIFYITEMDRAW | CDRF_NOTIFYPOSTPAINT;
+    }
+    if (drawing.dwDrawStage == CDDS_POSTPAINT) {
+        fill_header_end(drawing);
+        return CDRF_DODEFAULT;
     }
     if (drawing.dwDrawStage != CDDS_ITEMPREPAINT) {
         return CDRF_DODEFAULT;
@@ -222,6 +312,19 @@ HBRUSH Theme::color_control(UINT message, HDC dc, HWND control) const noexcept
     SetTextColor(dc, !IsWindowEnabled(control) ? colors_.dimmed : is_field ? colors_.field_text : colors_.text);
     SetBkColor(dc, is_field ? colors_.field : colors_.window);
     return is_field ? field_brush_ : window_brush_;
+}
+
+LRESULT Theme::color_row(NMLVCUSTOMDRAW& drawing, COLORREF words) const
+{
+    drawing.clrText = words;
+    drawing.clrTextBk = colors_.field;
+    if (ListView_GetItemState(drawing.nmcd.hdr.hwndFrom, static_cast<int>(drawing.nmcd.dwItemSpec), LVIS_SELECTED) !=
+        0) {
+        drawing.clrText = colors_.accent_text;
+        drawing.clrTextBk = colors_.accent;
+        drawing.nmcd.uItemState &= ~static_cast<UINT>(CDIS_SELECTED);  // whose colours are never dark
+    }
+    return CDRF_DODEFAULT;
 }
 
 bool Theme::is_about_colors(LPARAM lparam) noexcept

@@ -46,6 +46,10 @@ public:
     /// The answer to a button's NM_CUSTOMDRAW: in the dark it is drawn here, where the system's has no dark one.
     [[nodiscard]] LRESULT draw_button(const NMCUSTOMDRAW& drawing) const;
 
+    /// The answer to a table's NM_CUSTOMDRAW before it draws a row, whose text is to have that colour unless it is
+    /// chosen.
+    [[nodiscard]] LRESULT color_row(NMLVCUSTOMDRAW& drawing, COLORREF words) const;
+
     /// WM_SETTINGCHANGE that tells of other colours.
     [[nodiscard]] static bool is_about_colors(LPARAM lparam) noexcept;
 
@@ -53,9 +57,14 @@ private:
     static BOOL CALLBACK dress_child(HWND control, LPARAM theme) noexcept;
     void dress_control(HWND control) const;
     void dress_table(HWND table) const;
+    void dress_tabs(HWND tabs) const;
+    static LRESULT CALLBACK on_tabs_message(HWND tabs, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR id,
+                                            DWORD_PTR theme) noexcept;
+    void draw_tabs(HWND tabs, HDC dc) const;
     static LRESULT CALLBACK on_table_message(HWND table, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR id,
                                              DWORD_PTR theme) noexcept;
     [[nodiscard]] LRESULT draw_header(const NMCUSTOMDRAW& drawing) const;
+    void fill_header_end(const NMCUSTOMDRAW& drawing) const;
 
     unsigned dpi_;
     Colors colors_;

@@ -26,8 +26,8 @@ class SystemPipe;
 class Pipe {
 public:
     /// Goes to the program that serves the name. Throws std::system_error: no_such_file_or_directory or
-    /// connection_refused when nobody does, device_or_resource_busy when it is known to serve somebody else,
-    /// permission_denied when the name is another user's, timed_out.
+    /// connection_refused when nobody does, device_or_resource_busy when it is known to serve somebody else, and
+    /// still does after a second, permission_denied when the name is another user's, timed_out.
     [[nodiscard]] static std::shared_ptr<Pipe> connect(const PipeName& name, std::chrono::milliseconds timeout);
 
     explicit Pipe(std::unique_ptr<SystemPipe> system);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +19,8 @@ namespace vex::net {
 namespace {
 
 constexpr DWORD system_buffer = Channel::most_read;  // each way, in bytes
+/// How long a server may take to notice that the program before has gone.
+constexpr std::chrono::milliseconds longest_busy{1000};
 
 [[noreturn]] void fail(const PipeName& name, std::error_code error)
 {
@@ -367,12 +370,22 @@ std::unique_ptr<SystemPipe> connect_system_pipe(const PipeName& name, std::chron
         }
         return made;
     }
-    OwnedHandle handle(::CreateFileW(wide(name.path()).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                     FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
-    if (!handle.is_valid()) {
-        fail(name, open_error(::GetLastError(), std::errc::device_or_resource_busy));
+    const std::wstring path = wide(name.path());
+    const Deadline deadline(std::min(timeout, longest_busy));
+    for (;;) {
+        OwnedHandle handle(::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                         FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION,
+                                         nullptr));
+        if (handle.is_valid()) {
+            return make_complete<PipeClient>(name, std::move(handle));
+        }
+        const DWORD error = ::GetLastError();
+        const int left = deadline.remaining_ms();
+        if (error != ERROR_PIPE_BUSY || left == 0) {
+            fail(name, open_error(error, std::errc::device_or_resource_busy));
+        }
+        (void)::WaitNamedPipeW(path.c_str(), static_cast<DWORD>(left));  // 0 would be the server's own time
     }
-    return make_complete<PipeClient>(name, std::move(handle));
 }
 
 std::unique_ptr<SystemPipe> serve_system_pipe(PipeName& name)

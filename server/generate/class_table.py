@@ -41,10 +41,6 @@ class Row:
     def is_class(self):
         return 'script_only' not in self.exceptions
 
-    @property
-    def is_built(self):
-        return self.header != 'not_built'
-
 
 def read_table(path):
     rows = []
@@ -154,14 +150,11 @@ struct ClassFacts<C{row.name}> {{
 
 def class_table(rows):
     classes = [row for row in rows if row.is_class]
-    headers = sorted({row.header for row in classes if row.is_built})
+    headers = sorted({row.header for row in classes})
     out = ['// Generated from server/classes.txt: the module\'s class table.', '#include "server/class_table.h"', '']
     out += [f'#include "{header}"' for header in headers]
-    out += ['#include "generated/class_facts.h"', '#include "generated/not_built.h"', '#include "server/object.h"', '#include "server/wrapper.h"', '']
-    for row in classes:
-        if not row.is_built:
-            out.append(f'class C{row.name} : public vex::server::Wrapper<C{row.name}, vex::server::NotBuilt<{row.interface}>> {{}};')
-    out += ['', 'namespace vex::server {', '', 'std::span<ClassEntry> class_table() noexcept', '{',
+    out += ['#include "generated/class_facts.h"', '#include "server/object.h"', '#include "server/wrapper.h"', '']
+    out += ['namespace vex::server {', '', 'std::span<ClassEntry> class_table() noexcept', '{',
             '    static constinit ClassEntry entries[] = {']
     out += [f'        class_entry<C{row.name}>({row.script}),' for row in classes]
     out += ['    };', '    return entries;', '}', '', '}  // namespace vex::server', '']

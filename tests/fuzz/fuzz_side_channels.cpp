@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ManualClock clock;
     virtual_device::RegisterMap map;
     softcam::SideChannels channels(
-        map, std::make_unique<peripherals::CommandLineDevice>("fuzzed"),
+        map, std::make_unique<peripherals::Loopback>(), std::make_unique<peripherals::CommandLineDevice>("fuzzed"),
         [](std::uint32_t port, std::uint32_t count) { require(port <= 2 && count != 0); }, clock);
     channels.set_faults({.uart = {.lost = 10, .overruns = 10, .seed = 1}, .i2c = {.stuck = 10, .seed = 1}});
     std::vector<std::uint8_t> bytes;

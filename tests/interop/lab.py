@@ -31,15 +31,14 @@ def eventually(condition, seconds, what):
 
 
 class Program:
-    """A program that runs in a host, its output in a file."""
+    """A program that runs in a host, its output in a file; it reads what `tell` writes where it has input."""
 
-    def __init__(self, host, argv, log):
+    def __init__(self, host, argv, log, has_input=False):
         self.argv = argv
         self.log = log
+        stdin = subprocess.PIPE if has_input else subprocess.DEVNULL
         with open(log, "wb") as out:
-            self._process = subprocess.Popen(
-                host.inside(argv), stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.STDOUT
-            )
+            self._process = subprocess.Popen(host.inside(argv), stdin=stdin, stdout=out, stderr=subprocess.STDOUT)
 
     @property
     def name(self):
@@ -48,6 +47,18 @@ class Program:
     def output(self):
         with open(self.log, encoding="utf-8", errors="replace") as file:
             return file.read()
+
+    def tell(self, line):
+        """Writes a line to its standard input."""
+        try:
+            self._process.stdin.write(f"{line}\n".encode())
+            self._process.stdin.flush()
+        except OSError as error:
+            raise LabError(f"{self.name} reads no more: {self.output().strip()[-500:]}") from error
+
+    def end_input(self):
+        with contextlib.suppress(OSError):
+            self._process.stdin.close()
 
     def pid(self):
         return self._process.pid
@@ -211,9 +222,9 @@ class Host:
         except subprocess.TimeoutExpired as error:
             raise LabError(f"{os.path.basename(argv[0])} did not end within {seconds} s") from error
 
-    def start(self, argv):
+    def start(self, argv, has_input=False):
         # hosts share a folder
         log = os.path.join(self.folder, f"{next(self._log_numbers):02d}-{os.path.basename(argv[0])}.log")
-        program = Program(self, argv, log)
+        program = Program(self, argv, log, has_input)
         self._programs.append(program)
         return program

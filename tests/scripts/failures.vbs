@@ -3,7 +3,7 @@ Option Explicit
 
 Const PointerWrong = &H80004003       ' E_POINTER
 Const ArgumentWrong = &H80070057      ' E_INVALIDARG
-Const NotBuilt = &H80004001           ' E_NOTIMPL
+Const Raised = &H80020009             ' DISP_E_EXCEPTION
 
 Dim buffer, image, converter, filter
 Set buffer = CreateObject("VexKamCOMWrapper.VexBuffer")
@@ -29,8 +29,8 @@ ExpectError "a square of bytes", ArgumentWrong, "VexBuffer", "The array does not
 
 Dim window
 Set window = CreateObject("VexKamCOMWrapper.VexGenBrowserWnd")
-window.DoEvents
-ExpectError "a member that is not built", NotBuilt, "VexGenBrowserWnd", "This version does not have this member"
+window.Visibility = 999
+ExpectError "a visibility that there is not", Raised, "VexGenBrowserWnd", "There is no visibility 999"
 
 ' an image whose buffer has gone
 Dim left_over

@@ -42,6 +42,11 @@ private:
     const std::shared_ptr<transmitter::PacketLoss> other_;
 };
 
+std::unique_ptr<peripherals::SerialDevice> serial0_device(const CameraOptions& options)
+{
+    return options.serial0_device ? options.serial0_device() : std::make_unique<peripherals::Loopback>();
+}
+
 std::unique_ptr<peripherals::SerialDevice> serial1_device(const CameraOptions& options)
 {
     return options.serial1_device
@@ -97,7 +102,7 @@ public:
                              std::span<const std::uint8_t> file) { return features_.load_user_set_file(set, file); }},
               clock),
           side_channels_(
-              responder_.registers(), serial1_device(options),
+              responder_.registers(), serial0_device(options), serial1_device(options),
               [this](std::uint32_t port, std::uint32_t count) {
                   events_.tell_received(port, acquisition_.timestamp(), count);
               },

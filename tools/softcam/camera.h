@@ -36,6 +36,8 @@ struct CameraOptions {
     FileFaults file_faults{};
     /// Their seeds follow one another from this one, a port after the other.
     SideChannelFaults side_channel_faults{};
+    /// What hangs on Serial0, made for each camera; empty: a loopback plug.
+    std::function<std::unique_ptr<vex::peripherals::SerialDevice>()> serial0_device{};
     /// What hangs on Serial1, made for each camera; empty: a command line device.
     std::function<std::unique_ptr<vex::peripherals::SerialDevice>()> serial1_device{};
     /// Of each channel by itself; their seeds follow one another from this one.

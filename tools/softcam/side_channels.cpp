@@ -31,9 +31,10 @@ constexpr std::uint32_t bulk0 = 2;
 
 }  // namespace
 
-SideChannels::SideChannels(virtual_device::RegisterMap& map, std::unique_ptr<peripherals::SerialDevice> on_serial1,
-                           Announce announce, const net::Clock& clock)
-    : uarts_{{Uart({.transmit_size = transmit_size}, std::make_unique<Loopback>(), clock),
+SideChannels::SideChannels(virtual_device::RegisterMap& map, std::unique_ptr<peripherals::SerialDevice> on_serial0,
+                           std::unique_ptr<peripherals::SerialDevice> on_serial1, Announce announce,
+                           const net::Clock& clock)
+    : uarts_{{Uart({.transmit_size = transmit_size}, std::move(on_serial0), clock),
               Uart({.transmit_size = transmit_size}, std::move(on_serial1), clock),
               Uart({.real_rate = true, .flow_control = false}, std::make_unique<Loopback>(), clock)}},
       uart_registers_{

@@ -23,9 +23,9 @@ struct SideChannelFaults {
     vex::virtual_device::I2cFaults i2c{};
 };
 
-/// Serial0 is a loopback plug that takes no time and holds what there is no room for; Serial1 whatever is given;
-/// Bulk0 a loopback plug on a line with a real baud rate and without flow control; Bulk1 an I2C bus with an EEPROM at
-/// 0xA0 and a sensor at 0x90, as on the wire.
+/// Serial0 and Serial1 lead to whatever is given, take no time and hold what there is no room for; Bulk0 is a loopback
+/// plug on a line with a real baud rate and without flow control; Bulk1 an I2C bus with an EEPROM at 0xA0 and a sensor
+/// at 0x90, as on the wire.
 ///
 /// Thread safety: everything happens with the responder's lock held.
 class SideChannels {
@@ -36,8 +36,9 @@ public:
     using Announce = std::function<void(std::uint32_t port, std::uint32_t count)>;
 
     /// Adds the registers. `clock` and `map` must outlive the object, and the object the map's last use.
-    SideChannels(vex::virtual_device::RegisterMap& map, std::unique_ptr<vex::peripherals::SerialDevice> on_serial1,
-                 Announce announce, const vex::net::Clock& clock);
+    SideChannels(vex::virtual_device::RegisterMap& map, std::unique_ptr<vex::peripherals::SerialDevice> on_serial0,
+                 std::unique_ptr<vex::peripherals::SerialDevice> on_serial1, Announce announce,
+                 const vex::net::Clock& clock);
 
     void set_faults(const SideChannelFaults& faults);
     void power_on();

@@ -1,6 +1,6 @@
 // VexBufferConverter through COM.
+#include "generated/interface_stubs.h"
 #include "sdk/buffer/PvPixelType.h"
-#include "server/wrapper.h"
 #include "tests/com/buffers/objects.h"
 
 using namespace vex;
@@ -219,7 +219,7 @@ TEST_F(Converter, NothingAndForeignBuffersAreRefusedCleanly)
 {
     Ref<IVexResult> result;
     const auto buffer = new_image(1, 1, VexPixelMono8);
-    ForeignObject<server::NotBuilt<IVexBuffer>> foreign;
+    ForeignObject<vex::idl::Stub<IVexBuffer>> foreign;
     EXPECT_EQ(converter->Convert(nullptr, buffer.get(), 0, result.put()), E_POINTER);
     EXPECT_EQ(converter->Convert(buffer.get(), nullptr, 0, result.put()), E_POINTER);
     EXPECT_EQ(converter->Convert(&foreign, buffer.get(), 0, result.put()), E_INVALIDARG);

@@ -115,12 +115,12 @@ TEST_F(FailureTexts, SayThatNothingIsBehindAView)
            L"This VexGenParameterArray is not attached to anything");
 }
 
-TEST_F(FailureTexts, SayThatAMemberIsNotBuilt)
+TEST_F(FailureTexts, SayWhatAPropertyRefuses)
 {
     const auto window = make<IVexGenBrowserWnd>(L"VexGenBrowserWnd");
-    const Told told = told_by([&] { return window->DoEvents(result.put()); });
-    EXPECT_EQ(told.code, E_NOTIMPL);
-    EXPECT_EQ(told.text, L"This version does not have this member");
+    const Told told = told_by([&] { return window->put_Visibility(VexGenVisibilityUndefined); });
+    EXPECT_EQ(told.code, DISP_E_EXCEPTION);
+    EXPECT_EQ(told.text, L"There is no visibility 999");
     EXPECT_EQ(told.source, L"VexKamCOMWrapper.VexGenBrowserWnd.1");
     EXPECT_EQ(told.interface_id, __uuidof(IVexGenBrowserWnd));
 }

@@ -312,13 +312,4 @@ TEST_F(LateBinding, ReportsASetterFailureAsAnException)
     EXPECT_EQ(late_view.put(L"Timestamp", Variant(5)), S_OK);
 }
 
-TEST_F(LateBinding, AnswersMembersThatAreNotBuilt)
-{
-    EXPECT_EQ(late.call(L"Disconnect", {}, &returned), DISP_E_EXCEPTION);
-    EXPECT_EQ(late.scode(), E_NOTIMPL);
-    IVexResult* out = nullptr;
-    EXPECT_EQ(device->Disconnect(&out), E_NOTIMPL);
-    EXPECT_EQ(out, nullptr);
-}
-
 }  // namespace

@@ -6,6 +6,7 @@
 #include <thread>
 #include <type_traits>
 
+#include "generated/interface_stubs.h"
 #include "server/wrapper.h"
 #include "tests/com/com_client.h"
 
@@ -43,8 +44,7 @@ namespace {
 
 /// An object with the source interface of a class of the library.
 template <class Class>
-class CFiring
-    : public server::Wrapper<CFiring<Class>, server::NotBuilt<typename server::ClassFacts<Class>::Interface>> {
+class CFiring : public server::Wrapper<CFiring<Class>, vex::idl::Stub<typename server::ClassFacts<Class>::Interface>> {
 public:
     ~CFiring() { *destroyed = true; }
     void final_release() noexcept

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "generated/interface_stubs.h"
 #include "server/wrapper.h"
 
 /// A stand-in for an SDK object.
@@ -58,7 +59,7 @@ struct ClassFacts<CTestPipeline> : ClassFacts<CVexPipeline> {};
 }  // namespace vex::server
 
 /// Byte arrays, numbers and texts out; events.
-class CTestDevice : public vex::server::Wrapper<CTestDevice, vex::server::NotBuilt<IVexDevice>>,
+class CTestDevice : public vex::server::Wrapper<CTestDevice, vex::idl::Stub<IVexDevice>>,
                     public vex::server::SdkObject<FakeSdk> {
 public:
     using EventSource::fire;
@@ -124,7 +125,7 @@ public:
 };
 
 /// 64-bit integers, floating point, booleans and texts out.
-class CTestArray : public vex::server::Wrapper<CTestArray, vex::server::NotBuilt<IVexGenParameterArray>> {
+class CTestArray : public vex::server::Wrapper<CTestArray, vex::idl::Stub<IVexGenParameterArray>> {
 public:
     HRESULT STDMETHODCALLTYPE GetIntegerValue(BSTR, __int64* aValue, IVexResult** out) noexcept override
     {
@@ -159,7 +160,7 @@ public:
 };
 
 /// Several numbers out, and inherited members.
-class CTestWindow : public vex::server::Wrapper<CTestWindow, vex::server::NotBuilt<IVexDisplayWnd>> {
+class CTestWindow : public vex::server::Wrapper<CTestWindow, vex::idl::Stub<IVexDisplayWnd>> {
 public:
     HRESULT STDMETHODCALLTYPE GetPosition(int* aPosX, int* aPosY, int* aSizeX, int* aSizeY) noexcept override
     {
@@ -173,7 +174,7 @@ public:
 };
 
 /// Objects out, and arrays of objects.
-class CTestTransmitter : public vex::server::Wrapper<CTestTransmitter, vex::server::NotBuilt<IVexTransmitterRaw>> {
+class CTestTransmitter : public vex::server::Wrapper<CTestTransmitter, vex::idl::Stub<IVexTransmitterRaw>> {
 public:
     HRESULT STDMETHODCALLTYPE LoadBufferPool(SAFEARRAY* aBuffers, IVexResult** out) noexcept override;
 
@@ -182,7 +183,7 @@ public:
 };
 
 /// Interfaces out, one of them beside the return value.
-class CTestStream : public vex::server::Wrapper<CTestStream, vex::server::NotBuilt<IVexStream>> {
+class CTestStream : public vex::server::Wrapper<CTestStream, vex::idl::Stub<IVexStream>> {
 public:
     HRESULT STDMETHODCALLTYPE RetrieveBuffer(IVexBuffer** aBuffer, IVexResult** aOperationResult, unsigned int aTimeout,
                                              IVexResult** out) noexcept override;
@@ -193,7 +194,7 @@ public:
 };
 
 /// A view: its SDK object belongs to someone else.
-class CTestView : public vex::server::Wrapper<CTestView, vex::server::NotBuilt<IVexBuffer>>,
+class CTestView : public vex::server::Wrapper<CTestView, vex::idl::Stub<IVexBuffer>>,
                   public vex::server::SdkObject<FakeSdk> {
 public:
     HRESULT STDMETHODCALLTYPE get_Data(SAFEARRAY** pVal) noexcept override
@@ -219,7 +220,7 @@ public:
 };
 
 /// An object as a property.
-class CTestPipeline : public vex::server::Wrapper<CTestPipeline, vex::server::NotBuilt<IVexPipeline>> {
+class CTestPipeline : public vex::server::Wrapper<CTestPipeline, vex::idl::Stub<IVexPipeline>> {
 public:
     HRESULT STDMETHODCALLTYPE put_StreamBase(IVexStreamBase* pVal) noexcept override
     {
@@ -231,7 +232,7 @@ public:
 };
 
 /// An event with an answer; owns its SDK object and a child.
-class CTestFinder : public vex::server::Wrapper<CTestFinder, vex::server::NotBuilt<IVexDeviceFinderWnd>>,
+class CTestFinder : public vex::server::Wrapper<CTestFinder, vex::idl::Stub<IVexDeviceFinderWnd>>,
                     public vex::server::SdkObject<FakeSdk> {
 public:
     using EventSource::fire;

@@ -5,6 +5,7 @@
 #include <commctrl.h>
 
 #include "tests/com/devices/found_camera.h"
+#include "tests/com/gui/messages.h"
 
 namespace {
 
@@ -29,15 +30,7 @@ protected:
     template <class Wanted>
     [[nodiscard]] bool await(Wanted wanted)
     {
-        const ULONGLONG end = GetTickCount64() + 60'000;
-        while (!wanted()) {
-            if (GetTickCount64() > end) {
-                return false;
-            }
-            MsgWaitForMultipleObjects(0, nullptr, FALSE, 100, QS_ALLINPUT);
-            EXPECT_EQ(code_of(window, &IVexDeviceFinderWnd::DoEvents), VexOK);
-        }
-        return true;
+        return await_by_messages(wanted, [&] { EXPECT_EQ(code_of(window, &IVexDeviceFinderWnd::DoEvents), VexOK); });
     }
     /// A sink whose handler is shown the device and the answer.
     using Handler = std::function<void(IVexDeviceInfo*, VARIANT_BOOL*)>;
@@ -93,6 +86,27 @@ TEST_F(Finder, ListsDevicesWithoutASink)
 {
     ASSERT_EQ(show(), VexOK);
     EXPECT_TRUE(await([&] { return row_of_camera() >= 0; }));
+}
+
+TEST_F(Finder, TellsByAnIconWhetherADeviceIsFree)
+{
+    const auto icon = [this](int row) {
+        LVITEMW item{};
+        item.mask = LVIF_IMAGE;
+        item.iItem = row;
+        EXPECT_TRUE(ListView_GetItem(list(), &item));
+        return item.iImage;
+    };
+    ASSERT_EQ(show(), VexOK);
+    ASSERT_TRUE(await([&] { return row_of_camera() > 0; }));
+    EXPECT_EQ(ImageList_GetImageCount(ListView_GetImageList(list(), LVSIL_SMALL)), 3);
+    EXPECT_EQ(icon(row_of_camera()), 0);
+    EXPECT_EQ(icon(0), I_IMAGENONE) << "a heading";
+    const auto device = create<IVexDevice>(L"VexKamCOMWrapper.VexDevice.1");
+    ASSERT_EQ(
+        code_of([&](IVexResult** out) { return device->ConnectString(Text(L"127.0.0.1"), VexAccessControl, out); }),
+        VexOK);
+    EXPECT_TRUE(await([&] { return row_of_camera() >= 0 && icon(row_of_camera()) == 1; }));
 }
 
 TEST_F(Finder, LeavesOutWhatASinkRefuses)
@@ -195,15 +209,7 @@ TEST_F(Finder, MayBeReleasedByASink)
               0U);
     ASSERT_EQ(show(), VexOK);
     shown = handle();
-    MSG message;
-    const ULONGLONG end = GetTickCount64() + 60'000;
-    while (!asked && GetTickCount64() < end) {
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 100, QS_ALLINPUT);
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            DispatchMessageW(&message);
-        }
-    }
-    EXPECT_TRUE(asked);
+    EXPECT_TRUE(await_by_messages([&] { return asked; }));
     EXPECT_FALSE(IsWindow(shown));
 }
 

@@ -1,13 +1,16 @@
 // VexTerminalIPEngineWnd through COM, on the serial ports of a software camera.
 #include <string>
+#include <utility>
 
 #include "tests/com/devices/camera_client.h"
+#include "tests/com/gui/messages.h"
 
 namespace {
 
 using namespace client;
 
 constexpr int id_port = 101;
+constexpr int id_echo = 103;
 constexpr int id_hexadecimal = 104;
 constexpr int id_output = 105;
 constexpr int id_input = 106;
@@ -51,24 +54,38 @@ protected:
         GetWindowTextW(control(id_output), text.data(), static_cast<int>(text.size()) + 1);
         return text;
     }
+    [[nodiscard]] std::wstring input() const
+    {
+        std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(control(id_input))), L'\0');
+        GetWindowTextW(control(id_input), text.data(), static_cast<int>(text.size()) + 1);
+        return text;
+    }
+    [[nodiscard]] bool says(const wchar_t* words) const
+    {
+        return FindWindowExW(handle(), nullptr, L"STATIC", words) != nullptr;
+    }
+    void tick(int id, WPARAM state)
+    {
+        SendMessageW(control(id), BM_SETCHECK, state, 0);
+        press(id);
+    }
     void press(int id) { SendMessageW(handle(), WM_COMMAND, static_cast<WPARAM>(id), 0); }
     void type_line(const wchar_t* line)
     {
         SetWindowTextW(control(id_input), line);
         press(id_send);
     }
+    /// The output then has what comes from the device only.
+    void show_without_echo()
+    {
+        show();
+        tick(id_echo, BST_UNCHECKED);
+    }
     template <class Wanted>
     [[nodiscard]] bool await(Wanted wanted)
     {
-        const ULONGLONG end = GetTickCount64() + 60'000;
-        while (!wanted()) {
-            if (GetTickCount64() > end) {
-                return false;
-            }
-            MsgWaitForMultipleObjects(0, nullptr, FALSE, 100, QS_ALLINPUT);
-            EXPECT_EQ(code_of(window, &IVexTerminalIPEngineWnd::DoEvents), VexOK);
-        }
-        return true;
+        return await_by_messages(wanted,
+                                 [&] { EXPECT_EQ(code_of(window, &IVexTerminalIPEngineWnd::DoEvents), VexOK); });
     }
 
     Ref<IVexDevice> device = create<IVexDevice>(L"VexKamCOMWrapper.VexDevice.1");
@@ -109,7 +126,7 @@ TEST_F(Terminal, SaysWhoHasThePort)
 TEST_F(Terminal, SendsLinesAndShowsWhatComesBack)
 {
     ASSERT_EQ(set_device(), VexOK);
-    show();
+    show_without_echo();
     type_line(L"hello");
     EXPECT_TRUE(await([&] { return output() == L"hello\r\n"; }));
     EXPECT_EQ(GetWindowTextLengthW(control(id_input)), 0);
@@ -120,10 +137,52 @@ TEST_F(Terminal, SendsLinesAndShowsWhatComesBack)
     EXPECT_EQ(output(), L"");
 }
 
-TEST_F(Terminal, SendsWhatIsTypedIntoTheOutput)
+TEST_F(Terminal, ShowsWhatIsSentUntilThatIsNotWanted)
 {
     ASSERT_EQ(set_device(), VexOK);
     show();
+    EXPECT_EQ(SendMessageW(control(id_echo), BM_GETCHECK, 0, 0), BST_CHECKED);
+    type_line(L"one");
+    EXPECT_EQ(output(), L"one\r\n") << "before anything came back";
+    EXPECT_TRUE(await([&] { return output() == L"one\r\none\r\n"; }));
+    tick(id_echo, BST_UNCHECKED);
+    press(id_clear);
+    type_line(L"two");
+    EXPECT_EQ(output(), L"");
+    EXPECT_TRUE(await([&] { return output() == L"two\r\n"; }));
+}
+
+TEST_F(Terminal, OffersEarlierLinesByArrowKeys)
+{
+    show();
+    for (const wchar_t* const line : {L"one", L"two", L"two"}) {
+        type_line(line);
+    }
+    const std::pair<WPARAM, const wchar_t*> steps[] = {{VK_UP, L"two"},   {VK_UP, L"one"}, {VK_UP, L"one"},
+                                                       {VK_DOWN, L"two"}, {VK_DOWN, L""},  {VK_UP, L"two"}};
+    for (const auto& [key, line] : steps) {
+        PostMessageW(control(id_input), WM_KEYDOWN, key, 0);
+        EXPECT_EQ(code_of(window, &IVexTerminalIPEngineWnd::DoEvents), VexOK);
+        EXPECT_EQ(input(), line);
+    }
+}
+
+TEST_F(Terminal, SaysWhetherTheDeviceIsThere)
+{
+    show();
+    EXPECT_TRUE(says(L"No device"));
+    ASSERT_EQ(set_device(), VexOK);
+    EXPECT_TRUE(await([&] { return says(L"Connected"); }));
+    EXPECT_EQ(code_of(device, &IVexDevice::Disconnect), VexOK);
+    EXPECT_TRUE(await([&] { return says(L"The device is not connected; the terminal goes on when it is back."); }));
+    EXPECT_EQ(connect(), VexOK);
+    EXPECT_TRUE(await([&] { return says(L"Connected"); }));
+}
+
+TEST_F(Terminal, SendsWhatIsTypedIntoTheOutput)
+{
+    ASSERT_EQ(set_device(), VexOK);
+    show_without_echo();
     for (const wchar_t letter : std::wstring(L"abc")) {
         PostMessageW(control(id_output), WM_CHAR, letter, 0);
     }
@@ -133,7 +192,7 @@ TEST_F(Terminal, SendsWhatIsTypedIntoTheOutput)
 TEST_F(Terminal, KeepsWhatCameWhileItWasClosed)
 {
     ASSERT_EQ(set_device(), VexOK);
-    show();
+    show_without_echo();
     type_line(L"one");
     EXPECT_TRUE(await([&] { return output() == L"one\r\n"; }));
     EXPECT_EQ(code_of(window, &IVexTerminalIPEngineWnd::Close), VexOK);
@@ -146,7 +205,7 @@ TEST_F(Terminal, KeepsWhatCameWhileItWasClosed)
 TEST_F(Terminal, ChangesThePortByTheUsersChoice)
 {
     ASSERT_EQ(set_device(), VexOK);
-    show();
+    show_without_echo();
     SendMessageW(control(id_port), CB_SETCURSEL, 1, 0);
     SendMessageW(handle(), WM_COMMAND, MAKEWPARAM(id_port, CBN_SELCHANGE), reinterpret_cast<LPARAM>(control(id_port)));
     EXPECT_EQ(port(), VexIPEngineSerial1);
@@ -159,7 +218,7 @@ TEST_F(Terminal, ChangesThePortByTheUsersChoice)
 TEST_F(Terminal, GoesOnAfterItsDeviceWasDisconnected)
 {
     ASSERT_EQ(set_device(), VexOK);
-    show();
+    show_without_echo();
     type_line(L"one");
     EXPECT_TRUE(await([&] { return output() == L"one\r\n"; }));
     EXPECT_EQ(code_of(device, &IVexDevice::Disconnect), VexOK);

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "server/wrapper.h"
+#include "generated/interface_stubs.h"
 
 namespace {
 
@@ -176,7 +176,7 @@ TEST_F(PropertyList, RefusesWhatIsNoPropertyOfThisServer)
 {
     EXPECT_EQ(list->Add(nullptr), E_POINTER);
     EXPECT_EQ(last_error().description, L"Argument 1 is nothing where an IVexProperty is wanted");
-    ForeignObject<vex::server::NotBuilt<IVexProperty>> foreign;
+    ForeignObject<vex::idl::Stub<IVexProperty>> foreign;
     EXPECT_EQ(list->Add(&foreign), E_INVALIDARG);
     EXPECT_EQ(size(), 3u);
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "generated/interface_stubs.h"
 #include "serial/VexSerialPort.h"
 #include "tests/com/com_client.h"
 
@@ -16,7 +17,7 @@ template <>
 struct vex::server::ClassFacts<CTestPort> : vex::server::ClassFacts<CVexSerialPortIPEngine> {};
 
 /// Stands for a class with an Open of its own.
-class CTestPort : public SerialPortMembers<CTestPort, server::NotBuilt<IVexSerialPortIPEngine>>,
+class CTestPort : public SerialPortMembers<CTestPort, vex::idl::Stub<IVexSerialPortIPEngine>>,
                   public server::SdkObject<PvSerialPort> {};
 
 namespace {

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "server/wrapper.h"
+#include "generated/interface_stubs.h"
 #include "tests/com/streaming/pipeline_client.h"
 
 namespace {
@@ -88,7 +88,7 @@ TEST_F(Pipeline, LosesSizeAndCountWithItsStream)
 
 TEST_F(Pipeline, KeepsAForeignStreamAndWorksWithNone)
 {
-    ForeignObject<vex::server::NotBuilt<IVexStream>> foreign;
+    ForeignObject<vex::idl::Stub<IVexStream>> foreign;
     ASSERT_EQ(pipeline->put_StreamBase(stream.get()), S_OK);
     EXPECT_EQ(pipeline->put_StreamBase(&foreign), E_INVALIDARG);
     const LastError error = last_error();
@@ -155,7 +155,7 @@ TEST_F(Pipeline, RefusesForeignBuffers)
     EXPECT_EQ(release(new_buffer().get()), VexInvalidParameter);
     Ref<IVexResult> result;
     EXPECT_EQ(pipeline->ReleaseBuffer(nullptr, result.put()), E_POINTER);
-    ForeignObject<vex::server::NotBuilt<IVexBuffer>> foreign;
+    ForeignObject<vex::idl::Stub<IVexBuffer>> foreign;
     EXPECT_EQ(pipeline->ReleaseBuffer(&foreign, result.put()), E_INVALIDARG);
 }
 

@@ -63,6 +63,24 @@ TEST_F(LiveSearchTest, TellsWhatItFindsAndWhen)
     EXPECT_TRUE(latest->result.IsOK());
 }
 
+TEST_F(LiveSearchTest, TellsOfTheInterfacesWithTheFirstDevice)
+{
+    add(options_at(first_address));
+    std::vector<std::size_t> interfaces;  // with each device that was told
+    search.start([&](std::shared_ptr<const Found> found) {
+        const std::lock_guard lock(mutex);
+        if (!found->devices.empty()) {
+            interfaces.push_back(found->interfaces.size());
+        }
+        latest = std::move(found);
+        changed.notify_all();
+    });
+    ASSERT_TRUE(await([](const Found& found) { return found.is_complete && found.devices.size() == 1; }));
+    search.stop();
+    ASSERT_FALSE(interfaces.empty());
+    EXPECT_EQ(interfaces.front(), network.hosts.size());
+}
+
 TEST_F(LiveSearchTest, ForgetsADeviceThatIsAskedInVainTwice)
 {
     RawDevice& camera = add(options_at(first_address));

@@ -189,6 +189,24 @@ TEST_F(CameraLinkArray, APortHasOneConnection)
     connect();
 }
 
+TEST_F(CameraLinkArray, KeepsItsFeaturesWhenItIsDisconnected)
+{
+    EXPECT_TRUE(array.Disconnect().IsOK());
+    connect();
+    build();
+    EXPECT_EQ(width(), 640);
+    EXPECT_TRUE(array.Disconnect().IsOK());
+    EXPECT_TRUE(array.GetDeviceID().empty());
+    array.InvalidateCache();
+    std::int64_t value = 0;
+    EXPECT_EQ(array.GetIntegerValue("Width", value).GetCode(), PvResult::NotConnected);
+    PvGenParameterArrayCL other;
+    EXPECT_TRUE(other.Connect(port(), "GenCP:9600").IsOK()) << "the port is free";
+    EXPECT_TRUE(other.Disconnect().IsOK());
+    connect();
+    EXPECT_EQ(width(), 640);
+}
+
 TEST_F(CameraLinkArray, ProbingNamesTheDeviceThatConnectTakes)
 {
     const PvString found = PvGenParameterArrayCL::ProbeDevice(port(), "", 0);

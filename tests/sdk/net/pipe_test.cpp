@@ -102,14 +102,11 @@ protected:
     Pipes() : server(PipeServer::serve(*PipeName::parse(GetParam() ? "tcp:0" : own_name()))) {}
 
     [[nodiscard]] std::shared_ptr<Pipe> connect() const { return Pipe::connect(server->name(), patience); }
-    /// Connected and accepted. A server that has not noticed yet that the last program has gone may be busy.
+    /// Connected and accepted.
     std::shared_ptr<Pipe> meet()
     {
         auto accepted = std::async(std::launch::async, [this] { return server->accept(patience); });
-        std::shared_ptr<Pipe> client;
-        while (error_of([&] { client = connect(); }) == std::errc::device_or_resource_busy) {
-            std::this_thread::yield();
-        }
+        std::shared_ptr<Pipe> client = connect();
         EXPECT_FALSE(accepted.get());
         return client;
     }
@@ -263,6 +260,20 @@ TEST_P(Pipes, ServeOneProgramAfterTheOther)
         EXPECT_EQ(read(*server, 1), Bytes());
         EXPECT_EQ(error, std::errc::connection_reset);
     }
+}
+
+TEST_P(Pipes, TakeTheNextProgramBeforeTheEndOfTheLastIsNoticed)
+{
+    auto first = meet();
+    first.reset();
+    auto coming = std::async(std::launch::async, [this] { return connect(); });
+    (void)coming.wait_for(50ms);  // time enough to be refused
+    EXPECT_EQ(read(*server, 1), Bytes());
+    EXPECT_EQ(error, std::errc::connection_reset);
+    ASSERT_FALSE(server->accept(patience));
+    const auto second = coming.get();
+    write(*second, {7});
+    EXPECT_EQ(read(*server, 1), Bytes{7});
 }
 
 TEST_P(Pipes, KeepWhatOneProgramWasSentFromTheNext)
