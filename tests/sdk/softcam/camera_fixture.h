@@ -1,9 +1,8 @@
 // A camera and a host on the loopback network; the host speaks in literal bytes.
 #pragma once
 
-#include <thread>
-
 #include "sdk/test_pattern/test_pattern.h"
+#include "tests/sdk/eventually.h"
 #include "tests/sdk/net/wine.h"
 #include "tests/sdk/transmitterraw/packets.h"
 #include "tests/sdk/virtualdevice/responder_fixture.h"
@@ -77,20 +76,6 @@ private:
     HostSocket stream_;
     unsigned id_ = 0;
 };
-
-/// Whether a condition comes to hold in time.
-template <typename Condition>
-[[nodiscard]] bool eventually(Condition condition)
-{
-    const auto end = vex::net::Clock::steady().now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (vex::net::Clock::steady().now() > end) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 class SoftCam : public testing::Test {
 protected:

@@ -1,4 +1,5 @@
 // Types of payload from the software camera to a received buffer.
+#include "tests/sdk/eventually.h"
 #include "tests/sdk/stream/camera_stream.h"
 
 using namespace vex;
@@ -127,8 +128,9 @@ TEST_F(StreamedPayload, SmallBlocksTravelInOnePacketEach)
             EXPECT_TRUE(bytes_of(*buffer) == picture(expected, i));
             give_back(buffer);
         }
+        // a block is counted after its last packet was sent
+        ASSERT_TRUE(eventually([&] { return camera->stream_statistics().blocks == 3; }));
         const auto sent = camera->stream_statistics();
-        EXPECT_EQ(sent.blocks, 3U);
         EXPECT_EQ(sent.packets, 3U);
         EXPECT_EQ(sent.payload_bytes, 3U * 64 * 48);
         TearDown();
@@ -143,5 +145,6 @@ TEST_F(StreamedPayload, BlocksThatDoNotFitOnePacketTravelAsEver)
     PvBuffer* const buffer = take_whole();
     ASSERT_NE(buffer, nullptr);
     EXPECT_TRUE(bytes_of(*buffer) == picture(FrameSettings{}, 1));
+    ASSERT_TRUE(eventually([&] { return camera->stream_statistics().blocks == 1; }));
     EXPECT_EQ(camera->stream_statistics().packets, 2U + (640 * 480 + 8963) / 8964);
 }
