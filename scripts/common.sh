@@ -214,18 +214,20 @@ register_server() {
     touch "$WINEPREFIX/.registered"
 }
 
-# run_script LIMIT SCRIPT LAST-LINE [ARG...]: runs a script under cscript and shows what it says as it says it. Under Wine
-# the host ends with 0 even when a script has a syntax error, so a script must end with its own code and say its last
-# line. The output goes through a file: a pipe would stay open as long as Wine's background processes.
-run_script() {
-    local limit=$1 script=$2 last=$3 code=0 output=$root/build/script.out host
+# run_in_wine LIMIT WHAT LAST-LINE PROGRAM [ARG...]: runs a program and shows what it says as it says it. It must end with 0
+# and say its last line. The output goes through a file: a pipe would stay open as long as Wine's background processes.
+run_in_wine() {
+    local limit=$1 what=$2 last=$3 code=0 output=$root/build/script.out host
     shift 3
     : >"$output"
-    timeout "$limit" env -u DISPLAY "$wine_loader" cscript //nologo "$(windows_path "$root/$script")" "$@" \
-        >"$output" 2>&1 </dev/null &
+    timeout "$limit" env -u DISPLAY "$wine_loader" "$@" >"$output" 2>&1 </dev/null &
     host=$!
     tail -f -n +1 --pid="$host" -s 0.2 "$output" | tr -d '\r' || true
     wait "$host" || code=$?
-    [ "$code" -eq 0 ] || { printf '%s ended with code %s\n' "$script" "$code" >&2; return 1; }
-    [ "$(tail -1 "$output" | tr -d '\r')" = "$last" ] || { printf '%s stopped before its end\n' "$script" >&2; return 1; }
+    [ "$code" -eq 0 ] || { printf '%s ended with code %s\n' "$what" "$code" >&2; return 1; }
+    [ "$(tail -1 "$output" | tr -d '\r')" = "$last" ] || { printf '%s stopped before its end\n' "$what" >&2; return 1; }
 }
+
+# run_script LIMIT SCRIPT LAST-LINE [ARG...]: under Wine cscript ends with 0 even when a script has a syntax error, so a
+# script must end with its own code and say its last line.
+run_script() { run_in_wine "$1" "$2" "$3" cscript //nologo "$(windows_path "$root/$2")" "${@:4}"; }

@@ -19,6 +19,8 @@ suite_style() {
     clang-format-16 --dry-run --Werror "${files[@]}"
     scripts/check_layers.py
     scripts/check_sizes.py
+    scripts/check_examples.py
+    tests/examples/table_test.py
 }
 
 # clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any
@@ -70,10 +72,18 @@ count_script() {
     if run_script 120 "$1" "Done." "${@:2}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
 }
 
+# count_program SOURCE PROGRAM ARG...: the same for a program that was made from a source
+count_program() {
+    echo "-- $1"
+    if run_in_wine 120 "$1" "Done." "${@:2}"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
+
 suite_scripts() {
     build native softcam softlink
     build windows VexKamCOMWrapper
     source scripts/demo.sh
+    source scripts/pascal.sh
+    compile_pascal examples/delphi/camera.dpr build/pascal/camera
     wine_start
     register_server
     start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
@@ -86,6 +96,7 @@ suite_scripts() {
     count_script examples/vbscript/i2c.vbs 127.0.0.2
     count_script examples/vbscript/save_bmp.vbs "$folder"
     count_script examples/vbscript/configuration.vbs "$folder\\configuration.xml" 127.0.0.2
+    count_program examples/delphi/camera.dpr build/pascal/camera.exe 127.0.0.2 "$folder"
     # a disk of its own that is soon full
     mkdir -p build/full_disk
     if mount -t tmpfs -o size=64k none build/full_disk 2>/dev/null; then
@@ -141,6 +152,7 @@ run_tests() {
         ensure_packages test
         for suite in "${suites[@]}"; do
             [ ! -e "scripts/packages-$suite" ] || ensure_packages "$suite"
+            [ "$suite" != scripts ] || ensure_packages examples
         done
         fetch_sources
         enter_private_network test "$@"

@@ -1,5 +1,6 @@
 // What every C++ client of the server needs: owned references, texts, and failures as exceptions. The header
 // VexKamCOMWrapper_h.h and the identifiers in VexKamCOMWrapper_i.c come from the server's build.
+// Run in the tests as a part of every program here.
 #pragma once
 
 #include <windows.h>

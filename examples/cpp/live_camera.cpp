@@ -1,3 +1,4 @@
+// Run in the tests as a part of the viewer: ./run test gui.
 #include "live_camera.h"
 
 using automation::attempt;

@@ -1,4 +1,5 @@
 // A camera whose images arrive through a pipeline: connecting, starting, fetching, stopping, leaving.
+// Run in the tests as a part of the viewer.
 #pragma once
 
 #include "automation.h"

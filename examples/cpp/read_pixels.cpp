@@ -4,6 +4,8 @@
 //   read_pixels IP-ADDRESS
 //
 // Ends with 0 when every step succeeded, with 1 when one failed. Needs the server registered.
+//
+// Run in the tests, under Wine: ./run test windows.
 #include "automation.h"
 
 #include <shellapi.h>

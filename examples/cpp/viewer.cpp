@@ -5,6 +5,8 @@
 //
 // With an address it connects and starts at once. FOLDER takes the recorded images (default: the current folder).
 //
+// Run in the tests, with mouse and keyboard under Wine: ./run test gui.
+//
 // Plain Win32, one thread. What to look at first: Viewer::choose() shows the finder, Viewer::show_image() the display,
 // Viewer::run() how live images and a message loop go together. How images get here is in live_camera.cpp.
 #include "live_camera.h"

@@ -3,7 +3,8 @@
     python read_pixels.py [FOLDER]
 
 FOLDER takes read_pixels.bmp (default: the current folder). Needs 64-bit Python on Windows with pywin32
-(pip install pywin32) and the server registered. Has not been run yet: there was no Python for Windows where it was written.
+(pip install pywin32) and the server registered. Not run here: there was no Python for
+Windows where it was written.
 
 Methods that can fail return a result object; only property setters raise errors. Truth is 1.
 """

@@ -5,6 +5,8 @@
 ' PORT is a serial port as the system names it, COM3, or what another program serves, pipe:NAME or tcp:PORT. DEVICE is what
 ' to look for there (default: "GenCP", any camera at any rate); "GenCP:115200" asks at that rate only.
 ' Ends with 0 and the line "Done." when every step succeeded, with 1 when one failed. What it sets it sets back.
+'
+' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
 
 Const ProbeTimeout = 250               ' milliseconds that a camera has to answer, at each rate

@@ -4,6 +4,8 @@
 '
 ' IP-ADDRESS picks a camera (default, or "any": the first one found).
 ' Ends with 0 and the line "Done." when every step succeeded, with 1 when one failed.
+'
+' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
 
 Const AccessControl = 1                ' VexAccessControl

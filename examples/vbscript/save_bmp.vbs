@@ -3,6 +3,8 @@
 '   cscript save_bmp.vbs [FOLDER]
 '
 ' FOLDER takes save_bmp.bmp (default: the current folder). Ends with 0 when every step succeeded, with 1 when one failed.
+'
+' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
 
 Const PixelBayerRG8 = &H01080009       ' VexPixelBayerRG8

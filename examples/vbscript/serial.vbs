@@ -8,6 +8,8 @@
 ' Ends with 0 and the line "Done." when every step succeeded, with 1 when one failed.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
+'
+' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
 
 Const AccessControl = 1                ' VexAccessControl

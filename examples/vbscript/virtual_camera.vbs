@@ -11,6 +11,8 @@
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
 ' Unsigned and 64-bit numbers are wrapped in CDbl before they are calculated with.
+'
+' Run in the tests, by cscript under Wine: ./run test interop.
 Option Explicit
 
 Const AccessReadOnly = 2               ' VexAccessReadOnly
