@@ -80,7 +80,7 @@ count_program() {
 
 suite_scripts() {
     build native softcam softlink
-    build windows VexKamCOMWrapper
+    build windows VexKamCOMWrapper camera
     source scripts/demo.sh
     source scripts/pascal.sh
     compile_pascal examples/delphi/camera.dpr build/pascal/camera
@@ -96,6 +96,9 @@ suite_scripts() {
     count_script examples/vbscript/i2c.vbs 127.0.0.2
     count_script examples/vbscript/save_bmp.vbs "$folder"
     count_script examples/vbscript/configuration.vbs "$folder\\configuration.xml" 127.0.0.2
+    count_script examples/vbscript/camera.vbs 127.0.0.2 "$folder"
+    count_script examples/jscript/camera.js 127.0.0.2 "$folder"
+    count_program examples/cpp/camera.cpp "$build_windows/examples/cpp/camera.exe" 127.0.0.2 "$folder"
     count_program examples/delphi/camera.dpr build/pascal/camera.exe 127.0.0.2 "$folder"
     # a disk of its own that is soon full
     mkdir -p build/full_disk
