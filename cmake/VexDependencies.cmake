@@ -32,6 +32,8 @@ if(CMAKE_CROSSCOMPILING)
     add_library(vex_highway STATIC ${VEX_DEPS}/highway/hwy/targets.cc ${VEX_DEPS}/highway/hwy/per_target.cc)
     target_include_directories(vex_highway SYSTEM PUBLIC ${VEX_DEPS}/highway)
     target_compile_definitions(vex_highway PUBLIC HWY_STATIC_DEFINE)
+    # its messages name source files; where the checkout stands must not show in what is built
+    target_compile_options(vex_highway PRIVATE -ffile-prefix-map=${VEX_DEPS}=deps)
 else()
     find_package(pugixml REQUIRED)
     add_library(vex_pugixml INTERFACE)

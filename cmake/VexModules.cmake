@@ -16,8 +16,8 @@ endif()
 target_include_directories(vex_options INTERFACE ${CMAKE_SOURCE_DIR})
 if(WIN32)
     target_compile_definitions(vex_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
-    # only system DLLs are needed at run time
-    target_link_options(vex_options INTERFACE -static)
+    # only system DLLs are needed at run time; and no time of linking, so that a commit gives the same bytes each time
+    target_link_options(vex_options INTERFACE -static -Wl,--no-insert-timestamp)
 else()
     find_package(Threads REQUIRED)
     target_link_libraries(vex_options INTERFACE Threads::Threads)
@@ -135,4 +135,13 @@ function(vex_fuzz name)
     target_link_libraries(${name} PRIVATE vex_options ${ARG_DEPS})
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     add_dependencies(fuzzers ${name})
+endfunction()
+
+# vex_show_version(PROGRAM SOURCE): a program that is packaged; its SOURCE shows VEX_VERSION.
+function(vex_show_version name source)
+    set_source_files_properties(${source} PROPERTIES COMPILE_DEFINITIONS VEX_VERSION="${PROJECT_VERSION}")
+    if(WIN32)
+        # as the DLL: without symbols, most of which are the C++ runtime's
+        target_link_options(${name} PRIVATE $<$<CONFIG:Release>:-s>)
+    endif()
 endfunction()

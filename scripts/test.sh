@@ -21,6 +21,7 @@ suite_style() {
     scripts/check_sizes.py
     scripts/check_examples.py
     tests/examples/table_test.py
+    scripts/check_version.py
 }
 
 # clang-tidy over what the native build compiles of the product. What was found clean is looked at again when it, any

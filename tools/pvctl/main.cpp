@@ -57,6 +57,7 @@ int main(int argc, char** argv)
 {
     CLI::App app{"pvctl: cameras and their images on the command line"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", "pvctl " VEX_VERSION);
     app.footer(
         "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
         "camera or feature, 4 when what was compared differs.");

@@ -146,6 +146,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     std::string description_file;
 
     CLI::App app{"softcam: a GigE Vision camera in software"};
+    app.set_version_flag("--version", "softcam " VEX_VERSION);
     app.add_option("-a,--address,--interface", options.adapter,
                    "where to listen: IPv4 address, interface name or MAC address (default 127.0.0.2)");
     app.add_option("-s,--serial", options.serial_number, "serial number, at most 16 characters");
