@@ -181,4 +181,5 @@ def main():
         (output / name).write_text(text)
 
 
-main()
+if __name__ == '__main__':
+    main()
