@@ -4,7 +4,7 @@ source scripts/screen.sh
 
 run_benchmarks() {
     local names=("$@") name
-    [ ${#names[@]} -gt 0 ] || names=(com com-stream convert stream transmit genapi persistence files serial browser gui)
+    [ ${#names[@]} -gt 0 ] || names=(com com-stream convert stream transmit genapi persistence files serial trace browser gui)
     ensure_packages
     for name in "${names[@]}"; do
         case "$name" in

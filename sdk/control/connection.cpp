@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sdk/base/failure.h"
+#include "sdk/base/trace.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -24,6 +25,15 @@ constexpr std::uint32_t usual_heartbeat_timeout_ms = 3000;
 std::uint32_t clamp_heartbeat(std::uint32_t told) noexcept
 {
     return told == 0 ? usual_heartbeat_timeout_ms : std::clamp<std::uint32_t>(told, 100, 3'600'000);
+}
+
+const char* name_of(PvAccessType access) noexcept
+{
+    switch (access) {
+    case PvAccessControl: return "control";
+    case PvAccessExclusive: return "exclusive access";
+    default: return "read access";
+    }
 }
 
 }  // namespace
@@ -48,6 +58,21 @@ PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& pol
 PvResult Connection::open(const ConnectionTarget& target, const RetryPolicy& policy,
                           std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
                           std::shared_ptr<Connection>& connection)
+{
+    PvResult result = open_untold(target, policy, std::move(transport), clock, connection);
+    trace::write(trace::Category::connection, result.IsOK() ? trace::Level::info : trace::Level::error, [&] {
+        const std::string device = target.device.address.to_string();
+        return result.IsOK() ? device + ": connected with " + name_of(target.access) + " from " +
+                                   connection->channel().local().to_string() + ", heartbeat timeout " +
+                                   std::to_string(connection->facts().heartbeat_timeout_ms) + " ms"
+                             : device + ": not connected: " + std::string(result.description());
+    });
+    return result;
+}
+
+PvResult Connection::open_untold(const ConnectionTarget& target, const RetryPolicy& policy,
+                                 std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
+                                 std::shared_ptr<Connection>& connection)
 {
     const auto candidate = std::make_shared<Connection>(target, std::move(transport), clock);
     candidate->channel_.set_retry_policy(policy);
@@ -176,6 +201,8 @@ void Connection::close() noexcept
         return;
     }
     path_.reset();
+    trace::write(trace::Category::connection, trace::Level::info,
+                 [&] { return target_.device.address.to_string() + ": disconnected"; });
     if (has_control()) {
         static_cast<void>(channel_.close_with({bootstrap::control_channel_privilege, 0}, release_policy));
     } else {
@@ -189,6 +216,8 @@ bool Connection::lose(std::string reason)
         return false;
     }
     path_.reset();
+    trace::write(trace::Category::connection, trace::Level::error,
+                 [&] { return target_.device.address.to_string() + ": the connection is lost: " + reason; });
     {
         const std::scoped_lock lock(reason_mutex_);
         loss_reason_ = std::move(reason);

@@ -98,6 +98,9 @@ public:
     void learn_stream_source(std::uint32_t channel);
 
 private:
+    static PvResult open_untold(const ConnectionTarget& target, const RetryPolicy& policy,
+                                std::unique_ptr<ControlTransport> transport, const net::Clock& clock,
+                                std::shared_ptr<Connection>& connection);
     PvResult read_facts();
     void read_serial_number();
     void enable_capabilities();

@@ -7,7 +7,9 @@
 #include <optional>
 #include <span>
 
+#include "sdk/base/trace.h"
 #include "sdk/control/control_channel.h"
+#include "sdk/wire/bytes.h"
 
 namespace vex::control {
 
@@ -36,7 +38,10 @@ public:
         if (channel_.must_end()) {
             return fail(ControlOutcome::Kind::closed);
         }
-        channel_.retries_.add(outcome_.attempts == 0 ? 0 : 1);
+        if (outcome_.attempts != 0) {
+            channel_.retries_.add();
+            trace_retry();
+        }
         ++outcome_.attempts;
         sent_ = now_;
         deadline_ = sent_ + policy_.answer_timeout;
@@ -85,6 +90,7 @@ public:
         }
         note_answer();
         channel_.round_trips_.add(std::chrono::duration_cast<std::chrono::nanoseconds>(now_ - sent_));
+        trace_success(acknowledge.payload);
         if (pendings_ > 0) {
             outcome_.granted = std::chrono::ceil<std::chrono::milliseconds>(now_ - (pending_end_ - pending_limit));
         }
@@ -100,7 +106,37 @@ private:
         channel_.failures_.add();
         outcome_.kind = kind;
         outcome_.waited = std::chrono::duration_cast<std::chrono::milliseconds>(channel_.clock_.now() - begin_);
+        trace_failure();
         return false;
+    }
+
+    void trace_retry() const noexcept
+    {
+        trace::write(trace::Category::control, trace::Level::warning, [&] {
+            return device_.address.to_string() + ": " + register_text(outcome_.address) + ": no answer within " +
+                   std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now_ - sent_).count()) +
+                   " ms, the request is sent again";
+        });
+    }
+    void trace_success(std::span<const std::uint8_t> payload) const noexcept
+    {
+        trace::write(trace::Category::control, trace::Level::debug, [&] {
+            std::optional<std::uint32_t> value;
+            const auto sent = message_.bytes().subspan(wire::gvcp::header_size);
+            if (outcome_.command == wire::gvcp::Command::read_register && outcome_.length == 4) {
+                value = wire::load_be32(payload.data());
+            } else if (outcome_.command == wire::gvcp::Command::write_register && outcome_.length == 4) {
+                value = wire::load_be32(sent.data() + 4);
+            }
+            return exchange_text(outcome_, device_, value, now_ - begin_);
+        });
+    }
+    void trace_failure() const noexcept
+    {
+        const bool answered =
+            outcome_.kind == ControlOutcome::Kind::refused || outcome_.kind == ControlOutcome::Kind::closed;
+        trace::write(trace::Category::control, answered ? trace::Level::info : trace::Level::error,
+                     [&] { return exchange_text(outcome_, device_, std::nullopt, {}); });
     }
 
     void note_answer() noexcept
@@ -155,6 +191,10 @@ private:
             fail(ControlOutcome::Kind::pending_too_long);
             return;
         }
+        trace::write(trace::Category::control, trace::Level::info, [&] {
+            return device_.address.to_string() + ": " + register_text(outcome_.address) +
+                   ": the device asks for another " + std::to_string(*more) + " ms";
+        });
         // the announced time is the device's own; the way back takes as long as any answer's
         deadline_ = std::min(now_ + std::chrono::milliseconds(*more) + policy_.answer_timeout, pending_end_);
     }

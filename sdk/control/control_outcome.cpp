@@ -94,6 +94,26 @@ std::string register_text(std::uint32_t address)
     return text;
 }
 
+std::string exchange_text(const ControlOutcome& outcome, const Endpoint& device, std::optional<std::uint32_t> value,
+                          std::chrono::nanoseconds time)
+{
+    std::string text = device.address.to_string() + ": " + activity(outcome) + ": ";
+    if (!outcome.ok()) {
+        return text + reason(outcome);
+    }
+    char number[48];
+    if (value) {
+        std::snprintf(number, sizeof number, "0x%08X, ", static_cast<unsigned>(*value));
+        text += number;
+    }
+    std::snprintf(number, sizeof number, "done in %.3f ms", std::chrono::duration<double, std::milli>(time).count());
+    text += number;
+    if (outcome.attempts > 1) {
+        text += ", sent " + std::to_string(outcome.attempts) + " times";
+    }
+    return text;
+}
+
 PvResult to_result(const ControlOutcome& outcome, const Endpoint& device)
 {
     if (outcome.ok()) {

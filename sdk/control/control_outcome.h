@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -44,5 +45,10 @@ struct [[nodiscard]] ControlOutcome {
 
 /// The outcome as a result: what was accessed on which device, and why it failed. OK allocates nothing.
 [[nodiscard]] PvResult to_result(const ControlOutcome& outcome, const Endpoint& device);
+
+/// An exchange in one sentence: what was accessed on which device, what came of it, and in what time. `value`: of a
+/// single register.
+[[nodiscard]] std::string exchange_text(const ControlOutcome& outcome, const Endpoint& device,
+                                        std::optional<std::uint32_t> value, std::chrono::nanoseconds time);
 
 }  // namespace vex::control

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "sdk/base/trace.h"
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
@@ -23,6 +24,22 @@ constexpr int last_batches = 64;
 constexpr milliseconds access_retry{100};
 /// The question is asked this often within the timeout, because datagrams get lost.
 constexpr int discovery_rounds = 2;
+
+std::string sent_text(std::error_code error) { return error ? "not sent: " + error.message() : "sent"; }
+
+void trace_search(const net::Interface& host, Ipv4Address subnet, std::error_code limited, std::error_code directed)
+{
+    trace::write(trace::Category::discovery, limited && directed ? trace::Level::error : trace::Level::info, [&] {
+        return host.id + " (" + host.address.to_string() + "): search to " + limited_broadcast.to_string() + " " +
+               sent_text(limited) + ", to " + subnet.to_string() + " " + sent_text(directed);
+    });
+}
+
+void trace_unusable(const net::Interface& host, std::size_t size)
+{
+    trace::write(trace::Category::discovery, trace::Level::warning,
+                 [&] { return host.id + ": an answer of " + std::to_string(size) + " bytes cannot be understood"; });
+}
 
 }  // namespace
 
@@ -121,6 +138,7 @@ void Discovery::send_discovery()
         const std::error_code limited =
             ports_->send(searched.index, {limited_broadcast, wire::gvcp::port}, message.bytes());
         const std::error_code directed = ports_->send(searched.index, {subnet, wire::gvcp::port}, message.bytes());
+        trace_search(searched.facts, subnet, limited, directed);
         if (limited && directed) {
             unusable_.push_back({searched.index, directed.message()});
             const auto gone = [&](const auto& candidate) { return candidate->searched == &searched; };
@@ -159,6 +177,7 @@ void Discovery::handle_in(Searched& searched, std::span<const std::uint8_t> data
     const auto acknowledge = wire::gvcp::decode_acknowledge(datagram);
     if (!acknowledge) {
         ++statistics_.malformed;
+        trace_unusable(searched.facts, datagram.size());
         return;
     }
     if (acknowledge->acknowledge == Command::discovery_ack && acknowledge->request_id == discovery_request) {
@@ -191,6 +210,7 @@ void Discovery::add_candidate(Searched& searched, std::span<const std::uint8_t> 
     auto facts = wire::gvcp::decode_discovery_acknowledge(payload);
     if (!facts) {
         ++statistics_.malformed;
+        trace_unusable(searched.facts, payload.size());
         return;
     }
     ++statistics_.acknowledges;
@@ -235,6 +255,12 @@ void Discovery::send_access_query(Candidate& candidate)
 void Discovery::tell(Candidate& candidate, PvAccessType access, const OnFound& on_found)
 {
     candidate.told = true;
+    trace::write(trace::Category::discovery, trace::Level::info, [&] {
+        const auto& facts = candidate.facts;
+        return candidate.searched->facts.id + ": " + facts.model + " (serial number " + facts.serial_number + ", MAC " +
+               facts.mac.to_string() + ") answers with the address " + facts.address.to_string() + ", mask " +
+               facts.mask.to_string();
+    });
     if (!on_found({candidate.searched->index, candidate.facts, access})) {
         ended_ = true;
     }

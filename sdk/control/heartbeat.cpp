@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "sdk/base/trace.h"
 #include "sdk/wire/bootstrap.h"
 
 namespace vex::control {
@@ -114,6 +115,8 @@ void Heartbeat::run(Worker::Signals& signals, Connection& connection, HeartbeatS
         ++settings.beats;
         if (monitor.is_unanswered()) {
             ++settings.missed;
+            trace::write(trace::Category::connection, trace::Level::warning,
+                         [&] { return connection.device().address.to_string() + ": a heartbeat was not answered"; });
         }
         if (connection.channel().is_closed()) {
             return;

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/base/trace.h"
+
 namespace vex::control {
 
 namespace {
@@ -38,6 +40,10 @@ struct MessageReceiver::State {
             const std::scoped_lock lock(mutex);
             inbox.acknowledge_was_sent();
         }
+        trace::write(trace::Category::events, has_events ? trace::Level::debug : trace::Level::info, [&] {
+            return received.source.to_string() + ": a message of " + std::to_string(received.size) + " bytes, " +
+                   (has_events ? "with events" : "without a new event") + (acknowledge ? ", acknowledged" : "");
+        });
         return has_events;
     }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/base/trace.h"
 #include "sdk/description/description_cache.h"
 #include "sdk/description/description_url.h"
 #include "sdk/description/http_get.h"
@@ -47,6 +48,12 @@ std::string_view without_schema_version(std::string_view url)
     const std::size_t query = url.rfind('?');
     const bool noted = query != std::string_view::npos && starts_with_word(url.substr(query + 1), "schemaversion=");
     return noted ? url.substr(0, query) : url;
+}
+
+void trace_source(const DeviceMemory& device, const std::string& source)
+{
+    trace::write(trace::Category::description, trace::Level::info,
+                 [&] { return device.name + ": the description is read from " + source; });
 }
 
 PvResult unusable(const DeviceMemory& device, const std::string& why)
@@ -128,9 +135,11 @@ PvResult read_local(const DeviceMemory& device, const DescriptionUrl& url, const
     if (key) {
         const auto kept = read_cached(cache_folder, *key);
         if (kept && is_in_device(device, url, *kept)) {
+            trace_source(device, "the copy kept for \"" + url.text + "\"");
             return unpack(device, url, *kept, description);
         }
     }
+    trace_source(device, url.text);
     // read to where a text that is not packed stays: another copy of a large one takes its time
     std::string stored(url.length, '\0');
     const std::span bytes(reinterpret_cast<std::uint8_t*>(stored.data()), stored.size());
@@ -163,6 +172,7 @@ PvResult elsewhere(PvResult::Code code, const DeviceMemory& device, const Descri
 PvResult read_file(const DeviceMemory& device, const DescriptionUrl& url, const std::filesystem::path& path,
                    Description& description)
 {
+    trace_source(device, "the file of \"" + url.name + "\" in the user's folder");
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (error || size > largest_stored_description) {
@@ -181,6 +191,7 @@ PvResult read_file(const DeviceMemory& device, const DescriptionUrl& url, const 
 PvResult download(const DeviceMemory& device, const DescriptionUrl& url, const DescriptionPlaces& places,
                   Description& description)
 {
+    trace_source(device, url.text);
     std::vector<std::uint8_t> bytes;
     HttpLimits limits;
     limits.largest_body = largest_stored_description;
@@ -243,9 +254,7 @@ PvResult fetch_from_manifest(const DeviceMemory& device, const DescriptionPlaces
     return read_local(device, url, places.cache_folder, description);
 }
 
-}  // namespace
-
-PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
+PvResult fetch_from_anywhere(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
 {
     if (device.has_manifest) {
         const PvResult listed = fetch_from_manifest(device, places, description);
@@ -260,6 +269,19 @@ PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& 
     const PvResult second = fetch_from(device, wire::bootstrap::second_url, places, description);
     // the first failure is the one to explain: the second URL is empty on most devices
     return second.IsOK() ? second : first;
+}
+
+}  // namespace
+
+PvResult fetch_description(const DeviceMemory& device, const DescriptionPlaces& places, Description& description)
+{
+    PvResult result = fetch_from_anywhere(device, places, description);
+    trace::write(trace::Category::description, result.IsOK() ? trace::Level::info : trace::Level::error, [&] {
+        return device.name + ": " +
+               (result.IsOK() ? description.name + ", " + std::to_string(description.xml.size()) + " bytes"
+                              : std::string(result.description()));
+    });
+    return result;
 }
 
 }  // namespace vex::description

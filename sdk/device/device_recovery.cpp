@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/base/trace.h"
 #include "sdk/control/discovery.h"
 #include "sdk/device/device_impl.h"
 #include "sdk/device/device_lookup.h"
@@ -100,6 +101,10 @@ void PvDevice::Impl::recover(const std::shared_ptr<control::Connection>& lost)
     for (int n = 0; is_recovering(*lost); ++n) {
         const PvResult result = try_to_recover(*lost);
         link.set_recovery_state(state_of(result));
+        trace::write(trace::Category::connection, result.IsOK() ? trace::Level::info : trace::Level::warning, [&] {
+            return lost->device().address.to_string() + ": attempt " + std::to_string(n + 1) +
+                   " to recover: " + (result.IsOK() ? "connected again" : std::string(result.description()));
+        });
         if (result.IsOK()) {
             restore(connection());
             return;
@@ -191,6 +196,10 @@ void PvDevice::Impl::restore(const std::shared_ptr<control::Connection>& recover
         if (writes && is_current()) {
             const device::OwnAccesses own;
             if (const PvResult result = put_back(); !result.IsOK()) {
+                trace::write(trace::Category::connection, trace::Level::warning, [&] {
+                    return recovered->device().address.to_string() +
+                           ": not all is as before the loss: " + std::string(result.description());
+                });
                 link.set_recovery_state(state_of(result));
             }
         }

@@ -7,6 +7,9 @@
 #include <random>
 #include <utility>
 
+#include "sdk/base/numbers.h"
+#include "sdk/base/trace.h"
+
 namespace vex::genicp {
 
 namespace gencp = wire::gencp;
@@ -70,6 +73,13 @@ public:
             ++client_.statistics_.failures;
         }
         outcome_.waited = std::chrono::duration_cast<milliseconds>(client_.clock_.now() - begin_);
+        trace::write(trace::Category::serial, outcome_.ok() ? trace::Level::debug : trace::Level::warning, [&] {
+            return outcome_.ok()
+                       ? "device on a serial port: access to " + std::to_string(outcome_.length) + " bytes at " +
+                             to_hex_text(outcome_.address) + ": done in " + std::to_string(outcome_.waited.count()) +
+                             " ms, sent " + std::to_string(outcome_.attempts) + " times"
+                       : std::string(to_result(outcome_, "device on a serial port").description());
+        });
         return outcome_;
     }
 

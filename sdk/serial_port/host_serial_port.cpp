@@ -10,6 +10,7 @@
 
 #include "sdk/base/failure.h"
 #include "sdk/base/thread_name.h"
+#include "sdk/base/trace.h"
 #include "sdk/serial_port/line_outcome.h"
 #include "sdk/serial_port/line_settings.h"
 
@@ -91,8 +92,11 @@ PvResult HostSerialPort::open_over(const PvString& name, const PvSerialPortConfi
         const std::lock_guard lock(mutex_);  // which the thread takes to say that the line has gone
         receiver_ = std::thread([this, line] { receive(*line); });
         opened_ = std::move(made);
+        trace::write(trace::Category::serial, trace::Level::info, [&] { return name.str() + " opened"; });
         return PvResult::OK;
     } catch (const std::system_error& error) {
+        trace::write(trace::Category::serial, trace::Level::error,
+                     [&] { return name.str() + " cannot be opened: " + error.what(); });
         return line_refused(error.code(), name.str(), configuration);
     } catch (const std::bad_alloc&) {
         return PvResult::NotEnoughMemory;
@@ -134,6 +138,7 @@ void HostSerialPort::close_line()
         return;
     }
     received_.close(failure(PvResult::Aborted, "The serial port ", closed.name, " was closed"), not_open());
+    trace::write(trace::Category::serial, trace::Level::info, [&] { return closed.name + " closed"; });
     closed.line->close();
     receiver_.join();
 }

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "sdk/base/failure.h"
+#include "sdk/base/trace.h"
 #include "sdk/net/receive_backends.h"
 
 namespace vex::stream {
@@ -57,6 +58,23 @@ net::UdpSocket StreamChannel::open_socket(const Endpoints& endpoints) const
 }
 
 PvResult StreamChannel::open(const Endpoints& endpoints)
+{
+    PvResult result = open_untold(endpoints);
+    trace::write(trace::Category::stream, result.IsOK() ? trace::Level::info : trace::Level::error, [&] {
+        const std::string device = endpoints.device.to_string() + ", channel " + std::to_string(endpoints.channel);
+        if (!result.IsOK()) {
+            return device + ": " + std::string(result.description());
+        }
+        const SystemFacts facts = system_facts();
+        return device + ": stream opened on " + endpoints.local.to_string() + ", port " +
+               std::to_string(this->endpoints().value_or(endpoints).port) + ", the system keeps " +
+               std::to_string(facts.buffer_bytes) + " bytes for it" +
+               (endpoints.may_ask ? "" : ", missing packets are not asked for");
+    });
+    return result;
+}
+
+PvResult StreamChannel::open_untold(const Endpoints& endpoints)
 {
     const std::lock_guard lifecycle(lifecycle_);
     {
@@ -144,6 +162,11 @@ void StreamChannel::close()
         assembler_.reset();
         give_all_back();
     }
+    trace::write(trace::Category::stream, trace::Level::info, [&] {
+        return endpoints_.device.to_string() + ", channel " + std::to_string(endpoints_.channel) +
+               ": stream closed; packets thrown away by the system: " +
+               (ended_facts_.dropped ? std::to_string(*ended_facts_.dropped) : "not known");
+    });
 }
 
 /// Lets go of all buffers; those that are not filled are marked as aborted.

@@ -148,6 +148,7 @@ public:
     static constexpr std::uint32_t wait_forever = 0xFFFFFFFF;
 
 private:
+    PvResult open_untold(const Endpoints& endpoints);
     [[nodiscard]] PvBuffer* take() noexcept override;
     void deliver(PvBuffer& buffer, BlockFate fate) noexcept override;
     void put_back(PvBuffer& buffer) noexcept override;

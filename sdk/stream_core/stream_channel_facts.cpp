@@ -5,11 +5,22 @@
 #include <vector>
 
 #include "sdk/base/failure.h"
+#include "sdk/base/trace.h"
 #include "sdk/net/known_path.h"
 #include "sdk/net/receive_backends.h"
 #include "sdk/stream_core/stream_channel.h"
 
 namespace vex::stream {
+
+namespace {
+
+void trace_setting(const char* name, std::uint32_t value)
+{
+    trace::write(trace::Category::stream, trace::Level::info,
+                 [&] { return std::string("stream setting ") + name + " is now " + std::to_string(value); });
+}
+
+}  // namespace
 
 /// Of this opening, or of the latest one when the stream is closed.
 Counters StreamChannel::counters() const
@@ -142,6 +153,7 @@ PvResult StreamChannel::set(const NumberSetting& setting, std::uint32_t value)
     }
     const std::lock_guard work(work_);
     settings_.*setting.value = value;
+    trace_setting(setting.name, value);
     apply_settings();
     return PvResult::OK;
 }
@@ -150,6 +162,7 @@ void StreamChannel::set(const SwitchSetting& setting, bool value)
 {
     const std::lock_guard work(work_);
     settings_.*setting.value = value;
+    trace_setting(setting.name, value ? 1U : 0U);
     apply_settings();
 }
 

@@ -7,6 +7,7 @@
 #include "sdk/base/short_pause.h"
 #include "sdk/base/thread_name.h"
 #include "sdk/base/thread_priority.h"
+#include "sdk/base/trace.h"
 #include "sdk/stream_core/stream_channel.h"
 
 namespace vex::stream {
@@ -111,6 +112,9 @@ void StreamChannel::tend_overload(std::size_t packets, net::Clock::time_point no
     const std::optional<std::uint64_t> dropped = receiver_->dropped_by_system();
     switch (dropped.has_value() ? overload_guard_.look(now, drained, *dropped) : OverloadGuard::Step::none) {
     case OverloadGuard::Step::shed:
+        trace::write(trace::Category::stream, trace::Level::warning, [&] {
+            return endpoints_.device.to_string() + ": more is sent than can be taken in; some blocks are given up";
+        });
         if (receiver_->refuse_new(true)) {
             assembler_->shed();
         } else {
@@ -183,6 +187,12 @@ PvBuffer* StreamChannel::take() noexcept
 void StreamChannel::deliver(PvBuffer& buffer, BlockFate fate) noexcept
 {
     const net::Clock::time_point now = clock_.now();
+    const bool is_whole = fate == BlockFate::complete;
+    trace::write(trace::Category::stream, is_whole ? trace::Level::debug : trace::Level::warning, [&] {
+        return endpoints_.device.to_string() + ": block " + std::to_string(buffer.GetBlockID()) + ", " +
+               std::to_string(buffer.GetAcquiredSize()) +
+               " bytes: " + (is_whole ? "whole" : std::string(buffer.GetOperationResult().description()));
+    });
     {
         const std::lock_guard lock(queues_);
         end_filling(now);
@@ -226,6 +236,10 @@ void StreamChannel::request_resend(const wire::gvcp::PacketResend& range) noexce
     request.channel = endpoints_.channel;
     latest_request_id_ = latest_request_id_ % 0xFFFF + 1;
     const auto message = wire::gvcp::packet_resend(static_cast<std::uint16_t>(latest_request_id_), request);
+    trace::write(trace::Category::stream, trace::Level::info, [&] {
+        return endpoints_.device.to_string() + ": block " + std::to_string(range.block_id) + ": packets " +
+               std::to_string(range.first_packet) + " to " + std::to_string(range.last_packet) + " are asked for again";
+    });
     // one that gets lost, here or on its way, is repeated
     static_cast<void>(socket_.send_to({endpoints_.device, wire::gvcp::port}, message.bytes()));
 }

@@ -1,4 +1,5 @@
 // Who may do what: the control channel privilege, its heartbeat and its handing over.
+#include "sdk/base/trace.h"
 #include "sdk/virtualdevice/gvcp_responder.h"
 #include "sdk/wire/bootstrap.h"
 
@@ -55,6 +56,8 @@ Status GvcpResponder::accept_privilege(std::uint32_t& value)
     registers_.set_value(reg::primary_application_port, source_.port);
     registers_.set_value(reg::primary_application_ip, source_.address.value);
     if (taken) {
+        trace::write(trace::Category::camera, trace::Level::info,
+                     [&] { return source_.to_string() + " has taken control"; });
         hooks_.on_control_changed(true);
     }
     return Status::success;
@@ -65,6 +68,8 @@ void GvcpResponder::release_control()
     if (!controller_) {
         return;
     }
+    trace::write(trace::Category::camera, trace::Level::info,
+                 [&] { return controller_->to_string() + " no longer has control"; });
     controller_.reset();
     registers_.set_value(reg::control_channel_privilege, 0);
     registers_.set_value(reg::control_switchover_key, 0);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "sdk/base/numbers.h"
+#include "sdk/base/trace.h"
 #include "sdk/wire/bootstrap.h"
 #include "sdk/wire/bytes.h"
 
@@ -41,6 +43,34 @@ std::uint64_t number_of(const MacAddress& mac) noexcept
 bool changes_something(Command command) noexcept
 {
     return command == Command::write_register || command == Command::write_memory || command == Command::action;
+}
+
+const char* name_of(Command command) noexcept
+{
+    switch (command) {
+    case Command::discovery: return "a search for devices";
+    case Command::force_ip: return "a forced address";
+    case Command::packet_resend: return "packets again";
+    case Command::read_register: return "registers read";
+    case Command::write_register: return "registers written";
+    case Command::read_memory: return "memory read";
+    case Command::write_memory: return "memory written";
+    case Command::action: return "an action";
+    default: return "an unknown command";
+    }
+}
+
+/// "192.168.1.2:50000 wants registers read at 0xA00, request 7, 4 bytes of payload".
+std::string text_of(const CommandView& command, const Endpoint& source)
+{
+    std::string text = source.to_string() + " wants " + name_of(command.command);
+    const bool has_address = command.command == Command::read_register || command.command == Command::write_register ||
+                             command.command == Command::read_memory || command.command == Command::write_memory;
+    if (has_address && command.payload.size() >= 4) {
+        text += " at " + to_hex_text(wire::load_be32(command.payload.data()));
+    }
+    return text + ", request " + std::to_string(command.request_id) + ", " + std::to_string(command.payload.size()) +
+           " bytes of payload";
 }
 
 }  // namespace
@@ -215,6 +245,7 @@ void GvcpResponder::announce_delay(std::chrono::milliseconds time)
 void GvcpResponder::execute(const CommandView& command)
 {
     ++statistics_.executed;
+    trace::write(trace::Category::camera, trace::Level::debug, [&] { return text_of(command, source_); });
     switch (command.command) {
     case Command::discovery: return discovery(command);
     case Command::force_ip: return force_ip(command);

@@ -27,6 +27,7 @@
 #include "tools/pvctl/text_table.h"
 #include "tools/pvctl/watch_command.h"
 #include "tools/pvctl/xml_command.h"
+#include "tools/trace_option/trace_option.h"
 
 namespace {
 
@@ -67,6 +68,8 @@ int main(int argc, char** argv)
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
                       pvctl::FileCommand, pvctl::SerialCommand, pvctl::BridgeCommand, pvctl::I2cCommand,
                       pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::ConvertCommand>(app);
+    tools::TraceOption trace;
+    trace.add(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
@@ -74,6 +77,7 @@ int main(int argc, char** argv)
     }
 
     try {
+        pvctl::require(trace.start());
         for (const auto& command : commands) {
             if (command->is_chosen()) {
                 return command->run();

@@ -138,7 +138,7 @@ std::string contents_of(const std::string& path)
 
 }  // namespace
 
-std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_code)
+std::optional<CommandLine> parse_command_line(int argc, char** argv, tools::TraceOption& trace, int& exit_code)
 {
     CommandLine line;
     CameraOptions& options = line.camera;
@@ -184,6 +184,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_c
     add_side_channel_faults(app, options.side_channel_faults);
     add_stream_faults(app, options.stream_faults);
     add_schedule(app, line.schedule, description_file);
+    trace.add(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/softcam/camera.h"
+#include "tools/trace_option/trace_option.h"
 
 namespace softcam {
 
@@ -25,6 +26,7 @@ struct CommandLine {
 
 /// Empty when the program is to end at once with `exit_code`: help or a mistake, both printed. Throws
 /// std::runtime_error for a file that cannot be read.
-[[nodiscard]] std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_code);
+[[nodiscard]] std::optional<CommandLine> parse_command_line(int argc, char** argv, tools::TraceOption& trace,
+                                                            int& exit_code);
 
 }  // namespace softcam

@@ -1,6 +1,8 @@
 // softcam: a software camera on the command line.
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
+#include <string>
 
 #include "tools/softcam/camera.h"
 #include "tools/softcam/command_line.h"
@@ -63,9 +65,13 @@ int main(int argc, char** argv)
 {
     try {
         int exit_code = 0;
-        const std::optional<CommandLine> line = parse_command_line(argc, argv, exit_code);
+        tools::TraceOption trace;
+        const std::optional<CommandLine> line = parse_command_line(argc, argv, trace, exit_code);
         if (!line) {
             return exit_code;
+        }
+        if (const PvResult traced = trace.start(); !traced.IsOK()) {
+            throw std::runtime_error(std::string(traced.description()));
         }
         const StopSignal stop;
         if (!line->quiet) {
