@@ -85,6 +85,7 @@ suite_scripts() {
     source scripts/demo.sh
     source scripts/pascal.sh
     compile_pascal examples/delphi/camera.dpr build/pascal/camera
+    compile_pascal tests/scripts/late_bound.dpr build/pascal/late_bound
     wine_start
     register_server
     start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
@@ -101,6 +102,7 @@ suite_scripts() {
     count_script examples/jscript/camera.js 127.0.0.2 "$folder"
     count_program examples/cpp/camera.cpp "$build_windows/examples/cpp/camera.exe" 127.0.0.2 "$folder"
     count_program examples/delphi/camera.dpr build/pascal/camera.exe 127.0.0.2 "$folder"
+    count_program tests/scripts/late_bound.dpr build/pascal/late_bound.exe 127.0.0.2
     # a disk of its own that is soon full
     mkdir -p build/full_disk
     if mount -t tmpfs -o size=64k none build/full_disk 2>/dev/null; then
