@@ -22,7 +22,7 @@ If WScript.Arguments.Count > 1 Then device = WScript.Arguments(1)
 Dim camera, templates, i
 Set camera = CreateObject("VexKamCOMWrapper.VexGenParameterArrayCL")
 Set templates = camera.DeviceTemplates
-For i = 0 To CLng(CDbl(templates.Size)) - 1
+For i = 0 To CLng(templates.Size) - 1
     WScript.Echo "Template: " & templates.GetItem(i)
 Next
 
@@ -36,7 +36,7 @@ WScript.Echo "Connected: " & camera.DeviceID
 ' the camera's own first, then those of the user's folder
 Dim descriptions
 Require camera.GetXMLIDs(descriptions), "asking for descriptions"
-For i = 0 To CLng(CDbl(descriptions.Size)) - 1
+For i = 0 To CLng(descriptions.Size) - 1
     WScript.Echo "Description: " & descriptions.GetItem(i)
 Next
 Require camera.Build(descriptions.GetItem(0)), "building the features"

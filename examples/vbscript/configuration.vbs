@@ -83,7 +83,7 @@ Function FirstAddress()
     FirstAddress = ""
     Set system = CreateObject("VexKamCOMWrapper.VexSystem")
     Require system.Find(), "searching for cameras"
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
         If CDbl(system.GetInterface(i).DeviceCount) > 0 Then
             FirstAddress = system.GetInterface(i).GetDeviceInfo(0).IPAddress
             Exit Function

@@ -7,7 +7,7 @@
 ' Ends with 0 and the line "Done." when every step succeeded, with 1 when one failed. What it sets it sets back.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
-' Unsigned and 64-bit numbers are wrapped in CDbl before they are calculated with.
+' Counts are wrapped in CLng, and numbers of 64 bits in CDbl, before they are compared or calculated with.
 '
 ' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
@@ -67,7 +67,7 @@ WScript.Quit 0
 
 Sub PrintTree()
     Dim count, i, parameters, categories
-    count = CLng(CDbl(features.Count))
+    count = CLng(features.Count)
     If count = 0 Then Fail "the camera describes no features"
     parameters = NewArray(count)
     categories = NewArray(count)
@@ -76,7 +76,7 @@ Sub PrintTree()
         categories(i) = parameters(i).Category
     Next
     PrintCategory features.GetCategoryByName("Root"), "Root", parameters, categories
-    For i = 0 To CLng(CDbl(features.CategoryCount)) - 1
+    For i = 0 To CLng(features.CategoryCount) - 1
         PrintCategory features.GetCategoryByIndex(i), features.GetCategoryByIndex(i).Name, parameters, categories
     Next
 End Sub
@@ -155,7 +155,7 @@ Function Candidate(names, kind)
         End If
     Next
     If kind <> TypeCommand Then
-        For i = 0 To CLng(CDbl(features.Count)) - 1
+        For i = 0 To CLng(features.Count) - 1
             Set parameter = features.GetByIndex(i)
             If IsCandidate(parameter, kind) Then
                 ' a feature that the description hides is not for users to try
@@ -234,8 +234,8 @@ Sub TryString(names)
     Set parameter = Candidate(names, TypeString)
     If parameter Is Nothing Then Exit Sub
     before = parameter.Value
-    parameter.Value = Left("by script", CLng(CDbl(parameter.MaxLength)))
-    Expect parameter.Name, parameter.Value, Left("by script", CLng(CDbl(parameter.MaxLength)))
+    parameter.Value = Left("by script", CLng(parameter.MaxLength))
+    Expect parameter.Name, parameter.Value, Left("by script", CLng(parameter.MaxLength))
     Told parameter, before
     parameter.Value = before
     Expect parameter.Name, parameter.Value, before
@@ -247,7 +247,7 @@ Sub TryEnumeration(names)
     If parameter Is Nothing Then Exit Sub
     before = parameter.ValueStr
     entries = ""
-    For i = 0 To CLng(CDbl(parameter.EntriesCount)) - 1
+    For i = 0 To CLng(parameter.EntriesCount) - 1
         ' every look-up gives the same entry object, so what is needed of an entry is read before the next look-up
         Require parameter.GetEntryByIndex(i, entry), "looking up entry " & i
         If entry.IsAvailable Then entries = entries & entry.Name & " "
@@ -268,7 +268,7 @@ Sub TryRegister(names)
     Dim parameter, length, before, other, again, i
     Set parameter = Candidate(names, TypeRegister)
     If parameter Is Nothing Then Exit Sub
-    length = CLng(CDbl(parameter.Length))
+    length = CLng(parameter.Length)
     before = NewArray(length)
     other = NewArray(length)
     again = NewArray(length)
@@ -345,7 +345,7 @@ Function FirstAddress()
     FirstAddress = ""
     Set system = CreateObject("VexKamCOMWrapper.VexSystem")
     Require system.Find(), "searching for cameras"
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
         If CDbl(system.GetInterface(i).DeviceCount) > 0 Then
             FirstAddress = system.GetInterface(i).GetDeviceInfo(0).IPAddress
             Exit Function

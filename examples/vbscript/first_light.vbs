@@ -8,7 +8,7 @@
 ' Ends with 0 when every step succeeded, with 1 when one failed.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
-' Unsigned and 64-bit numbers are wrapped in CDbl before they are calculated with.
+' Counts are wrapped in CLng, and numbers of 64 bits in CDbl, before they are compared or calculated with.
 '
 ' Run in the tests, by cscript under Wine: ./run test interop.
 Option Explicit
@@ -104,7 +104,7 @@ For frame = 1 To FrameCount
     lost = lost + CDbl(buffer.LostPacketCount)
     If frame Mod 20 = 0 Then WScript.Echo "  " & frame & " of " & FrameCount & " frames, block " & buffer.BlockID
     ' the last frame is kept for saving, the others go back to the stream
-    If frame < FrameCount Then Require stream.QueueBuffer(buffers(CLng(CDbl(buffer.ID)))), "queueing a buffer"
+    If frame < FrameCount Then Require stream.QueueBuffer(buffers(CLng(buffer.ID))), "queueing a buffer"
 Next
 seconds = Timer - started
 If seconds <= 0 Then seconds = seconds + 86400 ' midnight has passed
@@ -156,11 +156,11 @@ End Sub
 
 Sub PrintInterfaces()
     Dim i, j, networkInterface, info
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
         Set networkInterface = system.GetInterface(i)
         WScript.Echo "Interface " & i & ": " & networkInterface.Description & ", " & networkInterface.IPAddress & _
             ", mask " & networkInterface.SubnetMask & ", MAC " & networkInterface.MACAddress
-        For j = 0 To CLng(CDbl(networkInterface.DeviceCount)) - 1
+        For j = 0 To CLng(networkInterface.DeviceCount) - 1
             Set info = networkInterface.GetDeviceInfo(j)
             WScript.Echo "  Camera " & j & ": " & info.Vendor & " " & info.Model & ", serial number " & _
                 info.SerialNumber & ", " & info.IPAddress & ", MAC " & info.MACAddress
@@ -171,7 +171,7 @@ End Sub
 Function FirstAddress()
     Dim i
     FirstAddress = ""
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
         If CDbl(system.GetInterface(i).DeviceCount) > 0 Then
             FirstAddress = system.GetInterface(i).GetDeviceInfo(0).IPAddress
             Exit Function
@@ -182,8 +182,8 @@ End Function
 Function CameraAt(wanted)
     Dim i, j
     Set CameraAt = Nothing
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
-        For j = 0 To CLng(CDbl(system.GetInterface(i).DeviceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
+        For j = 0 To CLng(system.GetInterface(i).DeviceCount) - 1
             If system.GetInterface(i).GetDeviceInfo(j).IPAddress = wanted Then
                 Set CameraAt = system.GetInterface(i).GetDeviceInfo(j)
                 Exit Function

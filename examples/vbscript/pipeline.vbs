@@ -10,7 +10,7 @@
 ' keeps one, the others go on being filled.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
-' Unsigned and 64-bit numbers are wrapped in CDbl before they are calculated with.
+' Counts are wrapped in CLng, and numbers of 64 bits in CDbl, before they are compared or calculated with.
 '
 ' Run in the tests, by cscript under Wine: ./run test scripts.
 Option Explicit
@@ -101,7 +101,7 @@ Function FirstAddress()
     FirstAddress = ""
     Set system = CreateObject("VexKamCOMWrapper.VexSystem")
     Require system.Find(), "searching for cameras"
-    For i = 0 To CLng(CDbl(system.InterfaceCount)) - 1
+    For i = 0 To CLng(system.InterfaceCount) - 1
         If CDbl(system.GetInterface(i).DeviceCount) > 0 Then
             FirstAddress = system.GetInterface(i).GetDeviceInfo(0).IPAddress
             Exit Function

@@ -10,7 +10,7 @@
 ' it one. What the client wants, the script reads from its own device like any other program that only looks on.
 '
 ' The server returns 1 for true, not -1, so conditions are written "If x Then", never "If x = True" or "If Not x".
-' Unsigned and 64-bit numbers are wrapped in CDbl before they are calculated with.
+' Counts are wrapped in CLng, and numbers of 64 bits in CDbl, before they are compared or calculated with.
 '
 ' Run in the tests, by cscript under Wine: ./run test interop.
 Option Explicit
