@@ -1,0 +1,45 @@
+# ./run package: the installer and the ZIP file for users, under dist/. Sourced by ./run.
+
+# package_commit FOLDER: packages what the checkout in the current folder has built into FOLDER
+package_commit() {
+    local output=$1 version
+    version=$(sed -n 's/^project(VexKamCOMWrapper VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+    PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 packaging/package.py "$version" "$(git rev-parse HEAD)" "$(git log -1 --format=%ct)" \
+        "$build_windows" "$deps" "$output"
+}
+
+package() {
+    case "${1:-}" in
+        '') ;;
+        --check) check_package; return ;;
+        *) fail "package does not know '$1'" ;;
+    esac
+    ensure_packages package
+    [ -z "$(git status --porcelain)" ] || say "what is not committed is packaged, too"
+    build windows packaged
+    say "packaging"
+    rm -rf dist
+    package_commit "$root/dist"
+    (cd dist && sha256sum -c --quiet SHA256SUMS && ls -sh --block-size=K -- *)
+}
+
+# Builds the commit twice, in two folders whose paths differ in length, and compares every byte of what comes out. The
+# second build compiles everything itself: it takes nothing from the compiler cache.
+check_package() {
+    local first=$root/build/check/first second=$root/build/check/second/in-another-folder folder
+    ensure_packages package
+    [ -z "$(git status --porcelain)" ] || fail "commit first: what is compared is a commit"
+    fetch_sources
+    rm -rf build/check
+    for folder in "$first" "$second"; do
+        git clone -q --no-hardlinks "$root" "$folder"
+        mkdir -p "$folder/build"
+        cp -a "$deps" "$folder/build/deps"
+    done
+    (cd "$first" && env -u CCACHE_BASEDIR ./run package)
+    (cd "$second" && env -u CCACHE_BASEDIR CCACHE_DISABLE=1 ./run package)
+    diff -r "$first/dist" "$second/dist" || fail "two builds of one commit differ"
+    cat "$first/dist/SHA256SUMS"
+    say "two builds of one commit in two folders gave the same bytes"
+    rm -rf build/check
+}
