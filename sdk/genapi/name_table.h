@@ -102,9 +102,20 @@ private:
 
     static std::uint64_t folded_product(std::uint64_t value) noexcept
     {
+        constexpr std::uint64_t factor = 0x9E3779B97F4A7C15;
+        value ^= 0x2D358DCCAA6C78A5;
+#ifdef __SIZEOF_INT128__
         __extension__ using Wide = unsigned __int128;
-        const Wide product = Wide{value ^ 0x2D358DCCAA6C78A5} * 0x9E3779B97F4A7C15;
+        const Wide product = Wide{value} * factor;
         return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+#else
+        // 32-bit compilers have no such type: the high half of the product from products of halves
+        const std::uint64_t low = value & 0xFFFFFFFF;
+        const std::uint64_t high = value >> 32;
+        const std::uint64_t middle = high * (factor & 0xFFFFFFFF) + ((low * (factor & 0xFFFFFFFF)) >> 32);
+        const std::uint64_t cross = low * (factor >> 32) + (middle & 0xFFFFFFFF);
+        return (value * factor) ^ (high * (factor >> 32) + (middle >> 32) + (cross >> 32));
+#endif
     }
 
     static std::uint64_t process_seed()

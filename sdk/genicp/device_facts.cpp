@@ -22,7 +22,8 @@ using Registers = std::array<std::uint8_t, static_part>;
 
 std::string text_at(const Registers& registers, std::uint64_t address)
 {
-    const auto text = gencp::text_of(std::span(registers).subspan(address, abrm::text_length));
+    const auto text =
+        gencp::text_of(std::span(registers).subspan(static_cast<std::size_t>(address), abrm::text_length));
     return {text.begin(), text.end()};
 }
 
@@ -50,7 +51,8 @@ Outcome read_registers(Client& client, Registers& registers)
         if (one.address >= registers.size()) {
             break;
         }
-        outcome = client.read(one.address, std::span(registers).subspan(one.address, one.length));
+        outcome =
+            client.read(one.address, std::span(registers).subspan(static_cast<std::size_t>(one.address), one.length));
         if (!outcome.ok() && (outcome.kind != Outcome::Kind::refused || one.address == abrm::version)) {
             return outcome;
         }

@@ -278,7 +278,8 @@ PacketFate BlockFrame::put_outside(std::uint32_t packet_id, std::uint64_t offset
             failure_ = PvResult::NotEnoughMemory;
             return PacketFate::no_room;
         }
-        const auto fitting = data.first(std::min<std::size_t>(data.size(), capacity_ - offset));
+        const auto fitting =
+            data.first(static_cast<std::size_t>(std::min<std::uint64_t>(data.size(), capacity_ - offset)));
         std::memcpy(memory_ + offset, fitting.data(), fitting.size());
         bytes_ += fitting.size();
         counters.stored_bytes += fitting.size();

@@ -238,8 +238,8 @@ void BlockFrame::find_contents(acquisition::BlockEnd& end, std::vector<acquisiti
     const auto chunks = std::ranges::find(parts, PvPartTypeChunkData,
                                           [](const acquisition::Part& part) { return part.description.Type; });
     if (chunks != parts.end()) {
-        end.chunks =
-            std::span<const std::uint8_t>(memory_, capacity_).subspan(chunks->offset, chunks->description.Size);
+        end.chunks = std::span<const std::uint8_t>(memory_, capacity_)
+                         .subspan(static_cast<std::size_t>(chunks->offset), chunks->description.Size);
     }
 }
 

@@ -79,7 +79,7 @@ private:
     [[nodiscard]] std::uint64_t next(std::uint64_t id, std::uint64_t last, bool present) const noexcept
     {
         while (id <= last) {
-            const std::uint64_t word = id / 64;
+            const auto word = static_cast<std::size_t>(id / 64);  // of a 32-bit ID: fits
             if (word >= used_) {
                 return present ? last + 1 : id;
             }
@@ -87,7 +87,7 @@ private:
             if (bits != 0) {
                 return std::min<std::uint64_t>(id + static_cast<unsigned>(std::countr_zero(bits)), last + 1);
             }
-            id = (word + 1) * 64;
+            id = (std::uint64_t{word} + 1) * 64;
         }
         return last + 1;
     }

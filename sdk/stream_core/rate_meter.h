@@ -50,7 +50,7 @@ private:
     [[nodiscard]] double seconds_per_tick() const noexcept;
     [[nodiscard]] const Arrival& back(std::size_t steps) const noexcept
     {
-        return ring_[(count_ - 1 - steps) % ring_.size()];
+        return ring_[static_cast<std::size_t>((count_ - 1 - steps) % ring_.size())];
     }
 
     std::array<Arrival, 256> ring_{};
