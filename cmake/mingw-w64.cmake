@@ -1,10 +1,14 @@
-# Toolchain: 64-bit Windows by Debian's MinGW-w64 with POSIX threads; tests run through Wine.
+# Toolchain: Windows by Debian's MinGW-w64 with POSIX threads; tests run through Wine. 64-bit unless another file that
+# includes this one says otherwise.
+if(NOT VEX_MINGW)
+    set(CMAKE_SYSTEM_PROCESSOR x86_64)
+    set(VEX_MINGW x86_64-w64-mingw32)
+endif()
 set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${VEX_MINGW}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${VEX_MINGW}-g++-posix)
+set(CMAKE_RC_COMPILER ${VEX_MINGW}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${VEX_MINGW})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

@@ -133,13 +133,14 @@ compile() {
     wait "$job" || { grep -vE '^\[[0-9]+/[0-9]+\]' "$folder.log" | tail -60; fail "the build in $folder failed"; }
 }
 
-# configure_build native|windows|neon|address|thread
+# configure_build native|windows|windows32|neon|address|thread
 configure_build() {
     local folder=$root/build/$1
     fetch_sources
     case "$1" in
         native) configure "$folder" -DCMAKE_BUILD_TYPE=Release ;;
         windows) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake ;;
+        windows32) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-i686.cmake ;;
         neon) configure "$folder" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux.cmake \
             -DVEX_IMAGES_ONLY=ON ;;
         address) configure "$folder" -DCMAKE_BUILD_TYPE=Sanitize -DVEX_SANITIZE=address \
@@ -149,7 +150,7 @@ configure_build() {
     esac
 }
 
-# build native|windows|neon|address|thread [TARGET...]
+# build native|windows|windows32|neon|address|thread [TARGET...]
 build() {
     local name=$1
     shift
