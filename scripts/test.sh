@@ -4,7 +4,7 @@
 # same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, and `tidy` takes
 # minutes when much has changed
 not_run=77  # what a suite returns that cannot run here
-suites_all=(style windows scripts gui interop address thread fuzz)
+suites_all=(style docs windows scripts gui interop address thread fuzz)
 
 # ctest in a build folder; WHAT names it in the summary.
 run_ctest() {
@@ -120,6 +120,12 @@ suite_scripts() {
     stop_camera
     echo "scripts: $passed passed, $failed failed"
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
+
+# The documentation: whether its pages can be made, its links lead somewhere, its code compiles and its scripts run.
+suite_docs() {
+    source scripts/docs.sh
+    check_docs
 }
 
 # Real windows on a screen of their own, with mouse and keyboard; pictures of them go to out/windows.

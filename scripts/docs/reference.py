@@ -211,8 +211,8 @@ class Reference:
             return ['It has no members.', '']
         text = ['| member | what it does |', '|---|---|']
         for interface in line:
-            text += [f'| [{member.name}]({self.target(interface, member, folder)}): `{script_signature(member)}` | '
-                     f'{sentence(member.help)} |' for member in interface.members]
+            text += [f'| [`{script_signature(member)}`]({self.target(interface, member, folder)}) | {sentence(member.help)} |'
+                     for member in interface.members]
         return text + ['']
 
     def members(self, line, folder):
