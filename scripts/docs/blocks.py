@@ -129,7 +129,7 @@ def is_sdk(block):
 
 
 def sdk_headers(blocks, root):
-    names = set(re.findall(r'\bPv[A-Z]\w+', ' '.join(block.text for block in blocks))) | {'PvDevice', 'PvStream'}
+    names = set(re.findall(r'\bPv[A-Z]\w+', ' '.join(block.text for block in blocks))) | {'PvDevice', 'PvStream', 'PvGenParameterArray'}
     headers = [path for name in sorted(names) for path in sorted((Path(root) / 'sdk').rglob(f'{name}.h'))]
     return ''.join(f'#include "{path.relative_to(root).as_posix()}"\n' for path in headers)
 

@@ -145,6 +145,10 @@ def build(root, output):
     shutil.copytree(root / 'docs/site/assets', output / 'pages/assets')
     colours = subprocess.check_output(['pygmentize', '-S', 'friendly', '-f', 'html', '-a', '.codehilite'], text=True)
     (output / 'pages/assets/code.css').write_text(colours, encoding='utf-8')
+    scripts = output / 'pages/js'  # which Debian's theme asks for and does not have
+    scripts.mkdir()
+    shutil.copyfile('/usr/share/javascript/jquery/jquery.min.js', scripts / 'jquery-3.6.0.min.js')
+    (scripts / 'theme_extra.js').write_text('', encoding='utf-8')
     settings = output / 'mkdocs.yml'
     settings.write_text(yaml.safe_dump(configuration(root, output, pages.navigation()), sort_keys=False), encoding='utf-8')
     outcome = subprocess.run(['mkdocs', 'build', '--strict', '--quiet', '--clean', '--config-file', str(settings)],
