@@ -10,7 +10,7 @@ from pathlib import Path
 
 layers = {name: f'sdk/{name}' for names in re.findall(r'(?:set\(|APPEND )modules ([^)]*)', Path('CMakeLists.txt').read_text())
           for name in names.split()}
-layers |= {'trace_option': 'tools/trace_option', 'softcam_camera': 'tools/softcam', 'softlink_device': 'tools/softlink', 'pvctl': 'tools/pvctl', 'vex_server_frame': 'server'}
+layers |= {'trace_option': 'tools/trace_option', 'softcam_camera': 'tools/softcam', 'softlink_device': 'tools/softlink', 'diagnosis': 'tools/diagnosis', 'pvctl': 'tools/pvctl', 'vex_server_frame': 'server'}
 layers |= {f'wrappers_{folder}': folder for folder in ('buffers', 'persistence', 'genicam', 'devices', 'streaming', 'serial', 'gui')}
 order = list(layers)
 wrong = [f'{path.parent}: no layer' for path in Path('sdk').glob('*/CMakeLists.txt') if str(path.parent) not in layers.values()]
