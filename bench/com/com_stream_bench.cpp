@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/processor_time.h"
 #include "bench/stream/block.h"
 #include "sdk/net/udp_socket.h"
 #include "server/ref.h"
@@ -237,20 +238,6 @@ private:
     std::vector<Ref<IVexBuffer>> buffers_;
 };
 
-/// Of this process, all threads, in its programs and in the system.
-double processor_seconds()
-{
-    FILETIME created{};
-    FILETIME exited{};
-    FILETIME kernel{};
-    FILETIME user{};
-    GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user);
-    const auto seconds = [](const FILETIME& time) {
-        return static_cast<double>(std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) / 1e7;
-    };
-    return seconds(kernel) + seconds(user);
-}
-
 struct Figures {
     double rate = 0;       // megabytes of payload per second
     double processor = 0;  // seconds for a gigabyte
@@ -277,7 +264,7 @@ Figures measure(Receiver& receiver, std::size_t packet_size)
         next();
     }
     Figures figures;
-    const double processor = processor_seconds();
+    const double processor = bench::processor_seconds();
     const auto start = Clock::now();
     std::chrono::duration<double> elapsed{};
     do {
@@ -287,7 +274,7 @@ Figures measure(Receiver& receiver, std::size_t packet_size)
     } while (elapsed < round_time);
     const double bytes = static_cast<double>((figures.blocks - figures.failures) * image_bytes);
     figures.rate = bytes / 1e6 / elapsed.count();
-    figures.processor = (processor_seconds() - processor) / (bytes / 1e9);
+    figures.processor = (bench::processor_seconds() - processor) / (bytes / 1e9);
     return figures;
 }
 

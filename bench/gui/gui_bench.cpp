@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/gui/images.h"
+#include "bench/processor_time.h"
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/gui/PvDisplayWnd.h"
 #include "sdk/gui/win32.h"
@@ -41,20 +42,6 @@ void handle_messages()
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
-}
-
-/// Of this process, all threads.
-double processor_seconds()
-{
-    FILETIME created{};
-    FILETIME exited{};
-    FILETIME kernel{};
-    FILETIME user{};
-    GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user);
-    const auto seconds = [](const FILETIME& time) {
-        return static_cast<double>(std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) / 1e7;
-    };
-    return seconds(kernel) + seconds(user);
 }
 
 /// Shows one image after the other in a window.
@@ -273,7 +260,7 @@ double share_at_60(Contestant& contestant)
     for (int image = 0; image < first_images; ++image) {
         contestant.show_next();
     }
-    const double before = processor_seconds();
+    const double before = bench::processor_seconds();
     const auto begin = Clock::now();
     auto next = begin;
     std::chrono::duration<double> took{};
@@ -283,7 +270,7 @@ double share_at_60(Contestant& contestant)
         std::this_thread::sleep_until(next);
         took = Clock::now() - begin;
     } while (took < round_time);
-    return (processor_seconds() - before) / took.count();
+    return (bench::processor_seconds() - before) / took.count();
 }
 
 double median(std::vector<double> values)

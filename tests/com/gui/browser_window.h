@@ -1,9 +1,10 @@
 // A browser's window and what the user does in it, for tests.
 #pragma once
 
-#include <functional>
 #include <string>
+#include <utility>
 
+#include "tests/com/gui/asking_sink.h"
 #include "tests/com/gui/browser_client.h"
 
 namespace client {
@@ -33,19 +34,10 @@ protected:
         return code_of([&](IVexResult** result) { return window->Load(list, result); });
     }
 
-    /// A sink whose handler is shown the parameter, null for a category, and the answer.
-    using Handler = std::function<void(IVexGenParameter*, VARIANT_BOOL*)>;
-    DWORD listen(Handler handler)
+    /// The handler is shown the parameter, null for a category.
+    DWORD listen(AskHandler<IVexGenParameter> handler)
     {
-        auto sink = Sink::create(browser_events, [handler](DISPID event, const DISPPARAMS& parameters) {
-            EXPECT_EQ(event, 1);
-            EXPECT_EQ(parameters.cArgs, 2U);
-            EXPECT_EQ(parameters.rgvarg[0].vt, VT_BYREF | VT_BOOL);
-            EXPECT_EQ(parameters.rgvarg[1].vt, VT_DISPATCH);
-            const auto parameter = query<IVexGenParameter>(parameters.rgvarg[1].pdispVal);
-            handler(parameter.get(), parameters.rgvarg[0].pboolVal);
-            return S_OK;
-        });
+        auto sink = asking_sink<IVexGenParameter>(browser_events, std::move(handler));
         return advise(window.get(), browser_events, reinterpret_cast<IUnknown*>(sink.get()));
     }
     [[nodiscard]] static std::wstring name_of(IVexGenParameter* parameter)

@@ -1,10 +1,11 @@
 // VexDeviceFinderWnd through COM: what it finds, who may keep devices out, what is chosen.
-#include <functional>
+#include <utility>
 #include <vector>
 
 #include <commctrl.h>
 
 #include "tests/com/devices/found_camera.h"
+#include "tests/com/gui/asking_sink.h"
 #include "tests/com/gui/messages.h"
 
 namespace {
@@ -32,19 +33,10 @@ protected:
     {
         return await_by_messages(wanted, [&] { EXPECT_EQ(code_of(window, &IVexDeviceFinderWnd::DoEvents), VexOK); });
     }
-    /// A sink whose handler is shown the device and the answer.
-    using Handler = std::function<void(IVexDeviceInfo*, VARIANT_BOOL*)>;
-    DWORD listen(Handler handler)
+    /// The handler is shown the device.
+    DWORD listen(AskHandler<IVexDeviceInfo> handler)
     {
-        auto sink = Sink::create(finder_events, [handler](DISPID event, const DISPPARAMS& parameters) {
-            EXPECT_EQ(event, 1);
-            EXPECT_EQ(parameters.cArgs, 2U);
-            EXPECT_EQ(parameters.rgvarg[0].vt, VT_BYREF | VT_BOOL);
-            EXPECT_EQ(parameters.rgvarg[1].vt, VT_DISPATCH);
-            const auto info = query<IVexDeviceInfo>(parameters.rgvarg[1].pdispVal);
-            handler(info.get(), parameters.rgvarg[0].pboolVal);
-            return S_OK;
-        });
+        auto sink = asking_sink<IVexDeviceInfo>(finder_events, std::move(handler));
         return advise(window.get(), finder_events, reinterpret_cast<IUnknown*>(sink.get()));
     }
     [[nodiscard]] static bool is_camera(IVexDeviceInfo* info)
