@@ -51,7 +51,9 @@ private:
     [[nodiscard]] PvResult fill(Picture& picture, const PvBuffer& buffer);
 
     std::mutex making_;  ///< one picture is made at a time; taken before the other
-    PvBufferConverter converter_;
+    /// On the thread that shows only: to wake others for each image takes longer than what they save, and takes the
+    /// processor from the window.
+    PvBufferConverter converter_{1};
     std::unique_ptr<Picture> made_;
     std::mutex mutex_;  ///< for what follows
     std::unique_ptr<Picture> newest_;

@@ -47,6 +47,7 @@ void DisplayContent::clear()
 
 void DisplayContent::redraw() noexcept
 {
+    is_stale_ = true;
     if (const HWND window = window_; window != nullptr && !told_.exchange(true)) {
         if (!PostMessageW(window, redraw_message, 0, 0)) {
             told_ = false;
@@ -102,9 +103,14 @@ std::optional<LRESULT> DisplayContent::message(UINT message, WPARAM wparam, LPAR
     switch (message) {
     case redraw_message:
         told_ = false;
-        InvalidateRect(window_, nullptr, FALSE);
-        // not later, when nothing else waits: a sender that is faster than the screen would never let it come
-        UpdateWindow(window_);
+        // what came when the window was about to be drawn is there already
+        if (is_stale_) {
+            is_redrawing_ = true;
+            InvalidateRect(window_, nullptr, FALSE);
+            // not later, when nothing else waits: a sender that is faster than the screen would never let it come
+            UpdateWindow(window_);
+            is_redrawing_ = false;
+        }
         return 0;
     case WM_ERASEBKGND: return 1;
     case WM_PAINT: paint(); return 0;
@@ -128,6 +134,9 @@ void DisplayContent::paint()
 {
     PAINTSTRUCT paint;
     const HDC dc = BeginPaint(window_, &paint);
+    if (is_redrawing_) {
+        is_stale_ = false;  // what comes after the picture has been taken is drawn next time
+    }
     if (const display::Size size = inside(); !size.empty()) {
         const Scene scene = make_scene();
         draw(dc, size, scene);

@@ -49,7 +49,9 @@ private:
     display::Pictures pictures_;
     display::View view_;
     std::atomic<HWND> window_{nullptr};
-    std::atomic<bool> told_{false};  ///< a message to draw is on its way
+    std::atomic<bool> told_{false};      ///< a message to draw is on its way
+    std::atomic<bool> is_stale_{false};  ///< there is something that was not drawn yet
+    bool is_redrawing_ = false;          ///< all of the window, not only what something else has covered
     COLORREF background_ = RGB(0, 0, 0);
     unsigned dpi_ = 96;
     std::unique_ptr<Painter> card_;       ///< Direct2D, for images
