@@ -77,9 +77,14 @@ def blocks_of(text, page):
     return found
 
 
-def blocks_below(root, folder='docs'):
+def pages_of(root):
+    """What users read first, and the pages of docs/."""
+    return [page for page in [Path(root) / 'README.md'] if page.exists()] + sorted((Path(root) / 'docs').rglob('*.md'))
+
+
+def blocks_below(root):
     found = []
-    for path in sorted((Path(root) / folder).rglob('*.md')):
+    for path in pages_of(root):
         found += blocks_of(path.read_text(encoding='utf-8'), path.relative_to(root).as_posix())
     return found
 

@@ -49,7 +49,7 @@ def check_notes(count, pages):
 
 def check_links(count, root, output, made):
     for what, (total, faults) in (('pages of the site and their links', links.site_faults(output / 'site')),
-                                  ('pages of docs/ and their links', links.source_faults(root, made))):
+                                  ('pages of README and docs/ and their links', links.source_faults(root, made))):
         count.add(what, total, faults, owners(faults))
 
 

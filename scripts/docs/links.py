@@ -5,6 +5,7 @@ from html.parser import HTMLParser
 from pathlib import Path
 from urllib.parse import unquote, urlsplit
 
+import blocks
 from build_site import FENCE, LINK
 
 
@@ -92,10 +93,10 @@ def headings(text):
 
 
 def source_faults(root, made):
-    """(number of pages, faults) of docs/. MADE are the pages that the site adds to what is there."""
+    """(number of pages, faults) of the README and docs/. MADE are the pages that the site adds to what is there."""
     docs = Path(root) / 'docs'
     faults, count = [], 0
-    for path in sorted(docs.rglob('*.md')):
+    for path in blocks.pages_of(root):
         count += 1
         for number, line in outside_code(path.read_text(encoding='utf-8')):
             for found in LINK.finditer(re.sub(r'`[^`]*`(?!\])', '', line)):
