@@ -42,6 +42,9 @@ void stop_listening() { change(0, {}); }
 void detail::tell(Category category, Level level, const std::function<std::string()>& make_text) noexcept
 {
     slot().tell([&](const Listener& listener) {
+        if (!is_wanted(level)) {
+            return;  // it was by the listener before this one
+        }
         const std::string text = make_text();
         listener({category, level, text});
     });
