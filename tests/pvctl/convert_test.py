@@ -2,6 +2,7 @@
 
     convert_test.py PVCTL
 """
+import json
 import os
 import random
 import shutil
@@ -212,6 +213,17 @@ class Convert(unittest.TestCase):
             text = self.refused("-", "/dev/full", "--type", kind, *options, given=b"x")
             self.assertIn("No space left", text)
         self.assertEqual(os.listdir(self.folder), [])
+
+    def test_tells_programs_what_was_written(self):
+        for name, kind, more in (("a.png", "png", ()), ("a.tif", "tiff", ()), ("a.raw", "raw", ("--to", "Mono8"))):
+            done = self.run_pvctl("convert", "-", self.path(name), "-f", "Mono8", "-W", 3, "-H", 2, *more, "--json",
+                                  given=b"abcdef")
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertEqual(json.loads(done.stdout),
+                             {"file": self.path(name), "type": kind, "width": 3, "height": 2})
+            self.assertTrue(os.path.exists(self.path(name)))
+        failed = self.run_pvctl("convert", "-", self.path("b.jpg"), "-f", "Mono8", "-W", 1, "-H", 1, "--json", given=b"x")
+        self.assertEqual((failed.returncode, failed.stdout), (1, b""))
 
     def test_impossible_sizes_and_contradictions_are_refused(self):
         output = self.path("a.png")

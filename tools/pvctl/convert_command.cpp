@@ -5,6 +5,7 @@
 #include "sdk/convert/PvBufferConverter.h"
 #include "sdk/convert/PvBufferWriter.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/json_output.h"
 #include "tools/pvctl/picture_output.h"
 #include "tools/pvctl/pixel_format_option.h"
 
@@ -42,6 +43,18 @@ ConvertCommand::ConvertCommand(CLI::App& command, std::unique_ptr<Options> its_o
             throw CLI::Success();
         },
         "print the pixel formats and end");
+    command.add_flag("--json", options.json, "for programs to read");
+}
+
+/// Nobody is told about what was written but programs that ask.
+void ConvertCommand::tell(const std::string& type) const
+{
+    if (options_->json) {
+        print_json({{"file", options_->output},
+                    {"type", type},
+                    {"width", options_->source.width},
+                    {"height", options_->source.height}});
+    }
 }
 
 int ConvertCommand::run() const
@@ -58,14 +71,16 @@ int ConvertCommand::run() const
     const auto bayer = options.bayer == "simple" ? PvBayerFilterSimple : PvBayerFilter3X3;
     if (type != "raw") {
         save_image(source, options.output, type, bayer);
-        return 0;
+        tell(type);
+        return exit_code::success;
     }
     PvBufferConverter converter;
     require(converter.SetBayerFilter(bayer));
     PvBuffer destination;
     convert_image(converter, source, pixel_type_named(options.destination), destination);
     require(PvBufferWriter().Store(&destination, PvString(std::string(options.output)), PvBufferFormatRaw));
-    return 0;
+    tell(type);
+    return exit_code::success;
 }
 
 }  // namespace pvctl

@@ -22,9 +22,11 @@ private:
         std::string type;
         std::string destination;
         std::string bayer = "3x3";
+        bool json = false;
     };
 
     ConvertCommand(CLI::App& command, std::unique_ptr<Options> options);
+    void tell(const std::string& type) const;
 
     std::unique_ptr<Options> options_;  // at a place that the app's options point to
 };
