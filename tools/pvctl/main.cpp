@@ -14,6 +14,7 @@
 #include "tools/pvctl/configuration_commands.h"
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
+#include "tools/pvctl/doctor_command.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_commands.h"
 #include "tools/pvctl/file_command.h"
@@ -67,7 +68,8 @@ int main(int argc, char** argv)
                       pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
                       pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
                       pvctl::FileCommand, pvctl::SerialCommand, pvctl::BridgeCommand, pvctl::I2cCommand,
-                      pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::ConvertCommand>(app);
+                      pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::DoctorCommand,
+                      pvctl::ConvertCommand>(app);
     tools::TraceOption trace;
     trace.add(app);
     try {
