@@ -1,8 +1,8 @@
 # ./run test: every test there is. Sourced by ./run. Suites run independently: one failing does not hide the next.
 
 # More are run when asked for: `native` runs the SDK's tests once more without sanitizers (`address` and `thread` run the
-# same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, and `tidy` takes
-# minutes when much has changed
+# same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, `tidy` takes minutes
+# when much has changed, and `package` takes the installer's compiler
 not_run=77  # what a suite returns that cannot run here
 suites_all=(style docs windows scripts gui interop address thread fuzz)
 
@@ -146,6 +146,16 @@ suite_interop() {
     mkdir -p out
     demo_softcam
     demo_third_party
+}
+
+# What ./run package makes, installed, repaired and removed in a Wine prefix of its own.
+suite_package() {
+    source scripts/package.sh
+    build native softcam
+    build windows packaged
+    rm -rf build/package
+    package_commit "$root/build/package/dist"
+    tests/package/package_test.py build/package/dist build/package/scratch "$build_native/tools/softcam/softcam"
 }
 
 # Every fuzz target over its kept corpus and a short while beyond it; `./run fuzz` runs them for long.
