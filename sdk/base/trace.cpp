@@ -41,13 +41,17 @@ void stop_listening() { change(0, {}); }
 
 void detail::tell(Category category, Level level, const std::function<std::string()>& make_text) noexcept
 {
-    slot().tell([&](const Listener& listener) {
-        if (!is_wanted(level)) {
-            return;  // it was by the listener before this one
-        }
+    try {
+        // before anything is held: making it may need locks under which others tell something
         const std::string text = make_text();
-        listener({category, level, text});
-    });
+        slot().tell([&](const Listener& listener) {
+            // it may be that only the listener before this one wanted it
+            if (is_wanted(level)) {
+                listener({category, level, text});
+            }
+        });
+    } catch (...) {  // NOLINT(bugprone-empty-catch): who is observed must not fail by it
+    }
 }
 
 const char* name_of(Category category) noexcept

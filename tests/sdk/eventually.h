@@ -4,15 +4,13 @@
 #include <chrono>
 #include <thread>
 
-#include "sdk/net/clock.h"
-
 /// Whether a condition comes to hold in time.
 template <typename Condition>
 [[nodiscard]] bool eventually(Condition condition)
 {
-    const auto end = vex::net::Clock::steady().now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (!condition()) {
-        if (vex::net::Clock::steady().now() > end) {
+        if (std::chrono::steady_clock::now() > end) {
             return false;
         }
         std::this_thread::yield();

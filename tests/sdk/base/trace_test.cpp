@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/sdk/eventually.h"
 #include "tests/sdk/flag.h"
 
 using namespace vex;
@@ -90,6 +91,31 @@ TEST_F(Trace, SurvivesWhatListenersThrow)
     listen(Level::debug);
     trace::write(Category::control, Level::error, [] { return std::string("again"); });
     EXPECT_EQ(lines().size(), 1U);
+}
+
+TEST_F(Trace, SurvivesTextsThatCannotBeMade)
+{
+    listen(Level::debug);
+    trace::write(Category::control, Level::error, []() -> std::string { throw 1; });
+    trace::write(Category::control, Level::error, [] { return std::string("again"); });
+    EXPECT_EQ(lines(), std::vector<std::string>{"control error again"});
+}
+
+TEST_F(Trace, HoldsNothingWhileATextIsMade)
+{
+    listen(Level::debug);
+    std::atomic<bool> was_replaced = false;
+    std::thread replacer;
+    trace::write(Category::control, Level::error, [&] {
+        replacer = std::thread([&] {
+            listen(Level::info);
+            was_replaced = true;
+        });
+        EXPECT_TRUE(eventually([&] { return was_replaced.load(); }));
+        return std::string("for the new one");
+    });
+    replacer.join();
+    EXPECT_EQ(lines(), std::vector<std::string>{"control error for the new one"});
 }
 
 TEST_F(Trace, StoppingWaitsForTheCallUnderWay)
