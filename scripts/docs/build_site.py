@@ -148,7 +148,7 @@ def build(root, output):
     scripts = output / 'pages/js'  # which Debian's theme asks for and does not have
     scripts.mkdir()
     shutil.copyfile('/usr/share/javascript/jquery/jquery.min.js', scripts / 'jquery-3.6.0.min.js')
-    (scripts / 'theme_extra.js').write_text('', encoding='utf-8')
+    (output / 'pages/assets/navigation.js').rename(scripts / 'theme_extra.js')
     settings = output / 'mkdocs.yml'
     settings.write_text(yaml.safe_dump(configuration(root, output, pages.navigation()), sort_keys=False), encoding='utf-8')
     outcome = subprocess.run(['mkdocs', 'build', '--strict', '--quiet', '--clean', '--config-file', str(settings)],
