@@ -43,8 +43,8 @@ def check_notes(count, pages):
     found = notes.compare(pages.library, pages.shelf)
     for gap in found.gaps:
         print(f'   to be written: {gap}')
-    there = len(list(pages.shelf.folder.glob('*/*.md')))
-    count.add('notes on classes and interfaces', there, found.faults, owners(found.faults))
+    there = len(list(pages.shelf.folder.glob('*/*.md'))) + len(pages.library.enumerations)
+    count.add('notes on classes, interfaces and enumerations', there, found.faults, owners(found.faults))
 
 
 def check_links(count, root, output, made):

@@ -1,13 +1,16 @@
-"""The hand-written part of the reference: docs/reference/classes and docs/reference/interfaces.
+"""The hand-written part of the reference: docs/reference/classes, docs/reference/interfaces and
+docs/reference/enumerations.md.
 
 A class's notes are paragraphs and a section `## Example`; an interface's are a section `### Member` for each member that
-it declares itself, with paragraphs before them about the interface.
+it declares itself, with paragraphs before them about the interface. docs/reference/enumerations.md has a section
+`## Enumeration` for each enumeration: paragraphs, and a list with an item `- Value: its text` for each value.
 """
 import re
 from dataclasses import dataclass, field
 from pathlib import Path
 
 FENCE = re.compile(r'^\s*(```|~~~)')
+VALUE = re.compile(r'- `?(\w+)`?: *(.*)')
 
 
 @dataclass
@@ -42,6 +45,25 @@ def split(text, mark):
     return notes
 
 
+def values(section):
+    """The paragraphs of an enumeration's section, and the list's items as notes by value. Each item is one paragraph."""
+    notes, lines, name = Notes(), [], None
+    for line in section.splitlines():
+        found = VALUE.match(line)
+        if found:
+            name = found[1]
+            if name in notes.sections:
+                notes.repeated.append(name)
+            notes.sections[name] = found[2].strip()
+        elif name and line.startswith('  '):
+            notes.sections[name] += ' ' + line.strip()
+        else:
+            name = None
+            lines.append(line)
+    notes.intro = '\n'.join(lines).strip()
+    return notes
+
+
 class Shelf:
     """The notes of a folder, read when asked for."""
 
@@ -53,6 +75,15 @@ class Shelf:
 
     def of_interface(self, name):
         return self._read(self.folder / 'interfaces' / f'{name}.md', '###')
+
+    def of_enumeration(self, name):
+        page = self._read(self.folder / 'enumerations.md', '##')
+        return values(page.sections[name]) if page and name in page.sections else None
+
+    def enumerations(self):
+        """The names that have a section."""
+        page = self._read(self.folder / 'enumerations.md', '##')
+        return list(page.sections) if page else []
 
     @staticmethod
     def _read(path, mark):
@@ -90,7 +121,20 @@ def compare(library, shelf):
             ('no paragraph before its example', notes.intro),
             ('no example in VBScript', '```vb' in example),
             ('no example in C++', '```cpp' in example)) if not there]
+    compare_enumerations(library, shelf, found)
     for folder, known in (('classes', library.classes), ('interfaces', library.interfaces)):
         found.faults += [f'{folder}/{path.name}: the library has nothing of that name'
                          for path in sorted((shelf.folder / folder).glob('*.md')) if path.stem not in known]
     return found
+
+
+def compare_enumerations(library, shelf, found):
+    found.faults += [f'{name}: the library has no enumeration of that name' for name in shelf.enumerations()
+                     if name not in library.enumerations]
+    for enumeration in library.enumerations.values():
+        notes = shelf.of_enumeration(enumeration.name) or Notes()
+        names = [value for value, _, _ in enumeration.values]
+        found.faults += [f'{enumeration.name}: a text for {name}, which it does not have' for name in notes.sections
+                         if name not in names]
+        found.faults += [f'{enumeration.name}: {name} is there twice' for name in notes.repeated]
+        found.faults += [f'{enumeration.name}: no text for {name}' for name in names if not notes.sections.get(name)]

@@ -62,6 +62,9 @@ def cpp_signature(method):
     return f'HRESULT {prefix}{method.name}(\n    ' + ',\n    '.join(parameters) + ');'
 
 
+PLAIN_HELP = re.compile(r'method \w+')  # what some members' help strings say, which is nothing
+
+
 def sentence(text):
     return text.strip() if text.strip() else 'Nothing is said of it yet.'
 
@@ -175,10 +178,14 @@ class Reference:
                 'hexadecimal number.', '']
         for name in sorted(self.library.enumerations):
             enumeration = self.library.enumerations[name]
-            text += [f'## {name}', '', sentence(enumeration.help), '', '| name | number | in VBScript |', '|---|---|---|']
+            notes = self.shelf.of_enumeration(name)
+            text += [f'## {name}', '', sentence(enumeration.help), '']
+            if notes and notes.intro:
+                text += [notes.intro, '']
+            text += ['| name | number | in VBScript | what it stands for |', '|---|---|---|---|']
             for value, number, _ in enumeration.values:
                 shown = f'`&H{number:X}`' if number > 9 else f'`{number}`'
-                text.append(f'| {value} | {number} | {shown} |')
+                text.append(f'| {value} | {number} | {shown} | {notes.sections.get(value, "") if notes else ""} |')
             text.append('')
         return '\n'.join(text).rstrip() + '\n'
 
@@ -211,9 +218,15 @@ class Reference:
             return ['It has no members.', '']
         text = ['| member | what it does |', '|---|---|']
         for interface in line:
-            text += [f'| [`{script_signature(member)}`]({self.target(interface, member, folder)}) | {sentence(member.help)} |'
+            text += [f'| [`{script_signature(member)}`]({self.target(interface, member, folder)}) | {self.summary(interface, member)} |'
                      for member in interface.members]
         return text + ['']
+
+    def summary(self, interface, member):
+        """The help string, or where that says nothing the first sentence of the notes."""
+        notes = self.shelf.of_interface(interface.name)
+        note = notes.sections.get(member.name) if notes else None
+        return first_sentence(note) if note and PLAIN_HELP.fullmatch(member.help) else sentence(member.help)
 
     def members(self, line, folder):
         """The table of all members, then those that the interface itself declares, one by one."""
@@ -223,8 +236,10 @@ class Reference:
         for member in own.members:
             text += [f'### {member.name}', '', '```cpp-signature']
             text += [cpp_signature(method) for method in member.methods]
-            text += ['```', '', sentence(member.help), '']
+            text += ['```', '']
             note = notes.sections.get(member.name) if notes else None
+            if not (note and PLAIN_HELP.fullmatch(member.help)):
+                text += [sentence(member.help), '']
             if note:
                 text += [self.moved(note, own, folder), '']
         return text

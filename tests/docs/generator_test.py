@@ -34,6 +34,9 @@ coclass VexThing { [default] interface IVexThing; [default, source] dispinterfac
 '''
 
 
+COLOURS = 'Of paint.\n\n- VexNone: No colour.\n- VexRed: As\n  blood.\n- `VexBlue`: As the sky.\n'
+
+
 def library():
     made = idl.Library()
     idl.Reader(made, 'source', SOURCE).read()
@@ -48,8 +51,9 @@ class Row:
 class Shelf:
     """Notes from dictionaries."""
 
-    def __init__(self, classes=None, interfaces=None):
+    def __init__(self, classes=None, interfaces=None, enumerations=None):
         self.classes, self.interfaces = classes or {}, interfaces or {}
+        self.texts = {'VexColour': COLOURS} if enumerations is None else enumerations
         self.folder = Path('/nonexistent')
 
     def of_class(self, name):
@@ -57,6 +61,12 @@ class Shelf:
 
     def of_interface(self, name):
         return notes.split(self.interfaces[name], '###') if name in self.interfaces else None
+
+    def of_enumeration(self, name):
+        return notes.values(self.texts[name]) if name in self.texts else None
+
+    def enumerations(self):
+        return list(self.texts)
 
 
 class Idl(unittest.TestCase):
@@ -119,10 +129,20 @@ class Pages(unittest.TestCase):
         self.assertLess(page.index('It is a thing.'), page.index('## Example'))
         self.assertIn('As [Size](../interfaces/IVexBase.md#size).', page)
 
+    def test_notes_stand_for_a_help_string_that_says_nothing(self):
+        made = library()
+        made.interfaces['IVexThing'].member('Stop').methods[0].help = 'method Stop'
+        shelf = Shelf(interfaces={'IVexThing': '### Stop\n\nEnds all of it. It never fails.\n'})
+        page = reference.Reference(made, [Row], shelf).pages()['reference/classes/VexThing.md']
+        self.assertIn('| Ends all of it. |', page)
+        self.assertNotIn('method Stop', page)
+
     def test_events_and_enumerations_have_pages(self):
         pages = self.pages(Shelf())
         self.assertIn('Fired by | [VexThing]', pages['reference/interfaces/_IVexThingEvents.md'])
-        self.assertIn('| VexBlue | 258 | `&H102` |', pages['reference/enumerations.md'])
+        self.assertIn('| VexBlue | 258 | `&H102` | As the sky. |', pages['reference/enumerations.md'])
+        self.assertIn('| VexRed | 0 | `0` | As blood. |', pages['reference/enumerations.md'])
+        self.assertIn('Of paint.', pages['reference/enumerations.md'])
 
 
 class Notes(unittest.TestCase):
@@ -140,6 +160,23 @@ class Notes(unittest.TestCase):
         found = notes.compare(library(), Shelf())
         self.assertEqual([], found.faults)
         self.assertEqual(4, len(found.gaps))
+
+    def test_a_value_without_a_text_is_a_fault(self):
+        found = notes.compare(library(), Shelf(enumerations={'VexColour': '- VexRed: As blood.\n- VexBlue:\n'}))
+        self.assertEqual(['VexColour: no text for VexNone', 'VexColour: no text for VexBlue'], found.faults)
+        found = notes.compare(library(), Shelf(enumerations={}))
+        self.assertEqual([f'VexColour: no text for {name}' for name in ('VexNone', 'VexRed', 'VexBlue')], found.faults)
+
+    def test_texts_of_unknown_and_repeated_values_are_faults(self):
+        texts = {'VexColour': COLOURS + '- VexRed: Again.\n- VexPink: As a rose.\n', 'VexColor': ''}
+        found = notes.compare(library(), Shelf(enumerations=texts))
+        self.assertEqual(['VexColor: the library has no enumeration of that name',
+                          'VexColour: a text for VexPink, which it does not have', 'VexColour: VexRed is there twice'], found.faults)
+
+    def test_every_value_of_the_library_has_a_text(self):
+        found = notes.Findings()
+        notes.compare_enumerations(idl.read_library(ROOT / 'idl'), notes.Shelf(ROOT / 'docs/reference'), found)
+        self.assertEqual([], found.faults)
 
     def test_a_class_needs_both_examples(self):
         found = notes.compare(library(), Shelf({'VexThing': 'Text.\n## Example\n```vb\n```\n'}))
