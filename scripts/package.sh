@@ -23,8 +23,9 @@ package() {
     (cd dist && sha256sum -c --quiet SHA256SUMS && ls -sh --block-size=K -- *)
 }
 
-# Builds the commit twice, in two folders whose paths differ in length, and compares every byte of what comes out. The
-# second build compiles everything itself: it takes nothing from the compiler cache.
+# Builds the commit twice and compares every byte of what comes out. The folders' paths differ in length, and so do the time
+# zone (whose date is always another one), the locale, the mode of new files and the order of Python's sets. The second build
+# compiles everything itself: what the first takes from the compiler cache was made in other folders at other times.
 check_package() {
     local first=$root/build/check/first second=$root/build/check/second/in-another-folder folder
     ensure_packages package
@@ -32,12 +33,12 @@ check_package() {
     fetch_sources
     rm -rf build/check
     for folder in "$first" "$second"; do
-        git clone -q --no-hardlinks "$root" "$folder"
+        git clone -q "$root" "$folder"
         mkdir -p "$folder/build"
         cp -a "$deps" "$folder/build/deps"
     done
-    (cd "$first" && env -u CCACHE_BASEDIR ./run package)
-    (cd "$second" && env -u CCACHE_BASEDIR CCACHE_DISABLE=1 ./run package)
+    (umask 022 && cd "$first" && TZ=Etc/GMT+12 LC_ALL=C.UTF-8 PYTHONHASHSEED=1 ./run package)
+    (umask 077 && cd "$second" && TZ=Etc/GMT-14 LC_ALL=C PYTHONHASHSEED=2 CCACHE_DISABLE=1 ./run package)
     diff -r "$first/dist" "$second/dist" || fail "two builds of one commit differ"
     cat "$first/dist/SHA256SUMS"
     say "two builds of one commit in two folders gave the same bytes"
