@@ -1,4 +1,4 @@
-# Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_highway, vex_cli11.
+# Installed libraries as targets: vex_gtest, vex_pugixml, vex_zlib, vex_highway, vex_cli11, vex_json.
 #
 # Natively they come from Debian's -dev packages. Cross builds compile pugixml and Highway from Debian's source packages
 # and see header-only packages through folders of links, because /usr/include must never be on the cross compiler's path.
@@ -19,6 +19,7 @@ target_link_libraries(vex_gtest INTERFACE gmock gtest_main)
 
 add_library(vex_zlib INTERFACE)
 add_library(vex_cli11 INTERFACE)
+add_library(vex_json INTERFACE)
 if(WIN32)
     target_link_libraries(vex_zlib INTERFACE z)
 elseif(NOT VEX_IMAGES_ONLY)
@@ -29,12 +30,15 @@ if(CMAKE_CROSSCOMPILING)
     add_library(vex_pugixml STATIC ${VEX_DEPS}/pugixml/src/pugixml.cpp)
     target_include_directories(vex_pugixml SYSTEM PUBLIC ${VEX_DEPS}/pugixml/src)
     target_include_directories(vex_cli11 SYSTEM INTERFACE ${VEX_DEPS}/include)
+    target_include_directories(vex_json SYSTEM INTERFACE ${VEX_DEPS}/include)
     add_library(vex_highway STATIC ${VEX_DEPS}/highway/hwy/targets.cc ${VEX_DEPS}/highway/hwy/per_target.cc)
     target_include_directories(vex_highway SYSTEM PUBLIC ${VEX_DEPS}/highway)
     target_compile_definitions(vex_highway PUBLIC HWY_STATIC_DEFINE)
     # its messages name source files; where the checkout stands must not show in what is built
     target_compile_options(vex_highway PRIVATE -ffile-prefix-map=${VEX_DEPS}=deps)
 else()
+    find_package(nlohmann_json REQUIRED)
+    target_link_libraries(vex_json INTERFACE nlohmann_json::nlohmann_json)
     find_package(pugixml REQUIRED)
     add_library(vex_pugixml INTERFACE)
     target_link_libraries(vex_pugixml INTERFACE pugixml::pugixml)

@@ -27,28 +27,29 @@ LINKED = [
               'GPL-3.0-or-later WITH GCC-exception-3.1', EVERY_PROGRAM),
     Component('mingw-w64', 'The MinGW-w64 runtime and winpthreads', 'mingw-w64-x86-64-dev', 'ZPL-2.1 AND MIT', EVERY_PROGRAM),
     Component('CLI11', 'CLI11', 'libcli11-dev', 'BSD-3-Clause', ('softcam.exe', 'pvctl.exe')),
-    Component('nsis', 'NSIS, of which the installer is made', 'nsis-common', 'Zlib', ()),
-]
-# only the command line tool
-PICTURES = [
+    # only the command line tool
     Component('nlohmann-json', 'JSON for Modern C++', 'nlohmann-json3-dev', 'MIT', ('pvctl.exe',)),
     Component('libpng', 'libpng', 'libpng-dev', 'libpng-2.0', ('pvctl.exe',)),
     Component('libtiff', 'libtiff', 'libtiff-dev', 'libtiff', ('pvctl.exe',)),
+    Component('nsis', 'NSIS, of which the installer is made', 'nsis-common', 'Zlib', ()),
 ]
 
 
-def asked(component):
-    """With the versions that this machine has."""
+def asked(component, deps):
+    """With the versions that this machine has: of the source that was compiled, where there is one, else of the package."""
     shown = subprocess.check_output(['dpkg-query', '-W', '-f=${Version} ${source:Package} ${source:Version}', component.package],
                                     text=True).split()
     component.version, component.source = shown[0], f'{shown[1]} {shown[2]}'
+    for compiled in deps.glob(f'{shown[1]}_*.dsc'):
+        component.version = compiled.stem.partition('_')[2]
+        component.source = f'{shown[1]} {component.version}'
     return component
 
 
-def components(with_pvctl):
-    chosen = [asked(component) for component in LINKED + (PICTURES if with_pvctl else [])]
+def components(deps):
+    chosen = [asked(component, deps) for component in LINKED]
     for component in chosen:
-        component.used_by = tuple(file for file in component.used_by if with_pvctl or file != 'pvctl.exe') or ('the installer',)
+        component.used_by = component.used_by or ('the installer',)
     return chosen
 
 
@@ -57,11 +58,11 @@ def common_licenses(text):
     return sorted(set(re.findall(r'/usr/share/common-licenses/([A-Za-z0-9.-]*[A-Za-z0-9])', text)))
 
 
-def notices(with_pvctl):
+def notices(deps):
     text = ['VexKamCOMWrapper: notices of third parties', '',
             'These libraries of others are linked into the programs. Their licences, as Debian\'s packages have them, follow.',
             'The copyright file of a package also covers parts of its sources that are not in these programs.', '']
-    chosen = components(with_pvctl)
+    chosen = components(deps)
     text += [f'- {component.name} {component.version} ({component.license}): in {", ".join(component.used_by)}' for component in chosen]
     named = set()
     for component in chosen:

@@ -24,8 +24,8 @@ CRCCheck on
 Name "${NAME} ${VERSION}"
 OutFile "${OUTPUT}"
 BrandingText "${NAME} ${VERSION}"
-ShowInstDetails nevershow
-ShowUninstDetails nevershow
+ShowInstDetails hide
+ShowUninstDetails hide
 
 VIProductVersion "${VERSION}.0"
 VIAddVersionKey "ProductName" "${NAME}"
@@ -34,6 +34,17 @@ VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "FileDescription" "Installer of the ${NAME} camera automation server"
 VIAddVersionKey "LegalCopyright" ""
 
+!define MUI_ICON "${NSISDIR}/Contrib/Graphics/Icons/modern-install.ico"
+!define MUI_UNICON "${NSISDIR}/Contrib/Graphics/Icons/modern-uninstall.ico"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${LISTS}/side.bmp"
+!define MUI_WELCOMEPAGE_TITLE "${NAME} ${VERSION}"
+!define MUI_WELCOMEPAGE_TEXT "This installs a server by which scripts and programs use GigE Vision cameras, with a viewer, command line tools, examples and the documentation.$\r$\n$\r$\nClose the programs that use cameras before you go on. What is already installed is repaired or replaced.$\r$\n$\r$\n$(^ClickNext)"
+!define MUI_COMPONENTSPAGE_SMALLDESC
+!define MUI_FINISHPAGE_TITLE "${NAME} is installed"
+!define MUI_FINISHPAGE_TEXT "Scripts and programs can use cameras now. The documentation and the examples are in the Start menu."
+!define MUI_FINISHPAGE_RUN "$INSTDIR\viewer.exe"
+!define MUI_FINISHPAGE_RUN_TEXT "Start the viewer"
+!define MUI_FINISHPAGE_RUN_NOTCHECKED
 !insertmacro MUI_PAGE_WELCOME
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
 !insertmacro MUI_PAGE_DIRECTORY
@@ -61,7 +72,7 @@ Var Who
   ${EndIf}
 !macroend
 
-Section "Server, programs, examples and documentation" SectionServer
+Section "Server, programs, examples, documentation" SectionServer
   SectionIn RO
   !insertmacro KnowWho
   ${If} ${FileExists} "$INSTDIR\VexKamCOMWrapper.dll"
@@ -106,16 +117,26 @@ Section "Start menu entries" SectionMenu
   CreateShortcut "$SMPROGRAMS\${NAME}\Uninstall.lnk" "$INSTDIR\uninstall.exe" "/$MultiUser.InstallMode"
 SectionEnd
 
-; Windows asks for this when a program first listens; an installer for all users can answer beforehand.
+; Windows asks for this when a program first listens; an installer for all users can answer beforehand. What was done, or
+; what an administrator has to do, is written down beside the programs.
+!define ADD_RULE 'netsh advfirewall firewall add rule name="${RULE}" dir=in action=allow protocol=UDP remoteip=localsubnet profile=private,domain program="$INSTDIR\viewer.exe"'
 Section /o "Windows firewall rule for the viewer" SectionFirewall
   nsExec::ExecToLog 'netsh advfirewall firewall delete rule name="${RULE}"'
   Pop $0
-  nsExec::ExecToLog 'netsh advfirewall firewall add rule name="${RULE}" dir=in action=allow protocol=UDP remoteip=localsubnet profile=private,domain program="$INSTDIR\viewer.exe"'
+  nsExec::ExecToLog '${ADD_RULE}'
   Pop $0
   ${If} $0 == 0
     WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "FirewallRule" 1
+    StrCpy $1 "This firewall rule was added:"
   ${Else}
-    DetailPrint "The firewall rule could not be added. Windows will ask when the viewer first looks for cameras."
+    StrCpy $1 "The firewall rule could not be added ($0). Windows will ask when the viewer first looks for cameras. An administrator can add the rule with this command:"
+  ${EndIf}
+  DetailPrint "$1"
+  DetailPrint '${ADD_RULE}'
+  FileOpen $2 "$INSTDIR\firewall.txt" w
+  ${If} $2 != ""
+    FileWriteUTF16LE /BOM $2 '$1$\r$\n$\r$\n${ADD_RULE}$\r$\n'
+    FileClose $2
   ${EndIf}
 SectionEnd
 
@@ -138,6 +159,7 @@ Section "Uninstall"
     Pop $0
   ${EndIf}
   !include "${LISTS}/remove.nsh"
+  Delete "$INSTDIR\firewall.txt"
   Delete "$INSTDIR\uninstall.exe"
   SetOutPath "$TEMP"
   RMDir "$INSTDIR"

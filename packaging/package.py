@@ -5,6 +5,7 @@ import hashlib
 import json
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import zipfile
@@ -23,11 +24,10 @@ stage = output / name
 def programs():
     """Where each file of the package's first folder comes from."""
     files = {'VexKamCOMWrapper.dll': 'bin/VexKamCOMWrapper.dll', 'viewer.exe': 'packaging/viewer.exe',
-             'softcam.exe': 'tools/softcam/softcam.exe', 'vexregister.exe': 'tools/vexregister/vexregister.exe',
+             'softcam.exe': 'tools/softcam/softcam.exe', 'pvctl.exe': 'tools/pvctl/pvctl.exe',
+             'vexregister.exe': 'tools/vexregister/vexregister.exe',
              'all_classes.exe': 'examples/cpp/all_classes.exe', 'all_classes.exe.manifest': 'packaging/program.manifest',
              'VexKamCOMWrapper.Server.manifest': 'packaging/VexKamCOMWrapper.Server.manifest'}
-    if (build / 'tools/pvctl/pvctl.exe').exists():
-        files['pvctl.exe'] = 'tools/pvctl/pvctl.exe'
     return files
 
 
@@ -56,7 +56,7 @@ def lay_out():
         if path.is_file():
             put(path, f'documentation/{path.relative_to(site)}')
     put(ROOT / 'packaging/README.txt', 'README.txt')
-    (stage / 'THIRD-PARTY-NOTICES.txt').write_text(notices('pvctl.exe' in programs()), encoding='utf-8')
+    (stage / 'THIRD-PARTY-NOTICES.txt').write_text(notices(deps), encoding='utf-8')
 
 
 def staged():
@@ -80,7 +80,7 @@ def spdx(files):
            'licenseDeclared': 'NOASSERTION', 'copyrightText': 'NOASSERTION',
            'packageVerificationCode': {'packageVerificationCodeValue': hashlib.sha1(
                ''.join(sorted(digest(path, 'sha1') for path in files)).encode()).hexdigest()}}
-    linked = components('pvctl.exe' in programs())
+    linked = components(deps)
     entries, relations = [], [('SPDXRef-DOCUMENT', 'DESCRIBES', own['SPDXID'])]
     ids = {}
     for number, path in enumerate(files, 1):
@@ -113,6 +113,19 @@ def write_zip():
             archive.writestr(entry, path.read_bytes())
 
 
+def write_side_picture(path):
+    """The picture beside the text of the first and the last page: a plane in one colour that grows darker downwards."""
+    width, height = 164, 314
+    row_size = (width * 3 + 3) // 4 * 4
+    top, bottom = (0x8A, 0x5A, 0x2B), (0x40, 0x26, 0x12)  # blue, green, red
+    rows = b''
+    for row in range(height):  # from the lowest
+        colour = bytes(low + (high - low) * row // (height - 1) for high, low in zip(top, bottom))
+        rows += (colour * width).ljust(row_size, b'\0')
+    path.write_bytes(struct.pack('<2sIHHI', b'BM', 54 + len(rows), 0, 0, 54) +
+                     struct.pack('<IiiHHIIiiII', 40, width, height, 1, 24, 0, len(rows), 2835, 2835, 0, 0) + rows)
+
+
 def write_installer():
     """With the list of what it puts on a disk, so that the uninstaller removes that and nothing else."""
     files = [path.relative_to(stage).as_posix().replace('/', '\\') for path in staged()]
@@ -120,6 +133,7 @@ def write_installer():
     parents = {'\\'.join(folder.split('\\')[:depth]) for folder in folders for depth in range(1, folder.count('\\') + 2)}
     lists = output / 'lists'
     lists.mkdir(exist_ok=True)
+    write_side_picture(lists / 'side.bmp')
     put_files, folder = [], None
     for file in files:
         parent = file.rpartition('\\')[0]

@@ -75,11 +75,26 @@ progress() {
 
 # ---- sources for cross builds ----
 
-# Cross builds compile pugixml and Highway themselves. The source list is a copy of the system's own, so that the
-# system's configuration stays untouched.
+# unpack_source PACKAGE FOLDER: the newest version that can be fetched; a mirror may list one that it does not have yet.
+# Uses fetch_sources' apt.
+unpack_source() {
+    local version
+    for version in $("${apt[@]/apt-get/apt-cache}" showsrc "$1" 2>>"$deps/log" | sed -n 's/^Version: //p' | sort -ruV); do
+        rm -rf "${deps:?}/$1"-*/
+        if (cd "$deps" && "${apt[@]}" source "$1=$version" >>log 2>&1); then
+            mv "$deps/$1"-*/ "$deps/$2"
+            return 0
+        fi
+    done
+    tail -5 "$deps/log"
+    fail "the source of $1 cannot be fetched"
+}
+
+# Cross builds compile pugixml, Highway, libpng and libtiff themselves. The source list is a copy of the system's own, so
+# that the system's configuration stays untouched.
 fetch_sources() {
-    [ -e "$deps/.ready-2" ] || {
-        say "fetching the sources of pugixml and Highway"
+    [ -e "$deps/.ready-3" ] || {
+        say "fetching the sources of pugixml, Highway, libpng and libtiff"
         rm -rf "$deps"
         mkdir -p "$deps/apt/lists/partial" "$deps/include" "$deps/pugixml" "$deps/highway"
         local list
@@ -93,10 +108,14 @@ fetch_sources() {
             -o "Dir::State::lists=$deps/apt/lists" -o APT::Sandbox::User=root)
         "${apt[@]}" update >"$deps/log" 2>&1 || { tail -5 "$deps/log"; fail "the source list cannot be read"; }
         (cd "$deps" && "${apt[@]}" source --download-only pugixml highway >>log 2>&1) || { tail -5 "$deps/log"; fail "sources cannot be fetched"; }
+        # with Debian's patches, most of which are for security
+        unpack_source libpng1.6 png
+        unpack_source tiff tiff
         tar -xf "$deps"/pugixml_*.orig.tar.* -C "$deps/pugixml" --strip-components=1
         tar -xf "$deps"/highway_*.orig.tar.* -C "$deps/highway" --strip-components=1
         ln -sfn /usr/include/CLI "$deps/include/CLI"
-        touch "$deps/.ready-2"
+        ln -sfn /usr/include/nlohmann "$deps/include/nlohmann"
+        touch "$deps/.ready-3"
     }
 }
 

@@ -165,13 +165,14 @@ def test_list_names_every_file():
     named = {entry['fileName'][2:]: entry['checksums'][1]['checksumValue'] for entry in listed['files']}
     inside = {name: digest for name, digest in packaged().items() if not name.endswith('.spdx.json')}
     check(named == inside, '; '.join(differences(named, inside)[:10]))
-    check({'pugixml', 'highway', 'zlib', 'libstdcpp', 'mingw-w64'} <= {entry['SPDXID'][8:] for entry in listed['packages']}, 'a library is not listed')
+    check({'pugixml', 'highway', 'zlib', 'libstdcpp', 'mingw-w64', 'libpng', 'libtiff', 'CLI11', 'nlohmann-json'} <= {entry['SPDXID'][8:] for entry in listed['packages']}, 'a library is not listed')
 
 
 def test_notices_have_the_licences():
     with zipfile.ZipFile(ARCHIVE) as archive:
         text = archive.read(f'{ARCHIVE.stem}/THIRD-PARTY-NOTICES.txt').decode()
-    for words in ('Arseny Kapoulkine', 'Jean-loup Gailly', 'Apache License', 'GCC Runtime Library Exception', 'MinGW-w64'):
+    for words in ('Arseny Kapoulkine', 'Jean-loup Gailly', 'Apache License', 'GCC Runtime Library Exception', 'MinGW-w64',
+                  'Cosmin Truta', 'Silicon Graphics', 'Henry Schreiner', 'Niels Lohmann'):
         check(words.lower() in text.lower(), f'the notices do not say "{words}"')
 
 
@@ -188,12 +189,65 @@ def test_archive_works_without_registration():
 
 def test_programs_say_their_version():
     folder = SCRATCH / ARCHIVE.stem
-    names = ['softcam'] + (['pvctl'] if (folder / 'pvctl.exe').exists() else [])
-    for name in names:
+    for name in ('softcam', 'pvctl'):
         code, output = wine(str(folder / f'{name}.exe'), '--version')
         check(code == 0 and output.strip() == f'{name} {VERSION}', output)
     for file in (folder / 'VexKamCOMWrapper.dll', SETUP):
         check(f'ProductVersion\0'.encode('utf-16-le') in file.read_bytes() and f'{VERSION}\0'.encode('utf-16-le') in file.read_bytes(), f'{file.name} has another version')
+
+
+def test_programs_need_only_windows():
+    """No library beside them: what they import, Windows (here Wine) has."""
+    system = {path.name.lower() for path in (DRIVE / 'windows/system32').iterdir()}
+    for path in (SCRATCH / ARCHIVE.stem).glob('*.exe'):
+        shown = subprocess.check_output(['x86_64-w64-mingw32-objdump', '-p', str(path)], text=True)
+        wanted = {name.lower() for name in re.findall(r'DLL Name: (\S+)', shown)}
+        check(wanted and wanted <= system, f'{path.name} needs {wanted - system}')
+
+
+def softcam(*arguments):
+    """A camera that has said it listens; to be used with `with` and ended by SIGINT."""
+    log = SCRATCH / 'softcam.log'
+    with log.open('w') as file:
+        camera = subprocess.Popen(arguments, env=ENVIRONMENT, stdin=subprocess.DEVNULL, stdout=file, stderr=file)
+    deadline = time.monotonic() + 30
+    while 'listening' not in log.read_text(errors='replace'):
+        check(camera.poll() is None and time.monotonic() < deadline, f'no camera: {log.read_text(errors="replace")}')
+        time.sleep(0.05)
+    return camera
+
+
+def test_command_line_tool_uses_a_camera():
+    tool = str(SCRATCH / ARCHIVE.stem / 'pvctl.exe')
+    picture = SCRATCH / 'Bild_\u00e4.png'
+    with softcam(SOFTCAM, '--address', '127.0.0.2', '--serial', 'PVCTL') as camera:
+        try:
+            for arguments, expected in ((('discover',), 'PVCTL'), (('info', '127.0.0.2'), 'SoftCam'),
+                                        (('set', '127.0.0.2', 'Width=320'), '320'), (('get', '127.0.0.2', 'Width'), 'Width = 320'),
+                                        (('grab', '127.0.0.2', '-n', '1', '-o', windows_path(picture)), '1 frames, 0 damaged'),
+                                        (('grab', '127.0.0.2', '-n', '3', '-o', windows_path(SCRATCH / 'Bild_\u00e4.tiff')), '3 frames, 0 damaged')):
+                code, output = wine(tool, *arguments)
+                check(code == 0 and expected in output, f'{arguments}: {code}: {output}')
+            code, output = wine(tool, 'get', '127.0.0.2', 'Gr\u00f6\u00dfe')
+            check(code == 3 and 'no feature "Gr\u00f6\u00dfe"' in output, f'{code}: {output}')
+        finally:
+            camera.send_signal(signal.SIGINT)
+    check(picture.read_bytes()[:8] == b'\x89PNG\r\n\x1a\n' and picture.read_bytes()[16:20] == (320).to_bytes(4, 'big'), 'no picture 320 pixels wide')
+    for number in (1, 2, 3):
+        check((SCRATCH / f'Bild_\u00e4_0000{number}.tiff').read_bytes()[:4] == b'II*\0', 'no TIFF file')
+
+
+def test_software_camera_is_used():
+    """Both programs of the package with each other. Wine has one loopback address."""
+    folder = SCRATCH / ARCHIVE.stem
+    with softcam(WINE, str(folder / 'softcam.exe'), '--address', '127.0.0.1', '--serial', 'WINDOWS') as camera:
+        try:
+            code, output = wine(str(folder / 'pvctl.exe'), 'info', '127.0.0.1')
+            check(code == 0 and 'WINDOWS' in output, output)
+            code, output = wine(str(folder / 'pvctl.exe'), 'grab', '127.0.0.1', '-n', '3')
+            check(code == 0 and '3 frames, 0 damaged' in output, output)
+        finally:
+            camera.kill()
 
 
 def test_installs_for_everyone():
@@ -243,6 +297,25 @@ def test_running_again_repairs():
     check(installed_in(folder_for_all()) == packaged(), 'files were not repaired')
     left = differences(whole, registry())
     check(not left, '; '.join(left[:10]))
+
+
+def test_firewall_rule_is_written_down():
+    """Wine's netsh only says that it worked; without it the installation goes on."""
+    told = folder_for_all() / 'firewall.txt'
+    rule = 'netsh advfirewall firewall add rule name="VexKamCOMWrapper cameras" dir=in action=allow protocol=UDP remoteip=localsubnet ' \
+           r'profile=private,domain program="C:\Program Files\VexKamCOMWrapper\viewer.exe"'
+    netsh, aside = DRIVE / 'windows/system32/netsh.exe', SCRATCH / 'netsh.exe'
+    check(not told.exists(), 'a rule was not asked for')
+    install('/AllUsers', '/Firewall')
+    text = told.read_text(encoding='utf-16')
+    check('was added' in text and rule in text, text)
+    shutil.move(netsh, aside)
+    try:
+        install('/AllUsers', '/Firewall')
+    finally:
+        shutil.move(aside, netsh)
+    text = told.read_text(encoding='utf-16')
+    check('could not be added (error)' in text and rule in text, text)
 
 
 def test_uninstalls_without_a_trace():

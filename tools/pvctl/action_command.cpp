@@ -6,6 +6,7 @@
 
 #include "sdk/base/address.h"
 #include "sdk/device/PvSystem.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"

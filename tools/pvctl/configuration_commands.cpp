@@ -11,6 +11,7 @@
 #include "sdk/persistence/PvConfigurationReader.h"
 #include "sdk/persistence/PvConfigurationWriter.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
 
@@ -52,8 +53,9 @@ std::vector<std::string> restore(const std::string& file, std::uint32_t index, P
 bool is_file(const std::string& place)
 {
     std::error_code ignored;
-    return place.find('/') != std::string::npos ||
-           (std::filesystem::exists(place, ignored) && !std::filesystem::is_directory(place, ignored));
+    const std::filesystem::path path = path_of(place);
+    return path.has_parent_path() ||
+           (std::filesystem::exists(path, ignored) && !std::filesystem::is_directory(path, ignored));
 }
 
 }  // namespace

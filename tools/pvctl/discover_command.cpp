@@ -12,6 +12,7 @@
 #include "sdk/device/PvDeviceInfo.h"
 #include "sdk/device/PvInterface.h"
 #include "sdk/device/PvSystem.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"

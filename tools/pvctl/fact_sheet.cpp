@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/pvctl/terminal.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/text_table.h"
 
 namespace pvctl {

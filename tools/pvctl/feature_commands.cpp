@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tools/pvctl/assignments.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/feature_tree.h"
 #include "tools/pvctl/features.h"

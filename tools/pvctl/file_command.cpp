@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
@@ -102,9 +104,9 @@ int FileCommand::list(PvDevice& device) const
 int FileCommand::transfer(PvDevice& device, PvGenOpenMode mode) const
 {
     const bool reading = mode == PvGenOpenModeRead;
-    std::filesystem::path local = options_->local;
+    std::filesystem::path local = path_of(options_->local);
     if (reading && (local.empty() || std::filesystem::is_directory(local))) {
-        local /= std::filesystem::path(options_->name).filename();
+        local /= path_of(options_->name).filename();
     }
     PvGenFile file;
     file.SetOperationTimeout(1000 * options_->timeout);
@@ -118,17 +120,17 @@ int FileCommand::transfer(PvDevice& device, PvGenOpenMode mode) const
             show(done, all);
         });
         require_file(file.Open(device.GetGenParameters(), PvString(options_->name), mode));
-        const PvString name(local.string());
+        const PvString name(name_of(local));
         require_file(reading ? file.ReadTo(name) : file.WriteFrom(name));
         // the camera may think it over: what it took is good only now
         require_file(file.Close());
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
     if (options_->json) {
-        print_json({{"name", options_->name}, {"file", local.string()}, {"bytes", bytes}, {"seconds", seconds}});
+        print_json({{"name", options_->name}, {"file", name_of(local)}, {"bytes", bytes}, {"seconds", seconds}});
     } else {
-        const std::string from = reading ? options_->name : local.string();
-        const std::string to = reading ? local.string() : options_->name;
+        const std::string from = reading ? options_->name : name_of(local);
+        const std::string to = reading ? name_of(local) : options_->name;
         std::printf("%s -> %s, %lld bytes, %.1f s\n", printable(from).c_str(), printable(to).c_str(),
                     static_cast<long long>(bytes), seconds);
     }

@@ -1,7 +1,5 @@
 #include "tools/pvctl/grab_command.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -13,7 +11,9 @@
 #include "sdk/pipeline/PvPipeline.h"
 #include "sdk/streamraw/PvStreamRaw.h"
 #include "tools/pvctl/assignments.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/interrupt.h"
 #include "tools/pvctl/lossy_receiver.h"
 #include "tools/pvctl/picture_output.h"
@@ -32,7 +32,7 @@ constexpr std::uint32_t every_network_carries = 1440;
 /// How many frames there are so far, on one line of the terminal that the standard error goes to.
 class FrameCounter {
 public:
-    explicit FrameCounter(std::uint32_t of) : of_(of), shown_(isatty(STDERR_FILENO) != 0) {}
+    explicit FrameCounter(std::uint32_t of) : of_(of), shown_(error_output_is_terminal()) {}
     FrameCounter(const FrameCounter&) = delete;
     FrameCounter& operator=(const FrameCounter&) = delete;
     ~FrameCounter()
@@ -111,9 +111,9 @@ std::string file_of(const std::string& name, std::uint32_t frame, std::uint32_t 
     }
     char number[16];
     std::snprintf(number, sizeof number, "_%05u", frame);
-    std::filesystem::path path(name);
-    const std::string extension = path.extension().string();
-    return path.replace_extension().string() + number + extension;
+    std::filesystem::path path = path_of(name);
+    const std::string extension = name_of(path.extension());
+    return name_of(path.replace_extension()) + number + extension;
 }
 
 using Outcome = GrabCommand::Outcome;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,6 +13,7 @@
 #include "tools/pvctl/action_command.h"
 #include "tools/pvctl/bridge_command.h"
 #include "tools/pvctl/configuration_commands.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/convert_command.h"
 #include "tools/pvctl/discover_command.h"
 #include "tools/pvctl/doctor_command.h"
@@ -57,6 +59,7 @@ void print_failure(const std::string& text)
 
 int main(int argc, char** argv)
 {
+    const pvctl::Console console;
     CLI::App app{"pvctl: cameras and their images on the command line"};
     app.require_subcommand(1);
     app.set_version_flag("--version", "pvctl " VEX_VERSION);
@@ -73,7 +76,10 @@ int main(int argc, char** argv)
     tools::TraceOption trace;
     trace.add(app);
     try {
-        app.parse(argc, argv);
+        const std::vector<std::string> words = pvctl::arguments(argc, argv);
+        std::vector<const char*> pointers;
+        std::ranges::transform(words, std::back_inserter(pointers), &std::string::c_str);
+        app.parse(static_cast<int>(pointers.size()), pointers.data());
     } catch (const CLI::ParseError& end) {
         return app.exit(end) == 0 ? pvctl::exit_code::success : pvctl::exit_code::wrong_usage;
     }

@@ -8,6 +8,7 @@
 #include "sdk/convert/PvBufferWriter.h"
 #include "sdk/convert/formats.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/picture_file.h"
 
 using namespace vex;
@@ -16,7 +17,7 @@ namespace pvctl {
 
 std::string type_of_file(const std::string& name, const char* advice)
 {
-    auto extension = std::filesystem::path(name).extension().string();
+    auto extension = name_of(path_of(name).extension());
     std::ranges::transform(extension, extension.begin(),
                            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     for (const auto* type : {"bmp", "png", "tiff", "raw"}) {

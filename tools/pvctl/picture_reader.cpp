@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/picture_output.h"
 
 using namespace vex;
@@ -97,7 +98,7 @@ std::uint32_t number(const std::vector<std::uint8_t>& file, std::size_t at, int 
 
 std::unique_ptr<PvBuffer> read_bmp(const std::string& name)
 {
-    std::ifstream stream(name, std::ios::binary);
+    std::ifstream stream(path_of(name), std::ios::binary);
     const std::vector<std::uint8_t> file{std::istreambuf_iterator<char>(stream), {}};
     if (file.size() < 54 || file[0] != 'B' || file[1] != 'M') {
         fail(name, "it is no bitmap");
@@ -159,9 +160,10 @@ std::vector<std::string> pictures_in(const std::string& folder)
 {
     std::vector<std::string> names;
     std::error_code error;
-    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-        if (at->is_regular_file() && !kind_of(at->path().string()).empty()) {
-            names.push_back(at->path().string());
+    for (std::filesystem::directory_iterator at(path_of(folder), error), end; !error && at != end;
+         at.increment(error)) {
+        if (at->is_regular_file() && !kind_of(name_of(at->path())).empty()) {
+            names.push_back(name_of(at->path()));
         }
     }
     if (error) {

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "sdk/buffer/pixel_type_names.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/pixel_format_option.h"
 
 using namespace vex;
@@ -59,10 +60,10 @@ void read(const RawImage& source, PvBuffer& buffer)
 
     std::ifstream file;
     if (source.file != "-") {
-        if (std::filesystem::is_directory(source.file)) {
+        if (std::filesystem::is_directory(path_of(source.file))) {
             throw std::runtime_error(shown_name(source) + " is a folder");
         }
-        file.open(source.file, std::ios::binary);
+        file.open(path_of(source.file), std::ios::binary);
         if (!file) {
             throw std::runtime_error("cannot read " + shown_name(source) + ": " +
                                      std::generic_category().message(errno));

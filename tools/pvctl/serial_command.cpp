@@ -1,8 +1,5 @@
 #include "tools/pvctl/serial_command.h"
 
-#include <termios.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -15,6 +12,7 @@
 
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/serial/port_names.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
 
 namespace pvctl {
@@ -26,34 +24,6 @@ using std::chrono::steady_clock;
 constexpr char end_key = 0x1D;  // Ctrl+]
 constexpr std::uint32_t look_interval_ms = 50;
 constexpr std::size_t hexadecimal_line = 16;
-
-/// While it lives, keys come one by one and are not echoed, where the input is a terminal.
-class RawInput {
-public:
-    RawInput() : is_terminal_(isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0)
-    {
-        if (is_terminal_) {
-            termios raw = before_;
-            cfmakeraw(&raw);
-            raw.c_oflag = before_.c_oflag;
-            tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-        }
-    }
-    RawInput(const RawInput&) = delete;
-    RawInput& operator=(const RawInput&) = delete;
-    ~RawInput()
-    {
-        if (is_terminal_) {
-            tcsetattr(STDIN_FILENO, TCSANOW, &before_);
-        }
-    }
-
-    [[nodiscard]] bool is_terminal() const noexcept { return is_terminal_; }
-
-private:
-    termios before_{};
-    bool is_terminal_;
-};
 
 /// Prints received bytes and writes them to a file, if wanted.
 class Received {
@@ -127,17 +97,16 @@ PvResult receive(PvSerialPortIPEngine& port, Received& received, const std::atom
 }
 
 /// Sends the input until its end, or the key that ends it.
-void send_input(PvSerialPortIPEngine& port, bool is_terminal)
+void send_input(PvSerialPortIPEngine& port, RawInput& input)
 {
     std::array<std::uint8_t, 4096> bytes{};
     for (;;) {
-        const auto got = read(STDIN_FILENO, bytes.data(), bytes.size());
-        if (got <= 0) {
+        std::span<const std::uint8_t> typed(bytes.data(), input.read(bytes));
+        if (typed.empty()) {
             return;
         }
-        std::span<const std::uint8_t> typed(bytes.data(), static_cast<std::size_t>(got));
         bool ends = false;
-        for (std::size_t i = 0; is_terminal && i < typed.size(); ++i) {
+        for (std::size_t i = 0; input.is_terminal() && i < typed.size(); ++i) {
             if (typed[i] == static_cast<std::uint8_t>(end_key)) {
                 typed = typed.first(i);
                 ends = true;
@@ -183,12 +152,12 @@ int SerialCommand::run() const
         require(device->GetGenParameters()->SetIntegerValue(PvString(name), options_->baud_rate));
     }
     Received received(options_->log, options_->hexadecimal);
-    const RawInput input;
+    RawInput input;
     std::atomic<bool> ended{false};
     PvResult result;
     std::thread receiver([&] { result = receive(port, received, ended, std::chrono::milliseconds(options_->wait)); });
     try {
-        send_input(port, input.is_terminal());
+        send_input(port, input);
     } catch (...) {
         (void)port.Close();  // ends the receiver, too
         receiver.join();

@@ -6,6 +6,7 @@
 #include "sdk/genicam/PvGenParameterArray.h"
 #include "sdk/genicam/stored_values.h"
 #include "sdk/persistence/configuration_file.h"
+#include "tools/pvctl/console.h"
 #include "tools/pvctl/failure.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"

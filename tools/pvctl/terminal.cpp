@@ -1,11 +1,10 @@
 #include "tools/pvctl/terminal.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <utility>
+
+#include "tools/pvctl/console.h"
 
 namespace pvctl {
 
@@ -18,15 +17,9 @@ constexpr milliseconds step{100};
 
 }  // namespace
 
-std::size_t output_width()
-{
-    winsize size{};
-    return isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
 Progress::Progress(std::string what) : what_(std::move(what))
 {
-    if (isatty(STDERR_FILENO) != 0) {
+    if (error_output_is_terminal()) {
         thread_ = std::thread([this] { show(); });
     }
 }

@@ -1,16 +1,12 @@
-// The terminal that pvctl may run in.
+// What the user of a terminal is told while pvctl works.
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
 #include <mutex>
 #include <string>
 #include <thread>
 
 namespace pvctl {
-
-/// Columns of the terminal that the standard output goes to; 0 when it goes to a file or a pipe, which take any width.
-[[nodiscard]] std::size_t output_width();
 
 /// Shows on the standard error, while it exists, what the user is waiting for and for how long already. Nothing for
 /// what takes less than 300 ms, and nothing when the standard error is no terminal.

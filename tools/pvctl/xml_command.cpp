@@ -8,6 +8,7 @@
 #include "sdk/description/description_source.h"
 #include "sdk/device/device_memory.h"
 #include "tools/pvctl/failure.h"
+#include "tools/pvctl/file_name.h"
 #include "tools/pvctl/json_output.h"
 #include "tools/pvctl/terminal.h"
 #include "tools/pvctl/text_table.h"
@@ -44,7 +45,7 @@ int XmlCommand::run() const
             description));
     }
     const std::string& xml = description.xml;
-    std::filesystem::path file = options_->output;
+    std::filesystem::path file = path_of(options_->output);
     if (file.empty()) {
         if (std::fwrite(xml.data(), 1, xml.size(), stdout) != xml.size() || std::fflush(stdout) != 0) {
             throw CommandFailure("The description cannot be written to the standard output");
@@ -52,13 +53,13 @@ int XmlCommand::run() const
         return exit_code::success;
     }
     if (std::filesystem::is_directory(file)) {
-        file /= std::filesystem::path(description.name).filename();
+        file /= path_of(description.name).filename();
     }
-    require(write_whole_file(PvString(file.string()), {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()}));
+    require(write_whole_file(PvString(name_of(file)), {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()}));
     if (options_->json) {
-        print_json({{"file", file.string()}, {"name", description.name}, {"bytes", xml.size()}});
+        print_json({{"file", name_of(file)}, {"name", description.name}, {"bytes", xml.size()}});
     } else {
-        std::printf("%s, %zu bytes\n", printable(file.string()).c_str(), xml.size());
+        std::printf("%s, %zu bytes\n", printable(name_of(file)).c_str(), xml.size());
     }
     return exit_code::success;
 }
