@@ -1,10 +1,10 @@
 # ./run test: every test there is. Sourced by ./run. Suites run independently: one failing does not hide the next.
 
 # More are run when asked for: `native` runs the SDK's tests once more without sanitizers (`address` and `thread` run the
-# same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, `tidy` takes minutes
-# when much has changed, and `package` takes the installer's compiler
+# same ones, `windows` runs them optimised), `neon` takes a cross compiler and an emulated processor, and `tidy` takes
+# minutes when much has changed
 not_run=77  # what a suite returns that cannot run here
-suites_all=(style docs windows scripts gui interop address thread fuzz)
+suites_all=(style docs windows scripts package gui interop address thread fuzz)
 
 # ctest in a build folder; WHAT names it in the summary.
 run_ctest() {
