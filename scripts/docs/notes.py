@@ -90,51 +90,53 @@ class Shelf:
         return split(path.read_text(encoding='utf-8'), mark) if path.exists() else None
 
 
-@dataclass
-class Findings:
-    """What notes and library disagree about. Faults are mistakes; gaps are notes that nobody has written yet."""
-    faults: list = field(default_factory=list)
-    gaps: list = field(default_factory=list)
+def wanted(library):
+    """The names of the interfaces, classes and enumerations that have something to be told."""
+    return [interface.name for interface in library.interfaces.values() if interface.members] + \
+        list(library.classes) + list(library.enumerations)
 
 
-def compare(library, shelf):
-    found = Findings()
-    for interface in library.interfaces.values():
-        notes = shelf.of_interface(interface.name)
-        if notes is None:
-            if interface.members:
-                found.gaps.append(f'{interface.name}: no notes about its {len(interface.members)} members')
-            continue
-        names = {member.name for member in interface.members}
-        found.faults += [f'{interface.name}: notes about {name}, which it does not declare'
-                         for name in notes.sections if name not in names]
-        found.faults += [f'{interface.name}: {name} is there twice' for name in notes.repeated]
-        found.faults += [f'{interface.name}: no note about {member.name}' for member in interface.members
-                         if not notes.sections.get(member.name)]
-    for name in library.classes:
-        notes = shelf.of_class(name)
-        if notes is None:
-            found.gaps.append(f'{name}: no notes')
-            continue
-        example = notes.sections.get('Example', '')
-        found.faults += [f'{name}: {what}' for what, there in (
-            ('no paragraph before its example', notes.intro),
-            ('no example in VBScript', '```vb' in example),
-            ('no example in C++', '```cpp' in example)) if not there]
-    compare_enumerations(library, shelf, found)
-    for folder, known in (('classes', library.classes), ('interfaces', library.interfaces)):
-        found.faults += [f'{folder}/{path.name}: the library has nothing of that name'
-                         for path in sorted((shelf.folder / folder).glob('*.md')) if path.stem not in known]
-    return found
+def faults_of_interface(interface, notes):
+    """`notes` is None where nobody wrote any."""
+    if notes is None:
+        return [f'{interface.name}: no notes about its {len(interface.members)} members'] if interface.members else []
+    names = {member.name for member in interface.members}
+    return [f'{interface.name}: notes about {name}, which it does not declare' for name in notes.sections if name not in names] + \
+        [f'{interface.name}: {name} is there twice' for name in notes.repeated] + \
+        [f'{interface.name}: no note about {member.name}' for member in interface.members if not notes.sections.get(member.name)]
 
 
-def compare_enumerations(library, shelf, found):
-    found.faults += [f'{name}: the library has no enumeration of that name' for name in shelf.enumerations()
-                     if name not in library.enumerations]
+def faults_of_class(name, notes):
+    if notes is None:
+        return [f'{name}: no notes']
+    example = notes.sections.get('Example', '')
+    return [f'{name}: {what}' for what, there in (('no paragraph before its example', notes.intro),
+                                                  ('no example in VBScript', '```vb' in example),
+                                                  ('no example in C++', '```cpp' in example)) if not there]
+
+
+def faults_of_enumerations(library, shelf):
+    faults = [f'{name}: the library has no enumeration of that name' for name in shelf.enumerations()
+              if name not in library.enumerations]
     for enumeration in library.enumerations.values():
         notes = shelf.of_enumeration(enumeration.name) or Notes()
         names = [value for value, _, _ in enumeration.values]
-        found.faults += [f'{enumeration.name}: a text for {name}, which it does not have' for name in notes.sections
-                         if name not in names]
-        found.faults += [f'{enumeration.name}: {name} is there twice' for name in notes.repeated]
-        found.faults += [f'{enumeration.name}: no text for {name}' for name in names if not notes.sections.get(name)]
+        faults += [f'{enumeration.name}: a text for {name}, which it does not have' for name in notes.sections
+                   if name not in names]
+        faults += [f'{enumeration.name}: {name} is there twice' for name in notes.repeated]
+        faults += [f'{enumeration.name}: no text for {name}' for name in names if not notes.sections.get(name)]
+    return faults
+
+
+def compare(library, shelf):
+    """What notes and library disagree about, and what nobody wrote notes about."""
+    faults = []
+    for interface in library.interfaces.values():
+        faults += faults_of_interface(interface, shelf.of_interface(interface.name))
+    for name in library.classes:
+        faults += faults_of_class(name, shelf.of_class(name))
+    faults += faults_of_enumerations(library, shelf)
+    for folder, known in (('classes', library.classes), ('interfaces', library.interfaces)):
+        faults += [f'{folder}/{path.name}: the library has nothing of that name'
+                   for path in sorted((shelf.folder / folder).glob('*.md')) if path.stem not in known]
+    return faults

@@ -151,36 +151,47 @@ class Notes(unittest.TestCase):
         self.assertEqual('Intro.', found.intro)
         self.assertEqual(['A', 'C'], list(found.sections))
 
-    def test_unknown_missing_and_repeated_members_are_faults(self):
-        found = notes.compare(library(), Shelf({}, {'IVexBase': '### Size\na\n### Sise\nb\n### Size\nc\n'}))
-        self.assertEqual(['IVexBase: notes about Sise, which it does not declare', 'IVexBase: Size is there twice',
-                          'IVexBase: no note about Read'], found.faults)
+    WHOLE_CLASS = 'Text.\n## Example\n```vb\nx\n```\n```cpp\nx\n```\n'
+    WHOLE = {'IVexBase': '### Size\na\n### Read\nb\n', 'IVexThing': '### Stop\nc\n', '_IVexThingEvents': '### OnEnd\nd\n'}
 
-    def test_notes_that_nobody_wrote_are_gaps(self):
-        found = notes.compare(library(), Shelf())
-        self.assertEqual([], found.faults)
-        self.assertEqual(4, len(found.gaps))
+    def faults(self, text=WHOLE_CLASS, enumerations=None, **interfaces):
+        return notes.compare(library(), Shelf({'VexThing': text}, {**self.WHOLE, **interfaces}, enumerations))
+
+    def test_whole_notes_have_no_faults(self):
+        self.assertEqual([], self.faults())
+        self.assertEqual(['IVexBase', 'IVexThing', '_IVexThingEvents', 'VexThing', 'VexColour'], notes.wanted(library()))
+
+    def test_unknown_missing_and_repeated_members_are_faults(self):
+        self.assertEqual(['IVexBase: notes about Sise, which it does not declare', 'IVexBase: Size is there twice',
+                          'IVexBase: no note about Read'], self.faults(IVexBase='### Size\na\n### Sise\nb\n### Size\nc\n'))
+
+    def test_a_member_with_a_heading_and_no_text_is_a_fault(self):
+        self.assertEqual(['IVexThing: no note about Stop'], self.faults(IVexThing='### Stop\n\n'))
+
+    def test_notes_that_nobody_wrote_are_faults(self):
+        self.assertEqual(['IVexBase: no notes about its 2 members', 'IVexThing: no notes about its 1 members',
+                          '_IVexThingEvents: no notes about its 1 members', 'VexThing: no notes'],
+                         notes.compare(library(), Shelf()))
+
+    def test_a_class_needs_a_paragraph_and_both_examples(self):
+        self.assertEqual(['VexThing: no example in C++'], self.faults('Text.\n## Example\n```vb\n```\n'))
+        self.assertEqual(['VexThing: no paragraph before its example', 'VexThing: no example in VBScript'],
+                         self.faults('## Example\n```cpp\n```\n'))
 
     def test_a_value_without_a_text_is_a_fault(self):
-        found = notes.compare(library(), Shelf(enumerations={'VexColour': '- VexRed: As blood.\n- VexBlue:\n'}))
-        self.assertEqual(['VexColour: no text for VexNone', 'VexColour: no text for VexBlue'], found.faults)
-        found = notes.compare(library(), Shelf(enumerations={}))
-        self.assertEqual([f'VexColour: no text for {name}' for name in ('VexNone', 'VexRed', 'VexBlue')], found.faults)
+        self.assertEqual(['VexColour: no text for VexNone', 'VexColour: no text for VexBlue'],
+                         self.faults(enumerations={'VexColour': '- VexRed: As blood.\n- VexBlue:\n'}))
+        self.assertEqual([f'VexColour: no text for {name}' for name in ('VexNone', 'VexRed', 'VexBlue')],
+                         self.faults(enumerations={}))
 
     def test_texts_of_unknown_and_repeated_values_are_faults(self):
         texts = {'VexColour': COLOURS + '- VexRed: Again.\n- VexPink: As a rose.\n', 'VexColor': ''}
-        found = notes.compare(library(), Shelf(enumerations=texts))
         self.assertEqual(['VexColor: the library has no enumeration of that name',
-                          'VexColour: a text for VexPink, which it does not have', 'VexColour: VexRed is there twice'], found.faults)
+                          'VexColour: a text for VexPink, which it does not have', 'VexColour: VexRed is there twice'],
+                         self.faults(enumerations=texts))
 
-    def test_every_value_of_the_library_has_a_text(self):
-        found = notes.Findings()
-        notes.compare_enumerations(idl.read_library(ROOT / 'idl'), notes.Shelf(ROOT / 'docs/reference'), found)
-        self.assertEqual([], found.faults)
-
-    def test_a_class_needs_both_examples(self):
-        found = notes.compare(library(), Shelf({'VexThing': 'Text.\n## Example\n```vb\n```\n'}))
-        self.assertEqual(['VexThing: no example in C++'], found.faults)
+    def test_the_librarys_own_notes_are_whole(self):
+        self.assertEqual([], notes.compare(idl.read_library(ROOT / 'idl'), notes.Shelf(ROOT / 'docs/reference')))
 
 
 class Blocks(unittest.TestCase):
