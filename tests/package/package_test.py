@@ -250,6 +250,25 @@ def test_software_camera_is_used():
             camera.kill()
 
 
+def test_viewer_connects_without_registration():
+    """Its window is drawn nowhere here; that it has the camera is seen from outside."""
+    folder = SCRATCH / ARCHIVE.stem
+    with softcam(SOFTCAM, '--address', '127.0.0.2', '--serial', 'VIEWER') as camera:
+        with subprocess.Popen([WINE, str(folder / 'viewer.exe'), '127.0.0.2'], env=ENVIRONMENT, cwd=SCRATCH, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as viewer:
+            try:
+                deadline = time.monotonic() + 60
+                shown = {}
+                while shown.get('access', 'free') == 'free':
+                    check(time.monotonic() < deadline and viewer.poll() is None, f'the viewer does not take the camera: {shown}')
+                    code, output = wine(str(folder / 'pvctl.exe'), 'discover', '--json')
+                    check(code == 0, output)
+                    shown = next((device for device in json.loads(output) if device['serial_number'] == 'VIEWER'), {})
+            finally:
+                viewer.kill()
+                camera.send_signal(signal.SIGINT)
+
+
 def test_installs_for_everyone():
     install('/AllUsers')
     check(installed_in(folder_for_all()) == packaged(), '; '.join(differences(packaged(), installed_in(folder_for_all()))[:10]))
