@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sdk/display/shrink.h"
 #include "sdk/gui/painter.h"
 
 namespace vex::gui {
@@ -86,7 +87,7 @@ public:
     }
 
 private:
-    static void draw_image(HDC dc, display::Size window, const Scene& scene)
+    void draw_image(HDC dc, display::Size window, const Scene& scene)
     {
         const RECT all{0, 0, window.width, window.height};
         const display::Size image = scene.picture != nullptr ? scene.picture->size() : display::Size{};
@@ -102,19 +103,36 @@ private:
         fill(dc, {0, y.begin, x.begin, y.end}, scene.background);
         fill(dc, {x.end, y.begin, window.width, y.end}, scene.background);
 
-        BITMAPINFO info{};
-        info.bmiHeader.biSize = sizeof info.bmiHeader;
-        info.bmiHeader.biWidth = image.width;
-        info.bmiHeader.biHeight = -y.count;  // from top to bottom, beginning with the first line that is seen
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        info.bmiHeader.biCompression = BI_RGB;
         const auto stride = static_cast<std::size_t>(scene.picture->pixels.GetImage()->GetLineStride());
         const std::uint8_t* const lines =
             scene.picture->pixels.GetDataPointer() + static_cast<std::size_t>(y.first) * stride;
+        const RECT target{x.begin, y.begin, x.end, y.end};
+        const display::Size source{x.count, y.count};
+        const display::Size size{x.end - x.begin, y.end - y.begin};
+        if (size.width <= source.width && size.height <= source.height) {
+            if (!size.empty()) {
+                draw_pixels(dc, target, shrinker_.shrink(lines, stride, x.first, source, size), size, 0, size);
+            }
+        } else {
+            draw_pixels(dc, target, lines, {image.width, source.height}, x.first, source);
+        }
+    }
+
+    /// Of `pixels`, whose lines are `all.width` pixels long, those from column `first` on, in so much of the window.
+    static void draw_pixels(HDC dc, const RECT& target, const void* pixels, display::Size all, int first,
+                            display::Size source)
+    {
+        BITMAPINFO info{};
+        info.bmiHeader.biSize = sizeof info.bmiHeader;
+        info.bmiHeader.biWidth = all.width;
+        info.bmiHeader.biHeight = -all.height;  // from top to bottom
+        info.bmiHeader.biPlanes = 1;
+        info.bmiHeader.biBitCount = 32;
+        info.bmiHeader.biCompression = BI_RGB;
         SetStretchBltMode(dc, COLORONCOLOR);
-        StretchDIBits(dc, x.begin, y.begin, x.end - x.begin, y.end - y.begin, x.first, 0, x.count, y.count, lines,
-                      &info, DIB_RGB_COLORS, SRCCOPY);
+        StretchDIBits(dc, static_cast<int>(target.left), static_cast<int>(target.top),
+                      static_cast<int>(target.right - target.left), static_cast<int>(target.bottom - target.top), first,
+                      0, source.width, source.height, pixels, &info, DIB_RGB_COLORS, SRCCOPY);
     }
 
     void draw_texts(HDC dc, display::Size window, const Scene& scene)
@@ -167,6 +185,7 @@ private:
         font_dpi_ = dpi;
     }
 
+    display::Shrinker shrinker_;
     HFONT font_ = nullptr;
     unsigned font_dpi_ = 0;
 };
