@@ -238,7 +238,7 @@ void BlockFrame::find_contents(acquisition::BlockEnd& end, std::vector<acquisiti
     const auto chunks = std::ranges::find(parts, PvPartTypeChunkData,
                                           [](const acquisition::Part& part) { return part.description.Type; });
     if (chunks != parts.end()) {
-        end.chunks = std::span<const std::uint8_t>(memory_, capacity_)
+        end.chunks = std::span<const std::uint8_t>(memory_, static_cast<std::size_t>(capacity_))
                          .subspan(static_cast<std::size_t>(chunks->offset), chunks->description.Size);
     }
 }

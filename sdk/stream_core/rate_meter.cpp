@@ -18,7 +18,7 @@ void RateMeter::add(std::uint64_t bytes, time_point now, std::uint64_t timestamp
 {
     const Arrival before = count_ != 0 ? back(0) : Arrival{};
     ++count_;
-    Arrival& added = ring_[(count_ - 1) % ring_.size()];
+    Arrival& added = ring_[static_cast<std::size_t>((count_ - 1) % ring_.size())];
     added = {now, before.bytes + bytes, timestamp};
     if (count_ == 1) {
         first_ = added;

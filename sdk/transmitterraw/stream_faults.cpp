@@ -25,7 +25,7 @@ gvsp::Format format_of(const std::vector<std::uint8_t>& packet)
 void cut(std::vector<std::uint8_t>& packet, std::size_t least, std::uint64_t drawn)
 {
     if (packet.size() > least) {
-        packet.resize(least + drawn % (packet.size() - least));
+        packet.resize(least + static_cast<std::size_t>(drawn % (packet.size() - least)));
     }
 }
 
@@ -111,7 +111,7 @@ void StreamFaults::spoil(std::vector<std::uint8_t>& packet, Random& random)
         ++statistics_.corrupted;
         const std::size_t bits = std::min(header, packet.size()) * 8;
         const std::uint64_t wrong = 1 + random() % most_wrong_bits;
-        std::size_t bit = random() % bits;
+        auto bit = static_cast<std::size_t>(random() % bits);
         for (std::uint64_t i = 0; i < wrong; ++i) {
             packet[bit / 8] = static_cast<std::uint8_t>(packet[bit / 8] ^ (1U << (bit % 8)));
             bit = (bit + bits - 7) % bits;  // never the same again

@@ -155,7 +155,7 @@ void FaultyLink::acknowledge(View datagram, const Endpoint& destination, const S
     Bytes bytes(datagram.begin(), datagram.end());
     if (drawn(faults.truncated, &FaultStatistics::truncated)) {
         const std::lock_guard guard(mutex_);
-        bytes.resize(random_() % bytes.size());
+        bytes.resize(static_cast<std::size_t>(random_() % bytes.size()));
     }
     if (drawn(faults.wrong, &FaultStatistics::wrong)) {
         spoil(bytes);

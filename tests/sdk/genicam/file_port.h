@@ -44,7 +44,8 @@ public:
     {
         ++reads[address];
         if (address >= buffer_address) {
-            std::copy_n(buffer.begin() + (address - buffer_address), out.size(), out.begin());
+            std::copy_n(buffer.begin() + static_cast<std::ptrdiff_t>(address - buffer_address), out.size(),
+                        out.begin());
             return;
         }
         vex::wire::store_be32(out.data(), value_of(address));
@@ -53,7 +54,7 @@ public:
     {
         ++writes[address];
         if (address >= buffer_address) {
-            std::ranges::copy(data, buffer.begin() + (address - buffer_address));
+            std::ranges::copy(data, buffer.begin() + static_cast<std::ptrdiff_t>(address - buffer_address));
             return;
         }
         registers[address] = vex::wire::load_be32(data.data());

@@ -81,7 +81,7 @@ protected:
 
     [[nodiscard]] static std::string value_in(const Kept& kept, const std::vector<std::uint8_t>& bytes)
     {
-        const auto begin = bytes.begin() + kept.address;
+        const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(kept.address);
         std::string value(begin, begin + static_cast<std::ptrdiff_t>(kept.length));
         return kept.is_text ? value.substr(0, value.find('\0')) : value;
     }
