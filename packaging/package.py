@@ -134,6 +134,7 @@ def write_installer():
     lists = output / 'lists'
     lists.mkdir(exist_ok=True)
     write_side_picture(lists / 'side.bmp')
+    os.utime(lists / 'side.bmp', (epoch, epoch))  # the installer keeps it
     put_files, folder = [], None
     for file in files:
         parent = file.rpartition('\\')[0]
