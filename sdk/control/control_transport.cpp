@@ -1,5 +1,6 @@
 #include "sdk/control/control_transport.h"
 
+#include "sdk/control/datagram_tap.h"
 #include "sdk/net/interfaces.h"
 
 namespace vex::control {
@@ -22,13 +23,21 @@ UdpControlTransport::UdpControlTransport(const Endpoint& device, Ipv4Address loc
 
 std::error_code UdpControlTransport::send(std::span<const std::uint8_t> datagram) noexcept
 {
-    return socket_.send_to(device_, datagram);
+    const std::error_code error = socket_.send_to(device_, datagram);
+    if (!error) {
+        tap::write(local_, device_, datagram);
+    }
+    return error;
 }
 
 std::optional<net::Received> UdpControlTransport::receive(std::span<std::uint8_t> buffer,
                                                           std::chrono::milliseconds timeout) noexcept
 {
-    return socket_.receive(buffer, timeout);
+    const auto received = socket_.receive(buffer, timeout);
+    if (received && received->source != local_) {  // wake() sends to this socket itself
+        tap::write(received->source, local_, buffer.first(received->size));
+    }
+    return received;
 }
 
 void UdpControlTransport::wake() noexcept

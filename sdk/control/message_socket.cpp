@@ -1,5 +1,6 @@
 #include "sdk/control/message_socket.h"
 
+#include "sdk/control/datagram_tap.h"
 #include "sdk/net/interfaces.h"
 
 namespace vex::control {
@@ -25,12 +26,20 @@ UdpMessageSocket::UdpMessageSocket(Ipv4Address device, Ipv4Address local)
 std::optional<net::Received> UdpMessageSocket::receive(std::span<std::uint8_t> buffer,
                                                        std::chrono::milliseconds timeout) noexcept
 {
-    return socket_.receive(buffer, timeout);
+    const auto received = socket_.receive(buffer, timeout);
+    if (received && received->source != local_) {  // wake() sends to this socket itself
+        tap::write(received->source, local_, buffer.first(received->size));
+    }
+    return received;
 }
 
 bool UdpMessageSocket::send(const Endpoint& destination, std::span<const std::uint8_t> datagram) noexcept
 {
-    return !socket_.send_to(destination, datagram);
+    if (socket_.send_to(destination, datagram)) {
+        return false;
+    }
+    tap::write(local_, destination, datagram);
+    return true;
 }
 
 void UdpMessageSocket::wake() noexcept { socket_.send_to(local_, {}); }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "sdk/control/datagram_tap.h"
 #include "sdk/net/udp_socket.h"
 
 namespace vex::control {
@@ -43,7 +44,11 @@ public:
     {
         for (Port& port : ports_) {
             if (port.interface_index == interface_index && port.sends) {
-                return port.socket.send_to(destination, datagram);
+                const std::error_code error = port.socket.send_to(destination, datagram);
+                if (!error) {
+                    tap::write(port.socket.local(), destination, datagram);
+                }
+                return error;
             }
         }
         return std::make_error_code(std::errc::bad_file_descriptor);
@@ -83,6 +88,7 @@ private:
             Port& port = ports_[turn_];
             turn_ = (turn_ + 1) % ports_.size();
             if (const auto received = port.socket.receive(buffer, milliseconds(0))) {
+                tap::write(received->source, port.socket.local(), buffer.first(received->size));
                 return Arrival{port.interface_index, received->size, received->source};
             }
         }

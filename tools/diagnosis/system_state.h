@@ -34,6 +34,7 @@ struct Firewall {
 struct SystemState {
     std::string system;  ///< name and version
     std::string kernel;
+    std::string host_name;
     unsigned processors = 0;
     std::vector<Adapter> adapters;
     std::optional<std::uint64_t> largest_receive_buffer;  ///< bytes that a program may ask for (rmem_max)

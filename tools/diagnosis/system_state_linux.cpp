@@ -198,6 +198,7 @@ public:
         utsname kernel{};
         if (::uname(&kernel) == 0) {
             state.kernel = std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
+            state.host_name = kernel.nodename;
         }
         state.system = system_name();
         state.processors = std::thread::hardware_concurrency();

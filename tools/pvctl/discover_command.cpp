@@ -85,10 +85,12 @@ void print_table(const std::vector<const PvDeviceInfo*>& devices, std::uint32_t 
     }
 }
 
-void print_as_json(const std::vector<const PvDeviceInfo*>& devices)
+}  // namespace
+
+Json json_of(const PvSystem& system)
 {
     Json all = Json::array();
-    for (const PvDeviceInfo* device : devices) {
+    for (const PvDeviceInfo* device : devices_of(system)) {
         const PvInterface& adapter = *device->GetInterface();
         all.push_back({{"ip", device->GetIPAddress().str()},
                        {"mask", device->GetSubnetMask().str()},
@@ -104,10 +106,8 @@ void print_as_json(const std::vector<const PvDeviceInfo*>& devices)
                        {"reachable", device->IsIPConfigurationValid()},
                        {"interface", {{"id", adapter.GetID().str()}, {"ip", adapter.GetIPAddress().str()}}}});
     }
-    print_json(all);
+    return all;
 }
-
-}  // namespace
 
 DiscoverCommand::DiscoverCommand(CLI::App& app)
     : DiscoverCommand(*app.add_subcommand("discover", "list the cameras on all interfaces"),
@@ -133,7 +133,7 @@ int DiscoverCommand::run() const
     }
     const auto devices = devices_of(system);
     if (options_->json) {
-        print_as_json(devices);
+        print_json(json_of(system));
     } else {
         print_table(devices, system.GetInterfaceCount());
     }

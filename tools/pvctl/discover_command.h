@@ -5,8 +5,14 @@
 #include <memory>
 
 #include "tools/pvctl/command.h"
+#include "tools/pvctl/json_output.h"
+
+class PvSystem;
 
 namespace pvctl {
+
+/// What a search has found, a list with an object for each camera.
+[[nodiscard]] Json json_of(const PvSystem& system);
 
 /// Exits with 0 when a device was found, 3 when none was.
 class DiscoverCommand final : public Command {

@@ -17,6 +17,7 @@ public:
     void add(const std::string& name, Json value, std::string text = {});
 
     void print() const;
+    [[nodiscard]] const Json& values() const { return values_; }
     void print_as_json() const { print_json(values_); }
 
 private:

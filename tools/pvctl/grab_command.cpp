@@ -17,6 +17,7 @@
 #include "tools/pvctl/interrupt.h"
 #include "tools/pvctl/lossy_receiver.h"
 #include "tools/pvctl/picture_output.h"
+#include "tools/pvctl/sending.h"
 
 using namespace vex;
 
@@ -25,9 +26,6 @@ namespace pvctl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-/// Packet size for cameras that send no test packets, in bytes.
-constexpr std::uint32_t every_network_carries = 1440;
 
 /// How many frames there are so far, on one line of the terminal that the standard error goes to.
 class FrameCounter {
@@ -59,37 +57,6 @@ private:
     Clock::time_point next_{};
 };
 
-/// Makes the camera send to the stream, and stops it again.
-class Sending {
-public:
-    Sending(PvDevice& device, const PvStreamRaw& stream) : device_(device), features_(*device.GetGenParameters())
-    {
-        require(device.SetStreamDestination(stream.GetLocalIPAddress(), stream.GetLocalPort(), 0));
-        lock(true);
-        require(features_.ExecuteCommand("AcquisitionStart"));
-    }
-    Sending(const Sending&) = delete;
-    Sending& operator=(const Sending&) = delete;
-    /// What fails here, fails because the camera has gone.
-    ~Sending()
-    {
-        static_cast<void>(features_.ExecuteCommand("AcquisitionStop"));
-        lock(false);
-        static_cast<void>(device_.ResetStreamDestination(0));
-    }
-
-private:
-    void lock(bool locked)
-    {
-        if (features_.GetInteger("TLParamsLocked") != nullptr) {
-            static_cast<void>(features_.SetIntegerValue("TLParamsLocked", locked ? 1 : 0));
-        }
-    }
-
-    PvDevice& device_;
-    PvGenParameterArray& features_;
-};
-
 }  // namespace
 
 struct GrabCommand::Outcome {
@@ -117,25 +84,6 @@ std::string file_of(const std::string& name, std::uint32_t frame, std::uint32_t 
 }
 
 using Outcome = GrabCommand::Outcome;
-
-Json statistics_of(const PvStatistics& from)
-{
-    return {{"blocks", from.GetBlocksCount()},
-            {"images", from.GetImagesCount()},
-            {"bytes", from.GetBytesCount()},
-            {"errors", from.GetErrorCount()},
-            {"last_error", std::string(from.GetLastError().description())},
-            {"blocks_dropped", from.GetBlocksDroppedCount()},
-            {"pipeline_blocks_dropped", from.GetPipelineBlocksDropped()},
-            {"block_ids_missing", from.GetBlockIDsMissing()},
-            {"lost_packets", from.GetLostPacketCount()},
-            {"ignored_packets", from.GetIgnoredPacketCount()},
-            {"packets_out_of_order", from.GetPacketOutOfOrder()},
-            {"resend_requests", from.GetResendGroupRequested()},
-            {"packets_requested", from.GetResendPacketRequested()},
-            {"packets_recovered", from.GetExpectedResendCount()},
-            {"packets_unavailable", from.GetPacketUnavaliable()}};
-}
 
 double rate_of(const Outcome& outcome) { return outcome.seconds > 0 ? (outcome.frames - 1) / outcome.seconds : 0; }
 

@@ -199,6 +199,19 @@ void add_timestamp(FactSheet& sheet, const Reader& reader, bool latch)
 
 }  // namespace
 
+FactSheet read_facts(control::Connection& connection, bool latch)
+{
+    const Reader reader(connection);
+    FactSheet sheet;
+    add_identity(sheet, reader);
+    add_network(sheet, reader);
+    add_control(sheet, reader);
+    add_stream_channels(sheet, reader);
+    add_description(sheet, reader);
+    add_timestamp(sheet, reader, latch);
+    return sheet;
+}
+
 InfoCommand::InfoCommand(CLI::App& app)
     : InfoCommand(*app.add_subcommand("info", "what a camera is and how it is set up"), std::make_unique<Options>())
 {}
@@ -216,14 +229,7 @@ InfoCommand::InfoCommand(CLI::App& command, std::unique_ptr<Options> options)
 int InfoCommand::run() const
 {
     const auto connection = options_->device.open(PvAccessReadOnly);
-    const Reader reader(*connection);
-    FactSheet sheet;
-    add_identity(sheet, reader);
-    add_network(sheet, reader);
-    add_control(sheet, reader);
-    add_stream_channels(sheet, reader);
-    add_description(sheet, reader);
-    add_timestamp(sheet, reader, options_->latch);
+    const FactSheet sheet = read_facts(*connection, options_->latch);
     if (options_->json) {
         sheet.print_as_json();
     } else {

@@ -5,8 +5,13 @@
 
 #include "tools/pvctl/command.h"
 #include "tools/pvctl/device_option.h"
+#include "tools/pvctl/fact_sheet.h"
 
 namespace pvctl {
+
+/// What the bootstrap registers tell. `latch`: the time, too, for which it takes control. Throws CommandFailure when
+/// the camera does not answer.
+[[nodiscard]] FactSheet read_facts(vex::control::Connection& connection, bool latch);
 
 /// Reads the bootstrap registers only, so it also works for cameras whose description cannot be used.
 class InfoCommand final : public Command {

@@ -24,6 +24,7 @@
 #include "tools/pvctl/i2c_command.h"
 #include "tools/pvctl/info_command.h"
 #include "tools/pvctl/ip_command.h"
+#include "tools/pvctl/report_command.h"
 #include "tools/pvctl/serial_command.h"
 #include "tools/pvctl/serve_command.h"
 #include "tools/pvctl/switchover_command.h"
@@ -66,13 +67,15 @@ int main(int argc, char** argv)
     app.footer(
         "Exits with 0 when it worked, 1 when it failed, 2 when the command line is wrong, 3 when there is no such\n"
         "camera or feature, 4 when what was compared differs.");
-    const Commands commands =
-        make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
-                      pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
-                      pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand, pvctl::XmlCommand,
-                      pvctl::FileCommand, pvctl::SerialCommand, pvctl::BridgeCommand, pvctl::I2cCommand,
-                      pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand, pvctl::DoctorCommand,
-                      pvctl::ConvertCommand>(app);
+    Commands commands = make_commands<pvctl::DiscoverCommand, pvctl::InfoCommand, pvctl::IpCommand, pvctl::TreeCommand,
+                                      pvctl::GetCommand, pvctl::SetCommand, pvctl::WatchCommand, pvctl::ActionCommand,
+                                      pvctl::SwitchoverCommand, pvctl::GrabCommand, pvctl::ServeCommand,
+                                      pvctl::XmlCommand, pvctl::FileCommand, pvctl::SerialCommand, pvctl::BridgeCommand,
+                                      pvctl::I2cCommand, pvctl::SaveCommand, pvctl::RestoreCommand, pvctl::DiffCommand,
+                                      pvctl::DoctorCommand, pvctl::ConvertCommand>(app);
+#ifndef _WIN32
+    commands.push_back(std::make_unique<pvctl::ReportCommand>(app));
+#endif
     tools::TraceOption trace;
     trace.add(app);
     try {
