@@ -148,6 +148,12 @@ suite_interop() {
     demo_third_party
 }
 
+# The DLL for 32-bit hosts: that it compiles and links, what processor it is for and what it exports. Nothing of it is run.
+suite_dll32() {
+    build windows32 VexKamCOMWrapper
+    tests/exports/check_dll.py i386 build/windows32/bin/VexKamCOMWrapper.dll
+}
+
 # What ./run package makes, installed, repaired and removed in a Wine prefix of its own.
 suite_package() {
     source scripts/package.sh
