@@ -154,6 +154,25 @@ suite_dll32() {
     tests/exports/check_dll.py i386 build/windows32/bin/VexKamCOMWrapper.dll
 }
 
+# The scripts of tests/scripts with the 32-bit DLL in 32-bit cscript.
+suite_scripts32() {
+    source scripts/wine32.sh
+    fetch_wine32 || return "$not_run"
+    build native softcam
+    build windows32 VexKamCOMWrapper
+    source scripts/demo.sh
+    wine32_start
+    server_dll=$root/build/windows32/bin/VexKamCOMWrapper.dll
+    register_server
+    start_camera build/softcam.log listening "$build_native/tools/softcam/softcam" --address 127.0.0.2 --serial SCRIPTS
+    local script failed=0 passed=0 folder
+    folder=$(windows_path "$root/build")
+    for script in tests/scripts/*.vbs; do count_script "$script" "$folder" 127.0.0.2; done
+    stop_camera
+    echo "scripts32: $passed passed, $failed failed"
+    [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
+
 # What ./run package makes, installed, repaired and removed in a Wine prefix of its own.
 suite_package() {
     source scripts/package.sh
