@@ -99,7 +99,9 @@ TEST_P(DeviceOnABadNetwork, ReadsAndWritesWhatIsMeant)
 TEST_P(DeviceOnABadNetwork, ReportsARefusalAndNothingElse)
 {
     SCOPED_TRACE("seed " + std::to_string(GetParam()));
-    // no acknowledge is lost: nobody could say what became of a command whose repetition is refused
+    // no acknowledge is lost or waited for in vain: nobody could say what became of a command whose repetition is
+    // refused
+    ASSERT_TRUE(device.GetGenLink()->SetIntegerValue("AnswerTimeout", 2000).IsOK());
     softcam::ControlFaults refusing;
     refusing.seed = GetParam();
     refusing.refused = 300;
