@@ -186,7 +186,7 @@ void BrowserContent::set_state(const browser::BrowserState& state)
     if (state.visibility && *state.visibility != tree_.visibility()) {
         static_cast<void>(tree_.set_visibility(*state.visibility));
     }
-    if (window() != nullptr) {
+    if (theme() != nullptr) {
         restyled();
         arrange();
         show_all();

@@ -141,6 +141,10 @@ PvResult Frame::make(const Making& making)
     if (window == nullptr) {
         return system_failure("The window cannot be made");
     }
+    if (window_ == window && !is_made_) {
+        DestroyWindow(window);  // the system goes on after a fault in WM_CREATE as if it had succeeded
+        return failure(PvResult::GenericError, "The inside of the window cannot be made");
+    }
     ++shown_;
     return PvResult::OK;
 }
@@ -260,6 +264,10 @@ LRESULT CALLBACK Frame::procedure(HWND window, UINT message, WPARAM wparam, LPAR
     try {
         return frame->handle(message, wparam, lparam);
     } catch (const std::bad_alloc&) {
+        if (message == WM_CREATE) {
+            frame->end_inside();
+            return -1;
+        }
         return DefWindowProcW(window, message, wparam, lparam);
     }
 }
@@ -270,11 +278,15 @@ LRESULT Frame::handle(UINT message, WPARAM wparam, LPARAM lparam)
     const auto content = content_;
     switch (message) {
     case WM_CREATE:
+        is_made_ = false;
+        is_begun_ = true;
         if (!content->created(window)) {
+            end_inside();
             return -1;
         }
         add_to_keyboard(window, weak_from_this());
         note_size();
+        is_made_ = true;
         return 0;
     case WM_SIZE: note_size(); break;
     case WM_GETMINMAXINFO: set_least_size(*reinterpret_cast<MINMAXINFO*>(lparam)); return 0;
@@ -327,7 +339,15 @@ void Frame::on_destroy() noexcept
     if (disabled_ != nullptr) {
         EnableWindow(std::exchange(disabled_, nullptr), TRUE);
     }
-    content_->destroyed();
+    end_inside();
+}
+
+void Frame::end_inside() noexcept
+{
+    // not every system tells a window to destroy itself whose making failed
+    if (std::exchange(is_begun_, false)) {
+        content_->destroyed();
+    }
 }
 
 bool Frame::take_key(MSG& message)

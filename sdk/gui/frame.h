@@ -56,11 +56,14 @@ private:
     void note_size();
     void set_least_size(MINMAXINFO& limits) const;
     void on_destroy() noexcept;
+    void end_inside() noexcept;
 
     const std::shared_ptr<Content> content_;
     PvString title_;
     std::optional<RECT> position_;  ///< set, or kept from the last window
     HWND window_ = nullptr;
+    bool is_begun_ = false;        ///< the inside is there, whole or in part
+    bool is_made_ = false;         ///< the inside is whole
     HWND disabled_ = nullptr;      ///< takes no input while this window is modal
     std::uint64_t shown_ = 0;      ///< counts windows
     std::shared_ptr<Frame> self_;  ///< while there is a window
