@@ -273,6 +273,8 @@ PROCESS_MEMORY_COUNTERS memory()
     return counters;
 }
 
+std::size_t kilobytes(SIZE_T bytes) { return bytes / 1024; }
+
 void create_a_million(IClassFactory& factory)
 {
     constexpr int cycles = 1'000'000;
@@ -283,8 +285,8 @@ void create_a_million(IClassFactory& factory)
     const double seconds = std::chrono::duration<double>(Clock::now() - since).count();
     const auto after = memory();
     std::printf("\n%d objects created and released in %.2f s: working set %zu -> %zu KB, committed %zu -> %zu KB\n",
-                cycles, seconds, before.WorkingSetSize / 1024, after.WorkingSetSize / 1024, before.PagefileUsage / 1024,
-                after.PagefileUsage / 1024);
+                cycles, seconds, kilobytes(before.WorkingSetSize), kilobytes(after.WorkingSetSize),
+                kilobytes(before.PagefileUsage), kilobytes(after.PagefileUsage));
 }
 
 }  // namespace

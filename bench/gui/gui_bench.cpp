@@ -129,7 +129,8 @@ private:
         SetStretchBltMode(dc, COLORONCOLOR);
         StretchDIBits(dc, (static_cast<int>(inside.right) - width) / 2, (static_cast<int>(inside.bottom) - height) / 2,
                       width, height, 0, 0, static_cast<int>(bench::image_width), static_cast<int>(bench::image_height),
-                      pictures_[shown_ % pictures_.size()]->GetDataPointer(), &info, DIB_RGB_COLORS, SRCCOPY);
+                      pictures_[static_cast<std::size_t>(shown_ % pictures_.size())]->GetDataPointer(), &info,
+                      DIB_RGB_COLORS, SRCCOPY);
     }
 
     Images pictures_;
@@ -188,7 +189,7 @@ public:
     void show_next() override
     {
         const std::uint64_t before = drawn();
-        show(*images_[next_++ % images_.size()]);
+        show(*images_[static_cast<std::size_t>(next_++ % images_.size())]);
         while (drawn() == before) {
             handle_messages();
         }
@@ -231,7 +232,7 @@ private:
     void send(const Images& images)
     {
         while (!ended_) {
-            show(*images[sent_++ % images.size()]);
+            show(*images[static_cast<std::size_t>(sent_++ % images.size())]);
             while (!ended_ && WaitForSingleObject(next_wanted_, 100) != WAIT_OBJECT_0) {
             }
         }

@@ -37,7 +37,7 @@ std::size_t window_count()
     std::size_t windows = 0;
     EnumThreadWindows(
         GetCurrentThreadId(),
-        [](HWND, LPARAM counted) -> BOOL {
+        [](HWND, LPARAM counted) CALLBACK -> BOOL {
             ++*reinterpret_cast<std::size_t*>(counted);
             return TRUE;
         },

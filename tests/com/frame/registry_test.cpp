@@ -169,7 +169,7 @@ TEST_F(Registry, KeepsAScriptForStreamBaseThatNothingRuns)
     std::vector<std::string> scripts;
     EnumResourceNamesW(
         dll.module(), L"REGISTRY",
-        [](HMODULE module, LPCWSTR type, LPWSTR name, LONG_PTR all) -> BOOL {
+        [](HMODULE module, LPCWSTR type, LPWSTR name, LONG_PTR all) CALLBACK -> BOOL {
             const HRSRC found = FindResourceW(module, name, type);
             const auto* text = static_cast<const char*>(LockResource(LoadResource(module, found)));
             reinterpret_cast<std::vector<std::string>*>(all)->emplace_back(text, SizeofResource(module, found));

@@ -1,4 +1,5 @@
 // The conventions every wrapper follows, on classes made for the purpose.
+#include <limits>
 #include <memory>
 #include <stdexcept>
 
@@ -233,7 +234,7 @@ TEST_F(Wrapping, CopiesBytesOutIntoANewArray)
     EXPECT_EQ(bytes_of(array).size(), 0U);
     SafeArrayDestroy(array);
     EXPECT_EQ(thrown_by([&] {
-                  static_cast<void>(server::new_byte_array({bytes, std::size_t{1} << 40}));
+                  static_cast<void>(server::new_byte_array({bytes, std::numeric_limits<std::size_t>::max() / 2}));
               }),
               E_OUTOFMEMORY);
 }

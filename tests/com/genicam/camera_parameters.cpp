@@ -14,7 +14,7 @@ void MemoryPort::read(std::int64_t address, std::span<std::uint8_t> out)
     if (refuses_) {
         throw GenApi::PortError(PvResult::NetworkError, "the camera does not answer");
     }
-    std::copy_n(memory_.begin() + address, out.size(), out.begin());
+    std::copy_n(memory_.begin() + static_cast<std::ptrdiff_t>(address), out.size(), out.begin());
 }
 
 void MemoryPort::write(std::int64_t address, std::span<const std::uint8_t> data)
@@ -22,7 +22,7 @@ void MemoryPort::write(std::int64_t address, std::span<const std::uint8_t> data)
     if (refuses_) {
         throw GenApi::PortError(PvResult::NetworkError, "the camera does not answer");
     }
-    std::ranges::copy(data, memory_.begin() + address);
+    std::ranges::copy(data, memory_.begin() + static_cast<std::ptrdiff_t>(address));
 }
 
 namespace {

@@ -23,7 +23,7 @@ public:
         SAFEARRAYBOUND bound{count, lower};
         array_ = SafeArrayCreate(VT_UI1, 1, &bound);
         for (ULONG i = 0; i < count; ++i) {
-            (*this)[i] = static_cast<unsigned char>(i % 251);
+            (*this)[static_cast<int>(i)] = static_cast<unsigned char>(i % 251);
         }
     }
     Bytes(const Bytes&) = delete;
@@ -31,7 +31,7 @@ public:
     ~Bytes() { SafeArrayDestroy(array_); }
 
     operator SAFEARRAY*() const noexcept { return array_; }  // NOLINT(google-explicit-constructor)
-    unsigned char& operator[](ULONG index) const { return static_cast<unsigned char*>(array_->pvData)[index]; }
+    unsigned char& operator[](int index) const { return static_cast<unsigned char*>(array_->pvData)[index]; }
 
 private:
     SAFEARRAY* array_;

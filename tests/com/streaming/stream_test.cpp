@@ -305,8 +305,8 @@ TEST_F(Streaming, RetrievesImagesInTheirOrderThroughOneObject)
         EXPECT_EQ(value_of(image, &IVexImage::get_Height), 48U);
         const unsigned __int64 id = id_of(retrieved.buffer.get());
         ASSERT_LT(id, buffers.size());
-        EXPECT_EQ(value_of(buffers[id], &IVexBuffer::get_AcquiredSize), 64U * 48U);
-        ASSERT_EQ(queue(buffers[id].get()), VexOK);
+        EXPECT_EQ(value_of(buffers[static_cast<std::size_t>(id)], &IVexBuffer::get_AcquiredSize), 64U * 48U);
+        ASSERT_EQ(queue(buffers[static_cast<std::size_t>(id)].get()), VexOK);
     }
     const auto parameters = object_of(stream, &IVexStream::get_Parameters);
     __int64 count = 0;

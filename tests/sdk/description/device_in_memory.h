@@ -17,10 +17,11 @@ class DeviceInMemory {
 public:
     void put(std::uint64_t address, std::string_view bytes)
     {
-        if (memory_.size() < address + bytes.size()) {
-            memory_.resize(address + bytes.size());
+        const auto begin = static_cast<std::size_t>(address);
+        if (memory_.size() < begin + bytes.size()) {
+            memory_.resize(begin + bytes.size());
         }
-        std::ranges::copy(bytes, memory_.begin() + static_cast<std::ptrdiff_t>(address));
+        std::ranges::copy(bytes, memory_.begin() + static_cast<std::ptrdiff_t>(begin));
     }
     /// "Local:NAME;ADDRESS;LENGTH" in a URL register, and the file there.
     void put_file(std::uint64_t url_register, const std::string& name, std::uint32_t address, const std::string& file)
@@ -42,8 +43,9 @@ public:
                     if (refused != refusals.end()) {
                         return PvResult(refused->second, "the device refuses");
                     }
+                    const auto begin = static_cast<std::size_t>(address);
                     for (std::size_t i = 0; i < bytes.size(); ++i) {
-                        bytes[i] = address + i < memory_.size() ? static_cast<std::uint8_t>(memory_[address + i]) : 0;
+                        bytes[i] = begin + i < memory_.size() ? static_cast<std::uint8_t>(memory_[begin + i]) : 0;
                     }
                     return PvResult(PvResult::OK);
                 }};

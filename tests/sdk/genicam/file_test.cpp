@@ -45,8 +45,9 @@ struct DeviceFile : testing::Test {
     /// What was read; nothing may have been written behind it.
     Bytes read_bytes() const
     {
-        EXPECT_TRUE(std::all_of(got.begin() + count, got.end(), [](std::uint8_t byte) { return byte == 0xEE; }));
-        return {got.begin(), got.begin() + count};
+        const auto end = got.begin() + static_cast<std::ptrdiff_t>(count);
+        EXPECT_TRUE(std::all_of(end, got.end(), [](std::uint8_t byte) { return byte == 0xEE; }));
+        return {got.begin(), end};
     }
 
     FilePort port;

@@ -127,7 +127,7 @@ TEST_F(AssemblerBlocks, InterleavedBlocksDoNotDisturbEachOther)
     }
     ASSERT_EQ(ids(), (std::vector<std::uint64_t>{1, 2, 3}));
     for (std::uint64_t id = 1; id <= 3; ++id) {
-        EXPECT_EQ(port.delivered[id - 1].data(64), picture(64, id));
+        EXPECT_EQ(port.delivered[static_cast<std::size_t>(id - 1)].data(64), picture(64, id));
     }
 }
 

@@ -28,7 +28,7 @@ protected:
         const net::AddedBackend added(std::make_shared<FloodBackend>(flood));
         ASSERT_TRUE(channel.open({.device = camera, .local = host}).IsOK());
         // one for each block: none is thrown away because the test is slow
-        std::vector<PvBuffer> buffers(flood.blocks);
+        std::vector<PvBuffer> buffers(static_cast<std::size_t>(flood.blocks));
         for (PvBuffer& buffer : buffers) {
             buffer.Alloc(image_bytes);
             ASSERT_TRUE(channel.queue(&buffer).IsOK());

@@ -168,7 +168,7 @@ TEST_F(RetrieveBuffer, ReturnsTheClientsBuffersInTheirOrder)
         const PvResult result = stream.RetrieveBuffer(&retrieved, &operation_result, ample);
         ASSERT_TRUE(result.IsOK()) << result.description();
         EXPECT_TRUE(operation_result.IsOK());
-        ASSERT_EQ(retrieved, &buffers[id - 1]);
+        ASSERT_EQ(retrieved, &buffers[static_cast<std::size_t>(id - 1)]);
         EXPECT_EQ(retrieved->GetBlockID(), id);
         const Bytes expected = picture(64, id);
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), retrieved->GetDataPointer()));

@@ -14,7 +14,7 @@ TEST_F(GvcpRandom, GarbageNeverStopsTheDevice)
     const std::uint64_t seed = std::random_device{}();
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937_64 random(seed);
-    const auto below = [&](std::uint64_t n) { return random() % n; };
+    const auto below = [&](std::size_t n) { return static_cast<std::size_t>(random() % n); };
 
     constexpr unsigned rounds = 20000;
     for (unsigned i = 0; i < rounds; ++i) {

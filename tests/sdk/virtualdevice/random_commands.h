@@ -67,7 +67,7 @@ public:
     }
 
 private:
-    std::uint64_t below(std::uint64_t n) { return random_() % n; }
+    std::size_t below(std::size_t n) { return static_cast<std::size_t>(random_() % n); }
 
     std::uint32_t address()
     {

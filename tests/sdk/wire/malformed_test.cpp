@@ -226,6 +226,8 @@ std::uint64_t seed_of_this_run()
     return std::random_device{}();
 }
 
+std::size_t below(std::mt19937_64& random, std::size_t n) { return static_cast<std::size_t>(random() % n); }
+
 TEST(Malformed, RandomDamageNeverLeavesTheMessage)
 {
     const std::uint64_t seed = seed_of_this_run();
@@ -235,12 +237,12 @@ TEST(Malformed, RandomDamageNeverLeavesTheMessage)
     std::mt19937_64 random(seed);
     for (int round = 0; round < 20000; ++round) {
         const auto& messages = golden::all();
-        golden::Bytes bytes = messages[random() % messages.size()].bytes;
+        golden::Bytes bytes = messages[below(random, messages.size())].bytes;
         const std::uint64_t changes = 1 + random() % 8;
         for (std::uint64_t i = 0; i < changes; ++i) {
-            bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random());
+            bytes[below(random, bytes.size())] = static_cast<std::uint8_t>(random());
         }
-        bytes.resize(random() % (bytes.size() + 8));
+        bytes.resize(below(random, bytes.size() + 8));
         decode_everything(bytes);
     }
 }
@@ -253,7 +255,7 @@ TEST(Malformed, RandomBytesNeverLeaveTheMessage)
     std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
     std::mt19937_64 random(seed);
     for (int round = 0; round < 20000; ++round) {
-        golden::Bytes bytes(random() % 600);
+        golden::Bytes bytes(below(random, 600));
         std::ranges::generate(bytes, [&random] { return static_cast<std::uint8_t>(random()); });
         // half of them get past the key
         if (!bytes.empty() && round % 2 == 0) {
